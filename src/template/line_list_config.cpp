@@ -1,0 +1,50 @@
+#include "template/line_list_config.h"
+
+#include <string_view>
+#include <utility>
+
+#include "template/framework/str.h"
+
+namespace tov_template {
+
+LineListConfig::LineListConfig(const std::string& text, std::set<std::string> const_params)
+    : BaseConfig(text), m_const_params(std::move(const_params)) {
+  for (std::string_view rest = text; !rest.empty();) {
+    const std::string_view line = str::view::GetWord(rest, '\n');
+    if (!line.empty()) m_lines.emplace_back(line);
+  }
+}
+
+LineIterator LineListConfig::AppendParam(const LineIterator& pos, const std::string& text) {
+  return m_lines.insert(pos, text);
+}
+
+LineIterator LineListConfig::RemoveParam(const LineIterator& pos) {
+  ForgetLine(pos);
+  return m_lines.erase(pos);
+}
+
+LineIterator LineListConfig::RemoveParam(const LineIterator& first, const LineIterator& last) {
+  for (LineIterator line = first; line != last; ++line) ForgetLine(line);
+  return m_lines.erase(first, last);
+}
+
+void LineListConfig::ChangeParam(const LineIterator& pos, const std::string& text) {
+  if (pos != m_lines.end()) *pos = text;
+}
+
+std::string LineListConfig::Str() const {
+  return str::Join(m_lines, "\n");
+}
+
+bool LineListConfig::IsConstExpression(const std::string& line) const {
+  return m_const_params.count(std::string(str::view::FirstWord(line))) != 0;
+}
+
+void LineListConfig::ForgetLine(const LineIterator& /*line*/) {}
+
+std::string LineListConfig::Indented(const std::string& section, const std::string& text) {
+  return std::string(SectionDepth(section), '\t') + text;
+}
+
+}  // namespace tov_template

@@ -1,0 +1,211 @@
+#include "template/nginx.h"
+
+#include <algorithm>
+#include <iterator>
+#include <string_view>
+#include <utility>
+
+#include "template/framework/str.h"
+#include "template/framework/test.h"
+
+namespace tov_template {
+namespace {
+
+std::string WithoutBrackets(std::string_view word) {
+  std::string text(word);
+  text.erase(std::remove_if(text.begin(), text.end(), [](char c) { return c == '[' || c == ']'; }),
+             text.end());
+  return text;
+}
+
+// The address that `word` of a listen directive names, with its port; "" when it names none.
+std::string ListenAddress(std::string_view word) {
+  const std::size_t colon = word.rfind(':');
+  // Without a colon the word is taken for the port, and no host is left.
+  const std::string host =
+      WithoutBrackets(colon == std::string_view::npos ? "" : word.substr(0, colon));
+  const std::string port(colon == std::string_view::npos ? word : word.substr(colon + 1));
+  if (!test::Ip(host) || !test::Numeric(port)) return std::string();
+  return (test::Ip6(host) ? "[" + host + "]" : host) + ":" + port;
+}
+
+// Whether `word` of a listen directive ends its addresses and begins its options.
+bool IsListenOption(std::string_view word) {
+  return (!str::view::Contains(word, ":") || str::view::Contains(word, "unix")) &&
+         !test::Ip(std::string(word));
+}
+
+}  // namespace
+
+std::string Nginx::Listen::Str() const {
+  return str::Append(str::Append("listen", address, " "), options, " ") + ";";
+}
+
+Nginx::Nginx(const std::string& text) : LineListConfig(text, {"ssl_ciphers", "ssl_protocols"}) {}
+
+// Lines
+
+bool Nginx::StartsSection(const std::string& line) const {
+  return str::view::EndsWith(str::view::Trim(line), "{") && !str::view::Contains(line, "#");
+}
+
+bool Nginx::EndedSection(const std::string& line) const {
+  return str::view::StartsWith(str::view::Trim(line), "}");
+}
+
+bool Nginx::IsUniqueParam(const std::string& line) const {
+  return str::view::StartsWith(str::view::Trim(line), "listen");
+}
+
+std::string Nginx::GetKeyFieldConstParam(const std::string& line) const {
+  return IsConstExpression(line) ? std::string(str::view::FirstWord(line)) : line;
+}
+
+// Identity of a block
+
+void Nginx::GetIdentParams(std::set<std::string>& names) const {
+  names.insert({"server_name", "ssl", "ssl_prefer_server_ciphers"});
+}
+
+std::string Nginx::MakeSectionPath(const std::string& name,
+                                   const std::map<std::string, std::string>& idents) const {
+  std::string path = name;
+  const auto server_name = idents.find("server_name");
+  if (server_name != idents.end()) {
+    const std::string names = str::Replace(server_name->second, ";", "");
+    if (!str::view::Contains(names, "{%")) {
+      std::string_view rest = names;
+      for (int word = 0; word < 2; ++word) {  // the directive itself and its first name
+        str::inpl::Append(path, std::string(str::view::GetWord(rest)), " ");
+      }
+    }
+  }
+  if (idents.count("ssl") != 0 || idents.count("ssl_prefer_server_ciphers") != 0) {
+    str::inpl::Append(path, "ssl on", " ");
+  }
+  return path;
+}
+
+// Listen directives
+
+void Nginx::ParseListen(const std::string& line, std::vector<Listen>& out) {
+  std::string_view rest = str::view::Trim(line);
+  const std::size_t end = rest.rfind(';');
+  rest = end == std::string_view::npos ? std::string_view() : rest.substr(0, end);
+  str::view::GetWord(rest);  // the directive's name
+
+  std::vector<std::string> addresses;
+  std::string options;
+  while (!rest.empty()) {
+    const std::string_view word = str::view::GetWord(rest);
+    if (IsListenOption(word)) {
+      options = str::Append(std::string(word), std::string(rest), " ");
+      break;
+    }
+    std::string address = ListenAddress(word);
+    if (address.empty()) {
+      options = std::string(rest);
+      break;
+    }
+    addresses.push_back(std::move(address));
+  }
+
+  if (addresses.empty() && !options.empty()) out.push_back({std::string(), options});
+  for (std::string& address : addresses) out.push_back({std::move(address), options});
+}
+
+std::string Nginx::SetIndent(const std::string& section, const std::string& text) const {
+  return Indented(section, text);
+}
+
+LineIterator Nginx::RegisterUniqueParam(const std::string& section, LineIterator& pos) {
+  if (pos != m_lines.end()) Register(m_listen[section], pos);
+  return pos;
+}
+
+LineIterator Nginx::AppendUniqueParam(const std::string& section, const LineIterator& pos,
+                                      const std::string& text) {
+  std::vector<Listen> listens;
+  ParseListen(text, listens);
+  LineIterator last = pos;
+  for (const Listen& listen : listens) {
+    Registry& registry = m_listen[section];
+    const std::string line = listen.Str();
+    const bool present = std::any_of(registry.begin(), registry.end(), [&](LineIterator known) {
+      return str::view::Trim(*known) == str::view::Trim(line);
+    });
+    if (!present) last = MakeListen(section, registry, pos, line);
+  }
+  return last;
+}
+
+void Nginx::RemoveUniqueParam(const std::string& section, const std::string& text, bool /*flag*/,
+                              std::list<LineIterator>& removed) {
+  const auto entry = m_listen.find(section);
+  if (entry == m_listen.end()) return;
+  Registry& registry = entry->second;
+  std::vector<Listen> listens;
+  ParseListen(text, listens);
+  for (const Listen& listen : listens) {
+    const std::string line = listen.Str();
+    for (auto element = registry.begin(); element != registry.end();) {
+      const auto next = std::next(element);
+      if (str::view::StartsWith(str::view::Trim(**element), line)) {
+        HandBack(registry, element, removed);
+      }
+      element = next;
+    }
+  }
+}
+
+void Nginx::ChangeUniqueParam(const std::string& section, LineIterator& pos,
+                              const std::string& text, std::list<LineIterator>& removed) {
+  const auto entry = m_listen.find(section);
+  if (entry == m_listen.end()) return;
+  Registry& registry = entry->second;
+  std::vector<Listen> listens;
+  ParseListen(text, listens);
+  while (!registry.empty()) HandBack(registry, registry.begin(), removed);
+  for (const Listen& listen : listens) MakeListen(section, registry, pos, listen.Str());
+}
+
+LineIterator Nginx::MakeListen(const std::string& section, Registry& registry,
+                               const LineIterator& pos, const std::string& listen) {
+  const LineIterator line = m_lines.insert(pos, SetIndent(section, listen));
+  Register(registry, line);
+  return line;
+}
+
+void Nginx::Register(Registry& registry, const LineIterator& line) {
+  Registry added{line};
+  if (m_listen_index) Index(*m_listen_index, registry, added.begin());
+  registry.splice(registry.end(), added);
+}
+
+void Nginx::HandBack(Registry& registry, Registry::iterator element,
+                     std::list<LineIterator>& removed) {
+  if (m_listen_index) m_listen_index->Remove(&**element, &*element);
+  removed.splice(removed.end(), registry, element);
+}
+
+void Nginx::Index(ListenIndex& index, Registry& registry, Registry::iterator element) {
+  index.Add(&**element, &*element, {&registry, element});
+}
+
+void Nginx::ForgetLine(const LineIterator& line) {
+  if (m_listen.empty()) return;
+  if (!m_listen_index) {
+    ListenIndex index;
+    for (auto& [section, registry] : m_listen) {
+      for (auto element = registry.begin(); element != registry.end(); ++element) {
+        Index(index, registry, element);
+      }
+    }
+    m_listen_index = std::move(index);
+  }
+  for (const Registered& registered : m_listen_index->Take(&*line)) {
+    registered.registry->erase(registered.element);
+  }
+}
+
+}  // namespace tov_template

@@ -1,0 +1,67 @@
+// The facade: edits a configuration by a template.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "template/base_config.h"
+#include "template/value.h"
+
+namespace tov_template {
+
+// Edits one configuration by a template and named values:
+//
+//   std::string edited =
+//       ParserTemplate(GetConfigType("Nginx", text))
+//           .SetValue("name", "a.example", "b.example")   // what stands there now, what is to
+//           stand .SetTemplate("server {\nserver_name {% $name %};\n}") .ApplyTemplate()
+//           .GetConfig();
+//
+// Values come first, then the template, then the application: a template sees the values set before
+// it. A second application works on the configuration as the first left it; for an independent
+// request take a new parser over a new dialect object.
+//
+// Copies are handles on one and the same parser. A parser and its copies are used by one thread at
+// a time; different parsers do not disturb one another.
+class ParserTemplate {
+ public:
+  // Reads the configuration that `config` holds. `config` must not be null; it is shared, and
+  // edited by ApplyTemplate.
+  explicit ParserTemplate(const std::shared_ptr<BaseConfig>& config);
+
+  // Sets the old and the new value of the parameter `name` (any text, also empty). A null old value
+  // removes the one stored; a null new value also removes the old value stored before this call,
+  // and leaves the stored new value as it is.
+  ParserTemplate& SetValue(const std::string& name, const Value& old_value, const Value& new_value);
+
+  // Takes over all values of `other`. Names that `other` does not hold keep theirs.
+  ParserTemplate& SetValue(const ParserTemplate& other);
+
+  // Forgets all values and the template.
+  ParserTemplate& ClearValues();
+
+  // Reads a template against the values set so far; see template.h for the language, and
+  // Template::SetTemplate for what it throws. When it throws, the template is half read. After an
+  // application it takes a SetValue or ClearValues for the new template to be applied.
+  ParserTemplate& SetTemplate(const std::string& text);
+
+  // Edits the configuration. Does nothing when it has been done since the last SetValue or
+  // ClearValues. Throws what the dialect throws; the configuration is then half edited and
+  // GetConfig unchanged.
+  ParserTemplate& ApplyTemplate();
+
+  // The configuration as the last ApplyTemplate left it, without blank lines and without a line end
+  // at its end; "" before the first.
+  std::string GetConfig() const;
+
+  // The template's own result: the opening, closing and identifying lines of its blocks, with the
+  // new values and without the branches not taken.
+  std::string GetPrototype() const;
+
+ private:
+  struct Data;
+
+  std::shared_ptr<Data> m_data;
+};
+
+}  // namespace tov_template

@@ -1,0 +1,1202 @@
+// The engine. From top to bottom, in the order in which data flows: log and helpers, the view (its
+// reading, its references, its edits), conditions, substitution, statements, section tuning,
+// application, facade. Whatever writes a log record stands here, since a record names this file.
+#include "template/template.h"
+
+#include <algorithm>
+#include <iterator>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "template/condition.h"
+#include "template/framework/str.h"
+#include "template/framework/tov_err.h"
+#include "template/framework/tov_file.h"
+#include "template/framework/tov_log.h"
+#include "template/parser_template.h"
+
+namespace tov_template {
+namespace {
+
+// --- Log ---
+
+constexpr tov_log::Module kLog("template", "core");
+
+// Writes a debug record with the place in this file as its prefix. The arguments, of which there is
+// at least one, are built only when the record is wanted.
+#define LOG_DEBUG(format, ...)                                                                 \
+  do {                                                                                         \
+    if (kLog.Check(tov_log::kDebug)) {                                                         \
+      kLog.Write(tov_log::kDebug, "%s:%d " format, tov_file::Name(__FILE__).c_str(), __LINE__, \
+                 __VA_ARGS__);                                                                 \
+    }                                                                                          \
+  } while (false)
+
+void LogCall(const char* signature) {
+  if (kLog.Check(tov_log::kTrace)) kLog.Write(tov_log::kTrace, "%s", signature);
+}
+
+const char* BoolText(bool value) {
+  return value ? "true" : "false";
+}
+
+// --- Helpers ---
+
+bool IsBlank(const std::string& text) {
+  return str::view::Trim(text).empty();
+}
+
+// `key`, the path of a block at or below `old_path`, when that block's path becomes `new_path`.
+std::string RekeyedPath(const std::string& key, const std::string& old_path,
+                        const std::string& new_path) {
+  std::string_view below = key;
+  str::view::GetWord(below, old_path + kSectionSeparator);
+  return JoinSection(str::Trim(new_path), std::string(below));
+}
+
+}  // namespace
+
+// --- View: paths ---
+
+ConfigView::Line ConfigView::SeparateParam(const std::string& line, const std::string& comment) {
+  Line parts{line, std::string()};
+  if (!comment.empty() && str::view::Contains(line, comment)) {
+    parts.m_comment = str::RGetWord(parts.m_text, comment);
+  }
+  return parts;
+}
+
+bool ConfigView::IsSubsection(const std::string& parent, const std::string& path) {
+  std::string_view parent_rest = parent;
+  std::string_view path_rest = path;
+  while (!parent_rest.empty()) {
+    const std::string_view level = str::view::GetWord(parent_rest, kSectionSeparator);
+    if (level != str::view::GetWord(path_rest, kSectionSeparator)) return false;
+  }
+  return true;
+}
+
+template <class Map>
+void ConfigView::UpdateSectionPath(Map& map, const std::string& old_path,
+                                   const std::string& new_path) {
+  // Planned first, so that nothing can fail while entries are out of the map.
+  std::vector<std::pair<typename Map::iterator, std::string>> plan;
+  const auto consider = [&](typename Map::iterator from, typename Map::iterator to) {
+    for (; from != to; ++from) {
+      if (!IsSubsection(old_path, from->first)) continue;
+      plan.emplace_back(from, RekeyedPath(from->first, old_path, new_path));
+    }
+  };
+  std::string top = old_path;  // without empty levels at its end: they match levels not there
+  while (str::view::EndsWith(top, kSectionSeparator)) {
+    top.resize(top.size() - kSectionSeparator.size());
+  }
+  if (old_path.empty()) {
+    consider(map.begin(), map.end());
+  } else {
+    const std::string below = top + kSectionSeparator;
+    std::string behind = below;  // the first key that does not begin with `below`
+    ++behind.back();
+    const auto [first, last] = map.equal_range(top);
+    consider(first, last);
+    consider(map.lower_bound(below), map.lower_bound(behind));
+  }
+
+  Map moved;
+  for (auto& [entry, path] : plan) {
+    const auto rival = moved.find(path);
+    if (rival != moved.end()) {
+      Unindex(*rival);
+      moved.erase(rival);
+    }
+    auto node = map.extract(entry);
+    node.key() = std::move(path);
+    moved.insert(std::move(node));
+  }
+  while (!moved.empty()) {
+    const auto entry = moved.begin();
+    if (map.count(entry->first) != 0) {
+      Unindex(*entry);
+      moved.erase(entry);
+    } else {
+      map.insert(moved.extract(entry));
+    }
+  }
+}
+
+template void ConfigView::UpdateSectionPath(Params& map, const std::string& old_path,
+                                            const std::string& new_path);
+template void ConfigView::UpdateSectionPath(Places& map, const std::string& old_path,
+                                            const std::string& new_path);
+
+// --- View: reading ---
+
+// Walks the lines once. A block's lines go to the entry of the path that its opening line gave it.
+// When it closes, the identifying lines seen inside may give it another path, to which its entries
+// move, and those below.
+class ConfigView::Reader {
+ public:
+  explicit Reader(ConfigView& view) : m_view(view), m_config(*view.m_config) {
+    std::set<std::string> idents;
+    m_config.GetIdentParams(idents);
+    m_ident_names.insert(idents.begin(), idents.end());
+  }
+
+  void Read() {
+    const std::string marker = m_config.GetCommentChar();
+    for (LineIterator line = m_view.m_lines->begin(); m_view.IsLine(line); ++line) {
+      if (!marker.empty() && str::view::Contains(*line, marker)) {
+        ReadLine(line, SeparateParam(*line, marker).m_text);
+      } else {
+        ReadLine(line, *line);
+      }
+    }
+  }
+
+ private:
+  // An open block whose lines are recorded: its entry in m_params.
+  struct OpenBlock {
+    std::string path;
+    ParamList* params;
+  };
+
+  void ReadLine(const LineIterator& line, const std::string& text) {
+    const bool starts = m_config.StartsSection(text);
+    if (starts) {
+      SetPath(JoinSection(m_path, str::Trim(text)));
+      m_idents.emplace_back();
+    }
+    KeepIdent(text);
+    if (!m_path.empty()) Record(line, starts);
+    if (m_config.EndedSection(text)) CloseBlock();
+  }
+
+  void SetPath(std::string path) {
+    m_path = std::move(path);
+    m_end = nullptr;
+  }
+
+  void KeepIdent(const std::string& text) {
+    if (m_idents.empty()) return;
+    const std::string_view name = str::view::FirstWord(text);
+    if (m_ident_names.find(name) == m_ident_names.end()) return;
+    m_idents.back().emplace(name, str::Trim(text));
+  }
+
+  void Record(const LineIterator& line, bool starts) {
+    if (starts) {
+      const auto [block, made] = m_view.m_params.try_emplace(m_path);
+      if (made) block->second.push_back({line});
+      m_open.push_back({m_path, &block->second});
+    } else if (!m_open.empty()) {
+      m_open.back().params->push_back({line});
+    }
+    if (m_end == nullptr) m_end = &m_view.m_ends[m_path];
+    *m_end = line;
+  }
+
+  void CloseBlock() {
+    if (!m_idents.empty() && !m_idents.back().empty()) Rekey(m_idents.back());
+    // A re-keyed block drops a second level here. What follows in the enclosing block is therefore
+    // recorded further out; configurations that were edited so far rely on the resulting paths.
+    SetPath(ParentSection(m_path));
+    if (!m_open.empty()) m_open.pop_back();
+    if (!m_idents.empty()) m_idents.pop_back();
+  }
+
+  void Rekey(const std::map<std::string, std::string>& idents) {
+    const std::string old_path = m_path;
+    const std::string level = str::RGetWord(m_path, kSectionSeparator);
+    const std::string new_path = JoinSection(m_path, m_config.MakeSectionPath(level, idents));
+    m_view.UpdateSectionPath(m_view.m_params, old_path, new_path);
+    m_view.UpdateSectionPath(m_view.m_ends, old_path, new_path);
+    for (OpenBlock& block : m_open) FollowEntry(block, old_path, new_path);
+  }
+
+  // The entry of a block that is still open may have moved too, or made way for one that held the
+  // path already.
+  void FollowEntry(OpenBlock& block, const std::string& old_path, const std::string& new_path) {
+    if (!IsSubsection(old_path, block.path)) return;
+    block.path = RekeyedPath(block.path, old_path, new_path);
+    block.params = &m_view.m_params.find(block.path)->second;
+  }
+
+  ConfigView& m_view;
+  const BaseConfig& m_config;
+  std::set<std::string, std::less<>> m_ident_names;
+  std::string m_path;
+  LineIterator* m_end = nullptr;  // m_ends[m_path], once looked up
+  std::vector<OpenBlock> m_open;
+  std::vector<std::map<std::string, std::string>> m_idents;  // of each open block
+};
+
+ConfigView::ConfigView(const std::shared_ptr<BaseConfig>& config)
+    : m_config(config), m_lines(config->GetList()) {
+  Reader(*this).Read();
+  RegisterUniqueParams();
+}
+
+// The dialect may merge a unique line into an earlier one: it erases the line and names another
+// that stands for it from now on. The elements that stood for the erased line follow as a pile and
+// are set at the end, so that a long run of merged lines costs no more than as many short ones.
+// Nobody looks at them in between: each line has one element at first, whose turn is over then.
+void ConfigView::RegisterUniqueParams() {
+  struct Pile {
+    LineIterator line;
+    std::vector<ConfParam*> params;
+  };
+  std::unordered_map<const std::string*, Pile> piles;
+  const auto follow = [&](const std::string* erased, ConfParam& param) {
+    Pile pile{param.m_line, {}};
+    const auto found = piles.find(erased);
+    if (found != piles.end()) {
+      pile.params = std::move(found->second.params);
+      piles.erase(found);
+    }
+    pile.params.push_back(&param);
+    Pile& target = piles[Address(param.m_line)];
+    if (target.params.size() < pile.params.size()) std::swap(target, pile);
+    target.line = param.m_line;
+    target.params.insert(target.params.end(), pile.params.begin(), pile.params.end());
+  };
+
+  PlaceIndex ends;  // of the unique lines: no other is erased here
+  const auto index_end = [&](Places::value_type& end) {
+    if (IsLine(end.second) && m_config->IsUniqueParam(*end.second)) {
+      ends.Add(&*end.second, &end, &end);
+    }
+  };
+  for (Places::value_type& end : m_ends) index_end(end);
+
+  for (auto& [section, params] : m_params) {
+    for (ConfParam& param : params) {
+      if (!IsLine(param.m_line) || !m_config->IsUniqueParam(*param.m_line)) continue;
+      const std::string* const line = Address(param.m_line);
+      const LineIterator before = Before(param.m_line);
+      LineIterator pos = param.m_line;
+      param.m_line = m_config->RegisterUniqueParam(section, pos);
+      if (Address(param.m_line) == line) continue;
+      follow(line, param);
+      for (Places::value_type* end : ends.Take(line)) {
+        end->second = before;
+        index_end(*end);
+      }
+    }
+  }
+  for (const auto& [line, pile] : piles) {
+    for (ConfParam* param : pile.params) param->m_line = pile.line;
+  }
+  m_lines_shared = !piles.empty();
+}
+
+// --- View: positions ---
+
+// Tells lines apart, also one that has been erased since; null for no line.
+const std::string* ConfigView::Address(const LineIterator& line) const {
+  return IsLine(line) ? &*line : nullptr;
+}
+
+LineIterator ConfigView::Before(const LineIterator& line) const {
+  return line == m_lines->begin() ? m_lines->end() : std::prev(line);
+}
+
+LineIterator ConfigView::After(const LineIterator& line) const {
+  return IsLine(line) ? std::next(line) : line;
+}
+
+bool ConfigView::EndsBlock(const LineIterator& line) const {
+  return IsLine(line) && m_config->EndedSection(*line);
+}
+
+// Whether `last` is `first` or comes after it; both are lines. Cost: grows with their distance.
+bool ConfigView::Precedes(const LineIterator& first, const LineIterator& last) const {
+  LineIterator ahead = first;
+  LineIterator behind = first;
+  while (ahead != last) {
+    if (behind == last || !IsLine(ahead = After(ahead))) return false;
+    if (behind != m_lines->begin()) --behind;
+  }
+  return true;
+}
+
+// Where the next line of `section` goes: before its last line when that closes a block, else behind
+// it; the end of the list when it has none.
+LineIterator ConfigView::InsertionPoint(const std::string& section) const {
+  const auto end = m_ends.find(section);
+  if (end == m_ends.end()) return m_lines->end();
+  return EndsBlock(end->second) ? end->second : After(end->second);
+}
+
+// Whether new lines of `section` follow one another behind a block made in it. If so, moves that
+// place on by a line and sets `pos` to it.
+bool ConfigView::AdvanceCreated(const std::string& section, LineIterator& pos) {
+  const auto created = m_created.find(section);
+  if (created == m_created.end()) return false;
+  pos = After(created->second);
+  SetPlace(m_created, m_created_index, section, pos);
+  return true;
+}
+
+// The lines of a block, null when it is missing. A block that has lost all its lines is missing.
+ConfigView::ParamList* ConfigView::FindBlock(const std::string& section) {
+  const auto block = m_params.find(section);
+  return block == m_params.end() || block->second.empty() ? nullptr : &block->second;
+}
+
+std::list<ConfParam>::iterator ConfigView::FindParam(std::list<ConfParam>& params,
+                                                     const std::string& key) {
+  return std::find_if(params.begin(), params.end(), [&](const ConfParam& param) {
+    return IsLine(param.m_line) && str::view::StartsWith(str::view::Trim(*param.m_line), key);
+  });
+}
+
+std::string ConfigView::TrimTerm(std::string text) {
+  str::inpl::Trim(text);
+  const std::string term = m_config->GetTermChar();
+  if (!term.empty() && str::EndsWith(text, term)) {
+    text.resize(text.size() - term.size());
+    str::inpl::Trim(text);
+  }
+  return text;
+}
+
+// --- View: references to lines ---
+
+// When a line is erased, all that refers to it forgets it first: elements go, places move to the
+// line before. The indexes by line find them. These only repeat what the lists and maps hold, are
+// made from them when first needed, and are thrown away when memory fails in between.
+
+void ConfigView::IndexPlaces() {
+  if (m_end_index) return;
+  const auto index = [this](Places& places) {
+    PlaceIndex made;
+    for (Places::value_type& place : places) {
+      if (IsLine(place.second)) made.Add(&*place.second, &place, &place);
+    }
+    return made;
+  };
+  m_created_index = index(m_created);
+  m_end_index = index(m_ends);
+}
+
+void ConfigView::IndexOwners() {
+  if (m_owners) return;
+  OwnerIndex made;
+  for (auto& [section, params] : m_params) {
+    for (auto param = params.begin(); param != params.end(); ++param) {
+      if (IsLine(param->m_line)) made.Add(&*param->m_line, &*param, {&params, param});
+    }
+  }
+  m_owners = std::move(made);
+}
+
+void ConfigView::Unindex(Params::value_type& block) {
+  if (!m_owners) return;
+  for (const ConfParam& param : block.second) m_owners->Remove(Address(param.m_line), &param);
+}
+
+void ConfigView::Unindex(Places::value_type& place) {
+  if (m_end_index) m_end_index->Remove(Address(place.second), &place);
+}
+
+void ConfigView::SetPlace(Places& places, std::optional<PlaceIndex>& index,
+                          const std::string& section, const LineIterator& line) {
+  Places::value_type& place = *places.try_emplace(section, m_lines->end()).first;
+  if (place.second == line) return;
+  if (index) {
+    if (IsLine(line)) index->Add(&*line, &place, &place);
+    index->Remove(Address(place.second), &place);
+  }
+  place.second = line;
+}
+
+void ConfigView::ErasePlace(Places& places, std::optional<PlaceIndex>& index,
+                            const std::string& section) {
+  const auto place = places.find(section);
+  if (place == places.end()) return;
+  if (index) index->Remove(Address(place->second), &*place);
+  places.erase(place);
+}
+
+void ConfigView::AddParam(ParamList& params, ParamList::iterator pos, const LineIterator& line) {
+  ParamList added{ConfParam{line}};
+  if (m_owners && IsLine(line)) m_owners->Add(&*line, &added.front(), {&params, added.begin()});
+  params.splice(pos, added);
+}
+
+// Takes `param` out of `params` and makes all else forget its line, which is then erased by the
+// caller.
+void ConfigView::ForgetParam(ParamList& params, ParamList::iterator param) {
+  const LineIterator line = param->m_line;
+  if (m_lines_shared) IndexOwners();
+  if (!m_owners) params.erase(param);
+  Forget(line, std::next(line));
+}
+
+// Takes `block` out of the index and adds its lines to `lines`. Returns the entry behind it.
+ConfigView::Params::iterator ConfigView::DropBlock(Params::iterator block, LineSet& lines) {
+  for (const ConfParam& param : block->second) lines.insert(Address(param.m_line));
+  Unindex(*block);
+  return m_params.erase(block);
+}
+
+// Erases the lines from `first` up to, not including, `last`. `dropped` are lines whose elements
+// are gone already.
+void ConfigView::EraseLines(const LineIterator& first, const LineIterator& last,
+                            const LineSet& dropped) {
+  const auto may_be_referred_to = [&](const std::string& line) {
+    return dropped.count(&line) == 0;
+  };
+  if (m_lines_shared || std::any_of(first, last, may_be_referred_to)) IndexOwners();
+  Forget(first, last);
+  m_config->RemoveParam(first, last);
+}
+
+void ConfigView::Forget(const LineIterator& first, const LineIterator& last) try {
+  IndexPlaces();
+  const LineIterator before = Before(first);
+  for (LineIterator line = first; line != last; ++line) {
+    for (Places::value_type* end : m_end_index->Take(&*line)) {
+      end->second = before;
+      if (IsLine(before)) m_end_index->Add(&*before, end, end);
+    }
+    for (Places::value_type* created : m_created_index->Take(&*line)) {
+      created->second = before;
+      if (IsLine(before)) {
+        m_created_index->Add(&*before, created, created);
+      } else {
+        m_created.erase(m_created.find(created->first));
+      }
+    }
+    if (!m_owners) continue;
+    for (const Owner& owner : m_owners->Take(&*line)) owner.list->erase(owner.element);
+  }
+} catch (...) {
+  m_end_index.reset();
+  m_created_index.reset();
+  m_owners.reset();
+  throw;
+}
+
+// --- View: append ---
+
+void ConfigView::AppendParam(const std::string& section, const std::string& param,
+                             const std::string& key) {
+  if (section.empty() || IsBlank(param)) return;
+  ParamList* const params = FindBlock(section);
+  const bool unique = m_config->IsUniqueParam(param);
+  if (params == nullptr) {
+    if (!unique && !m_config->EndedSection(str::Trim(param))) MakeBlock(section, param);
+  } else if (unique) {
+    AppendUnique(section, *params, param);
+  } else if (!key.empty()) {
+    AppendOrdinary(section, *params, param, key);
+  }
+}
+
+void ConfigView::MakeBlock(const std::string& section, const std::string& param) {
+  const std::string parent = ParentSection(section);
+  LineIterator pos;
+  if (!AdvanceCreated(parent, pos)) pos = InsertionPoint(parent);
+  const LineIterator line = m_config->AppendParam(pos, param);
+  ParamList& params = m_params[section];
+  AddParam(params, params.end(), line);
+  SetPlace(m_ends, m_end_index, section, line);
+  if (str::EndsWith(section, kSectionSeparator)) {
+    LOG_DEBUG("create section '%s'", str::Trim(param).c_str());
+  }
+}
+
+void ConfigView::AppendUnique(const std::string& section, ParamList& params,
+                              const std::string& param) {
+  const LineIterator pos = InsertionPoint(section);
+  const LineIterator line = m_config->AppendUniqueParam(section, pos, param);
+  if (line != pos) {
+    AddParam(params, params.end(), line);
+    SetPlace(m_ends, m_end_index, section, line);
+  }
+  LOG_DEBUG("append unique param '%s'", str::Trim(param).c_str());
+}
+
+void ConfigView::AppendOrdinary(const std::string& section, ParamList& params,
+                                const std::string& param, const std::string& key) {
+  if (FindParam(params, TrimTerm(key)) != params.end()) return;
+  if (FindParam(params, TrimTerm(param)) != params.end()) return;
+  LineIterator pos;
+  if (!AdvanceCreated(section, pos)) pos = InsertionPoint(section);
+  const auto last = std::prev(params.end());
+  const LineIterator line = m_config->AppendParam(pos, param);
+  AddParam(params, EndsBlock(last->m_line) ? last : params.end(), line);
+  LOG_DEBUG("append param '%s'", str::Trim(param).c_str());
+  SetPlace(m_ends, m_end_index, section, line);
+
+  const std::string parent = ParentSection(section);
+  const bool starts = m_config->StartsSection(param);
+  if (starts && !parent.empty()) SetPlace(m_created, m_created_index, parent, line);
+  if (!starts) ErasePlace(m_created, m_created_index, section);
+  if (parent.empty()) {
+    m_created.clear();
+    m_created_index.reset();
+  }
+}
+
+// --- View: remove ---
+
+void ConfigView::RemoveParam(const std::string& section, const std::string& param, bool part_key) {
+  if (section.empty() || IsBlank(param)) return;
+  ParamList* const params = FindBlock(section);
+  if (params == nullptr) return;
+  if (m_config->IsUniqueParam(param)) {
+    RemoveUnique(section, *params, param, part_key);
+  } else if (m_config->StartsSection(param)) {
+    RemoveBlock(section, *params);
+  } else {
+    RemoveOrdinary(*params, param);
+  }
+}
+
+void ConfigView::RemoveUnique(const std::string& section, ParamList& params,
+                              const std::string& param, bool part_key) {
+  std::list<LineIterator> removed;
+  m_config->RemoveUniqueParam(section, param, part_key, removed);
+  EraseHandedBack(params, removed, true);
+}
+
+// Erases the lines of `removed` that belong to the block; the others stay.
+void ConfigView::EraseHandedBack(ParamList& params, const std::list<LineIterator>& removed,
+                                 bool log) {
+  LineSet lines;
+  for (const LineIterator& line : removed) lines.insert(Address(line));
+  lines.erase(nullptr);
+  std::unordered_map<const std::string*, ParamList::iterator> own;
+  for (auto param = params.begin(); !lines.empty() && param != params.end(); ++param) {
+    if (lines.count(Address(param->m_line)) != 0) own.emplace(Address(param->m_line), param);
+  }
+  for (const LineIterator& line : removed) {
+    const auto found = own.find(Address(line));
+    if (found == own.end()) continue;
+    const auto param = found->second;
+    own.erase(found);  // a line that is named twice is erased once
+    if (log) LOG_DEBUG("deleted unique param '%s'", line->c_str());
+    ForgetParam(params, param);
+    m_lines->erase(line);
+  }
+}
+
+void ConfigView::RemoveBlock(const std::string& section, ParamList& params) {
+  const LineIterator first = params.front().m_line;
+  const LineIterator last = params.back().m_line;
+  if (!IsLine(first) || !IsLine(last) || !Precedes(first, last)) return;
+  LineSet dropped;
+  auto block = m_params.lower_bound(section);
+  while (block != m_params.end() && str::StartsWith(block->first, section)) {
+    block = DropBlock(block, dropped);
+  }
+  EraseLines(first, std::next(last), dropped);
+  ErasePlace(m_ends, m_end_index, section);
+}
+
+void ConfigView::RemoveOrdinary(ParamList& params, const std::string& param) {
+  const auto found = FindParam(params, TrimTerm(param));
+  if (found == params.end()) return;
+  const LineIterator line = found->m_line;
+  ForgetParam(params, found);
+  m_config->RemoveParam(line);
+  LOG_DEBUG("deleted param '%s'", str::Trim(param).c_str());
+}
+
+void ConfigView::RemoveEmptySections() {
+  for (auto block = m_params.begin(); block != m_params.end();) {
+    if (!IsRemovable(*block)) {
+      ++block;
+      continue;
+    }
+    const LineIterator first = block->second.front().m_line;
+    const LineIterator last = block->second.back().m_line;
+    LOG_DEBUG("Remove empty section '%s'", str::Trim(*first).c_str());
+    LineSet dropped;
+    block = DropBlock(block, dropped);
+    EraseLines(first, std::next(last), dropped);
+  }
+}
+
+// Whether `block` is empty and nothing protects it. What protects it is the end of a block whose
+// path begins with its own; the ends of removed blocks stay, and go on protecting.
+bool ConfigView::IsRemovable(const Params::value_type& block) const {
+  const auto& [section, params] = block;
+  if (params.empty() || params.size() > 2) return false;
+  const auto next_end = m_ends.upper_bound(section);
+  if (next_end != m_ends.end() && str::StartsWith(next_end->first, section)) return false;
+  const LineIterator first = params.front().m_line;
+  const LineIterator last = params.back().m_line;
+  return IsLine(first) && IsLine(last) && Precedes(first, last);
+}
+
+// --- View: change ---
+
+void ConfigView::ChangeParam(const std::string& section, const std::string& old_param,
+                             const std::string& new_param, const std::string& key) {
+  if (section.empty() || IsBlank(new_param) || (IsBlank(old_param) && IsBlank(key))) return;
+  ParamList* const params = FindBlock(section);
+  if (params == nullptr) return;
+  if (m_config->IsUniqueParam(new_param)) {
+    ChangeUnique(section, *params, new_param);
+  } else {
+    const auto param = FindParam(*params, str::Trim(IsBlank(key) ? old_param : key));
+    if (param == params->end()) return;
+    ChangeOrdinary(section, param->m_line, new_param);
+  }
+  LOG_DEBUG("Change param from '%s' to '%s'", str::Trim(old_param).c_str(),
+            str::Trim(new_param).c_str());
+}
+
+void ConfigView::ChangeOrdinary(const std::string& section, const LineIterator& line,
+                                const std::string& new_param) {
+  const std::string marker = m_config->GetCommentChar();
+  const std::string comment = SeparateParam(*line, marker).m_comment;
+  m_config->ChangeParam(line, str::Append(new_param, comment, marker));
+  if (!m_config->StartsSection(new_param)) return;
+  const std::string new_path = JoinSection(ParentSection(section), new_param);
+  UpdateSectionPath(m_params, section, new_path);
+  UpdateSectionPath(m_ends, section, new_path);
+}
+
+void ConfigView::ChangeUnique(const std::string& section, ParamList& params,
+                              const std::string& new_param) {
+  LineIterator last = params.back().m_line;
+  std::list<LineIterator> removed;
+  m_config->ChangeUniqueParam(section, last, new_param, removed);
+  if (last != params.back().m_line) {
+    params.back().m_line = last;
+    m_lines_shared = true;
+    m_owners.reset();
+  }
+  EraseHandedBack(params, removed, false);
+}
+
+// --- Conditions ---
+
+namespace {
+
+// What an operand names: its text without pairs of double quotes and without a leading "$".
+std::string OperandName(const std::string& operand) {
+  std::string name = str::Replace(operand, "\"\"", "");
+  if (str::StartsWith(name, "$")) name.erase(0, 1);
+  return name;
+}
+
+}  // namespace
+
+Condition::Condition(const std::string& statement, const Values& values)
+    : m_text(str::Trim(statement)) {
+  str::GetWord(m_text, ' ');  // the keyword
+  KeepValue(std::string(), values);
+  for (std::string_view rest = m_text; !rest.empty();) {
+    KeepValue(OperandName(std::string(str::view::GetWord(rest))), values);
+  }
+}
+
+void Condition::KeepValue(const std::string& name, const Values& values) {
+  const auto value = values.find(name);
+  if (value != values.end()) m_values.insert(*value);
+}
+
+bool Condition::Result() const {
+  const bool any = str::view::Contains(m_text, " or ");
+  const bool all = str::view::Contains(m_text, " and ");
+  std::list<std::string> comparisons;
+  if (any) str::Split(m_text, " or ", comparisons);
+  if (all) str::Split(m_text, " and ", comparisons);
+  if (!any && !all) comparisons.push_back(m_text);
+
+  std::vector<bool> results;
+  for (const std::string& comparison : comparisons) {
+    results.push_back(Compare(ParseExpression(comparison), !results.empty() && results.back()));
+  }
+  // With both words, each step yields its own result, so that the first comparison decides.
+  bool value = !any;
+  for (auto result = results.rbegin(); result != results.rend(); ++result) {
+    if (any) value = value || *result;
+    if (all) value = value && *result;
+    if (!any && !all) value = *result;
+  }
+  return value;
+}
+
+Condition::Expression Condition::ParseExpression(const std::string& text) const {
+  std::string_view rest = text;
+  Expression expression;
+  expression.m_lvalue = str::view::GetWord(rest);
+  expression.m_sign = str::view::GetWord(rest);
+  expression.m_rvalue = str::view::GetWord(rest);
+
+  const bool complete = !expression.m_sign.empty() && !expression.m_rvalue.empty();
+  expression.m_lvalue = OperandName(expression.m_lvalue);
+  expression.m_rvalue = OperandName(expression.m_rvalue);
+  if (complete) {
+    Lookup(expression.m_lvalue);
+    Lookup(expression.m_rvalue);
+  }
+  LOG_DEBUG("lvalue %s, m_sign %s, rvalue %s", expression.m_lvalue.c_str(),
+            expression.m_sign.c_str(), expression.m_rvalue.c_str());
+  return expression;
+}
+
+// Replaces a value's name by the value. A name that is not known stands for itself.
+void Condition::Lookup(std::string& operand) const {
+  const auto value = m_values.find(operand);
+  if (value != m_values.end()) operand = value->second;
+}
+
+// `previous` is the result of the comparison before, which an unknown operator repeats.
+bool Condition::Compare(const Expression& expression, bool previous) const {
+  const auto& [left, right, sign] = expression;
+  if (sign.empty()) return m_values.count(left) != 0;
+  if (sign == "==") return left == right;
+  if (sign == "!=") return left != right;
+  if (sign == ">") return left > right;
+  if (sign == "<") return left < right;
+  return previous;
+}
+
+void BoolStackTape::Append(const bool& taken) {
+  if (!m_stack.empty()) m_stack.back().push(taken);
+  LOG_DEBUG("Append '%s' into stack", BoolText(taken));
+}
+
+bool BoolStackTape::Enabled() const {
+  return !InChain() || m_stack.back().top();
+}
+
+bool BoolStackTape::EnclosingEnabled() const {
+  return m_stack.size() < 2 || m_stack[m_stack.size() - 2].top();
+}
+
+bool BoolStackTape::AnyTaken() const {
+  if (!InChain()) return false;
+  for (Chain branches = m_stack.back(); !branches.empty(); branches.pop()) {
+    if (branches.top()) return true;
+  }
+  return false;
+}
+
+// --- Template: values ---
+
+namespace {
+
+const std::string kFullOpen = "{%";
+const std::string kFullClose = "%}";
+const std::string kTrailingOpen = "[%";
+const std::string kTrailingClose = "%]";
+const std::string kComment = "{#}";
+
+}  // namespace
+
+Template::Template(const std::shared_ptr<BaseConfig>& config, const Values& old_values,
+                   const Values& new_values)
+    : ConfigView(config), m_old_values(old_values), m_new_values(new_values) {}
+
+Value Template::ParseString(const std::string& text, const std::string& open,
+                            const std::string& close, const Values& values) const {
+  std::string_view rest = text;
+  std::string output;
+  for (std::size_t place; (place = rest.find(open)) != std::string_view::npos;) {
+    // A closing delimiter that is missing or stands before the place makes the length wrap around:
+    // the content then runs to the end.
+    const std::size_t start = place + open.size();
+    std::string_view content = str::view::Trim(rest.substr(start, rest.find(close) - start));
+    if (!str::view::StartsWith(content, "$")) return Value(std::string(content));
+    content.remove_prefix(1);
+    const auto value = values.find(std::string(content));
+    if (value == values.end()) return NullValue();
+    output += str::view::GetWord(rest, open);
+    str::view::GetWord(rest, close);
+    output += value->second;
+  }
+  output += rest;
+  return output;
+}
+
+Template::ParseValues Template::Parse(const std::string& line) const {
+  ParseValues parsed;
+  const bool both =
+      str::view::Contains(line, kFullOpen) && str::view::Contains(line, kTrailingOpen);
+  parsed.m_const = !both && m_config->IsConstExpression(line);
+
+  parsed.m_value = ParseString(line, kFullOpen, kFullClose, m_new_values);
+  if (!parsed.m_value.IsNull()) {
+    const std::string& text = parsed.m_value.Str();
+    parsed.m_key = parsed.m_const ? m_config->GetKeyFieldConstParam(text) : str::Trim(text);
+    parsed.m_value = ParseString(text, kTrailingOpen, kTrailingClose, m_new_values);
+  }
+
+  parsed.m_old_value = ParseString(line, kFullOpen, kFullClose, m_old_values);
+  if (!parsed.m_old_value.IsNull()) {
+    const std::string& text = parsed.m_old_value.Str();
+    // Not trimmed, unlike above: a line that has its old values is looked for with its indentation.
+    parsed.m_key = parsed.m_const ? m_config->GetKeyFieldConstParam(text) : text;
+    parsed.m_old_value = ParseString(text, kTrailingOpen, kTrailingClose, m_old_values);
+  }
+
+  const std::size_t trailing = parsed.m_key.Str().find(kTrailingOpen);
+  if (trailing != std::string::npos) {
+    parsed.m_part_key = true;
+    parsed.m_key.Str().resize(trailing);
+  }
+  return parsed;
+}
+
+std::string Template::GetPrototype() const {
+  std::set<std::string> idents;
+  m_config->GetIdentParams(idents);
+  std::string prototype;
+  for (const TemplateActionItem& item : m_actions) {
+    if (!item.m_enabled) continue;
+    const std::string line = item.m_param.m_value.Str();
+    const bool shown = str::view::Contains(line, kFullOpen) ||
+                       idents.count(std::string(str::view::FirstWord(line))) != 0 ||
+                       m_config->StartsSection(line) || m_config->EndedSection(line);
+    if (shown) str::inpl::Append(prototype, line, "\n");
+  }
+  return prototype;
+}
+
+// --- Template: statements ---
+
+namespace {
+
+enum class Statement { kNone, kEndif, kElse, kElif, kIf, kImport };
+
+// What `line` says when it begins with "{%". The keyword is a prefix of what follows, and the first
+// one that matches counts.
+Statement StatementOf(std::string_view line) {
+  line = str::view::Trim(line);
+  if (!str::view::StartsWith(line, kFullOpen)) return Statement::kNone;
+  line = str::view::Trim(line.substr(kFullOpen.size()));
+  for (const auto& [keyword, statement] :
+       {std::pair("endif", Statement::kEndif), std::pair("else", Statement::kElse),
+        std::pair("elif", Statement::kElif), std::pair("if", Statement::kIf),
+        std::pair("import", Statement::kImport)}) {
+    if (str::view::StartsWith(line, keyword)) return statement;
+  }
+  return Statement::kNone;
+}
+
+}  // namespace
+
+// The unread rest of a template: the text of the template, and of imported files on top of it, each
+// with the position up to which it has been read.
+class Template::Source {
+ public:
+  explicit Source(const std::string& text) { Insert(text); }
+
+  // Moves to the next line. False at the end.
+  bool Next(std::string& line) {
+    while (!m_texts.empty() && m_texts.back().unread.empty()) m_texts.pop_back();
+    if (m_texts.empty()) return false;
+    line = str::view::GetWord(m_texts.back().unread, '\n');
+    return true;
+  }
+
+  // Puts the trimmed content of the file `path` before what is unread.
+  void Import(const std::string& path) {
+    if (!m_imported.insert(path).second) {
+      throw tov_err::Error("template", "circular_import").add_param("filename", path, kParamAccess);
+    }
+    Insert(str::Trim(tov_file::ReadE(path)));
+  }
+
+ private:
+  static constexpr tov_access::AccessMask kParamAccess = 0xE0000000;
+
+  struct Text {
+    std::unique_ptr<const std::string> text;
+    std::string_view unread;
+  };
+
+  void Insert(const std::string& text) {
+    auto copy = std::make_unique<const std::string>(text);
+    const std::string_view unread = *copy;
+    m_texts.push_back({std::move(copy), unread});
+  }
+
+  std::vector<Text> m_texts;
+  std::set<std::string> m_imported;
+};
+
+bool Template::IsIf(const std::string& line) {
+  return StatementOf(line) == Statement::kIf;
+}
+
+bool Template::IsImport(const std::string& line) {
+  return StatementOf(line) == Statement::kImport;
+}
+
+void Template::SetTemplate(const std::string& text) {
+  Source source(text);
+  LOG_DEBUG("%s", "Create tapestack");
+  m_actions.clear();
+  BoolStackTape tape;
+  for (std::string line; source.Next(line);) {
+    switch (StatementOf(line)) {
+      case Statement::kEndif:
+        if (!tape.m_stack.empty()) tape.m_stack.pop_back();
+        break;
+      case Statement::kElse:
+        ReadElse(line, tape);
+        break;
+      case Statement::kElif:
+        ReadElif(line, tape);
+        break;
+      case Statement::kIf:
+        ReadIf(line, tape);
+        break;
+      case Statement::kImport:
+        ReadImport(line, source);
+        break;
+      case Statement::kNone:
+        ReadLine(line, tape);
+        break;
+    }
+  }
+  TuneSections();
+}
+
+// Taken when no branch of the chain was. An else without an open chain changes nothing.
+void Template::ReadElse(const std::string& line, BoolStackTape& tape) const {
+  if (!tape.InChain()) return;
+  bool taken = !tape.AnyTaken();
+  if (tape.m_stack.size() > 1) {
+    const bool enclosing = tape.EnclosingEnabled();
+    taken = taken && enclosing;
+    LOG_DEBUG("Prev-stack value '%s'", BoolText(enclosing));
+  }
+  tape.Append(taken);
+  LOG_DEBUG("'%s' with result '%s'", line.c_str(), BoolText(taken));
+}
+
+// Looks at the branch just before only: behind if and elif, a second elif may be taken although the
+// if was. Templates rely on it.
+void Template::ReadElif(const std::string& line, BoolStackTape& tape) const {
+  const std::string statement = Parse(line).m_value.Str();
+  bool taken = Condition(statement, m_new_values).Result() && tape.EnclosingEnabled();
+  if (tape.InChain()) taken = taken && !tape.Enabled();
+  tape.Append(taken);
+  LOG_DEBUG("'%s' with result '%s'", statement.c_str(), BoolText(taken));
+}
+
+void Template::ReadIf(const std::string& line, BoolStackTape& tape) const {
+  const std::string statement = Parse(line).m_value.Str();
+  const bool taken = Condition(statement, m_new_values).Result() && tape.Enabled();
+  tape.m_stack.emplace_back();
+  tape.m_stack.back().push(taken);
+  LOG_DEBUG("'%s' with result '%s'", statement.c_str(), BoolText(taken));
+}
+
+// An import is carried out in a branch not taken, too; its lines are disabled like their
+// neighbours.
+void Template::ReadImport(const std::string& line, Source& source) const {
+  std::string statement = Parse(line).m_value.Str();
+  str::GetWord(statement);  // the keyword
+  const std::string path = tov_file::RealPath(str::Trim(statement));
+  if (!tov_file::Exists(path)) return;
+  LOG_DEBUG("Importing file '%s'", path.c_str());
+  source.Import(path);
+}
+
+void Template::ReadLine(const std::string& line, const BoolStackTape& tape) {
+  std::string_view rest = line;
+  if (str::view::StartsWith(str::view::Trim(rest), kComment)) return;
+  const std::string text(str::view::GetWord(rest, kComment));
+  const std::string opening = m_config->StartsSection(text) ? str::Trim(text) : std::string();
+  m_actions.push_back({Parse(text), Parse(opening), tape.Enabled()});
+}
+
+// --- Template: identities of blocks ---
+
+void Template::TuneSections() {
+  std::set<std::string> idents;
+  m_config->GetIdentParams(idents);
+  if (idents.empty()) return;
+  SectionTune tune_new(*this, idents);
+  SectionTune tune_old(*this, idents);
+  for (TemplateActionItem& item : m_actions) {
+    tune_new.Tune(item.m_section.m_value, item.m_param.m_value);
+    tune_old.Tune(item.m_section.m_old_value, item.m_param.m_old_value);
+  }
+}
+
+Template::SectionTune::SectionTune(Template& owner, const std::set<std::string>& ident_params)
+    : m_template(owner), m_ident_params(ident_params) {}
+
+void Template::SectionTune::Tune(Value& section, const Value& line) {
+  if (!section.IsNull() && !section.Str().empty()) {
+    m_sections.push(&section);
+    m_idents.emplace();
+  }
+  const std::string text = line.Str();
+  const std::string name(str::view::FirstWord(text));
+  if (m_ident_params.count(name) != 0 && !m_sections.empty() && !m_idents.empty()) {
+    m_idents.top().emplace(name, str::Trim(text));
+  }
+  const BaseConfig& config = *m_template.m_config;
+  if (!config.EndedSection(text) || m_sections.empty()) return;
+  if (!m_idents.empty()) {
+    std::string& opening = m_sections.top()->Str();
+    if (!m_idents.top().empty()) {
+      opening = config.MakeSectionPath(str::Trim(opening), m_idents.top());
+    }
+    m_idents.pop();
+  }
+  m_sections.pop();
+}
+
+// --- Template: application ---
+
+void Template::ApplyTemplate(bool append) {
+  std::string path;
+  for (TemplateActionItem& item : m_actions) {
+    const bool opens = !item.m_section.m_value.Str().empty();
+    if (opens) EnterSection(item.m_section, path);
+    if (!item.m_enabled) {
+      if (!append) RemoveItem(item.m_param, path);
+    } else if (opens || append) {
+      ChangeItem(item, path);
+      if (append) AppendParam(path, item.m_param.m_value.Str(), item.m_param.m_key.Str());
+    }
+    if (m_config->EndedSection(item.m_param.m_value.Str())) {
+      str::RGetWord(path, kSectionSeparator);
+    }
+  }
+}
+
+// Extends `path` by the name that the block has in the configuration now: the old one, if there is
+// any.
+void Template::EnterSection(ParseValues& section, std::string& path) const {
+  const Value& name = section.m_old_value.IsNull() ? section.m_value : section.m_old_value;
+  str::inpl::Append(path, str::Trim(name.Str()), kSectionSeparator);
+}
+
+void Template::RemoveItem(ParseValues& param, const std::string& path) {
+  const bool by_key = !param.m_key.Str().empty();
+  RemoveParam(path, by_key ? param.m_key.Str() : param.m_value.Str(), param.m_part_key);
+}
+
+// Changes the line of `item` when its values may have changed. A block that it opens has its new
+// name from then on.
+void Template::ChangeItem(TemplateActionItem& item, std::string& path) {
+  ParseValues& param = item.m_param;
+  ParseValues& section = item.m_section;
+  const bool due = param.m_part_key || param.m_const ||
+                   (!param.m_old_value.IsNull() && param.m_old_value.Str() != param.m_value.Str());
+  if (!due) return;
+  ChangeParam(path, param.m_old_value.Str(), param.m_value.Str(), param.m_key.Str());
+  if (section.m_old_value.IsNull() || section.m_old_value.Str().empty()) return;
+  str::RGetWord(path, kSectionSeparator + section.m_old_value.Str());
+  str::inpl::Append(path, str::Trim(section.m_value.Str()), kSectionSeparator);
+}
+
+// --- Facade ---
+
+// The template and the values it reads. Copies of a ParserTemplate share it.
+struct ParserTemplate::Data : Template {
+  explicit Data(const std::shared_ptr<BaseConfig>& config)
+      : Template(config, m_old_value_map, m_new_value_map) {}
+
+  using Template::m_actions;
+  using Template::m_config;
+
+  void ValuesChanged() {
+    m_applied = false;
+    m_prototype_ready = false;
+  }
+
+  bool m_applied = false;          // m_config_text is current
+  bool m_prototype_ready = false;  // m_prototype is current
+  std::string m_config_text;       // as the last application left it
+  std::string m_prototype;
+  Values m_old_value_map;
+  Values m_new_value_map;
+};
+
+namespace {
+
+void LogValues(const std::string& name, const Value& old_value, const Value& new_value) {
+  const auto shown = [](const Value& value) { return value.IsNull() ? "Null" : value.Str(); };
+  LOG_DEBUG("Template param '%s': old value '%s', new value '%s'", name.c_str(),
+            shown(old_value).c_str(), shown(new_value).c_str());
+}
+
+}  // namespace
+
+ParserTemplate::ParserTemplate(const std::shared_ptr<BaseConfig>& config)
+    : m_data(std::make_shared<Data>(config)) {}
+
+ParserTemplate& ParserTemplate::SetValue(const std::string& name, const Value& old_value,
+                                         const Value& new_value) {
+  // A null new value cuts the old map too, and never the new one: callers rely on it.
+  if (old_value.IsNull() || new_value.IsNull()) m_data->m_old_value_map.erase(name);
+  if (!old_value.IsNull()) m_data->m_old_value_map[name] = old_value.Str();
+  if (!new_value.IsNull()) m_data->m_new_value_map[name] = new_value.Str();
+  LogValues(name, old_value, new_value);
+  m_data->ValuesChanged();
+  return *this;
+}
+
+ParserTemplate& ParserTemplate::SetValue(const ParserTemplate& other) {
+  const auto& old_values = other.m_data->m_old_value_map;
+  for (const auto& [name, text] : old_values) m_data->m_old_value_map[name] = text;
+  for (const auto& [name, text] : other.m_data->m_new_value_map) {
+    m_data->m_new_value_map[name] = text;
+    const auto old_value = old_values.find(name);
+    LogValues(name, old_value == old_values.end() ? Value(NullValue()) : Value(old_value->second),
+              text);
+  }
+  m_data->ValuesChanged();
+  return *this;
+}
+
+ParserTemplate& ParserTemplate::ClearValues() {
+  LogCall("tov_template::ParserTemplate& tov_template::ParserTemplate::ClearValues()");
+  m_data->m_new_value_map.clear();
+  m_data->m_old_value_map.clear();
+  m_data->m_actions.clear();
+  m_data->ValuesChanged();
+  return *this;
+}
+
+// Leaves both results as they are: a new template alone is no reason to edit again.
+ParserTemplate& ParserTemplate::SetTemplate(const std::string& text) {
+  LogCall("tov_template::ParserTemplate& tov_template::ParserTemplate::SetTemplate(const string&)");
+  m_data->SetTemplate(text);
+  return *this;
+}
+
+ParserTemplate& ParserTemplate::ApplyTemplate() {
+  LogCall("tov_template::ParserTemplate& tov_template::ParserTemplate::ApplyTemplate()");
+  if (m_data->m_applied) return *this;
+  m_data->ApplyTemplate(false);
+  m_data->ApplyTemplate(true);
+  m_data->RemoveEmptySections();
+  m_data->m_config_text = m_data->m_config->Str();
+  m_data->m_applied = true;
+  return *this;
+}
+
+std::string ParserTemplate::GetConfig() const {
+  LogCall("std::string tov_template::ParserTemplate::GetConfig() const");
+  return m_data->m_config_text;
+}
+
+std::string ParserTemplate::GetPrototype() const {
+  LogCall("std::string tov_template::ParserTemplate::GetPrototype() const");
+  if (!m_data->m_prototype_ready) {
+    m_data->m_prototype = m_data->GetPrototype();
+    m_data->m_prototype_ready = true;
+  }
+  return m_data->m_prototype;
+}
+
+}  // namespace tov_template

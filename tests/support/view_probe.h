@@ -1,0 +1,90 @@
+// A view of a configuration text whose index can be looked at.
+#pragma once
+
+#include <algorithm>
+#include <list>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+
+#include "template/config_view.h"
+#include "template/framework/str.h"
+
+class ViewProbe : public tov_template::ConfigView {
+ public:
+  using ConfigView::ConfigView;
+  using ConfigView::m_config;
+  using ConfigView::m_created;
+  using ConfigView::m_ends;
+  using ConfigView::m_lines;
+  using ConfigView::m_params;
+  using ConfigView::UpdateSectionPath;
+
+  // The configuration as it would be written back.
+  std::string Text() const { return m_config->Str(); }
+
+  // A section path of the given levels.
+  static std::string Path(std::initializer_list<std::string> levels) {
+    return str::Join(std::list<std::string>(levels), tov_template::kSectionSeparator);
+  }
+
+  // The index as text, levels joined by " > " and lines trimmed:
+  //
+  //   http { > server { server_name a: server { | server_name a; | }
+  //   end http { > server { server_name a: }
+  //   created http {: server {
+  //
+  // "(none)" is no line.
+  std::string Dump() const {
+    std::string dump;
+    for (const auto& [section, params] : m_params) {
+      std::string lines;
+      for (const ConfParam& param : params)
+        lines += (lines.empty() ? "" : " | ") + Shown(param.m_line);
+      dump += Shown(section) + ": " + lines + "\n";
+    }
+    for (const auto& [section, line] : m_ends)
+      dump += "end " + Shown(section) + ": " + Shown(line) + "\n";
+    for (const auto& [section, line] : m_created) {
+      dump += "created " + Shown(section) + ": " + Shown(line) + "\n";
+    }
+    return dump;
+  }
+
+  // "" when every reference of the index is to a line of the list or to no line, else what is
+  // wrong. Looks at the nodes' addresses only, so that it can be trusted with dangling references.
+  std::string BrokenReferences() const {
+    std::set<const std::string*> lines;
+    for (const std::string& line : *m_lines) lines.insert(&line);
+    const auto broken = [&](tov_template::LineIterator line) {
+      return line != m_lines->end() && lines.count(&*line) == 0;
+    };
+    for (const auto& [section, params] : m_params) {
+      for (const ConfParam& param : params) {
+        if (broken(param.m_line)) return "element of " + Shown(section);
+      }
+    }
+    for (const auto& [section, line] : m_ends) {
+      if (broken(line)) return "end of " + Shown(section);
+    }
+    for (const auto& [section, line] : m_created) {
+      if (broken(line)) return "created of " + Shown(section);
+    }
+    return "";
+  }
+
+ private:
+  static std::string Shown(const std::string& section) {
+    return str::Replace(section, tov_template::kSectionSeparator, " > ");
+  }
+  std::string Shown(tov_template::LineIterator line) const {
+    return line == m_lines->end() ? "(none)" : str::Trim(*line);
+  }
+};
+
+// A view of `text` in the dialect `Dialect`.
+template <class Dialect>
+ViewProbe ViewOf(const std::string& text) {
+  return ViewProbe(std::make_shared<Dialect>(text));
+}
