@@ -538,7 +538,7 @@ void ConfigView::AppendOrdinary(const std::string& section, ParamList& params,
   if (!starts) ErasePlace(m_created, m_created_index, section);
   if (parent.empty()) {
     m_created.clear();
-    m_created_index.reset();
+    if (m_created_index) m_created_index.emplace();
   }
 }
 
@@ -564,7 +564,7 @@ void ConfigView::RemoveUnique(const std::string& section, ParamList& params,
   EraseHandedBack(params, removed, true);
 }
 
-// Erases the lines of `removed` that belong to the block; the others stay.
+// Erases the lines of `removed` that belong to the block, each once; the others stay.
 void ConfigView::EraseHandedBack(ParamList& params, const std::list<LineIterator>& removed,
                                  bool log) {
   LineSet lines;
@@ -574,11 +574,15 @@ void ConfigView::EraseHandedBack(ParamList& params, const std::list<LineIterator
   for (auto param = params.begin(); !lines.empty() && param != params.end(); ++param) {
     if (lines.count(Address(param->m_line)) != 0) own.emplace(Address(param->m_line), param);
   }
+  std::vector<ParamList::iterator> going;
   for (const LineIterator& line : removed) {
     const auto found = own.find(Address(line));
     if (found == own.end()) continue;
-    const auto param = found->second;
-    own.erase(found);  // a line that is named twice is erased once
+    going.push_back(found->second);
+    own.erase(found);
+  }
+  for (const ParamList::iterator& param : going) {
+    const LineIterator line = param->m_line;
     if (log) LOG_DEBUG("deleted unique param '%s'", line->c_str());
     ForgetParam(params, param);
     m_lines->erase(line);

@@ -1,9 +1,7 @@
 // Collects the log's records while it lives.
 #pragma once
 
-#include <regex>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "template/framework/tov_log.h"
@@ -36,14 +34,19 @@ class LogCapture {
   // The texts of the records, without the place in the source with which those of the engine begin
   // ("template.cpp:123 ").
   std::vector<std::string> Messages() const {
-    static const std::regex place("^template\\.cpp:[0-9]+ ");
     std::vector<std::string> messages;
-    for (const Record& record : m_records) {
-      messages.push_back(std::regex_replace(record.text, place, ""));
-    }
+    for (const Record& record : m_records) messages.push_back(WithoutPlace(record.text));
     return messages;
   }
 
  private:
+  static std::string WithoutPlace(const std::string& text) {
+    const std::string file = "template.cpp:";
+    const std::size_t end = text.find_first_not_of("0123456789", file.size());
+    const bool has_place = text.compare(0, file.size(), file) == 0 && end != std::string::npos &&
+                           end > file.size() && text[end] == ' ';
+    return has_place ? text.substr(end + 1) : text;
+  }
+
   std::vector<Record> m_records;
 };

@@ -1,0 +1,14 @@
+// What an edit has changed, for people and for patch(1).
+#pragma once
+
+#include <string>
+
+namespace cli {
+
+// The unified diff that makes `after` of `before`, with three lines of context, under header lines
+// that name the file `name` on both sides. Empty when nothing differs. Any bytes are text, NUL too.
+// Throws Failure when a text is too large for the diff library (1 GB).
+std::string UnifiedDiff(const std::string& before, const std::string& after,
+                        const std::string& name);
+
+}  // namespace cli

@@ -1,0 +1,78 @@
+// The qeltemplate program: reads the command line, runs the subcommand, says what went wrong.
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+#include <new>
+#include <sstream>
+#include <vector>
+
+#include "cli/command.h"
+#include "cli/failure.h"
+#include "cli/text_io.h"
+
+namespace cli {
+namespace {
+
+constexpr char kProgram[] = "qeltemplate";
+
+int Report(ExitCode code, const char* problem) {
+  std::fprintf(stderr, "%s: %s\n", kProgram, problem);
+  return code;
+}
+
+// The command line up to where the user went wrong: "qeltemplate apply".
+std::string Given(const CLI::App& program) {
+  std::string given = program.get_name();
+  for (const CLI::App* command : program.get_subcommands()) given += ' ' + command->get_name();
+  return given;
+}
+
+int ReportUsage(const CLI::App& program, const CLI::ParseError& error) {
+  Report(kWrongUsage, error.what());
+  std::fprintf(stderr, "Try '%s --help'.\n", Given(program).c_str());
+  return kWrongUsage;
+}
+
+// --help and --version reach us as errors, too: those that end well.
+int EndParsing(const CLI::App& program, const CLI::ParseError& error) {
+  if (error.get_exit_code() != 0) return ReportUsage(program, error);
+  std::ostringstream text;
+  program.exit(error, text, text);
+  WriteStandardOutput(text.str());
+  return kDone;
+}
+
+int RunChosen(const std::vector<Command>& commands) {
+  for (const Command& command : commands) {
+    if (command.options->parsed()) WriteStandardOutput(command.run());
+  }
+  return kDone;
+}
+
+int Run(int argc, char** argv) {
+  CLI::App program("Edits web-server configuration by templates", kProgram);
+  program.set_version_flag("--version", std::string(kProgram) + ' ' + QELTEMPLATE_VERSION,
+                           "Print the version and exit");
+  program.require_subcommand(1);
+  const std::vector<Command> commands = {AddApply(program), AddPrototype(program)};
+  try {
+    program.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return EndParsing(program, error);
+  }
+  return RunChosen(commands);
+}
+
+}  // namespace
+}  // namespace cli
+
+int main(int argc, char** argv) {
+  try {
+    return cli::Run(argc, argv);
+  } catch (const std::bad_alloc&) {
+    return cli::Report(cli::kFailed, "out of memory");
+  } catch (const std::exception& error) {
+    return cli::Report(cli::kFailed, error.what());
+  }
+}

@@ -1,0 +1,153 @@
+#include "cli/request.h"
+
+#include <vector>
+
+#include "cli/failure.h"
+#include "cli/text_io.h"
+#include "cli/values_file.h"
+
+namespace cli {
+namespace {
+
+struct Dialect {
+  const char* name;          // the program's
+  const char* library_name;  // GetConfigType's
+};
+
+constexpr Dialect kDialects[] = {{"nginx", "Nginx"}};
+
+const Dialect* FindDialect(const std::string& name) {
+  for (const Dialect& dialect : kDialects) {
+    if (name == dialect.name) return &dialect;
+  }
+  return nullptr;
+}
+
+std::string KnownDialects() {
+  std::string names;
+  for (const Dialect& dialect : kDialects) {
+    if (!names.empty()) names += ", ";
+    names += dialect.name;
+  }
+  return names;
+}
+
+// The checks of single options return what is wrong, or "".
+
+std::string CheckDialect(const std::string& name) {
+  if (FindDialect(name)) return std::string();
+  return "unknown dialect '" + name + "', known are: " + KnownDialects();
+}
+
+std::string CheckFileName(const std::string& name) {
+  return name.empty() ? "the file's name is empty" : std::string();
+}
+
+void AddFileOption(CLI::App& command, const std::string& option, std::string& file,
+                   const std::string& description, bool required) {
+  command.add_option(option, file, description)
+      ->check(CheckFileName)
+      ->option_text(required ? "FILE REQUIRED" : "FILE")
+      ->required(required);
+}
+
+void AddAssignment(std::map<std::string, std::string>& values, const std::string& assignment,
+                   const std::string& option) {
+  const std::size_t equals = assignment.find('=');
+  if (equals == 0 || equals == std::string::npos) {
+    throw CLI::ValidationError(option, "'" + assignment + "' is not of the form NAME=VALUE");
+  }
+  const std::string name = assignment.substr(0, equals);
+  if (!values.emplace(name, assignment.substr(equals + 1)).second) {
+    throw CLI::ValidationError(option, "'" + name + "' is given twice");
+  }
+}
+
+// Takes the words as they are: bound to a container, an option would swallow the words that follow
+// it and give "{}" and "[...]" a meaning of their own.
+void AddAssignmentOption(CLI::App& command, const std::string& option,
+                         std::map<std::string, std::string>& values,
+                         const std::string& description) {
+  const auto store = [&values, option](const std::vector<std::string>& words) {
+    for (const std::string& word : words) AddAssignment(values, word, option);
+    return true;
+  };
+  command.add_option(option, store, description)->take_all()->option_text("NAME=VALUE ...");
+}
+
+Values CollectValues(const Request& request) {
+  Values values;
+  if (!request.values_file.empty()) values = ReadValuesFile(request.values_file);
+  for (const auto& [name, text] : request.old_values) values[name].old_value = text;
+  for (const auto& [name, text] : request.new_values) values[name].new_value = text;
+  return values;
+}
+
+std::string FileOf(const tov_err::Error& error, const std::string& otherwise) {
+  for (const tov_err::Error::Param& param : error.params()) {
+    if (param.name == "filename") return param.value;
+  }
+  return otherwise;
+}
+
+Failure ToFailure(const tov_err::Error& error, const std::string& template_file) {
+  const std::string file = FileOf(error, template_file);
+  if (error.object() == "circular_import") {
+    return Failure(file, "imported twice by " + template_file +
+                             " (a template can import each file only once)");
+  }
+  if (error.type() == "file") {
+    return Failure(file, "imported by " + template_file + ", but not a file that can be read");
+  }
+  return Failure(file, error.what());
+}
+
+void SetTemplate(tov_template::ParserTemplate& parser, const std::string& text,
+                 const std::string& file) {
+  try {
+    parser.SetTemplate(text);
+  } catch (const tov_err::Error& error) {
+    throw ToFailure(error, file);
+  }
+}
+
+}  // namespace
+
+void AddRequestOptions(CLI::App& command, Request& request) {
+  command.add_option("--dialect", request.dialect, "Language of CONFIG: " + KnownDialects())
+      ->check(CheckDialect)
+      ->option_text("NAME REQUIRED")
+      ->required();
+  AddFileOption(command, "--template", request.template_file, "The template", true);
+  AddAssignmentOption(command, "--set", request.new_values,
+                      "A value of the template as it is to be; wins over that of --values");
+  AddAssignmentOption(command, "--old", request.old_values,
+                      "The value as CONFIG holds it now; wins over that of --values");
+  AddFileOption(command, "--values", request.values_file,
+                R"(JSON file of values: {"name": "new"} or {"name": {"old": "...", "new": "..."}})",
+                false);
+  AddFileOption(command, "CONFIG", request.config_file,
+                "The configuration; standard input when it is \"-\" or left out", false);
+}
+
+std::string ReadConfig(const Request& request) {
+  if (request.config_file.empty() || request.config_file == "-") return ReadStandardInput();
+  return ReadFile(request.config_file);
+}
+
+std::string ConfigName(const Request& request) {
+  const bool named = !request.config_file.empty() && request.config_file != "-";
+  return named ? request.config_file : kStandardInput;
+}
+
+tov_template::ParserTemplate MakeParser(const Request& request, const std::string& config) {
+  const Values values = CollectValues(request);
+  const std::string text = ReadFile(request.template_file);
+  const std::string type = FindDialect(request.dialect)->library_name;
+  tov_template::ParserTemplate parser(tov_template::GetConfigType(type, config));
+  for (const auto& [name, value] : values) parser.SetValue(name, value.old_value, value.new_value);
+  SetTemplate(parser, text, request.template_file);
+  return parser;
+}
+
+}  // namespace cli

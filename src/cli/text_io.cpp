@@ -1,0 +1,49 @@
+#include "cli/text_io.h"
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+#include <system_error>
+
+#include "cli/failure.h"
+
+namespace cli {
+namespace {
+
+struct Closer {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
+[[noreturn]] void FailBySystem(const std::string& file) {
+  throw Failure(file, std::generic_category().message(errno));
+}
+
+std::string ReadAll(std::FILE* file, const std::string& name) {
+  std::string text;
+  std::array<char, 65536> chunk;
+  while (const std::size_t size = std::fread(chunk.data(), 1, chunk.size(), file)) {
+    text.append(chunk.data(), size);
+  }
+  if (std::ferror(file)) FailBySystem(name);
+  return text;
+}
+
+}  // namespace
+
+std::string ReadFile(const std::string& file) {
+  const std::unique_ptr<std::FILE, Closer> opened(std::fopen(file.c_str(), "rb"));
+  if (!opened) FailBySystem(file);
+  return ReadAll(opened.get(), file);
+}
+
+std::string ReadStandardInput() {
+  return ReadAll(stdin, kStandardInput);
+}
+
+void WriteStandardOutput(const std::string& text) {
+  const bool taken = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
+  if (!taken || std::fflush(stdout) != 0) FailBySystem(kStandardOutput);
+}
+
+}  // namespace cli

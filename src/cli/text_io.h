@@ -1,0 +1,20 @@
+// Whole texts in and out, byte by byte as they are.
+#pragma once
+
+#include <string>
+
+namespace cli {
+
+inline constexpr char kStandardInput[] = "(standard input)";
+inline constexpr char kStandardOutput[] = "(standard output)";
+
+// The whole of `file`, which may be a pipe. Throws Failure when it cannot be opened or read.
+std::string ReadFile(const std::string& file);
+
+// All that is left on standard input. Throws Failure when it cannot be read.
+std::string ReadStandardInput();
+
+// Writes `text` and sees it off. Throws Failure when not all of it could be written.
+void WriteStandardOutput(const std::string& text);
+
+}  // namespace cli
