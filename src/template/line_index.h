@@ -44,7 +44,7 @@ class LineIndex {
     const void* id;
 
     bool operator<(const Key& other) const {
-      const std::less<const void*> before;
+      const std::less<> before;
       if (line != other.line) return before(line, other.line);
       return before(id, other.id);
     }

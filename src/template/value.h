@@ -16,7 +16,7 @@ class Value {
   Value() = default;
   Value(const std::string& s) : m_text(s) {}
   Value(const char* s) : m_text(s) {}  // `s` must not be a null pointer
-  Value(const NullValue&) : m_null(true) {}
+  Value(const NullValue& /*tag*/) : m_null(true) {}
 
   // The text, "" for a null value.
   std::string Str() const { return m_text; }
@@ -33,7 +33,7 @@ class Value {
     return *this;
   }
 
-  Value& operator=(const NullValue&) {
+  Value& operator=(const NullValue& /*tag*/) {
     m_text.clear();
     m_null = true;
     return *this;

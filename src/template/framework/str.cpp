@@ -104,6 +104,7 @@ std::string Join(const std::list<std::string>& parts, const std::string& separat
   return result;
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): part of the interface.
 void Split(std::string text, const std::string& delimiter, std::list<std::string>& out) {
   std::string_view rest = text;
   while (!rest.empty()) {

@@ -26,16 +26,6 @@ std::shared_ptr<const Handler> CurrentHandler() {
   return g_handler;
 }
 
-std::string Format(const char* format, std::va_list arguments) {
-  std::va_list again;
-  va_copy(again, arguments);
-  const int size = std::vsnprintf(nullptr, 0, format, arguments);
-  std::string text(size < 0 ? 0 : static_cast<std::size_t>(size), '\0');
-  std::vsnprintf(text.data(), text.size() + 1, format, again);
-  va_end(again);
-  return text;
-}
-
 }  // namespace
 
 void SetHandler(Handler handler) {
@@ -61,20 +51,18 @@ void Module::Write(Level level, const char* format, ...) const {
   if (!handler) return;
   std::va_list arguments;
   va_start(arguments, format);
-  std::string text;
-  try {
-    text = Format(format, arguments);
-  } catch (...) {
-    va_end(arguments);
-    throw;
-  }
+  const int size = std::vsnprintf(nullptr, 0, format, arguments);
   va_end(arguments);
+  std::string text(static_cast<std::size_t>(std::max(size, 0)), '\0');
+  va_start(arguments, format);
+  std::vsnprintf(text.data(), text.size() + 1, format, arguments);
+  va_end(arguments);
+
   const std::string module = m_module;
   const std::string channel = m_channel;
   try {
     (*handler)(level, module, channel, text);
-  } catch (...) {
-    // Logging must not change what the operation that logs does.
+  } catch (...) {  // NOLINT(bugprone-empty-catch): logging must not change what the caller does
   }
 }
 
