@@ -45,7 +45,7 @@ class ServerFolder {
     std::ofstream(m_path / "nginx.conf") << InContext(text, context);
     std::string output;
     const bool accepted = Run(
-        "nginx -t -p " + m_path.string() + " -e stderr -g 'pid nginx.pid;' -c nginx.conf", output);
+        "PATH=$PATH:/usr/sbin nginx -t -p " + m_path.string() + " -e stderr -g 'pid nginx.pid;' -c nginx.conf", output);
     return accepted ? "" : output + "\n" + text;
   }
 
