@@ -47,7 +47,7 @@ Command AddApply(CLI::App& program) {
   const auto request = std::make_shared<ApplyRequest>();
   AddRequestOptions(*options, *request);
   options->add_flag("--diff", request->diff, "Write a unified diff instead of the edited text");
-  options->footer(kFooter);
+  options->footer(std::string(kValuesHelp) + kFooter);
   return {options, [request] { return Run(*request); }};
 }
 

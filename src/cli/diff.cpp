@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "cli/failure.h"
+#include "cli/text_io.h"
 
 namespace cli {
 namespace {
@@ -33,7 +34,8 @@ void Check(int result, const std::string& name) {
 }
 
 Patch Compare(const std::string& before, const std::string& after, const std::string& name) {
-  git_diff_options options = GIT_DIFF_OPTIONS_INIT;
+  git_diff_options options;
+  Check(git_diff_options_init(&options, GIT_DIFF_OPTIONS_VERSION), name);
   options.flags = GIT_DIFF_FORCE_TEXT | GIT_DIFF_INDENT_HEURISTIC;
   options.context_lines = kContextLines;
   options.max_size = -1;  // beyond it, a text would count as binary
@@ -66,10 +68,11 @@ std::string Quoted(const std::string& name) {
 }
 
 // A header line's name as patch(1) reads it back: with odd bytes in C's notation, and with a tab
-// behind a name that holds spaces, which would otherwise end at the first.
+// behind a file's name that holds spaces, which would otherwise end at the first.
 std::string HeaderName(const std::string& name) {
   if (NeedsQuotes(name)) return Quoted(name);
-  return name.find(' ') == std::string::npos ? name : name + '\t';
+  const bool cut_short = name.find(' ') != std::string::npos && name != kStandardInput;
+  return cut_short ? name + '\t' : name;
 }
 
 std::string Range(int start, int lines) {

@@ -43,6 +43,18 @@ int EndParsing(const CLI::App& program, const CLI::ParseError& error) {
   return kDone;
 }
 
+// The parser would take the next word for the value that "--option=" leaves out: the configuration
+// for the template, say, and standard input for the configuration.
+void RefuseEmptyValues(int argc, char** argv) {
+  for (int i = 1; i < argc && std::string(argv[i]) != "--"; ++i) {
+    const std::string word = argv[i];
+    const bool ends_with_first_equals = word.find('=') + 1 == word.size();
+    if (word.compare(0, 2, "--") == 0 && ends_with_first_equals) {
+      throw CLI::ValidationError(word, "nothing stands behind the '='");
+    }
+  }
+}
+
 int RunChosen(const std::vector<Command>& commands) {
   for (const Command& command : commands) {
     if (command.options->parsed()) WriteStandardOutput(command.run());
@@ -57,6 +69,7 @@ int Run(int argc, char** argv) {
   program.require_subcommand(1);
   const std::vector<Command> commands = {AddApply(program), AddPrototype(program)};
   try {
+    RefuseEmptyValues(argc, argv);
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return EndParsing(program, error);

@@ -35,7 +35,7 @@ Command AddPrototype(CLI::App& program) {
   CLI::App* options = program.add_subcommand("prototype", "Write the skeleton of a template");
   const auto request = std::make_shared<Request>();
   AddRequestOptions(*options, *request);
-  options->footer(kFooter);
+  options->footer(std::string(kValuesHelp) + kFooter);
   return {options, [request] { return Run(*request); }};
 }
 

@@ -44,35 +44,42 @@ std::string CheckFileName(const std::string& name) {
 }
 
 void AddFileOption(CLI::App& command, const std::string& option, std::string& file,
-                   const std::string& description, bool required) {
+                   const std::string& description, bool required = false) {
   command.add_option(option, file, description)
       ->check(CheckFileName)
-      ->option_text(required ? "FILE REQUIRED" : "FILE")
+      ->type_name("FILE")
       ->required(required);
 }
 
-void AddAssignment(std::map<std::string, std::string>& values, const std::string& assignment,
-                   const std::string& option) {
+// An option that takes assignments, once for each name.
+struct AssignmentOption {
+  std::string name;  // "--set"
+  std::string form;  // "NAME=NEW"
+  std::string description;
+};
+
+void AddAssignment(const AssignmentOption& option, const std::string& assignment,
+                   std::map<std::string, std::string>& values) {
   const std::size_t equals = assignment.find('=');
   if (equals == 0 || equals == std::string::npos) {
-    throw CLI::ValidationError(option, "'" + assignment + "' is not of the form NAME=VALUE");
+    throw CLI::ValidationError(option.name,
+                               "'" + assignment + "' is not of the form " + option.form);
   }
   const std::string name = assignment.substr(0, equals);
   if (!values.emplace(name, assignment.substr(equals + 1)).second) {
-    throw CLI::ValidationError(option, "'" + name + "' is given twice");
+    throw CLI::ValidationError(option.name, "'" + name + "' is given twice");
   }
 }
 
 // Takes the words as they are: bound to a container, an option would swallow the words that follow
 // it and give "{}" and "[...]" a meaning of their own.
-void AddAssignmentOption(CLI::App& command, const std::string& option,
-                         std::map<std::string, std::string>& values,
-                         const std::string& description) {
+void AddAssignmentOption(CLI::App& command, const AssignmentOption& option,
+                         std::map<std::string, std::string>& values) {
   const auto store = [&values, option](const std::vector<std::string>& words) {
-    for (const std::string& word : words) AddAssignment(values, word, option);
+    for (const std::string& word : words) AddAssignment(option, word, values);
     return true;
   };
-  command.add_option(option, store, description)->take_all()->option_text("NAME=VALUE ...");
+  command.add_option(option.name, store, option.description)->take_all()->type_name(option.form);
 }
 
 Values CollectValues(const Request& request) {
@@ -81,6 +88,10 @@ Values CollectValues(const Request& request) {
   for (const auto& [name, text] : request.old_values) values[name].old_value = text;
   for (const auto& [name, text] : request.new_values) values[name].new_value = text;
   return values;
+}
+
+bool IsStandardInput(const std::string& config_file) {
+  return config_file.empty() || config_file == "-";
 }
 
 std::string FileOf(const tov_err::Error& error, const std::string& otherwise) {
@@ -116,28 +127,27 @@ void SetTemplate(tov_template::ParserTemplate& parser, const std::string& text,
 void AddRequestOptions(CLI::App& command, Request& request) {
   command.add_option("--dialect", request.dialect, "Language of CONFIG: " + KnownDialects())
       ->check(CheckDialect)
-      ->option_text("NAME REQUIRED")
+      ->type_name("NAME")
       ->required();
   AddFileOption(command, "--template", request.template_file, "The template", true);
-  AddAssignmentOption(command, "--set", request.new_values,
-                      "A value of the template as it is to be; wins over that of --values");
-  AddAssignmentOption(command, "--old", request.old_values,
-                      "The value as CONFIG holds it now; wins over that of --values");
-  AddFileOption(command, "--values", request.values_file,
-                R"(JSON file of values: {"name": "new"} or {"name": {"old": "...", "new": "..."}})",
-                false);
+  AddAssignmentOption(
+      command, {"--set", "NAME=NEW", "A value of the template as it is to be; wins over --values"},
+      request.new_values);
+  AddAssignmentOption(
+      command, {"--old", "NAME=OLD", "The same value as CONFIG holds it now; wins over --values"},
+      request.old_values);
+  AddFileOption(command, "--values", request.values_file, "JSON file of values (see below)");
   AddFileOption(command, "CONFIG", request.config_file,
-                "The configuration; standard input when it is \"-\" or left out", false);
+                "The configuration; standard input when it is \"-\" or left out");
 }
 
 std::string ReadConfig(const Request& request) {
-  if (request.config_file.empty() || request.config_file == "-") return ReadStandardInput();
+  if (IsStandardInput(request.config_file)) return ReadStandardInput();
   return ReadFile(request.config_file);
 }
 
 std::string ConfigName(const Request& request) {
-  const bool named = !request.config_file.empty() && request.config_file != "-";
-  return named ? request.config_file : kStandardInput;
+  return IsStandardInput(request.config_file) ? kStandardInput : request.config_file;
 }
 
 tov_template::ParserTemplate MakeParser(const Request& request, const std::string& config) {

@@ -18,6 +18,13 @@ struct Request {
   std::string config_file;  // "": none named; "-": standard input
 };
 
+// For the footer of a command's help.
+inline constexpr char kValuesHelp[] =
+    R"(--set and --old may be given once for each name. The file of --values holds
+  {"name": "new", "other": {"old": "what stands there now", "new": "..."}}
+where null, or a side left out, is no value.
+)";
+
 // Adds the options of a request to `command`. Parsing a command line fills `request`, which must
 // live until then.
 void AddRequestOptions(CLI::App& command, Request& request);

@@ -94,8 +94,8 @@ class Reader {
 
 }  // namespace
 
-Values ParseValues(const std::string& text, const std::string& file) {
-  return Reader(file).ReadDocument(ParseJson(text, file));
+Values ParseValues(const std::string& json, const std::string& file) {
+  return Reader(file).ReadDocument(ParseJson(json, file));
 }
 
 Values ReadValuesFile(const std::string& file) {

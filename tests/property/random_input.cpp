@@ -1,0 +1,199 @@
+#include "property/random_input.h"
+
+#include <rapidcheck.h>
+
+#include <sstream>
+#include <vector>
+
+namespace {
+
+using Text = rc::Gen<std::string>;
+
+Text OneOf(std::vector<std::string> texts) {
+  return rc::gen::elementOf(std::move(texts));
+}
+
+// Lines joined by "\n".
+Text Lines(const Text& line) {
+  return rc::gen::map(rc::gen::container<std::vector<std::string>>(line),
+                      [](const std::vector<std::string>& lines) {
+                        std::string text;
+                        for (const std::string& each : lines) text += each + "\n";
+                        return text;
+                      });
+}
+
+Text OddLine() {
+  return rc::gen::container<std::string>(rc::gen::element('a', '{', '}', ';', '#', ' ', '\t', '\r',
+                                                          '\0', '\x18', '\x19', '\xff', '$', '%',
+                                                          '[', ']', ':', '1'));
+}
+
+Text Opener() {
+  return OneOf({"server {", "  server {", "http {", "location / {", "location /a {", "if ($x) {",
+                "upstream u {", "} else {", "\x18\x19 {", "a\x18\x19 {"});
+}
+
+Text Directive() {
+  return OneOf({"root /a;", "root /ab;", "  index x;", "gzip on; # note", "# note", "x # y # z",
+                " ", "}", "listen 80;", "\tlisten 127.0.0.1:80;", "listen [::1]:443 ssl; # x",
+                "listen 80 default_server;", "listener x;", "server_name a;", "server_name b c;",
+                "ssl on;", "ssl_protocols TLSv1.2;", "ssl_ciphers HIGH;"});
+}
+
+Text ConfigLine() {
+  return rc::gen::weightedOneOf<std::string>(
+      {{4, Opener()}, {5, rc::gen::just(std::string("}"))}, {9, Directive()}, {1, OddLine()}});
+}
+
+Text TemplateLine() {
+  return rc::gen::weightedOneOf<std::string>(
+      {{10, ConfigLine()},
+       {2, OneOf({"server_name {% $a %};", "root {% $a %};", "root [% $b %];",
+                  "listen {% $ip %}:80;", "location {% $a %} {", "{% $b %}", "x {% $none %};",
+                  "ssl_protocols {% $b %};", "{% $a", "%} {% $a %}", "{% text %}", "a; {#} b"})},
+       {2, OneOf({"{% if $a %}", "{% if $a == 1 %}", "{% elif $b == 2 %}", "{% else %}",
+                  "{% endif %}", "{% if $a == 1 and $b == 2 or $c %}", "{% import nowhere %}"})}});
+}
+
+// See edits.h.
+Text EditLine() {
+  const auto join = [](const std::vector<std::string>& parts) {
+    std::string text;
+    for (const std::string& part : parts) text += (text.empty() ? "" : "\x1f") + part;
+    return text;
+  };
+  const auto number =
+      rc::gen::map(rc::gen::inRange(0, 60), [](int n) { return std::to_string(n); });
+  const auto line = rc::gen::weightedOneOf<std::string>({{3, Opener()}, {6, Directive()}});
+  const auto key = rc::gen::weightedOneOf<std::string>(
+      {{3, Directive()}, {1, Opener()}, {1, OneOf({"", ";", "root", "listen", "#", "}"})}});
+  return rc::gen::map(
+      rc::gen::tuple(OneOf({"append", "append", "remove", "remove_part", "change", "empty"}),
+                     number, line, line, key),
+      [join](const std::tuple<std::string, std::string, std::string, std::string, std::string>& t) {
+        return join(
+            {std::get<0>(t), std::get<1>(t), std::get<2>(t), std::get<3>(t), std::get<4>(t)});
+      });
+}
+
+// What the lines of ConfigLine leave out: listens of several addresses and none, odd openings and
+// closings, identifying directives in odd forms.
+Text OddDirective() {
+  return OneOf({"listen 127.0.0.1:80 [::1]:80 ssl;",
+                "listen 127.0.0.1:80 127.0.0.1:80;",
+                "\t\tlisten [::1]:80 ssl;",
+                "listen 80; # x",
+                "listen localhost:8080;",
+                "listen;",
+                "listen",
+                "listen 80 {",
+                "listener {",
+                "}}",
+                "} # end",
+                "} listen 80;",
+                "server {#",
+                "root /abc;",
+                "  root /a; # x # y",
+                "server_name {",
+                "server_name;",
+                "server_name {% $x %};",
+                "ssl_prefer_server_ciphers on;",
+                "http { ",
+                "server"});
+}
+
+Text RichConfigLine() {
+  return rc::gen::weightedOneOf<std::string>({{8, ConfigLine()}, {2, OddDirective()}});
+}
+
+// An argument of an edit: a whole line, the beginning of one, next to nothing, or "=", which stands
+// for the last level of the block's path.
+Text Argument() {
+  const Text line =
+      rc::gen::weightedOneOf<std::string>({{2, Opener()}, {4, Directive()}, {3, OddDirective()}});
+  const Text beginning = rc::gen::map(rc::gen::pair(line, rc::gen::inRange<std::size_t>(1, 12)),
+                                      [](const std::pair<std::string, std::size_t>& cut) {
+                                        return cut.first.substr(0, cut.second);
+                                      });
+  return rc::gen::weightedOneOf<std::string>(
+      {{10, line},
+       {4, beginning},
+       {3, rc::gen::just(std::string("="))},
+       {2, OneOf({"", " ", "\t", ";", " ; ", "#", "{", "}", "s", "l", "  root", "new;"})},
+       {1, OddLine()}});
+}
+
+Text RichEditLine() {
+  const auto number =
+      rc::gen::map(rc::gen::inRange(0, 240), [](int n) { return std::to_string(n); });
+  const Text operation = OneOf({"append", "append", "append", "append", "remove", "remove",
+                                "remove_part", "change", "change", "change", "empty"});
+  return rc::gen::map(
+      rc::gen::tuple(operation, number, Argument(), Argument(), Argument()),
+      [](const std::tuple<std::string, std::string, std::string, std::string, std::string>& t) {
+        return std::get<0>(t) + "\x1f" + std::get<1>(t) + "\x1f" + std::get<2>(t) + "\x1f" +
+               std::get<3>(t) + "\x1f" + std::get<4>(t);
+      });
+}
+
+Text PathText() {
+  return Lines(OneOf({"a", "b", "", "ab"}));
+}
+
+std::string SectionPath(std::string lines) {
+  std::string path;
+  for (const char c : lines) path += c == '\n' ? std::string("\x18\x19") : std::string(1, c);
+  return path.empty() ? path : path.substr(0, path.size() - 2);
+}
+
+template <class Testable>
+std::string Report(const Testable& testable) {
+  const rc::detail::TestResult result = rc::detail::checkTestable(testable);
+  if (result.template is<rc::detail::SuccessResult>()) return "";
+  std::ostringstream report;
+  rc::detail::printResultMessage(result, report);
+  return report.str();
+}
+
+void Require(const std::string& wrong) {
+  if (!wrong.empty()) RC_FAIL(wrong);
+}
+
+}  // namespace
+
+std::string ForAllTexts(Law law) {
+  return Report([law] { Require(law(*Lines(ConfigLine()))); });
+}
+
+std::string ForAllEdits(PairLaw law) {
+  return Report([law] {
+    const std::string config = *Lines(ConfigLine());
+    const std::string edits = *Lines(EditLine());
+    Require(law(config, edits));
+  });
+}
+
+std::string ForAllRichEdits(PairLaw law) {
+  return Report([law] {
+    const std::string config = *Lines(RichConfigLine());
+    const std::string edits = *Lines(RichEditLine());
+    Require(law(config, edits));
+  });
+}
+
+std::string ForAllRequests(PairLaw law) {
+  return Report([law] {
+    const std::string config = *Lines(ConfigLine());
+    const std::string text = *Lines(TemplateLine());
+    Require(law(config, text));
+  });
+}
+
+std::string ForAllPaths(PairLaw law) {
+  return Report([law] {
+    const std::string first = SectionPath(*PathText());
+    const std::string second = SectionPath(*PathText());
+    Require(law(first, second));
+  });
+}

@@ -1,0 +1,31 @@
+// Random inputs for laws that must hold for all of them.
+//
+// Debian's RapidCheck is a compiled library without checked containers, so it lives in a source
+// file of its own that is built without them, too, and nothing but std::string crosses over.
+#pragma once
+
+#include <string>
+
+// A law returns "" when it holds for its input, else what is wrong.
+using Law = std::string (*)(const std::string& input);
+using PairLaw = std::string (*)(const std::string& first, const std::string& second);
+
+// Each function calls `law` with many random inputs. Returns "" when it held for all, else a report
+// with the smallest input found for which it does not. RC_PARAMS in the environment sets the seed
+// and the number of inputs.
+
+// Any text: configuration lines, bytes of every kind, separators of section paths.
+std::string ForAllTexts(Law law);
+
+// A configuration and a list of edits, see edits.h.
+std::string ForAllEdits(PairLaw law);
+
+// The same with odder lines and arguments: parts of lines, blanks, nothing at all, and "=" for the
+// last level of the block's path.
+std::string ForAllRichEdits(PairLaw law);
+
+// A configuration and a template.
+std::string ForAllRequests(PairLaw law);
+
+// Two section paths, often related.
+std::string ForAllPaths(PairLaw law);
