@@ -2,6 +2,7 @@
 
 #include <git2.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 
@@ -47,10 +48,9 @@ Patch Compare(const std::string& before, const std::string& after, const std::st
 }
 
 bool NeedsQuotes(const std::string& name) {
-  for (const char c : name) {
-    if (static_cast<unsigned char>(c) < ' ' || c == '"' || c == '\\') return true;
-  }
-  return false;
+  return std::any_of(name.begin(), name.end(), [](char c) {
+    return static_cast<unsigned char>(c) < ' ' || c == '"' || c == '\\';
+  });
 }
 
 std::string Quoted(const std::string& name) {
