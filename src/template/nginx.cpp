@@ -119,22 +119,22 @@ std::string Nginx::SetIndent(const std::string& section, const std::string& text
 }
 
 LineIterator Nginx::RegisterUniqueParam(const std::string& section, LineIterator& pos) {
-  if (pos != m_lines.end()) Register(m_listen[section], pos);
+  if (pos != m_lines.end()) m_registry.Add(m_listen[section], pos);
   return pos;
 }
 
 LineIterator Nginx::AppendUniqueParam(const std::string& section, const LineIterator& pos,
                                       const std::string& text) {
-  std::vector<Listen> listens;
-  ParseListen(text, listens);
+  std::vector<Listen> records;
+  ParseListen(text, records);
   LineIterator last = pos;
-  for (const Listen& listen : listens) {
-    Registry& registry = m_listen[section];
-    const std::string line = listen.Str();
-    const bool present = std::any_of(registry.begin(), registry.end(), [&](LineIterator known) {
+  for (const Listen& record : records) {
+    LineRegistry::List& listens = m_listen[section];
+    const std::string line = record.Str();
+    const bool present = std::any_of(listens.begin(), listens.end(), [&](LineIterator known) {
       return str::view::Trim(*known) == str::view::Trim(line);
     });
-    if (!present) last = MakeListen(section, registry, pos, line);
+    if (!present) last = MakeListen(section, listens, pos, line);
   }
   return last;
 }
@@ -143,15 +143,15 @@ void Nginx::RemoveUniqueParam(const std::string& section, const std::string& tex
                               std::list<LineIterator>& removed) {
   const auto entry = m_listen.find(section);
   if (entry == m_listen.end()) return;
-  Registry& registry = entry->second;
-  std::vector<Listen> listens;
-  ParseListen(text, listens);
-  for (const Listen& listen : listens) {
-    const std::string line = listen.Str();
-    for (auto element = registry.begin(); element != registry.end();) {
+  LineRegistry::List& listens = entry->second;
+  std::vector<Listen> records;
+  ParseListen(text, records);
+  for (const Listen& record : records) {
+    const std::string line = record.Str();
+    for (auto element = listens.begin(); element != listens.end();) {
       const auto next = std::next(element);
       if (str::view::StartsWith(str::view::Trim(**element), line)) {
-        HandBack(registry, element, removed);
+        m_registry.HandBack(listens, element, removed);
       }
       element = next;
     }
@@ -162,50 +162,24 @@ void Nginx::ChangeUniqueParam(const std::string& section, LineIterator& pos,
                               const std::string& text, std::list<LineIterator>& removed) {
   const auto entry = m_listen.find(section);
   if (entry == m_listen.end()) return;
-  Registry& registry = entry->second;
-  std::vector<Listen> listens;
-  ParseListen(text, listens);
-  while (!registry.empty()) HandBack(registry, registry.begin(), removed);
-  for (const Listen& listen : listens) MakeListen(section, registry, pos, listen.Str());
+  LineRegistry::List& listens = entry->second;
+  std::vector<Listen> records;
+  ParseListen(text, records);
+  m_registry.HandBackAll(listens, removed);
+  for (const Listen& record : records) MakeListen(section, listens, pos, record.Str());
 }
 
-LineIterator Nginx::MakeListen(const std::string& section, Registry& registry,
+LineIterator Nginx::MakeListen(const std::string& section, LineRegistry::List& listens,
                                const LineIterator& pos, const std::string& listen) {
   const LineIterator line = m_lines.insert(pos, SetIndent(section, listen));
-  Register(registry, line);
+  m_registry.Add(listens, line);
   return line;
 }
 
-void Nginx::Register(Registry& registry, const LineIterator& line) {
-  Registry added{line};
-  if (m_listen_index) Index(*m_listen_index, registry, added.begin());
-  registry.splice(registry.end(), added);
-}
-
-void Nginx::HandBack(Registry& registry, Registry::iterator element,
-                     std::list<LineIterator>& removed) {
-  if (m_listen_index) m_listen_index->Remove(&**element, &*element);
-  removed.splice(removed.end(), registry, element);
-}
-
-void Nginx::Index(ListenIndex& index, Registry& registry, Registry::iterator element) {
-  index.Add(&**element, &*element, {&registry, element});
-}
-
 void Nginx::ForgetLine(const LineIterator& line) {
-  if (m_listen.empty()) return;
-  if (!m_listen_index) {
-    ListenIndex index;
-    for (auto& [section, registry] : m_listen) {
-      for (auto element = registry.begin(); element != registry.end(); ++element) {
-        Index(index, registry, element);
-      }
-    }
-    m_listen_index = std::move(index);
-  }
-  for (const Registered& registered : m_listen_index->Take(&*line)) {
-    registered.registry->erase(registered.element);
-  }
+  m_registry.Forget(line, [this](const auto& use) {
+    for (auto& [section, listens] : m_listen) use(listens);
+  });
 }
 
 }  // namespace tov_template

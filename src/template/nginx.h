@@ -3,13 +3,12 @@
 
 #include <list>
 #include <map>
-#include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
-#include "template/line_index.h"
 #include "template/line_list_config.h"
+#include "template/line_registry.h"
 
 namespace tov_template {
 
@@ -98,23 +97,10 @@ class Nginx : public LineListConfig {
   std::map<std::string, std::list<LineIterator>> m_listen;
 
  private:
-  using Registry = std::list<LineIterator>;
+  LineIterator MakeListen(const std::string& section, LineRegistry::List& listens,
+                          const LineIterator& pos, const std::string& listen);
 
-  // An element of one of the registries.
-  struct Registered {
-    Registry* registry;
-    Registry::iterator element;
-  };
-  using ListenIndex = LineIndex<Registered>;
-
-  LineIterator MakeListen(const std::string& section, Registry& registry, const LineIterator& pos,
-                          const std::string& listen);
-  void Register(Registry& registry, const LineIterator& line);
-  void HandBack(Registry& registry, Registry::iterator element, std::list<LineIterator>& removed);
-  static void Index(ListenIndex& index, Registry& registry, Registry::iterator element);
-
-  // The registered listens by their lines. Made when the first line is erased.
-  std::optional<ListenIndex> m_listen_index;
+  LineRegistry m_registry;  // of the lists in m_listen
 };
 
 }  // namespace tov_template

@@ -123,8 +123,9 @@ void Trim(std::string& text) {
 }
 
 void Append(std::string& a, const std::string& b, const std::string& separator) {
-  if (!a.empty() && !b.empty()) a += separator;
-  a += b;
+  const std::size_t size = b.size();  // `b` may be `a`
+  if (!a.empty() && size != 0) a += separator;
+  a.append(b, 0, size);
 }
 
 }  // namespace inpl
