@@ -53,8 +53,14 @@ class BoolStackTape {
   // One chain: whether each of its branches so far was taken, the latest on top.
   using Chain = std::stack<bool, std::deque<bool>>;
 
+  // Opens a chain with its first branch.
+  void Open(bool taken);
+
   // Adds a branch to the innermost chain, and logs it. Without an open chain nothing is added.
   void Append(const bool& taken);
+
+  // Closes the innermost chain, if one is open.
+  void Close();
 
   // Whether a chain is open.
   bool InChain() const { return !m_stack.empty() && !m_stack.back().empty(); }
@@ -66,10 +72,16 @@ class BoolStackTape {
   bool EnclosingEnabled() const;
 
   // Whether any branch of the innermost chain was taken; false when no chain is open.
-  bool AnyTaken() const;
+  bool AnyTaken() const { return !m_any_taken.empty() && m_any_taken.back(); }
 
   // The open chains, the innermost last.
   std::vector<Chain> m_stack;
+
+ private:
+  void Push(bool taken);
+
+  // Of each open chain, whether any of its branches was taken.
+  std::vector<bool> m_any_taken;
 };
 
 }  // namespace tov_template

@@ -765,9 +765,26 @@ bool Condition::Compare(const Expression& expression, bool previous) const {
   return previous;
 }
 
+void BoolStackTape::Open(bool taken) {
+  m_stack.emplace_back();
+  Push(taken);
+}
+
 void BoolStackTape::Append(const bool& taken) {
-  if (!m_stack.empty()) m_stack.back().push(taken);
+  if (!m_stack.empty()) Push(taken);
   LOG_DEBUG("Append '%s' into stack", BoolText(taken));
+}
+
+void BoolStackTape::Close() {
+  if (m_stack.empty()) return;
+  m_stack.pop_back();
+  m_any_taken.resize(m_stack.size());
+}
+
+void BoolStackTape::Push(bool taken) {
+  m_stack.back().push(taken);
+  m_any_taken.resize(m_stack.size());
+  m_any_taken.back() = m_any_taken.back() || taken;
 }
 
 bool BoolStackTape::Enabled() const {
@@ -776,14 +793,6 @@ bool BoolStackTape::Enabled() const {
 
 bool BoolStackTape::EnclosingEnabled() const {
   return m_stack.size() < 2 || m_stack[m_stack.size() - 2].top();
-}
-
-bool BoolStackTape::AnyTaken() const {
-  if (!InChain()) return false;
-  for (Chain branches = m_stack.back(); !branches.empty(); branches.pop()) {
-    if (branches.top()) return true;
-  }
-  return false;
 }
 
 // --- Template: values ---
@@ -946,7 +955,7 @@ void Template::SetTemplate(const std::string& text) {
   for (std::string line; source.Next(line);) {
     switch (StatementOf(line)) {
       case Statement::kEndif:
-        if (!tape.m_stack.empty()) tape.m_stack.pop_back();
+        tape.Close();
         break;
       case Statement::kElse:
         ReadElse(line, tape);
@@ -994,8 +1003,7 @@ void Template::ReadElif(const std::string& line, BoolStackTape& tape) const {
 void Template::ReadIf(const std::string& line, BoolStackTape& tape) const {
   const std::string statement = Parse(line).m_value.Str();
   const bool taken = Condition(statement, m_new_values).Result() && tape.Enabled();
-  tape.m_stack.emplace_back();
-  tape.m_stack.back().push(taken);
+  tape.Open(taken);
   LOG_DEBUG("'%s' with result '%s'", statement.c_str(), BoolText(taken));
 }
 
