@@ -54,9 +54,10 @@ class ConfigView {
 
   // Appends the directive `param` (a whole line, written as it is) to the block `section` (its
   // whole path), unless a line of it begins with `key` or with `param`, without their terminators.
-  // Where there is no such block, it is made of the one line `param`, which then should be its
-  // opening line. Does nothing when `section` is empty, `param` is blank, or the block exists and
-  // `key` is empty. A unique directive is handed to the dialect and never makes a block.
+  // Where there is no such block, it is made of the one line `param`, which should be its opening
+  // line and must not be a closing one. Does nothing when `section` is empty, `param` is blank, or
+  // the block exists and `key` is empty. A unique directive is handed to the dialect whatever its
+  // key; it never makes a block.
   void AppendParam(const std::string& section, const std::string& param, const std::string& key);
 
   // Removes from the block `section` the first line that begins with `param`, which is trimmed and

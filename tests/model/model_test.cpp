@@ -1,0 +1,369 @@
+// The view against a second model of it: both read the same text and take the same edits, and after
+// each of them their texts, indexes, dialects' registers and logs agree.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <list>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "golden/golden_case.h"
+#include "model/view_model.h"
+#include "property/random_input.h"
+#include "support/log_capture.h"
+#include "support/merging_dialect.h"
+#include "support/view_probe.h"
+#include "template/framework/str.h"
+#include "template/nginx.h"
+
+using tov_template::kSectionSeparator;
+using tov_template::LineIterator;
+
+namespace {
+
+struct Edit {
+  std::string operation;  // append, remove, remove_part, change, empty
+  std::string section;
+  std::string line;
+  std::string old_line;
+  std::string key;
+};
+
+template <class View>
+void ApplyTo(View& view, const Edit& edit) {
+  if (edit.operation == "append") view.AppendParam(edit.section, edit.line, edit.key);
+  if (edit.operation == "remove") view.RemoveParam(edit.section, edit.line, false);
+  if (edit.operation == "remove_part") view.RemoveParam(edit.section, edit.line, true);
+  if (edit.operation == "change") {
+    view.ChangeParam(edit.section, edit.old_line, edit.line, edit.key);
+  }
+  if (edit.operation == "empty") view.RemoveEmptySections();
+}
+
+std::string Readable(const Edit& edit) {
+  const auto quoted = [](const std::string& text) {
+    return " '" + str::Replace(text, kSectionSeparator, " > ") + "'";
+  };
+  return edit.operation + " in" + quoted(edit.section) + " line" + quoted(edit.line) + " old" +
+         quoted(edit.old_line) + " key" + quoted(edit.key);
+}
+
+std::string Differ(const std::string& what, const std::string& view, const std::string& model) {
+  return view == model ? "" : what + " of the view:\n" + view + "\n-- of the model --\n" + model;
+}
+
+struct NginxProbe : tov_template::Nginx {
+  using Model = model::NginxView;
+  using Nginx::Nginx;
+
+  const std::map<std::string, std::list<LineIterator>>& Registered() const { return m_listen; }
+};
+
+// The merging dialect, with blocks that take another path when they close.
+struct MergingProbe : MergingDialect {
+  using Model = model::MergingView<MergingProbe>;
+  using MergingDialect::MergingDialect;
+
+  void GetIdentParams(std::set<std::string>& names) const override {
+    names.insert({"index", "server_name"});
+  }
+  std::map<std::string, std::vector<LineIterator>> Registered() const {
+    std::map<std::string, std::vector<LineIterator>> registered;
+    for (const auto& [section, line] : m_merged) registered[section] = {line};
+    return registered;
+  }
+};
+
+// A view and its model.
+template <class Dialect>
+class Twins {
+ public:
+  explicit Twins(const std::string& config)
+      : m_dialect(std::make_shared<Dialect>(config)), m_view(m_dialect), m_model(config) {}
+
+  const model::View& Model() const { return m_model; }
+
+  void Apply(const Edit& edit) {
+    const LogCapture log;
+    ApplyTo(m_view, edit);
+    for (const std::string& message : log.Messages()) m_messages.push_back(message);
+    ApplyTo(m_model, edit);
+  }
+
+  // "" when both agree, else how they differ.
+  std::string Difference() const {
+    std::string difference = Differ("text", m_view.Text(), m_model.Text());
+    if (difference.empty()) difference = Differ("index", m_view.Dump(), m_model.Dump());
+    if (difference.empty()) difference = Differ("line numbers", ViewNumbers(), ModelNumbers());
+    if (difference.empty() && m_messages != m_model.Messages()) {
+      difference = Differ("log", Joined(m_messages), Joined(m_model.Messages()));
+    }
+    return difference;
+  }
+
+ private:
+  static std::string Joined(const std::vector<std::string>& messages) {
+    return str::Join({messages.begin(), messages.end()}, "\n");
+  }
+
+  // The index and the dialect's register, with lines by their places in the text: lines of the same
+  // text are told apart.
+  template <class View, class Registered, class NumberOf>
+  static std::string Numbers(const View& view, const Registered& registered, NumberOf number_of) {
+    std::string numbers;
+    const auto add = [&](const auto& line) { numbers += " " + std::to_string(number_of(line)); };
+    for (const auto& [section, params] : view.m_params) {
+      numbers += "\n" + section + ":";
+      for (const auto& param : params) add(param);
+    }
+    for (const auto& [section, lines] : registered) {
+      numbers += "\nregistered " + section + ":";
+      for (const auto& line : lines) add(line);
+    }
+    for (const auto& [section, line] : view.m_ends) {
+      numbers += "\nend " + section + ":";
+      add(line);
+    }
+    for (const auto& [section, line] : view.m_created) {
+      numbers += "\ncreated " + section + ":";
+      add(line);
+    }
+    return str::Replace(numbers, kSectionSeparator, " > ");
+  }
+
+  std::string ViewNumbers() const {
+    struct NumberOf {
+      std::map<const std::string*, std::size_t> numbers;
+      LineIterator end;
+
+      std::size_t operator()(const LineIterator& line) const {
+        return line == end ? numbers.size() : numbers.at(&*line);
+      }
+      std::size_t operator()(const ConfParam& param) const { return (*this)(param.m_line); }
+    };
+    NumberOf number_of{{}, m_view.m_lines->end()};
+    for (const std::string& line : *m_view.m_lines) {
+      number_of.numbers.emplace(&line, number_of.numbers.size());
+    }
+    return Numbers(m_view, m_dialect->Registered(), number_of);
+  }
+
+  std::string ModelNumbers() const {
+    return Numbers(m_model, m_model.m_unique,
+                   [this](model::View::Id line) { return m_model.IndexOf(line); });
+  }
+
+  std::vector<std::string> m_messages;  // the view's
+  const std::shared_ptr<Dialect> m_dialect;
+  ViewProbe m_view;
+  typename Dialect::Model m_model;
+};
+
+// --- Edits from text, see property/edits.h ---
+
+template <class Map>
+std::string NumberedKey(const Map& map, std::size_t number) {
+  if (map.empty()) return "new {";
+  return std::next(map.begin(), static_cast<std::ptrdiff_t>(number % map.size()))->first;
+}
+
+// The path of block number `number`: the blocks of the index in turn, blocks beside and below them,
+// blocks that were there once, and a few that never were.
+std::string NumberedSection(const model::View& view, std::size_t number) {
+  const std::size_t turn = number / 12;
+  const std::string known = NumberedKey(view.m_params, turn);
+  switch (number % 12) {
+    case 6:
+      return ViewProbe::Path({known, "location /a {"});
+    case 7:
+      return ViewProbe::Path({known, turn % 2 == 0 ? "server {" : "  if ($x) {"});
+    case 8:
+      return tov_template::ParentSection(known);
+    case 9:
+      return NumberedKey(view.m_ends, turn);
+    case 10:
+      return NumberedKey(view.m_created, turn);
+    case 11: {
+      const std::vector<std::string> odd = {"",
+                                            "new {",
+                                            ViewProbe::Path({"new {", "deep {"}),
+                                            known + kSectionSeparator,
+                                            kSectionSeparator + known,
+                                            kSectionSeparator};
+      return odd[turn % odd.size()];
+    }
+    default:
+      return known;
+  }
+}
+
+Edit ParseEdit(const model::View& view, std::string_view text) {
+  const auto part = [&text] { return std::string(str::view::GetWord(text, '\x1f')); };
+  Edit edit;
+  edit.operation = part();
+  edit.section = NumberedSection(view, std::strtoul(part().c_str(), nullptr, 10));
+  std::string parent = edit.section;
+  const std::string last_level = str::RGetWord(parent, kSectionSeparator);
+  for (std::string* argument : {&edit.line, &edit.old_line, &edit.key}) {
+    *argument = part();
+    if (*argument == "=") *argument = last_level;
+  }
+  return edit;
+}
+
+// --- Laws ---
+
+template <class Dialect>
+std::string ReadingAgrees(const std::string& config) {
+  const LogCapture log;
+  const Twins<Dialect> twins(config);
+  if (!log.Records().empty()) return "reading logs: " + log.Messages().front();
+  return twins.Difference();
+}
+
+template <class Dialect>
+std::string EditsAgree(Twins<Dialect>& twins, const std::vector<Edit>& edits) {
+  for (const Edit& edit : edits) {
+    twins.Apply(edit);
+    const std::string difference = twins.Difference();
+    if (!difference.empty()) return "after " + Readable(edit) + ":\n" + difference;
+  }
+  return "";
+}
+
+template <class Dialect>
+std::string EveryEditAgrees(const std::string& config, const std::string& edits) {
+  Twins<Dialect> twins(config);
+  std::string difference = twins.Difference();
+  std::string_view rest = edits;
+  while (difference.empty() && !rest.empty()) {
+    const Edit edit = ParseEdit(twins.Model(), str::view::GetWord(rest, '\n'));
+    difference = EditsAgree(twins, {edit});
+  }
+  return difference;
+}
+
+// The same lines in the syntax of the merging dialect.
+std::string Merging(const std::string& text) {
+  const std::string lines = str::Replace(str::Replace(text, "{", "("), "}", ")");
+  return str::Replace(str::Replace(lines, "root", "set"), "listen", "set");
+}
+
+std::string ReadingAgreesWhereLinesMerge(const std::string& config) {
+  return ReadingAgrees<MergingProbe>(Merging(config));
+}
+
+std::string EveryEditAgreesWhereLinesMerge(const std::string& config, const std::string& edits) {
+  return EveryEditAgrees<MergingProbe>(Merging(config), Merging(edits));
+}
+
+// --- On random inputs ---
+
+TEST(RandomConfigs, ReadingAgreesWithTheModel) {
+  EXPECT_EQ(ForAllTexts(ReadingAgrees<NginxProbe>), "");
+  EXPECT_EQ(ForAllTexts(ReadingAgreesWhereLinesMerge), "");
+}
+
+TEST(RandomEdits, TextIndexAndLogAgreeWithTheModelAfterEveryEdit) {
+  EXPECT_EQ(ForAllEdits(EveryEditAgrees<NginxProbe>), "");
+}
+
+TEST(RandomEdits, TextIndexAndLogAgreeWithTheModelAfterEveryOddEdit) {
+  EXPECT_EQ(ForAllRichEdits(EveryEditAgrees<NginxProbe>), "");
+}
+
+TEST(RandomEdits, TextIndexAndLogAgreeWithTheModelWhereLinesMerge) {
+  EXPECT_EQ(ForAllRichEdits(EveryEditAgreesWhereLinesMerge), "");
+}
+
+// --- On real configurations ---
+
+std::map<std::string, std::string> RealConfigs() {
+  std::map<std::string, std::string> configs;
+  for (const GoldenCase& golden : AllGoldenCases()) {
+    configs["golden/" + golden.Name()] = golden.Read("config");
+  }
+  const auto corpus = std::filesystem::path(QELTEMPLATE_SOURCE_DIR) / "../shared/corpus/nginx";
+  if (!std::filesystem::is_directory(corpus)) return configs;
+  for (const auto& entry : std::filesystem::directory_iterator(corpus)) {
+    std::ifstream stream(entry.path(), std::ios::binary);
+    configs["corpus/" + entry.path().filename().string()] = {std::istreambuf_iterator<char>(stream),
+                                                             {}};
+  }
+  return configs;
+}
+
+// Every kind of edit of the block `section`, whose opening line is `opening`.
+std::vector<Edit> EditsOf(const std::string& section, const std::string& opening) {
+  const std::string below = ViewProbe::Path({section, "location /probe {"});
+  const std::string renamed_below = ViewProbe::Path({section, "location /renamed {"});
+  std::string renamed = section;
+  str::RGetWord(renamed, kSectionSeparator);
+  renamed = str::Append(renamed, "renamed {", kSectionSeparator);
+  return {
+      {"append", section, "probe on;", "", "probe"},
+      {"append", section, "probe on;", "", "probe"},
+      {"append", section, "no_key on;", "", ""},
+      {"append", section, "listen 127.0.0.1:80 [::1]:80 ssl;", "", "listen"},
+      {"append", section, "listen 80;", "", "listen"},
+      {"append", below, "location /probe {", "", "location /probe {"},
+      {"append", below, "root /probe;", "", "root"},
+      {"append", below, "}", "", "}"},
+      {"append", section, "after on;", "", "after"},
+      {"append", section, "location /other {", "", "location /other {"},
+      {"append", ViewProbe::Path({section, "location /other {"}), "other {", "", "other {"},
+      {"change", section, "root /changed;", "root", ""},
+      {"change", section, "probe off; # changed", "", "probe"},
+      {"change", section, "listen 8080;", "listen", ""},
+      {"change", below, "location /renamed {", "location /probe {", ""},
+      {"change", section, "renamed {", "", opening},
+      {"append", renamed, "in_renamed on;", "", "in_renamed"},
+      {"append", renamed, "listen 81;", "", "listen"},
+      {"change", renamed, opening, "", "renamed {"},
+      {"remove", section, "listen 8080;", "", ""},
+      {"remove", section, "root", "", ""},
+      {"remove_part", section, "server_name", "", ""},
+      {"remove", section, "no such line", "", ""},
+      {"remove", section, ";", "", ""},
+      {"empty", "", "", "", ""},
+      {"remove", renamed_below, "location /renamed {", "", ""},
+      {"append", section, "}", "", "}"},
+      {"remove", section, opening, "", ""},
+      {"append", section, opening, "", ""},
+      {"append", section, "anew on;", "", "anew"},
+      {"empty", "", "", "", ""},
+  };
+}
+
+TEST(RealConfigs, ReadingAgreesWithTheModel) {
+  for (const auto& [name, config] : RealConfigs()) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(ReadingAgrees<NginxProbe>(config), "");
+    EXPECT_EQ(ReadingAgreesWhereLinesMerge(config), "");
+  }
+}
+
+TEST(RealConfigs, EditsOfEachBlockAgreeWithTheModel) {
+  for (const auto& [name, config] : RealConfigs()) {
+    SCOPED_TRACE(name);
+    Twins<NginxProbe> edited_again_and_again(config);
+    const model::NginxView read(config);
+    for (const auto& [section, params] : read.m_params) {
+      SCOPED_TRACE(section);
+      const std::string opening = str::Trim(read.m_lines[read.IndexOf(params.front())].text);
+      const std::vector<Edit> edits = EditsOf(section, opening);
+      Twins<NginxProbe> fresh(config);
+      EXPECT_EQ(EditsAgree(fresh, edits), "");
+      EXPECT_EQ(EditsAgree(edited_again_and_again, edits), "");
+    }
+  }
+}
+
+}  // namespace
