@@ -44,8 +44,9 @@ class ServerFolder {
   std::string Refusal(const std::string& text, const std::string& context) const {
     std::ofstream(m_path / "nginx.conf") << InContext(text, context);
     std::string output;
-    const bool accepted = Run(
-        "PATH=$PATH:/usr/sbin nginx -t -p " + m_path.string() + " -e stderr -g 'pid nginx.pid;' -c nginx.conf", output);
+    const bool accepted = Run("PATH=$PATH:/usr/sbin nginx -t -p " + m_path.string() +
+                                  " -e stderr -g 'pid nginx.pid;' -c nginx.conf",
+                              output);
     return accepted ? "" : output + "\n" + text;
   }
 
