@@ -149,8 +149,8 @@ class ConfigView {
   // References to lines
   void IndexPlaces();
   void IndexOwners();
-  void Unindex(Params::value_type& block);
-  void Unindex(Places::value_type& place);
+  void Unindex(const std::string& section, const ParamList& params);
+  void Unindex(const std::string& section, const LineIterator& end);
   void SetPlace(Places& places, std::optional<PlaceIndex>& index, const std::string& section,
                 const LineIterator& line);
   void ErasePlace(Places& places, std::optional<PlaceIndex>& index, const std::string& section);

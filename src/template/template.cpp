@@ -48,12 +48,43 @@ bool IsBlank(const std::string& text) {
   return str::view::Trim(text).empty();
 }
 
-// `key`, the path of a block at or below `old_path`, when that block's path becomes `new_path`.
-std::string RekeyedPath(const std::string& key, const std::string& old_path,
-                        const std::string& new_path) {
-  std::string_view below = key;
-  str::view::GetWord(below, old_path + kSectionSeparator);
-  return JoinSection(str::Trim(new_path), std::string(below));
+// Says where the entry of a path goes when the block `old_path` gets the path `new_path`.
+class Rekeying {
+ public:
+  Rekeying(const std::string& old_path, const std::string& new_path)
+      : m_old_path(old_path),
+        m_cut(old_path + kSectionSeparator),
+        m_new_path(str::Trim(new_path)) {}
+
+  bool Concerns(const std::string& path) const {
+    return ConfigView::IsSubsection(m_old_path, path);
+  }
+
+  std::string NewPath(const std::string& path) const {
+    std::string_view below = path;
+    str::view::GetWord(below, m_cut);
+    return JoinSection(m_new_path, std::string(below));
+  }
+
+ private:
+  const std::string& m_old_path;
+  const std::string m_cut;
+  const std::string m_new_path;
+};
+
+// Calls `use` with the entries of `map` at and below `path`, and perhaps a few more, in the order
+// of their keys.
+template <class Map, class Use>
+void ForEachBelow(Map& map, const std::string& path, Use use) {
+  std::string top = path;  // without empty levels at its end: they match levels that are not there
+  while (str::view::EndsWith(top, kSectionSeparator)) {
+    top.resize(top.size() - kSectionSeparator.size());
+  }
+  const std::string below = path.empty() ? path : top + kSectionSeparator;
+  auto entry = map.lower_bound(top);
+  if (entry != map.end() && entry->first == top) use(entry++);
+  if (entry != map.end() && entry->first < below) entry = map.lower_bound(below);
+  for (; entry != map.end() && str::StartsWith(entry->first, below); ++entry) use(entry);
 }
 
 }  // namespace
@@ -81,48 +112,26 @@ bool ConfigView::IsSubsection(const std::string& parent, const std::string& path
 template <class Map>
 void ConfigView::UpdateSectionPath(Map& map, const std::string& old_path,
                                    const std::string& new_path) {
-  // Planned first, so that nothing can fail while entries are out of the map.
-  std::vector<std::pair<typename Map::iterator, std::string>> plan;
-  const auto consider = [&](typename Map::iterator from, typename Map::iterator to) {
-    for (; from != to; ++from) {
-      if (!IsSubsection(old_path, from->first)) continue;
-      plan.emplace_back(from, RekeyedPath(from->first, old_path, new_path));
-    }
+  struct Move {
+    typename Map::iterator entry;
+    std::string path;
+    typename Map::node_type node;
   };
-  std::string top = old_path;  // without empty levels at its end: they match levels not there
-  while (str::view::EndsWith(top, kSectionSeparator)) {
-    top.resize(top.size() - kSectionSeparator.size());
+  // Planned first, so that nothing can fail while entries are out of the map.
+  const Rekeying rekeying(old_path, new_path);
+  std::vector<Move> moves;
+  ForEachBelow(map, old_path, [&](typename Map::iterator entry) {
+    if (!rekeying.Concerns(entry->first)) return;
+    moves.push_back({entry, rekeying.NewPath(entry->first), {}});
+  });
+  for (Move& move : moves) {
+    move.node = map.extract(move.entry);
+    move.node.key() = std::move(move.path);
   }
-  if (old_path.empty()) {
-    consider(map.begin(), map.end());
-  } else {
-    const std::string below = top + kSectionSeparator;
-    std::string behind = below;  // the first key that does not begin with `below`
-    ++behind.back();
-    const auto [first, last] = map.equal_range(top);
-    consider(first, last);
-    consider(map.lower_bound(below), map.lower_bound(behind));
-  }
-
-  Map moved;
-  for (auto& [entry, path] : plan) {
-    const auto rival = moved.find(path);
-    if (rival != moved.end()) {
-      Unindex(*rival);
-      moved.erase(rival);
-    }
-    auto node = map.extract(entry);
-    node.key() = std::move(path);
-    moved.insert(std::move(node));
-  }
-  while (!moved.empty()) {
-    const auto entry = moved.begin();
-    if (map.count(entry->first) != 0) {
-      Unindex(*entry);
-      moved.erase(entry);
-    } else {
-      map.insert(moved.extract(entry));
-    }
+  // The last one first: of those that come to the same path it stays.
+  for (auto move = moves.rbegin(); move != moves.rend(); ++move) {
+    const auto result = map.insert(std::move(move->node));
+    if (!result.inserted) Unindex(result.node.key(), result.node.mapped());
   }
 }
 
@@ -212,15 +221,17 @@ class ConfigView::Reader {
     const std::string new_path = JoinSection(m_path, m_config.MakeSectionPath(level, idents));
     m_view.UpdateSectionPath(m_view.m_params, old_path, new_path);
     m_view.UpdateSectionPath(m_view.m_ends, old_path, new_path);
-    for (OpenBlock& block : m_open) FollowEntry(block, old_path, new_path);
+    FollowEntries(Rekeying(old_path, new_path));
   }
 
   // The entry of a block that is still open may have moved too, or made way for one that held the
   // path already.
-  void FollowEntry(OpenBlock& block, const std::string& old_path, const std::string& new_path) {
-    if (!IsSubsection(old_path, block.path)) return;
-    block.path = RekeyedPath(block.path, old_path, new_path);
-    block.params = &m_view.m_params.find(block.path)->second;
+  void FollowEntries(const Rekeying& rekeying) {
+    for (OpenBlock& block : m_open) {
+      if (!rekeying.Concerns(block.path)) continue;
+      block.path = rekeying.NewPath(block.path);
+      block.params = &m_view.m_params.find(block.path)->second;
+    }
   }
 
   ConfigView& m_view;
@@ -265,7 +276,7 @@ void ConfigView::RegisterUniqueParams() {
   PlaceIndex ends;  // of the unique lines: no other is erased here
   const auto index_end = [&](Places::value_type& end) {
     if (IsLine(end.second) && m_config->IsUniqueParam(*end.second)) {
-      ends.Add(&*end.second, &end, &end);
+      ends.Add(&*end.second, &end.first, &end);
     }
   };
   for (Places::value_type& end : m_ends) index_end(end);
@@ -373,7 +384,7 @@ void ConfigView::IndexPlaces() {
   const auto index = [this](Places& places) {
     PlaceIndex made;
     for (Places::value_type& place : places) {
-      if (IsLine(place.second)) made.Add(&*place.second, &place, &place);
+      if (IsLine(place.second)) made.Add(&*place.second, &place.first, &place);
     }
     return made;
   };
@@ -392,13 +403,13 @@ void ConfigView::IndexOwners() {
   m_owners = std::move(made);
 }
 
-void ConfigView::Unindex(Params::value_type& block) {
+void ConfigView::Unindex(const std::string& /*section*/, const ParamList& params) {
   if (!m_owners) return;
-  for (const ConfParam& param : block.second) m_owners->Remove(Address(param.m_line), &param);
+  for (const ConfParam& param : params) m_owners->Remove(Address(param.m_line), &param);
 }
 
-void ConfigView::Unindex(Places::value_type& place) {
-  if (m_end_index) m_end_index->Remove(Address(place.second), &place);
+void ConfigView::Unindex(const std::string& section, const LineIterator& end) {
+  if (m_end_index) m_end_index->Remove(Address(end), &section);
 }
 
 void ConfigView::SetPlace(Places& places, std::optional<PlaceIndex>& index,
@@ -406,8 +417,8 @@ void ConfigView::SetPlace(Places& places, std::optional<PlaceIndex>& index,
   Places::value_type& place = *places.try_emplace(section, m_lines->end()).first;
   if (place.second == line) return;
   if (index) {
-    if (IsLine(line)) index->Add(&*line, &place, &place);
-    index->Remove(Address(place.second), &place);
+    if (IsLine(line)) index->Add(&*line, &place.first, &place);
+    index->Remove(Address(place.second), &place.first);
   }
   place.second = line;
 }
@@ -416,7 +427,7 @@ void ConfigView::ErasePlace(Places& places, std::optional<PlaceIndex>& index,
                             const std::string& section) {
   const auto place = places.find(section);
   if (place == places.end()) return;
-  if (index) index->Remove(Address(place->second), &*place);
+  if (index) index->Remove(Address(place->second), &place->first);
   places.erase(place);
 }
 
@@ -438,7 +449,7 @@ void ConfigView::ForgetParam(ParamList& params, ParamList::iterator param) {
 // Takes `block` out of the index and adds its lines to `lines`. Returns the entry behind it.
 ConfigView::Params::iterator ConfigView::DropBlock(Params::iterator block, LineSet& lines) {
   for (const ConfParam& param : block->second) lines.insert(Address(param.m_line));
-  Unindex(*block);
+  Unindex(block->first, block->second);
   return m_params.erase(block);
 }
 
@@ -460,12 +471,12 @@ void ConfigView::Forget(const LineIterator& first, const LineIterator& last) try
   for (LineIterator line = first; line != last; ++line) {
     for (Places::value_type* end : m_end_index->Take(&*line)) {
       end->second = before;
-      if (IsLine(before)) m_end_index->Add(&*before, end, end);
+      if (IsLine(before)) m_end_index->Add(&*before, &end->first, end);
     }
     for (Places::value_type* created : m_created_index->Take(&*line)) {
       created->second = before;
       if (IsLine(before)) {
-        m_created_index->Add(&*before, created, created);
+        m_created_index->Add(&*before, &created->first, created);
       } else {
         m_created.erase(m_created.find(created->first));
       }
