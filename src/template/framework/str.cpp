@@ -5,8 +5,6 @@
 namespace str {
 namespace {
 
-constexpr std::string_view kBlanks = " \t\n\r\v\f";
-
 std::size_t Find(std::string_view text, std::string_view part, std::size_t from = 0) {
   return part.empty() ? std::string_view::npos : text.find(part, from);
 }
@@ -32,10 +30,6 @@ std::string CutFront(std::string& text, Cut cut) {
 }
 
 }  // namespace
-
-bool IsBlank(char c) {
-  return kBlanks.find(c) != std::string_view::npos;
-}
 
 std::string GetWord(std::string& text) {
   return CutFront(text, [](std::string_view& rest) { return view::GetWord(rest); });
@@ -140,7 +134,9 @@ std::string_view Trim(std::string_view text) {
 
 std::string_view GetWord(std::string_view& text) {
   while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
-  return CutAt(text, text.find_first_of(kBlanks), 1);
+  std::size_t end = 0;
+  while (end < text.size() && !IsBlank(text[end])) ++end;
+  return CutAt(text, end < text.size() ? end : std::string_view::npos, 1);
 }
 
 std::string_view GetWord(std::string_view& text, char delimiter) {

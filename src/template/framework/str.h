@@ -11,7 +11,9 @@
 namespace str {
 
 // True for a blank.
-bool IsBlank(char c);
+constexpr bool IsBlank(char c) {
+  return c == ' ' || ('\t' <= c && c <= '\r');
+}
 
 // Skips leading blanks, returns the bytes up to the next blank, and removes the word and exactly
 // one blank after it from `text`. Without a word in it, returns "" and leaves `text` empty.
