@@ -4,14 +4,14 @@
 .DEFAULT_GOAL := help
 
 BUILD_PACKAGES = g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libgit2-dev
-DEMO_PACKAGES = $(BUILD_PACKAGES) nginx openssl
-TEST_PACKAGES = $(BUILD_PACKAGES) googletest librapidcheck-dev nginx openssl patch
+DEMO_PACKAGES = $(BUILD_PACKAGES) nginx apache2-bin openssl
+TEST_PACKAGES = $(BUILD_PACKAGES) googletest librapidcheck-dev nginx apache2-bin openssl patch
 CHECK_PACKAGES = $(TEST_PACKAGES) clang-format clang-tidy
 
 SOURCES = $(shell git ls-files '*.h' '*.cpp')
 
 help:
-	@echo 'make demo          build, edit the example site, show the difference, ask nginx'
+	@echo 'make demo          build, edit the example sites, show what changes, ask nginx and httpd'
 	@echo 'make test          build with warnings as errors, run every test'
 	@echo 'make asan          the same tests under the sanitizers, with checked containers'
 	@echo 'make format-check  see whether the sources are formatted; make format does it'
@@ -23,6 +23,7 @@ demo:
 	cmake --preset release -DQELTEMPLATE_BUILD_TESTS=OFF
 	cmake --build --preset release
 	examples/nginx/run.sh build/release/src/cli/qeltemplate
+	examples/apache/run.sh build/release/src/cli/qeltemplate
 
 test:
 	cmake/install-packages.sh $(TEST_PACKAGES)

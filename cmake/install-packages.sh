@@ -1,5 +1,6 @@
 #!/bin/sh
-# install-packages.sh PACKAGE...: installs those of the Debian packages that are missing.
+# install-packages.sh PACKAGE...: installs those of the Debian packages that are missing. Services that
+# come with them are not started.
 set -eu
 
 missing=
@@ -19,5 +20,12 @@ if [ "$(id -u)" -ne 0 ]; then
 fi
 echo "Installing$missing"
 $as_root apt-get update -q
+
+policy=/usr/sbin/policy-rc.d
+if [ ! -e "$policy" ]; then
+  trap '$as_root rm -f "$policy"' EXIT
+  printf '#!/bin/sh\nexit 101\n' | $as_root tee "$policy" >/dev/null
+  $as_root chmod +x "$policy"
+fi
 # shellcheck disable=SC2086 # one word for each package
 $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends $missing

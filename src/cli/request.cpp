@@ -14,7 +14,7 @@ struct Dialect {
   const char* library_name;  // GetConfigType's
 };
 
-constexpr Dialect kDialects[] = {{"nginx", "Nginx"}};
+constexpr Dialect kDialects[] = {{"apache", "Apache"}, {"nginx", "Nginx"}};
 
 const Dialect* FindDialect(const std::string& name) {
   for (const Dialect& dialect : kDialects) {

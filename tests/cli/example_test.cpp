@@ -11,9 +11,15 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-constexpr char kExample[] = QELTEMPLATE_SOURCE_DIR "/examples/nginx";
+struct ExampleSite {
+  std::string dialect;   // which is the name of its folder, too
+  std::string diff;      // what the example changes
+  std::string in_force;  // the example's values once they are in force
+  std::string bad_line;  // what the server refuses
+};
 
-constexpr char kDiff[] = R"(--- example.com.conf
+const ExampleSite kNginx = {"nginx",
+                            R"(--- example.com.conf
 +++ example.com.conf
 @@ -2,10 +2,10 @@
  # Questions: webmaster@example.com
@@ -39,10 +45,8 @@ constexpr char kDiff[] = R"(--- example.com.conf
  }
  server {
  	server_name img.example.com;
-)";
-
-// The example's values once they are in force.
-constexpr char kInForce[] = R"({
+)",
+                            R"({
   "name": {"old": "example.org", "new": "example.org"},
   "address": {"old": "127.0.0.2:8443", "new": "127.0.0.2:8443"},
   "root": {"old": "/srv/www/example.com", "new": "/srv/www/example.com"},
@@ -50,57 +54,127 @@ constexpr char kInForce[] = R"({
   "tls": {"old": "on", "new": "on"},
   "certificate": {"old": "certs/example.org.pem", "new": "certs/example.org.pem"},
   "certificate_key": {"old": "certs/example.org.key", "new": "certs/example.org.key"}
-})";
+})",
+                            "no_such_directive;"};
 
-class Example : public testing::Test {
+const ExampleSite kApache = {"apache",
+                             R"(--- example.com.conf
++++ example.com.conf
+@@ -1,16 +1,20 @@
+ # The site of Example Ltd.
+ # Questions: webmaster@example.com
+ <VirtualHost 127.0.0.1:8443>
+-	ServerName example.com
++	ServerName example.org
+ 	DocumentRoot /srv/www/example.com
+-	CustomLog logs/example.com.access.log combined
++	CustomLog logs/example.org.access.log combined
+ 	# The old shop's addresses; search engines still know them.
+ 	Redirect permanent /catalogue /shop
+ 	<Directory /srv/www/example.com>
+-		Options -Indexes
++		Options -Indexes +FollowSymLinks
+ 		Require all granted
+ 	</Directory>
+-	ServerAlias www.example.com
++	ServerAlias www.example.org shop.example.org
++	SSLEngine on
++	SSLProtocol all -SSLv3 -TLSv1 -TLSv1.1
++	SSLCertificateFile certs/example.org.pem
++	SSLCertificateKeyFile certs/example.org.key
+ </VirtualHost>
+ <VirtualHost 127.0.0.1:8081>
+ 	ServerName img.example.com
+)",
+                             R"({
+  "name": {"old": "example.org", "new": "example.org"},
+  "aliases": {"old": "www.example.org shop.example.org", "new": "www.example.org shop.example.org"},
+  "root": {"old": "/srv/www/example.com", "new": "/srv/www/example.com"},
+  "options": {"old": "-Indexes +FollowSymLinks", "new": "-Indexes +FollowSymLinks"},
+  "tls": {"old": "on", "new": "on"},
+  "protocols": {"old": "all -SSLv3 -TLSv1 -TLSv1.1", "new": "all -SSLv3 -TLSv1 -TLSv1.1"},
+  "certificate": {"old": "certs/example.org.pem", "new": "certs/example.org.pem"},
+  "certificate_key": {"old": "certs/example.org.key", "new": "certs/example.org.key"}
+})",
+                             "NoSuchDirective"};
+
+class Example : public testing::TestWithParam<ExampleSite> {
  protected:
-  Example() { m_sandbox.Run({"cp", "-R", std::string(kExample) + "/.", "."}); }
+  Example() { m_sandbox.Run({"cp", "-R", QELTEMPLATE_SOURCE_DIR "/examples/.", "."}); }
+
+  // Runs `command` in the example's folder.
+  Outcome Run(const Words& command) const {
+    Words words = {"sh", "-c", "cd \"$0\" && exec \"$@\"", GetParam().dialect};
+    words.insert(words.end(), command.begin(), command.end());
+    return m_sandbox.Run(words);
+  }
 
   Outcome Apply(const Words& more) const {
-    Words command = {QELTEMPLATE_PROGRAM, "apply",        "--dialect", "nginx",
-                     "--template",        "site.template"};
+    Words command = {QELTEMPLATE_PROGRAM, "apply",      "--dialect",
+                     GetParam().dialect,  "--template", "site.template"};
     command.insert(command.end(), more.begin(), more.end());
-    return m_sandbox.Run(command);
+    return Run(command);
+  }
+
+  // Puts the edited site and its values into the example's folder.
+  void PutInForce() const {
+    Write("edited.conf", Apply({"--values", "values.json", "example.com.conf"}).out);
+    Write("in_force.json", GetParam().in_force);
+  }
+
+  std::string Read(const std::string& name) const {
+    return m_sandbox.Read(GetParam().dialect + "/" + name);
+  }
+  void Write(const std::string& name, const std::string& content) const {
+    m_sandbox.Write(GetParam().dialect + "/" + name, content);
   }
 
   Sandbox m_sandbox;
 };
 
-TEST_F(Example, ChangesOnlyTheLinesThatHadTo) {
+class NginxExample : public Example {};
+
+TEST_P(Example, ChangesOnlyTheLinesThatHadTo) {
   const Outcome outcome = Apply({"--values", "values.json", "--diff", "example.com.conf"});
-  EXPECT_EQ(outcome.out, kDiff);
+  EXPECT_EQ(outcome.out, GetParam().diff);
   EXPECT_EQ(outcome.err, "");
   EXPECT_EQ(outcome.exit_code, 0);
 }
 
-TEST_F(Example, ChangesNothingWhenAppliedAgain) {
-  m_sandbox.Write("edited.conf", Apply({"--values", "values.json", "example.com.conf"}).out);
-  m_sandbox.Write("in_force.json", kInForce);
+TEST_P(Example, ChangesNothingWhenAppliedAgain) {
+  PutInForce();
   const Outcome again = Apply({"--values", "in_force.json", "--diff", "edited.conf"});
   EXPECT_EQ(again.out, "");
   EXPECT_EQ(again.exit_code, 0);
 }
 
-TEST_F(Example, ComesBackToWhatItWas) {
-  m_sandbox.Write("edited.conf", Apply({"--values", "values.json", "example.com.conf"}).out);
-  m_sandbox.Write("in_force.json", kInForce);
+// Not so for Apache, whose Options are only ever added to.
+TEST_P(NginxExample, ComesBackToWhatItWas) {
+  PutInForce();
   const Outcome back = Apply({"--values", "in_force.json", "--set", "name=example.com", "--set",
                               "address=127.0.0.1:8080", "--set", "tls=off", "edited.conf"});
-  EXPECT_EQ(back.out, m_sandbox.Read("example.com.conf"));
+  EXPECT_EQ(back.out, Read("example.com.conf"));
 }
 
-TEST_F(Example, IsAcceptedByNginx) {
-  const Outcome outcome = m_sandbox.Run({"./run.sh", QELTEMPLATE_PROGRAM});
+TEST_P(Example, IsAcceptedByTheServer) {
+  const Outcome outcome = Run({"./run.sh", QELTEMPLATE_PROGRAM});
   EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
-  EXPECT_EQ(outcome.out.substr(0, sizeof kDiff - 1), kDiff);
+  EXPECT_EQ(outcome.out.substr(0, GetParam().diff.size()), GetParam().diff);
   EXPECT_NE(outcome.out.find(" accepts the edited site\n"), std::string::npos) << outcome.out;
 }
 
-TEST_F(Example, FailsWhenNginxRefuses) {
-  m_sandbox.Write("example.com.conf", m_sandbox.Read("example.com.conf") + "no_such_directive;\n");
-  const Outcome outcome = m_sandbox.Run({"./run.sh", QELTEMPLATE_PROGRAM});
+TEST_P(Example, FailsWhenTheServerRefuses) {
+  Write("example.com.conf", Read("example.com.conf") + GetParam().bad_line + "\n");
+  const Outcome outcome = Run({"./run.sh", QELTEMPLATE_PROGRAM});
   EXPECT_EQ(outcome.exit_code, 1);
-  EXPECT_NE(outcome.err.find("nginx refuses the edited site\n"), std::string::npos) << outcome.err;
+  EXPECT_NE(outcome.err.find(" refuses the edited site\n"), std::string::npos) << outcome.err;
 }
+
+std::string DialectOf(const testing::TestParamInfo<ExampleSite>& info) {
+  return info.param.dialect;
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, Example, testing::Values(kNginx, kApache), DialectOf);
+INSTANTIATE_TEST_SUITE_P(Of, NginxExample, testing::Values(kNginx), DialectOf);
 
 }  // namespace

@@ -1,0 +1,122 @@
+// Every allocation of a request fails once.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <memory>
+#include <new>
+#include <string>
+
+#include "support/view_probe.h"
+#include "template/qeltemplate.h"
+
+namespace {
+
+// How many allocations succeed before one fails; negative: all do.
+long g_allocations_left = -1;
+
+void* Allocate(std::size_t size) {
+  if (g_allocations_left == 0) {
+    g_allocations_left = -1;
+    throw std::bad_alloc();
+  }
+  if (g_allocations_left > 0) --g_allocations_left;
+  if (void* const memory = std::malloc(size == 0 ? 1 : size)) return memory;
+  throw std::bad_alloc();
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+  return Allocate(size);
+}
+void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, std::size_t /*size*/) noexcept {
+  std::free(memory);
+}
+
+namespace {
+
+using tov_template::ParserTemplate;
+
+constexpr char kNginxConfig[] =
+    "server {\nlisten 80;\nlisten 81;\nserver_name a;\nroot /a; # x\nlocation / {\nx;\n}\n"
+    "location /gone {\ny;\n}\n}\nserver {\nlisten 80;\nserver_name gone;\n}\nevents {\n}\n"
+    "location / {\n1;\n}\nlocation / {\n2;\n}";
+
+constexpr char kNginxTemplate[] =
+    "server {\nlisten {% $port %};\nserver_name {% $name %};\nroot [% $root %];\n"
+    "{% if $gone == 1 and $x %}\nlocation /gone {\ny;\n}\nlocation / {\nx;\n}\n{% endif %}\n"
+    "location /new {\nz;\n}\n}\n"
+    "{% if $gone %}\nserver {\nserver_name gone;\n}\nlocation / {\n}\n{% endif %}\n"
+    "server {\nlisten 82;\nserver_name fresh;\n}";
+
+constexpr char kApacheConfig[] =
+    "<VirtualHost a>\nOptions -Indexes\nOptions +ExecCGI\nServerAlias a b\nServerName a\n"
+    "<Directory />\nOptions None\n</Directory>\n</VirtualHost>\n<VirtualHost gone>\nOptions x\n"
+    "ServerAlias y\n</VirtualHost>";
+
+constexpr char kApacheTemplate[] =
+    "<VirtualHost a>\nOptions -Indexes +FollowSymLinks\nServerAlias {% $name %}\nServerName "
+    "{% $name %}\n</VirtualHost>\n{% if $gone %}\n<VirtualHost gone>\nOptions x\n</VirtualHost>\n"
+    "{% endif %}\n<VirtualHost gone>\nOptions y\n</VirtualHost>";
+
+struct Request {
+  const char* name;
+  const char* dialect;
+  const char* config;
+  const char* template_text;
+};
+
+void SetValues(ParserTemplate& parser) {
+  parser.SetValue("name", "a", "b").SetValue("port", "80", "90").SetValue("root", "/a", "/b");
+}
+
+std::string Edited(const Request& request) {
+  ParserTemplate parser(tov_template::GetConfigType(request.dialect, request.config));
+  SetValues(parser);
+  return parser.SetTemplate(request.template_text).ApplyTemplate().GetConfig();
+}
+
+// Runs the request so that allocation number `failing` fails. Returns false when it has fewer.
+bool RunWithFailure(const Request& request, long failing) {
+  std::unique_ptr<ParserTemplate> parser;
+  std::string before;
+  try {
+    g_allocations_left = failing;
+    parser = std::make_unique<ParserTemplate>(
+        tov_template::GetConfigType(request.dialect, request.config));
+    SetValues(*parser);
+    parser->SetTemplate(request.template_text).ApplyTemplate();
+    const bool all_succeeded = g_allocations_left >= 0;
+    g_allocations_left = -1;
+    EXPECT_TRUE(all_succeeded) << "the failure was swallowed";
+    return false;
+  } catch (const std::bad_alloc&) {
+    g_allocations_left = -1;
+  }
+  if (!parser) return true;
+  EXPECT_EQ(parser->GetConfig(), "");
+  // What is half done can be gone on with: nothing refers to what is not there.
+  SetValues(*parser);
+  parser->SetTemplate(request.template_text).ApplyTemplate();
+  EXPECT_NE(parser->GetConfig(), "");
+  return true;
+}
+
+TEST(FailingMemory, ComesOutAndLeavesTheResultAsItWas) {
+  const Request requests[] = {
+      {"nginx", "Nginx", kNginxConfig, kNginxTemplate},
+      {"apache", "Apache", kApacheConfig, kApacheTemplate},
+  };
+  for (const Request& request : requests) {
+    SCOPED_TRACE(request.name);
+    long failing = 0;
+    while (RunWithFailure(request, failing)) ++failing;
+    EXPECT_GT(failing, 200);
+    EXPECT_NE(Edited(request), request.config);
+  }
+}
+
+}  // namespace
