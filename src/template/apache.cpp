@@ -42,7 +42,7 @@ bool Apache::IsUniqueParam(const std::string& line) const {
 std::string Apache::GetKeyFieldConstParam(const std::string& line) const {
   if (!IsConstExpression(line)) return line;
   std::string_view rest = str::view::Trim(line);
-  const std::string name(str::view::GetWord(rest));
+  std::string name(str::view::GetWord(rest));
   if (name != "php_admin_value") return name;
   return str::Append(name, std::string(str::view::GetWord(rest)), " ");
 }
@@ -195,7 +195,7 @@ std::string Apache::ParseOptions::Line(const std::string& section) const {
 class Apache::ParseHugeParam::Pieces {
  public:
   explicit Pieces(std::string_view value)
-      : m_value(value), m_start(0), m_end(value.find_last_not_of(" \t\n\r\v\f") + 1) {}
+      : m_value(value), m_end(value.find_last_not_of(" \t\n\r\v\f") + 1) {}
 
   bool AtEnd() const { return m_next == m_value.size(); }
 
@@ -220,9 +220,9 @@ class Apache::ParseHugeParam::Pieces {
   }
 
   std::string_view m_value;
-  std::size_t m_next = 0;  // where the rest of the value begins
-  std::size_t m_start;     // where the trimmed rest begins, as far as that has been looked for
-  std::size_t m_end;       // where it ends
+  std::size_t m_next = 0;   // where the rest of the value begins
+  std::size_t m_start = 0;  // where the trimmed rest begins, as far as that has been looked for
+  std::size_t m_end;        // where it ends
 };
 
 std::string Apache::ParseHugeParam::GetPartParam(std::string& value) {

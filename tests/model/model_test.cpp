@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <list>
 #include <map>
@@ -14,11 +12,11 @@
 #include <string_view>
 #include <vector>
 
-#include "golden/golden_case.h"
 #include "model/view_model.h"
 #include "property/random_input.h"
 #include "support/log_capture.h"
 #include "support/merging_dialect.h"
+#include "support/real_configs.h"
 #include "support/view_probe.h"
 #include "template/framework/str.h"
 #include "template/nginx.h"
@@ -285,21 +283,6 @@ TEST(RandomEdits, TextIndexAndLogAgreeWithTheModelWhereLinesMerge) {
 
 // --- On real configurations ---
 
-std::map<std::string, std::string> RealConfigs() {
-  std::map<std::string, std::string> configs;
-  for (const GoldenCase& golden : AllGoldenCases()) {
-    configs["golden/" + golden.Name()] = golden.Read("config");
-  }
-  const auto corpus = std::filesystem::path(QELTEMPLATE_SOURCE_DIR) / "../shared/corpus/nginx";
-  if (!std::filesystem::is_directory(corpus)) return configs;
-  for (const auto& entry : std::filesystem::directory_iterator(corpus)) {
-    std::ifstream stream(entry.path(), std::ios::binary);
-    configs["corpus/" + entry.path().filename().string()] = {std::istreambuf_iterator<char>(stream),
-                                                             {}};
-  }
-  return configs;
-}
-
 // Every kind of edit of the block `section`, whose opening line is `opening`.
 std::vector<Edit> EditsOf(const std::string& section, const std::string& opening) {
   const std::string below = ViewProbe::Path({section, "location /probe {"});
@@ -343,7 +326,7 @@ std::vector<Edit> EditsOf(const std::string& section, const std::string& opening
 }
 
 TEST(RealConfigs, ReadingAgreesWithTheModel) {
-  for (const auto& [name, config] : RealConfigs()) {
+  for (const auto& [name, config] : RealConfigs("nginx")) {
     SCOPED_TRACE(name);
     EXPECT_EQ(ReadingAgrees<NginxProbe>(config), "");
     EXPECT_EQ(ReadingAgreesWhereLinesMerge(config), "");
@@ -351,7 +334,7 @@ TEST(RealConfigs, ReadingAgreesWithTheModel) {
 }
 
 TEST(RealConfigs, EditsOfEachBlockAgreeWithTheModel) {
-  for (const auto& [name, config] : RealConfigs()) {
+  for (const auto& [name, config] : RealConfigs("nginx")) {
     SCOPED_TRACE(name);
     Twins<NginxProbe> edited_again_and_again(config);
     const model::NginxView read(config);

@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <list>
 #include <map>
@@ -13,11 +11,11 @@
 #include <string>
 #include <vector>
 
-#include "golden/golden_case.h"
 #include "property/edits.h"
 #include "property/random_input.h"
 #include "support/log_capture.h"
 #include "support/merging_dialect.h"
+#include "support/real_configs.h"
 #include "support/view_probe.h"
 #include "template/framework/str.h"
 #include "template/nginx.h"
@@ -212,23 +210,8 @@ TEST(RandomInputs, ALawThatDoesNotHoldIsReported) {
 
 // --- On real configurations ---
 
-std::map<std::string, std::string> RealConfigs() {
-  std::map<std::string, std::string> configs;
-  for (const GoldenCase& golden : AllGoldenCases()) {
-    configs["golden/" + golden.Name()] = golden.Read("config");
-  }
-  const auto corpus = std::filesystem::path(QELTEMPLATE_SOURCE_DIR) / "../shared/corpus/nginx";
-  if (!std::filesystem::is_directory(corpus)) return configs;
-  for (const auto& entry : std::filesystem::directory_iterator(corpus)) {
-    std::ifstream stream(entry.path(), std::ios::binary);
-    configs["corpus/" + entry.path().filename().string()] = {std::istreambuf_iterator<char>(stream),
-                                                             {}};
-  }
-  return configs;
-}
-
 TEST(RealConfigs, Laws) {
-  for (const auto& [name, config] : RealConfigs()) {
+  for (const auto& [name, config] : RealConfigs("nginx")) {
     SCOPED_TRACE(name);
     ASSERT_FALSE(config.empty() && name != "golden/new-block-with-nested-block");
     EXPECT_EQ(ReadingAndWritingBackKeepsEveryNonEmptyLine(config), "");
@@ -239,7 +222,7 @@ TEST(RealConfigs, Laws) {
 }
 
 TEST(RealConfigs, ALineThatIsAppendedAndRemovedLeavesNoTrace) {
-  for (const auto& [name, config] : RealConfigs()) {
+  for (const auto& [name, config] : RealConfigs("nginx")) {
     SCOPED_TRACE(name);
     ViewProbe view = ViewOf<Nginx>(config);
     const std::string before = view.Text();
