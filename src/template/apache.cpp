@@ -248,7 +248,7 @@ LineIterator Apache::ParseHugeParam::Append(const std::string& section, const Li
   LineIterator last = m_apache->m_lines.end();
   for (Pieces pieces(value); !pieces.AtEnd();) {
     const std::string candidate = str::Append(name, std::string(pieces.Next()), " ");
-    if (known.count(candidate) != 0) continue;
+    if (known.count(str::view::Trim(candidate)) != 0) continue;
     last = MakeLine(section, m_huge_lines[section][name], pos, candidate);
     known.insert(str::view::Trim(*last));
   }

@@ -21,7 +21,7 @@ struct GoldenCase {
   };
 
   std::filesystem::path folder;
-  std::string dialect;  // the name of the folder's parent, "nginx"
+  std::string dialect;  // the name of the folder's parent: "nginx", "apache"
 
   std::string Name() const { return folder.filename().string(); }
   bool Has(const std::string& file) const { return std::filesystem::exists(folder / file); }
@@ -59,7 +59,7 @@ struct GoldenCase {
 // All cases, in the order of their names. Throws when there is none.
 inline std::vector<GoldenCase> AllGoldenCases() {
   std::vector<GoldenCase> cases;
-  for (const char* dialect : {"nginx"}) {
+  for (const char* dialect : {"nginx", "apache"}) {
     const auto folder = std::filesystem::path(QELTEMPLATE_TESTS_DIR) / "golden" / dialect;
     for (const auto& entry : std::filesystem::directory_iterator(folder)) {
       if (entry.is_directory()) cases.push_back({entry.path(), dialect});

@@ -13,7 +13,7 @@
 
 namespace {
 
-const std::map<std::string, std::string> kDialects = {{"nginx", "Nginx"}};
+const std::map<std::string, std::string> kDialects = {{"nginx", "Nginx"}, {"apache", "Apache"}};
 
 struct Outcome {
   std::string config;
