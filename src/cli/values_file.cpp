@@ -19,11 +19,14 @@ std::string Quoted(const std::string& name) {
   return json(name).dump();
 }
 
-// The library's message without its own prefix: "line 2, column 7: what is wrong".
-std::string SyntaxProblem(const json::parse_error& error) {
+// The library's message without its own prefix: "line 2, column 7: what is wrong", or without a
+// place for what is no error of syntax, such as a number that is too large.
+std::string Problem(const json::exception& error) {
   const std::string message = error.what();
   const std::size_t line = message.find("line ");
-  return line == std::string::npos ? message : message.substr(line);
+  if (line != std::string::npos) return message.substr(line);
+  const std::size_t prefix = message.find("] ");
+  return prefix == std::string::npos ? message : message.substr(prefix + 2);
 }
 
 // Parses `text`, keeping watch over the names of each open object: the parser itself would let the
@@ -40,8 +43,8 @@ json ParseJson(const std::string& text, const std::string& file) {
   };
   try {
     return json::parse(text, watch);
-  } catch (const json::parse_error& error) {
-    throw Failure(file, SyntaxProblem(error));
+  } catch (const json::exception& error) {
+    throw Failure(file, Problem(error));
   }
 }
 

@@ -120,6 +120,7 @@ TEST(ValuesFile, SaysWhereTheSyntaxIsWrong) {
       {"a line break in a string", "{\"a\": \"1\n\"}", "v.json: line 2, column 0: syntax error"},
       {"not UTF-8", "{\"a\": \"\xff\"}", "v.json: line 1, column 8: syntax error"},
       {"a comment", "{} // none", "v.json: line 1, column 4: syntax error"},
+      {"a number too large", "{\"a\": 1e999}", "v.json: number overflow parsing '1e999'"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
