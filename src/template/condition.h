@@ -2,7 +2,6 @@
 #pragma once
 
 #include <deque>
-#include <list>
 #include <map>
 #include <stack>
 #include <string>
@@ -15,8 +14,8 @@ namespace tov_template {
 // A comparison is "left operator right", each one word; what follows is ignored. An operand is the
 // value whose name it holds, with or without "$", or itself where there is no such value; ""
 // stands for the empty text. Operators are ==, !=, < and >, and compare texts: "10" < "9". A lone
-// operand tests whether a value of that name is set. Comparisons are joined by " or " or by " and
-// "; where both occur, only the text before the first " or " counts.
+// operand tests whether a value of that name is set. Comparisons are joined by the words or, and,
+// with a space on either side; where both words occur, only the text before the first "or" counts.
 class Condition {
  public:
   using Values = std::map<std::string, std::string>;
@@ -68,7 +67,7 @@ class BoolStackTape {
   // Whether the latest branch of the innermost chain was taken; true when no chain is open.
   bool Enabled() const;
 
-  // The same of the chain around the innermost one.
+  // The same of the chain around the innermost one; true when there is none.
   bool EnclosingEnabled() const;
 
   // Whether any branch of the innermost chain was taken; false when no chain is open.

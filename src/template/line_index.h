@@ -27,7 +27,7 @@ class LineIndex {
   // Does nothing when `id` is not there for that line.
   void Remove(const std::string* line, const void* id) { m_holders.erase(Key{line, id}); }
 
-  // Removes the holders of `line` and returns them.
+  // Removes the holders of `line` and returns them, none for a line that nobody refers to.
   std::vector<Holder> Take(const std::string* line) {
     std::vector<Holder> holders;
     auto it = m_holders.lower_bound(Key{line, nullptr});
