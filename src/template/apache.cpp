@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -241,18 +240,15 @@ LineIterator Apache::ParseHugeParam::Append(const std::string& section, const Li
                                             const std::string& text) {
   std::string_view value = str::view::Trim(text);
   const std::string name(str::view::GetWord(value));
-  std::unordered_set<std::string_view> known;
-  if (const LineRegistry::List* lines = Find(section, name)) {
-    for (const LineIterator& line : *lines) known.insert(str::view::Trim(*line));
-  }
-  LineIterator last = m_apache->m_lines.end();
+  LineRegistry::List* lines = Find(section, name);
+  LineIterator last = pos;
   for (Pieces pieces(value); !pieces.AtEnd();) {
     const std::string candidate = str::Append(name, std::string(pieces.Next()), " ");
-    if (known.count(str::view::Trim(candidate)) != 0) continue;
-    last = MakeLine(section, m_huge_lines[section][name], pos, candidate);
-    known.insert(str::view::Trim(*last));
+    if (lines != nullptr && m_registry.Holds(*lines, str::view::Trim(candidate))) continue;
+    if (lines == nullptr) lines = &m_huge_lines[section][name];
+    last = MakeLine(section, *lines, pos, candidate);
   }
-  return last == m_apache->m_lines.end() ? pos : last;
+  return last;
 }
 
 void Apache::ParseHugeParam::Remove(const std::string& section, const std::string& text, bool flag,
@@ -264,15 +260,10 @@ void Apache::ParseHugeParam::Remove(const std::string& section, const std::strin
     m_registry.HandBackAll(*lines, removed);
     return;
   }
-  std::unordered_map<std::string_view, std::vector<LineRegistry::List::iterator>> elements;
-  for (auto element = lines->begin(); element != lines->end(); ++element) {
-    elements[str::view::Trim(**element)].push_back(element);
-  }
   for (Pieces pieces(value); !pieces.AtEnd();) {
-    const auto found = elements.find(pieces.Next());
-    if (found == elements.end()) continue;
-    for (const auto& element : found->second) m_registry.HandBack(*lines, element, removed);
-    elements.erase(found);
+    for (const auto& element : m_registry.Find(*lines, pieces.Next(), Match::kWhole)) {
+      m_registry.HandBack(*lines, element, removed);
+    }
   }
 }
 

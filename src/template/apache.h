@@ -106,6 +106,9 @@ class Apache : public LineListConfig {
     // Drops what refers to `line`, which is about to be erased.
     void Forget(const LineIterator& line);
 
+    // To be called when the text of a recorded line may have become another one.
+    void TextsChanged() { m_registry.TextsChanged(); }
+
    private:
     class Pieces;
 
@@ -156,6 +159,7 @@ class Apache : public LineListConfig {
 
  protected:
   void ForgetLine(const LineIterator& line) override;
+  void UniqueLineChanged() override { m_parse_huge_param.TextsChanged(); }
 
   ParseOptions m_parse_options;
   ParseHugeParam m_parse_huge_param;

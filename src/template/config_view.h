@@ -6,10 +6,14 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <unordered_set>
 
 #include "template/base_config.h"
+#include "template/line_finder.h"
 #include "template/line_index.h"
+#include "template/place_index.h"
 
 // A reference to one line of a block. It may stand for no line (the end of the dialect's list) when
 // the dialect has merged the line into another.
@@ -123,7 +127,6 @@ class ConfigView {
   class Reader;
 
   using ParamList = std::list<ConfParam>;
-  using PlaceIndex = LineIndex<Places::value_type*>;
   using LineSet = std::unordered_set<const std::string*>;
 
   // An element of one of the lists in m_params.
@@ -132,6 +135,14 @@ class ConfigView {
     ParamList::iterator element;
   };
   using OwnerIndex = LineIndex<Owner>;
+
+  // How m_finder reads the elements of blocks.
+  struct ParamText {
+    const ConfigView* view;
+
+    std::optional<std::string_view> operator()(const ConfParam& param) const;
+    bool IsSteady(const ConfParam& param) const;
+  };
 
   void RegisterUniqueParams();
 
@@ -145,20 +156,23 @@ class ConfigView {
   LineIterator InsertionPoint(const std::string& section) const;
   bool AdvanceCreated(const std::string& section, LineIterator& pos);
   ParamList* FindBlock(const std::string& section);
+  ParamList::iterator FindOwn(ParamList& params, const std::string& key);
 
   // References to lines
   void IndexPlaces();
   void IndexOwners();
-  void Unindex(const std::string& section, const ParamList& params);
-  void Unindex(const std::string& section, const LineIterator& end);
+  void Unindex(const ParamList& params);
+  void Unindex(const LineIterator& end);
   void SetPlace(Places& places, std::optional<PlaceIndex>& index, const std::string& section,
                 const LineIterator& line);
   void ErasePlace(Places& places, std::optional<PlaceIndex>& index, const std::string& section);
   void AddParam(ParamList& params, ParamList::iterator pos, const LineIterator& line);
+  void EraseParam(ParamList& params, ParamList::iterator param);
   void ForgetParam(ParamList& params, ParamList::iterator param);
   Params::iterator DropBlock(Params::iterator block, LineSet& lines);
   void EraseLines(const LineIterator& first, const LineIterator& last, const LineSet& dropped);
   void Forget(const LineIterator& first, const LineIterator& last);
+  void ForgetIndexes();
 
   // One kind of edit each
   void MakeBlock(const std::string& section, const std::string& param);
@@ -167,11 +181,13 @@ class ConfigView {
                       const std::string& key);
   void RemoveUnique(const std::string& section, ParamList& params, const std::string& param,
                     bool part_key);
+  std::unordered_map<const std::string*, ParamList::iterator> OwnElements(
+      ParamList& params, const std::list<LineIterator>& lines);
   void EraseHandedBack(ParamList& params, const std::list<LineIterator>& removed, bool log);
   void RemoveBlock(const std::string& section, ParamList& params);
   void RemoveOrdinary(ParamList& params, const std::string& param);
   bool IsRemovable(const Params::value_type& block) const;
-  void ChangeOrdinary(const std::string& section, const LineIterator& line,
+  void ChangeOrdinary(const std::string& section, ParamList& params, ParamList::iterator param,
                       const std::string& new_param);
   void ChangeUnique(const std::string& section, ParamList& params, const std::string& new_param);
 
@@ -184,6 +200,16 @@ class ConfigView {
 
   // A line may have several elements that stand for it. False: each line has at most one.
   bool m_lines_shared = false;
+
+  // How many elements have been looked at to find those of lines without m_owners.
+  std::size_t m_elements_searched = 0;
+
+  // Searches the lists in m_params.
+  LineFinder<ConfParam, ParamText> m_finder{ParamText{this}};
+
+  // Lines of the dialect's unique directives that were changed into ordinary ones: the dialect may
+  // still write to them.
+  LineSet m_disguised;
 };
 
 }  // namespace tov_template

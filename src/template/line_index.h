@@ -27,14 +27,21 @@ class LineIndex {
   // Does nothing when `id` is not there for that line.
   void Remove(const std::string* line, const void* id) { m_holders.erase(Key{line, id}); }
 
+  // The holders of `line`, none for a line that nobody refers to.
+  std::vector<Holder> Of(const std::string* line) const {
+    std::vector<Holder> holders;
+    for (auto it = m_holders.lower_bound(Key{line, nullptr});
+         it != m_holders.end() && it->first.line == line; ++it) {
+      holders.push_back(it->second);
+    }
+    return holders;
+  }
+
   // Removes the holders of `line` and returns them, none for a line that nobody refers to.
   std::vector<Holder> Take(const std::string* line) {
-    std::vector<Holder> holders;
-    auto it = m_holders.lower_bound(Key{line, nullptr});
-    while (it != m_holders.end() && it->first.line == line) {
-      holders.push_back(std::move(it->second));
-      it = m_holders.erase(it);
-    }
+    const std::vector<Holder> holders = Of(line);
+    for (std::size_t i = 0; i < holders.size(); ++i)
+      m_holders.erase(m_holders.lower_bound(Key{line, nullptr}));
     return holders;
   }
 

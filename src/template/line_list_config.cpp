@@ -30,7 +30,9 @@ LineIterator LineListConfig::RemoveParam(const LineIterator& first, const LineIt
 }
 
 void LineListConfig::ChangeParam(const LineIterator& pos, const std::string& text) {
-  if (pos != m_lines.end()) *pos = text;
+  if (pos == m_lines.end()) return;
+  *pos = text;
+  if (IsUniqueParam(text)) UniqueLineChanged();
 }
 
 std::string LineListConfig::Str() const {
@@ -42,6 +44,8 @@ bool LineListConfig::IsConstExpression(const std::string& line) const {
 }
 
 void LineListConfig::ForgetLine(const LineIterator& /*line*/) {}
+
+void LineListConfig::UniqueLineChanged() {}
 
 std::string LineListConfig::Indented(const std::string& section, const std::string& text) {
   return std::string(SectionDepth(section), '\t') + text;

@@ -36,6 +36,9 @@ class LineListConfig : public BaseConfig {
   // Called with each line before RemoveParam erases it. Default: does nothing.
   virtual void ForgetLine(const LineIterator& line);
 
+  // Called when ChangeParam has made a line a unique directive. Default: does nothing.
+  virtual void UniqueLineChanged();
+
   // `text` behind one tab for each level of `section`.
   static std::string Indented(const std::string& section, const std::string& text);
 

@@ -5,9 +5,13 @@
 #include <list>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 #include "template/base_config.h"
+#include "template/framework/str.h"
+#include "template/line_finder.h"
 #include "template/line_index.h"
 
 namespace tov_template {
@@ -21,13 +25,29 @@ class LineRegistry {
   // Appends `line`, which must be a line, to `list`.
   void Add(List& list, const LineIterator& line) {
     List added{line};
-    if (m_index) Index(*m_index, list, added.begin());
+    const auto element = added.begin();
+    if (m_index) Index(*m_index, list, element);
     list.splice(list.end(), added);
+    m_finder.Added(list, element);
   }
+
+  // Whether the trimmed text of a line of `list` is `text`.
+  bool Holds(List& list, std::string_view text) {
+    return m_finder.First(list, text, Match::kWhole) != list.end();
+  }
+
+  // The elements whose lines' trimmed texts begin with `text`, or are `text`, in their order.
+  std::vector<List::iterator> Find(List& list, std::string_view text, Match match) {
+    return m_finder.All(list, text, match);
+  }
+
+  // To be called when the text of a line may have become another one.
+  void TextsChanged() { m_finder.Clear(); }
 
   // Moves `element` from `list` to the end of `removed`.
   void HandBack(List& list, List::iterator element, List& removed) {
     if (m_index) m_index->Remove(&**element, &*element);
+    m_finder.Erasing(list, element);
     removed.splice(removed.end(), list, element);
   }
 
@@ -49,7 +69,10 @@ class LineRegistry {
       });
       m_index = std::move(index);
     }
-    for (const Place& place : m_index->Take(&*line)) place.list->erase(place.element);
+    for (const Place& place : m_index->Take(&*line)) {
+      m_finder.Erasing(*place.list, place.element);
+      place.list->erase(place.element);
+    }
   }
 
  private:
@@ -59,12 +82,21 @@ class LineRegistry {
   };
   using ListIndex = LineIndex<Place>;
 
+  struct Text {
+    std::optional<std::string_view> operator()(const LineIterator& line) const {
+      return str::view::Trim(*line);
+    }
+    bool IsSteady(const LineIterator& /*line*/) const { return true; }
+  };
+
   static void Index(ListIndex& index, List& list, List::iterator element) {
     index.Add(&**element, &*element, {&list, element});
   }
 
   // The elements by their lines. Made when the first line is erased.
   std::optional<ListIndex> m_index;
+
+  LineFinder<LineIterator, Text> m_finder;
 };
 
 }  // namespace tov_template

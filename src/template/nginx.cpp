@@ -131,10 +131,7 @@ LineIterator Nginx::AppendUniqueParam(const std::string& section, const LineIter
   for (const Listen& record : records) {
     LineRegistry::List& listens = m_listen[section];
     const std::string line = record.Str();
-    const bool present = std::any_of(listens.begin(), listens.end(), [&](LineIterator known) {
-      return str::view::Trim(*known) == str::view::Trim(line);
-    });
-    if (!present) last = MakeListen(section, listens, pos, line);
+    if (!m_registry.Holds(listens, line)) last = MakeListen(section, listens, pos, line);
   }
   return last;
 }
@@ -147,13 +144,8 @@ void Nginx::RemoveUniqueParam(const std::string& section, const std::string& tex
   std::vector<Listen> records;
   ParseListen(text, records);
   for (const Listen& record : records) {
-    const std::string line = record.Str();
-    for (auto element = listens.begin(); element != listens.end();) {
-      const auto next = std::next(element);
-      if (str::view::StartsWith(str::view::Trim(**element), line)) {
-        m_registry.HandBack(listens, element, removed);
-      }
-      element = next;
+    for (const auto& element : m_registry.Find(listens, record.Str(), Match::kBeginning)) {
+      m_registry.HandBack(listens, element, removed);
     }
   }
 }

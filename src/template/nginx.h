@@ -92,6 +92,7 @@ class Nginx : public LineListConfig {
 
  protected:
   void ForgetLine(const LineIterator& line) override;
+  void UniqueLineChanged() override { m_registry.TextsChanged(); }
 
   // Section path -> its listen lines, as registered or made. Never refers to an erased line.
   std::map<std::string, std::list<LineIterator>> m_listen;

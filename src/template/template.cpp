@@ -16,6 +16,7 @@
 #include "template/framework/tov_file.h"
 #include "template/framework/tov_log.h"
 #include "template/parser_template.h"
+#include "template/section_tree.h"
 
 namespace tov_template {
 namespace {
@@ -131,7 +132,7 @@ void ConfigView::UpdateSectionPath(Map& map, const std::string& old_path,
   // The last one first: of those that come to the same path it stays.
   for (auto move = moves.rbegin(); move != moves.rend(); ++move) {
     const auto result = map.insert(std::move(move->node));
-    if (!result.inserted) Unindex(result.node.key(), result.node.mapped());
+    if (!result.inserted) Unindex(result.node.mapped());
   }
 }
 
@@ -142,20 +143,19 @@ template void ConfigView::UpdateSectionPath(Places& map, const std::string& old_
 
 // --- View: reading ---
 
-// Walks the lines once. A block's lines go to the entry of the path that its opening line gave it.
-// When it closes, the identifying lines seen inside may give it another path, to which its entries
-// move, and those below.
+// Walks the lines once. A block's lines go to the block of the path that its opening line gave it.
+// When it closes, the identifying lines seen inside may give it another path.
 class ConfigView::Reader {
  public:
-  explicit Reader(ConfigView& view) : m_view(view), m_config(*view.m_config) {
+  explicit Reader(const BaseConfig& config) : m_config(config) {
     std::set<std::string> idents;
     m_config.GetIdentParams(idents);
     m_ident_names.insert(idents.begin(), idents.end());
   }
 
-  void Read() {
+  void Read(std::list<std::string>& lines) {
     const std::string marker = m_config.GetCommentChar();
-    for (LineIterator line = m_view.m_lines->begin(); m_view.IsLine(line); ++line) {
+    for (LineIterator line = lines.begin(); line != lines.end(); ++line) {
       if (!marker.empty() && str::view::Contains(*line, marker)) {
         ReadLine(line, SeparateParam(*line, marker).m_text);
       } else {
@@ -164,27 +164,18 @@ class ConfigView::Reader {
     }
   }
 
- private:
-  // An open block whose lines are recorded: its entry in m_params.
-  struct OpenBlock {
-    std::string path;
-    ParamList* params;
-  };
+  void Release(Params& params, Places& ends) { m_tree.Release(params, ends); }
 
+ private:
   void ReadLine(const LineIterator& line, const std::string& text) {
     const bool starts = m_config.StartsSection(text);
     if (starts) {
-      SetPath(JoinSection(m_path, str::Trim(text)));
+      m_path = m_tree.Below(m_path, str::view::Trim(text));
       m_idents.emplace_back();
     }
     KeepIdent(text);
-    if (!m_path.empty()) Record(line, starts);
+    if (m_path != m_tree.Root()) Record(line, starts);
     if (m_config.EndedSection(text)) CloseBlock();
-  }
-
-  void SetPath(std::string path) {
-    m_path = std::move(path);
-    m_end = nullptr;
   }
 
   void KeepIdent(const std::string& text) {
@@ -196,56 +187,42 @@ class ConfigView::Reader {
 
   void Record(const LineIterator& line, bool starts) {
     if (starts) {
-      const auto [block, made] = m_view.m_params.try_emplace(m_path);
-      if (made) block->second.push_back({line});
-      m_open.push_back({m_path, &block->second});
+      m_open.push_back(m_tree.OpenBlock(m_path, line));
     } else if (!m_open.empty()) {
-      m_open.back().params->push_back({line});
+      m_open.back() = SectionTree::Current(m_open.back());
+      m_open.back()->lines.push_back({line});
     }
-    if (m_end == nullptr) m_end = &m_view.m_ends[m_path];
-    *m_end = line;
+    SectionTree::SetEnd(m_path, line);
   }
 
   void CloseBlock() {
-    if (!m_idents.empty() && !m_idents.back().empty()) Rekey(m_idents.back());
-    // A re-keyed block drops a second level here. What follows in the enclosing block is therefore
-    // recorded further out; configurations that were edited so far rely on the resulting paths.
-    SetPath(ParentSection(m_path));
+    SectionTree::Node* const block = m_path;
+    m_path = m_tree.Above(m_path);
+    if (!m_idents.empty() && !m_idents.back().empty()) {
+      // A re-keyed block drops a second level. What follows in the enclosing block is therefore
+      // recorded further out; configurations that were edited so far rely on the resulting paths.
+      m_path = m_tree.Above(m_path);
+      m_tree.Rekey(block, m_config.MakeSectionPath(SectionTree::Level(block), m_idents.back()));
+    }
     if (!m_open.empty()) m_open.pop_back();
     if (!m_idents.empty()) m_idents.pop_back();
   }
 
-  void Rekey(const std::map<std::string, std::string>& idents) {
-    const std::string old_path = m_path;
-    const std::string level = str::RGetWord(m_path, kSectionSeparator);
-    const std::string new_path = JoinSection(m_path, m_config.MakeSectionPath(level, idents));
-    m_view.UpdateSectionPath(m_view.m_params, old_path, new_path);
-    m_view.UpdateSectionPath(m_view.m_ends, old_path, new_path);
-    FollowEntries(Rekeying(old_path, new_path));
-  }
-
-  // The entry of a block that is still open may have moved too, or made way for one that held the
-  // path already.
-  void FollowEntries(const Rekeying& rekeying) {
-    for (OpenBlock& block : m_open) {
-      if (!rekeying.Concerns(block.path)) continue;
-      block.path = rekeying.NewPath(block.path);
-      block.params = &m_view.m_params.find(block.path)->second;
-    }
-  }
-
-  ConfigView& m_view;
   const BaseConfig& m_config;
   std::set<std::string, std::less<>> m_ident_names;
-  std::string m_path;
-  LineIterator* m_end = nullptr;  // m_ends[m_path], once looked up
-  std::vector<OpenBlock> m_open;
+  SectionTree m_tree;
+  SectionTree::Node* m_path = m_tree.Root();
+  std::vector<SectionTree::Block*> m_open;                   // those whose lines are recorded
   std::vector<std::map<std::string, std::string>> m_idents;  // of each open block
 };
 
 ConfigView::ConfigView(const std::shared_ptr<BaseConfig>& config)
     : m_config(config), m_lines(config->GetList()) {
-  Reader(*this).Read();
+  {
+    Reader reader(*config);
+    reader.Read(*m_lines);
+    reader.Release(m_params, m_ends);
+  }
   RegisterUniqueParams();
 }
 
@@ -275,9 +252,7 @@ void ConfigView::RegisterUniqueParams() {
 
   PlaceIndex ends;  // of the unique lines: no other is erased here
   const auto index_end = [&](Places::value_type& end) {
-    if (IsLine(end.second) && m_config->IsUniqueParam(*end.second)) {
-      ends.Add(&*end.second, &end.first, &end);
-    }
+    if (IsLine(end.second) && m_config->IsUniqueParam(*end.second)) ends.Add(end);
   };
   for (Places::value_type& end : m_ends) index_end(end);
 
@@ -358,9 +333,29 @@ ConfigView::ParamList* ConfigView::FindBlock(const std::string& section) {
 
 std::list<ConfParam>::iterator ConfigView::FindParam(std::list<ConfParam>& params,
                                                      const std::string& key) {
+  const ParamText text{this};
   return std::find_if(params.begin(), params.end(), [&](const ConfParam& param) {
-    return IsLine(param.m_line) && str::view::StartsWith(str::view::Trim(*param.m_line), key);
+    const std::optional<std::string_view> line = text(param);
+    return line && str::view::StartsWith(*line, key);
   });
+}
+
+// The same for the list of a block, where it is not looked through again and again.
+ConfigView::ParamList::iterator ConfigView::FindOwn(ParamList& params, const std::string& key) {
+  return m_finder.First(params, key, Match::kBeginning);
+}
+
+std::optional<std::string_view> ConfigView::ParamText::operator()(const ConfParam& param) const {
+  if (!view->IsLine(param.m_line)) return std::nullopt;
+  return str::view::Trim(*param.m_line);
+}
+
+// Whether nobody but the view changes the text. The lines of unique directives are the dialect's,
+// and a line without text may be one.
+bool ConfigView::ParamText::IsSteady(const ConfParam& param) const {
+  const std::string& line = *param.m_line;
+  return !IsBlank(line) && !view->m_config->IsUniqueParam(line) &&
+         view->m_disguised.count(&line) == 0;
 }
 
 std::string ConfigView::TrimTerm(std::string text) {
@@ -384,7 +379,7 @@ void ConfigView::IndexPlaces() {
   const auto index = [this](Places& places) {
     PlaceIndex made;
     for (Places::value_type& place : places) {
-      if (IsLine(place.second)) made.Add(&*place.second, &place.first, &place);
+      if (IsLine(place.second)) made.Add(place);
     }
     return made;
   };
@@ -403,38 +398,46 @@ void ConfigView::IndexOwners() {
   m_owners = std::move(made);
 }
 
-void ConfigView::Unindex(const std::string& /*section*/, const ParamList& params) {
+void ConfigView::Unindex(const ParamList& params) {
+  m_finder.Forget(params);
   if (!m_owners) return;
   for (const ConfParam& param : params) m_owners->Remove(Address(param.m_line), &param);
 }
 
-void ConfigView::Unindex(const std::string& section, const LineIterator& end) {
-  if (m_end_index) m_end_index->Remove(Address(end), &section);
+void ConfigView::Unindex(const LineIterator& end) {
+  if (m_end_index) m_end_index->Remove(end);
 }
 
 void ConfigView::SetPlace(Places& places, std::optional<PlaceIndex>& index,
-                          const std::string& section, const LineIterator& line) {
+                          const std::string& section, const LineIterator& line) try {
   Places::value_type& place = *places.try_emplace(section, m_lines->end()).first;
-  if (place.second == line) return;
-  if (index) {
-    if (IsLine(line)) index->Add(&*line, &place.first, &place);
-    index->Remove(Address(place.second), &place.first);
-  }
+  if (index) index->Remove(place.second);
   place.second = line;
+  if (index && IsLine(line)) index->Add(place);
+} catch (...) {
+  ForgetIndexes();
+  throw;
 }
 
 void ConfigView::ErasePlace(Places& places, std::optional<PlaceIndex>& index,
                             const std::string& section) {
   const auto place = places.find(section);
   if (place == places.end()) return;
-  if (index) index->Remove(Address(place->second), &place->first);
+  if (index) index->Remove(place->second);
   places.erase(place);
 }
 
 void ConfigView::AddParam(ParamList& params, ParamList::iterator pos, const LineIterator& line) {
   ParamList added{ConfParam{line}};
-  if (m_owners && IsLine(line)) m_owners->Add(&*line, &added.front(), {&params, added.begin()});
+  const auto param = added.begin();
+  if (m_owners && IsLine(line)) m_owners->Add(&*line, &*param, {&params, param});
   params.splice(pos, added);
+  m_finder.Added(params, param);
+}
+
+void ConfigView::EraseParam(ParamList& params, ParamList::iterator param) {
+  m_finder.Erasing(params, param);
+  params.erase(param);
 }
 
 // Takes `param` out of `params` and makes all else forget its line, which is then erased by the
@@ -442,14 +445,14 @@ void ConfigView::AddParam(ParamList& params, ParamList::iterator pos, const Line
 void ConfigView::ForgetParam(ParamList& params, ParamList::iterator param) {
   const LineIterator line = param->m_line;
   if (m_lines_shared) IndexOwners();
-  if (!m_owners) params.erase(param);
+  if (!m_owners) EraseParam(params, param);
   Forget(line, std::next(line));
 }
 
 // Takes `block` out of the index and adds its lines to `lines`. Returns the entry behind it.
 ConfigView::Params::iterator ConfigView::DropBlock(Params::iterator block, LineSet& lines) {
   for (const ConfParam& param : block->second) lines.insert(Address(param.m_line));
-  Unindex(block->first, block->second);
+  Unindex(block->second);
   return m_params.erase(block);
 }
 
@@ -469,26 +472,27 @@ void ConfigView::Forget(const LineIterator& first, const LineIterator& last) try
   IndexPlaces();
   const LineIterator before = Before(first);
   for (LineIterator line = first; line != last; ++line) {
-    for (Places::value_type* end : m_end_index->Take(&*line)) {
-      end->second = before;
-      if (IsLine(before)) m_end_index->Add(&*before, &end->first, end);
-    }
-    for (Places::value_type* created : m_created_index->Take(&*line)) {
-      created->second = before;
-      if (IsLine(before)) {
-        m_created_index->Add(&*before, &created->first, created);
-      } else {
+    if (IsLine(before)) {
+      m_end_index->Move(line, before);
+      m_created_index->Move(line, before);
+    } else {
+      for (Places::value_type* end : m_end_index->Take(&*line)) end->second = before;
+      for (const Places::value_type* created : m_created_index->Take(&*line)) {
         m_created.erase(m_created.find(created->first));
       }
     }
     if (!m_owners) continue;
-    for (const Owner& owner : m_owners->Take(&*line)) owner.list->erase(owner.element);
+    for (const Owner& owner : m_owners->Take(&*line)) EraseParam(*owner.list, owner.element);
   }
 } catch (...) {
+  ForgetIndexes();
+  throw;
+}
+
+void ConfigView::ForgetIndexes() {
   m_end_index.reset();
   m_created_index.reset();
   m_owners.reset();
-  throw;
 }
 
 // --- View: append ---
@@ -533,8 +537,8 @@ void ConfigView::AppendUnique(const std::string& section, ParamList& params,
 
 void ConfigView::AppendOrdinary(const std::string& section, ParamList& params,
                                 const std::string& param, const std::string& key) {
-  if (FindParam(params, TrimTerm(key)) != params.end()) return;
-  if (FindParam(params, TrimTerm(param)) != params.end()) return;
+  if (FindOwn(params, TrimTerm(key)) != params.end()) return;
+  if (FindOwn(params, TrimTerm(param)) != params.end()) return;
   LineIterator pos;
   if (!AdvanceCreated(section, pos)) pos = InsertionPoint(section);
   const auto last = std::prev(params.end());
@@ -575,16 +579,36 @@ void ConfigView::RemoveUnique(const std::string& section, ParamList& params,
   EraseHandedBack(params, removed, true);
 }
 
+// The first element of `params` for each of `lines` that has one.
+std::unordered_map<const std::string*, ConfigView::ParamList::iterator> ConfigView::OwnElements(
+    ParamList& params, const std::list<LineIterator>& lines) {
+  constexpr std::size_t kSearchesThatPay = 16;
+  LineSet wanted;
+  for (const LineIterator& line : lines) wanted.insert(Address(line));
+  wanted.erase(nullptr);
+  if (wanted.empty()) return {};
+  if (m_elements_searched > kSearchesThatPay * m_lines->size() && !m_lines_shared) IndexOwners();
+
+  std::unordered_map<const std::string*, ParamList::iterator> own;
+  if (m_owners && !m_lines_shared) {
+    for (const std::string* const line : wanted) {
+      for (const Owner& owner : m_owners->Of(line)) {
+        if (owner.list == &params) own.emplace(line, owner.element);
+      }
+    }
+    return own;
+  }
+  for (auto param = params.begin(); param != params.end(); ++param) {
+    if (wanted.count(Address(param->m_line)) != 0) own.emplace(Address(param->m_line), param);
+  }
+  m_elements_searched += params.size();
+  return own;
+}
+
 // Erases the lines of `removed` that belong to the block, each once; the others stay.
 void ConfigView::EraseHandedBack(ParamList& params, const std::list<LineIterator>& removed,
                                  bool log) {
-  LineSet lines;
-  for (const LineIterator& line : removed) lines.insert(Address(line));
-  lines.erase(nullptr);
-  std::unordered_map<const std::string*, ParamList::iterator> own;
-  for (auto param = params.begin(); !lines.empty() && param != params.end(); ++param) {
-    if (lines.count(Address(param->m_line)) != 0) own.emplace(Address(param->m_line), param);
-  }
+  auto own = OwnElements(params, removed);
   std::vector<ParamList::iterator> going;
   for (const LineIterator& line : removed) {
     const auto found = own.find(Address(line));
@@ -614,7 +638,7 @@ void ConfigView::RemoveBlock(const std::string& section, ParamList& params) {
 }
 
 void ConfigView::RemoveOrdinary(ParamList& params, const std::string& param) {
-  const auto found = FindParam(params, TrimTerm(param));
+  const auto found = FindOwn(params, TrimTerm(param));
   if (found == params.end()) return;
   const LineIterator line = found->m_line;
   ForgetParam(params, found);
@@ -659,19 +683,26 @@ void ConfigView::ChangeParam(const std::string& section, const std::string& old_
   if (m_config->IsUniqueParam(new_param)) {
     ChangeUnique(section, *params, new_param);
   } else {
-    const auto param = FindParam(*params, str::Trim(IsBlank(key) ? old_param : key));
+    const auto param = FindOwn(*params, str::Trim(IsBlank(key) ? old_param : key));
     if (param == params->end()) return;
-    ChangeOrdinary(section, param->m_line, new_param);
+    ChangeOrdinary(section, *params, param, new_param);
   }
   LOG_DEBUG("Change param from '%s' to '%s'", str::Trim(old_param).c_str(),
             str::Trim(new_param).c_str());
 }
 
-void ConfigView::ChangeOrdinary(const std::string& section, const LineIterator& line,
-                                const std::string& new_param) {
+void ConfigView::ChangeOrdinary(const std::string& section, ParamList& params,
+                                ParamList::iterator param, const std::string& new_param) {
+  const LineIterator line = param->m_line;
+  if (m_config->IsUniqueParam(*line)) m_disguised.insert(&*line);
   const std::string marker = m_config->GetCommentChar();
   const std::string comment = SeparateParam(*line, marker).m_comment;
   m_config->ChangeParam(line, str::Append(new_param, comment, marker));
+  if (m_lines_shared) {
+    m_finder.Clear();
+  } else {
+    m_finder.Changed(params, param);
+  }
   if (!m_config->StartsSection(new_param)) return;
   const std::string new_path = JoinSection(ParentSection(section), new_param);
   UpdateSectionPath(m_params, section, new_path);
@@ -687,6 +718,7 @@ void ConfigView::ChangeUnique(const std::string& section, ParamList& params,
     params.back().m_line = last;
     m_lines_shared = true;
     m_owners.reset();
+    m_finder.Forget(params);
   }
   EraseHandedBack(params, removed, false);
 }
