@@ -1,11 +1,13 @@
 # The front door. `make demo` and `make test` install the packages they need (Debian) and do the rest.
 
-.PHONY: help demo test asan fuzz format format-check tidy clean
+.PHONY: help demo test asan tsan valgrind coverage fuzz hostile format format-check tidy cppcheck clean
 .DEFAULT_GOAL := help
 
 BUILD_PACKAGES = g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libgit2-dev
 DEMO_PACKAGES = $(BUILD_PACKAGES) nginx apache2-bin openssl
-TEST_PACKAGES = $(BUILD_PACKAGES) googletest librapidcheck-dev nginx apache2-bin openssl patch
+TEST_PACKAGES = $(BUILD_PACKAGES) googletest librapidcheck-dev patch locales \
+  nginx libnginx-mod-stream libnginx-mod-mail libnginx-mod-http-lua apache2-bin openssl \
+  libcurl4-openssl-dev
 FUZZ_PACKAGES = $(BUILD_PACKAGES) clang libclang-rt-14-dev
 CHECK_PACKAGES = $(TEST_PACKAGES) clang-format clang-tidy
 
@@ -15,9 +17,14 @@ help:
 	@echo 'make demo          build, edit the example sites, show what changes, ask nginx and httpd'
 	@echo 'make test          build with warnings as errors, run every test'
 	@echo 'make asan          the same tests under the sanitizers, with checked containers'
+	@echo 'make tsan          the tests with threads under ThreadSanitizer'
+	@echo 'make valgrind      some of the tests under memcheck'
+	@echo 'make coverage      what of the library the tests run; the table and build/coverage/index.html'
 	@echo 'make fuzz TIME=60  try each fuzz target for so many seconds'
+	@echo 'make hostile       what inputs of hostile sizes cost, in time and memory'
 	@echo 'make format-check  see whether the sources are formatted; make format does it'
 	@echo 'make tidy          run clang-tidy over the library and the program'
+	@echo 'make cppcheck      run cppcheck over everything'
 	@echo 'make clean         remove build/'
 
 demo:
@@ -39,6 +46,45 @@ asan:
 	cmake --build --preset asan
 	ctest --preset asan
 
+# ThreadSanitizer needs addresses that are less random than some machines make them.
+tsan:
+	cmake/install-packages.sh $(TEST_PACKAGES)
+	cmake --preset tsan
+	cmake --build --preset tsan
+	$$(setarch -R true 2>/dev/null && echo setarch -R) ctest --preset tsan
+
+# The replaced operator new of failing_memory_test has to stay the one in use.
+MEMCHECK = valgrind --quiet --error-exitcode=1 --leak-check=full --show-leak-kinds=all \
+  --errors-for-leak-kinds=all --soname-synonyms=somalloc=nouserintercepts
+MEMCHECK_TESTS = bytes_test failing_memory_test golden_test parser_template_test view_editing_test
+MEMCHECK_FUZZ_TARGETS = edits language request values
+
+valgrind:
+	cmake/install-packages.sh $(TEST_PACKAGES) valgrind
+	cmake --preset release -DQELTEMPLATE_BUILD_TESTS=ON
+	cmake --build --preset release --target $(MEMCHECK_TESTS) $(MEMCHECK_FUZZ_TARGETS:%=fuzz_%)
+	for test in $(MEMCHECK_TESTS); do $(MEMCHECK) build/release/tests/$$test || exit 1; done
+	cd build/release/tests/fuzz && for target in $(MEMCHECK_FUZZ_TARGETS); do \
+	  $(MEMCHECK) ./fuzz_$$target seeds/$$target $(CURDIR)/tests/fuzz/regressions/$$target \
+	    || exit 1; \
+	done
+
+# Branches: what cannot be reached is the compiler's, mostly for exceptions in the middle of a line.
+GCOVR = gcovr --root . --exclude-throw-branches --exclude-unreachable-branches
+LEAST_COVERED = --fail-under-line 100 --fail-under-branch 95
+
+# Counts of an earlier build or run would be added to the new ones.
+coverage:
+	cmake/install-packages.sh $(TEST_PACKAGES) gcovr
+	cmake --preset coverage
+	cmake --build --preset coverage
+	find build/coverage -name '*.gcda' -delete
+	ctest --preset coverage
+	$(GCOVR) --filter src/template/ --json build/coverage/counts.json build/coverage
+	$(GCOVR) --add-tracefile build/coverage/counts.json --html-details build/coverage/index.html
+	$(GCOVR) --add-tracefile build/coverage/counts.json --txt --branches
+	$(GCOVR) --add-tracefile build/coverage/counts.json --txt $(LEAST_COVERED)
+
 # Seconds for each target. What is found is left in build/fuzz; keep it in tests/fuzz/regressions.
 TIME = 60
 FUZZ_TARGETS = request edits language values values_file
@@ -54,6 +100,12 @@ fuzz:
 	    tests/fuzz/seeds/$$target $(CURDIR)/tests/fuzz/regressions/$$target || exit 1; \
 	done
 
+hostile:
+	cmake/install-packages.sh $(TEST_PACKAGES)
+	cmake --preset release -DQELTEMPLATE_BUILD_TESTS=ON
+	cmake --build --preset release --target hostile_sizes
+	build/release/tests/hostile_sizes
+
 format:
 	clang-format -i $(SOURCES)
 
@@ -65,6 +117,12 @@ tidy:
 	cmake/install-packages.sh $(CHECK_PACKAGES)
 	cmake --preset release -DCMAKE_EXPORT_COMPILE_COMMANDS=ON
 	printf '%s\n' $(filter src/%.cpp,$(SOURCES)) | xargs -n 1 -P 2 clang-tidy -p build/release --quiet
+
+cppcheck:
+	cmake/install-packages.sh cppcheck
+	cppcheck --quiet -j 2 --enable=warning,performance,portability,style --inline-suppr \
+	  --suppressions-list=cmake/cppcheck-suppressions.txt --error-exitcode=1 --std=c++17 \
+	  --language=c++ --library=googletest -I src -I tests $(filter %.cpp,$(SOURCES))
 
 clean:
 	rm -rf build

@@ -81,6 +81,13 @@ void Apache::ChangeUniqueParam(const std::string& section, LineIterator& pos,
   m_parse_huge_param.Change(section, pos, text, removed);
 }
 
+std::vector<LineIterator> Apache::RegisteredLines() const {
+  std::vector<LineIterator> lines;
+  m_parse_options.AddLines(lines);
+  m_parse_huge_param.AddLines(lines);
+  return lines;
+}
+
 void Apache::ForgetLine(const LineIterator& line) {
   m_parse_options.Forget(line);
   m_parse_huge_param.Forget(line);
@@ -142,6 +149,10 @@ void Apache::ParseOptions::Forget(const LineIterator& line) {
     m_words.erase(m_words.find(*section));
     m_merged_lines.erase(m_merged_lines.find(*section));
   }
+}
+
+void Apache::ParseOptions::AddLines(std::vector<LineIterator>& lines) const {
+  for (const auto& [section, merged] : m_merged_lines) lines.push_back(merged);
 }
 
 // Adds the words of the line `text` that the block does not have yet. Returns them, each behind a
@@ -285,6 +296,14 @@ void Apache::ParseHugeParam::Forget(const LineIterator& line) {
       for (auto& [name, lines] : directives) use(lines);
     }
   });
+}
+
+void Apache::ParseHugeParam::AddLines(std::vector<LineIterator>& lines) const {
+  for (const auto& [section, directives] : m_huge_lines) {
+    for (const auto& [name, recorded] : directives) {
+      lines.insert(lines.end(), recorded.begin(), recorded.end());
+    }
+  }
 }
 
 // The recorded lines of a directive; null when it was never recorded for the block.

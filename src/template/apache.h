@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
 #include "template/line_index.h"
 #include "template/line_list_config.h"
@@ -49,6 +50,9 @@ class Apache : public LineListConfig {
 
     // Drops what refers to `line`, which is about to be erased: the words of its block as well.
     void Forget(const LineIterator& line);
+
+    // Appends the blocks' lines to `lines`.
+    void AddLines(std::vector<LineIterator>& lines) const;
 
    private:
     // Section path -> the directive's name as first written, then the words.
@@ -106,6 +110,9 @@ class Apache : public LineListConfig {
     // Drops what refers to `line`, which is about to be erased.
     void Forget(const LineIterator& line);
 
+    // Appends the recorded lines to `lines`.
+    void AddLines(std::vector<LineIterator>& lines) const;
+
     // To be called when the text of a recorded line may have become another one.
     void TextsChanged() { m_registry.TextsChanged(); }
 
@@ -153,6 +160,8 @@ class Apache : public LineListConfig {
   // The directive's name for a line whose first word is "SSLProtocol" or "SSLCipherSuite"; for
   // "php_admin_value" the name and the setting's name, joined by a blank; any other line unchanged.
   std::string GetKeyFieldConstParam(const std::string& line) const override;
+
+  std::vector<LineIterator> RegisteredLines() const override;
 
   // The trimmed `text` behind one tab for each level of `section`.
   std::string PrepareLine(const std::string& section, const std::string& text) const;

@@ -39,9 +39,12 @@ class LineIndex {
 
   // Removes the holders of `line` and returns them, none for a line that nobody refers to.
   std::vector<Holder> Take(const std::string* line) {
-    const std::vector<Holder> holders = Of(line);
-    for (std::size_t i = 0; i < holders.size(); ++i)
-      m_holders.erase(m_holders.lower_bound(Key{line, nullptr}));
+    std::vector<Holder> holders;
+    auto it = m_holders.lower_bound(Key{line, nullptr});
+    while (it != m_holders.end() && it->first.line == line) {
+      holders.push_back(std::move(it->second));
+      it = m_holders.erase(it);
+    }
     return holders;
   }
 

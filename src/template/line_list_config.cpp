@@ -43,6 +43,10 @@ bool LineListConfig::IsConstExpression(const std::string& line) const {
   return m_const_params.count(std::string(str::view::FirstWord(line))) != 0;
 }
 
+std::vector<LineIterator> LineListConfig::RegisteredLines() const {
+  return {};
+}
+
 void LineListConfig::ForgetLine(const LineIterator& /*line*/) {}
 
 void LineListConfig::UniqueLineChanged() {}

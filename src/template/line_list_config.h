@@ -4,6 +4,7 @@
 #include <list>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "template/base_config.h"
 
@@ -31,6 +32,10 @@ class LineListConfig : public BaseConfig {
 
   // Whether the first word of `line` is one of the constructor's names.
   bool IsConstExpression(const std::string& line) const override;
+
+  // The lines that the dialect keeps iterators to, each of which is in the list; a line may come
+  // more than once. Default: there are none. Cost: linear in their number.
+  virtual std::vector<LineIterator> RegisteredLines() const;
 
  protected:
   // Called with each line before RemoveParam erases it. Default: does nothing.

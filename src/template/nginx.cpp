@@ -168,6 +168,14 @@ LineIterator Nginx::MakeListen(const std::string& section, LineRegistry::List& l
   return line;
 }
 
+std::vector<LineIterator> Nginx::RegisteredLines() const {
+  std::vector<LineIterator> lines;
+  for (const auto& [section, listens] : m_listen) {
+    lines.insert(lines.end(), listens.begin(), listens.end());
+  }
+  return lines;
+}
+
 void Nginx::ForgetLine(const LineIterator& line) {
   m_registry.Forget(line, [this](const auto& use) {
     for (auto& [section, listens] : m_listen) use(listens);

@@ -81,6 +81,8 @@ class Nginx : public LineListConfig {
   // line unchanged.
   std::string GetKeyFieldConstParam(const std::string& line) const override;
 
+  std::vector<LineIterator> RegisteredLines() const override;
+
   // Appends one record for each address of the listen directive `line` to `out`, all with the same
   // options. Without an address, one record that holds the whole directive as its options; nothing
   // when that is empty. A word such as "localhost:8080" is neither an address nor an option and

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstddef>
-#include <list>
 #include <map>
 #include <string>
 #include <unordered_map>
@@ -24,49 +23,50 @@ class PlaceIndex {
 
   // `place` is on a line, and not in the index.
   void Add(Place& place) {
-    List added{&place};
-    const auto element = added.begin();
-    List& on_line = m_lines[&*place.second];
-    m_elements.emplace(&place.second, element);
-    on_line.splice(on_line.end(), added);
+    std::vector<Place*>& on_line = m_lines[&*place.second];
+    on_line.push_back(&place);
+    m_positions[&place.second] = on_line.size() - 1;
   }
 
   // Takes out the entry whose value is `place`. Does nothing when it is not there.
   void Remove(const LineIterator& place) {
-    const auto found = m_elements.find(&place);
-    if (found == m_elements.end()) return;
-    const auto on_line = m_lines.find(&*place);
-    on_line->second.erase(found->second);
-    if (on_line->second.empty()) m_lines.erase(on_line);
-    m_elements.erase(found);
+    const auto position = m_positions.find(&place);
+    if (position == m_positions.end()) return;
+    const auto found = m_lines.find(&*place);
+    std::vector<Place*>& on_line = found->second;
+    m_positions[&on_line.back()->second] = position->second;
+    on_line[position->second] = on_line.back();
+    on_line.pop_back();
+    if (on_line.empty()) m_lines.erase(found);
+    m_positions.erase(position);
   }
 
-  // Moves all entries on `from`, in the map as well, to `to`, which is a line.
+  // Moves all entries on `from`, in the map as well, to `to`, which is another line.
   void Move(const LineIterator& from, const LineIterator& to) {
-    if (m_lines.count(&*from) == 0) return;
-    List& on_line = m_lines[&*to];
     const auto found = m_lines.find(&*from);
-    for (Place* const place : found->second) place->second = to;
-    on_line.splice(on_line.end(), found->second);
+    if (found == m_lines.end()) return;
+    std::vector<Place*> moving = std::move(found->second);
     m_lines.erase(found);
+    for (Place* const place : moving) place->second = to;
+    std::vector<Place*>& on_line = m_lines[&*to];
+    if (on_line.size() < moving.size()) std::swap(on_line, moving);
+    for (Place* const place : moving) Add(*place);
   }
 
-  // Takes out all entries on the line at the address `line` and returns them. The line need not be
-  // there any more.
+  // Takes out all entries on the line at the address `line` and returns them. The line itself need
+  // not be there any more.
   std::vector<Place*> Take(const std::string* line) {
     const auto found = m_lines.find(line);
     if (found == m_lines.end()) return {};
-    std::vector<Place*> places(found->second.begin(), found->second.end());
-    for (const Place* const place : places) m_elements.erase(&place->second);
+    std::vector<Place*> places = std::move(found->second);
     m_lines.erase(found);
+    for (const Place* const place : places) m_positions.erase(&place->second);
     return places;
   }
 
  private:
-  using List = std::list<Place*>;
-
-  std::unordered_map<const std::string*, List> m_lines;
-  std::unordered_map<const LineIterator*, List::iterator> m_elements;
+  std::unordered_map<const std::string*, std::vector<Place*>> m_lines;
+  std::unordered_map<const LineIterator*, std::size_t> m_positions;  // in the vector of its line
 };
 
 }  // namespace tov_template

@@ -3,48 +3,42 @@
 //   dialect ("N" or "A") | config | edit | edit | ...   (an edit as in property/edits.h)
 #include "property/edits.h"
 
-#include <algorithm>
+#include <list>
 #include <memory>
 #include <string>
-#include <utility>
+#include <string_view>
 #include <vector>
 
 #include "fuzz/input.h"
+#include "support/bystanders.h"
 #include "support/view_probe.h"
 #include "template/apache.h"
+#include "template/framework/str.h"
 #include "template/nginx.h"
 
 namespace {
 
-using Snapshot = std::vector<std::pair<const std::string*, std::string>>;
-
-// The lines by address and text.
-Snapshot Lines(const ViewProbe& view) {
-  Snapshot lines;
-  for (const std::string& line : *view.m_lines) lines.emplace_back(&line, line);
-  return lines;
-}
-
-// Whether `after` is what is left of `before` when some lines are gone.
-bool OnlyErased(const Snapshot& before, const Snapshot& after) {
-  auto unread = before.begin();
-  return std::all_of(after.begin(), after.end(), [&](const auto& line) {
-    unread = std::find(unread, before.end(), line);
-    return unread++ != before.end();
-  });
+// Whether `edit` may change the block `path` of the elements `params`.
+bool Concerns(const ViewProbe& view, std::string_view edit, const std::string& path,
+              const std::list<ConfParam>& params) {
+  const std::string_view operation = str::view::GetWord(edit, '\x1f');
+  if (operation == "empty") return params.size() < 3;
+  const std::string section = EditedSection(view, edit);
+  return !section.empty() && str::StartsWith(path, section);
 }
 
 template <class Dialect>
-void Run(const std::string& config, const std::vector<std::string>& edits, bool merges_words) {
+void Run(const std::string& config, const std::vector<std::string>& edits) {
   ViewProbe view(std::make_shared<Dialect>(config));
   RequireNone(view.BrokenReferences());
   for (const std::string& edit : edits) {
-    const Snapshot before = Lines(view);
+    const Bystanders bystanders(view, [&](const auto& path, const auto& params) {
+      return Concerns(view, edit, path, params);
+    });
     ApplyEdit(view, edit);
     RequireNone(view.BrokenReferences());
-    const bool removes = edit.compare(0, 6, "remove") == 0 || edit.compare(0, 5, "empty") == 0;
-    Require(!removes || merges_words || OnlyErased(before, Lines(view)),
-            "a removal did more than erase lines");
+    RequireNone(bystanders.Harmed(view));
+    Require(view.Text() == str::Join(*view.m_lines, "\n"), "the text is not that of the lines");
   }
 }
 
@@ -56,9 +50,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string config = input.Next();
   const std::vector<std::string> edits = input.Rest();
   if (apache) {
-    Run<tov_template::Apache>(config, edits, true);
+    Run<tov_template::Apache>(config, edits);
   } else {
-    Run<tov_template::Nginx>(config, edits, false);
+    Run<tov_template::Nginx>(config, edits);
   }
   return 0;
 }

@@ -4,11 +4,15 @@
 //
 // The word FILE in the template is the path of the imported file.
 // A name of "!" applies; an old or new text of "-" is no value.
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
+#include <algorithm>
+#include <set>
+#include <string>
 
 #include "fuzz/input.h"
+#include "support/bystanders.h"
+#include "support/log_capture.h"
+#include "support/template_probe.h"
+#include "support/view_probe.h"
 #include "template/framework/str.h"
 #include "template/qeltemplate.h"
 
@@ -18,29 +22,10 @@ using tov_template::Value;
 
 namespace {
 
-// A folder that goes with the program.
-class Folder {
- public:
-  Folder() {
-    m_path = (std::filesystem::temp_directory_path() / "qeltemplate-fuzz-XXXXXX").string();
-    Require(mkdtemp(m_path.data()) != nullptr, "no temporary folder");
-  }
-  ~Folder() { std::filesystem::remove_all(m_path); }
-  Folder(const Folder&) = delete;
-  Folder& operator=(const Folder&) = delete;
-
-  std::string PathOf(const std::string& name) const { return m_path + "/" + name; }
-
- private:
-  std::string m_path;
-};
-
 // `text` with the word FILE made the path of the one file that it can import.
 std::string WithImport(const std::string& text, const std::string& content) {
-  static const Folder folder;
-  const std::string path = folder.PathOf("imported");
-  std::ofstream(path, std::ios::binary) << content;
-  return str::Replace(text, "FILE", path);
+  static const TemplateFiles files;
+  return str::Replace(text, "FILE", files.Write("imported", content));
 }
 
 Value ValueOf(const std::string& text) {
@@ -48,35 +33,108 @@ Value ValueOf(const std::string& text) {
   return text;
 }
 
-void Apply(ParserTemplate& parser, const std::string& text) {
+template <class SetTemplate>
+void SetTemplateOf(SetTemplate set_template) {
   try {
-    parser.SetTemplate(text);
+    set_template();
   } catch (const tov_err::Error& error) {
     Require(error.object() == "circular_import" || error.type() == "file", error.what());
   }
-  parser.ApplyTemplate();
-  const std::string once = parser.GetConfig();
-  Require(parser.ApplyTemplate().GetConfig() == once, "a second application changed something");
-  Require(parser.GetPrototype() == parser.GetPrototype(), "the prototype changed");
 }
+
+// The engine without the facade: its view can be looked at.
+class Engine : public TemplateProbe {
+ public:
+  using TemplateProbe::m_lines;
+  using TemplateProbe::TemplateProbe;
+
+  void SetValue(const std::string& name, const Value& old_value, const Value& new_value) {
+    if (old_value.IsNull() || new_value.IsNull()) old_values.erase(name);
+    if (!old_value.IsNull()) old_values[name] = old_value.Str();
+    if (!new_value.IsNull()) new_values[name] = new_value.Str();
+  }
+
+  // Applies the template as the facade does, and looks at the view after each step.
+  void Apply() {
+    const std::set<std::string> names = BlockNames();
+    const Bystanders bystanders(*this, [&names](const auto& path, const auto& params) {
+      return params.size() < 3 || std::any_of(names.begin(), names.end(), [&](const auto& name) {
+               return str::StartsWith(path, name);
+             });
+    });
+    ApplyTemplate(false);
+    RequireNone(BrokenReferences(*this));
+    ApplyTemplate(true);
+    RequireNone(BrokenReferences(*this));
+    RemoveEmptySections();
+    RequireNone(BrokenReferences(*this));
+    RequireNone(bystanders.Harmed(*this));
+    Require(Text() == str::Join(*m_lines, "\n"), "the text is not that of the lines");
+  }
+
+ private:
+  // How the paths begin that the template can address.
+  std::set<std::string> BlockNames() const {
+    std::set<std::string> names;
+    for (const TemplateActionItem& item : m_actions) {
+      for (const Value* name : {&item.m_section.m_value, &item.m_section.m_old_value}) {
+        std::string text = str::Trim(name->Str());
+        if (!text.empty()) names.insert(str::GetWord(text, tov_template::kSectionSeparator));
+      }
+    }
+    return names;
+  }
+};
+
+// A parser, and an engine that is given the same.
+struct Twins {
+  Twins(const std::string& dialect, const std::string& config)
+      : parser(tov_template::GetConfigType(dialect, config)),
+        engine(tov_template::GetConfigType(dialect, config)) {}
+
+  void Apply(const std::string& text) {
+    SetTemplateOf([&] { parser.SetTemplate(text); });
+    SetTemplateOf([&] { engine.SetTemplate(text); });
+    if (changed) engine.Apply();
+    changed = false;
+    parser.ApplyTemplate();
+    const std::string once = parser.GetConfig();
+    Require(once == engine.Text(), "the facade's result is not the engine's");
+    {
+      const LogCapture log;
+      Require(parser.ApplyTemplate().GetConfig() == once, "a second application changed something");
+      for (const LogCapture::Record& record : log.Records()) {
+        Require(record.level == tov_log::kTrace, "a second application did something");
+      }
+    }
+    Require(parser.GetPrototype() == parser.GetPrototype(), "the prototype changed");
+  }
+
+  ParserTemplate parser;
+  Engine engine;
+  bool changed = true;  // since the last application
+};
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Input input(data, size);
   const std::string dialect = input.Next() == "A" ? "Apache" : "Nginx";
-  ParserTemplate parser(tov_template::GetConfigType(dialect, input.Next()));
+  Twins twins(dialect, input.Next());
   const std::string template_text = input.Next();
   const std::string text = WithImport(template_text, input.Next());
   while (!input.AtEnd()) {
     const std::string name = input.Next();
     if (name == "!") {
-      Apply(parser, text);
+      twins.Apply(text);
       continue;
     }
-    const std::string old_text = input.Next();
-    parser.SetValue(name, ValueOf(old_text), ValueOf(input.Next()));
+    const Value old_value = ValueOf(input.Next());
+    const Value new_value = ValueOf(input.Next());
+    twins.parser.SetValue(name, old_value, new_value);
+    twins.engine.SetValue(name, old_value, new_value);
+    twins.changed = true;
   }
-  Apply(parser, text);
+  twins.Apply(text);
   return 0;
 }

@@ -19,6 +19,7 @@
 #include "support/real_configs.h"
 #include "support/view_probe.h"
 #include "template/framework/str.h"
+#include "template/line_list_config.h"
 #include "template/nginx.h"
 
 using tov_template::kSectionSeparator;
@@ -77,6 +78,34 @@ struct MergingProbe : MergingDialect {
     for (const auto& [section, line] : m_merged) registered[section] = {line};
     return registered;
   }
+};
+
+// Blocks that get any path when they close, see ForAllNestings. Nothing is unique.
+struct NestingProbe : tov_template::LineListConfig {
+  using Model = model::PlainView<NestingProbe>;
+
+  explicit NestingProbe(const std::string& text) : LineListConfig(text, {}) {}
+
+  bool StartsSection(const std::string& line) const override {
+    return str::Trim(line).empty() || str::view::Contains(line, "+");
+  }
+  bool EndedSection(const std::string& line) const override {
+    return str::StartsWith(str::Trim(line), "-");
+  }
+  std::string GetCommentChar() const override { return "#"; }
+  std::string GetKeyFieldConstParam(const std::string& line) const override { return line; }
+  void GetIdentParams(std::set<std::string>& names) const override { names.insert({"=", "=="}); }
+
+  // The texts behind "=" and "==", with the old level for "N" and a blank for "_".
+  std::string MakeSectionPath(const std::string& name,
+                              const std::map<std::string, std::string>& idents) const override {
+    std::string path;
+    for (const auto& [sign, line] : idents) {
+      path += str::Replace(str::Replace(line.substr(sign.size()), " ", ""), "_", " ");
+    }
+    return str::Replace(path, "N", name);
+  }
+  std::map<std::string, std::vector<LineIterator>> Registered() const { return {}; }
 };
 
 // A view and its model.
@@ -267,6 +296,10 @@ std::string EveryEditAgreesWhereLinesMerge(const std::string& config, const std:
 TEST(RandomConfigs, ReadingAgreesWithTheModel) {
   EXPECT_EQ(ForAllTexts(ReadingAgrees<NginxProbe>), "");
   EXPECT_EQ(ForAllTexts(ReadingAgreesWhereLinesMerge), "");
+}
+
+TEST(RandomConfigs, ReadingAgreesWithTheModelWhereBlocksGetOddPaths) {
+  EXPECT_EQ(ForAllNestings(ReadingAgrees<NestingProbe>), "");
 }
 
 TEST(RandomEdits, TextIndexAndLogAgreeWithTheModelAfterEveryEdit) {

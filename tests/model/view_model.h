@@ -461,6 +461,28 @@ struct Kept {
   const Dialect m_kept{""};
 };
 
+// A configuration without unique directives.
+template <class Dialect>
+class PlainView : private Kept<Dialect>, public View {
+ public:
+  explicit PlainView(const std::string& text) : View(text, Kept<Dialect>::m_kept) { Build(); }
+
+ private:
+  Id Register(const std::string& /*section*/, Id line) override { return line; }
+  Id AppendUnique(const std::string& /*section*/, Id pos, const std::string& /*text*/) override {
+    return pos;
+  }
+  std::vector<Id> RemoveUnique(const std::string& /*section*/,
+                               const std::string& /*text*/) override {
+    return {};
+  }
+  std::vector<Id> ChangeUnique(const std::string& /*section*/, Id& /*pos*/,
+                               const std::string& /*text*/) override {
+    return {};
+  }
+  void ForgetUnique(Id /*line*/) override {}
+};
+
 // An nginx configuration: the registered lines are the listens.
 class NginxView : private Kept<tov_template::Nginx>, public View {
  public:

@@ -22,10 +22,16 @@ inline std::string NumberedSection(const ViewProbe& view, std::size_t number) {
   return number % 10 == 7 ? known + tov_template::kSectionSeparator + "location / {" : known;
 }
 
+// The path of the block that `edit` without its operation goes to; cuts the block's number off.
+inline std::string EditedSection(const ViewProbe& view, std::string_view& edit) {
+  const std::string number(str::view::GetWord(edit, '\x1f'));
+  return NumberedSection(view, std::strtoul(number.c_str(), nullptr, 10));
+}
+
 inline void ApplyEdit(ViewProbe& view, std::string_view edit) {
   const auto part = [&edit] { return std::string(str::view::GetWord(edit, '\x1f')); };
   const std::string operation = part();
-  const std::string section = NumberedSection(view, std::strtoul(part().c_str(), nullptr, 10));
+  const std::string section = EditedSection(view, edit);
   const std::string line = part();
   const std::string old_line = part();
   const std::string key = part();

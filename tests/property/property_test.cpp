@@ -7,7 +7,6 @@
 #include <list>
 #include <map>
 #include <memory>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -23,17 +22,11 @@
 
 using tov_template::ConfigView;
 using tov_template::kSectionSeparator;
-using tov_template::LineIterator;
+using tov_template::Nginx;
 using tov_template::NullValue;
 using tov_template::ParserTemplate;
 
 namespace {
-
-struct Nginx : tov_template::Nginx {
-  using tov_template::Nginx::m_lines;
-  using tov_template::Nginx::m_listen;
-  using tov_template::Nginx::Nginx;
-};
 
 std::vector<std::string> NonEmptyLines(const std::string& text) {
   std::vector<std::string> lines(1);
@@ -94,26 +87,17 @@ std::string AnEmptyTemplateChangesNothingButEmptyBlocks(const std::string& confi
   return "";
 }
 
-std::string BrokenListens(Nginx& dialect) {
-  std::set<const std::string*> lines;
-  for (const std::string& line : dialect.m_lines) lines.insert(&line);
-  for (const auto& [section, listens] : dialect.m_listen) {
-    for (const LineIterator& listen : listens) {
-      if (lines.count(&*listen) == 0) return "listen of " + section;
-    }
+std::string BrokenAfterEdits(ViewProbe view, const std::string& edits) {
+  for (const std::string& edit : NonEmptyLines(edits)) {
+    ApplyEdit(view, edit);
+    const std::string broken = view.BrokenReferences();
+    if (!broken.empty()) return broken + " after " + edit;
   }
   return "";
 }
 
 std::string NothingRefersToAnErasedLine(const std::string& config, const std::string& edits) {
-  const auto dialect = std::make_shared<Nginx>(config);
-  ViewProbe view(dialect);
-  for (const std::string& edit : NonEmptyLines(edits)) {
-    ApplyEdit(view, edit);
-    const std::string broken = view.BrokenReferences() + BrokenListens(*dialect);
-    if (!broken.empty()) return broken + " after " + edit;
-  }
-  return "";
+  return BrokenAfterEdits(ViewOf<Nginx>(config), edits);
 }
 
 std::string NothingRefersToAnErasedMergedLine(const std::string& config, const std::string& edits) {
@@ -122,13 +106,7 @@ std::string NothingRefersToAnErasedMergedLine(const std::string& config, const s
     text = str::Replace(str::Replace(text, "{", "("), "}", ")");
     return str::Replace(str::Replace(text, "root", "set"), "listen", "set");
   };
-  ViewProbe view = ViewOf<MergingDialect>(translated(config));
-  for (const std::string& edit : NonEmptyLines(translated(edits))) {
-    ApplyEdit(view, edit);
-    const std::string broken = view.BrokenReferences();
-    if (!broken.empty()) return broken + " after " + edit;
-  }
-  return "";
+  return BrokenAfterEdits(ViewOf<MergingDialect>(translated(config)), translated(edits));
 }
 
 ParserTemplate Request(const std::string& config, const std::string& text) {

@@ -137,6 +137,22 @@ Text RichEditLine() {
       });
 }
 
+Text NestingLine() {
+  return rc::gen::weightedOneOf<std::string>(
+      {{6, rc::gen::just(std::string("-"))},
+       {6, OneOf({"a+", "b+", "a\t+", "x", " "})},
+       {3, OneOf({"= N", "= b+", "= c", "= a+", "= _", "=", "== d"})},
+       {3, OneOf({"a+\x18\x19", "a+\x18\x19\x18\x19",
+                  "a+\x18\x19"
+                  "b+",
+                  "a+\x18\x19\x18\x19"
+                  "b+",
+                  "\x18\x19"
+                  "a+",
+                  "\x18\x19+", "+\x18\x19 ", "+ \x18\x19 b", "+\x18\x19\x18\x19\x18\x19"})},
+       {2, OneOf({"= a+\x18\x19", "= b+\x18\x19z", "== \x18\x19q", "= a+\x18\x19\x18\x19z"})}});
+}
+
 Text PathText() {
   return Lines(OneOf({"a", "b", "", "ab"}));
 }
@@ -164,6 +180,10 @@ void Require(const std::string& wrong) {
 
 std::string ForAllTexts(Law law) {
   return Report([law] { Require(law(*Lines(ConfigLine()))); });
+}
+
+std::string ForAllNestings(Law law) {
+  return Report([law] { Require(law(*Lines(NestingLine()))); });
 }
 
 std::string ForAllEdits(PairLaw law) {

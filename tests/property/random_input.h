@@ -17,6 +17,10 @@ using PairLaw = std::string (*)(const std::string& first, const std::string& sec
 // Any text: configuration lines, bytes of every kind, separators of section paths.
 std::string ForAllTexts(Law law);
 
+// Lines for blocks that get other paths, at odd moments and to odd ones: "+" opens a block, "-"
+// closes one, "= TEXT" identifies one, and section separators stand anywhere.
+std::string ForAllNestings(Law law);
+
 // A configuration and a list of edits, see edits.h.
 std::string ForAllEdits(PairLaw law);
 

@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "server/nginx_server.h"
 #include "server/real_server.h"
 
 namespace {
@@ -16,22 +17,18 @@ std::string InContext(const std::string& text, const std::string& context) {
   throw std::runtime_error("unknown context " + context);
 }
 
-std::string NginxRefusal(const std::string& text, const std::string& context) {
+std::string RefusalOf(const std::string& text, const std::string& context) {
   static const ServerFolder folder("nginx");
-  folder.Write("nginx.conf", InContext(text, context));
-  std::string output;
-  const bool accepted = folder.Run(
-      "nginx -t -p " + folder.Path() + " -e stderr -g 'pid nginx.pid;' -c nginx.conf", output);
-  return accepted ? "" : output + "\n" + text;
+  return NginxRefusal(folder, InContext(text, context));
 }
 
 TEST(NginxServer, RefusesWhatIsWrong) {
-  EXPECT_NE(NginxRefusal("server {\nlisten 127.0.0.1:8080;\n", "http"), "");
-  EXPECT_NE(NginxRefusal("no_such_directive on;", "http"), "");
+  EXPECT_NE(RefusalOf("server {\nlisten 127.0.0.1:8080;\n", "http"), "");
+  EXPECT_NE(RefusalOf("no_such_directive on;", "http"), "");
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  return RunServerTests(argc, argv, "NginxServer_accepts", "nginx-context", NginxRefusal);
+  return RunServerTests(argc, argv, "NginxServer_accepts", "nginx-context", RefusalOf);
 }

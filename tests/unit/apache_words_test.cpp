@@ -313,6 +313,15 @@ TEST(ApacheOptions, AnEmptiedLineIsFilledAgain) {
   }
 }
 
+TEST(ApacheOptions, AnEmptiedLineTakesOverALaterLine) {
+  WordsProbe config("<A>\nOptions a b\nx\nOptions c\n</A>");
+  config.Register(kHost, 1);
+  config.Remove(kHost, "Options a b");
+  EXPECT_EQ(config.Str(), "<A>\nx\nOptions c\n</A>");
+  config.Register(kHost, 3);
+  EXPECT_EQ(config.Str(), "<A>\n\tOptions c\nx\n</A>") << "in its old place";
+}
+
 TEST(ApacheOptions, ALineWithoutItsNameKeepsItsWords) {
   WordsProbe config("Options a b");
   config.RegisterAll(kHost);

@@ -82,7 +82,6 @@ std::string Edited(const Request& request) {
 // Runs the request so that allocation number `failing` fails. Returns false when it has fewer.
 bool RunWithFailure(const Request& request, long failing) {
   std::unique_ptr<ParserTemplate> parser;
-  std::string before;
   try {
     g_allocations_left = failing;
     parser = std::make_unique<ParserTemplate>(

@@ -315,7 +315,10 @@ TEST_F(TovLog, HandlerAndLevelMayBeRemovedWhileOthersLog) {
   std::vector<std::thread> threads;
   for (int thread = 0; thread < 4; ++thread) {
     threads.emplace_back([&] {
-      while (!stop) kLog.Write(9, "%s", expected.c_str());
+      while (!stop) {
+        kLog.Write(9, "%s", expected.c_str());
+        std::this_thread::yield();  // else there may be no turn left for those who remove
+      }
     });
   }
   int round = 0;

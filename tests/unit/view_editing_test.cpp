@@ -45,15 +45,16 @@ void Check(const Case (&cases)[N]) {
   }
 }
 
-Edit Append(std::string section, std::string param, std::string key) {
+Edit Append(const std::string& section, const std::string& param, const std::string& key) {
   return [=](ViewProbe& view) { view.AppendParam(section, param, key); };
 }
 
-Edit Remove(std::string section, std::string param, bool part_key = false) {
+Edit Remove(const std::string& section, const std::string& param, bool part_key = false) {
   return [=](ViewProbe& view) { view.RemoveParam(section, param, part_key); };
 }
 
-Edit Change(std::string section, std::string old_param, std::string new_param, std::string key) {
+Edit Change(const std::string& section, const std::string& old_param, const std::string& new_param,
+            const std::string& key) {
   return [=](ViewProbe& view) { view.ChangeParam(section, old_param, new_param, key); };
 }
 
