@@ -144,7 +144,8 @@ class ConfigView {
     bool IsSteady(const ConfParam& param) const;
   };
 
-  void RegisterUniqueParams();
+  template <class Unique>
+  void RegisterUniqueParams(const Unique& unique);
 
   // Positions
   bool IsLine(const LineIterator& line) const { return line != m_lines->end(); }

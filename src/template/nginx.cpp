@@ -72,7 +72,8 @@ std::string Nginx::MakeSectionPath(const std::string& name,
   std::string path = name;
   const auto server_name = idents.find("server_name");
   if (server_name != idents.end()) {
-    const std::string names = str::Replace(server_name->second, ";", "");
+    std::string names = server_name->second;
+    names.erase(std::remove(names.begin(), names.end(), ';'), names.end());
     if (!str::view::Contains(names, "{%")) {
       std::string_view rest = names;
       for (int word = 0; word < 2; ++word) {  // the directive itself and its first name
@@ -119,7 +120,13 @@ std::string Nginx::SetIndent(const std::string& section, const std::string& text
 }
 
 LineIterator Nginx::RegisterUniqueParam(const std::string& section, LineIterator& pos) {
-  if (pos != m_lines.end()) m_registry.Add(m_listen[section], pos);
+  if (pos == m_lines.end()) return pos;
+  // The sections come in order.
+  auto listens = m_listen.end();
+  if (m_listen.empty() || (--listens)->first != section) {
+    listens = m_listen.try_emplace(m_listen.end(), section);
+  }
+  m_registry.Add(listens->second, pos);
   return pos;
 }
 

@@ -13,9 +13,21 @@ namespace {
 using Node = SectionTree::Node;
 using Block = SectionTree::Block;
 
+// From this many members on a family is searched by an index.
+constexpr std::size_t kLargeFamily = 16;
+
 void Drop(Block* dropped, Block* kept) {
   dropped->kept = kept;
   dropped->lines.clear();
+  dropped->unique.clear();
+}
+
+Block* Current(Block* block) {
+  while (block->kept != nullptr) {
+    if (block->kept->kept != nullptr) block->kept = block->kept->kept;  // shortens the way
+    block = block->kept;
+  }
+  return block;
 }
 
 std::string_view TrimEnd(std::string_view text) {
@@ -25,7 +37,7 @@ std::string_view TrimEnd(std::string_view text) {
 
 }  // namespace
 
-SectionTree::SectionTree() {
+SectionTree::SectionTree() : m_nodes(&m_memory), m_families(&m_memory), m_blocks(&m_memory) {
   m_nodes.emplace_back();
 }
 
@@ -48,7 +60,7 @@ Node* SectionTree::Above(const Node* node) {
   return one_empty_level ? Root() : above;
 }
 
-const std::string& SectionTree::Level(const Node* node) {
+std::string_view SectionTree::Level(const Node* node) {
   return node->level;
 }
 
@@ -72,37 +84,55 @@ Node* SectionTree::DescendTrimmed(Node* parent, const std::string& level) {
   return trimmed == parent->level ? parent : Descend(parent->family->parent, trimmed);
 }
 
-Node* SectionTree::FindChild(const Node* node, std::string_view level) const {
-  if (node->children == nullptr) return nullptr;
-  const auto found = m_children.find({node->children, level});
-  return found == m_children.end() ? nullptr : found->second;
+Node* SectionTree::FindChild(const Node* node, std::string_view level) {
+  const Family* const family = node->children;
+  if (family == nullptr) return nullptr;
+  if (!family->by_level.empty()) {
+    const auto found = family->by_level.find(level);
+    return found == family->by_level.end() ? nullptr : found->second;
+  }
+  Node* child = family->first;
+  while (child != nullptr && child->level != level) child = child->next;
+  return child;
+}
+
+SectionTree::Family* SectionTree::FamilyOf(Node* parent) {
+  if (parent->children == nullptr) {
+    parent->children = &m_families.emplace_back(parent, &m_memory);
+  }
+  return parent->children;
 }
 
 Node* SectionTree::MakeChild(Node* node, std::string_view level) {
   if (Node* const child = FindChild(node, level)) return child;
-  if (node->children == nullptr) {
-    m_families.push_back({node});
-    node->children = &m_families.back();
-  }
   Node& child = m_nodes.emplace_back();
-  child.level = level;
-  Attach(node->children, &child);
+  if (!level.empty()) {
+    auto* const copy = static_cast<char*>(m_memory.allocate(level.size(), 1));
+    child.level = {std::copy(level.begin(), level.end(), copy) - level.size(), level.size()};
+  }
+  Attach(FamilyOf(node), &child);
   return &child;
 }
 
 void SectionTree::Attach(Family* family, Node* node) {
-  m_children.emplace(ChildKey{family, node->level}, node);
   node->family = family;
   node->next = nullptr;
   node->previous = family->last;
   (family->last == nullptr ? family->first : family->last->next) = node;
   family->last = node;
   ++family->size;
+  if (!family->by_level.empty()) {
+    family->by_level.emplace(node->level, node);
+  } else if (family->size == kLargeFamily) {
+    for (Node* each = family->first; each != nullptr; each = each->next) {
+      family->by_level.emplace(each->level, each);
+    }
+  }
 }
 
 void SectionTree::Detach(Node* node) {
   Family& family = *node->family;
-  m_children.erase({&family, node->level});
+  family.by_level.erase(node->level);
   (node->previous == nullptr ? family.first : node->previous->next) = node->next;
   (node->next == nullptr ? family.last : node->next->previous) = node->previous;
   --family.size;
@@ -122,24 +152,24 @@ std::string SectionTree::Path(const Node* node) {
 
 // --- What a path holds ---
 
-Block* SectionTree::OpenBlock(Node* node, const LineIterator& line) {
+Block* SectionTree::OpenBlock(Node* node, const LineIterator& line, bool unique) {
   if (node->block == nullptr) {
-    node->block = &m_blocks.emplace_back();
-    node->block->lines.push_back({line});
+    node->block = &m_blocks.emplace_back(&m_memory);
+    AddLine(node->block, line, unique);
   }
   return node->block;
 }
 
-Block* SectionTree::Current(Block* block) {
-  while (block->kept != nullptr) {
-    if (block->kept->kept != nullptr) block->kept = block->kept->kept;  // shortens the way
-    block = block->kept;
-  }
-  return block;
+Block* SectionTree::AddLine(Block* block, const LineIterator& line, bool unique) {
+  Block* const current = Current(block);
+  current->lines.push_back({line});
+  if (unique) current->unique.push_back(&current->lines.back());
+  return current;
 }
 
-void SectionTree::SetEnd(Node* node, const LineIterator& line) {
+void SectionTree::SetEnd(Node* node, const LineIterator& line, bool unique) {
   node->end = line;
+  node->end_unique = unique;
 }
 
 void SectionTree::MoveValues(Node* from, Node* into, bool from_wins) {
@@ -154,7 +184,7 @@ void SectionTree::MoveValues(Node* from, Node* into, bool from_wins) {
     }
     from->block = nullptr;
   }
-  if (from->end && (from_wins || !into->end)) into->end = from->end;
+  if (from->end && (from_wins || !into->end)) SetEnd(into, *from->end, from->end_unique);
   from->end.reset();
 }
 
@@ -215,7 +245,7 @@ void SectionTree::RekeyAll(const std::string& level) {
   single.emplace("", root);
   while (root->children != nullptr && root->children->first != nullptr) {
     Node* const first = root->children->first;
-    const std::string beginning = first->level + kSectionSeparator;
+    const std::string beginning = std::string(first->level) + kSectionSeparator;
     if (!first->level.empty()) single.emplace(first->level, first);
     if (Node* const same = FindChild(first, "")) single.emplace(beginning, same);
     firsts.emplace(beginning, first);
@@ -259,12 +289,13 @@ void SectionTree::RekeyByText(Node* node, const std::string& level) {
 
 // --- The maps ---
 
-void SectionTree::Release(ConfigView::Params& params, ConfigView::Places& ends) {
+SectionTree::Unique SectionTree::Release(ConfigView::Params& params, ConfigView::Places& ends) {
   struct Step {
     Node* node;
     std::size_t above;  // the length of the path above it
   };
   const auto by_level = [](const Step& a, const Step& b) { return a.node->level > b.node->level; };
+  Unique unique;
   std::string path;
   std::vector<Step> steps{{Root(), 0}};
   while (!steps.empty()) {
@@ -275,9 +306,16 @@ void SectionTree::Release(ConfigView::Params& params, ConfigView::Places& ends) 
       if (!IsRoot(node->family->parent)) path += kSectionSeparator;
       path += node->level;
     }
-    if (node->block != nullptr)
-      params.emplace_hint(params.end(), path, std::move(node->block->lines));
-    if (node->end) ends.emplace_hint(ends.end(), path, *node->end);
+    if (node->block != nullptr) {
+      const auto entry = params.emplace_hint(params.end(), path, std::move(node->block->lines));
+      if (!node->block->unique.empty()) {
+        unique.blocks.emplace_back(&entry->first, &node->block->unique);
+      }
+    }
+    if (node->end) {
+      const auto entry = ends.emplace_hint(ends.end(), path, *node->end);
+      if (node->end_unique) unique.ends.push_back(&*entry);
+    }
     if (node->children == nullptr) continue;
     const std::size_t first = steps.size();
     for (Node* child = node->children->last; child != nullptr; child = child->previous) {
@@ -286,6 +324,12 @@ void SectionTree::Release(ConfigView::Params& params, ConfigView::Places& ends) 
     const auto begin = steps.begin() + static_cast<std::ptrdiff_t>(first);
     if (!std::is_sorted(begin, steps.end(), by_level)) std::sort(begin, steps.end(), by_level);
   }
+  // Seldom not in order yet: a level may go on with a byte that comes before the separator.
+  const auto by_path = [](const auto& a, const auto& b) { return *a.first < *b.first; };
+  if (!std::is_sorted(unique.blocks.begin(), unique.blocks.end(), by_path)) {
+    std::sort(unique.blocks.begin(), unique.blocks.end(), by_path);
+  }
+  return unique;
 }
 
 }  // namespace tov_template

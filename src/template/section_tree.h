@@ -4,10 +4,13 @@
 #include <cstddef>
 #include <deque>
 #include <list>
+#include <memory_resource>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
+#include <vector>
 
 #include "template/base_config.h"
 #include "template/config_view.h"
@@ -24,8 +27,18 @@ class SectionTree {
   // The lines of a block. Of two blocks that come to the same path one is dropped; `kept` is the
   // other one then.
   struct Block {
+    explicit Block(std::pmr::memory_resource* memory) : unique(memory) {}
+
     std::list<ConfParam> lines;
+    std::pmr::vector<ConfParam*> unique;  // those of its lines that are unique directives
     Block* kept = nullptr;
+  };
+
+  // What the maps of the view hold of unique directives.
+  struct Unique {
+    // The elements of each block that has any, in the order of the paths. They belong to the tree.
+    std::vector<std::pair<const std::string*, const std::pmr::vector<ConfParam*>*>> blocks;
+    std::vector<ConfigView::Places::value_type*> ends;
   };
 
   // A path; the root is the empty one.
@@ -45,16 +58,17 @@ class SectionTree {
   Node* Above(const Node* node);
 
   // The last level of `node`, "" of the root.
-  static const std::string& Level(const Node* node);
+  static std::string_view Level(const Node* node);
 
-  // The block at `node`, made of `line` when there is none.
-  Block* OpenBlock(Node* node, const LineIterator& line);
+  // The block at `node`, made of `line` when there is none. `unique` says that the line is a unique
+  // directive, here and below.
+  Block* OpenBlock(Node* node, const LineIterator& line, bool unique);
 
-  // The block that stands for `block`.
-  static Block* Current(Block* block);
+  // Adds `line` to `block`, or to the block that stands for it, which is returned.
+  static Block* AddLine(Block* block, const LineIterator& line, bool unique);
 
   // Makes `line` the last line of the path `node`.
-  static void SetEnd(Node* node, const LineIterator& line);
+  static void SetEnd(Node* node, const LineIterator& line, bool unique);
 
   // Gives the block `node` another last level; what is below follows. The whole new path is
   // trimmed. What is at the new path already stays, and what would take its place is dropped. The
@@ -63,59 +77,52 @@ class SectionTree {
   void Rekey(Node* node, const std::string& level);
 
   // Moves what it holds to the two maps, which are empty.
-  void Release(ConfigView::Params& params, ConfigView::Places& ends);
+  Unique Release(ConfigView::Params& params, ConfigView::Places& ends);
 
  private:
   // The paths one level below a path. It can change hands as a whole.
   struct Family {
+    Family(Node* of, std::pmr::memory_resource* memory) : parent(of), by_level(memory) {}
+
     Node* parent;
     Node* first = nullptr;
     Node* last = nullptr;
     std::size_t size = 0;
-  };
 
-  struct ChildKey {
-    const Family* family;
-    std::string_view level;
-
-    bool operator==(const ChildKey& other) const {
-      return family == other.family && level == other.level;
-    }
-  };
-
-  struct ChildHash {
-    std::size_t operator()(const ChildKey& key) const {
-      return std::hash<std::string_view>()(key.level) + std::hash<const void*>()(key.family) * 31;
-    }
+    // By their levels; none while they are few.
+    std::pmr::unordered_map<std::string_view, Node*> by_level;
   };
 
   static bool IsRoot(const Node* node);
+  Family* FamilyOf(Node* parent);
   Node* Descend(Node* node, std::string_view text);
   Node* DescendTrimmed(Node* parent, const std::string& level);
-  Node* FindChild(const Node* node, std::string_view level) const;
+  static Node* FindChild(const Node* node, std::string_view level);
   Node* MakeChild(Node* node, std::string_view level);
-  void Attach(Family* family, Node* node);
-  void Detach(Node* node);
+  static void Attach(Family* family, Node* node);
+  static void Detach(Node* node);
   static std::string Path(const Node* node);
   static void MoveValues(Node* from, Node* into, bool from_wins);
   void Merge(Node* from, Node* into, bool from_wins);
   void RekeyAll(const std::string& level);
   void RekeyByText(Node* node, const std::string& level);
 
-  std::deque<Node> m_nodes;
-  std::deque<Family> m_families;
-  std::deque<Block> m_blocks;
-  std::unordered_map<ChildKey, Node*, ChildHash> m_children;
+  // What is made while reading goes in one piece afterwards.
+  std::pmr::monotonic_buffer_resource m_memory;
+  std::pmr::deque<Node> m_nodes;
+  std::pmr::deque<Family> m_families;
+  std::pmr::deque<Block> m_blocks;
 };
 
 struct SectionTree::Node {
-  std::string level;
+  std::string_view level;
   Family* family = nullptr;  // that it belongs to; null: the root, or taken out of the tree
   Family* children = nullptr;
   Node* next = nullptr;  // in its family
   Node* previous = nullptr;
   Block* block = nullptr;
   std::optional<LineIterator> end;
+  bool end_unique = false;
 };
 
 }  // namespace tov_template

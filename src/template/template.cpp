@@ -164,7 +164,7 @@ class ConfigView::Reader {
     }
   }
 
-  void Release(Params& params, Places& ends) { m_tree.Release(params, ends); }
+  SectionTree::Unique Release(Params& params, Places& ends) { return m_tree.Release(params, ends); }
 
  private:
   void ReadLine(const LineIterator& line, const std::string& text) {
@@ -186,13 +186,13 @@ class ConfigView::Reader {
   }
 
   void Record(const LineIterator& line, bool starts) {
+    const bool unique = m_config.IsUniqueParam(*line);
     if (starts) {
-      m_open.push_back(m_tree.OpenBlock(m_path, line));
+      m_open.push_back(m_tree.OpenBlock(m_path, line, unique));
     } else if (!m_open.empty()) {
-      m_open.back() = SectionTree::Current(m_open.back());
-      m_open.back()->lines.push_back({line});
+      m_open.back() = SectionTree::AddLine(m_open.back(), line, unique);
     }
-    SectionTree::SetEnd(m_path, line);
+    SectionTree::SetEnd(m_path, line, unique);
   }
 
   void CloseBlock() {
@@ -202,7 +202,8 @@ class ConfigView::Reader {
       // A re-keyed block drops a second level. What follows in the enclosing block is therefore
       // recorded further out; configurations that were edited so far rely on the resulting paths.
       m_path = m_tree.Above(m_path);
-      m_tree.Rekey(block, m_config.MakeSectionPath(SectionTree::Level(block), m_idents.back()));
+      const std::string level(SectionTree::Level(block));
+      m_tree.Rekey(block, m_config.MakeSectionPath(level, m_idents.back()));
     }
     if (!m_open.empty()) m_open.pop_back();
     if (!m_idents.empty()) m_idents.pop_back();
@@ -218,19 +219,17 @@ class ConfigView::Reader {
 
 ConfigView::ConfigView(const std::shared_ptr<BaseConfig>& config)
     : m_config(config), m_lines(config->GetList()) {
-  {
-    Reader reader(*config);
-    reader.Read(*m_lines);
-    reader.Release(m_params, m_ends);
-  }
-  RegisterUniqueParams();
+  Reader reader(*config);
+  reader.Read(*m_lines);
+  RegisterUniqueParams(reader.Release(m_params, m_ends));
 }
 
 // The dialect may merge a unique line into an earlier one: it erases the line and names another
 // that stands for it from now on. The elements that stood for the erased line follow as a pile and
 // are set at the end, so that a long run of merged lines costs no more than as many short ones.
 // Nobody looks at them in between: each line has one element at first, whose turn is over then.
-void ConfigView::RegisterUniqueParams() {
+template <class Unique>
+void ConfigView::RegisterUniqueParams(const Unique& unique) {
   struct Pile {
     LineIterator line;
     std::vector<ConfParam*> params;
@@ -250,29 +249,26 @@ void ConfigView::RegisterUniqueParams() {
     target.params.insert(target.params.end(), pile.params.begin(), pile.params.end());
   };
 
-  PlaceIndex ends;  // of the unique lines: no other is erased here
-  const auto index_end = [&](Places::value_type& end) {
-    if (IsLine(end.second) && m_config->IsUniqueParam(*end.second)) ends.Add(end);
-  };
-  for (Places::value_type& end : m_ends) index_end(end);
+  PlaceIndex ends;  // on unique lines: no other is erased here
+  for (Places::value_type* const end : unique.ends) ends.Add(*end);
 
-  for (auto& [section, params] : m_params) {
-    for (ConfParam& param : params) {
-      if (!IsLine(param.m_line) || !m_config->IsUniqueParam(*param.m_line)) continue;
-      const std::string* const line = Address(param.m_line);
-      const LineIterator before = Before(param.m_line);
-      LineIterator pos = param.m_line;
-      param.m_line = m_config->RegisterUniqueParam(section, pos);
-      if (Address(param.m_line) == line) continue;
-      follow(line, param);
-      for (Places::value_type* end : ends.Take(line)) {
+  for (const auto& [section, params] : unique.blocks) {
+    for (ConfParam* const param : *params) {
+      if (!m_config->IsUniqueParam(*param->m_line)) continue;
+      const std::string* const line = Address(param->m_line);
+      const LineIterator before = Before(param->m_line);
+      LineIterator pos = param->m_line;
+      param->m_line = m_config->RegisterUniqueParam(*section, pos);
+      if (Address(param->m_line) == line) continue;
+      follow(line, *param);
+      for (Places::value_type* const end : ends.Take(line)) {
         end->second = before;
-        index_end(*end);
+        if (IsLine(before) && m_config->IsUniqueParam(*before)) ends.Add(*end);
       }
     }
   }
   for (const auto& [line, pile] : piles) {
-    for (ConfParam* param : pile.params) param->m_line = pile.line;
+    for (ConfParam* const param : pile.params) param->m_line = pile.line;
   }
   m_lines_shared = !piles.empty();
 }

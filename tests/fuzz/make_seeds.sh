@@ -1,39 +1,62 @@
 #!/bin/sh
-# make_seeds.sh GOLDEN OUT: makes the first inputs of the fuzz targets from the golden cases.
+# make_seeds.sh GOLDEN CORPUS OUT: makes the first inputs of the fuzz targets from the golden cases, and
+# from the real configurations in CORPUS/nginx and CORPUS/apache where they are at hand.
 set -eu
 
 golden=$1
-out=$2
+corpus=$2
+out=$3
 separator=$(printf '\036')
 unit=$(printf '\037')
 rm -rf "$out"
 for target in request edits language values values_file; do mkdir -p "$out/$target"; done
 
+dialect_of() {
+  case $(basename "$1") in apache) echo A ;; *) echo N ;; esac
+}
+
+# request_seed DIALECT CONFIG TEMPLATE
+request_seed() {
+  printf '%s%s' "$1" "$separator"
+  cat "$2"
+  printf '%s' "$separator"
+  cat "$3"
+  printf '%s%s%s' '{% import FILE %}' "$separator" "gzip on;$separator"
+  for value in name root ip tls certificate key protocols; do
+    printf '%s' "$value${separator}a.example${separator}on$separator"
+  done
+}
+
+# edits_seed DIALECT CONFIG
+edits_seed() {
+  printf '%s%s' "$1" "$separator"
+  cat "$2"
+  number=0
+  for operation in append remove change empty remove_part; do
+    # A line of the configuration as the new line, the old line and the key.
+    line=$(sed -n "$((number + 2))p" "$2" | tr -d '\000')
+    printf '%s' "$separator$operation$unit$number$unit$line$unit$line$unit$line"
+    number=$((number + 1))
+  done
+}
+
 for case in "$golden"/*/*/; do
   name=$(basename "$(dirname "$case")")-$(basename "$case")
-  case $name in apache-*) dialect=A ;; *) dialect=N ;; esac
-  {
-    printf '%s%s' "$dialect" "$separator"
-    cat "$case/config"
-    printf '%s' "$separator"
-    cat "$case/template"
-    printf '%s%s%s' '{% import FILE %}' "$separator" "gzip on;$separator"
-    for value in name root ip tls certificate key protocols; do
-      printf '%s' "$value${separator}a.example${separator}on$separator"
-    done
-  } >"$out/request/$name"
-  {
-    printf '%s%s' "$dialect" "$separator"
-    cat "$case/config"
-    number=0
-    for operation in append remove change empty remove_part; do
-      # A line of the case as the new line, the old line and the key.
-      line=$(sed -n "$((number + 2))p" "$case/config")
-      printf '%s' "$separator$operation$unit$number$unit$line$unit$line$unit$line"
-      number=$((number + 1))
-    done
-  } >"$out/edits/$name"
+  dialect=$(dialect_of "$(dirname "$case")")
+  request_seed "$dialect" "$case/config" "$case/template" >"$out/request/$name"
+  edits_seed "$dialect" "$case/config" >"$out/edits/$name"
   cp "$case/values.json" "$out/values_file/$name"
+done
+
+# Large files make a fuzzer slow and teach it little that is new.
+for folder in "$corpus/nginx" "$corpus/apache"; do
+  [ -d "$folder" ] || continue
+  dialect=$(dialect_of "$folder")
+  find "$folder" -type f -size -17 | while read -r config; do
+    name=corpus-$(basename "$config")
+    request_seed "$dialect" "$config" "$config" >"$out/request/$name"
+    edits_seed "$dialect" "$config" >"$out/edits/$name"
+  done
 done
 
 index=0
