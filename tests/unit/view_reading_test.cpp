@@ -237,6 +237,9 @@ TEST(ViewUpdateSectionPath, MovesTheEntriesAtAndBelowAPath) {
       {"to the empty path: the levels below become the outermost", "a {\nx {\n1;\n}\n}", "a {", "",
        ": a { | }\n"
        "x {: x { | 1; | }\n"},
+      {"an empty level at the end stands for none: all come to the same path, the last one counts",
+       "a {\nx {\n1;\n}\n}", ViewProbe::Path({"a {"}) + kSectionSeparator, "n",
+       "n: x { | 1; | }\n"},
       {"an unknown path", "a {\n1;\n}", "z {", "b {", "a {: a { | 1; | }\n"},
   };
   for (const Case& c : cases) {
