@@ -53,26 +53,43 @@ double Seconds(const rusage& usage) {
   return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
-// What a case has spent on its input, for the process that started it to see.
-double* SecondsOfInput() {
+// The processor time when a case began its request and when it had the result, for the process that
+// started it to see.
+struct Times {
+  double begin;
+  double end;
+};
+
+Times& SharedTimes() {
   static void* const shared =
-      mmap(nullptr, sizeof(double), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+      mmap(nullptr, sizeof(Times), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   Require(shared != MAP_FAILED, "no shared memory");
-  return static_cast<double*>(shared);
+  return *static_cast<Times*>(shared);
+}
+
+double SecondsNow() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  return Seconds(usage);
 }
 
 // A parser with the value "v", old "1" and new "2". The request begins here.
 ParserTemplate Parser(const std::string& dialect, const std::string& config) {
-  rusage usage{};
-  getrusage(RUSAGE_SELF, &usage);
-  *SecondsOfInput() = Seconds(usage);
+  SharedTimes().begin = SecondsNow();
   ParserTemplate parser(tov_template::GetConfigType(dialect, config));
   parser.SetValue("v", "1", "2");
   return parser;
 }
 
+// The text that the template `text` makes of the configuration. The request ends here.
+std::string Edited(ParserTemplate parser, const std::string& text) {
+  std::string edited = parser.SetTemplate(text).ApplyTemplate().GetConfig();
+  SharedTimes().end = SecondsNow();
+  return edited;
+}
+
 std::string Edited(const std::string& dialect, const std::string& config, const std::string& text) {
-  return Parser(dialect, config).SetTemplate(text).ApplyTemplate().GetConfig();
+  return Edited(Parser(dialect, config), text);
 }
 
 std::string Site(std::size_t number) {
@@ -225,28 +242,19 @@ void LongValue(std::size_t size) {
   const std::string config = "server {\nserver_name a;\nroot /1;\n}";
   const std::string value(size, 'x');
   ParserTemplate parser = Parser("Nginx", config);
-  const std::string edited = parser.SetValue("v", "1", value)
-                                 .SetTemplate(
-                                     "server {\nserver_name a;\nroot /{% $v %};\n"
-                                     "{% if $v == 1 %}\nx on;\n{% endif %}\n}")
-                                 .ApplyTemplate()
-                                 .GetConfig();
+  parser.SetValue("v", "1", value);
+  const std::string edited = Edited(parser,
+                                    "server {\nserver_name a;\nroot /{% $v %};\n"
+                                    "{% if $v == 1 %}\nx on;\n{% endif %}\n}");
   Require(edited.size() == config.size() - 1 + size, "not edited");
 }
 
 void Values(std::size_t size) {
+  const std::string conditions = Repeat(
+      size / 10, [](std::size_t i) { return "{% if $v" + Number(i) + " == 2 %}\n{% endif %}\n"; });
   ParserTemplate parser = Parser("Nginx", "a {\nb;\n}");
   for (std::size_t i = 0; i < size; ++i) parser.SetValue("v" + Number(i), "1", "2");
-  const std::string edited =
-      parser
-          .SetTemplate("a {\n" +
-                       Repeat(size / 10,
-                              [](std::size_t i) {
-                                return "{% if $v" + Number(i) + " == 2 %}\n{% endif %}\n";
-                              }) +
-                       "x {% $v3 %};\n}")
-          .ApplyTemplate()
-          .GetConfig();
+  const std::string edited = Edited(parser, "a {\n" + conditions + "x {% $v3 %};\n}");
   Require(Contains(edited, "x 2;"), "not added");
 }
 
@@ -310,7 +318,7 @@ struct Cost {
 // Throws when the case fails.
 Cost Measure(const Case& test, std::size_t size) {
   std::fflush(stdout);
-  *SecondsOfInput() = 0;
+  SharedTimes() = {};
   const pid_t child = fork();
   Require(child >= 0, "cannot fork");
   if (child == 0) {
@@ -326,7 +334,7 @@ Cost Measure(const Case& test, std::size_t size) {
   rusage usage{};
   Require(wait4(child, &status, 0, &usage) == child, "cannot wait");
   Require(WIFEXITED(status) && WEXITSTATUS(status) == 0, "failed");
-  return {Seconds(usage) - *SecondsOfInput(), static_cast<double>(usage.ru_maxrss) / 1024};
+  return {SharedTimes().end - SharedTimes().begin, static_cast<double>(usage.ru_maxrss) / 1024};
 }
 
 }  // namespace
