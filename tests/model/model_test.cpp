@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <functional>
 #include <iterator>
 #include <list>
 #include <map>
@@ -312,6 +313,58 @@ TEST(RandomEdits, TextIndexAndLogAgreeWithTheModelAfterEveryOddEdit) {
 
 TEST(RandomEdits, TextIndexAndLogAgreeWithTheModelWhereLinesMerge) {
   EXPECT_EQ(ForAllRichEdits(EveryEditAgreesWhereLinesMerge), "");
+}
+
+// --- On long inputs ---
+
+std::string Lines(int count, const std::function<std::string(int)>& line) {
+  std::string text;
+  for (int i = 0; i < count; ++i) text += line(i) + "\n";
+  return text;
+}
+
+TEST(ManyBlocks, ReadingAgreesWithTheModel) {
+  // Names in no order, some of them twice, blocks without a name, and levels that go on with a byte
+  // that comes before the separator of levels.
+  const std::string config = Lines(120, [](int i) {
+    const std::string name =
+        i % 7 == 0 ? "" : "server_name s" + std::to_string(i * 37 % 100) + ";\n";
+    const std::string opening = i % 11 == 0 ? "server {\t{\n" : "server {\n";
+    return opening + name + "listen 80;\nlocation /" + std::to_string(i % 5) +
+           " {\nlisten 81;\n}\n}";
+  });
+  EXPECT_EQ(ReadingAgrees<NginxProbe>(config), "");
+  EXPECT_EQ(ReadingAgreesWhereLinesMerge(config), "");
+  EXPECT_EQ(ReadingAgrees<NginxProbe>("http {\n" + config + "}"), "");
+}
+
+// In a block so long that its lines are looked up in an index.
+TEST(LongBlock, EditsAgreeWithTheModel) {
+  const auto directive = [](int i) {
+    const char* const kinds[] = {"x", "xx", "listen ", "# note ", "  root /", "\t"};
+    return kinds[i % 6] + std::to_string(i) + ";";
+  };
+  std::vector<Edit> edits;
+  for (int i = 0; i < 150; ++i) {
+    const std::string line = directive(i * 5);
+    const std::string other = directive(i * 7 + 1);
+    edits.push_back({"append", "a {", line, "", line});
+    if (i % 2 == 0) edits.push_back({"change", "a {", other, line, ""});
+    if (i % 3 == 0) edits.push_back({"change", "a {", "plain" + std::to_string(i), "", "lis"});
+    if (i % 3 == 1) edits.push_back({"remove", "a {", other, "", ""});
+    if (i % 10 == 3) edits.push_back({"append", "a {", "inner {", "", "inner {"});
+  }
+  const std::string config = "a {\n" + Lines(90, directive) + "}\nb {\n1;\n}";
+  Twins<NginxProbe> nginx(config);
+  EXPECT_EQ(EditsAgree(nginx, edits), "");
+
+  Twins<MergingProbe> merging(Merging(config));
+  for (Edit& edit : edits) {
+    for (std::string* text : {&edit.section, &edit.line, &edit.old_line, &edit.key}) {
+      *text = Merging(*text);
+    }
+  }
+  EXPECT_EQ(EditsAgree(merging, edits), "");
 }
 
 // --- On real configurations ---

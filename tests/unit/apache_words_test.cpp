@@ -714,6 +714,17 @@ TEST(ApacheAliases, AddingMakesALineThatIsNotThere) {
   }
 }
 
+TEST(ApacheAliases, AChangedLineOfALongListIsKnownByItsNewText) {
+  std::string text;
+  for (int i = 0; i < 100; ++i) text += "ServerAlias a" + std::to_string(i) + "\n";
+  WordsProbe config(text);
+  config.RegisterAll(kHost);
+  for (int i = 0; i < 100; ++i) EXPECT_TRUE(config.AppendsNoLine(kHost, 100, "ServerAlias a99"));
+  config.ChangeParam(config.Line(50), "ServerAlias b");
+  EXPECT_TRUE(config.AppendsNoLine(kHost, 100, "ServerAlias b"));
+  EXPECT_FALSE(config.AppendsNoLine(kHost, 100, "ServerAlias a50"));
+}
+
 TEST(ApacheAliases, BlocksHaveTheirOwnLines) {
   WordsProbe config("ServerAlias a");
   config.RegisterAll(kHost);

@@ -62,11 +62,18 @@ constexpr char kApacheTemplate[] =
     "{% $name %}\n</VirtualHost>\n{% if $gone %}\n<VirtualHost gone>\nOptions x\n</VirtualHost>\n"
     "{% endif %}\n<VirtualHost gone>\nOptions y\n</VirtualHost>";
 
+// A block that is so long that its lines are looked up in an index.
+std::string LongBlock(int lines, const std::string& value) {
+  std::string text = "server {\n";
+  for (int i = 0; i < lines; ++i) text += "x" + std::to_string(i) + " " + value + ";\n";
+  return text + "}";
+}
+
 struct Request {
   const char* name;
   const char* dialect;
-  const char* config;
-  const char* template_text;
+  std::string config;
+  std::string template_text;
 };
 
 void SetValues(ParserTemplate& parser) {
@@ -108,6 +115,7 @@ TEST(FailingMemory, ComesOutAndLeavesTheResultAsItWas) {
   const Request requests[] = {
       {"nginx", "Nginx", kNginxConfig, kNginxTemplate},
       {"apache", "Apache", kApacheConfig, kApacheTemplate},
+      {"long block", "Nginx", LongBlock(40, "a"), LongBlock(60, "{% $name %}")},
   };
   for (const Request& request : requests) {
     SCOPED_TRACE(request.name);

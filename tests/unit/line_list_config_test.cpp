@@ -36,12 +36,19 @@ class ListProbe : public LineListConfig {
   std::string GetCommentChar() const override { return "#"; }
   std::string GetKeyFieldConstParam(const std::string& line) const override { return line; }
 
+  bool IsUniqueParam(const std::string& line) const override { return line == "unique;"; }
+
   LineIterator Line(std::ptrdiff_t i) { return std::next(m_lines.begin(), i); }
 
   std::vector<std::string> m_forgotten;
+  int m_unique_changes = 0;
 
  protected:
   void ForgetLine(const LineIterator& line) override { m_forgotten.push_back(*line); }
+  void UniqueLineChanged() override {
+    LineListConfig::UniqueLineChanged();
+    ++m_unique_changes;
+  }
 };
 
 using Forgotten = std::vector<std::string>;
@@ -158,6 +165,16 @@ TEST(LineListConfig, ChangeParamReplacesTheText) {
   EXPECT_EQ(config.m_lines, (Lines{"a;", ""}));
   EXPECT_EQ(config.Str(), "a;");
   EXPECT_TRUE(config.m_forgotten.empty());
+}
+
+TEST(LineListConfig, ADialectIsToldThatALineHasBecomeUnique) {
+  ListProbe config("a;\nunique;");
+  config.ChangeParam(config.Line(0), "b;");
+  config.ChangeParam(config.Line(1), "c;");
+  EXPECT_EQ(config.m_unique_changes, 0);
+  config.ChangeParam(config.Line(0), "unique;");
+  EXPECT_EQ(config.m_unique_changes, 1);
+  EXPECT_EQ(config.Str(), "unique;\nc;");
 }
 
 TEST(LineListConfig, ChangeParamOfNoLineDoesNothing) {

@@ -424,6 +424,22 @@ TEST(NginxListen, AddingLooksAtRegisteredLinesOnly) {
   EXPECT_EQ(config.Str(), "server {\nlisten 80;\n\tlisten 80;\n}");
 }
 
+TEST(NginxListen, AChangedLineOfALongListIsKnownByItsNewText) {
+  std::string text;
+  for (int i = 0; i < 100; ++i) text += "listen " + std::to_string(1000 + i) + ";\n";
+  ListenProbe config(text);
+  for (std::ptrdiff_t i = 0; i < 100; ++i) config.Register(kServer, i);
+  const auto is_there = [&config](const std::string& listen) {
+    const std::size_t size = config.m_lines.size();
+    config.AppendUniqueParam(kServer, config.End(), listen);
+    return config.m_lines.size() == size;
+  };
+  for (int i = 0; i < 100; ++i) EXPECT_TRUE(is_there("listen 1099;"));
+  config.ChangeParam(config.Line(50), "listen 80;");
+  EXPECT_TRUE(is_there("listen 80;"));
+  EXPECT_FALSE(is_there("listen 1050;"));
+}
+
 TEST(NginxListen, EndPositionAppendsBehindTheLastLine) {
   ListenProbe config("server {");
   const LineIterator line = config.AppendUniqueParam(kServer, config.End(), "listen 80;");

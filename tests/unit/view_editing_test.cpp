@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -69,6 +70,28 @@ Edit All(std::vector<Edit> edits) {
 }
 
 // --- Append ---
+
+TEST(ViewFindParam, FindsTheFirstElementWhoseTrimmedLineBeginsWithTheKey) {
+  struct Search {
+    const char* key;
+    const char* line;  // "" for none
+  };
+  const Search searches[] = {{"listen 80", "  listen 8080;"},
+                             {"listen 80;", "listen 80;"},
+                             {"", "server {"},
+                             {"root", ""},
+                             {" listen", ""},
+                             {"}", "}"}};
+  ViewProbe view = ViewOf<Nginx>("server {\n  listen 8080;\nlisten 80;\n}");
+  std::list<ConfParam>& params = view.m_params.begin()->second;
+  for (const Search& c : searches) {
+    SCOPED_TRACE(c.key);
+    const auto found = view.FindParam(params, c.key);
+    EXPECT_EQ(found == params.end() ? "" : *found->m_line, c.line);
+  }
+  params.front().m_line = view.m_lines->end();
+  EXPECT_EQ(*view.FindParam(params, "")->m_line, "  listen 8080;") << "no line matches no key";
+}
 
 TEST(ViewAppend, ToAnExistingBlock) {
   const Case cases[] = {
