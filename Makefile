@@ -1,6 +1,6 @@
 # The front door. `make demo` and `make test` install the packages they need (Debian) and do the rest.
 
-.PHONY: help demo test asan tsan valgrind coverage fuzz hostile format format-check tidy cppcheck clean
+.PHONY: help demo test asan tsan valgrind coverage fuzz hostile format format-check tidy cppcheck bench clean
 .DEFAULT_GOAL := help
 
 BUILD_PACKAGES = g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libgit2-dev
@@ -9,6 +9,8 @@ TEST_PACKAGES = $(BUILD_PACKAGES) googletest librapidcheck-dev patch locales \
   nginx libnginx-mod-stream libnginx-mod-mail libnginx-mod-http-lua apache2-bin openssl \
   libcurl4-openssl-dev
 FUZZ_PACKAGES = $(BUILD_PACKAGES) clang libclang-rt-14-dev
+BENCH_PACKAGES = $(BUILD_PACKAGES) libbenchmark-dev nginx augeas-tools python3-certbot-nginx \
+  python3-matplotlib $(if $(shell command -v npm),,nodejs npm)
 CHECK_PACKAGES = $(TEST_PACKAGES) clang-format clang-tidy
 
 SOURCES = $(shell git ls-files '*.h' '*.cpp')
@@ -25,6 +27,7 @@ help:
 	@echo 'make format-check  see whether the sources are formatted; make format does it'
 	@echo 'make tidy          run clang-tidy over the library and the program'
 	@echo 'make cppcheck      run cppcheck over everything'
+	@echo 'make bench         time, memory and growth, beside other programs; QUICK=1 for a short run'
 	@echo 'make clean         remove build/'
 
 demo:
@@ -122,7 +125,19 @@ cppcheck:
 	cmake/install-packages.sh cppcheck
 	cppcheck --quiet -j 2 --enable=warning,performance,portability,style --inline-suppr \
 	  --suppressions-list=cmake/cppcheck-suppressions.txt --error-exitcode=1 --std=c++17 \
-	  --language=c++ --library=googletest -I src -I tests $(filter %.cpp,$(SOURCES))
+	  --language=c++ --library=googletest -UQELTEMPLATE_EAGER_INDEXES -I src -I tests $(filter %.cpp,$(SOURCES))
+
+# A quick run leaves the kept results alone.
+BENCH_RESULTS = $(if $(QUICK),build/bench/results,bench/results)
+
+bench:
+	cmake/install-packages.sh $(BENCH_PACKAGES)
+	cmake --preset bench
+	cmake --build --preset bench
+	mkdir -p build/bench/peers
+	cp bench/peers/package.json bench/peers/package-lock.json build/bench/peers/
+	npm ci --prefix build/bench/peers --ignore-scripts --no-audit --no-fund
+	bench/run.py $(if $(QUICK),--quick) build/bench $(BENCH_RESULTS)
 
 clean:
 	rm -rf build

@@ -1,0 +1,12 @@
+// The least that editing the lines of a text takes: to cut it into lines and to join them.
+#pragma once
+
+#include <string>
+
+namespace bench {
+
+// `text` cut into a list of its lines and joined again; it comes back as it was. Shares no code
+// with the library.
+std::string CutAndJoin(const std::string& text);
+
+}  // namespace bench

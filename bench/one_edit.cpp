@@ -1,0 +1,64 @@
+// Does one thing to the text of a file and ends, so that the peak of its memory can be measured:
+//
+//   one_edit floor CONFIG                cuts the text into lines and joins them
+//   one_edit DIALECT CONFIG TEMPLATE     edits one site with the library
+//
+// Both hold the text that was read and the text that came out until the end.
+#include <cstddef>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "floor.h"
+#include "sites.h"
+#include "template/qeltemplate.h"
+
+namespace {
+
+// In one piece: a growing text would take more memory than it is long.
+std::string ReadFile(const std::string& name) {
+  std::string text(std::filesystem::file_size(name), '\0');
+  std::ifstream file(name, std::ios::binary);
+  if (!file.read(text.data(), static_cast<std::streamsize>(text.size()))) {
+    throw std::runtime_error("cannot read " + name);
+  }
+  return text;
+}
+
+std::string Edit(const std::string& dialect, const std::string& config,
+                 const std::string& template_text) {
+  return tov_template::ParserTemplate(tov_template::GetConfigType(dialect, config))
+      .SetValue("folder", bench::kOldFolder, bench::kNewFolder)
+      .SetTemplate(template_text)
+      .ApplyTemplate()
+      .GetConfig();
+}
+
+// The number of characters that came out.
+std::size_t Run(const std::vector<std::string>& arguments) {
+  if (arguments.size() == 2 && arguments[0] == "floor") {
+    const std::string config = ReadFile(arguments[1]);
+    return bench::CutAndJoin(config).size();
+  }
+  if (arguments.size() == 3) {
+    const std::string config = ReadFile(arguments[1]);
+    return Edit(arguments[0], config, ReadFile(arguments[2])).size();
+  }
+  throw std::invalid_argument("usage: one_edit floor CONFIG | DIALECT CONFIG TEMPLATE");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    std::cout << Run({argv + 1, argv + argc}) << '\n';
+    return 0;
+  } catch (const std::exception& error) {
+    std::cerr << "one_edit: " << error.what() << '\n';
+    return 1;
+  }
+}
