@@ -1089,18 +1089,16 @@ void Template::SectionTune::Tune(Value& section, const Value& line) {
   }
   const std::string text = line.Str();
   const std::string name(str::view::FirstWord(text));
-  if (m_ident_params.count(name) != 0 && !m_sections.empty() && !m_idents.empty()) {
+  if (m_ident_params.count(name) != 0 && !m_sections.empty()) {
     m_idents.top().emplace(name, str::Trim(text));
   }
   const BaseConfig& config = *m_template.m_config;
   if (!config.EndedSection(text) || m_sections.empty()) return;
-  if (!m_idents.empty()) {
-    std::string& opening = m_sections.top()->Str();
-    if (!m_idents.top().empty()) {
-      opening = config.MakeSectionPath(str::Trim(opening), m_idents.top());
-    }
-    m_idents.pop();
+  std::string& opening = m_sections.top()->Str();
+  if (!m_idents.top().empty()) {
+    opening = config.MakeSectionPath(str::Trim(opening), m_idents.top());
   }
+  m_idents.pop();
   m_sections.pop();
 }
 

@@ -354,6 +354,11 @@ TEST(LongBlock, EditsAgreeWithTheModel) {
     if (i % 3 == 1) edits.push_back({"remove", "a {", other, "", ""});
     if (i % 10 == 3) edits.push_back({"append", "a {", "inner {", "", "inner {"});
   }
+  for (int i = 0; i < 60; ++i) {
+    const std::string listen = "listen " + std::to_string(9000 + i * 7 % 60) + ";";
+    edits.insert(edits.begin() + i, {"append", "a {", listen, "", ""});
+    edits.push_back({"remove", "a {", listen, "", ""});
+  }
   const std::string config = "a {\n" + Lines(90, directive) + "}\nb {\n1;\n}";
   Twins<NginxProbe> nginx(config);
   EXPECT_EQ(EditsAgree(nginx, edits), "");

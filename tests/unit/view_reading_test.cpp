@@ -240,6 +240,10 @@ TEST(ViewUpdateSectionPath, MovesTheEntriesAtAndBelowAPath) {
       {"an empty level at the end stands for none: all come to the same path, the last one counts",
        "a {\nx {\n1;\n}\n}", ViewProbe::Path({"a {"}) + kSectionSeparator, "n",
        "n: x { | 1; | }\n"},
+      {"two empty levels at the end: the second one has to be there", "a {\nx {\n1;\n}\n}",
+       ViewProbe::Path({"a {"}) + kSectionSeparator + kSectionSeparator, "n",
+       "a { > x {: x { | 1; | }\n"
+       "n: a { | }\n"},
       {"an unknown path", "a {\n1;\n}", "z {", "b {", "a {: a { | 1; | }\n"},
   };
   for (const Case& c : cases) {
