@@ -38,6 +38,9 @@ namespace tov_template {
 // erased line. No operation reports an error: what cannot be found or is empty makes a call do
 // nothing. Exceptions are those of the dialect and std::bad_alloc; an edit that ends with one may
 // be half done. A view and its dialect are used by one thread at a time.
+//
+// Cost: an edit looks through its block, and no further; edits that go on in a long block look it
+// through a few times only and then cost the logarithm of its length each.
 class ConfigView {
  public:
   using Params = std::map<std::string, std::list<ConfParam>>;
@@ -51,7 +54,8 @@ class ConfigView {
 
   // Reads the lines of `config`, which must not be null, and has the dialect register its unique
   // directives. Blocks that never close and closing lines too many are tolerated. Cost: linear in
-  // the text, times the logarithm of the number of blocks.
+  // the text, times the logarithm of the number of blocks, and in the length of all paths: that of
+  // N blocks within one another grows with the square of N.
   explicit ConfigView(const std::shared_ptr<BaseConfig>& config);
   ConfigView(const ConfigView&) = delete;
   ConfigView& operator=(const ConfigView&) = delete;
@@ -144,6 +148,7 @@ class ConfigView {
     bool IsSteady(const ConfParam& param) const;
   };
 
+  // `Unique` is SectionTree::Unique, whose header builds on this one.
   template <class Unique>
   void RegisterUniqueParams(const Unique& unique);
 
