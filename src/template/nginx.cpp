@@ -1,7 +1,6 @@
 #include "template/nginx.h"
 
 #include <algorithm>
-#include <iterator>
 #include <string_view>
 #include <utility>
 
