@@ -1,6 +1,7 @@
 # The front door. `make demo` and `make test` install the packages they need (Debian) and do the rest.
 
-.PHONY: help demo test asan tsan valgrind coverage fuzz hostile format format-check tidy cppcheck bench clean
+.PHONY: help demo test asan tsan valgrind coverage fuzz hostile format format-check tidy cppcheck bench \
+  instructions clean
 .DEFAULT_GOAL := help
 
 BUILD_PACKAGES = g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libgit2-dev
@@ -28,6 +29,7 @@ help:
 	@echo 'make tidy          run clang-tidy over the library and the program'
 	@echo 'make cppcheck      run cppcheck over everything'
 	@echo 'make bench         time, memory and growth, beside other programs; QUICK=1 for a short run'
+	@echo 'make instructions  has any of three fixed requests become slower by a tenth'
 	@echo 'make clean         remove build/'
 
 demo:
@@ -139,6 +141,13 @@ bench:
 	cp bench/peers/package.json bench/peers/package-lock.json build/bench/peers/
 	npm ci --prefix build/bench/peers --ignore-scripts --no-audit --no-fund
 	bench/run.py $(if $(QUICK),--quick) build/bench $(BENCH_RESULTS)
+
+# Counts instructions: as repeatable as a time is not.
+instructions:
+	cmake/install-packages.sh $(BUILD_PACKAGES) libbenchmark-dev valgrind python3
+	cmake --preset bench
+	cmake --build --preset bench --target one_request
+	bench/instructions.py build/bench
 
 clean:
 	rm -rf build

@@ -1,6 +1,8 @@
 #include "template/section_tree.h"
 
 #include <algorithm>
+#include <functional>
+#include <iterator>
 #include <map>
 #include <utility>
 #include <vector>
@@ -19,7 +21,7 @@ constexpr std::size_t kLargeFamily = 16;
 void Drop(Block* dropped, Block* kept) {
   dropped->kept = kept;
   dropped->lines.clear();
-  dropped->unique.clear();
+  dropped->first_unique.reset();
 }
 
 Block* Current(Block* block) {
@@ -42,6 +44,14 @@ SectionTree::SectionTree() : m_nodes(&m_memory), m_families(&m_memory), m_blocks
 }
 
 // --- Paths ---
+
+std::size_t SectionTree::LevelHash::operator()(const Node* node) const {
+  return std::hash<std::string_view>()(node->level);
+}
+
+bool SectionTree::SameLevel::operator()(const Node* a, const Node* b) const {
+  return a->level == b->level;
+}
 
 bool SectionTree::IsRoot(const Node* node) {
   return node->family == nullptr;
@@ -88,8 +98,10 @@ Node* SectionTree::FindChild(const Node* node, std::string_view level) {
   const Family* const family = node->children;
   if (family == nullptr) return nullptr;
   if (!family->by_level.empty()) {
-    const auto found = family->by_level.find(level);
-    return found == family->by_level.end() ? nullptr : found->second;
+    Node wanted;
+    wanted.level = level;
+    const auto found = family->by_level.find(&wanted);
+    return found == family->by_level.end() ? nullptr : *found;
   }
   Node* child = family->first;
   while (child != nullptr && child->level != level) child = child->next;
@@ -106,12 +118,17 @@ SectionTree::Family* SectionTree::FamilyOf(Node* parent) {
 Node* SectionTree::MakeChild(Node* node, std::string_view level) {
   if (Node* const child = FindChild(node, level)) return child;
   Node& child = m_nodes.emplace_back();
-  if (!level.empty()) {
-    auto* const copy = static_cast<char*>(m_memory.allocate(level.size(), 1));
-    child.level = {std::copy(level.begin(), level.end(), copy) - level.size(), level.size()};
-  }
+  child.level = Kept(level);
   Attach(FamilyOf(node), &child);
   return &child;
+}
+
+// A copy of `level` that lives as long as the tree.
+std::string_view SectionTree::Kept(std::string_view level) {
+  if (level.empty()) return {};
+  auto* const copy = static_cast<char*>(m_memory.allocate(level.size(), 1));
+  std::copy(level.begin(), level.end(), copy);
+  return {copy, level.size()};
 }
 
 void SectionTree::Attach(Family* family, Node* node) {
@@ -122,17 +139,17 @@ void SectionTree::Attach(Family* family, Node* node) {
   family->last = node;
   ++family->size;
   if (!family->by_level.empty()) {
-    family->by_level.emplace(node->level, node);
+    family->by_level.insert(node);
   } else if (family->size == kLargeFamily) {
     for (Node* each = family->first; each != nullptr; each = each->next) {
-      family->by_level.emplace(each->level, each);
+      family->by_level.insert(each);
     }
   }
 }
 
 void SectionTree::Detach(Node* node) {
   Family& family = *node->family;
-  family.by_level.erase(node->level);
+  family.by_level.erase(node);
   (node->previous == nullptr ? family.first : node->previous->next) = node->next;
   (node->next == nullptr ? family.last : node->next->previous) = node->previous;
   --family.size;
@@ -154,7 +171,7 @@ std::string SectionTree::Path(const Node* node) {
 
 Block* SectionTree::OpenBlock(Node* node, const LineIterator& line, bool unique) {
   if (node->block == nullptr) {
-    node->block = &m_blocks.emplace_back(&m_memory);
+    node->block = &m_blocks.emplace_back();
     AddLine(node->block, line, unique);
   }
   return node->block;
@@ -163,7 +180,7 @@ Block* SectionTree::OpenBlock(Node* node, const LineIterator& line, bool unique)
 Block* SectionTree::AddLine(Block* block, const LineIterator& line, bool unique) {
   Block* const current = Current(block);
   current->lines.push_back({line});
-  if (unique) current->unique.push_back(&current->lines.back());
+  if (unique && !current->first_unique) current->first_unique = std::prev(current->lines.end());
   return current;
 }
 
@@ -308,8 +325,8 @@ SectionTree::Unique SectionTree::Release(ConfigView::Params& params, ConfigView:
     }
     if (node->block != nullptr) {
       const auto entry = params.emplace_hint(params.end(), path, std::move(node->block->lines));
-      if (!node->block->unique.empty()) {
-        unique.blocks.emplace_back(&entry->first, &node->block->unique);
+      if (node->block->first_unique) {
+        unique.blocks.push_back({&*entry, *node->block->first_unique});
       }
     }
     if (node->end) {
@@ -325,7 +342,9 @@ SectionTree::Unique SectionTree::Release(ConfigView::Params& params, ConfigView:
     if (!std::is_sorted(begin, steps.end(), by_level)) std::sort(begin, steps.end(), by_level);
   }
   // Seldom not in order yet: a level may go on with a byte that comes before the separator.
-  const auto by_path = [](const auto& a, const auto& b) { return *a.first < *b.first; };
+  const auto by_path = [](const Unique::Lines& a, const Unique::Lines& b) {
+    return a.block->first < b.block->first;
+  };
   if (!std::is_sorted(unique.blocks.begin(), unique.blocks.end(), by_path)) {
     std::sort(unique.blocks.begin(), unique.blocks.end(), by_path);
   }

@@ -8,8 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
-#include <utility>
+#include <unordered_set>
 #include <vector>
 
 #include "template/base_config.h"
@@ -27,17 +26,20 @@ class SectionTree {
   // The lines of a block. Of two blocks that come to the same path one is dropped; `kept` is the
   // other one then.
   struct Block {
-    explicit Block(std::pmr::memory_resource* memory) : unique(memory) {}
-
     std::list<ConfParam> lines;
-    std::pmr::vector<ConfParam*> unique;  // those of its lines that are unique directives
+    std::optional<std::list<ConfParam>::iterator> first_unique;  // that is a unique directive
     Block* kept = nullptr;
   };
 
   // What the maps of the view hold of unique directives.
   struct Unique {
-    // The elements of each block that has any, in the order of the paths. They belong to the tree.
-    std::vector<std::pair<const std::string*, const std::pmr::vector<ConfParam*>*>> blocks;
+    // A block that has any.
+    struct Lines {
+      ConfigView::Params::value_type* block;
+      std::list<ConfParam>::iterator first;  // the first of them
+    };
+
+    std::vector<Lines> blocks;  // in the order of the paths
     std::vector<ConfigView::Places::value_type*> ends;
   };
 
@@ -80,6 +82,13 @@ class SectionTree {
   Unique Release(ConfigView::Params& params, ConfigView::Places& ends);
 
  private:
+  struct LevelHash {
+    std::size_t operator()(const Node* node) const;
+  };
+  struct SameLevel {
+    bool operator()(const Node* a, const Node* b) const;
+  };
+
   // The paths one level below a path. It can change hands as a whole.
   struct Family {
     Family(Node* of, std::pmr::memory_resource* memory) : parent(of), by_level(memory) {}
@@ -90,7 +99,7 @@ class SectionTree {
     std::size_t size = 0;
 
     // By their levels; none while they are few.
-    std::pmr::unordered_map<std::string_view, Node*> by_level;
+    std::pmr::unordered_set<Node*, LevelHash, SameLevel> by_level;
   };
 
   static bool IsRoot(const Node* node);
@@ -99,6 +108,7 @@ class SectionTree {
   Node* DescendTrimmed(Node* parent, const std::string& level);
   static Node* FindChild(const Node* node, std::string_view level);
   Node* MakeChild(Node* node, std::string_view level);
+  std::string_view Kept(std::string_view level);
   static void Attach(Family* family, Node* node);
   static void Detach(Node* node);
   static std::string Path(const Node* node);

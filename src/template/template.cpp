@@ -252,13 +252,13 @@ void ConfigView::RegisterUniqueParams(const Unique& unique) {
   PlaceIndex ends;  // on unique lines: no other is erased here
   for (Places::value_type* const end : unique.ends) ends.Add(*end);
 
-  for (const auto& [section, params] : unique.blocks) {
-    for (ConfParam* const param : *params) {
+  for (const auto& [block, first] : unique.blocks) {
+    for (auto param = first; param != block->second.end(); ++param) {
       if (!m_config->IsUniqueParam(*param->m_line)) continue;
       const std::string* const line = Address(param->m_line);
       const LineIterator before = Before(param->m_line);
       LineIterator pos = param->m_line;
-      param->m_line = m_config->RegisterUniqueParam(*section, pos);
+      param->m_line = m_config->RegisterUniqueParam(block->first, pos);
       if (Address(param->m_line) == line) continue;
       follow(line, *param);
       for (Places::value_type* const end : ends.Take(line)) {
