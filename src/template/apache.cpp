@@ -81,6 +81,10 @@ void Apache::ChangeUniqueParam(const std::string& section, LineIterator& pos,
   m_parse_huge_param.Change(section, pos, text, removed);
 }
 
+LineIterator Apache::SharedLine(const std::string& section, const std::string& text) {
+  return IsOptions(text) ? m_parse_options.MergedLine(section) : m_lines.end();
+}
+
 std::vector<LineIterator> Apache::RegisteredLines() const {
   std::vector<LineIterator> lines;
   m_parse_options.AddLines(lines);
@@ -135,6 +139,11 @@ void Apache::ParseOptions::Remove(const std::string& section, const std::string&
   m_positions[section].clear();
   words.clear();
   merged->second->clear();
+}
+
+LineIterator Apache::ParseOptions::MergedLine(const std::string& section) const {
+  const auto merged = m_merged_lines.find(section);
+  return merged == m_merged_lines.end() ? m_apache->m_lines.end() : merged->second;
 }
 
 void Apache::ParseOptions::Forget(const LineIterator& line) {

@@ -48,6 +48,9 @@ class Apache : public LineListConfig {
     // becomes an empty line, which is not written back. Does nothing for a block without the line.
     void Remove(const std::string& section, const std::string& text, bool flag);
 
+    // The block's line, or no line.
+    LineIterator MergedLine(const std::string& section) const;
+
     // Drops what refers to `line`, which is about to be erased: the words of its block as well.
     void Forget(const LineIterator& line);
 
@@ -160,6 +163,8 @@ class Apache : public LineListConfig {
   // The directive's name for a line whose first word is "SSLProtocol" or "SSLCipherSuite"; for
   // "php_admin_value" the name and the setting's name, joined by a blank; any other line unchanged.
   std::string GetKeyFieldConstParam(const std::string& line) const override;
+
+  LineIterator SharedLine(const std::string& section, const std::string& text) override;
 
   std::vector<LineIterator> RegisteredLines() const override;
 

@@ -41,4 +41,8 @@ void BaseConfig::ChangeUniqueParam(const std::string& /*section*/, LineIterator&
                                    const std::string& /*text*/,
                                    std::list<LineIterator>& /*removed*/) {}
 
+LineIterator BaseConfig::SharedLine(const std::string& /*section*/, const std::string& /*text*/) {
+  return GetList()->end();
+}
+
 }  // namespace tov_template

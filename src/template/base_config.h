@@ -110,6 +110,11 @@ class BaseConfig {
   // The text by which such a directive is found. For any other line the line itself, unchanged.
   virtual std::string GetKeyFieldConstParam(const std::string& line) const = 0;
 
+  // The line of the block `section` that holds the values of the unique directive `text` together
+  // with those of others, and is written anew when they change; no line when there is none.
+  // Default: there are no such lines.
+  virtual LineIterator SharedLine(const std::string& section, const std::string& text);
+
  private:
   std::string m_conf_text;
 };

@@ -11,6 +11,7 @@
 #include <unordered_set>
 
 #include "template/base_config.h"
+#include "template/edit_observer.h"
 #include "template/line_finder.h"
 #include "template/line_index.h"
 #include "template/place_index.h"
@@ -99,6 +100,10 @@ class ConfigView {
   // "listen 80" finds "listen 8080;". The end of `params` when there is none.
   std::list<ConfParam>::iterator FindParam(std::list<ConfParam>& params, const std::string& key);
 
+  // Has the edits from now on told to `observer`, which must live as long as they are made; null
+  // for nobody. Reading is not told.
+  void SetObserver(EditObserver* observer);
+
   // `text` trimmed, without one terminator of the dialect at its end, and trimmed again.
   std::string TrimTerm(std::string text);
 
@@ -111,6 +116,9 @@ class ConfigView {
   void UpdateSectionPath(Map& map, const std::string& old_path, const std::string& new_path);
 
   const std::shared_ptr<BaseConfig> m_config;
+
+  // Never null.
+  EditObserver* m_observer;
 
   // The dialect's lines; their end stands for no line.
   std::list<std::string>* const m_lines;
@@ -179,6 +187,12 @@ class ConfigView {
   void EraseLines(const LineIterator& first, const LineIterator& last, const LineSet& dropped);
   void Forget(const LineIterator& first, const LineIterator& last);
   void ForgetIndexes();
+
+  // What the dialect does to lines of unique directives
+  template <class Edit>
+  void ReportSharedLine(const std::string& section, const std::string& param, Edit edit);
+  template <class Make>
+  void ReportNewLines(const LineIterator& pos, Make make);
 
   // One kind of edit each
   void MakeBlock(const std::string& section, const std::string& param);

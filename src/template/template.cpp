@@ -217,8 +217,17 @@ class ConfigView::Reader {
   std::vector<std::map<std::string, std::string>> m_idents;  // of each open block
 };
 
+namespace {
+
+EditObserver* Nobody() {
+  static EditObserver nobody;
+  return &nobody;
+}
+
+}  // namespace
+
 ConfigView::ConfigView(const std::shared_ptr<BaseConfig>& config)
-    : m_config(config), m_lines(config->GetList()) {
+    : m_config(config), m_observer(Nobody()), m_lines(config->GetList()) {
   Reader reader(*config);
   reader.Read(*m_lines);
   RegisterUniqueParams(reader.Release(m_params, m_ends));
@@ -364,6 +373,10 @@ std::string ConfigView::TrimTerm(std::string text) {
   return text;
 }
 
+void ConfigView::SetObserver(EditObserver* observer) {
+  m_observer = observer == nullptr ? Nobody() : observer;
+}
+
 // --- View: references to lines ---
 
 // When a line is erased, all that refers to it forgets it first: elements go, places move to the
@@ -468,6 +481,7 @@ void ConfigView::Forget(const LineIterator& first, const LineIterator& last) try
   IndexPlaces();
   const LineIterator before = Before(first);
   for (LineIterator line = first; line != last; ++line) {
+    m_observer->Erasing(line);
     if (IsLine(before)) {
       m_end_index->Move(line, before);
       m_created_index->Move(line, before);
@@ -512,6 +526,7 @@ void ConfigView::MakeBlock(const std::string& section, const std::string& param)
   LineIterator pos;
   if (!AdvanceCreated(parent, pos)) pos = InsertionPoint(parent);
   const LineIterator line = m_config->AppendParam(pos, param);
+  m_observer->Added(line);
   ParamList& params = m_params[section];
   AddParam(params, params.end(), line);
   SetPlace(m_ends, m_end_index, section, line);
@@ -520,10 +535,31 @@ void ConfigView::MakeBlock(const std::string& section, const std::string& param)
   }
 }
 
+// Calls `edit`, which may write a line anew that holds the values of `param` with others.
+template <class Edit>
+void ConfigView::ReportSharedLine(const std::string& section, const std::string& param, Edit edit) {
+  const LineIterator line = m_config->SharedLine(section, param);
+  const std::string before = IsLine(line) ? *line : std::string();
+  edit();
+  if (IsLine(line)) m_observer->Changed(line, before);
+}
+
+// Calls `make`, which may make lines before `pos`.
+template <class Make>
+void ConfigView::ReportNewLines(const LineIterator& pos, Make make) {
+  const LineIterator before = Before(pos);
+  make();
+  LineIterator line = IsLine(before) ? std::next(before) : m_lines->begin();
+  for (; line != pos; ++line) m_observer->Added(line);
+}
+
 void ConfigView::AppendUnique(const std::string& section, ParamList& params,
                               const std::string& param) {
   const LineIterator pos = InsertionPoint(section);
-  const LineIterator line = m_config->AppendUniqueParam(section, pos, param);
+  LineIterator line = pos;
+  ReportSharedLine(section, param, [&] {
+    ReportNewLines(pos, [&] { line = m_config->AppendUniqueParam(section, pos, param); });
+  });
   if (line != pos) {
     AddParam(params, params.end(), line);
     SetPlace(m_ends, m_end_index, section, line);
@@ -533,12 +569,17 @@ void ConfigView::AppendUnique(const std::string& section, ParamList& params,
 
 void ConfigView::AppendOrdinary(const std::string& section, ParamList& params,
                                 const std::string& param, const std::string& key) {
-  if (FindOwn(params, TrimTerm(key)) != params.end()) return;
-  if (FindOwn(params, TrimTerm(param)) != params.end()) return;
+  for (const std::string& beginning : {TrimTerm(key), TrimTerm(param)}) {
+    const auto found = FindOwn(params, beginning);
+    if (found == params.end()) continue;
+    m_observer->Found(found->m_line);
+    return;
+  }
   LineIterator pos;
   if (!AdvanceCreated(section, pos)) pos = InsertionPoint(section);
   const auto last = std::prev(params.end());
   const LineIterator line = m_config->AppendParam(pos, param);
+  m_observer->Added(line);
   AddParam(params, EndsBlock(last->m_line) ? last : params.end(), line);
   LOG_DEBUG("append param '%s'", str::Trim(param).c_str());
   SetPlace(m_ends, m_end_index, section, line);
@@ -571,7 +612,8 @@ void ConfigView::RemoveParam(const std::string& section, const std::string& para
 void ConfigView::RemoveUnique(const std::string& section, ParamList& params,
                               const std::string& param, bool part_key) {
   std::list<LineIterator> removed;
-  m_config->RemoveUniqueParam(section, param, part_key, removed);
+  ReportSharedLine(section, param,
+                   [&] { m_config->RemoveUniqueParam(section, param, part_key, removed); });
   EraseHandedBack(params, removed, true);
 }
 
@@ -651,6 +693,7 @@ void ConfigView::RemoveEmptySections() {
     const LineIterator first = block->second.front().m_line;
     const LineIterator last = block->second.back().m_line;
     LOG_DEBUG("Remove empty section '%s'", str::Trim(*first).c_str());
+    m_observer->RemovingEmptyBlock(block->first);
     LineSet dropped;
     block = DropBlock(block, dropped);
     EraseLines(first, std::next(last), dropped);
@@ -693,7 +736,9 @@ void ConfigView::ChangeOrdinary(const std::string& section, ParamList& params,
   if (m_config->IsUniqueParam(*line)) m_disguised.insert(&*line);
   const std::string marker = m_config->GetCommentChar();
   const std::string comment = SeparateParam(*line, marker).m_comment;
+  const std::string before = *line;
   m_config->ChangeParam(line, str::Append(new_param, comment, marker));
+  m_observer->Changed(line, before);
   if (m_lines_shared) {
     m_finder.Clear();
   } else {
@@ -709,7 +754,7 @@ void ConfigView::ChangeUnique(const std::string& section, ParamList& params,
                               const std::string& new_param) {
   LineIterator last = params.back().m_line;
   std::list<LineIterator> removed;
-  m_config->ChangeUniqueParam(section, last, new_param, removed);
+  ReportNewLines(last, [&] { m_config->ChangeUniqueParam(section, last, new_param, removed); });
   if (last != params.back().m_line) {
     params.back().m_line = last;
     m_lines_shared = true;
@@ -942,22 +987,32 @@ Statement StatementOf(std::string_view line) {
 // with the position up to which it has been read.
 class Template::Source {
  public:
-  explicit Source(const std::string& text) { Insert(text); }
+  explicit Source(const std::string& text) { Insert(text, {}); }
 
   // Moves to the next line. False at the end.
   bool Next(std::string& line) {
     while (!m_texts.empty() && m_texts.back().unread.empty()) m_texts.pop_back();
     if (m_texts.empty()) return false;
-    line = str::view::GetWord(m_texts.back().unread, '\n');
+    Text& text = m_texts.back();
+    line = str::view::GetWord(text.unread, '\n');
+    ++text.place.line;
     return true;
   }
+
+  // Of the line that Next has moved to.
+  const Place& GetPlace() const { return m_texts.back().place; }
 
   // Puts the trimmed content of the file `path` before what is unread.
   void Import(const std::string& path) {
     if (!m_imported.insert(path).second) {
       throw tov_err::Error("template", "circular_import").add_param("filename", path, kParamAccess);
     }
-    Insert(str::Trim(tov_file::ReadE(path)));
+    const std::string text = tov_file::ReadE(path);
+    const std::string trimmed = str::Trim(text);
+    const std::string_view leading(text.data(), text.find(trimmed));
+    const auto lines_before = std::count(leading.begin(), leading.end(), '\n');
+    Insert(trimmed,
+           {std::make_shared<const std::string>(path), static_cast<std::size_t>(lines_before)});
   }
 
  private:
@@ -966,12 +1021,13 @@ class Template::Source {
   struct Text {
     std::unique_ptr<const std::string> text;
     std::string_view unread;
+    Place place;  // of the line read last
   };
 
-  void Insert(const std::string& text) {
+  void Insert(const std::string& text, Place before_it) {
     auto copy = std::make_unique<const std::string>(text);
     const std::string_view unread = *copy;
-    m_texts.push_back({std::move(copy), unread});
+    m_texts.push_back({std::move(copy), unread, std::move(before_it)});
   }
 
   std::vector<Text> m_texts;
@@ -1009,7 +1065,7 @@ void Template::SetTemplate(const std::string& text) {
         ReadImport(line, source);
         break;
       case Statement::kNone:
-        ReadLine(line, tape);
+        ReadLine(line, source.GetPlace(), tape);
         break;
     }
   }
@@ -1057,12 +1113,12 @@ void Template::ReadImport(const std::string& line, Source& source) const {
   source.Import(path);
 }
 
-void Template::ReadLine(const std::string& line, const BoolStackTape& tape) {
+void Template::ReadLine(const std::string& line, const Place& place, const BoolStackTape& tape) {
   std::string_view rest = line;
   if (str::view::StartsWith(str::view::Trim(rest), kComment)) return;
   const std::string text(str::view::GetWord(rest, kComment));
   const std::string opening = m_config->StartsSection(text) ? str::Trim(text) : std::string();
-  m_actions.push_back({Parse(text), Parse(opening), tape.Enabled()});
+  m_actions.push_back({Parse(text), Parse(opening), tape.Enabled(), place});
 }
 
 // --- Template: identities of blocks ---
@@ -1106,9 +1162,11 @@ void Template::SectionTune::Tune(Value& section, const Value& line) {
 
 void Template::ApplyTemplate(bool append) {
   std::string path;
+  std::size_t number = 0;
   for (TemplateActionItem& item : m_actions) {
     const bool opens = !item.m_section.m_value.Str().empty();
     if (opens) EnterSection(item.m_section, path);
+    m_observer->ItemBegins(number++, path);
     if (!item.m_enabled) {
       if (!append) RemoveItem(item.m_param, path);
     } else if (opens || append) {

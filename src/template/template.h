@@ -1,6 +1,7 @@
 // A parsed template over the view of a configuration.
 #pragma once
 
+#include <cstddef>
 #include <deque>
 #include <list>
 #include <map>
@@ -41,12 +42,19 @@ class Template : public ConfigView {
     bool m_const = false;     // found by the directive's name alone; false: by its text
   };
 
+  // Where a line of the template stands.
+  struct Place {
+    std::shared_ptr<const std::string> file;  // the imported file's path; null: the template itself
+    std::size_t line = 0;                     // from 1
+  };
+
   // One line of the template that is not a statement.
   struct TemplateActionItem {
     ParseValues m_param;  // the line
     ParseValues
         m_section;  // the same trimmed, when it opens a block: the block's identity; else ""
     bool m_enabled = true;  // its branch was taken; false: the line has to go
+    Place m_place;
   };
 
   // Gives the openers of blocks the identity that the configuration's blocks have: walks the items
@@ -114,7 +122,7 @@ class Template : public ConfigView {
   void ReadElif(const std::string& line, BoolStackTape& tape) const;
   void ReadIf(const std::string& line, BoolStackTape& tape) const;
   void ReadImport(const std::string& line, Source& source) const;
-  void ReadLine(const std::string& line, const BoolStackTape& tape);
+  void ReadLine(const std::string& line, const Place& place, const BoolStackTape& tape);
   void TuneSections();
 
   void EnterSection(ParseValues& section, std::string& path) const;
