@@ -4,6 +4,7 @@
 
 #include "cli/command.h"
 #include "cli/diff.h"
+#include "cli/edit.h"
 #include "cli/request.h"
 
 namespace cli {
@@ -22,21 +23,9 @@ struct ApplyRequest : Request {
   bool diff = false;
 };
 
-bool EndsWithNewline(const std::string& text) {
-  return !text.empty() && text.back() == '\n';
-}
-
-// The library drops the final newline with the blank lines. Putting blank lines back would take
-// knowing which lines are old: they stay dropped.
-std::string Edit(const Request& request, const std::string& config) {
-  std::string edited = MakeParser(request, config).ApplyTemplate().GetConfig();
-  if (EndsWithNewline(config)) edited += '\n';
-  return edited;
-}
-
 std::string Run(const ApplyRequest& request) {
   const std::string config = ReadConfig(request);
-  const std::string edited = Edit(request, config);
+  const std::string edited = Edit(request, config, ConfigName(request)).text;
   return request.diff ? UnifiedDiff(config, edited, ConfigName(request)) : edited;
 }
 
