@@ -83,6 +83,8 @@ int Run(int argc, char** argv) {
 int main(int argc, char** argv) {
   try {
     return cli::Run(argc, argv);
+  } catch (const cli::Failure& failure) {
+    return cli::Report(failure.exit_code(), failure.what());
   } catch (const std::bad_alloc&) {
     return cli::Report(cli::kFailed, "out of memory");
   } catch (const std::exception& error) {

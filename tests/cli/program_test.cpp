@@ -67,7 +67,7 @@ void ExpectText(const Outcome& outcome, const std::string& text) {
 void ExpectFailure(const Outcome& outcome, const std::string& message) {
   EXPECT_EQ(outcome.err, "qeltemplate: " + message + "\n");
   EXPECT_EQ(outcome.out, "");
-  EXPECT_EQ(outcome.exit_code, 1);
+  EXPECT_EQ(outcome.exit_code, 3);
 }
 
 std::string ServerNamed(const std::string& name) {
