@@ -3,12 +3,8 @@
 
 #include <unistd.h>
 
-#include <cerrno>
 #include <string>
-#include <system_error>
 #include <utility>
-
-#include "cli/failure.h"
 
 namespace cli {
 
@@ -32,15 +28,14 @@ class Descriptor {
   int m_number = -1;
 };
 
+// All that is in the file that `opened` stands for, wherever it has been read up to. Throws Failure
+// about `name`.
+std::string ReadFromStart(const Descriptor& opened, const std::string& name);
+
 // The system's words for `error`.
-inline std::string SystemMessage(int error) {
-  return std::generic_category().message(error);
-}
+std::string SystemMessage(int error);
 
 // Throws Failure about `name` with the system's words for errno, behind `problem` if given.
-[[noreturn]] inline void FailBySystem(const std::string& name, const std::string& problem = "") {
-  const std::string message = SystemMessage(errno);
-  throw Failure(name, problem.empty() ? message : problem + ": " + message);
-}
+[[noreturn]] void FailBySystem(const std::string& name, const std::string& problem = "");
 
 }  // namespace cli

@@ -22,6 +22,8 @@ enum ExitCode : int {
 class Failure : public std::runtime_error {
  public:
   Failure(const std::string& file, const std::string& problem) : Failure(file, problem, kFailed) {}
+  explicit Failure(const std::string& message)
+      : std::runtime_error(message), m_exit_code(kFailed) {}
 
   // What the program exits with.
   ExitCode exit_code() const { return m_exit_code; }

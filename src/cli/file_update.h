@@ -88,12 +88,12 @@ class FileUpdate {
   // Threads may read and replace different files at the same time. Throws Failure.
   void Replace(std::size_t file, std::string text);
 
-  // Carries out what Replace was told, and lets go of the locks. When there is nothing to change,
-  // no file is touched and no command run. May be called once.
+  // Carries out what Replace was told. When there is nothing to change, no file is touched and no
+  // command run. May be called once; the locks are held as long as this object lives.
   //
-  // Throws ServerRefusal when a command refuses, and Failure for everything
-  // else. Then all files and backups are what they were before; where one cannot be put back, the
-  // message says which, and where its old content is.
+  // Throws ServerRefusal when a command refuses, and Failure for everything else. Then all files
+  // and backups are what they were before; where one cannot be put back, the message says which,
+  // and where its old content is.
   void Commit(const UpdateOptions& options);
 
  private:
@@ -104,6 +104,8 @@ class FileUpdate {
 
   FileUpdate(const std::vector<std::string>& names, std::chrono::milliseconds lock_wait,
              LockedFile::Missing missing);
+
+  void ExpectFreeForBackups(const std::string& suffix) const;
 
   std::vector<File> m_files;
 };
