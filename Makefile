@@ -4,7 +4,7 @@
 .DEFAULT_GOAL := help
 
 BUILD_PACKAGES = g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libgit2-dev \
-  libacl1-dev libattr1-dev
+  libacl1-dev libattr1-dev libutfcpp-dev libyaml-cpp-dev
 DEMO_PACKAGES = $(BUILD_PACKAGES) nginx apache2-bin openssl
 TEST_PACKAGES = $(BUILD_PACKAGES) googletest librapidcheck-dev patch locales \
   nginx libnginx-mod-stream libnginx-mod-mail libnginx-mod-http-lua apache2-bin openssl \
