@@ -89,8 +89,7 @@ std::set<Place> PlacesIn(const std::string& output, const std::vector<JudgedFile
 }  // namespace
 
 std::string ExplainedOutput(const std::string& output, const std::vector<JudgedFile>& files) {
-  const std::size_t last = output.find_last_not_of("\r\n");
-  std::string explained = output.substr(0, last + 1);
+  std::string explained = output;
   for (const auto& [file, line] : PlacesIn(output, files)) {
     explained += '\n' + files[file].name + ':' + std::to_string(line) + ": " +
                  LineOf(files[file].text, line);

@@ -15,8 +15,7 @@ struct JudgedFile {
 
 // The server's `output`, and below it each line of the files that it complains about, as
 // "NAME:LINE: text". Understood are "in PATH:LINE" of nginx and "on line LINE of PATH" of httpd,
-// where PATH may lead to the file over symbolic links. Line ends at the end of `output` are
-// dropped.
+// where PATH may lead to the file over symbolic links.
 std::string ExplainedOutput(const std::string& output, const std::vector<JudgedFile>& files);
 
 }  // namespace cli

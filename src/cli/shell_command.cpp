@@ -79,6 +79,7 @@ CommandResult RunInShell(const std::string& command, const sigset_t& signals) {
   if (!output) FailBySystem(command, "cannot be run");
   const int status = WaitFor(Spawn(command, output, signals), command);
   CommandResult result = {Described(status), ReadFromStart(output, command)};
+  result.output.erase(result.output.find_last_not_of("\r\n") + 1);
   if (WIFEXITED(status) &&
       (WEXITSTATUS(status) == kCannotBeExecuted || WEXITSTATUS(status) == kNotFound)) {
     throw Failure(command, "cannot be run: " + result.output);

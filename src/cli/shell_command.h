@@ -10,7 +10,8 @@ struct CommandResult {
   bool Succeeded() const { return end.empty(); }
 
   std::string end;     // "" for exit status 0, else how it ended: "exit status 1", "Terminated"
-  std::string output;  // of both kinds, in the order of writing
+  // Of both kinds, in the order of writing, without the line ends at its end.
+  std::string output;
 };
 
 // Runs `command` by /bin/sh, with nothing to read and with the signal mask `signals`, and waits for

@@ -2,21 +2,19 @@
 
 #include "cli/file_update.h"
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/file.h>
 #include <sys/xattr.h>
 
+#include <algorithm>
 #include <array>
 #include <filesystem>
 #include <functional>
 #include <string>
 #include <vector>
 
-#include "cli/descriptor.h"
 #include "cli/failure.h"
-#include "update/update_sandbox.h"
+#include "update/update_test.h"
 
 namespace {
 
@@ -26,64 +24,10 @@ using cli::ServerRefusal;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsSupersetOf;
-using testing::StartsWith;
 using std::string_literals::operator""s;
 using Words = std::vector<std::string>;
 
-class FileUpdates : public testing::Test {
- protected:
-  FileUpdates() { m_sandbox.Write("a", "old\n"); }
-
-  std::string PathOf(const std::string& name) const { return m_sandbox.PathOf(name); }
-
-  // The update of these files, each of which is to hold `text`.
-  FileUpdate To(const std::string& text, const Words& names) const {
-    Words paths;
-    for (const std::string& name : names) paths.push_back(PathOf(name));
-    FileUpdate update(paths, std::chrono::milliseconds(0));
-    for (std::size_t i = 0; i < update.Size(); ++i) update.Replace(i, text);
-    return update;
-  }
-
-  void Commit(const std::string& text, const Words& names,
-              const cli::UpdateOptions& options = {}) const {
-    To(text, names).Commit(options);
-  }
-
-  // The message without the sandbox's directory.
-  template <typename Exception>
-  std::string MessageOf(const std::function<void()>& step) const {
-    try {
-      step();
-    } catch (const Exception& exception) {
-      return WithoutDirectory(exception.what());
-    }
-    return "nothing was thrown";
-  }
-
-  std::string WithoutDirectory(std::string text) const {
-    const std::string directory = PathOf("");
-    for (std::size_t at = text.find(directory); at != std::string::npos;
-         at = text.find(directory)) {
-      text.erase(at, directory.size());
-    }
-    return text;
-  }
-
-  UpdateSandbox m_sandbox;
-};
-
-cli::UpdateOptions WithBackup(const std::string& suffix) {
-  return {suffix, "", ""};
-}
-
-cli::UpdateOptions WithCheck(const std::string& check) {
-  return {std::nullopt, check, ""};
-}
-
-cli::UpdateOptions WithReload(const std::string& reload) {
-  return {std::nullopt, "", reload};
-}
+using FileUpdates = UpdateTest;
 
 // --- Replacing ---
 
