@@ -184,9 +184,9 @@ class Run {
     SayGuesses();
     if (m_names.size() == 1 && m_results[0].failure) std::rethrow_exception(m_results[0].failure);
     const ExitCode failed = ReportFailures();
+    if (failed == kDone && m_update) m_update->Commit(UpdateFor(m_results[0].dialect));
     SaySummary();
     if (failed != kDone && m_options.in_place) Say("nothing is written: all files or none");
-    if (failed == kDone && m_update) m_update->Commit(UpdateFor(m_results[0].dialect));
     return {TakeOutput(),
             failed == kDone && m_options.exit_code && AnyChanged() ? kChanged : failed};
   }

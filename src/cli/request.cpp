@@ -226,7 +226,7 @@ tov_template::ParserTemplate MakeParser(const Request& request, const std::strin
 }
 
 std::string DialectOf(const std::string& text, const std::string& name) {
-  const std::string dialect = GuessDialect(text);
+  std::string dialect = GuessDialect(text);
   if (!dialect.empty()) return dialect;
   throw Failure(name, "its language cannot be told from the text; name it by --dialect (" +
                           KnownDialects() + ")");
