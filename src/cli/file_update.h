@@ -7,10 +7,11 @@
 //
 // Each changed file NAME is written anew beside itself, as ".NAME.qeltemplate-new": a name that
 // "include sites/*" does not read. It gets the owner, the mode, the ACL and the extended attributes
-// of NAME (but those that /etc/xattr.conf says not to copy), is flushed to the disk and renamed to
-// NAME. The old file is kept as ".NAME.qeltemplate-old" until all is well; a backup goes the same
-// way as ".NAME.qeltemplate-new-backup" and ".NAME.qeltemplate-old-backup". A symbolic link is
-// followed: all this happens beside the file that it leads to, and the link stays.
+// of NAME, but those that /etc/xattr.conf says not to copy; where the user may not set one, the
+// update fails. It is flushed to the disk and renamed to NAME. The old file is kept as
+// ".NAME.qeltemplate-old" until all is well; a backup goes the same way as
+// ".NAME.qeltemplate-new-backup" and ".NAME.qeltemplate-old-backup". A symbolic link is followed:
+// all this happens beside the file that it leads to, and the link stays.
 //
 // Signals: SIGINT, SIGTERM and SIGHUP wait until Commit is through. They reach the commands that it
 // runs, so that Ctrl-C stops a check, which then counts as refused.

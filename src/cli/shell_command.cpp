@@ -42,14 +42,14 @@ class SpawnSettings {
   posix_spawnattr_t m_attributes;
 };
 
-pid_t Spawn(std::string command, const Descriptor& output, const sigset_t& signals) {
-  std::string shell = "sh";
-  std::string option = "-c";
-  const std::array<char*, 4> words = {shell.data(), option.data(), command.data(), nullptr};
+pid_t Spawn(const std::string& command, const Descriptor& output, const sigset_t& signals) {
+  std::array<std::string, 3> words = {"sh", "-c", command};
+  const std::array<char*, 4> arguments = {words[0].data(), words[1].data(), words[2].data(),
+                                          nullptr};
   const SpawnSettings settings(output, signals);
   pid_t child = 0;
   const int error = posix_spawn(&child, "/bin/sh", settings.Files(), settings.Attributes(),
-                                words.data(), environ);
+                                arguments.data(), environ);
   if (error != 0) throw Failure(command, "cannot be run: " + SystemMessage(error));
   return child;
 }

@@ -9,7 +9,9 @@ namespace cli {
 struct CommandResult {
   bool Succeeded() const { return end.empty(); }
 
-  std::string end;     // "" for exit status 0, else how it ended: "exit status 1", "Terminated"
+  // "" for exit status 0, else how it has ended: "exit status 1", "Terminated".
+  std::string end;
+
   // Of both kinds, in the order of writing, without the line ends at its end.
   std::string output;
 };

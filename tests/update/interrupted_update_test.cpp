@@ -49,17 +49,15 @@ class Interrupted : public testing::Test {
 
   // Runs the update under strace, with its option `trace`. Not with the leak detector, which cannot
   // be traced.
-  Outcome RunTraced(const std::string& trace, const Words& options) const {
-    Words arguments = options;
-    arguments.insert(arguments.end(), {"new", "a", "b"});
+  Outcome RunTraced(const std::string& trace, const Words& arguments) const {
     return m_sandbox.Append(arguments, {"env", "ASAN_OPTIONS=detect_leaks=0", "strace", "-qq", "-o",
                                         "../trace", "-e", trace});
   }
 
   // Lets "SYSTEM-CALL:WHAT" happen to the call of that number.
   Outcome RunInjected(const std::string& name, const std::string& what, int number,
-                      const Words& options) const {
-    return RunTraced("inject=" + name + ':' + what + ":when=" + std::to_string(number), options);
+                      const Words& arguments) const {
+    return RunTraced("inject=" + name + ':' + what + ":when=" + std::to_string(number), arguments);
   }
 
   struct Calls {
@@ -69,9 +67,9 @@ class Interrupted : public testing::Test {
 
   // What the update calls from its first lock on, by their numbers. Not what is for memory, which
   // nobody else sees.
-  std::map<std::string, Calls> SystemCalls(const Words& options) const {
+  std::map<std::string, Calls> SystemCalls(const Words& arguments) const {
     MakeFiles();
-    RunTraced("trace=!%memory,execve", options);
+    RunTraced("trace=!%memory,execve", arguments);
     std::map<std::string, Calls> calls;
     std::istringstream trace(m_sandbox.Read("../trace"));
     bool has_lock = false;
@@ -130,34 +128,13 @@ class Interrupted : public testing::Test {
     EXPECT_THAT(m_sandbox.Names("sites"), ElementsAre("b", "b~"));
   }
 
-  UpdateSandbox m_sandbox;
-};
-
-struct Case {
-  Words options;
-  bool has_backup;
-  bool is_accepted;
-};
-
-const Case kCases[] = {
-    {{}, false, true},
-    {{"--backup=~"}, true, true},
-    {{"--check=true"}, false, true},
-    {{"--check=grep -q new {}"}, false, true},
-    {{"--backup=~", "--check=true", "--reload=true"}, true, true},
-    {{"--backup=~", "--check=false"}, true, false},
-    {{"--backup=~", "--reload=false"}, true, false},
-};
-
-TEST_F(Interrupted, KilledAtAnyCallEachFileIsOldOrNew) {
-  for (const auto& [options, has_backup, is_accepted] : kCases) {
-    SCOPED_TRACE(testing::PrintToString(options));
+  void KillAtEachCall(const Words& update, bool has_backup) const {
     std::set<std::string> seen;
-    for (const auto& [name, calls] : SystemCalls(options)) {
+    for (const auto& [name, calls] : SystemCalls(update)) {
       for (int number = calls.first; number <= calls.last; ++number) {
         SCOPED_TRACE("killed at " + name + ", call " + std::to_string(number));
         MakeFiles();
-        EXPECT_EQ(RunInjected(name, "signal=KILL", number, options).exit_code, -1);
+        EXPECT_EQ(RunInjected(name, "signal=KILL", number, update).exit_code, -1);
         seen.insert(m_sandbox.Read("a") + m_sandbox.Read("sites/b"));
         ExpectWhole("a", has_backup, "");
         ExpectWhole("sites/b", has_backup, kEarlier);
@@ -169,33 +146,94 @@ TEST_F(Interrupted, KilledAtAnyCallEachFileIsOldOrNew) {
     EXPECT_THAT(seen, IsSupersetOf({std::string(kOld) + kOld, std::string(kNew) + kOld,
                                     std::string(kNew) + kNew}));
   }
+
+  UpdateSandbox m_sandbox;
+};
+
+// The words for an update of both files.
+Words UpdateWith(Words options) {
+  options.insert(options.end(), {"new", "a", "b"});
+  return options;
 }
 
-TEST_F(Interrupted, WhenACallFailsAllFilesAreOldOrAllAreNew) {
+struct Case {
+  const char* name;
+  Words options;
+  bool has_backup;
+};
+
+class Accepted : public Interrupted, public testing::WithParamInterface<Case> {};
+class Refused : public Interrupted, public testing::WithParamInterface<Case> {};
+
+const Case kAccepted[] = {
+    {"Plain", {}, false},
+    {"Backup", {"--backup=~"}, true},
+    {"CheckInPlace", {"--check=true"}, false},
+    {"CheckOfStaged", {"--check=grep -q new {}"}, false},
+    {"Everything", {"--backup=~", "--check=true", "--reload=true"}, true},
+};
+
+const Case kRefused[] = {
+    {"Check", {"--backup=~", "--check=false"}, true},
+    {"Reload", {"--backup=~", "--reload=false"}, true},
+};
+
+std::string NameOf(const testing::TestParamInfo<Case>& info) {
+  return info.param.name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Updates, Accepted, testing::ValuesIn(kAccepted), NameOf);
+INSTANTIATE_TEST_SUITE_P(Updates, Refused, testing::ValuesIn(kRefused), NameOf);
+
+TEST_P(Accepted, KilledAtAnyCallEachFileIsOldOrNew) {
+  KillAtEachCall(UpdateWith(GetParam().options), GetParam().has_backup);
+}
+
+TEST_P(Refused, KilledAtAnyCallEachFileIsOldOrNew) {
+  KillAtEachCall(UpdateWith(GetParam().options), GetParam().has_backup);
+}
+
+TEST_P(Accepted, WhenACallFailsAllFilesAreOldOrAllAreNew) {
   const std::set<std::string> calls_that_change = {
       "openat", "flock", "fchown", "fchmod", "fsetxattr", "write",
       "fsync",  "link",  "rename", "unlink", "pread64",   "memfd_create"};
-  for (const auto& [options, has_backup, is_accepted] : kCases) {
-    if (!is_accepted) continue;  // a second failure, while the first is being undone
-    SCOPED_TRACE(testing::PrintToString(options));
-    for (const auto& [name, calls] : SystemCalls(options)) {
-      if (calls_that_change.count(name) == 0) continue;
-      for (int number = calls.first; number <= calls.last; ++number) {
-        MakeFiles();
-        const Outcome outcome = RunInjected(name, "error=EIO", number, options);
-        SCOPED_TRACE(name + " fails, call " + std::to_string(number) + ": " + outcome.err);
-        ExpectAllOrNone(outcome.exit_code == 0, has_backup);
-        ExpectAttributesKept();
-        if (HasFailure()) return;
-      }
+  const Words update = UpdateWith(GetParam().options);
+  for (const auto& [name, calls] : SystemCalls(update)) {
+    if (calls_that_change.count(name) == 0) continue;
+    for (int number = calls.first; number <= calls.last; ++number) {
+      MakeFiles();
+      const Outcome outcome = RunInjected(name, "error=EIO", number, update);
+      SCOPED_TRACE(name + " fails, call " + std::to_string(number) + ": " + outcome.err);
+      ExpectAllOrNone(outcome.exit_code == 0, GetParam().has_backup);
+      ExpectAttributesKept();
+      if (HasFailure()) return;
     }
   }
+}
+
+TEST_F(Interrupted, KilledAtAnyCallAFileThatWasNotThereIsMissingOrWhole) {
+  const Words update = {"--missing", "--check=true", "new", "sites/c"};
+  std::set<std::string> seen;
+  for (const auto& [name, calls] : SystemCalls(update)) {
+    for (int number = calls.first; number <= calls.last; ++number) {
+      SCOPED_TRACE("killed at " + name + ", call " + std::to_string(number));
+      MakeFiles();
+      EXPECT_EQ(RunInjected(name, "signal=KILL", number, update).exit_code, -1);
+      const std::string text = m_sandbox.Exists("sites/c") ? m_sandbox.Read("sites/c") : "missing";
+      seen.insert(text);
+      EXPECT_EQ(m_sandbox.Append({"--missing", "--wait=0", "next", "sites/c"}).exit_code, 0);
+      EXPECT_EQ(m_sandbox.Read("sites/c"), text == "missing" ? "next\n" : "new\nnext\n");
+      EXPECT_THAT(m_sandbox.Names("sites"), ElementsAre("b", "b~", "c"));
+      if (HasFailure()) return;
+    }
+  }
+  EXPECT_THAT(seen, ElementsAre("missing", "new\n"));
 }
 
 // The files are renamed one after the other, and back the other way round.
 TEST_F(Interrupted, SaysWhereTheOldContentIsThatCannotBePutBack) {
   MakeFiles();
-  const Outcome outcome = RunInjected("rename", "error=EIO", 3, {"--check=false"});
+  const Outcome outcome = RunInjected("rename", "error=EIO", 3, {"--check=false", "new", "a", "b"});
   const std::string kept = m_sandbox.PathOf("sites/.b.qeltemplate-old");
   EXPECT_EQ(outcome.err,
             "false: refuses the new files (exit status 1)\n"
