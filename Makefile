@@ -4,11 +4,12 @@
   instructions clean
 .DEFAULT_GOAL := help
 
-BUILD_PACKAGES = g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libgit2-dev
+BUILD_PACKAGES = g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libgit2-dev \
+  libacl1-dev libattr1-dev libutfcpp-dev libyaml-cpp-dev
 DEMO_PACKAGES = $(BUILD_PACKAGES) nginx apache2-bin openssl
 TEST_PACKAGES = $(BUILD_PACKAGES) googletest librapidcheck-dev patch locales \
   nginx libnginx-mod-stream libnginx-mod-mail libnginx-mod-http-lua apache2-bin openssl \
-  libcurl4-openssl-dev
+  libcurl4-openssl-dev acl strace mandoc bash fish zsh
 FUZZ_PACKAGES = $(BUILD_PACKAGES) clang libclang-rt-14-dev
 BENCH_PACKAGES = $(BUILD_PACKAGES) libbenchmark-dev nginx augeas-tools python3-certbot-nginx \
   python3-matplotlib $(if $(shell command -v npm),,nodejs npm)

@@ -1,54 +1,367 @@
-// qeltemplate apply: the edited configuration, or what the edit changes.
+// qeltemplate apply: the edited configurations, or what the edit changes, or the files replaced.
 
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <exception>
 #include <memory>
+#include <new>
+#include <optional>
+#include <utility>
 
 #include "cli/command.h"
 #include "cli/diff.h"
+#include "cli/edit.h"
+#include "cli/file_update.h"
+#include "cli/parallel.h"
 #include "cli/request.h"
+#include "cli/terminal.h"
+#include "cli/text_io.h"
 
 namespace cli {
 namespace {
 
 constexpr char kFooter[] = R"(
-The edited text goes to standard output. It ends with a newline exactly when
-CONFIG does; blank lines of CONFIG are not kept. The template's imports are
-looked up from the current directory.
+The edited text goes to standard output, or to where --in-place or --output say.
+It ends with a newline exactly when CONFIG does; blank lines of CONFIG are not
+kept. The template's imports are looked up from the current directory.
 
-Example:
+Several CONFIG need --diff, --in-place or --dry-run. With --in-place all of them
+are replaced or none. A CMD of --check that holds "{}" is asked about each new
+text before it is put in place; any other once, when all are: when it refuses,
+the old files are put back, and so they are when the CMD of --reload fails.
+
+Examples:
   qeltemplate apply --dialect nginx --template site.template \
-      --old name=example.com --set name=shop.example.com --diff site.conf)";
+      --old name=example.com --set name=shop.example.com --diff site.conf
+  qeltemplate apply --template site.template --values site.yaml \
+      --in-place=.orig --check --reload 'systemctl reload nginx' \
+      /etc/nginx/sites-available/*)";
 
-struct ApplyRequest : Request {
+struct ApplyOptions : RequestOptions {
+  std::vector<std::string> configs;  // none: standard input
   bool diff = false;
+  std::string colour = "auto";
+  bool in_place = false;
+  std::string backup_suffix;  // "": no backup
+  std::string output;         // "": none
+  bool dry_run = false;
+  bool check = false;
+  std::string check_command;  // "": the dialect's
+  std::string reload;         // "": none
+  bool exit_code = false;
+  unsigned jobs = 0;
+  std::set<std::string> forced;
+  std::set<std::string> raw;
+  bool no_create = false;
+  bool only_create = false;
+
+  bool WritesFiles() const { return (in_place || !output.empty()) && !dry_run; }
 };
 
-bool EndsWithNewline(const std::string& text) {
-  return !text.empty() && text.back() == '\n';
+// --- The command line ---
+
+std::string CheckColour(const std::string& when) {
+  if (when == "auto" || when == "always" || when == "never") return std::string();
+  return "'" + when + "' is none of auto, always, never";
 }
 
-// The library drops the final newline with the blank lines. Putting blank lines back would take
-// knowing which lines are old: they stay dropped.
-std::string Edit(const Request& request, const std::string& config) {
-  std::string edited = MakeParser(request, config).ApplyTemplate().GetConfig();
-  if (EndsWithNewline(config)) edited += '\n';
-  return edited;
+std::string CheckSuffix(const std::string& suffix) {
+  if (suffix.find('/') == std::string::npos) return std::string();
+  return "the suffix '" + suffix + "' must not hold a '/'";
 }
 
-std::string Run(const ApplyRequest& request) {
-  const std::string config = ReadConfig(request);
-  const std::string edited = Edit(request, config);
-  return request.diff ? UnifiedDiff(config, edited, ConfigName(request)) : edited;
+std::string CheckCommandText(const std::string& command) {
+  return command.empty() ? "the command is empty" : std::string();
 }
+
+bool ReadsStandardInput(const ApplyOptions& options) {
+  return options.configs.empty() ||
+         std::any_of(options.configs.begin(), options.configs.end(), IsStandardInput);
+}
+
+void RequireFilesToWrite(const ApplyOptions& options, const char* option) {
+  if (options.in_place || !options.output.empty()) return;
+  throw CLI::ValidationError(option,
+                             "there is nothing to ask the server about without --in-place "
+                             "or --output");
+}
+
+void Exclude(bool one, bool other, const char* option, const char* other_option) {
+  if (one && other) throw CLI::ValidationError(option, std::string("excludes ") + other_option);
+}
+
+void Check(const ApplyOptions& options) {
+  CheckRequestOptions(options);
+  Exclude(options.in_place, !options.output.empty(), "--in-place", "--output");
+  Exclude(options.no_create, options.only_create, "--no-create", "--only-create");
+  if (options.configs.size() > 1) {
+    if (!options.output.empty()) throw CLI::ValidationError("--output", "takes one CONFIG only");
+    if (!options.diff && !options.in_place && !options.dry_run) {
+      throw CLI::ValidationError("CONFIG", "several need --diff, --in-place or --dry-run");
+    }
+    if (ReadsStandardInput(options)) {
+      throw CLI::ValidationError("CONFIG", "\"-\" cannot be one of several");
+    }
+  }
+  if (ReadsStandardInput(options)) {
+    RefuseValuesOnStandardInput(options);
+    if (options.in_place) {
+      throw CLI::ValidationError("--in-place", "standard input cannot be replaced; name a CONFIG");
+    }
+  }
+  if (options.check) RequireFilesToWrite(options, "--check");
+  if (!options.reload.empty()) RequireFilesToWrite(options, "--reload");
+}
+
+void AddOutputOptions(CLI::App& command, ApplyOptions& options) {
+  command.add_flag("--diff", options.diff, "Write a unified diff instead of the edited text");
+  command
+      .add_option("--color", options.colour,
+                  "Colour the diff: auto (on a terminal), always or never")
+      ->check(CheckColour)
+      ->type_name("WHEN");
+  AddOptionalValue(command, "--in-place", "SUFFIX", options.backup_suffix,
+                   "Replace CONFIG; with SUFFIX, keep the old one as CONFIG+SUFFIX")
+      ->check(CheckSuffix);
+  AddFileOption(command, "--output", options.output, "Write the edited text to FILE");
+  command.add_flag("--dry-run", options.dry_run,
+                   "Only say what would change: nothing is written, checked or reloaded");
+  AddOptionalValue(command, "--check", "CMD", options.check_command,
+                   "Have the server judge the result, by CMD or its own test");
+  command.add_option("--reload", options.reload, "Run CMD when all files are in place")
+      ->check(CheckCommandText)
+      ->type_name("CMD");
+  command.add_flag("--exit-code", options.exit_code, "Exit with 1 when something changed");
+  command.add_option("--jobs", options.jobs, "Edit N files at a time; 0: one for each processor")
+      ->type_name("N");
+}
+
+void AddGuardOptions(CLI::App& command, ApplyOptions& options) {
+  AddNames(command, "--force", options.forced, "Switch off the guard NAME");
+  AddNames(command, "--raw", options.raw, "Put the value NAME in whatever it holds");
+  command.add_flag("--no-create", options.no_create, "Make no block that is not there");
+  command.add_flag("--only-create", options.only_create, "Only make blocks that are not there");
+}
+
+// --- One file ---
+
+struct Result {
+  std::string dialect;
+  bool changed = false;
+  std::string out;  // for standard output
+  std::exception_ptr failure;
+};
+
+// Each locked file is an open one. Where the limit cannot be raised, locking says so.
+void AllowOpenFiles(std::size_t count) {
+  constexpr rlim_t kOthers = 64;
+  rlimit limit = {};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= count + kOthers) return;
+  limit.rlim_cur = std::min<rlim_t>(limit.rlim_max, count + kOthers);
+  setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+class Run {
+ public:
+  explicit Run(const ApplyOptions& options)
+      : m_options(options),
+        m_request(MakeRequest(options)),
+        m_coloured(WantsColour(options.colour)) {
+    if (options.WritesFiles()) Lock();
+    if (options.in_place && m_update) {
+      for (std::size_t i = 0; i < m_update->Size(); ++i) m_names.push_back(m_update->Name(i));
+    } else {
+      m_names = options.configs;
+      if (m_names.empty()) m_names.emplace_back("-");
+    }
+    m_results.resize(m_names.size());
+  }
+
+  Outcome operator()() {
+    EditAll();
+    RefuseOtherDialects();
+    SayGuesses();
+    if (m_names.size() == 1 && m_results[0].failure) std::rethrow_exception(m_results[0].failure);
+    const ExitCode failed = ReportFailures();
+    if (failed == kDone && m_update) m_update->Commit(UpdateFor(m_results[0].dialect));
+    SaySummary();
+    if (failed != kDone && m_options.in_place) Say("nothing is written: all files or none");
+    return {TakeOutput(),
+            failed == kDone && m_options.exit_code && AnyChanged() ? kChanged : failed};
+  }
+
+ private:
+  static Request MakeRequest(const ApplyOptions& options) {
+    Request request = LoadRequest(options);
+    request.forced = options.forced;
+    request.raw = options.raw;
+    if (options.no_create) request.create = Create::kNever;
+    if (options.only_create) request.create = Create::kOnly;
+    return request;
+  }
+
+  void Lock() {
+    if (!m_options.in_place) {
+      m_update.emplace(FileUpdate::OfMissing(m_options.output));
+      return;
+    }
+    AllowOpenFiles(m_options.configs.size());
+    m_update.emplace(m_options.configs);
+  }
+
+  UpdateOptions UpdateFor(const std::string& dialect) const {
+    UpdateOptions options;
+    if (!m_options.backup_suffix.empty()) options.backup_suffix = m_options.backup_suffix;
+    options.check = m_options.check_command;
+    if (m_options.check && options.check.empty()) options.check = CheckCommand(dialect);
+    options.reload = m_options.reload;
+    return options;
+  }
+
+  void EditAll() {
+    const ProgressBar progress(m_names.size());
+    ForEachInParallel(
+        m_names.size(), m_options.jobs, [this](std::size_t file) { EditOne(file); },
+        [&progress](std::size_t done) { progress.Show(done); });
+  }
+
+  void EditOne(std::size_t file) noexcept {
+    Result& result = m_results[file];
+    try {
+      const std::string text = Read(file);
+      const std::string name = TextName(m_names[file]);
+      Request request = m_request;
+      if (request.dialect.empty()) request.dialect = DialectOf(text, name);
+      result.dialect = request.dialect;
+      std::string edited = Edit(request, text, name).text;
+      result.changed = edited != text;
+      result.out = Shown(text, edited, name);
+      if (m_update) m_update->Replace(m_options.in_place ? file : 0, std::move(edited));
+    } catch (...) {
+      result.failure = std::current_exception();
+    }
+  }
+
+  std::string Read(std::size_t file) const {
+    if (m_options.in_place && m_update) return m_update->Read(file);
+    return IsStandardInput(m_names[file]) ? ReadStandardInput() : ReadFile(m_names[file]);
+  }
+
+  std::string Shown(const std::string& text, const std::string& edited,
+                    const std::string& name) const {
+    if (m_options.diff) {
+      const std::string diff = UnifiedDiff(text, edited, name);
+      return m_coloured ? Coloured(diff) : diff;
+    }
+    if (m_options.dry_run) return text == edited ? "" : name + ": would be changed\n";
+    return m_update ? std::string() : edited;
+  }
+
+  // --- All files ---
+
+  // One template speaks one language.
+  void RefuseOtherDialects() {
+    const std::string* first = nullptr;
+    for (std::size_t i = 0; i < m_results.size(); ++i) {
+      Result& result = m_results[i];
+      if (result.failure || result.dialect.empty()) continue;
+      if (!first) first = &result.dialect;
+      if (result.dialect == *first) continue;
+      result.failure = std::make_exception_ptr(
+          Failure(m_names[i], "taken for " + result.dialect + ", the files before it for " +
+                                  *first + "; leave it out or name the language by --dialect"));
+      result.out.clear();
+    }
+  }
+
+  void SayGuesses() const {
+    if (!m_request.dialect.empty()) return;
+    const auto told = [](const Result& result) { return !result.failure; };
+    const auto first = std::find_if(m_results.begin(), m_results.end(), told);
+    if (first == m_results.end()) return;
+    const auto count = std::count_if(m_results.begin(), m_results.end(), told);
+    const std::string& name = m_names[static_cast<std::size_t>(first - m_results.begin())];
+    SayGuess(count == 1 ? TextName(name) : std::to_string(count) + " files", first->dialect);
+  }
+
+  // kDone when there are none.
+  ExitCode ReportFailures() const {
+    ExitCode worst = kDone;
+    for (std::size_t i = 0; i < m_results.size(); ++i) {
+      if (!m_results[i].failure) continue;
+      const ExitCode code = Report(m_results[i].failure, m_names[i]);
+      if (worst != kFailed) worst = code;
+    }
+    return worst;
+  }
+
+  static ExitCode Report(const std::exception_ptr& failure, const std::string& name) {
+    try {
+      std::rethrow_exception(failure);
+    } catch (const Failure& error) {
+      Say(error.what());
+      return error.exit_code();
+    } catch (const std::bad_alloc&) {
+      Say(name + ": out of memory");
+    } catch (const std::exception& error) {
+      Say(name + ": " + error.what());
+    }
+    return kFailed;
+  }
+
+  void SaySummary() const {
+    if (m_results.size() == 1 && !m_options.dry_run) return;
+    std::size_t changed = 0;
+    std::size_t failed = 0;
+    for (const Result& result : m_results) {
+      if (result.failure) {
+        ++failed;
+      } else if (result.changed) {
+        ++changed;
+      }
+    }
+    Say(std::to_string(changed) + " changed, " +
+        std::to_string(m_results.size() - changed - failed) + " unchanged, " +
+        std::to_string(failed) + " failed");
+  }
+
+  bool AnyChanged() const {
+    return std::any_of(m_results.begin(), m_results.end(),
+                       [](const Result& result) { return result.changed; });
+  }
+
+  std::string TakeOutput() {
+    std::string all = std::move(m_results[0].out);
+    for (std::size_t i = 1; i < m_results.size(); ++i) all += m_results[i].out;
+    return all;
+  }
+
+  const ApplyOptions& m_options;
+  const Request m_request;
+  const bool m_coloured;
+  std::optional<FileUpdate> m_update;
+  std::vector<std::string> m_names;
+  std::vector<Result> m_results;
+};
 
 }  // namespace
 
 Command AddApply(CLI::App& program) {
-  CLI::App* options = program.add_subcommand("apply", "Edit a configuration by a template");
-  const auto request = std::make_shared<ApplyRequest>();
-  AddRequestOptions(*options, *request);
-  options->add_flag("--diff", request->diff, "Write a unified diff instead of the edited text");
-  options->footer(std::string(kValuesHelp) + kFooter);
-  return {options, [request] { return Run(*request); }};
+  CLI::App* command = program.add_subcommand("apply", "Edit configurations by a template");
+  const auto options = std::make_shared<ApplyOptions>();
+  AddRequestOptions(*command, *options);
+  AddOutputOptions(*command, *options);
+  AddGuardOptions(*command, *options);
+  AddConfigs(*command, options->configs,
+             "The configurations; standard input when it is \"-\" or left out");
+  command->footer(std::string(kValuesHelp) + kFooter + "\n\n" + kExitHelp);
+  command->callback([command, options] {
+    options->in_place = command->count("--in-place") > 0;
+    options->check = command->count("--check") > 0;
+    Check(*options);
+  });
+  return {command, [options] { return Run(*options)(); }};
 }
 
 }  // namespace cli

@@ -5,13 +5,21 @@
 #include <functional>
 #include <string>
 
+#include "cli/failure.h"
+
 namespace cli {
 
-// A subcommand. `run` is called once the command line is known to be right, and returns the whole
-// text for standard output: a command that throws has written nothing.
+// What a subcommand that does not throw ends with.
+struct Outcome {
+  std::string text;  // all of what goes to standard output
+  ExitCode exit_code = kDone;
+};
+
+// A subcommand. `run` is called once the command line is known to be right. A command that throws
+// has written nothing to standard output.
 struct Command {
   CLI::App* options;  // owned by the program's CLI::App
-  std::function<std::string()> run;
+  std::function<Outcome()> run;
 };
 
 // Each adds its subcommand to `program`.

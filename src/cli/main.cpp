@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
+#include <memory>
 #include <new>
 #include <sstream>
 #include <vector>
@@ -16,8 +17,22 @@ namespace {
 
 constexpr char kProgram[] = "qeltemplate";
 
+// Shows a flag that may have a value as "--check[=CMD]".
+class HelpFormatter : public CLI::Formatter {
+ public:
+  std::string make_option_name(const CLI::Option* option, bool is_positional) const override {
+    const std::string name = CLI::Formatter::make_option_name(option, is_positional);
+    return name.substr(0, name.find("{}"));
+  }
+
+  std::string make_option_opts(const CLI::Option* option) const override {
+    const std::string text = CLI::Formatter::make_option_opts(option);
+    return text.compare(0, 3, " [=") == 0 ? text.substr(1) : text;
+  }
+};
+
 int Report(ExitCode code, const char* problem) {
-  std::fprintf(stderr, "%s: %s\n", kProgram, problem);
+  Say(problem);
   return code;
 }
 
@@ -57,13 +72,17 @@ void RefuseEmptyValues(int argc, char** argv) {
 
 int RunChosen(const std::vector<Command>& commands) {
   for (const Command& command : commands) {
-    if (command.options->parsed()) WriteStandardOutput(command.run());
+    if (!command.options->parsed()) continue;
+    const Outcome outcome = command.run();
+    WriteStandardOutput(outcome.text);
+    return outcome.exit_code;
   }
   return kDone;
 }
 
 int Run(int argc, char** argv) {
   CLI::App program("Edits web-server configuration by templates", kProgram);
+  program.formatter(std::make_shared<HelpFormatter>());
   program.set_version_flag("--version", std::string(kProgram) + ' ' + QELTEMPLATE_VERSION,
                            "Print the version and exit");
   program.require_subcommand(1);
@@ -83,6 +102,8 @@ int Run(int argc, char** argv) {
 int main(int argc, char** argv) {
   try {
     return cli::Run(argc, argv);
+  } catch (const cli::Failure& failure) {
+    return cli::Report(failure.exit_code(), failure.what());
   } catch (const std::bad_alloc&) {
     return cli::Report(cli::kFailed, "out of memory");
   } catch (const std::exception& error) {

@@ -4,6 +4,7 @@
 
 #include "cli/command.h"
 #include "cli/request.h"
+#include "cli/text_io.h"
 
 namespace cli {
 namespace {
@@ -12,31 +13,54 @@ constexpr char kFooter[] = R"(
 The prototype is the skeleton that the template stands for: the opening and
 closing lines of its blocks and the lines that identify them, with the new
 values and without the branches not taken. It is the same for every CONFIG, so
-that one need not be named; standard input is read for "-" only.
+that one need not be named; standard input is read for "-" only. Without
+--dialect and CONFIG, the dialect is guessed from the template.
 
 Example:
   qeltemplate prototype --dialect nginx --template site.template \
       --set name=shop.example.com)";
 
-// A terminal or a script's input must not be waited for or used up for a text that changes nothing.
-std::string ReadNamedConfig(const Request& request) {
-  return request.config_file.empty() ? std::string() : ReadConfig(request);
+struct PrototypeOptions : RequestOptions {
+  std::string config_file;  // "": none named
+};
+
+void Check(const PrototypeOptions& options) {
+  CheckRequestOptions(options);
+  if (IsStandardInput(options.config_file)) RefuseValuesOnStandardInput(options);
 }
 
-std::string Run(const Request& request) {
-  std::string text = MakeParser(request, ReadNamedConfig(request)).GetPrototype();
+// A terminal or a script's input must not be waited for or used up for a text that changes nothing.
+std::string ReadNamedConfig(const std::string& file) {
+  if (file.empty()) return std::string();
+  return IsStandardInput(file) ? ReadStandardInput() : ReadFile(file);
+}
+
+void GuessDialect(Request& request, const std::string& config, const std::string& config_file) {
+  const bool by_template = config_file.empty();
+  const std::string name = by_template ? request.template_file : TextName(config_file);
+  request.dialect = DialectOf(by_template ? request.template_text : config, name);
+  SayGuess(name, request.dialect);
+}
+
+Outcome Run(const PrototypeOptions& options) {
+  Request request = LoadRequest(options);
+  const std::string config = ReadNamedConfig(options.config_file);
+  if (request.dialect.empty()) GuessDialect(request, config, options.config_file);
+  std::string text = MakeParser(request, config).GetPrototype();
   if (!text.empty()) text += '\n';
-  return text;
+  return {text};
 }
 
 }  // namespace
 
 Command AddPrototype(CLI::App& program) {
-  CLI::App* options = program.add_subcommand("prototype", "Write the skeleton of a template");
-  const auto request = std::make_shared<Request>();
-  AddRequestOptions(*options, *request);
-  options->footer(std::string(kValuesHelp) + kFooter);
-  return {options, [request] { return Run(*request); }};
+  CLI::App* command = program.add_subcommand("prototype", "Write the skeleton of a template");
+  const auto options = std::make_shared<PrototypeOptions>();
+  AddRequestOptions(*command, *options);
+  AddFileOption(*command, "CONFIG", options->config_file, "A configuration; need not be named");
+  command->footer(std::string(kValuesHelp) + kFooter);
+  command->callback([options] { Check(*options); });
+  return {command, [options] { return Run(*options); }};
 }
 
 }  // namespace cli

@@ -1,10 +1,13 @@
 #include "cli/request.h"
 
-#include <vector>
+#include <algorithm>
+#include <functional>
+#include <utility>
 
+#include "cli/dialect_guess.h"
 #include "cli/failure.h"
+#include "cli/import_root.h"
 #include "cli/text_io.h"
-#include "cli/values_file.h"
 
 namespace cli {
 namespace {
@@ -12,9 +15,11 @@ namespace {
 struct Dialect {
   const char* name;          // the program's
   const char* library_name;  // GetConfigType's
+  const char* check_command;
 };
 
-constexpr Dialect kDialects[] = {{"apache", "Apache"}, {"nginx", "Nginx"}};
+constexpr Dialect kDialects[] = {{"apache", "Apache", "apache2ctl -t"},
+                                 {"nginx", "Nginx", "nginx -t"}};
 
 const Dialect* FindDialect(const std::string& name) {
   for (const Dialect& dialect : kDialects) {
@@ -43,12 +48,20 @@ std::string CheckFileName(const std::string& name) {
   return name.empty() ? "the file's name is empty" : std::string();
 }
 
-void AddFileOption(CLI::App& command, const std::string& option, std::string& file,
-                   const std::string& description, bool required = false) {
-  command.add_option(option, file, description)
-      ->check(CheckFileName)
-      ->type_name("FILE")
-      ->required(required);
+std::string CheckName(const std::string& name) {
+  return name.empty() ? "the name is empty" : std::string();
+}
+
+// Takes the words as they are: bound to a container, an option would swallow the words that follow
+// it and give "{}" and "[...]" a meaning of their own.
+CLI::Option* AddWords(CLI::App& command, const std::string& option,
+                      const std::function<void(const std::string&)>& store,
+                      const std::string& description) {
+  const auto store_all = [store](const std::vector<std::string>& words) {
+    for (const std::string& word : words) store(word);
+    return true;
+  };
+  return command.add_option(option, store_all, description)->take_all();
 }
 
 // An option that takes assignments, once for each name.
@@ -71,27 +84,23 @@ void AddAssignment(const AssignmentOption& option, const std::string& assignment
   }
 }
 
-// Takes the words as they are: bound to a container, an option would swallow the words that follow
-// it and give "{}" and "[...]" a meaning of their own.
 void AddAssignmentOption(CLI::App& command, const AssignmentOption& option,
                          std::map<std::string, std::string>& values) {
-  const auto store = [&values, option](const std::vector<std::string>& words) {
-    for (const std::string& word : words) AddAssignment(option, word, values);
-    return true;
+  const auto store = [&values, option](const std::string& word) {
+    AddAssignment(option, word, values);
   };
-  command.add_option(option.name, store, option.description)->take_all()->type_name(option.form);
+  AddWords(command, option.name, store, option.description)->type_name(option.form);
 }
 
-Values CollectValues(const Request& request) {
+Values CollectValues(const RequestOptions& options) {
   Values values;
-  if (!request.values_file.empty()) values = ReadValuesFile(request.values_file);
-  for (const auto& [name, text] : request.old_values) values[name].old_value = text;
-  for (const auto& [name, text] : request.new_values) values[name].new_value = text;
+  for (const std::string& file : options.values_files) {
+    values = ReadValuesFile(file, std::move(values));
+  }
+  for (const auto& [name, text] : options.old_values) values[name].old_value = text;
+  for (const auto& [name, text] : options.new_values) values[name].new_value = text;
+  for (const std::string& name : options.unset) values[name].new_value = tov_template::NullValue();
   return values;
-}
-
-bool IsStandardInput(const std::string& config_file) {
-  return config_file.empty() || config_file == "-";
 }
 
 std::string FileOf(const tov_err::Error& error, const std::string& otherwise) {
@@ -124,40 +133,115 @@ void SetTemplate(tov_template::ParserTemplate& parser, const std::string& text,
 
 }  // namespace
 
-void AddRequestOptions(CLI::App& command, Request& request) {
-  command.add_option("--dialect", request.dialect, "Language of CONFIG: " + KnownDialects())
+CLI::Option* AddFileOption(CLI::App& command, const std::string& option, std::string& file,
+                           const std::string& description) {
+  return command.add_option(option, file, description)->check(CheckFileName)->type_name("FILE");
+}
+
+void AddConfigs(CLI::App& command, std::vector<std::string>& files,
+                const std::string& description) {
+  const auto store = [&files](const std::string& word) { files.push_back(word); };
+  constexpr int kAny = CLI::detail::expected_max_vector_size;
+  AddWords(command, "CONFIG", store, description)
+      ->expected(kAny, kAny)  // one that expects fewer would take "[a,b]" for two
+      ->check(CheckFileName)
+      ->type_name("FILE");
+}
+
+void AddNames(CLI::App& command, const std::string& option, std::set<std::string>& names,
+              const std::string& description) {
+  const auto store = [&names](const std::string& word) { names.insert(word); };
+  AddWords(command, option, store, description)->check(CheckName)->type_name("NAME");
+}
+
+void AddRequestOptions(CLI::App& command, RequestOptions& options) {
+  command
+      .add_option("--dialect", options.dialect,
+                  "Language of CONFIG: " + KnownDialects() + "; guessed when left out")
       ->check(CheckDialect)
-      ->type_name("NAME")
-      ->required();
-  AddFileOption(command, "--template", request.template_file, "The template", true);
+      ->type_name("NAME");
+  AddFileOption(command, "--template", options.template_file, "The template")->required();
+  AddFileOption(command, "--import-root", options.import_root,
+                "Refuse a template that imports a file from outside this directory")
+      ->type_name("DIR");
   AddAssignmentOption(
       command, {"--set", "NAME=NEW", "A value of the template as it is to be; wins over --values"},
-      request.new_values);
+      options.new_values);
   AddAssignmentOption(
       command, {"--old", "NAME=OLD", "The same value as CONFIG holds it now; wins over --values"},
-      request.old_values);
-  AddFileOption(command, "--values", request.values_file, "JSON file of values (see below)");
-  AddFileOption(command, "CONFIG", request.config_file,
-                "The configuration; standard input when it is \"-\" or left out");
+      options.old_values);
+  AddNames(command, "--unset", options.unset, "A value that is to have no new text");
+  const auto store = [&options](const std::string& word) { options.values_files.push_back(word); };
+  AddWords(command, "--values", store,
+           "JSON or YAML file of values (see below); \"-\": standard input")
+      ->check(CheckFileName)
+      ->type_name("FILE");
 }
 
-std::string ReadConfig(const Request& request) {
-  if (IsStandardInput(request.config_file)) return ReadStandardInput();
-  return ReadFile(request.config_file);
+// "{}" makes the empty text the value of a flag that has none.
+CLI::Option* AddOptionalValue(CLI::App& command, const std::string& option, const std::string& type,
+                              std::string& value, const std::string& description) {
+  return command.add_flag(option + "{}", value, description)->option_text("[=" + type + ']');
 }
 
-std::string ConfigName(const Request& request) {
-  return IsStandardInput(request.config_file) ? kStandardInput : request.config_file;
+void CheckRequestOptions(const RequestOptions& options) {
+  for (const std::string& name : options.unset) {
+    if (options.new_values.count(name) > 0) {
+      throw CLI::ValidationError("--unset", "'" + name + "' is given by --set, too");
+    }
+  }
+  const auto& files = options.values_files;
+  if (std::count_if(files.begin(), files.end(), IsStandardInput) > 1) {
+    throw CLI::ValidationError("--values", "standard input can be read once only");
+  }
+}
+
+void RefuseValuesOnStandardInput(const RequestOptions& options) {
+  for (const std::string& file : options.values_files) {
+    if (IsStandardInput(file)) {
+      throw CLI::ValidationError("--values",
+                                 "standard input holds the configuration; name a CONFIG");
+    }
+  }
+}
+
+Request LoadRequest(const RequestOptions& options) {
+  Request request;
+  request.dialect = options.dialect;
+  request.template_file = options.template_file;
+  request.template_text = ReadFile(options.template_file);
+  request.values = CollectValues(options);
+  if (!options.import_root.empty()) CheckImports(request, options.import_root);
+  return request;
 }
 
 tov_template::ParserTemplate MakeParser(const Request& request, const std::string& config) {
-  const Values values = CollectValues(request);
-  const std::string text = ReadFile(request.template_file);
-  const std::string type = FindDialect(request.dialect)->library_name;
-  tov_template::ParserTemplate parser(tov_template::GetConfigType(type, config));
-  for (const auto& [name, value] : values) parser.SetValue(name, value.old_value, value.new_value);
-  SetTemplate(parser, text, request.template_file);
+  tov_template::ParserTemplate parser(
+      tov_template::GetConfigType(FindDialect(request.dialect)->library_name, config));
+  for (const auto& [name, value] : request.values) {
+    parser.SetValue(name, value.old_value, value.new_value);
+  }
+  SetTemplate(parser, request.template_text, request.template_file);
   return parser;
+}
+
+std::string DialectOf(const std::string& text, const std::string& name) {
+  std::string dialect = GuessDialect(text);
+  if (!dialect.empty()) return dialect;
+  throw Failure(name, "its language cannot be told from the text; name it by --dialect (" +
+                          KnownDialects() + ")");
+}
+
+void SayGuess(const std::string& what, const std::string& dialect) {
+  Say(what + ": taken for " + dialect + "; --dialect says otherwise");
+}
+
+std::string CheckCommand(const std::string& dialect) {
+  return FindDialect(dialect)->check_command;
+}
+
+std::string TextName(const std::string& file) {
+  return IsStandardInput(file) ? kStandardInput : file;
 }
 
 }  // namespace cli

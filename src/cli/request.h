@@ -1,42 +1,108 @@
-// What every subcommand is asked: which configuration, which template, which values.
+// What every subcommand is asked: which template, which values, which dialect, which
+// configurations.
 #pragma once
 
 #include <CLI/CLI.hpp>
 #include <map>
+#include <set>
 #include <string>
+#include <vector>
 
+#include "cli/values_file.h"
 #include "template/qeltemplate.h"
 
 namespace cli {
 
+// Whether blocks that are not there may be made.
+enum class Create {
+  kIfMissing,  // edit what is there, make what is not
+  kNever,      // only edit what is there
+  kOnly        // only make what is not there
+};
+
+// An edit, with all that it needs in memory: it can be carried out on any number of texts, by
+// several threads at a time.
 struct Request {
-  std::string dialect;  // the program's name for it
+  std::string dialect;        // the program's name for it: "nginx", "apache"
+  std::string template_file;  // for messages
+  std::string template_text;
+  Values values;
+  std::set<std::string> forced;  // the guards that are switched off, by name
+  std::set<std::string> raw;     // the values that are put in whatever they hold, by name
+  Create create = Create::kIfMissing;
+};
+
+// The options that make a request, as the command line gives them.
+struct RequestOptions {
+  std::string dialect;  // "": to be guessed
   std::string template_file;
-  std::string values_file;                        // "": none
-  std::map<std::string, std::string> old_values;  // from the command line: they win over the file's
+  std::string import_root;                        // "": imports may lead anywhere
+  std::vector<std::string> values_files;          // "-": standard input
+  std::map<std::string, std::string> old_values;  // from the command line: they win over the files'
   std::map<std::string, std::string> new_values;
-  std::string config_file;  // "": none named; "-": standard input
+  std::set<std::string> unset;  // no new value, whatever the files say
 };
 
 // For the footer of a command's help.
 inline constexpr char kValuesHelp[] =
-    R"(--set and --old may be given once for each name. The file of --values holds
+    R"(--set, --old and --unset may be given once for each name, --values several times:
+a later file wins over an earlier one, the command line over all. A file holds
   {"name": "new", "other": {"old": "what stands there now", "new": "..."}}
-where null, or a side left out, is no value.
+as JSON, or the same as YAML (NAME.yaml, NAME.yml, or a text that does not begin
+with a brace); null, or a side left out, is no value.
 )";
 
-// Adds the options of a request to `command`. Parsing a command line fills `request`, which must
+// For the footer of a command's help.
+inline constexpr char kExitHelp[] =
+    R"(Exit status: 0 done, 1 something changed (with --exit-code only), 2 wrong usage,
+3 failed, 4 the edit is refused, 5 the server refuses the result.)";
+
+// Adds `option`, which takes one file's name, to `command`.
+CLI::Option* AddFileOption(CLI::App& command, const std::string& option, std::string& file,
+                           const std::string& description);
+
+// Adds the positional CONFIG, any number of them, to `command`.
+void AddConfigs(CLI::App& command, std::vector<std::string>& files, const std::string& description);
+
+// Adds `option`, which takes a name and may be given several times, to `command`.
+void AddNames(CLI::App& command, const std::string& option, std::set<std::string>& names,
+              const std::string& description);
+
+// Adds the options of a request to `command`. Parsing a command line fills `options`, which must
 // live until then.
-void AddRequestOptions(CLI::App& command, Request& request);
+void AddRequestOptions(CLI::App& command, RequestOptions& options);
 
-// The configuration's text. Standard input is read when no file is named. Throws Failure.
-std::string ReadConfig(const Request& request);
+// Adds the flag `option`, which may carry a value of the type `type` behind a '=' ("--check" or
+// "--check=CMD"), to `command`. Without a value, `value` becomes "".
+CLI::Option* AddOptionalValue(CLI::App& command, const std::string& option, const std::string& type,
+                              std::string& value, const std::string& description);
 
-// The configuration's name for messages.
-std::string ConfigName(const Request& request);
+// To be called when the command line is parsed. They throw CLI::ValidationError: for options of a
+// request that contradict each other, and when values are read from standard input, which is for a
+// command that reads something else there.
+void CheckRequestOptions(const RequestOptions& options);
+void RefuseValuesOnStandardInput(const RequestOptions& options);
+
+// The request, its template and its values read. The dialect is the one on the command line: ""
+// when that names none. Throws Failure when a file cannot be had or an import leads out of the
+// import root.
+Request LoadRequest(const RequestOptions& options);
 
 // A parser over `config` that has the request's values and its template, not yet applied. Throws
-// Failure when the values, the template or a file that the template imports cannot be had.
+// Failure when a file that the template imports cannot be had.
 tov_template::ParserTemplate MakeParser(const Request& request, const std::string& config);
+
+// The program's name of the dialect of `text`, guessed. Throws Failure, under `name`, where that
+// cannot be done.
+std::string DialectOf(const std::string& text, const std::string& name);
+
+// Says on standard error that `what` was taken for `dialect`.
+void SayGuess(const std::string& what, const std::string& dialect);
+
+// The command with which the server of `dialect` checks its configuration.
+std::string CheckCommand(const std::string& dialect);
+
+// `file` as messages name it: what "-" stands for, else itself.
+std::string TextName(const std::string& file);
 
 }  // namespace cli

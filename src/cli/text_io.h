@@ -14,7 +14,14 @@ std::string ReadFile(const std::string& file);
 // All that is left on standard input. Throws Failure when it cannot be read.
 std::string ReadStandardInput();
 
+// Whether `name` stands for standard input on the command line: "-".
+bool IsStandardInput(const std::string& name);
+
 // Writes `text` and sees it off. Throws Failure when not all of it could be written.
 void WriteStandardOutput(const std::string& text);
+
+// Writes "qeltemplate: MESSAGE" as a line of its own to standard error. May be called by several
+// threads at a time.
+void Say(const std::string& message);
 
 }  // namespace cli

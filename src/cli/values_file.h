@@ -1,4 +1,4 @@
-// Named values, and the JSON file that holds them.
+// Named values, and the files that hold them.
 #pragma once
 
 #include <map>
@@ -16,16 +16,25 @@ struct OldAndNew {
 
 using Values = std::map<std::string, OldAndNew>;
 
-// The values in `json`: an object with a member for each name, which is the new value (a string or
-// null) or an object with the members "old" and "new" (each a string or null, or left out):
+// The values in `text`: an object (a mapping) with a member for each name, which is the new value
+// (a string or null) or an object with the members "old" and "new" (each a string or null, or left
+// out):
 //
 //   {"root": "/srv/b", "name": {"old": "a.example", "new": "b.example"}}
 //
-// Throws Failure for anything else, under the name `file`; also for a name given twice, of which
-// one would otherwise be lost without a word.
-Values ParseValues(const std::string& json, const std::string& file);
+// `file` says how to read it: "x.json" is JSON, "x.yaml" and "x.yml" are YAML, under any other name
+// a text that begins with a brace is JSON. In YAML, every scalar is a string as it is written,
+// "port: 80" and "tls: on", but for null in its usual spellings; quotes make that a string, too.
+// There may be one document, without aliases; an empty one has no values.
+//
+// The values are put over `earlier` ones: a side that is given replaces the earlier one, null too.
+//
+// Throws Failure for anything else, as "FILE:LINE:COLUMN: what is wrong"; also for a name given
+// twice, of which one would otherwise be lost without a word.
+Values ParseValues(const std::string& text, const std::string& file, Values earlier = {});
 
-// The same for the content of `file`. Throws Failure also when it cannot be read.
-Values ReadValuesFile(const std::string& file);
+// The same for the content of `file`, "-" for standard input. Throws Failure also when it cannot be
+// read.
+Values ReadValuesFile(const std::string& file, Values earlier = {});
 
 }  // namespace cli

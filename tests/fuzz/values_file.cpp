@@ -4,14 +4,25 @@
 #include "cli/failure.h"
 #include "fuzz/input.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string text(reinterpret_cast<const char*>(data), size);
+namespace {
+
+void Try(const std::string& text, const std::string& file) {
   try {
-    for (const auto& [name, values] : cli::ParseValues(text, "FILE")) {
+    for (const auto& [name, values] : cli::ParseValues(text, file)) {
       Require(!values.old_value.IsNull() || values.old_value.Str().empty(), "a null with a text");
     }
   } catch (const cli::Failure& failure) {
-    Require(std::string(failure.what()).compare(0, 6, "FILE: ") == 0, "a failure without a file");
+    const std::string place = file + ':';
+    Require(std::string(failure.what()).compare(0, place.size(), place) == 0,
+            "a failure without a place");
   }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string text(reinterpret_cast<const char*>(data), size);
+  Try(text, "FILE.json");
+  Try(text, "FILE.yaml");
   return 0;
 }

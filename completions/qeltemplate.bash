@@ -1,0 +1,65 @@
+# bash completion for qeltemplate(1)
+
+_qeltemplate_command() {
+  local word
+  for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
+    case $word in apply | prototype) echo "$word"; return ;; esac
+  done
+}
+
+_qeltemplate() {
+  local current=${COMP_WORDS[COMP_CWORD]}
+  local previous=${COMP_WORDS[COMP_CWORD - 1]}
+  local command options
+  command=$(_qeltemplate_command)
+
+  # "--option=value" comes as three words, "=" being one of them.
+  if [[ $current == '=' ]]; then
+    current=''
+  elif [[ $previous == '=' ]]; then
+    previous=${COMP_WORDS[COMP_CWORD - 2]}
+  fi
+
+  local IFS=$'\n'
+  case $previous in
+    --dialect)
+      COMPREPLY=($(compgen -W $'apache\nnginx' -- "$current"))
+      return
+      ;;
+    --color)
+      COMPREPLY=($(compgen -W $'auto\nalways\nnever' -- "$current"))
+      return
+      ;;
+    --import-root)
+      compopt -o filenames
+      COMPREPLY=($(compgen -d -- "$current"))
+      return
+      ;;
+    --template | --values | --output)
+      compopt -o filenames
+      COMPREPLY=($(compgen -f -- "$current"))
+      return
+      ;;
+    --set | --old | --unset | --force | --raw | --reload | --jobs)
+      return
+      ;;
+  esac
+
+  if [[ -z $command ]]; then
+    COMPREPLY=($(compgen -W $'apply\nprototype\n--help\n--version' -- "$current"))
+    return
+  fi
+  if [[ $current != -* ]]; then
+    compopt -o filenames
+    COMPREPLY=($(compgen -f -- "$current"))
+    return
+  fi
+  options=$'--help\n--dialect\n--template\n--import-root\n--set\n--old\n--unset\n--values'
+  if [[ $command == apply ]]; then
+    options+=$'\n--diff\n--color\n--in-place\n--output\n--dry-run\n--check\n--reload\n--exit-code'
+    options+=$'\n--jobs\n--force\n--raw\n--no-create\n--only-create'
+  fi
+  COMPREPLY=($(compgen -W "$options" -- "$current"))
+}
+
+complete -F _qeltemplate qeltemplate

@@ -1,0 +1,256 @@
+#include "cli/file_update.h"
+
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <exception>
+#include <map>
+#include <set>
+#include <utility>
+
+#include "cli/explained_output.h"
+#include "cli/failure.h"
+#include "cli/replacement.h"
+#include "cli/shell_command.h"
+#include "cli/stop_signals.h"
+#include "cli/work_files.h"
+
+namespace cli {
+namespace {
+
+constexpr char kStagedPlace[] = "{}";
+
+std::string WithReplaced(std::string text, const std::string& from, const std::string& to) {
+  for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, at)) {
+    text.replace(at, from.size(), to);
+    at += to.size();
+  }
+  return text;
+}
+
+// Replacements that are made together: all or none.
+class Swap {
+ public:
+  explicit Swap(std::vector<Replacement> replacements) : m_replacements(std::move(replacements)) {}
+
+  void PutInPlace() {
+    OrTakeBack([this] {
+      for (Replacement& replacement : m_replacements) replacement.PutInPlace();
+      FlushDirectories();
+    });
+  }
+
+  CommandResult Run(const std::string& command, const sigset_t& signals) {
+    CommandResult result;
+    OrTakeBack([&] { result = RunInShell(command, signals); });
+    return result;
+  }
+
+  // In reverse order. Throws Failure when one cannot be taken back: with the message `reason`, and
+  // a line for each that cannot.
+  void TakeBack(const std::string& reason) {
+    std::string problems;
+    const auto try_to = [&problems](const auto& step) {
+      try {
+        step();
+      } catch (const std::exception& error) {
+        problems += '\n' + std::string(error.what());
+      }
+    };
+    for (auto r = m_replacements.rbegin(); r != m_replacements.rend(); ++r) {
+      try_to([&] { r->TakeBack(); });
+    }
+    try_to([this] { FlushDirectories(); });
+    if (!problems.empty()) throw Failure(reason + problems);
+  }
+
+  void Settle() {
+    for (Replacement& replacement : m_replacements) replacement.Settle();
+  }
+
+ private:
+  template <typename Step>
+  void OrTakeBack(const Step& step) {
+    try {
+      step();
+    } catch (const std::exception& error) {
+      TakeBack(error.what());
+      throw;
+    }
+  }
+
+  void FlushDirectories() const {
+    std::set<std::string> directories;
+    for (const Replacement& replacement : m_replacements)
+      directories.insert(replacement.Directory());
+    for (const std::string& directory : directories) FlushDirectory(directory);
+  }
+
+  std::vector<Replacement> m_replacements;
+};
+
+// What a command has said about the files, for the end of a message.
+std::string Said(const std::string& output, const std::vector<JudgedFile>& files) {
+  const std::string said = ExplainedOutput(output, files);
+  return said.empty() ? said : ":\n" + said;
+}
+
+// A file and the text that it is to hold.
+struct Change {
+  const LockedFile& file;
+  const std::string& text;
+};
+
+Replacement StagedFile(const Change& change) {
+  const LockedFile& file = change.file;
+  const WorkFiles work(file.Path());
+  Replacement staged(file.Name(), file.Path(), work.new_file, work.old_file);
+  staged.Stage(change.text, file.Exists() ? &file.Opened() : nullptr);
+  return staged;
+}
+
+Replacement StagedBackup(const LockedFile& file, const std::string& suffix) {
+  const WorkFiles work(file.Path());
+  Replacement staged(file.Name() + suffix, file.Path() + suffix, work.new_backup, work.old_backup);
+  staged.Stage(file.Read(), &file.Opened());
+  return staged;
+}
+
+JudgedFile Judged(const Change& change) {
+  return {change.file.Name(), change.file.Path(), change.text};
+}
+
+std::vector<JudgedFile> Judged(const std::vector<Change>& changes) {
+  std::vector<JudgedFile> judged;
+  judged.reserve(changes.size());
+  for (const Change& change : changes) judged.push_back(Judged(change));
+  return judged;
+}
+
+void JudgeStaged(const std::string& check, const Change& change, const sigset_t& signals) {
+  const std::string& path = change.file.Path();
+  const std::string staged = WorkFiles(path).new_file;
+  const CommandResult result =
+      RunInShell(WithReplaced(check, kStagedPlace, ShellQuoted(staged)), signals);
+  if (result.Succeeded()) return;
+  throw ServerRefusal(change.file.Name(),
+                      "refused by '" + check + "' (" + result.end + "), nothing is changed" +
+                          Said(WithReplaced(result.output, staged, path), {Judged(change)}));
+}
+
+void JudgeInPlace(const std::string& check, Swap& swap, const std::vector<Change>& changes,
+                  const sigset_t& signals) {
+  const CommandResult result = swap.Run(check, signals);
+  if (result.Succeeded()) return;
+  const std::string refusal = "refuses the new files (" + result.end + ')';
+  const std::string output = Said(result.output, Judged(changes));
+  swap.TakeBack(check + ": " + refusal + output);
+  throw ServerRefusal(check, refusal + ", the old ones are back" + output);
+}
+
+void Reload(const std::string& reload, Swap& swap, const std::vector<Change>& changes,
+            const sigset_t& signals) {
+  const CommandResult result = swap.Run(reload, signals);
+  if (result.Succeeded()) return;
+  const std::string failure = "fails with the new files (" + result.end + ')';
+  const std::string output = Said(result.output, Judged(changes));
+  swap.TakeBack(reload + ": " + failure + output);
+  const CommandResult again = RunInShell(reload, signals);
+  const std::string outcome = again.Succeeded()
+                                  ? " and it succeeds with them"
+                                  : " but it fails with them, too (" + again.end + ')';
+  throw ServerRefusal(reload, failure + ", the old ones are back" + outcome + output);
+}
+
+// For the descriptors of so many files, and as many as a program needs anyway. What the system does
+// not allow fails when they are opened.
+void AllowOpenFiles(std::size_t count) {
+  constexpr rlim_t kAnyway = 256;
+  struct rlimit limit = {};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= count + kAnyway) return;
+  limit.rlim_cur = std::min<rlim_t>(limit.rlim_max, count + kAnyway);
+  setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+// The backups come first: a file that is new has its backup then.
+std::vector<Replacement> Staged(const std::vector<Change>& changes,
+                                const std::optional<std::string>& backup_suffix) {
+  std::vector<Replacement> staged;
+  for (const Change& change : changes) {
+    if (backup_suffix && change.file.Exists()) {
+      staged.push_back(StagedBackup(change.file, *backup_suffix));
+    }
+  }
+  for (const Change& change : changes) staged.push_back(StagedFile(change));
+  return staged;
+}
+
+}  // namespace
+
+FileUpdate::FileUpdate(const std::vector<std::string>& names, std::chrono::milliseconds lock_wait)
+    : FileUpdate(names, lock_wait, LockedFile::Missing::kRefused) {}
+
+FileUpdate FileUpdate::OfMissing(const std::string& name, std::chrono::milliseconds lock_wait) {
+  return FileUpdate({name}, lock_wait, LockedFile::Missing::kAllowed);
+}
+
+FileUpdate::FileUpdate(const std::vector<std::string>& names, std::chrono::milliseconds lock_wait,
+                       LockedFile::Missing missing) {
+  constexpr std::size_t kOldAndNew = 2;
+  std::map<std::string, std::size_t> by_path;
+  for (const std::string& name : names) {
+    LockedFile file(name);
+    const bool is_first = by_path.emplace(file.Path(), m_files.size()).second;
+    if (is_first) m_files.push_back({std::move(file), std::nullopt});
+  }
+  AllowOpenFiles(kOldAndNew * m_files.size());
+  const auto deadline = std::chrono::steady_clock::now() + lock_wait;
+  for (const auto& [path, file] : by_path) m_files[file].locked.Lock(deadline, missing);
+}
+
+void FileUpdate::Replace(std::size_t file, std::string text) {
+  File& replaced = m_files[file];
+  const bool is_same = replaced.locked.Exists() && text == replaced.locked.Read();
+  replaced.new_text = is_same ? std::nullopt : std::optional(std::move(text));
+}
+
+void FileUpdate::ExpectFreeForBackups(const std::string& suffix) const {
+  for (const File& file : m_files) {
+    if (suffix.empty() || suffix.find('/') != std::string::npos) {
+      throw Failure(file.locked.Name(), "no backup can have the suffix '" + suffix + '\'');
+    }
+    const auto is_backup = [backup = file.locked.Path() + suffix](const File& other) {
+      return other.locked.Path() == backup;
+    };
+    if (std::any_of(m_files.begin(), m_files.end(), is_backup)) {
+      throw Failure(file.locked.Name() + suffix, "is to be a backup, and is itself to be edited");
+    }
+  }
+}
+
+void FileUpdate::Commit(const UpdateOptions& options) {
+  std::vector<Change> changes;
+  for (const File& file : m_files) {
+    if (file.new_text) changes.push_back({file.locked, *file.new_text});
+  }
+  if (options.backup_suffix) ExpectFreeForBackups(*options.backup_suffix);
+  if (changes.empty()) return;
+
+  const HeldStopSignals held;
+  std::vector<Replacement> staged = Staged(changes, options.backup_suffix);
+  const bool judge_staged = options.check.find(kStagedPlace) != std::string::npos;
+  for (const Change& change : changes) {
+    if (judge_staged) JudgeStaged(options.check, change, held.Before());
+    change.file.ExpectUntouched();
+  }
+
+  Swap swap(std::move(staged));
+  swap.PutInPlace();
+  if (!judge_staged && !options.check.empty()) {
+    JudgeInPlace(options.check, swap, changes, held.Before());
+  }
+  if (!options.reload.empty()) Reload(options.reload, swap, changes, held.Before());
+  swap.Settle();
+}
+
+}  // namespace cli

@@ -1,0 +1,114 @@
+// Replaces the content of configuration files in place, all of them or none, so that nothing is
+// lost whatever happens meanwhile.
+//
+//   FileUpdate update({"/etc/nginx/sites-enabled/a", "/etc/nginx/sites-enabled/b"});
+//   for (std::size_t i = 0; i < update.Size(); ++i) update.Replace(i, Edited(update.Read(i)));
+//   update.Commit({"~", "nginx -t", "systemctl reload nginx"});
+//
+// Each changed file NAME is written anew beside itself, as ".NAME.qeltemplate-new": a name that
+// "include sites/*" does not read. It gets the owner, the mode, the ACL and the extended attributes
+// of NAME, but those that /etc/xattr.conf says not to copy; where the user may not set one, the
+// update fails. It is flushed to the disk and renamed to NAME. The old file is kept as
+// ".NAME.qeltemplate-old" until all is well; a backup goes the same way as
+// ".NAME.qeltemplate-new-backup" and ".NAME.qeltemplate-old-backup". A symbolic link is followed:
+// all this happens beside the file that it leads to, and the link stays.
+//
+// Signals: SIGINT, SIGTERM and SIGHUP wait until Commit is through. They reach the commands that it
+// runs, so that Ctrl-C stops a check, which then counts as refused.
+//
+// Killed at any moment: each file, and each backup, is whole, the old one or the new one, and a
+// file that is new has its backup already. A file may be new although its check or its reload was
+// still to come. No lock stays behind. What does stay behind under the names above does not
+// disturb: the next update of the file removes it, at the latest when it changes the file.
+//
+// What is not seen: the lock holds off other updates of this kind, not an editor. What an editor
+// has saved before Commit is noticed, and the update fails.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/locked_file.h"
+
+namespace cli {
+
+struct UpdateOptions {
+  // Keeps the old file as NAME + suffix, beside the file (where a symbolic link leads to). What is
+  // there under that name is replaced, unless it is a directory. Not empty, without a '/'.
+  std::optional<std::string> backup_suffix;
+
+  // Lets the server judge the result; "": nobody is asked. A command for /bin/sh, which refuses by
+  // an exit status other than 0.
+  //
+  // With "{}" in it: it is run once for each changed file before anything is put in place, and the
+  // path of the new text, quoted, stands for each "{}". That is for files that are complete
+  // configurations: "nginx -t -c {}".
+  //
+  // Without: it is run once, when all files, and backups, are in their places; when it refuses, the
+  // old ones are put back. That is for files that only the server's main file makes complete, as a
+  // site's: "nginx -t". A server that is restarted by others in between meets the unjudged files.
+  std::string check;
+
+  // Has the server take the new files; "": none. A command for /bin/sh. When it fails, the old
+  // files are put back, and it is run once more: a server that the new ones have stopped gets up
+  // again.
+  std::string reload;
+};
+
+class FileUpdate {
+ public:
+  static constexpr std::chrono::seconds kLockWait{30};
+
+  // Locks the files, waiting for those who hold them up to `lock_wait` in all. They are locked in
+  // the order of their real paths, so that two updates never wait for each other.
+  //
+  // Throws Failure when a file cannot be opened for reading and writing, is none (a directory, a
+  // FIFO), has several hard links, which a rename would split, or stays locked.
+  explicit FileUpdate(const std::vector<std::string>& names,
+                      std::chrono::milliseconds lock_wait = kLockWait);
+
+  // The same for one file, which is made by Commit when it is not there; until then its directory
+  // is locked.
+  static FileUpdate OfMissing(const std::string& name,
+                              std::chrono::milliseconds lock_wait = kLockWait);
+
+  // The number of files: of several names that lead to one file only the first counts.
+  std::size_t Size() const { return m_files.size(); }
+
+  // The name as it was given. The files keep the order of `names`.
+  const std::string& Name(std::size_t file) const { return m_files[file].locked.Name(); }
+
+  // The file's content: before Commit the old one, whatever Replace was told. "" for a file that is
+  // not there. Reads it from the disk each time. Throws Failure.
+  std::string Read(std::size_t file) const { return m_files[file].locked.Read(); }
+
+  // Has Commit replace the file's content by `text`. A file that holds just that is left alone.
+  // Threads may read and replace different files at the same time. Throws Failure.
+  void Replace(std::size_t file, std::string text);
+
+  // Carries out what Replace was told. When there is nothing to change, no file is touched and no
+  // command run. May be called once; the locks are held as long as this object lives.
+  //
+  // Throws ServerRefusal when a command refuses, and Failure for everything else. Then all files
+  // and backups are what they were before; where one cannot be put back, the message says which,
+  // and where its old content is.
+  void Commit(const UpdateOptions& options);
+
+ private:
+  struct File {
+    LockedFile locked;
+    std::optional<std::string> new_text;  // of a file to be changed
+  };
+
+  FileUpdate(const std::vector<std::string>& names, std::chrono::milliseconds lock_wait,
+             LockedFile::Missing missing);
+
+  void ExpectFreeForBackups(const std::string& suffix) const;
+
+  std::vector<File> m_files;
+};
+
+}  // namespace cli

@@ -1,0 +1,33 @@
+// The signals by which people and systems ask a program to stop.
+#pragma once
+
+#include <csignal>
+
+namespace cli {
+
+inline sigset_t StopSignals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int signal : {SIGHUP, SIGINT, SIGTERM}) sigaddset(&signals, signal);
+  return signals;
+}
+
+// Has them wait while it lives: those for this thread, and for a process that has no other.
+class HeldStopSignals {
+ public:
+  HeldStopSignals() {
+    const sigset_t stop_signals = StopSignals();
+    pthread_sigmask(SIG_BLOCK, &stop_signals, &m_before);
+  }
+  ~HeldStopSignals() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
+  HeldStopSignals(const HeldStopSignals&) = delete;
+  HeldStopSignals& operator=(const HeldStopSignals&) = delete;
+
+  // The mask that was there before.
+  const sigset_t& Before() const { return m_before; }
+
+ private:
+  sigset_t m_before = {};
+};
+
+}  // namespace cli

@@ -1,0 +1,633 @@
+// What apply does with files: many, in place, to another file, dry; what it says about it.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+#include "cli/program.h"
+
+namespace {
+
+using std::string_literals::operator""s;
+using testing::HasSubstr;
+using testing::Not;
+
+class Apply : public Program {
+ protected:
+  // The values that make kSite one named "b".
+  static Words Renaming(const Words& more) {
+    Words words = {"--old", "name=a.example", "--set", "name=b"};
+    words.insert(words.end(), more.begin(), more.end());
+    return words;
+  }
+
+  Outcome Rename(const Words& more) const { return Program::Apply(Renaming(more)); }
+
+  // The same without --dialect.
+  Outcome RenameUnknown(const Words& more) const {
+    Words words = {"apply", "--template", "site.template"};
+    const Words rest = Renaming(more);
+    words.insert(words.end(), rest.begin(), rest.end());
+    return Run(words);
+  }
+
+  // Runs a shell command line in which "$@" is the program, told to rename.
+  Outcome RenameInShell(const std::string& shell, const Words& more) const {
+    Words words = {"apply", "--dialect", "nginx", "--template", "site.template"};
+    const Words rest = Renaming(more);
+    words.insert(words.end(), rest.begin(), rest.end());
+    return RunInShell(shell, words);
+  }
+
+  // Writes "1.conf" and so on, and returns these names.
+  Words WriteSites(int count) const {
+    Words names;
+    for (int i = 1; i <= count; ++i) {
+      names.push_back(std::to_string(i) + ".conf");
+      m_sandbox.Write(names.back(), kSite);
+    }
+    return names;
+  }
+
+  // Has Rename set the root to "b" instead, which is so in "done.conf" already.
+  void MoveRoot() const {
+    m_sandbox.Write("site.template", "server {\nserver_name a.example;\nroot [% $name %];\n}\n");
+    m_sandbox.Write("done.conf", "server {\nserver_name a.example;\nroot b;\n}\n");
+  }
+
+  bool Exists(const std::string& name) const {
+    return std::filesystem::exists(m_sandbox.PathOf(name));
+  }
+
+  void WriteScript(const std::string& name, const std::string& text) const {
+    m_sandbox.Write(name, "#!/bin/sh\n" + text + "\n");
+    std::filesystem::permissions(m_sandbox.PathOf(name), std::filesystem::perms::owner_all);
+  }
+};
+
+void ExpectSaid(const Outcome& outcome, const Words& lines) {
+  std::string all;
+  for (const std::string& line : lines) all += "qeltemplate: " + line + "\n";
+  EXPECT_EQ(outcome.err, all);
+}
+
+// --- The command line ---
+
+TEST_F(Apply, RefusesOptionsThatDoNotGoTogether) {
+  struct Case {
+    const char* name;
+    Words options;
+    const char* message;
+  };
+  const Case cases[] = {
+      {"two places for the result",
+       {"--in-place", "--output", "x", "site.conf"},
+       "--in-place: excludes --output"},
+      {"several files to standard output",
+       {"site.conf", "b"},
+       "CONFIG: several need --diff, --in-place or --dry-run"},
+      {"several files to one",
+       {"--output", "x", "site.conf", "b"},
+       "--output: takes one CONFIG only"},
+      {"standard input among files",
+       {"--diff", "site.conf", "-"},
+       "CONFIG: \"-\" cannot be one of several"},
+      {"standard input in place",
+       {"--in-place"},
+       "--in-place: standard input cannot be replaced; name a CONFIG"},
+      {"standard input in place, named",
+       {"--in-place", "-"},
+       "--in-place: standard input cannot be replaced; name a CONFIG"},
+      {"standard input for both",
+       {"--values", "-"},
+       "--values: standard input holds the configuration; name a CONFIG"},
+      {"standard input for two values",
+       {"--values", "-", "--values", "-", "site.conf"},
+       "--values: standard input can be read once only"},
+      {"a check of nothing",
+       {"--check", "site.conf"},
+       "--check: there is nothing to ask the server about without --in-place or --output"},
+      {"a reload of nothing",
+       {"--reload", "true", "site.conf"},
+       "--reload: there is nothing to ask the server about without --in-place or --output"},
+      {"an empty reload",
+       {"--reload", "", "--in-place", "site.conf"},
+       "--reload: the command is empty"},
+      {"a suffix in another directory",
+       {"--in-place=/x", "site.conf"},
+       "--in-place: the suffix '/x' must not hold a '/'"},
+      {"an empty suffix",
+       {"--in-place=", "site.conf"},
+       "--in-place=: nothing stands behind the '='"},
+      {"a colour that is none",
+       {"--color", "red", "site.conf"},
+       "--color: 'red' is none of auto, always, never"},
+      {"jobs that are no number",
+       {"--jobs", "many", "site.conf"},
+       "Could not convert: --jobs = many"},
+      {"set and unset", {"--unset", "name", "site.conf"}, "--unset: 'name' is given by --set, too"},
+      {"a guard without a name", {"--force", "", "site.conf"}, "--force: the name is empty"},
+      {"a raw value without a name", {"--raw", "", "site.conf"}, "--raw: the name is empty"},
+      {"never and only",
+       {"--no-create", "--only-create", "site.conf"},
+       "--no-create: excludes --only-create"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    const Outcome outcome = Rename(c.options);
+    EXPECT_THAT(outcome.err, testing::StartsWith("qeltemplate: "s + c.message + "\nTry '"));
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.exit_code, 2);
+    EXPECT_EQ(m_sandbox.Read("site.conf"), kSite);
+  }
+}
+
+TEST_F(Apply, ExitsWithACodeForEachEnd) {
+  struct Case {
+    const char* name;
+    Words options;
+    int exit_code;
+  };
+  const Case cases[] = {
+      {"changed", {"site.conf"}, 0},
+      {"changed, asked", {"--exit-code", "site.conf"}, 1},
+      {"a diff, asked", {"--exit-code", "--diff", "site.conf"}, 1},
+      {"would change, asked", {"--exit-code", "--dry-run", "site.conf"}, 1},
+      {"unchanged, asked", {"--exit-code", "done.conf"}, 0},
+      {"one of two changed, asked", {"--exit-code", "--diff", "done.conf", "site.conf"}, 1},
+      {"wrong usage", {"--exit-code", "--colour"}, 2},
+      {"failed", {"--exit-code", "none.conf"}, 3},
+      {"one of two failed", {"--exit-code", "--diff", "none.conf", "site.conf"}, 3},
+      {"the server refuses", {"--exit-code", "--in-place", "--check=false", "site.conf"}, 5},
+  };
+  MoveRoot();
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    EXPECT_EQ(Program::Apply(Renaming(c.options)).exit_code, c.exit_code);
+  }
+}
+
+// --- The dialect ---
+
+TEST_F(Apply, GuessesTheDialectAndSaysSo) {
+  const Outcome outcome = RenameUnknown({"site.conf"});
+  EXPECT_EQ(outcome.out, ServerNamed("b"));
+  EXPECT_EQ(outcome.exit_code, 0);
+  ExpectSaid(outcome, {"site.conf: taken for nginx; --dialect says otherwise"});
+}
+
+TEST_F(Apply, GuessesTheDialectOfApacheToo) {
+  m_sandbox.Write("site.template", "<VirtualHost *:80>\nServerName {% $name %}\n</VirtualHost>\n");
+  m_sandbox.Write("site.conf", "<VirtualHost *:80>\nServerName a.example\n</VirtualHost>\n");
+  const Outcome outcome = RenameUnknown({"site.conf"});
+  EXPECT_EQ(outcome.out, "<VirtualHost *:80>\nServerName b\n</VirtualHost>\n");
+  ExpectSaid(outcome, {"site.conf: taken for apache; --dialect says otherwise"});
+}
+
+TEST_F(Apply, FailsWhereTheDialectCannotBeTold) {
+  m_sandbox.Write("site.conf", "");
+  ExpectFailure(RenameUnknown({"site.conf"}),
+                "site.conf: its language cannot be told from the text; name it by --dialect "
+                "(apache, nginx)");
+}
+
+TEST_F(Apply, RefusesAFileOfAnotherDialectThanTheOthers) {
+  m_sandbox.Write("b.conf", "<VirtualHost *:80>\n</VirtualHost>\n");
+  const Outcome outcome = RenameUnknown({"--in-place", "site.conf", "b.conf"});
+  ExpectSaid(outcome,
+             {"site.conf: taken for nginx; --dialect says otherwise",
+              "b.conf: taken for apache, the files before it for nginx; leave it out or "
+              "name the language by --dialect",
+              "1 changed, 0 unchanged, 1 failed", "nothing is written: all files or none"});
+  EXPECT_EQ(outcome.exit_code, 3);
+  EXPECT_EQ(m_sandbox.Read("site.conf"), kSite);
+}
+
+TEST_F(Apply, GuessesTheDialectOfAPrototypeByItsTemplate) {
+  const Outcome outcome = Run({"prototype", "--template", "site.template", "--set", "name=b"});
+  EXPECT_EQ(outcome.out, "server {\nserver_name b;\n}\n");
+  ExpectSaid(outcome, {"site.template: taken for nginx; --dialect says otherwise"});
+}
+
+// --- Values ---
+
+TEST_F(Apply, MergesValuesFiles) {
+  struct Case {
+    const char* name;
+    Words options;
+    const char* input;
+    std::string text;
+  };
+  m_sandbox.Write("old.yaml", "name: {old: a.example, new: x}\n");
+  m_sandbox.Write("new.json", R"({"name": "b"})");
+  m_sandbox.Write("none.yml", "name: ~\n");
+  const Case cases[] = {
+      {"YAML", {"--values", "old.yaml"}, "", ServerNamed("x")},
+      {"later wins, side by side",
+       {"--values", "old.yaml", "--values", "new.json"},
+       "",
+       ServerNamed("b")},
+      {"null wins, too", {"--values", "old.yaml", "--values", "none.yml"}, "", kSite},
+      {"the command line wins", {"--set", "name=c", "--values", "old.yaml"}, "", ServerNamed("c")},
+      {"standard input", {"--values", "-"}, "name: {old: a.example, new: y}", ServerNamed("y")},
+      {"standard input, JSON",
+       {"--values", "-"},
+       R"({"name": {"old": "a.example", "new": "y"}})",
+       ServerNamed("y")},
+      {"unset", {"--values", "old.yaml", "--unset", "name"}, "", kSite},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    Words options = c.options;
+    options.push_back("site.conf");
+    ExpectText(Program::Apply(options, c.input), c.text);
+  }
+}
+
+TEST_F(Apply, NamesStandardInputAsValuesFile) {
+  ExpectFailure(Program::Apply({"--values", "-", "site.conf"}, "name: [b]\n"),
+                "(standard input):1:7: \"name\" must be a string, null or an object, not array");
+}
+
+// --- Where the result goes ---
+
+TEST_F(Apply, ReplacesFilesInPlace) {
+  struct Case {
+    const char* name;
+    Words options;
+    std::string out;
+  };
+  const std::string diff =
+      "--- site.conf\n+++ site.conf\n@@ -1,4 +1,4 @@\n server {\n"
+      "-server_name a.example;\n+server_name b;\n root /srv/a;\n }\n";
+  const Case cases[] = {
+      {"no backup", {"--in-place"}, ""},
+      {"a backup", {"--in-place=.orig"}, ""},
+      {"shown, too", {"--in-place", "--diff"}, diff},
+      {"to itself", {"--output", "site.conf"}, ""},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    m_sandbox.Write("site.conf", kSite);
+    Words options = c.options;
+    options.push_back("site.conf");
+    ExpectText(Rename(options), c.out);
+    EXPECT_EQ(m_sandbox.Read("site.conf"), ServerNamed("b"));
+  }
+  EXPECT_EQ(m_sandbox.Read("site.conf.orig"), kSite);
+}
+
+TEST_F(Apply, WritesAnotherFile) {
+  for (const char* const what : {"a new file", "a file that is there"}) {
+    SCOPED_TRACE(what);
+    ExpectText(Rename({"--output", "new.conf", "site.conf"}), "");
+    EXPECT_EQ(m_sandbox.Read("new.conf"), ServerNamed("b"));
+    EXPECT_EQ(m_sandbox.Read("site.conf"), kSite);
+    m_sandbox.Write("new.conf", "old\n");
+  }
+}
+
+TEST_F(Apply, WritesAnotherFileFromStandardInput) {
+  ExpectText(Program::Apply(Renaming({"--output", "new.conf"}), kSite), "");
+  EXPECT_EQ(m_sandbox.Read("new.conf"), ServerNamed("b"));
+}
+
+TEST_F(Apply, WritesNothingWhenDry) {
+  struct Case {
+    const char* name;
+    Words options;
+    std::string out;
+  };
+  const std::string changed = "site.conf: would be changed\n";
+  const Case cases[] = {
+      {"to standard output", {}, changed},
+      {"in place", {"--in-place=.orig"}, changed},
+      {"to a file", {"--output", "new.conf"}, changed},
+      {"with a check",
+       {"--in-place", "--check=touch checked", "--reload", "touch loaded"},
+       changed},
+      {"with a diff",
+       {"--in-place", "--diff"},
+       "--- site.conf\n+++ site.conf\n@@ -1,4 +1,4 @@\n server {\n-server_name a.example;\n"
+       "+server_name b;\n root /srv/a;\n }\n"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    Words options = c.options;
+    options.insert(options.end(), {"--dry-run", "site.conf"});
+    const Outcome outcome = Rename(options);
+    EXPECT_EQ(outcome.out, c.out);
+    ExpectSaid(outcome, {"1 changed, 0 unchanged, 0 failed"});
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(m_sandbox.Read("site.conf"), kSite);
+    for (const char* const name : {"site.conf.orig", "new.conf", "checked", "loaded"}) {
+      EXPECT_FALSE(Exists(name)) << name;
+    }
+  }
+}
+
+// --- The server ---
+
+TEST_F(Apply, AsksTheServersOwnTest) {
+  struct Case {
+    const char* dialect;
+    const char* program;
+    const char* site;
+    const char* template_text;
+  };
+  const Case cases[] = {
+      {"nginx", "nginx", kSite, kTemplate},
+      {"apache", "apache2ctl", "<VirtualHost *:80>\nServerName a.example\n</VirtualHost>\n",
+       "<VirtualHost *:80>\nServerName {% $name %}\n</VirtualHost>\n"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.dialect);
+    m_sandbox.Write("site.conf", c.site);
+    m_sandbox.Write("site.template", c.template_text);
+    WriteScript(c.program, "echo \"$@\" > asked");
+    const Outcome outcome = RunInShell(
+        "PATH=.:$PATH \"$@\"", {"apply", "--dialect", c.dialect, "--template", "site.template",
+                                "--old", "name=a.example", "--set", "name=b", "--in-place",
+                                "--check", "--reload", "cp site.conf loaded", "site.conf"});
+    EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
+    EXPECT_EQ(m_sandbox.Read("asked"), "-t\n");
+    EXPECT_THAT(m_sandbox.Read("loaded"), HasSubstr("b"));
+  }
+}
+
+TEST_F(Apply, KeepsTheOldFileWhenNginxRefuses) {
+  m_sandbox.Write("main.conf",
+                  "pid nginx.pid;\nevents {\n}\nhttp {\naccess_log off;\ninclude site.conf;\n}\n");
+  m_sandbox.Write("site.template", "server {\nserver_name {% $name %};\n{% $line %}\n}\n");
+  const auto apply = [&](const char* line) {
+    return Rename({"--set", "line="s + line, "--in-place",
+                   "--check=nginx -t -p . -c main.conf -e stderr", "site.conf"});
+  };
+  const Outcome refused = apply("no_such_directive;");
+  EXPECT_EQ(refused.exit_code, 5);
+  EXPECT_THAT(refused.err, HasSubstr("unknown directive \"no_such_directive\""));
+  EXPECT_EQ(m_sandbox.Read("site.conf"), kSite);
+  const Outcome taken = apply("charset utf-8;");
+  EXPECT_EQ(taken.exit_code, 0) << taken.err;
+  EXPECT_EQ(m_sandbox.Read("site.conf"),
+            "server {\nserver_name b;\nroot /srv/a;\ncharset utf-8;\n}\n");
+}
+
+TEST_F(Apply, KeepsTheOldFileWhenApacheRefuses) {
+  const std::string config =
+      "LoadModule mpm_event_module /usr/lib/apache2/modules/mod_mpm_event.so\n"
+      "ServerName x\nListen 127.0.0.1:8089\nErrorLog /dev/null\n"
+      "<VirtualHost 127.0.0.1:8089>\nServerName a.example\n</VirtualHost>\n";
+  m_sandbox.Write("site.conf", config);
+  m_sandbox.Write(
+      "site.template",
+      "<VirtualHost 127.0.0.1:8089>\nServerName {% $name %}\n{% $line %}\n</VirtualHost>\n");
+  const auto apply = [&](const char* line) {
+    return Run({"apply", "--dialect", "apache", "--template", "site.template", "--old",
+                "name=a.example", "--set", "name=b", "--set", "line="s + line, "--in-place",
+                "--check=apache2 -t -d . -f {}", "site.conf"});
+  };
+  const Outcome refused = apply("NoSuchDirective on");
+  EXPECT_EQ(refused.exit_code, 5);
+  EXPECT_THAT(refused.err, HasSubstr("Invalid command 'NoSuchDirective'"));
+  EXPECT_EQ(m_sandbox.Read("site.conf"), config);
+  const Outcome taken = apply("ServerAdmin b@b.example");
+  EXPECT_EQ(taken.exit_code, 0) << taken.err;
+  EXPECT_THAT(m_sandbox.Read("site.conf"), HasSubstr("ServerName b\n"));
+}
+
+// --- Many files ---
+
+TEST_F(Apply, ShowsWhatChangesInSeveralFilesInTheirOrder) {
+  WriteSites(2);
+  MoveRoot();
+  const Outcome outcome = Rename({"--diff", "2.conf", "done.conf", "1.conf"});
+  const std::string hunk =
+      "@@ -1,4 +1,4 @@\n server {\n server_name a.example;\n-root /srv/a;\n"
+      "+root b;\n }\n";
+  EXPECT_EQ(outcome.out, "--- 2.conf\n+++ 2.conf\n" + hunk + "--- 1.conf\n+++ 1.conf\n" + hunk);
+  ExpectSaid(outcome, {"2 changed, 1 unchanged, 0 failed"});
+  EXPECT_EQ(outcome.exit_code, 0);
+}
+
+TEST_F(Apply, ReportsOnAllFilesWhenSomeFail) {
+  MoveRoot();
+  const Outcome outcome = Rename({"--dry-run", "none.conf", "site.conf", ".", "done.conf"});
+  EXPECT_EQ(outcome.out, "site.conf: would be changed\n");
+  ExpectSaid(outcome, {"none.conf: No such file or directory", ".: Is a directory",
+                       "1 changed, 1 unchanged, 2 failed"});
+  EXPECT_EQ(outcome.exit_code, 3);
+}
+
+TEST_F(Apply, ReplacesAllFilesOrNone) {
+  const Words names = WriteSites(3);
+  struct Case {
+    const char* name;
+    Words options;
+    int exit_code;
+    std::string text;
+  };
+  const Case cases[] = {
+      {"a file is not there", {"--in-place", "1.conf", "2.conf", "none.conf", "3.conf"}, 3, kSite},
+      {"a file is no file", {"--in-place", "1.conf", "2.conf", ".", "3.conf"}, 3, kSite},
+      {"the check refuses the last",
+       {"--in-place", "--check=case {} in *3.conf*) exit 1;; esac", "1.conf", "2.conf", "3.conf"},
+       5,
+       kSite},
+      {"the reload fails",
+       {"--in-place", "--reload", "false", "1.conf", "2.conf", "3.conf"},
+       5,
+       kSite},
+      {"all is well", {"--in-place", "1.conf", "2.conf", "3.conf"}, 0, ServerNamed("b")},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    EXPECT_EQ(Rename(c.options).exit_code, c.exit_code);
+    for (const std::string& name : names) EXPECT_EQ(m_sandbox.Read(name), c.text);
+  }
+}
+
+TEST_F(Apply, EditsManyFilesWhateverTheJobs) {
+  for (const char* const jobs : {"0", "1", "7"}) {
+    SCOPED_TRACE(jobs);
+    const Words names = WriteSites(300);
+    Words options = {"--in-place", "--jobs", jobs};
+    options.insert(options.end(), names.begin(), names.end());
+    const Outcome outcome = Rename(options);
+    EXPECT_EQ(outcome.exit_code, 0);
+    ExpectSaid(outcome, {"300 changed, 0 unchanged, 0 failed"});
+    for (const std::string& name : names) ASSERT_EQ(m_sandbox.Read(name), ServerNamed("b"));
+  }
+}
+
+TEST_F(Apply, ReplacesMoreFilesThanMayBeOpenAtFirst) {
+  const Words names = WriteSites(300);
+  Words options = {"--in-place"};
+  options.insert(options.end(), names.begin(), names.end());
+  const Outcome outcome = RenameInShell("ulimit -Sn 128 && exec \"$@\"", options);
+  EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
+  EXPECT_EQ(m_sandbox.Read("300.conf"), ServerNamed("b"));
+}
+
+// --- Terminals ---
+
+class OnTerminal : public Apply {
+ protected:
+  // What a terminal shows, standard error included.
+  std::string Shown(const std::string& environment, const Words& more) const {
+    std::string line = environment +
+                       " exec " QELTEMPLATE_PROGRAM
+                       " apply --dialect nginx --template site.template --old name=a.example"
+                       " --set name=b";
+    for (const std::string& word : more) line += ' ' + word;
+    const Outcome outcome =
+        m_sandbox.Run({"script", "--quiet", "--return", "--command", line, "/dev/null"});
+    EXPECT_EQ(outcome.exit_code, 0) << outcome.out << outcome.err;
+    return outcome.out;
+  }
+};
+
+constexpr char kRed[] = "\x1b[31m-server_name a.example;\x1b[m";
+constexpr char kNoRed[] = "\r\n-server_name a.example;\r\n";
+
+TEST_F(OnTerminal, ColoursADiff) {
+  struct Case {
+    const char* name;
+    const char* environment;
+    Words options;
+    const char* shown;
+  };
+  const Case cases[] = {
+      {"by itself", "NO_COLOR= TERM=xterm", {}, kRed},
+      {"auto", "NO_COLOR= TERM=xterm", {"--color=auto"}, kRed},
+      {"never", "NO_COLOR= TERM=xterm", {"--color=never"}, kNoRed},
+      {"NO_COLOR", "NO_COLOR=1 TERM=xterm", {}, kNoRed},
+      {"always wins over NO_COLOR", "NO_COLOR=1 TERM=xterm", {"--color", "always"}, kRed},
+      {"a dumb terminal", "NO_COLOR= TERM=dumb", {}, kNoRed},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    Words options = c.options;
+    options.insert(options.end(), {"--diff", "site.conf"});
+    EXPECT_THAT(Shown(c.environment, options), HasSubstr(c.shown));
+  }
+}
+
+TEST_F(OnTerminal, ShowsHowFarManyFilesAre) {
+  const Words names = WriteSites(20);
+  Words options = {"--dry-run"};
+  options.insert(options.end(), names.begin(), names.end());
+  const std::string shown = Shown("", options);
+  EXPECT_THAT(shown, HasSubstr("] 20/20\r\x1b[K"));
+  EXPECT_THAT(shown, Not(HasSubstr("\x1b[31m")));
+  EXPECT_THAT(Shown("", {"--dry-run", "site.conf"}), Not(HasSubstr("1/1")));
+}
+
+TEST_F(OnTerminal, ShowsNeitherElsewhere) {
+  const Words names = WriteSites(20);
+  Words options = {"--diff", "--color=auto"};
+  options.insert(options.end(), names.begin(), names.end());
+  const Outcome outcome = Rename(options);
+  EXPECT_THAT(outcome.out, Not(HasSubstr("\x1b")));
+  ExpectSaid(outcome, {"20 changed, 0 unchanged, 0 failed"});
+}
+
+TEST_F(Apply, ColoursADiffAlwaysWhenToldSo) {
+  const Outcome outcome = Rename({"--diff", "--color=always", "site.conf"});
+  EXPECT_EQ(outcome.out,
+            "\x1b[1m--- site.conf\x1b[m\n\x1b[1m+++ site.conf\x1b[m\n"
+            "\x1b[36m@@ -1,4 +1,4 @@\x1b[m\n server {\n"
+            "\x1b[31m-server_name a.example;\x1b[m\n\x1b[32m+server_name b;\x1b[m\n"
+            " root /srv/a;\n }\n");
+}
+
+// --- The imports of the template ---
+
+class ImportRoot : public Apply {
+ protected:
+  ImportRoot() {
+    for (const char* const directory : {"root", "root/below", "root2"}) {
+      std::filesystem::create_directory(m_sandbox.PathOf(directory));
+    }
+    for (const char* const file : {"root/part", "root/below/part", "root2/part"}) {
+      m_sandbox.Write(file, "server_name {% $name %};\n");
+    }
+    m_sandbox.Write("root/leads_out", "\n\n{% import root2/part %}\n");
+    m_sandbox.Write("root/leads_in", "{% import root/part %}\n");
+    std::filesystem::create_symlink("../root2/part", m_sandbox.PathOf("root/link_out"));
+    std::filesystem::create_symlink("../root2", m_sandbox.PathOf("root/directory_out"));
+    std::filesystem::create_symlink("root/part", m_sandbox.PathOf("link_in"));
+  }
+
+  Outcome RenameBy(const std::string& statements) const {
+    m_sandbox.Write("site.template", "server {\n" + statements + "\n}\n");
+    return Rename({"--set", "file=part", "--import-root", "root", "site.conf"});
+  }
+};
+
+TEST_F(ImportRoot, LetsImportsFromInsideThrough) {
+  for (const std::string& statements :
+       {"{% import root/part %}"s, "{% import root/below/part %}"s, "{% import root/leads_in %}"s,
+        "{% import root/../root/part %}"s, "{% import link_in %}"s, "{%import root/[% $file %]%}"s,
+        "{% if $none %}\n{% import root/none %}\n{% endif %}\nserver_name {% $name %};"s,
+        "server_name {% $name %};\n{#} {% import root2/part %}"s,
+        "server_name {% $name %};\n{% import root/[% $missing %] %}"s}) {
+    SCOPED_TRACE(statements);
+    ExpectText(RenameBy(statements), ServerNamed("b"));
+  }
+}
+
+TEST_F(ImportRoot, RefusesImportsFromOutside) {
+  struct Case {
+    const char* name;
+    std::string statements;
+    std::string place;
+    std::string path;  // in the sandbox
+  };
+  const Case cases[] = {
+      {"a sibling", "{% import root2/part %}", "site.template:2", "root2/part"},
+      {"behind dots", "{% import root/../root2/part %}", "site.template:2", "root2/part"},
+      {"a link", "{% import root/link_out %}", "site.template:2", "root2/part"},
+      {"a link to a directory", "{% import root/directory_out/part %}", "site.template:2",
+       "root2/part"},
+      {"through another import", "{% import root/leads_out %}",
+       m_sandbox.PathOf("root/leads_out:3"), "root2/part"},
+      {"by a value", "\n{% import root2/[% $file %] %}", "site.template:3", "root2/part"},
+      {"not there", "{% import root2/none %}", "site.template:2", "root2/none"},
+      {"in a branch not taken", "{% if $none %}\n{% import root2/part %}\n{% endif %}",
+       "site.template:3", "root2/part"},
+      {"the second one", "{% import root/part %}\n{% import root2/part %}", "site.template:3",
+       "root2/part"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    ExpectFailure(RenameBy(c.statements), c.place + ": imports " + m_sandbox.PathOf(c.path) +
+                                              ", which lies outside --import-root root");
+  }
+}
+
+TEST_F(ImportRoot, LeavesOtherMistakesToTheTemplate) {
+  ExpectFailure(
+      RenameBy("{% import root/part %}\n{% import root/part %}"),
+      m_sandbox.PathOf("root/part") +
+          ": imported twice by site.template (a template can import each file only once)");
+  ExpectFailure(RenameBy("{% import root/below %}"),
+                m_sandbox.PathOf("root/below") +
+                    ": imported by site.template, but not a file that can be read");
+}
+
+TEST_F(ImportRoot, MustBeADirectory) {
+  for (const std::string& root : {"none"s, "site.conf"s}) {
+    ExpectFailure(Rename({"--import-root", root, "site.conf"}),
+                  root + ": not a directory; --import-root takes the one that holds the templates");
+  }
+}
+
+TEST_F(ImportRoot, MayBeTheWholeSystem) {
+  m_sandbox.Write("site.template", "server {\n{% import root/part %}\n}\n");
+  ExpectText(Rename({"--import-root", "/", "site.conf"}), ServerNamed("b"));
+}
+
+}  // namespace

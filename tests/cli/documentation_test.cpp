@@ -1,0 +1,216 @@
+// What stands beside the program says of its options what the program says.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <regex>
+#include <set>
+#include <string>
+
+#include "cli/program.h"
+
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+using Names = std::set<std::string>;
+
+constexpr char kRoot[] = QELTEMPLATE_SOURCE_DIR "/";
+
+// What `pattern`, whose first group is a name, finds in `text`.
+Names NamesIn(const std::string& text, const std::string& pattern) {
+  const std::regex regex(pattern, std::regex::ECMAScript | std::regex::multiline);
+  Names names;
+  for (std::sregex_iterator found(text.begin(), text.end(), regex), end; found != end; ++found) {
+    names.insert((*found)[1]);
+  }
+  return names;
+}
+
+class Documentation : public Program {
+ protected:
+  // The long options in the program's own help.
+  Names OptionsOf(const Words& command) const {
+    Words words = command;
+    words.emplace_back("--help");
+    const Names names = NamesIn(Run(words).out, "^  (?:-h,)?--([a-z-]+)");
+    EXPECT_THAT(names, testing::Contains("help"));
+    return names;
+  }
+
+  std::string Page(const std::string& name) const {
+    return m_sandbox.Run({"cat", kRoot + ("man/" + name)}).out;
+  }
+};
+
+const Words kPages = {"qeltemplate.1", "qeltemplate-apply.1", "qeltemplate-prototype.1"};
+
+TEST_F(Documentation, ManualPagesAreWellFormed) {
+  for (const std::string& page : kPages) {
+    SCOPED_TRACE(page);
+    // A page that is not installed cannot be found by those that refer to it.
+    const Outcome outcome =
+        m_sandbox.Run({"mandoc", "-T", "lint", "-W", "warning", kRoot + ("man/" + page)});
+    EXPECT_EQ(outcome.out + outcome.err, "");
+    EXPECT_EQ(outcome.exit_code, 0);
+  }
+}
+
+TEST_F(Documentation, ManualPagesNameEachOptionOfTheirCommand) {
+  struct Case {
+    std::string page;
+    Words command;
+  };
+  const Case cases[] = {{"qeltemplate.1", {}},
+                        {"qeltemplate-apply.1", {"apply"}},
+                        {"qeltemplate-prototype.1", {"prototype"}}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.page);
+    EXPECT_EQ(NamesIn(Page(c.page), R"(^\.It (?:Fl h , )?Fl -([a-z-]+))"), OptionsOf(c.command));
+  }
+}
+
+TEST_F(Documentation, HelpAndManualKnowEachExitStatus) {
+  const std::string help = Run({"apply", "--help"}).out;
+  const Names in_help = NamesIn(help.substr(help.find("Exit status:")), "\\b([0-9])\\b");
+  EXPECT_EQ(in_help, (Names{"0", "1", "2", "3", "4", "5"}));
+  EXPECT_EQ(NamesIn(Page("qeltemplate.1"), "^\\.It ([0-9])$"), in_help);
+}
+
+// --- Completions ---
+
+struct Completion {
+  const char* name;
+  Words words;        // of the command line, the last one to be completed
+  Words offered;      // some of what is offered
+  Words not_offered;  // and what is not
+};
+
+const Completion kCompletions[] = {
+    {"a command", {"qeltemplate", ""}, {"apply", "prototype"}, {"--diff"}},
+    {"the beginning of a command", {"qeltemplate", "pro"}, {"prototype"}, {"apply"}},
+    {"an option", {"qeltemplate", "apply", "--in"}, {"--in-place"}, {"--diff"}},
+    {"two options",
+     {"qeltemplate", "apply", "--d"},
+     {"--dialect", "--diff", "--dry-run"},
+     {"--set"}},
+    {"an option of the other command",
+     {"qeltemplate", "prototype", "--d"},
+     {"--dialect"},
+     {"--diff"}},
+    {"a dialect", {"qeltemplate", "apply", "--dialect", ""}, {"apache", "nginx"}, {"site.conf"}},
+    {"a colour", {"qeltemplate", "apply", "--color", "a"}, {"always", "auto"}, {"never"}},
+    {"a configuration", {"qeltemplate", "apply", "site.c"}, {"site.conf"}, {"site.template"}},
+    {"a template",
+     {"qeltemplate", "prototype", "--template", "site.t"},
+     {"site.template"},
+     {"site.conf"}},
+};
+
+class Completions : public Documentation {
+ protected:
+  Completions() { std::filesystem::create_directory(m_sandbox.PathOf("templates")); }
+
+  void ExpectOffers(const Completion& c, const std::string& shown) const {
+    for (const std::string& word : c.offered) EXPECT_THAT(shown, HasSubstr(word));
+    for (const std::string& word : c.not_offered) EXPECT_THAT(shown, Not(HasSubstr(word)));
+  }
+};
+
+std::string Joined(const Words& words) {
+  std::string line;
+  for (const std::string& word : words) line += (line.empty() ? "" : " ") + word;
+  return line;
+}
+
+// Calls the function as bash does, but for compopt, which works in a completion only.
+constexpr char kAskBash[] = R"(
+compopt() { :; }
+source "$1"
+shift
+COMP_WORDS=("$@")
+COMP_CWORD=$(($# - 1))
+_qeltemplate
+printf '%s\n' "${COMPREPLY[@]}")";
+
+TEST_F(Completions, OfBash) {
+  for (const Completion& c : kCompletions) {
+    SCOPED_TRACE(c.name);
+    Words command = {"bash", "-c", kAskBash, "bash",
+                     kRoot + std::string("completions/qeltemplate.bash")};
+    command.insert(command.end(), c.words.begin(), c.words.end());
+    const Outcome outcome = m_sandbox.Run(command);
+    EXPECT_EQ(outcome.err, "");
+    ExpectOffers(c, outcome.out);
+  }
+}
+
+TEST_F(Completions, OfBashBehindAnEqualsSign) {
+  const Completion colour = {
+      "", {"qeltemplate", "apply", "--color", "=", "al"}, {"always"}, {"auto"}};
+  Words command = {"bash", "-c", kAskBash, "bash",
+                   kRoot + std::string("completions/qeltemplate.bash")};
+  command.insert(command.end(), colour.words.begin(), colour.words.end());
+  ExpectOffers(colour, m_sandbox.Run(command).out);
+}
+
+TEST_F(Completions, OfFish) {
+  for (const Completion& c : kCompletions) {
+    SCOPED_TRACE(c.name);
+    const Outcome outcome =
+        m_sandbox.Run({"fish", "--no-config", "-c",
+                       "source $argv[1]; complete -C $argv[2] | string split -f1 \\t",
+                       kRoot + std::string("completions/qeltemplate.fish"), Joined(c.words)});
+    EXPECT_EQ(outcome.err, "");
+    ExpectOffers(c, outcome.out);
+  }
+}
+
+// zsh completes at a terminal only: types the line there, and a tab, and shows what comes.
+constexpr char kAskZsh[] = R"(
+zmodload zsh/zpty
+zpty terminal zsh -f -i
+zpty -w terminal "unsetopt zle_bracketed_paste prompt_cr prompt_sp; LISTMAX=1000
+fpath=($1 \$fpath); autoload -Uz compinit; compinit -D -u; PS1=RE''ADY"
+zpty -r -m terminal shown '*READY*'
+zpty -n -w terminal "$2"$'\t'
+zpty -n -w terminal $'\x15print DO\'\'NE\n'
+zpty -r -m terminal shown '*DONE*'
+print -rn -- "$shown"
+zpty -d terminal)";
+
+TEST_F(Completions, OfZsh) {
+  for (const Completion& c : kCompletions) {
+    SCOPED_TRACE(c.name);
+    const Outcome outcome = m_sandbox.Run({"timeout", "60", "zsh", "-f", "-c", kAskZsh, "zsh",
+                                           kRoot + std::string("completions"), Joined(c.words)});
+    EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
+    ExpectOffers(c, outcome.out);
+  }
+}
+
+// Each shell's file lists the options in its own way.
+TEST_F(Completions, NameEachOption) {
+  struct Case {
+    const char* file;
+    const char* pattern;
+  };
+  const Case cases[] = {
+      {"qeltemplate.bash", "(?:'|\\\\n)--([a-z-]+)"},
+      {"_qeltemplate", "(?:'|\\*|\\{-h,|\\))--([a-z-]+)(?:=|\\[|\\})"},
+      {"qeltemplate.fish", "^complete .* -l ([a-z-]+)"},
+  };
+  Names all = OptionsOf({});
+  all.merge(OptionsOf({"apply"}));
+  all.merge(OptionsOf({"prototype"}));
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.file);
+    const std::string text =
+        m_sandbox.Run({"cat", kRoot + std::string("completions/") + c.file}).out;
+    EXPECT_EQ(NamesIn(text, c.pattern), all);
+  }
+}
+
+}  // namespace

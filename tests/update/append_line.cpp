@@ -1,0 +1,67 @@
+// append_line [OPTION...] LINE FILE...: adds a line to each file by one FileUpdate.
+//
+//   --backup=SUFFIX --check=COMMAND --reload=COMMAND   as in UpdateOptions
+//   --wait=MILLISECONDS                                for the locks
+//   --missing                                          the one file need not be there
+
+#include <chrono>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "cli/failure.h"
+#include "cli/file_update.h"
+
+namespace {
+
+struct Arguments {
+  cli::UpdateOptions options;
+  std::chrono::milliseconds wait = cli::FileUpdate::kLockWait;
+  bool missing = false;
+  std::vector<std::string> words;
+};
+
+Arguments Parsed(int argc, char** argv) {
+  Arguments parsed;
+  for (int i = 1; i < argc; ++i) {
+    const std::string word = argv[i];
+    const std::string option = word.substr(0, word.find('='));
+    const std::string value = option == word ? "" : word.substr(option.size() + 1);
+    if (option == "--backup") {
+      parsed.options.backup_suffix = value;
+    } else if (option == "--check") {
+      parsed.options.check = value;
+    } else if (option == "--reload") {
+      parsed.options.reload = value;
+    } else if (option == "--wait") {
+      parsed.wait = std::chrono::milliseconds(std::stoi(value));
+    } else if (option == "--missing") {
+      parsed.missing = true;
+    } else {
+      parsed.words.push_back(word);
+    }
+  }
+  return parsed;
+}
+
+cli::FileUpdate Locked(const Arguments& arguments) {
+  const std::vector<std::string> files(arguments.words.begin() + 1, arguments.words.end());
+  return arguments.missing ? cli::FileUpdate::OfMissing(files.front(), arguments.wait)
+                           : cli::FileUpdate(files, arguments.wait);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const Arguments arguments = Parsed(argc, argv);
+  try {
+    cli::FileUpdate update = Locked(arguments);
+    for (std::size_t i = 0; i < update.Size(); ++i) {
+      update.Replace(i, update.Read(i) + arguments.words.front() + '\n');
+    }
+    update.Commit(arguments.options);
+  } catch (const cli::Failure& failure) {
+    std::fprintf(stderr, "%s\n", failure.what());
+    return failure.exit_code();
+  }
+}

@@ -1,0 +1,220 @@
+// Checks and reloads: what the commands meet, and what becomes of the files when they refuse.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "cli/failure.h"
+#include "update/update_test.h"
+
+namespace {
+
+using cli::Failure;
+using cli::ServerRefusal;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::Not;
+
+class ServerCommands : public UpdateTest {
+ protected:
+  ServerCommands() { m_sandbox.Write("b", "old b\n"); }
+
+  // A command that runs in the sandbox's directory.
+  std::string Here(const std::string& command) const { return "cd " + PathOf("") + "; " + command; }
+
+  void ExpectAllOld() const {
+    EXPECT_EQ(m_sandbox.Read("a"), "old\n");
+    EXPECT_EQ(m_sandbox.Read("b"), "old b\n");
+    for (const std::string& name : m_sandbox.Names()) {
+      EXPECT_THAT(name, Not(HasSubstr("qeltemplate")));
+    }
+  }
+
+  std::string RefusalOf(const std::string& text, const std::vector<std::string>& names,
+                        const cli::UpdateOptions& options) const {
+    return MessageOf<ServerRefusal>([&] { Commit(text, names, options); });
+  }
+};
+
+// --- A check of the staged file ---
+
+TEST_F(ServerCommands, ACheckWithBracesMeetsEachNewTextBeforeItIsInPlace) {
+  Commit("new\n", {"a", "b"}, {"~", Here("cat a b {} >>log; cmp {} {} && ls | wc -l >>log"), ""});
+  EXPECT_EQ(m_sandbox.Read("log"), "old\nold b\nnew\n3\nold\nold b\nnew\n3\n");
+  EXPECT_THAT(m_sandbox.Names(), ElementsAre("a", "a~", "b", "b~", "log"));
+}
+
+TEST_F(ServerCommands, ACheckWithBracesMeetsThePathWhateverItIs) {
+  const std::string name = "it's $HOME {} x";
+  m_sandbox.Write(name, "old\n");
+  Commit("new\n", {name}, WithCheck("grep -q new {}"));
+  EXPECT_EQ(m_sandbox.Read(name), "new\n");
+}
+
+TEST_F(ServerCommands, NothingIsInPlaceWhenACheckWithBracesRefuses) {
+  const std::string check =
+      Here("echo; echo 'bad {} in' {}:2; cat a b; case {} in *.b.*) exit 7; esac");
+  const std::string directory = PathOf("");
+  EXPECT_EQ(RefusalOf("new\nlines\n", {"a", "b"}, {"~", check, ""}),
+            "b: refused by '" + WithoutDirectory(check) +
+                "' (exit status 7), nothing is changed:\n\nbad b in b:2\nold\nold b\nb:2: lines");
+  ExpectAllOld();
+}
+
+// --- A check of the files in their places ---
+
+TEST_F(ServerCommands, ACheckWithoutBracesMeetsAllInPlaceOnce) {
+  Commit("new\n", {"a", "b"}, {"~", Here("cat a a~ b b~ >>log"), ""});
+  EXPECT_EQ(m_sandbox.Read("log"), "new\nold\nnew\nold b\n");
+}
+
+TEST_F(ServerCommands, AllIsBackWhenACheckInPlaceRefuses) {
+  EXPECT_EQ(RefusalOf("new\nlines\n", {"a", "b"},
+                      {"~", "echo 'bad line in' " + PathOf("b") + ":2; kill -s KILL $$", ""}),
+            "echo 'bad line in' b:2; kill -s KILL $$: refuses the new files (Killed), the old ones "
+            "are back:\nbad line in b:2\nb:2: lines");
+  ExpectAllOld();
+  EXPECT_THAT(m_sandbox.Names(), ElementsAre("a", "b"));
+}
+
+TEST_F(ServerCommands, TheOldFileItselfComesBack) {
+  const ino_t before = m_sandbox.Status("a").st_ino;
+  EXPECT_EQ(RefusalOf("new\n", {"a"}, WithCheck("false")),
+            "false: refuses the new files (exit status 1), the old ones are back");
+  EXPECT_EQ(m_sandbox.Status("a").st_ino, before);
+  EXPECT_EQ(m_sandbox.Status("a").st_nlink, 1U);
+}
+
+TEST_F(ServerCommands, ACommandThatCannotBeRunIsNoRefusal) {
+  for (const cli::UpdateOptions& options :
+       {WithCheck("no-such-command"), WithCheck("no-such-command {}"),
+        WithReload("no-such-command")}) {
+    try {
+      Commit("new\n", {"a", "b"}, options);
+      ADD_FAILURE();
+    } catch (const Failure& failure) {
+      EXPECT_THAT(failure.what(), MatchesRegex("no-such-command.*: cannot be run: .*not found"));
+      EXPECT_EQ(failure.exit_code(), cli::kFailed);
+    }
+    ExpectAllOld();
+  }
+}
+
+// --- A reload ---
+
+TEST_F(ServerCommands, AReloadFollowsTheCheck) {
+  Commit("new\n", {"a"}, {std::nullopt, Here("echo check >>log"), Here("cat a >>log")});
+  EXPECT_EQ(m_sandbox.Read("log"), "check\nnew\n");
+}
+
+TEST_F(ServerCommands, ARefusedCheckIsNotFollowedByAReload) {
+  RefusalOf("new\n", {"a"}, {std::nullopt, "false", Here("touch reloaded")});
+  EXPECT_FALSE(m_sandbox.Exists("reloaded"));
+}
+
+TEST_F(ServerCommands, AFailingReloadBringsTheOldFilesBackAndIsRunAgain) {
+  struct Case {
+    const char* reload;
+    const char* message;
+    const char* met;
+  };
+  const Case cases[] = {
+      {"cat a b >>log; echo said; grep -q old a",
+       ": fails with the new files (exit status 1), the old ones are back and it succeeds with "
+       "them:\nsaid",
+       "new\nnew\nold\nold b\n"},
+      {"cat a b >>log; grep -q old a && exit 3; exit 4",
+       ": fails with the new files (exit status 4), the old ones are back but it fails with them, "
+       "too (exit status 3)",
+       "new\nnew\nold\nold b\n"},
+  };
+  for (const Case& c : cases) {
+    const std::string reload = Here(c.reload);
+    EXPECT_EQ(RefusalOf("new\n", {"a", "b"}, {"~", "", reload}),
+              WithoutDirectory(reload) + c.message);
+    EXPECT_EQ(m_sandbox.Read("log"), c.met);
+    ExpectAllOld();
+    EXPECT_THAT(m_sandbox.Names(), ElementsAre("a", "b", "log"));
+    std::filesystem::remove(PathOf("log"));
+  }
+}
+
+// --- The real servers ---
+
+constexpr char kNginxMain[] =
+    "pid nginx.pid;\nerror_log stderr;\nevents {\n}\nhttp {\naccess_log off;\n";
+
+class Nginx : public ServerCommands {
+ protected:
+  Nginx() {
+    std::filesystem::create_directory(PathOf("available"));
+    std::filesystem::create_directory(PathOf("enabled"));
+    m_sandbox.Write("available/site", Site("root /old;"));
+    std::filesystem::create_symlink("../available/site", PathOf("enabled/site"));
+    m_sandbox.Write("nginx.conf", kNginxMain + std::string("include enabled/*;\n}\n"));
+  }
+
+  // Two of them are one default server too many.
+  static std::string Site(const std::string& line) {
+    return "server {\nlisten 127.0.0.1:8081 default_server;\n" + line + "\n}\n";
+  }
+
+  std::string Test(const std::string& file) const {
+    return "nginx -t -p " + PathOf("") + " -e stderr -c " + file;
+  }
+};
+
+TEST_F(Nginx, JudgesASiteByTheServersMainFile) {
+  Commit(Site("root /new;"), {"enabled/site"}, WithCheck(Test(PathOf("nginx.conf"))));
+  EXPECT_EQ(m_sandbox.Read("available/site"), Site("root /new;"));
+  EXPECT_THAT(
+      RefusalOf(Site("rot /new;"), {"enabled/site"}, WithCheck(Test(PathOf("nginx.conf")))),
+      testing::AllOf(HasSubstr("refuses the new files (exit status 1), the old ones are back:"),
+                     HasSubstr("unknown directive \"rot\" in enabled/site:3\n"),
+                     testing::EndsWith("\nenabled/site:3: rot /new;")));
+  EXPECT_EQ(m_sandbox.Read("available/site"), Site("root /new;"));
+}
+
+TEST_F(Nginx, DoesNotReadTheFilesOfAnUpdateThatLieBesideASite) {
+  m_sandbox.Write("nginx.conf", kNginxMain + std::string("include available/*;\n}\n"));
+  const std::string count = "ls -A " + PathOf("available") + " | wc -l | grep -qx ";
+  const std::string test = Test(PathOf("nginx.conf"));
+  Commit(Site("root /new;"), {"available/site"}, WithCheck(count + "2 && " + test));
+  Commit(Site("root /newer;"), {"available/site"},
+         WithCheck(count + "2 && " + test + " # judged while {} lies there"));
+  EXPECT_THAT(RefusalOf(Site("root /x;"), {"available/site"}, {"~", test, ""}),
+              HasSubstr("duplicate default server"));
+  EXPECT_EQ(m_sandbox.Read("available/site"), Site("root /newer;"));
+}
+
+TEST_F(Nginx, JudgesACompleteConfigurationBeforeItIsInPlace) {
+  const std::string text = kNginxMain + std::string("server {\nlisten nowhere:80x;\n}\n}\n");
+  EXPECT_THAT(RefusalOf(text, {"nginx.conf"}, WithCheck(Test("{}"))),
+              testing::AllOf(HasSubstr("nothing is changed:\n"), HasSubstr(" in nginx.conf:8\n"),
+                             Not(HasSubstr("qeltemplate-new")),
+                             testing::EndsWith("\nnginx.conf:8: listen nowhere:80x;")));
+  const std::string good = kNginxMain + std::string("}\n");
+  Commit(good, {"nginx.conf"}, WithCheck(Test("{}")));
+  EXPECT_EQ(m_sandbox.Read("nginx.conf"), good);
+}
+
+TEST_F(ServerCommands, HttpdJudgesASiteByTheServersMainFile) {
+  std::filesystem::create_directory(PathOf("sites"));
+  m_sandbox.Write("sites/site.conf", "ServerAdmin old@a.example\n");
+  m_sandbox.Write("httpd.conf",
+                  "ServerName a.example\nPidFile httpd.pid\nErrorLog error.log\n"
+                  "LoadModule mpm_event_module /usr/lib/apache2/modules/mod_mpm_event.so\n"
+                  "IncludeOptional sites/*\n");
+  const std::string test = "apache2 -t -d " + PathOf("") + " -f httpd.conf";
+  Commit("ServerAdmin new@a.example\n", {"sites/site.conf"}, WithCheck(test));
+  EXPECT_THAT(RefusalOf("ServerAdmin new@a.example\n\tNoSuch thing\n", {"sites/site.conf"},
+                        WithCheck(test)),
+              testing::AllOf(HasSubstr("Syntax error on line 2 of sites/site.conf:"),
+                             testing::EndsWith("\nsites/site.conf:2: \tNoSuch thing")));
+  EXPECT_EQ(m_sandbox.Read("sites/site.conf"), "ServerAdmin new@a.example\n");
+}
+
+}  // namespace
