@@ -23,8 +23,13 @@ namespace {
 
 constexpr char kFooter[] = R"(
 The edited text goes to standard output, or to where --in-place or --output say.
-It ends with a newline exactly when CONFIG does; blank lines of CONFIG are not
-kept. The template's imports are looked up from the current directory.
+Only the lines that the edit changes differ from CONFIG. Blocks of the template
+that CONFIG does not have are made. The template's imports are looked up from the
+current directory.
+
+An edit that would do more than the template says, or something else, is refused.
+The message ends with a reason in brackets (see below): --force REASON makes the
+edit all the same, --raw NAME puts in the value NAME whatever it holds.
 
 Several CONFIG need --diff, --in-place or --dry-run. With --in-place all of them
 are replaced or none. A CMD of --check that holds "{}" is asked about each new
@@ -37,6 +42,15 @@ Examples:
   qeltemplate apply --template site.template --values site.yaml \
       --in-place=.orig --check --reload 'systemctl reload nginx' \
       /etc/nginx/sites-available/*)";
+
+// The reasons for which an edit is refused, for the footer.
+std::string RefusalHelp() {
+  std::string text = "Reasons for which an edit is refused:\n";
+  for (const FindingKind& kind : kRefusals) {
+    text += "  " + std::string(kind.name) + ": " + kind.what + "\n";
+  }
+  return text;
+}
 
 struct ApplyOptions : RequestOptions {
   std::vector<std::string> configs;  // none: standard input
@@ -64,6 +78,15 @@ struct ApplyOptions : RequestOptions {
 std::string CheckColour(const std::string& when) {
   if (when == "auto" || when == "always" || when == "never") return std::string();
   return "'" + when + "' is none of auto, always, never";
+}
+
+std::string CheckRefusalName(const std::string& name) {
+  const auto is_it = [&](const FindingKind& kind) { return kind.name == name; };
+  if (std::any_of(kRefusals.begin(), kRefusals.end(), is_it)) return std::string();
+  std::string names;
+  for (const FindingKind& kind : kRefusals)
+    names += (names.empty() ? "" : ", ") + std::string(kind.name);
+  return "'" + name + "' is no reason for a refusal; known are: " + names;
 }
 
 std::string CheckSuffix(const std::string& suffix) {
@@ -138,7 +161,9 @@ void AddOutputOptions(CLI::App& command, ApplyOptions& options) {
 }
 
 void AddGuardOptions(CLI::App& command, ApplyOptions& options) {
-  AddNames(command, "--force", options.forced, "Switch off the guard NAME");
+  AddNames(command, "--force", options.forced, "Make an edit that is refused for REASON")
+      ->check(CheckRefusalName)
+      ->type_name("REASON");
   AddNames(command, "--raw", options.raw, "Put the value NAME in whatever it holds");
   command.add_flag("--no-create", options.no_create, "Make no block that is not there");
   command.add_flag("--only-create", options.only_create, "Only make blocks that are not there");
@@ -150,6 +175,7 @@ struct Result {
   std::string dialect;
   bool changed = false;
   std::string out;  // for standard output
+  std::vector<Finding> warnings;
   std::exception_ptr failure;
 };
 
@@ -182,6 +208,7 @@ class Run {
     EditAll();
     RefuseOtherDialects();
     SayGuesses();
+    SayWarnings();
     if (m_names.size() == 1 && m_results[0].failure) std::rethrow_exception(m_results[0].failure);
     const ExitCode failed = ReportFailures();
     if (failed == kDone && m_update) m_update->Commit(UpdateFor(m_results[0].dialect));
@@ -234,7 +261,9 @@ class Run {
       Request request = m_request;
       if (request.dialect.empty()) request.dialect = DialectOf(text, name);
       result.dialect = request.dialect;
-      std::string edited = Edit(request, text, name).text;
+      Edited made = Edit(request, text, name);
+      result.warnings = std::move(made.warnings);
+      std::string edited = std::move(made.text);
       result.changed = edited != text;
       result.out = Shown(text, edited, name);
       if (m_update) m_update->Replace(m_options.in_place ? file : 0, std::move(edited));
@@ -283,6 +312,19 @@ class Run {
     const auto count = std::count_if(m_results.begin(), m_results.end(), told);
     const std::string& name = m_names[static_cast<std::size_t>(first - m_results.begin())];
     SayGuess(count == 1 ? TextName(name) : std::to_string(count) + " files", first->dialect);
+  }
+
+  // Those of the template are the same for many files: each is said once.
+  void SayWarnings() const {
+    std::set<std::string> said;
+    for (const Result& result : m_results) {
+      if (result.failure) continue;
+      for (const Finding& warning : result.warnings) {
+        if (said.insert(warning.message).second) {
+          Say("warning: " + warning.message + " [" + warning.name + "]");
+        }
+      }
+    }
   }
 
   // kDone when there are none.
@@ -355,7 +397,7 @@ Command AddApply(CLI::App& program) {
   AddGuardOptions(*command, *options);
   AddConfigs(*command, options->configs,
              "The configurations; standard input when it is \"-\" or left out");
-  command->footer(std::string(kValuesHelp) + kFooter + "\n\n" + kExitHelp);
+  command->footer(std::string(kValuesHelp) + kFooter + "\n\n" + RefusalHelp() + "\n" + kExitHelp);
   command->callback([command, options] {
     options->in_place = command->count("--in-place") > 0;
     options->check = command->count("--check") > 0;

@@ -2,19 +2,29 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
+#include "cli/findings.h"
 #include "cli/request.h"
 
 namespace cli {
 
 struct Edited {
   std::string text;
+  std::vector<Finding> warnings;
 };
 
-// Applies the request's template and values to `config_text`. The result ends with a newline
-// exactly when `config_text` does; blank lines are not kept. `config_name` stands for the
-// configuration in messages. Throws Failure when the values, the template or a file that the
-// template imports cannot be had.
+// Applies the request's template and values to `config_text`. Only the lines that the edit changes
+// differ in the result: blank lines, indentation, comments and line ends stay as they are, new
+// lines are indented like their neighbours, and a text that nothing is changed in comes back byte
+// by byte.
+//
+// A block of the template that is not there is made, see Create. `config_name` stands for the
+// configuration in messages.
+//
+// Throws Refusal when the edit would do more, or something else, than the template says (see
+// kRefusals; Request::forced switches single ones off, Request::raw those about a value), Failure
+// when a file that the template imports cannot be had.
 Edited Edit(const Request& request, const std::string& config_text, const std::string& config_name);
 
 }  // namespace cli

@@ -110,7 +110,18 @@ std::string FileOf(const tov_err::Error& error, const std::string& otherwise) {
   return otherwise;
 }
 
-Failure ToFailure(const tov_err::Error& error, const std::string& template_file) {
+void SetTemplate(tov_template::ParserTemplate& parser, const std::string& text,
+                 const std::string& file) {
+  try {
+    parser.SetTemplate(text);
+  } catch (const tov_err::Error& error) {
+    throw TemplateFailure(error, file);
+  }
+}
+
+}  // namespace
+
+Failure TemplateFailure(const tov_err::Error& error, const std::string& template_file) {
   const std::string file = FileOf(error, template_file);
   if (error.object() == "circular_import") {
     return Failure(file, "imported twice by " + template_file +
@@ -121,17 +132,6 @@ Failure ToFailure(const tov_err::Error& error, const std::string& template_file)
   }
   return Failure(file, error.what());
 }
-
-void SetTemplate(tov_template::ParserTemplate& parser, const std::string& text,
-                 const std::string& file) {
-  try {
-    parser.SetTemplate(text);
-  } catch (const tov_err::Error& error) {
-    throw ToFailure(error, file);
-  }
-}
-
-}  // namespace
 
 CLI::Option* AddFileOption(CLI::App& command, const std::string& option, std::string& file,
                            const std::string& description) {
@@ -148,10 +148,10 @@ void AddConfigs(CLI::App& command, std::vector<std::string>& files,
       ->type_name("FILE");
 }
 
-void AddNames(CLI::App& command, const std::string& option, std::set<std::string>& names,
-              const std::string& description) {
+CLI::Option* AddNames(CLI::App& command, const std::string& option, std::set<std::string>& names,
+                      const std::string& description) {
   const auto store = [&names](const std::string& word) { names.insert(word); };
-  AddWords(command, option, store, description)->check(CheckName)->type_name("NAME");
+  return AddWords(command, option, store, description)->check(CheckName)->type_name("NAME");
 }
 
 void AddRequestOptions(CLI::App& command, RequestOptions& options) {
@@ -215,9 +215,13 @@ Request LoadRequest(const RequestOptions& options) {
   return request;
 }
 
+std::shared_ptr<tov_template::BaseConfig> MakeConfig(const Request& request,
+                                                     const std::string& config) {
+  return tov_template::GetConfigType(FindDialect(request.dialect)->library_name, config);
+}
+
 tov_template::ParserTemplate MakeParser(const Request& request, const std::string& config) {
-  tov_template::ParserTemplate parser(
-      tov_template::GetConfigType(FindDialect(request.dialect)->library_name, config));
+  tov_template::ParserTemplate parser(MakeConfig(request, config));
   for (const auto& [name, value] : request.values) {
     parser.SetValue(name, value.old_value, value.new_value);
   }

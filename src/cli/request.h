@@ -4,10 +4,12 @@
 
 #include <CLI/CLI.hpp>
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "cli/failure.h"
 #include "cli/values_file.h"
 #include "template/qeltemplate.h"
 
@@ -65,8 +67,8 @@ CLI::Option* AddFileOption(CLI::App& command, const std::string& option, std::st
 void AddConfigs(CLI::App& command, std::vector<std::string>& files, const std::string& description);
 
 // Adds `option`, which takes a name and may be given several times, to `command`.
-void AddNames(CLI::App& command, const std::string& option, std::set<std::string>& names,
-              const std::string& description);
+CLI::Option* AddNames(CLI::App& command, const std::string& option, std::set<std::string>& names,
+                      const std::string& description);
 
 // Adds the options of a request to `command`. Parsing a command line fills `options`, which must
 // live until then.
@@ -87,6 +89,13 @@ void RefuseValuesOnStandardInput(const RequestOptions& options);
 // when that names none. Throws Failure when a file cannot be had or an import leads out of the
 // import root.
 Request LoadRequest(const RequestOptions& options);
+
+// What to say when the library could not take the template `template_file`.
+Failure TemplateFailure(const tov_err::Error& error, const std::string& template_file);
+
+// The lines of `config` in the request's dialect.
+std::shared_ptr<tov_template::BaseConfig> MakeConfig(const Request& request,
+                                                     const std::string& config);
 
 // A parser over `config` that has the request's values and its template, not yet applied. Throws
 // Failure when a file that the template imports cannot be had.

@@ -1,0 +1,50 @@
+#include "cli/blocks.h"
+
+#include <map>
+#include <set>
+
+#include "cli/text.h"
+#include "template/section_path.h"
+
+namespace cli {
+namespace {
+
+using Idents = std::map<std::string, std::string>;
+
+}  // namespace
+
+std::vector<Block> FindBlocks(const tov_template::BaseConfig& config,
+                              const std::vector<std::string>& lines) {
+  std::set<std::string> names;
+  config.GetIdentParams(names);
+  std::vector<Block> blocks;
+  std::vector<Idents> idents;
+  std::vector<std::size_t> open;
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    if (config.StartsSection(lines[i])) {
+      Block block;
+      block.opening = i;
+      if (!open.empty()) block.parent = open.back();
+      block.depth = open.size() + 1;
+      block.level = Trimmed(lines[i]);
+      open.push_back(blocks.size());
+      blocks.push_back(std::move(block));
+      idents.emplace_back();
+    }
+    if (open.empty()) continue;
+    const std::string name(FirstWord(lines[i]));
+    if (names.count(name) != 0) idents[open.back()].emplace(name, Trimmed(lines[i]));
+    if (!config.EndedSection(lines[i])) continue;
+    blocks[open.back()].closing = i;
+    open.pop_back();
+  }
+  for (std::size_t i = 0; i < blocks.size(); ++i) {
+    Block& block = blocks[i];
+    if (!idents[i].empty()) block.level = config.MakeSectionPath(block.level, idents[i]);
+    block.path = tov_template::JoinSection(
+        block.parent ? blocks[*block.parent].path : std::string(), block.level);
+  }
+  return blocks;
+}
+
+}  // namespace cli

@@ -1,0 +1,30 @@
+// The blocks of a configuration as they stand in the file.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "template/qeltemplate.h"
+
+namespace cli {
+
+// One block. Unlike the library, which keeps blocks with the same path together, this tells them
+// apart.
+struct Block {
+  std::size_t opening = 0;             // the positions of its lines
+  std::optional<std::size_t> closing;  // none: it never closes
+  std::optional<std::size_t> parent;   // the position of the block around it among the blocks
+  std::size_t depth = 1;
+  std::string level;  // the last level of its path: the opening line, and what identifies the block
+  std::string path;   // the levels of the blocks around it and its own
+};
+
+// The blocks of `lines`, in the order of their opening lines. The dialect `config` says which lines
+// open, close and identify a block.
+std::vector<Block> FindBlocks(const tov_template::BaseConfig& config,
+                              const std::vector<std::string>& lines);
+
+}  // namespace cli

@@ -1,0 +1,520 @@
+#include "cli/guard.h"
+
+#include <algorithm>
+#include <map>
+#include <set>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "cli/blocks.h"
+#include "cli/failure.h"
+#include "cli/syntax.h"
+#include "cli/text.h"
+#include "template/section_path.h"
+
+namespace cli {
+
+std::string At(const std::string& file, std::size_t line) {
+  return file + ":" + std::to_string(line);
+}
+
+std::string TemplatePlace(const Request& request, const TemplateRun::Item& item) {
+  return At(item.m_place.file ? *item.m_place.file : request.template_file, item.m_place.line);
+}
+
+const std::vector<FindingKind> kRefusals = {
+    {"lost-lines", "lines go that no line of the template names"},
+    {"other-directive", "a line of another directive, or with more on it, is changed"},
+    {"unbalanced", "braces or tags no longer fit together"},
+    {"duplicate-identity", "two blocks come to have the same identity"},
+    {"unmatched-section", "a block of the template is nowhere, and is not new"},
+    {"odd-line", "a brace stands where the library does not see it"},
+    {"not-applied", "a line of the template had no effect"},
+    {"mixed-options", "Options words with and without a sign on one line"},
+    {"template", "the template's own blocks do not fit together"},
+};
+
+namespace {
+
+using Item = TemplateRun::Item;
+
+constexpr std::size_t kMostLevels = 1000;
+constexpr std::size_t kMostShown = 5;
+
+std::string Quoted(std::string_view text) {
+  constexpr std::size_t kMost = 100;
+  const std::string_view trimmed = Trimmed(text);
+  const bool cut = trimmed.size() > kMost;
+  return "'" + std::string(trimmed.substr(0, kMost)) + (cut ? "...'" : "'");
+}
+
+// The levels of `path` for people.
+std::string Shown(std::string path) {
+  const std::string& separator = tov_template::kSectionSeparator;
+  for (std::size_t at; (at = path.find(separator)) != std::string::npos;) {
+    path.replace(at, separator.size(), " > ");
+  }
+  return "'" + path + "'";
+}
+
+class Collector {
+ public:
+  Collector(const Request& request, std::vector<Finding>& refusals)
+      : m_request(request), m_refusals(refusals) {}
+
+  void Refuse(const std::string& name, const std::string& message) {
+    if (m_request.forced.count(name) != 0) return;
+    const std::size_t count = ++m_counts[name];
+    if (count <= kMostShown) m_refusals.push_back({name, message});
+    if (count == kMostShown + 1) m_refusals.push_back({name, "... and more of the same kind"});
+  }
+
+ private:
+  const Request& m_request;
+  std::vector<Finding>& m_refusals;
+  std::map<std::string, std::size_t> m_counts;
+};
+
+// --- The template ---
+
+// What gives a line its place among others, for the server and for the library.
+std::string FullShape(const TemplateRun& run, Syntax syntax, const std::string& line) {
+  const auto& config = run.config();
+  return Shape(syntax, line) + (config.StartsSection(line) ? "<" : "") +
+         (config.EndedSection(line) ? ">" : "");
+}
+
+bool IsControl(char c) {
+  return (static_cast<unsigned char>(c) < 0x20 && c != '\t') || c == 0x7f;
+}
+
+bool MayChangeShape(const std::string& value) {
+  return std::any_of(value.begin(), value.end(), [](char c) {
+    return IsControl(c) || std::string_view(";{}#<>\"'\\").find(c) != std::string_view::npos;
+  });
+}
+
+// Puts a harmless text in the place of the value `name` and compares the lines.
+void CheckValue(const Request& request, const std::string& name, const std::string& value,
+                Findings& findings) {
+  const std::string way_out = "; --raw " + name + " puts it in as it is";
+  const auto control = std::find_if(value.begin(), value.end(), IsControl);
+  if (control != value.end()) {
+    findings.refusals.push_back(
+        {"value", "the value " + Quoted(name) + " holds a control character (" +
+                      std::to_string(static_cast<unsigned char>(*control)) +
+                      "), which would begin a line of its own or hide text" + way_out});
+    return;
+  }
+  const Syntax syntax = SyntaxOf(request.dialect);
+  const auto config = [&] { return MakeConfig(request, std::string()); };
+  const TemplateRun with_value(config(), request, NewValuesOf(request));
+  RunValues harmless = NewValuesOf(request);
+  harmless.new_values[name] = harmless.old_values[name] = "x";
+  const TemplateRun without(config(), request, std::move(harmless));
+  const std::size_t count = std::min(with_value.items().size(), without.items().size());
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::string line = with_value.items()[i]->m_param.m_value.Str();
+    const std::string other = without.items()[i]->m_param.m_value.Str();
+    if (FullShape(with_value, syntax, line) == FullShape(without, syntax, other)) continue;
+    findings.refusals.push_back({"value", TemplatePlace(request, *with_value.items()[i]) +
+                                              ": the value " + Quoted(name) +
+                                              " makes more of the line than one "
+                                              "directive: " +
+                                              Quoted(line) + way_out});
+    return;
+  }
+}
+
+void CheckValues(const Request& request, Findings& findings) {
+  for (const auto& [name, value] : request.values) {
+    if (value.new_value.IsNull() || request.raw.count(name) != 0) continue;
+    if (MayChangeShape(value.new_value.Str())) {
+      CheckValue(request, name, value.new_value.Str(), findings);
+    }
+  }
+}
+
+void CheckItem(const Request& request, const TemplateRun& run, const Item& item,
+               Collector& refusals, std::vector<Finding>& warnings) {
+  const std::string line = item.m_param.m_value.Str();
+  if (item.m_section.m_value.IsNull()) {
+    refusals.Refuse("template", TemplatePlace(request, item) +
+                                    ": a value of this opening line is missing; without it the "
+                                    "lines of the block would go elsewhere. Set the value");
+    return;
+  }
+  if (item.m_param.m_value.IsNull()) {
+    if (item.m_enabled) {
+      warnings.push_back({"missing-value", TemplatePlace(request, item) +
+                                               ": a value of this line is missing: it neither "
+                                               "adds, changes nor removes anything"});
+    }
+    return;
+  }
+  const Syntax syntax = SyntaxOf(request.dialect);
+  if (syntax == Syntax::kNginx && !run.config().StartsSection(line)) {
+    const std::string normal = NormalForm(syntax, line);
+    if (!normal.empty() && normal.back() == '{') {
+      refusals.Refuse("template", TemplatePlace(request, item) +
+                                      ": the library does not see that " + Quoted(line) +
+                                      " opens a block, because of the \"#\". Put the comment on a "
+                                      "line of its own, behind {#}");
+    }
+  }
+}
+
+void WarnOfLinesOutside(const Request& request, const TemplateRun& run, const TemplateBlocks& found,
+                        std::vector<Finding>& warnings) {
+  auto block = found.blocks.begin();
+  for (std::size_t i = 0; i < run.items().size(); ++i) {
+    while (block != found.blocks.end() && block->closing < i) ++block;
+    if (block != found.blocks.end() && block->opening <= i) continue;
+    const Item& item = *run.items()[i];
+    const std::string line = item.m_param.m_value.Str();
+    if (line.empty() || run.config().EndedSection(line)) continue;
+    warnings.push_back({"outside", TemplatePlace(request, item) + ": " + Quoted(line) +
+                                       " stands outside every block: such lines are never edited"});
+  }
+}
+
+}  // namespace
+
+void CheckTemplate(const Request& request, const TemplateRun& run, Findings& findings) {
+  CheckValues(request, findings);
+  Collector refusals(request, findings.refusals);
+  for (const Item* item : run.items()) CheckItem(request, run, *item, refusals, findings.warnings);
+  const TemplateBlocks found = FindTemplateBlocks(run, run);
+  WarnOfLinesOutside(request, run, found, findings.warnings);
+  for (const std::size_t item : found.closers_too_many) {
+    refusals.Refuse("template", TemplatePlace(request, *run.items()[item]) +
+                                    ": a closing line too many in the template");
+  }
+  for (const TemplateBlock& block : found.blocks) {
+    if (block.closes) continue;
+    refusals.Refuse("template",
+                    TemplatePlace(request, *run.items()[block.opening]) +
+                        ": this block does not close, as the library counts. Are there opening "
+                        "lines in two branches of an if, and one closing line behind it? Put the "
+                        "whole block into each branch");
+  }
+}
+
+// --- The configuration ---
+
+namespace {
+
+// By how much `line` goes deeper for the library.
+int DepthChange(const tov_template::BaseConfig& config, const std::string& line) {
+  return (config.StartsSection(line) ? 1 : 0) - (config.EndedSection(line) ? 1 : 0);
+}
+
+}  // namespace
+
+void CheckDepth(const std::string& config_name, const SourceText& source,
+                tov_template::BaseConfig& config) {
+  std::size_t depth = 0;
+  std::size_t position = 0;
+  for (const std::string& line : *config.GetList()) {
+    const int change = DepthChange(config, line);
+    if (change > 0 && ++depth > kMostLevels) {
+      throw Refusal(At(config_name, source.lines()[position].number),
+                    "blocks are nested more than " + std::to_string(kMostLevels) +
+                        " deep here; no server needs that, and it would cost much memory");
+    }
+    if (change < 0 && depth > 0) --depth;
+    ++position;
+  }
+}
+
+void CheckBraces(const Request& request, const std::string& config_name, const SourceText& source,
+                 const ShownLines& shown, const tov_template::BaseConfig& config,
+                 Findings& findings) {
+  if (SyntaxOf(request.dialect) != Syntax::kNginx) return;
+  Collector refusals(request, findings.refusals);
+  for (std::size_t i = 0; i < source.lines().size(); ++i) {
+    const std::string_view text = shown.Text(source, i);
+    if (text.find_first_of("{}") == std::string_view::npos) continue;
+    const std::string line(text);
+    const std::string shape = Shape(Syntax::kNginx, line);
+    const auto count = [&](char c) { return std::count(shape.begin(), shape.end(), c); };
+    if (count('{') - count('}') == DepthChange(config, line)) continue;
+    refusals.Refuse("odd-line", At(config_name, source.lines()[i].number) + ": " + Quoted(line) +
+                                    ": the library does not see this brace, and would take what "
+                                    "follows for another block's. Put an opening brace at the end "
+                                    "of its line, and a closing one on a line of its own");
+  }
+}
+
+// --- The edit ---
+
+namespace {
+
+class EditCheck {
+ public:
+  EditCheck(const MadeEdit& edit, Findings& findings)
+      : m_edit(edit),
+        m_syntax(SyntaxOf(edit.request.dialect)),
+        m_findings(findings),
+        m_refusals(edit.request, findings.refusals) {}
+
+  void Run() {
+    FindNamedLines();
+    bool structure_touched = false;
+    bool touched = false;
+    for (const FollowedLines::Line& line : m_edit.lines) {
+      if (!line.item) continue;
+      touched = true;
+      structure_touched = structure_touched || TouchesStructure(line);
+      if (line.text == nullptr) {
+        CheckGone(line);
+      } else if (line.before) {
+        CheckChanged(line);
+      }
+    }
+    CheckFound();
+    CheckMade();
+    if (structure_touched) {
+      CheckBalance();
+      CheckIdentities();
+    }
+    if (touched) {
+      CheckBraces(m_edit.request, m_edit.config_name, m_edit.source, m_edit.shown,
+                  m_edit.run.config(), m_findings);
+    }
+  }
+
+ private:
+  const Item& ItemOf(const FollowedLines::Line& line) const {
+    return *m_edit.run.items()[*line.item];
+  }
+
+  std::string Before(const FollowedLines::Line& line) const {
+    return std::string(m_edit.shown.Text(m_edit.source, *line.before));
+  }
+
+  std::string Here(const FollowedLines::Line& line) const {
+    return At(m_edit.config_name, m_edit.source.lines()[*line.before].number);
+  }
+
+  std::string Template(const Item& item) const { return TemplatePlace(m_edit.request, item); }
+
+  std::string Normal(std::string_view line) const { return NormalForm(m_syntax, line); }
+
+  bool TouchesStructure(const FollowedLines::Line& line) const {
+    const auto touches = [&](const std::string& text) {
+      const bool plain =
+          m_syntax == Syntax::kNginx ? Shape(m_syntax, text) == ";" : Shape(m_syntax, text).empty();
+      return !plain || m_idents.count(std::string(FirstWord(text))) != 0;
+    };
+    return (line.text != nullptr && touches(*line.text)) || (line.before && touches(Before(line)));
+  }
+
+  // The lines that the template speaks of, with their old and new values.
+  void FindNamedLines() {
+    m_edit.run.config().GetIdentParams(m_idents);
+    for (const Item* item : m_edit.run.items()) {
+      m_named.insert(Normal(item->m_param.m_value.Str()));
+      m_named.insert(Normal(item->m_param.m_old_value.Str()));
+    }
+  }
+
+  // Whether `line` is what `item` stands for, and not only begins like it.
+  bool IsMeant(const Item& item, const std::string& line) const {
+    const auto& param = item.m_param;
+    if (param.m_const) return FirstWord(line) == FirstWord(param.m_key.Str());
+    const std::string normal = Normal(line);
+    if (param.m_part_key) {
+      return StartsWith(normal, Normal(param.m_key.Str())) &&
+             FirstWord(normal) == FirstWord(param.m_value.Str());
+    }
+    return normal == Normal(param.m_value.Str()) || normal == Normal(param.m_old_value.Str());
+  }
+
+  bool IsOptions(std::string_view line) const {
+    return m_syntax == Syntax::kApache && FirstWord(line) == "Options";
+  }
+
+  // Lines that have gone: named by the template, or part of a block that it removes.
+  void CheckGone(const FollowedLines::Line& line) {
+    const Item& item = ItemOf(line);
+    const std::string before = Before(line);
+    if (!item.m_enabled && !item.m_section.m_value.Str().empty()) {
+      CheckGoneWithBlock(line, item);
+      return;
+    }
+    const bool named_elsewhere =
+        m_edit.run.config().IsUniqueParam(before) && m_named.count(Normal(before)) != 0;
+    if (IsMeant(item, before) || named_elsewhere || IsOptions(before)) return;
+    m_refusals.Refuse("lost-lines",
+                      Here(line) + ": " + Quoted(before) +
+                          " would go, and no line of the template names it: " + Template(item) +
+                          " takes it for its own " + Quoted(item.m_param.m_value.Str()) +
+                          ". Name it in the template");
+  }
+
+  // The lines of the blocks that the item removes, by their positions in the source.
+  void CheckGoneWithBlock(const FollowedLines::Line& line, const Item& item) {
+    const std::vector<Block>& blocks = BlocksBefore();
+    const std::size_t position = *line.before;
+    if (m_removing != &item) {
+      m_removing = &item;
+      const auto first = std::find_if(blocks.begin(), blocks.end(), [&](const Block& block) {
+        return block.opening == position;
+      });
+      m_removed_path = first == blocks.end() ? std::string() : first->path;
+      m_removed_up_to = 0;
+    }
+    const auto opened =
+        std::lower_bound(blocks.begin(), blocks.end(), position,
+                         [](const Block& block, std::size_t at) { return block.opening < at; });
+    if (opened != blocks.end() && opened->opening == position && opened->path == m_removed_path) {
+      m_removed_up_to = opened->closing.value_or(position);
+    }
+    if (position <= m_removed_up_to) return;
+    m_refusals.Refuse("lost-lines", Here(line) + ": " + Quoted(Before(line)) +
+                                        " would go, although it is no part of the block that " +
+                                        Template(item) +
+                                        " removes: two blocks in the file have "
+                                        "this identity, and all between them goes. Give them "
+                                        "different identities, or join them");
+  }
+
+  void CheckChanged(const FollowedLines::Line& line) {
+    const Item& item = ItemOf(line);
+    const std::string before = Before(line);
+    if (IsOptions(before)) {
+      CheckOptions(line, before);
+      return;
+    }
+    if (IsMeant(item, before)) return;
+    m_refusals.Refuse("other-directive",
+                      Here(line) + ": " + Quoted(before) + " would be changed to " +
+                          Quoted(*line.text) + ": " + Template(item) +
+                          " takes it for its own line because it begins like that. Put a blank "
+                          "before the place, or let the key be longer");
+  }
+
+  // httpd refuses "Options +ExecCGI Indexes".
+  void CheckOptions(const FollowedLines::Line& line, const std::string& before) {
+    if (!HasMixedOptions(*line.text) || HasMixedOptions(before)) return;
+    m_refusals.Refuse("mixed-options",
+                      Here(line) + ": " + Quoted(*line.text) +
+                          " has words with and without a sign, which httpd refuses. Write all of "
+                          "them in one way in " +
+                          Template(ItemOf(line)));
+  }
+
+  static bool HasMixedOptions(std::string_view line) {
+    bool with_sign = false;
+    bool without = false;
+    std::string_view rest = Trimmed(line).substr(FirstWord(line).size());
+    for (std::string_view word; !(word = FirstWord(rest)).empty();
+         rest = Trimmed(rest).substr(word.size())) {
+      (word.front() == '+' || word.front() == '-' ? with_sign : without) = true;
+    }
+    return with_sign && without;
+  }
+
+  // Lines that were not added because another one only begins like them.
+  void CheckFound() {
+    for (const FollowedLines::FoundLine& found : m_edit.followed.found()) {
+      const Item& item = *m_edit.run.items()[found.item];
+      if (IsMeant(item, found.text)) continue;
+      m_refusals.Refuse("not-applied",
+                        Template(item) + ": " + Quoted(item.m_param.m_value.Str()) +
+                            " is not added, because " + Quoted(found.text) +
+                            " in the block begins like it. Change that line by an old value, or "
+                            "by a key of its own");
+    }
+  }
+
+  std::vector<std::string_view> TextsAfter() const {
+    std::vector<std::string_view> texts;
+    for (const FollowedLines::Line& line : m_edit.lines) {
+      if (line.text != nullptr) texts.emplace_back(*line.text);
+    }
+    return texts;
+  }
+
+  void CheckBalance() {
+    std::vector<std::string_view> before;
+    for (const SourceText::Line& line : m_edit.source.lines()) before.push_back(line.text);
+    if (FirstUnbalanced(m_syntax, before)) return;
+    const std::vector<std::string_view> after = TextsAfter();
+    const auto where = FirstUnbalanced(m_syntax, after);
+    if (!where) return;
+    m_refusals.Refuse("unbalanced", m_edit.config_name +
+                                        ": after the edit the blocks no longer "
+                                        "fit together, from " +
+                                        Quoted(after[*where]) + " on");
+  }
+
+  const std::vector<Block>& BlocksBefore() {
+    if (!m_blocks_before) {
+      std::vector<std::string> lines;
+      for (std::size_t i = 0; i < m_edit.source.lines().size(); ++i) {
+        lines.emplace_back(m_edit.shown.Text(m_edit.source, i));
+      }
+      m_blocks_before = FindBlocks(m_edit.run.config(), lines);
+    }
+    return *m_blocks_before;
+  }
+
+  void CheckIdentities() {
+    std::unordered_map<std::string, std::size_t> before;
+    for (const Block& block : BlocksBefore()) ++before[block.path];
+    std::vector<std::string> lines;
+    for (const std::string_view line : TextsAfter()) lines.emplace_back(line);
+    std::unordered_map<std::string, std::size_t> after;
+    for (const Block& block : FindBlocks(m_edit.run.config(), lines)) {
+      const std::size_t count = ++after[block.path];
+      const auto known = before.find(block.path);
+      if (count < 2 || count <= (known == before.end() ? 0 : known->second)) continue;
+      m_refusals.Refuse("duplicate-identity",
+                        m_edit.config_name + ": " + Quoted(lines[block.opening]) +
+                            ": after the edit " + std::to_string(count) + " blocks are " +
+                            Shown(block.path) + ", and could not be told apart by a later edit");
+    }
+  }
+
+  // Unique directives that the dialect did not understand are neither added nor changed.
+  void CheckMade() {
+    if (m_syntax != Syntax::kNginx) return;
+    std::unordered_set<std::string> after;
+    for (const Item* item : m_edit.run.items()) {
+      const std::string line = item->m_param.m_value.Str();
+      if (!item->m_enabled || line.empty() || !m_edit.run.config().IsUniqueParam(line)) continue;
+      if (after.empty()) {
+        for (const std::string_view text : TextsAfter()) {
+          if (m_edit.run.config().IsUniqueParam(std::string(text))) after.insert(Normal(text));
+        }
+      }
+      if (after.count(Normal(line)) != 0) continue;
+      m_refusals.Refuse("not-applied", Template(*item) + ": " + Quoted(line) +
+                                           " is not in the result: the library knows addresses "
+                                           "and ports as numbers only");
+    }
+  }
+
+  const MadeEdit& m_edit;
+  const Syntax m_syntax;
+  Findings& m_findings;
+  Collector m_refusals;
+  std::set<std::string> m_idents;
+  std::unordered_set<std::string> m_named;
+  std::optional<std::vector<Block>> m_blocks_before;
+
+  // Of the item that removes a block.
+  const Item* m_removing = nullptr;
+  std::string m_removed_path;
+  std::size_t m_removed_up_to = 0;
+};
+
+}  // namespace
+
+void CheckEdit(const MadeEdit& edit, Findings& findings) {
+  EditCheck(edit, findings).Run();
+}
+
+}  // namespace cli

@@ -1,0 +1,229 @@
+#include "cli/syntax.h"
+
+#include <algorithm>
+
+#include "cli/text.h"
+
+namespace cli {
+namespace {
+
+enum class Kind { kBlank, kText, kQuoted, kEnd, kOpen, kClose, kComment };
+
+// Tells the characters of nginx configuration apart as nginx does: quotes and comments begin only
+// where a word begins, a "}" closes a block only there, "${" belongs to a variable.
+class NginxScanner {
+ public:
+  Kind Next(char c) {
+    if (m_comment) return InComment(c);
+    if (m_escaped) {
+      m_escaped = false;
+      return m_quote == '\0' ? Kind::kText : Kind::kQuoted;
+    }
+    if (m_quote != '\0') return InQuotes(c);
+    if (IsBlank(c)) {
+      m_in_word = false;
+      m_dollar = false;
+      return Kind::kBlank;
+    }
+    return m_in_word ? InWord(c) : AtWord(c);
+  }
+
+  bool InQuotes() const { return m_quote != '\0'; }
+
+ private:
+  Kind InComment(char c) {
+    if (c != '\n') return Kind::kComment;
+    m_comment = false;
+    return Kind::kBlank;
+  }
+
+  Kind InQuotes(char c) {
+    m_escaped = c == '\\';
+    if (c == m_quote) m_quote = '\0';
+    return Kind::kQuoted;
+  }
+
+  Kind AtWord(char c) {
+    if (c == '}') return Kind::kClose;
+    if (c == '#') {
+      m_comment = true;
+      return Kind::kComment;
+    }
+    if (c == '"' || c == '\'') {
+      m_quote = c;
+      m_in_word = true;
+      return Kind::kQuoted;
+    }
+    return InWord(c);
+  }
+
+  Kind InWord(char c) {
+    const bool variable = m_dollar && c == '{';
+    m_dollar = c == '$';
+    m_in_word = variable || (c != ';' && c != '{');
+    m_escaped = c == '\\';
+    if (c == ';') return Kind::kEnd;
+    return c == '{' && !variable ? Kind::kOpen : Kind::kText;
+  }
+
+  char m_quote = '\0';
+  bool m_escaped = false;
+  bool m_comment = false;
+  bool m_in_word = false;
+  bool m_dollar = false;
+};
+
+// The kinds of the characters of `line`.
+std::vector<Kind> Kinds(std::string_view line) {
+  NginxScanner scanner;
+  std::vector<Kind> kinds;
+  kinds.reserve(line.size());
+  for (const char c : line) kinds.push_back(scanner.Next(c));
+  return kinds;
+}
+
+// `text` with each run of blanks as one; those between double quotes stay.
+std::string WithSingleBlanks(std::string_view text) {
+  std::string result;
+  char quote = '\0';
+  for (const char c : text) {
+    if (quote == '\0' && IsBlank(c)) {
+      if (result.empty() || result.back() != ' ') result += ' ';
+      continue;
+    }
+    if (c == quote) {
+      quote = '\0';
+    } else if (quote == '\0' && (c == '"' || c == '\'')) {
+      quote = c;
+    }
+    result += c;
+  }
+  return result;
+}
+
+std::string NginxNormalForm(std::string_view line) {
+  const std::vector<Kind> kinds = Kinds(line);
+  std::string result;
+  for (std::size_t i = 0; i < line.size(); ++i) {
+    const bool after_blank = !result.empty() && result.back() == ' ';
+    switch (kinds[i]) {
+      case Kind::kComment:
+        return std::string(Trimmed(result));
+      case Kind::kBlank:
+        if (!after_blank) result += ' ';
+        break;
+      case Kind::kEnd:
+        if (after_blank) result.pop_back();
+        result += line[i];
+        break;
+      case Kind::kOpen:
+        if (!after_blank) result += ' ';
+        result += line[i];
+        break;
+      default:
+        result += line[i];
+    }
+  }
+  return std::string(Trimmed(result));
+}
+
+std::string NginxShape(std::string_view line) {
+  NginxScanner scanner;
+  std::string shape;
+  for (const char c : line) {
+    const Kind kind = scanner.Next(c);
+    const bool shapes = kind == Kind::kEnd || kind == Kind::kOpen || kind == Kind::kClose;
+    if (shapes) shape += c;
+    if (kind == Kind::kComment && (shape.empty() || shape.back() != '#')) shape += '#';
+  }
+  return scanner.InQuotes() ? shape + '"' : shape;
+}
+
+std::string ApacheShape(std::string_view line) {
+  const std::string_view text = Trimmed(line);
+  std::string shape;
+  if (StartsWith(text, "</")) {
+    shape = "</";
+  } else if (StartsWith(text, "<") || StartsWith(text, "#")) {
+    shape = text.front();
+  }
+  if (!text.empty() && text.back() == '\\') shape += '\\';
+  return shape;
+}
+
+// The name of the tag in `line`, which begins with `skip` characters that do not belong to it; in
+// lower case.
+std::string TagName(std::string_view line, std::size_t skip) {
+  const std::string_view rest = Trimmed(line).substr(skip);
+  std::string name(rest.substr(0, rest.find_first_of(" \t>")));
+  std::transform(name.begin(), name.end(), name.begin(),
+                 [](char c) { return 'A' <= c && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+  return name;
+}
+
+std::optional<std::size_t> FirstOpen(const std::vector<std::size_t>& open) {
+  return open.empty() ? std::nullopt : std::optional(open.front());
+}
+
+std::optional<std::size_t> NginxUnbalanced(const std::vector<std::string_view>& lines) {
+  NginxScanner scanner;
+  std::vector<std::size_t> open;
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    for (const char c : lines[i]) {
+      const Kind kind = scanner.Next(c);
+      if (kind == Kind::kOpen) open.push_back(i);
+      if (kind != Kind::kClose) continue;
+      if (open.empty()) return i;
+      open.pop_back();
+    }
+    scanner.Next('\n');
+  }
+  return FirstOpen(open);
+}
+
+std::optional<std::size_t> ApacheUnbalanced(const std::vector<std::string_view>& lines) {
+  std::vector<std::size_t> open;
+  std::vector<std::string> names;
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    const std::string shape = ApacheShape(lines[i]).substr(0, 2);
+    if (shape == "</") {
+      if (open.empty() || names.back() != TagName(lines[i], 2)) return i;
+      open.pop_back();
+      names.pop_back();
+    } else if (StartsWith(shape, "<")) {
+      open.push_back(i);
+      names.push_back(TagName(lines[i], 1));
+    }
+  }
+  return FirstOpen(open);
+}
+
+}  // namespace
+
+Syntax SyntaxOf(const std::string& dialect) {
+  return dialect == "apache" ? Syntax::kApache : Syntax::kNginx;
+}
+
+std::string_view TrailingComment(Syntax syntax, std::string_view line) {
+  if (syntax == Syntax::kApache) return {};
+  const std::vector<Kind> kinds = Kinds(line);
+  const auto comment = std::find(kinds.begin(), kinds.end(), Kind::kComment);
+  const std::string_view before =
+      TrimmedEnd(line.substr(0, static_cast<std::size_t>(comment - kinds.begin())));
+  return Trimmed(before).empty() ? std::string_view() : line.substr(before.size());
+}
+
+std::string NormalForm(Syntax syntax, std::string_view line) {
+  return syntax == Syntax::kNginx ? NginxNormalForm(line) : WithSingleBlanks(Trimmed(line));
+}
+
+std::string Shape(Syntax syntax, std::string_view line) {
+  return syntax == Syntax::kNginx ? NginxShape(line) : ApacheShape(line);
+}
+
+std::optional<std::size_t> FirstUnbalanced(Syntax syntax,
+                                           const std::vector<std::string_view>& lines) {
+  return syntax == Syntax::kNginx ? NginxUnbalanced(lines) : ApacheUnbalanced(lines);
+}
+
+}  // namespace cli
