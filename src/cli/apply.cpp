@@ -38,6 +38,8 @@ Examples:
       --in-place=.orig --check --reload 'systemctl reload nginx' \
       /etc/nginx/sites-available/*)";
 
+constexpr char kNothingWritten[] = "nothing is written: all files or none";
+
 struct ApplyOptions : RequestOptions {
   std::vector<std::string> configs;  // none: standard input
   bool diff = false;
@@ -186,7 +188,7 @@ class Run {
     const ExitCode failed = ReportFailures();
     if (failed == kDone && m_update) m_update->Commit(UpdateFor(m_results[0].dialect));
     SaySummary();
-    if (failed != kDone && m_options.in_place) Say("nothing is written: all files or none");
+    if (failed != kDone && m_options.in_place) Say(kNothingWritten);
     return {TakeOutput(),
             failed == kDone && m_options.exit_code && AnyChanged() ? kChanged : failed};
   }
@@ -207,7 +209,12 @@ class Run {
       return;
     }
     AllowOpenFiles(m_options.configs.size());
-    m_update.emplace(m_options.configs);
+    try {
+      m_update.emplace(m_options.configs);
+    } catch (const Failure&) {
+      if (m_options.configs.size() > 1) Say(kNothingWritten);
+      throw;
+    }
   }
 
   UpdateOptions UpdateFor(const std::string& dialect) const {
