@@ -1,7 +1,5 @@
 // qeltemplate apply: the edited configurations, or what the edit changes, or the files replaced.
 
-#include <sys/resource.h>
-
 #include <algorithm>
 #include <exception>
 #include <memory>
@@ -155,15 +153,6 @@ struct Result {
   std::exception_ptr failure;
 };
 
-// Each locked file is an open one. Where the limit cannot be raised, locking says so.
-void AllowOpenFiles(std::size_t count) {
-  constexpr rlim_t kOthers = 64;
-  rlimit limit = {};
-  if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= count + kOthers) return;
-  limit.rlim_cur = std::min<rlim_t>(limit.rlim_max, count + kOthers);
-  setrlimit(RLIMIT_NOFILE, &limit);
-}
-
 class Run {
  public:
   explicit Run(const ApplyOptions& options)
@@ -208,7 +197,6 @@ class Run {
       m_update.emplace(FileUpdate::OfMissing(m_options.output));
       return;
     }
-    AllowOpenFiles(m_options.configs.size());
     try {
       m_update.emplace(m_options.configs);
     } catch (const Failure&) {

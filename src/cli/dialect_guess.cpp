@@ -42,7 +42,7 @@ bool IsTag(std::string_view line) {
 
 // "ServerName a.example": nginx has no name that begins with a capital.
 bool IsCapitalisedDirective(std::string_view line) {
-  const auto end = std::find_if_not(line.begin(), line.end(), IsLetter);
+  const auto* const end = std::find_if_not(line.begin(), line.end(), IsLetter);
   return IsUpper(line.front()) && (end == line.end() || IsBlank(*end));
 }
 
