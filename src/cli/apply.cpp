@@ -1,7 +1,5 @@
 // qeltemplate apply: the edited configurations, or what the edit changes, or the files replaced.
 
-#include <sys/resource.h>
-
 #include <algorithm>
 #include <exception>
 #include <memory>
@@ -51,6 +49,8 @@ std::string RefusalHelp() {
   }
   return text;
 }
+
+constexpr char kNothingWritten[] = "nothing is written: all files or none";
 
 struct ApplyOptions : RequestOptions {
   std::vector<std::string> configs;  // none: standard input
@@ -179,15 +179,6 @@ struct Result {
   std::exception_ptr failure;
 };
 
-// Each locked file is an open one. Where the limit cannot be raised, locking says so.
-void AllowOpenFiles(std::size_t count) {
-  constexpr rlim_t kOthers = 64;
-  rlimit limit = {};
-  if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= count + kOthers) return;
-  limit.rlim_cur = std::min<rlim_t>(limit.rlim_max, count + kOthers);
-  setrlimit(RLIMIT_NOFILE, &limit);
-}
-
 class Run {
  public:
   explicit Run(const ApplyOptions& options)
@@ -213,7 +204,7 @@ class Run {
     const ExitCode failed = ReportFailures();
     if (failed == kDone && m_update) m_update->Commit(UpdateFor(m_results[0].dialect));
     SaySummary();
-    if (failed != kDone && m_options.in_place) Say("nothing is written: all files or none");
+    if (failed != kDone && m_options.in_place) Say(kNothingWritten);
     return {TakeOutput(),
             failed == kDone && m_options.exit_code && AnyChanged() ? kChanged : failed};
   }
@@ -233,8 +224,12 @@ class Run {
       m_update.emplace(FileUpdate::OfMissing(m_options.output));
       return;
     }
-    AllowOpenFiles(m_options.configs.size());
-    m_update.emplace(m_options.configs);
+    try {
+      m_update.emplace(m_options.configs);
+    } catch (const Failure&) {
+      if (m_options.configs.size() > 1) Say(kNothingWritten);
+      throw;
+    }
   }
 
   UpdateOptions UpdateFor(const std::string& dialect) const {

@@ -24,10 +24,10 @@ std::string_view Trimmed(std::string_view line) {
   return line;
 }
 
-// Comments of both languages begin with '#', those of templates and their statements with a brace.
+// Comments of both languages begin with '#', those of templates with "{#}". Nothing is typical of a
+// template's statements.
 bool SaysNothing(std::string_view line) {
-  return line.empty() || line.front() == '#' || line.substr(0, 3) == "{#}" ||
-         line.substr(0, 2) == "{%";
+  return line.empty() || line.front() == '#' || line.substr(0, 3) == "{#}";
 }
 
 bool IsNginxLine(std::string_view line) {
@@ -42,7 +42,7 @@ bool IsTag(std::string_view line) {
 
 // "ServerName a.example": nginx has no name that begins with a capital.
 bool IsCapitalisedDirective(std::string_view line) {
-  const auto end = std::find_if_not(line.begin(), line.end(), IsLetter);
+  const auto* const end = std::find_if_not(line.begin(), line.end(), IsLetter);
   return IsUpper(line.front()) && (end == line.end() || IsBlank(*end));
 }
 

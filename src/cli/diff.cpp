@@ -60,7 +60,10 @@ class DiffLibrary {
 
   static void* Load() {
     void* const handle = dlopen(kFile, RTLD_NOW);
-    if (!handle) throw Failure(kFile, std::string("--diff cannot do without it: ") + dlerror());
+    if (!handle) {
+      const char* const reason = dlerror();  // NOLINT(concurrency-mt-unsafe): glibc's is
+      throw Failure(kFile, std::string("--diff cannot do without it: ") + reason);
+    }
     return handle;
   }
 

@@ -51,7 +51,7 @@ class Assembler {
   std::string OpenMap() {
     if (m_depth == 2) return NotAValue("object");
     ++m_depth;
-    m_names[m_depth].clear();
+    m_names.at(m_depth).clear();
     if (m_depth == 2) m_values[m_name];
     return std::string();
   }
@@ -59,7 +59,7 @@ class Assembler {
   void CloseMap() { --m_depth; }
 
   std::string Key(const std::string& name) {
-    if (!m_names[m_depth].insert(name).second) return Quoted(name) + " is given twice";
+    if (!m_names.at(m_depth).insert(name).second) return Quoted(name) + " is given twice";
     if (m_depth == 2 && name != "old" && name != "new") {
       return Quoted(m_name) + " has a member " + Quoted(name) + ": only \"old\" and \"new\" may be";
     }

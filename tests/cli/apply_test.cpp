@@ -451,6 +451,13 @@ TEST_F(Apply, ReplacesAllFilesOrNone) {
   }
 }
 
+TEST_F(Apply, SaysThatAFileWhichIsNotThereKeepsTheOthersFromBeingReplaced) {
+  const Outcome several = Rename({"--in-place", "site.conf", "none.conf"});
+  ExpectSaid(several,
+             {"nothing is written: all files or none", "none.conf: No such file or directory"});
+  ExpectSaid(Rename({"--in-place", "none.conf"}), {"none.conf: No such file or directory"});
+}
+
 TEST_F(Apply, EditsManyFilesWhateverTheJobs) {
   for (const char* const jobs : {"0", "1", "7"}) {
     SCOPED_TRACE(jobs);

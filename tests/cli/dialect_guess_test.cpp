@@ -21,6 +21,7 @@ TEST(DialectGuess, IsTakenFromTypicalLines) {
       {"an nginx block", "server {\n    listen 80;\n}\n", "nginx"},
       {"nginx directives alone", "gzip on;\n", "nginx"},
       {"a brace on a line of its own", "server\n{\n}\n", "nginx"},
+      {"names with a capital in an nginx map", "map $a $b {\nMozilla 1;\nOpera 2;\n}\n", "nginx"},
       {"carriage returns", "server {\r\n\tlisten 80;\r\n}\r\n", "nginx"},
       {"no line end", "listen 80;", "nginx"},
       {"a virtual host", "<VirtualHost *:80>\n\tServerName a.example\n</VirtualHost>\n", "apache"},

@@ -12,6 +12,7 @@ namespace {
 
 using std::string_literals::operator""s;
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 
 // --- The command line ---
@@ -375,6 +376,16 @@ TEST_F(Program, WritesADiffThatPatchTurnsIntoTheEditedText) {
     EXPECT_EQ(m_sandbox.Read("our site.conf"), edited.out);
     EXPECT_NE(edited.out, c.config);
   }
+}
+
+// It takes longer to load than the rest of a run.
+TEST_F(Program, LoadsTheDiffLibraryForADiffOnly) {
+  const Words apply = {"apply", "--dialect", "nginx", "--template", "site.template", "site.conf"};
+  Words diff = apply;
+  diff.emplace_back("--diff");
+  const std::string shell = "LD_DEBUG=libs exec \"$@\"";
+  EXPECT_THAT(RunInShell(shell, apply).err, Not(HasSubstr("find library=libgit2")));
+  EXPECT_THAT(RunInShell(shell, diff).err, HasSubstr("find library=libgit2"));
 }
 
 // --- Failures ---

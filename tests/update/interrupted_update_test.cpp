@@ -7,6 +7,7 @@
 #include <array>
 #include <filesystem>
 #include <map>
+#include <ostream>
 #include <set>
 #include <sstream>
 #include <string>
@@ -60,6 +61,17 @@ class Interrupted : public testing::Test {
     return RunTraced("inject=" + name + ':' + what + ":when=" + std::to_string(number), arguments);
   }
 
+  // Their names, in order.
+  std::vector<std::string> CallsInTrace() const {
+    std::vector<std::string> names;
+    std::istringstream trace(m_sandbox.Read("../trace"));
+    for (std::string line; std::getline(trace, line);) {
+      const std::size_t name_end = line.find('(');
+      if (name_end != std::string::npos) names.push_back(line.substr(0, name_end));
+    }
+    return names;
+  }
+
   struct Calls {
     int first = 1;
     int last = 0;
@@ -71,12 +83,8 @@ class Interrupted : public testing::Test {
     MakeFiles();
     RunTraced("trace=!%memory,execve", arguments);
     std::map<std::string, Calls> calls;
-    std::istringstream trace(m_sandbox.Read("../trace"));
     bool has_lock = false;
-    for (std::string line; std::getline(trace, line);) {
-      const std::size_t name_end = line.find('(');
-      if (name_end == std::string::npos) continue;
-      const std::string name = line.substr(0, name_end);
+    for (const std::string& name : CallsInTrace()) {
       has_lock = has_lock || name == "flock";
       ++calls[name].last;
       if (!has_lock) ++calls[name].first;
@@ -162,6 +170,10 @@ struct Case {
   bool has_backup;
 };
 
+void PrintTo(const Case& c, std::ostream* out) {
+  *out << c.name;
+}
+
 class Accepted : public Interrupted, public testing::WithParamInterface<Case> {};
 class Refused : public Interrupted, public testing::WithParamInterface<Case> {};
 
@@ -228,6 +240,12 @@ TEST_F(Interrupted, KilledAtAnyCallAFileThatWasNotThereIsMissingOrWhole) {
     }
   }
   EXPECT_THAT(seen, ElementsAre("missing", "new\n"));
+}
+
+TEST_F(Interrupted, FlushesAFileBeforeItGetsItsNameAndTheNameAfterwards) {
+  MakeFiles();
+  RunTraced("trace=write,fsync,link,rename", {"new", "a"});
+  EXPECT_THAT(CallsInTrace(), ElementsAre("write", "fsync", "link", "rename", "fsync"));
 }
 
 // The files are renamed one after the other, and back the other way round.

@@ -90,13 +90,13 @@ TEST_F(ServerCommands, TheOldFileItselfComesBack) {
 
 TEST_F(ServerCommands, ACommandThatCannotBeRunIsNoRefusal) {
   for (const cli::UpdateOptions& options :
-       {WithCheck("no-such-command"), WithCheck("no-such-command {}"),
-        WithReload("no-such-command")}) {
+       {WithCheck("/no-such-command"), WithCheck("/no-such-command {}"),
+        WithReload("/no-such-command")}) {
     try {
       Commit("new\n", {"a", "b"}, options);
       ADD_FAILURE();
     } catch (const Failure& failure) {
-      EXPECT_THAT(failure.what(), MatchesRegex("no-such-command.*: cannot be run: .*not found"));
+      EXPECT_THAT(failure.what(), MatchesRegex("/no-such-command.*: cannot be run: .*not found"));
       EXPECT_EQ(failure.exit_code(), cli::kFailed);
     }
     ExpectAllOld();
