@@ -17,7 +17,7 @@
 namespace {
 
 const std::filesystem::path kDocs = QELTEMPLATE_SOURCE_DIR "/docs";
-const std::vector<std::string> kPages = {"language", "matching"};
+const std::vector<std::string> kPages = {"language", "matching", "cookbook"};
 
 using tov_template::ParserTemplate;
 
