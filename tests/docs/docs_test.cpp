@@ -17,7 +17,7 @@
 namespace {
 
 const std::filesystem::path kDocs = QELTEMPLATE_SOURCE_DIR "/docs";
-const std::vector<std::string> kPages = {"language", "matching", "cookbook"};
+const std::vector<std::string> kPages = {"language", "matching", "cookbook", "limits"};
 
 using tov_template::ParserTemplate;
 
@@ -165,6 +165,51 @@ TEST(Docs, RefusesAPageThatIsMalformed) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     EXPECT_EQ(ProblemOf(c.text), c.problem);
+  }
+}
+
+// What limits.md says about a parser that is used for several edits.
+TEST(Docs, OneParserForEachEdit) {
+  struct Edit {
+    tov_template::Value old_value;
+    tov_template::Value new_value;
+    const char* template_text;
+  };
+  struct Case {
+    const char* name;
+    const char* before;
+    Edit first;
+    Edit second;
+    const char* after;
+  };
+  const tov_template::NullValue null;
+  const char* const move = "server {\nserver_name a;\nlisten {% $x %}:80;\n}";
+  const Case cases[] = {
+      {"a null value does not unset the first site's",
+       "server {\nserver_name a;\n}\nserver {\nserver_name b;\n}",
+       {null, "/srv/a", "server {\nserver_name a;\nroot {% $x %};\n}"},
+       {null, null, "server {\nserver_name b;\nroot {% $x %};\n}"},
+       "server {\nserver_name a;\nroot /srv/a;\n}\nserver {\nserver_name b;\nroot /srv/a;\n}"},
+      {"the second change of listen adds to the first",
+       "server {\nserver_name a;\nlisten 10.0.0.1:80;\n}",
+       {"10.0.0.1", "10.0.0.2", move},
+       {"10.0.0.2", "10.0.0.3", move},
+       "server {\nserver_name a;\n\tlisten 10.0.0.2:80;\n\tlisten 10.0.0.3:80;\n}"},
+      {"a block with a new listen leaves its closing line",
+       "server {\nserver_name a;\n}",
+       {null, null, "server {\nserver_name a;\nlisten 80;\n}"},
+       {null, null, "{% if $never %}\nserver {\nserver_name a;\n}\n{% endif %}"},
+       "}"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    ParserTemplate parser(tov_template::GetConfigType("Nginx", c.before));
+    for (const Edit* edit : {&c.first, &c.second}) {
+      parser.SetValue("x", edit->old_value, edit->new_value)
+          .SetTemplate(edit->template_text)
+          .ApplyTemplate();
+    }
+    EXPECT_EQ(parser.GetConfig(), c.after);
   }
 }
 

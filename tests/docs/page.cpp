@@ -64,7 +64,7 @@ class PageReader {
   }
 
   void TakeText(const std::string& line) {
-    if (str::StartsWith(line, "#")) m_heading = line;
+    if (str::StartsWith(line, "#")) m_heading = line.substr(line.find(' ') + 1);
     const std::string link = "](../tests/golden/";
     const std::size_t begin = line.find(link);
     if (begin != std::string::npos) {
