@@ -1,7 +1,7 @@
 # The front door. `make demo` and `make test` install the packages they need (Debian) and do the rest.
 
 .PHONY: help demo test asan tsan valgrind coverage fuzz hostile format format-check tidy cppcheck bench \
-  instructions clean
+  instructions docs clean
 .DEFAULT_GOAL := help
 
 BUILD_PACKAGES = g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libgit2-dev \
@@ -13,6 +13,7 @@ TEST_PACKAGES = $(BUILD_PACKAGES) googletest librapidcheck-dev patch locales \
 FUZZ_PACKAGES = $(BUILD_PACKAGES) clang libclang-rt-14-dev
 BENCH_PACKAGES = $(BUILD_PACKAGES) libbenchmark-dev nginx augeas-tools python3-certbot-nginx \
   python3-matplotlib $(if $(shell command -v npm),,nodejs npm)
+DOCS_PACKAGES = mkdocs python3-pygments doxygen graphviz
 CHECK_PACKAGES = $(TEST_PACKAGES) clang-format clang-tidy
 
 SOURCES = $(shell git ls-files '*.h' '*.cpp')
@@ -31,6 +32,7 @@ help:
 	@echo 'make cppcheck      run cppcheck over everything'
 	@echo 'make bench         time, memory and growth, beside other programs; QUICK=1 for a short run'
 	@echo 'make instructions  has any of three fixed requests become slower by a tenth'
+	@echo 'make docs          the pages in docs/ and the C++ interface as a site, build/docs/site/index.html'
 	@echo 'make clean         remove build/'
 
 demo:
@@ -149,6 +151,18 @@ instructions:
 	cmake --preset bench
 	cmake --build --preset bench --target one_request
 	bench/instructions.py build/bench
+
+DOCS = build/docs/pages
+
+docs:
+	cmake/install-packages.sh $(DOCS_PACKAGES)
+	for picture in docs/*.dot; do dot -Tsvg $$picture -o $${picture%.dot}.svg || exit 1; done
+	rm -rf build/docs
+	mkdir -p $(DOCS)
+	git ls-files -z --cached --others --exclude-standard | xargs -0 cp --parents -t $(DOCS)
+	doxygen docs/Doxyfile
+	pygmentize -S default -f html -a .codehilite > $(DOCS)/highlight.css
+	mkdocs build --config-file docs/mkdocs.yml
 
 clean:
 	rm -rf build

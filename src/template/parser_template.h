@@ -13,8 +13,9 @@ namespace tov_template {
 //
 //   std::string edited =
 //       ParserTemplate(GetConfigType("Nginx", text))
-//           .SetValue("name", "a.example", "b.example")   // what stands there now, what is to
-//           stand .SetTemplate("server {\nserver_name {% $name %};\n}") .ApplyTemplate()
+//           .SetValue("name", "a.example", "b.example")   // what stands there, what is to stand
+//           .SetTemplate("server {\nserver_name {% $name %};\n}")
+//           .ApplyTemplate()
 //           .GetConfig();
 //
 // Values come first, then the template, then the application: a template sees the values set before

@@ -13,7 +13,8 @@ std::string RefusalOf(const std::string& text, const std::string& context) {
   static const ServerFolder folder("apache");
   if (context != "server") throw std::runtime_error("unknown context " + context);
   return HttpdRefusal(folder,
-                      {"mpm_event", "authz_core", "alias", "dir", "mime", "socache_shmcb", "ssl"},
+                      {"mpm_event", "authz_core", "authz_host", "alias", "dir", "mime", "proxy",
+                       "proxy_http", "socache_shmcb", "ssl"},
                       text + "\n");
 }
 

@@ -10,8 +10,8 @@
 #include <stdexcept>
 #include <string>
 
-// A folder for a server to run in, with logs/ for its logs and a certificate in certs/site.pem and
-// certs/site.key. Removed with the object.
+// A folder for a server to run in, with logs/ for its logs and two certificates in certs/: site.pem
+// and renewed.pem, with site.key and renewed.key. Removed with the object.
 class ServerFolder {
  public:
   explicit ServerFolder(const std::string& server) {
@@ -22,6 +22,7 @@ class ServerFolder {
     std::filesystem::create_directories(m_path / "logs");
     std::filesystem::create_directories(m_path / "certs");
     MakeCertificate("site", "-subj /CN=test.example");
+    MakeCertificate("renewed", "-subj /CN=test.example");
   }
   ~ServerFolder() {
     std::error_code error;
