@@ -13,7 +13,7 @@ BENCH_PACKAGES = $(BUILD_PACKAGES) libbenchmark-dev nginx augeas-tools python3-c
   python3-matplotlib $(if $(shell command -v npm),,nodejs npm)
 CHECK_PACKAGES = $(TEST_PACKAGES) clang-format clang-tidy
 
-SOURCES = $(shell git ls-files '*.h' '*.cpp')
+SOURCES = $(shell git ls-files '*.h' '*.c' '*.cpp')
 
 help:
 	@echo 'make demo          build, edit the example sites, show what changes, ask nginx and httpd'
@@ -59,12 +59,13 @@ tsan:
 # The replaced operator new of failing_memory_test has to stay the one in use.
 MEMCHECK = valgrind --quiet --error-exitcode=1 --leak-check=full --show-leak-kinds=all \
   --errors-for-leak-kinds=all --soname-synonyms=somalloc=nouserintercepts
-MEMCHECK_TESTS = bytes_test failing_memory_test golden_test parser_template_test view_editing_test
+MEMCHECK_TESTS = bytes_test failing_memory_test golden_test parser_template_test view_editing_test \
+  c_failing_memory_test c_golden_test c_interface_test
 MEMCHECK_FUZZ_TARGETS = edits language request values
 
 valgrind:
 	cmake/install-packages.sh $(TEST_PACKAGES) valgrind
-	cmake --preset release -DQELTEMPLATE_BUILD_TESTS=ON
+	cmake --preset release -DQELTEMPLATE_BUILD_TESTS=ON -DQELTEMPLATE_BUILD_BINDINGS=ON
 	cmake --build --preset release --target $(MEMCHECK_TESTS) $(MEMCHECK_FUZZ_TARGETS:%=fuzz_%)
 	for test in $(MEMCHECK_TESTS); do $(MEMCHECK) build/release/tests/$$test || exit 1; done
 	cd build/release/tests/fuzz && for target in $(MEMCHECK_FUZZ_TARGETS); do \
