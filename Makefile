@@ -1,6 +1,6 @@
 # The front door. `make demo` and `make test` install the packages they need (Debian) and do the rest.
 
-.PHONY: help demo test asan tsan valgrind coverage fuzz hostile format format-check tidy cppcheck bench clean
+.PHONY: help demo test bindings-test asan tsan valgrind coverage fuzz hostile format format-check tidy cppcheck bench clean
 .DEFAULT_GOAL := help
 
 BUILD_PACKAGES = g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libgit2-dev
@@ -8,6 +8,8 @@ DEMO_PACKAGES = $(BUILD_PACKAGES) nginx apache2-bin openssl
 TEST_PACKAGES = $(BUILD_PACKAGES) googletest librapidcheck-dev patch locales \
   nginx libnginx-mod-stream libnginx-mod-mail libnginx-mod-http-lua apache2-bin openssl \
   libcurl4-openssl-dev
+BINDINGS_PACKAGES = $(TEST_PACKAGES) pybind11-dev python3-dev python3-pip python3-venv python3-setuptools \
+  python3-wheel python3-pytest mypy
 FUZZ_PACKAGES = $(BUILD_PACKAGES) clang libclang-rt-14-dev
 BENCH_PACKAGES = $(BUILD_PACKAGES) libbenchmark-dev nginx augeas-tools python3-certbot-nginx \
   python3-matplotlib $(if $(shell command -v npm),,nodejs npm)
@@ -18,6 +20,7 @@ SOURCES = $(shell git ls-files '*.h' '*.c' '*.cpp')
 help:
 	@echo 'make demo          build, edit the example sites, show what changes, ask nginx and httpd'
 	@echo 'make test          build with warnings as errors, run every test'
+	@echo 'make bindings-test only the tests of the C interface and of the Python module'
 	@echo 'make asan          the same tests under the sanitizers, with checked containers'
 	@echo 'make tsan          the tests with threads under ThreadSanitizer'
 	@echo 'make valgrind      some of the tests under memcheck'
@@ -37,11 +40,21 @@ demo:
 	examples/nginx/run.sh build/release/src/cli/qeltemplate
 	examples/apache/run.sh build/release/src/cli/qeltemplate
 
+# Debian's Python, whose packages the tests need, and not another one that PATH may have first.
+WITH_BINDINGS = -DQELTEMPLATE_BUILD_TESTS=ON -DQELTEMPLATE_BUILD_BINDINGS=ON \
+  -DPython_EXECUTABLE=/usr/bin/python3
+
 test:
-	cmake/install-packages.sh $(TEST_PACKAGES)
-	cmake --preset release -DQELTEMPLATE_BUILD_TESTS=ON
+	cmake/install-packages.sh $(BINDINGS_PACKAGES)
+	cmake --preset release $(WITH_BINDINGS)
 	cmake --build --preset release
 	ctest --preset release
+
+bindings-test:
+	cmake/install-packages.sh $(BINDINGS_PACKAGES)
+	cmake --preset release $(WITH_BINDINGS)
+	cmake --build --preset release --target bindings_tests
+	ctest --preset release -R '^(Bindings[.]|C(Interface|Golden|FailingMemory))'
 
 asan:
 	cmake/install-packages.sh $(TEST_PACKAGES)
@@ -64,8 +77,8 @@ MEMCHECK_TESTS = bytes_test failing_memory_test golden_test parser_template_test
 MEMCHECK_FUZZ_TARGETS = edits language request values
 
 valgrind:
-	cmake/install-packages.sh $(TEST_PACKAGES) valgrind
-	cmake --preset release -DQELTEMPLATE_BUILD_TESTS=ON -DQELTEMPLATE_BUILD_BINDINGS=ON
+	cmake/install-packages.sh $(BINDINGS_PACKAGES) valgrind
+	cmake --preset release $(WITH_BINDINGS)
 	cmake --build --preset release --target $(MEMCHECK_TESTS) $(MEMCHECK_FUZZ_TARGETS:%=fuzz_%)
 	for test in $(MEMCHECK_TESTS); do $(MEMCHECK) build/release/tests/$$test || exit 1; done
 	cd build/release/tests/fuzz && for target in $(MEMCHECK_FUZZ_TARGETS); do \
