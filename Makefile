@@ -1,6 +1,6 @@
 # The front door. `make demo` and `make test` install the packages they need (Debian) and do the rest.
 
-.PHONY: help demo test bindings-test asan tsan valgrind coverage fuzz hostile format format-check tidy cppcheck bench clean
+.PHONY: help demo test bindings-test asan tsan valgrind coverage fuzz hostile format format-check tidy cppcheck bench bench-python clean
 .DEFAULT_GOAL := help
 
 BUILD_PACKAGES = g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libgit2-dev
@@ -9,7 +9,7 @@ TEST_PACKAGES = $(BUILD_PACKAGES) googletest librapidcheck-dev patch locales \
   nginx libnginx-mod-stream libnginx-mod-mail libnginx-mod-http-lua apache2-bin openssl \
   libcurl4-openssl-dev
 BINDINGS_PACKAGES = $(TEST_PACKAGES) pybind11-dev python3-dev python3-pip python3-venv python3-setuptools \
-  python3-wheel python3-pytest mypy
+  python3-wheel python3-pytest mypy libffi-platypus-perl
 FUZZ_PACKAGES = $(BUILD_PACKAGES) clang libclang-rt-14-dev
 BENCH_PACKAGES = $(BUILD_PACKAGES) libbenchmark-dev nginx augeas-tools python3-certbot-nginx \
   python3-matplotlib $(if $(shell command -v npm),,nodejs npm)
@@ -31,6 +31,7 @@ help:
 	@echo 'make tidy          run clang-tidy over the library and the program'
 	@echo 'make cppcheck      run cppcheck over everything'
 	@echo 'make bench         time, memory and growth, beside other programs; QUICK=1 for a short run'
+	@echo 'make bench-python  what a request costs more from Python than in C++'
 	@echo 'make clean         remove build/'
 
 demo:
@@ -153,6 +154,12 @@ bench:
 	cp bench/peers/package.json bench/peers/package-lock.json build/bench/peers/
 	npm ci --prefix build/bench/peers --ignore-scripts --no-audit --no-fund
 	bench/run.py $(if $(QUICK),--quick) build/bench $(BENCH_RESULTS)
+
+bench-python:
+	cmake/install-packages.sh $(BUILD_PACKAGES) libbenchmark-dev pybind11-dev python3-dev
+	cmake --preset bench -DQELTEMPLATE_BUILD_BINDINGS=ON -DPython_EXECUTABLE=/usr/bin/python3
+	cmake --build --preset bench --target cpp_request qeltemplate_python write_sites
+	bench/python_request.py build/bench
 
 clean:
 	rm -rf build
