@@ -2,10 +2,13 @@
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
+#include <atomic>
+#include <chrono>
 #include <exception>
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 #include <utility>
 
 #include "parser.h"
@@ -193,12 +196,21 @@ void Translate(std::exception_ptr thrown) {
 
 // --- The log ---
 
+// How many handlers are set, or still used by a thread that logs.
+std::atomic<int> g_handlers{0};
+
 // Keeps `handler`, and lets it go in whichever thread is the last to use it.
 std::shared_ptr<const py::object> Hold(const py::object& handler) {
-  return {new py::object(handler), [](const py::object* held) {
-            const py::gil_scoped_acquire acquired;
-            delete held;
-          }};
+  const auto let_go = [](const py::object* held) {
+    {
+      const py::gil_scoped_acquire acquired;
+      delete held;
+    }
+    --g_handlers;
+  };
+  auto copy = std::make_unique<const py::object>(handler);
+  ++g_handlers;
+  return {copy.release(), let_go};
 }
 
 void SetLogHandler(const py::object& handler) {
@@ -213,6 +225,21 @@ void SetLogHandler(const py::object& handler) {
       (*held)(level, StrOf(module), StrOf(channel), StrOf(text));
     } catch (py::error_already_set& error) {
       error.discard_as_unraisable(*held);
+    }
+  });
+}
+
+// When Python ends, daemon threads that wait for the GIL are made to unwind, which the library
+// would not let pass: they have to be out of the handler by then. One that blocks in it is not
+// waited for.
+void EndLog() {
+  constexpr std::chrono::seconds kPatience(1);
+  constexpr std::chrono::milliseconds kPause(1);
+  tov_log::SetHandler({});
+  WithoutGil([&] {
+    const auto end = std::chrono::steady_clock::now() + kPatience;
+    while (g_handlers > 0 && std::chrono::steady_clock::now() < end) {
+      std::this_thread::sleep_for(kPause);
     }
   });
 }
@@ -342,6 +369,5 @@ PYBIND11_MODULE(_qeltemplate, module) {
   module.def("set_log_handler", SetLogHandler, kSetLogHandlerDoc, py::arg("handler").none(true));
   module.def("set_log_level", tov_log::SetLevel, kSetLogLevelDoc, py::arg("level"));
 
-  // No record may reach Python when it is gone.
-  py::module_::import("atexit").attr("register")(py::cpp_function([] { tov_log::SetHandler({}); }));
+  py::module_::import("atexit").attr("register")(py::cpp_function(EndLog));
 }

@@ -120,7 +120,7 @@ config = "server {\\nserver_name a;\\nroot /a;\\n}\\n" * 500
 def work():
     while True:
         qeltemplate.Parser(config, "Nginx").set_template("server {\\nx;\\n}").apply().config()
-qeltemplate.set_log_handler(lambda *record: None)
+qeltemplate.set_log_handler(lambda *record: HANDLER)
 qeltemplate.set_log_level(LEVEL)
 for _ in range(3):
     threading.Thread(target=work, daemon=True).start()
@@ -128,13 +128,18 @@ time.sleep(0.1)
 """
 
 
-@pytest.mark.parametrize("level", ["qeltemplate.LOG_OFF", "qeltemplate.LOG_DEBUG"])
-def test_python_ends_in_peace_while_daemon_threads_work(level):
+@pytest.mark.parametrize(
+    ("level", "handler"),
+    [
+        pytest.param("qeltemplate.LOG_OFF", "None", id="at work"),
+        pytest.param("qeltemplate.LOG_DEBUG", "None", id="waiting for the handler"),
+        pytest.param("qeltemplate.LOG_DEBUG", "time.sleep(0.2)", id="in the handler"),
+    ],
+)
+def test_python_ends_in_peace_while_daemon_threads_are(level, handler):
+    program = AT_EXIT.replace("LEVEL", level).replace("HANDLER", handler)
     for _ in range(3):
         run = subprocess.run(
-            [sys.executable, "-c", AT_EXIT.replace("LEVEL", level)],
-            capture_output=True,
-            check=False,
-            timeout=60,
+            [sys.executable, "-c", program], capture_output=True, check=False, timeout=60
         )
         assert (run.returncode, run.stderr) == (0, b"")
