@@ -13,7 +13,7 @@ BINDINGS_PACKAGES = $(TEST_PACKAGES) pybind11-dev python3-dev python3-pip python
 FUZZ_PACKAGES = $(BUILD_PACKAGES) clang libclang-rt-14-dev
 BENCH_PACKAGES = $(BUILD_PACKAGES) libbenchmark-dev nginx augeas-tools python3-certbot-nginx \
   python3-matplotlib $(if $(shell command -v npm),,nodejs npm)
-CHECK_PACKAGES = $(TEST_PACKAGES) clang-format clang-tidy
+CHECK_PACKAGES = $(BINDINGS_PACKAGES) clang-format clang-tidy
 
 SOURCES = $(shell git ls-files '*.h' '*.c' '*.cpp')
 
@@ -28,7 +28,7 @@ help:
 	@echo 'make fuzz TIME=60  try each fuzz target for so many seconds'
 	@echo 'make hostile       what inputs of hostile sizes cost, in time and memory'
 	@echo 'make format-check  see whether the sources are formatted; make format does it'
-	@echo 'make tidy          run clang-tidy over the library and the program'
+	@echo 'make tidy          run clang-tidy over the library, the program and the bindings'
 	@echo 'make cppcheck      run cppcheck over everything'
 	@echo 'make bench         time, memory and growth, beside other programs; QUICK=1 for a short run'
 	@echo 'make bench-python  what a request costs more from Python than in C++'
@@ -134,8 +134,8 @@ format-check:
 
 tidy:
 	cmake/install-packages.sh $(CHECK_PACKAGES)
-	cmake --preset release -DCMAKE_EXPORT_COMPILE_COMMANDS=ON
-	printf '%s\n' $(filter src/%.cpp,$(SOURCES)) | xargs -n 1 -P 2 clang-tidy -p build/release --quiet
+	cmake --preset release $(WITH_BINDINGS) -DCMAKE_EXPORT_COMPILE_COMMANDS=ON
+	printf '%s\n' $(filter src/%.cpp bindings/%.cpp,$(SOURCES)) | xargs -n 1 -P 2 clang-tidy -p build/release --quiet
 
 cppcheck:
 	cmake/install-packages.sh cppcheck

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstring>
 #include <exception>
-#include <iterator>
 #include <memory>
 #include <new>
 #include <string>
@@ -30,7 +29,6 @@ struct Status {
   const char* text;
 };
 
-// In the order of the numbers.
 constexpr Status kStatuses[] = {
     {QEL_OK, nullptr, "ok"},
     {QEL_BAD_HANDLE, "handle", "no such handle"},
@@ -255,8 +253,10 @@ qel_status qel_error_free(qel_error error) noexcept {
 }
 
 const char* qel_status_text(qel_status status) noexcept {
-  const bool known = status >= 0 && static_cast<size_t>(status) < std::size(kStatuses);
-  return known ? kStatuses[status].text : "unknown status";
+  for (const Status& known : kStatuses) {
+    if (known.status == status) return known.text;
+  }
+  return "unknown status";
 }
 
 qel_status qel_log_set_handler(qel_log_handler handler, void* context,

@@ -5,7 +5,7 @@
  *
  *   qel_parser parser = 0;
  *   qel_error error = 0;
- *   char *edited = NULL;
+ *   char* edited = NULL;
  *   size_t size = 0;
  *   if (qel_parser_new("Nginx", QEL_NUL, config, config_size, &parser, &error) != QEL_OK ||
  *       qel_parser_set_value(parser, "name", QEL_NUL, "a.example", QEL_NUL, "b.example", QEL_NUL,

@@ -43,7 +43,7 @@ class Table {
     const std::lock_guard<std::mutex> lock(m_mutex);
     const auto found = m_objects.find(handle);
     if (found == m_objects.end()) return nullptr;
-    const std::shared_ptr<Object> object = std::move(found->second);
+    std::shared_ptr<Object> object = std::move(found->second);
     m_objects.erase(found);
     return object;
   }
