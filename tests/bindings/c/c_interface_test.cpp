@@ -5,6 +5,7 @@
 #include <atomic>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -18,8 +19,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::EndsWith;
-using testing::IsEmpty;
-using testing::Not;
 
 constexpr char kConfig[] = "server {\nserver_name a;\nroot /a;\n}";
 constexpr char kTemplate[] = "server {\nserver_name {% $name %};\n}";
@@ -211,7 +210,6 @@ TEST(CInterfaceErrors, AnUnknownDialectMakesNoParser) {
 TEST_F(CInterface, AnswersNullPointers) {
   const qel_parser parser = m_parser.Handle();
   qel_parser made = 7;
-  char* text = nullptr;
   struct Case {
     const char* argument;
     std::function<qel_status(qel_error*)> call;
@@ -242,7 +240,6 @@ TEST_F(CInterface, AnswersNullPointers) {
     EXPECT_EQ(c.call(error.Out()), QEL_BAD_ARGUMENT);
     EXPECT_EQ(error.Message(), "argument: null (name=" + std::string(c.argument) + ")");
     EXPECT_EQ(c.call(nullptr), QEL_BAD_ARGUMENT);
-    EXPECT_EQ(text, nullptr);
   }
   EXPECT_EQ(made, 0U);
   qel_text_free(nullptr);
@@ -258,8 +255,6 @@ TEST_F(CInterface, AnswersBadHandles) {
       {"none", 0}, {"freed", freed}, {"never one", 1ULL << 60}, {"an error", an_error.Handle()}};
   for (const auto& [name, handle] : handles) {
     SCOPED_TRACE(name);
-    char* text = nullptr;
-    std::size_t size = 7;
     EXPECT_EQ(qel_parser_set_value(handle, "", 0, "", 0, "", 0, nullptr), QEL_BAD_HANDLE);
     EXPECT_EQ(qel_parser_merge_values(handle, m_parser.Handle(), nullptr), QEL_BAD_HANDLE);
     EXPECT_EQ(qel_parser_merge_values(m_parser.Handle(), handle, nullptr), QEL_BAD_HANDLE);
@@ -267,10 +262,14 @@ TEST_F(CInterface, AnswersBadHandles) {
     EXPECT_EQ(qel_parser_set_template(handle, "", 0, nullptr), QEL_BAD_HANDLE);
     EXPECT_EQ(qel_parser_set_template_file(handle, "", 0, nullptr), QEL_BAD_HANDLE);
     EXPECT_EQ(qel_parser_apply(handle, nullptr), QEL_BAD_HANDLE);
-    EXPECT_EQ(qel_parser_prototype(handle, &text, &size, nullptr), QEL_BAD_HANDLE);
-    EXPECT_EQ(qel_parser_config(handle, &text, &size, nullptr), QEL_BAD_HANDLE);
-    EXPECT_EQ(text, nullptr);
-    EXPECT_EQ(size, 0U);
+    for (const auto get : {qel_parser_config, qel_parser_prototype}) {
+      char before = 'x';
+      char* text = &before;
+      std::size_t size = 7;
+      EXPECT_EQ(get(handle, &text, &size, nullptr), QEL_BAD_HANDLE);
+      EXPECT_EQ(text, nullptr);
+      EXPECT_EQ(size, 0U);
+    }
     CError error;
     EXPECT_EQ(qel_parser_apply(handle, error.Out()), QEL_BAD_HANDLE);
     EXPECT_EQ(error.Message(), "handle: unknown (name=parser)");
