@@ -1,7 +1,7 @@
 # The front door. `make demo` and `make test` install the packages they need (Debian) and do the rest.
 
-.PHONY: help demo test asan tsan valgrind coverage fuzz hostile format format-check tidy cppcheck bench \
-  instructions docs clean
+.PHONY: help demo test bindings-test asan tsan valgrind coverage fuzz hostile format format-check tidy cppcheck \
+  bench bench-python instructions docs clean
 .DEFAULT_GOAL := help
 
 BUILD_PACKAGES = g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libgit2-dev \
@@ -10,17 +10,20 @@ DEMO_PACKAGES = $(BUILD_PACKAGES) nginx apache2-bin openssl
 TEST_PACKAGES = $(BUILD_PACKAGES) googletest librapidcheck-dev patch locales \
   nginx libnginx-mod-stream libnginx-mod-mail libnginx-mod-http-lua apache2-bin openssl \
   libcurl4-openssl-dev acl strace mandoc bash fish zsh
+BINDINGS_PACKAGES = $(TEST_PACKAGES) pybind11-dev python3-dev python3-pip python3-venv python3-setuptools \
+  python3-wheel python3-pytest mypy libffi-platypus-perl
 FUZZ_PACKAGES = $(BUILD_PACKAGES) clang libclang-rt-14-dev
 BENCH_PACKAGES = $(BUILD_PACKAGES) libbenchmark-dev nginx augeas-tools python3-certbot-nginx \
   python3-matplotlib $(if $(shell command -v npm),,nodejs npm)
 DOCS_PACKAGES = mkdocs python3-pygments doxygen graphviz
-CHECK_PACKAGES = $(TEST_PACKAGES) clang-format clang-tidy
+CHECK_PACKAGES = $(BINDINGS_PACKAGES) clang-format clang-tidy
 
-SOURCES = $(shell git ls-files '*.h' '*.cpp')
+SOURCES = $(shell git ls-files '*.h' '*.c' '*.cpp')
 
 help:
 	@echo 'make demo          build, edit the example sites, show what changes, ask nginx and httpd'
 	@echo 'make test          build with warnings as errors, run every test'
+	@echo 'make bindings-test only the tests of the C interface and of the Python module'
 	@echo 'make asan          the same tests under the sanitizers, with checked containers'
 	@echo 'make tsan          the tests with threads under ThreadSanitizer'
 	@echo 'make valgrind      some of the tests under memcheck'
@@ -28,11 +31,12 @@ help:
 	@echo 'make fuzz TIME=60  try each fuzz target for so many seconds'
 	@echo 'make hostile       what inputs of hostile sizes cost, in time and memory'
 	@echo 'make format-check  see whether the sources are formatted; make format does it'
-	@echo 'make tidy          run clang-tidy over the library and the program'
+	@echo 'make tidy          run clang-tidy over the library, the program and the bindings'
 	@echo 'make cppcheck      run cppcheck over everything'
 	@echo 'make bench         time, memory and growth, beside other programs; QUICK=1 for a short run'
 	@echo 'make instructions  has any of three fixed requests become slower by a tenth'
 	@echo 'make docs          the pages in docs/ and the C++ interface as a site, build/docs/site/index.html'
+	@echo 'make bench-python  what a request costs more from Python than in C++'
 	@echo 'make clean         remove build/'
 
 demo:
@@ -42,11 +46,21 @@ demo:
 	examples/nginx/run.sh build/release/src/cli/qeltemplate
 	examples/apache/run.sh build/release/src/cli/qeltemplate
 
+# Debian's Python, whose packages the tests need, and not another one that PATH may have first.
+WITH_BINDINGS = -DQELTEMPLATE_BUILD_TESTS=ON -DQELTEMPLATE_BUILD_BINDINGS=ON \
+  -DPython_EXECUTABLE=/usr/bin/python3
+
 test:
-	cmake/install-packages.sh $(TEST_PACKAGES)
-	cmake --preset release -DQELTEMPLATE_BUILD_TESTS=ON
+	cmake/install-packages.sh $(BINDINGS_PACKAGES)
+	cmake --preset release $(WITH_BINDINGS)
 	cmake --build --preset release
 	ctest --preset release
+
+bindings-test:
+	cmake/install-packages.sh $(BINDINGS_PACKAGES)
+	cmake --preset release $(WITH_BINDINGS)
+	cmake --build --preset release --target bindings_tests
+	ctest --preset release -R '^(Bindings[.]|C(Interface|Golden|FailingMemory))'
 
 asan:
 	cmake/install-packages.sh $(TEST_PACKAGES)
@@ -64,12 +78,13 @@ tsan:
 # The replaced operator new of failing_memory_test has to stay the one in use.
 MEMCHECK = valgrind --quiet --error-exitcode=1 --leak-check=full --show-leak-kinds=all \
   --errors-for-leak-kinds=all --soname-synonyms=somalloc=nouserintercepts
-MEMCHECK_TESTS = bytes_test failing_memory_test golden_test parser_template_test view_editing_test
+MEMCHECK_TESTS = bytes_test failing_memory_test golden_test parser_template_test view_editing_test \
+  c_failing_memory_test c_golden_test c_interface_test
 MEMCHECK_FUZZ_TARGETS = edits language request values
 
 valgrind:
-	cmake/install-packages.sh $(TEST_PACKAGES) valgrind
-	cmake --preset release -DQELTEMPLATE_BUILD_TESTS=ON
+	cmake/install-packages.sh $(BINDINGS_PACKAGES) valgrind
+	cmake --preset release $(WITH_BINDINGS)
 	cmake --build --preset release --target $(MEMCHECK_TESTS) $(MEMCHECK_FUZZ_TARGETS:%=fuzz_%)
 	for test in $(MEMCHECK_TESTS); do $(MEMCHECK) build/release/tests/$$test || exit 1; done
 	cd build/release/tests/fuzz && for target in $(MEMCHECK_FUZZ_TARGETS); do \
@@ -124,8 +139,8 @@ format-check:
 
 tidy:
 	cmake/install-packages.sh $(CHECK_PACKAGES)
-	cmake --preset release -DCMAKE_EXPORT_COMPILE_COMMANDS=ON
-	printf '%s\n' $(filter src/%.cpp,$(SOURCES)) | xargs -n 1 -P 2 clang-tidy -p build/release --quiet
+	cmake --preset release $(WITH_BINDINGS) -DCMAKE_EXPORT_COMPILE_COMMANDS=ON
+	printf '%s\n' $(filter src/%.cpp bindings/%.cpp,$(SOURCES)) | xargs -n 1 -P 2 clang-tidy -p build/release --quiet
 
 cppcheck:
 	cmake/install-packages.sh cppcheck
@@ -163,6 +178,12 @@ docs:
 	doxygen docs/Doxyfile
 	pygmentize -S default -f html -a .codehilite > $(DOCS)/highlight.css
 	mkdocs build --config-file docs/mkdocs.yml
+
+bench-python:
+	cmake/install-packages.sh $(BUILD_PACKAGES) libbenchmark-dev pybind11-dev python3-dev
+	cmake --preset bench -DQELTEMPLATE_BUILD_BINDINGS=ON -DPython_EXECUTABLE=/usr/bin/python3
+	cmake --build --preset bench --target cpp_request qeltemplate_python write_sites
+	bench/python_request.py build/bench
 
 clean:
 	rm -rf build

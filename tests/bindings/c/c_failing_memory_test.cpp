@@ -1,0 +1,149 @@
+// Every allocation of a request through the C interface fails once.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <new>
+#include <string>
+
+#include "qeltemplate_c.h"
+
+namespace {
+
+// How many allocations succeed before one fails; negative: all do.
+long g_allocations_left = -1;
+
+void* Allocate(std::size_t size) {
+  if (g_allocations_left == 0) {
+    g_allocations_left = -1;
+    throw std::bad_alloc();
+  }
+  if (g_allocations_left > 0) --g_allocations_left;
+  if (void* const memory = std::malloc(size == 0 ? 1 : size)) return memory;
+  throw std::bad_alloc();
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+  return Allocate(size);
+}
+void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, std::size_t /*size*/) noexcept {
+  std::free(memory);
+}
+
+namespace {
+
+constexpr char kConfig[] = "server {\nlisten 80;\nserver_name a;\nroot /a;\n}\nevents {\n}";
+constexpr char kTemplate[] =
+    "server {\nlisten {% $port %};\nserver_name {% $name %};\nexpires 1d;\n}";
+constexpr char kEdited[] = "server {\nserver_name b;\nroot /a;\n\tlisten 90;\nexpires 1d;\n}";
+
+struct Request {
+  qel_parser parser = 0;
+  qel_error error = 0;
+  char* text = nullptr;
+  char* prototype = nullptr;
+
+  ~Request() {
+    qel_text_free(text);
+    qel_text_free(prototype);
+    qel_error_free(error);
+    qel_parser_free(parser);
+  }
+
+  // As far as it goes. Returns the status of the last step.
+  qel_status Run() {
+    qel_status status = qel_log_set_handler(nullptr, nullptr, nullptr, &error);
+    if (status == QEL_OK) {
+      status = qel_parser_new("Nginx", QEL_NUL, kConfig, QEL_NUL, &parser, &error);
+    }
+    if (status == QEL_OK) status = Set("name", "a", "b");
+    if (status == QEL_OK) status = Set("port", "80", "90");
+    if (status == QEL_OK) status = qel_parser_merge_values(parser, parser, &error);
+    if (status == QEL_OK) status = qel_parser_set_template(parser, kTemplate, QEL_NUL, &error);
+    if (status == QEL_OK) status = qel_parser_apply(parser, &error);
+    if (status == QEL_OK) status = qel_parser_prototype(parser, &prototype, nullptr, &error);
+    if (status == QEL_OK) status = qel_parser_config(parser, &text, nullptr, &error);
+    return status;
+  }
+
+ private:
+  qel_status Set(const char* name, const char* old_value, const char* new_value) const {
+    return qel_parser_set_value(parser, name, QEL_NUL, old_value, QEL_NUL, new_value, QEL_NUL,
+                                nullptr);
+  }
+};
+
+TEST(CFailingMemory, IsAStatusAndNoException) {
+  long failing = 0;
+  for (;; ++failing) {
+    Request request;
+    g_allocations_left = failing;
+    const qel_status status = request.Run();
+    const bool failed = g_allocations_left < 0;
+    g_allocations_left = -1;
+    SCOPED_TRACE(failing);
+    ASSERT_EQ(status, failed ? QEL_NO_MEMORY : QEL_OK);
+    ASSERT_EQ(request.error, 0U);
+    if (!failed) {
+      EXPECT_STREQ(request.text, kEdited);
+      break;
+    }
+    ASSERT_EQ(request.text, nullptr);
+  }
+  EXPECT_GT(failing, 100);
+}
+
+// The status is then what it would have been, or QEL_NO_MEMORY.
+TEST(CFailingMemory, OfAnErrorLeavesTheStatus) {
+  long failing = 0;
+  long reported_without_error = 0;
+  for (;; ++failing) {
+    qel_parser parser = 0;
+    qel_error error = 0;
+    g_allocations_left = failing;
+    const qel_status status = qel_parser_new("a dialect that nobody knows of", QEL_NUL, kConfig,
+                                             QEL_NUL, &parser, &error);
+    const bool failed = g_allocations_left < 0;
+    g_allocations_left = -1;
+    SCOPED_TRACE(failing);
+    ASSERT_EQ(parser, 0U);
+    if (!failed) {
+      EXPECT_EQ(status, QEL_UNKNOWN_DIALECT);
+      EXPECT_NE(error, 0U);
+      qel_error_free(error);
+      break;
+    }
+    ASSERT_EQ(error, 0U);
+    ASSERT_TRUE(status == QEL_NO_MEMORY || status == QEL_UNKNOWN_DIALECT) << status;
+    if (status == QEL_UNKNOWN_DIALECT) ++reported_without_error;
+  }
+  EXPECT_GT(failing, 5);
+  EXPECT_GT(reported_without_error, 1);
+}
+
+TEST(CFailingMemory, OfAHandlerReleasesItsContext) {
+  static int released;
+  released = 0;
+  const auto handler = [](void*, int, const char*, const char*, const char*, std::size_t) {};
+  const auto release = [](void*) { ++released; };
+  int failing = 0;
+  for (;; ++failing) {
+    g_allocations_left = failing;
+    const qel_status status = qel_log_set_handler(handler, nullptr, release, nullptr);
+    const bool failed = g_allocations_left < 0;
+    g_allocations_left = -1;
+    if (!failed) break;
+    EXPECT_EQ(status, QEL_NO_MEMORY);
+    EXPECT_EQ(released, failing + 1);
+  }
+  EXPECT_GT(failing, 1);
+  EXPECT_EQ(released, failing);
+  qel_log_set_handler(nullptr, nullptr, nullptr, nullptr);
+  EXPECT_EQ(released, failing + 1);
+}
+
+}  // namespace
