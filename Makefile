@@ -5,7 +5,7 @@
 
 BUILD_PACKAGES = g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libgit2-dev
 DEMO_PACKAGES = $(BUILD_PACKAGES) nginx apache2-bin openssl
-TEST_PACKAGES = $(BUILD_PACKAGES) googletest librapidcheck-dev patch locales \
+TEST_PACKAGES = $(BUILD_PACKAGES) clang googletest librapidcheck-dev patch locales \
   nginx libnginx-mod-stream libnginx-mod-mail libnginx-mod-http-lua apache2-bin openssl \
   libcurl4-openssl-dev
 FUZZ_PACKAGES = $(BUILD_PACKAGES) clang libclang-rt-14-dev
