@@ -1,6 +1,6 @@
 # The front door. `make demo` and `make test` install the packages they need (Debian) and do the rest.
 
-.PHONY: help demo test asan tsan valgrind coverage fuzz hostile format format-check tidy cppcheck bench clean
+.PHONY: help demo test asan tsan valgrind coverage fuzz hostile format format-check tidy cppcheck bench deb deb-test clean
 .DEFAULT_GOAL := help
 
 BUILD_PACKAGES = g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libgit2-dev
@@ -12,6 +12,8 @@ FUZZ_PACKAGES = $(BUILD_PACKAGES) clang libclang-rt-14-dev
 BENCH_PACKAGES = $(BUILD_PACKAGES) libbenchmark-dev nginx augeas-tools python3-certbot-nginx \
   python3-matplotlib $(if $(shell command -v npm),,nodejs npm)
 CHECK_PACKAGES = $(TEST_PACKAGES) clang-format clang-tidy
+DEB_PACKAGES = $(BUILD_PACKAGES) dpkg-dev debhelper fakeroot lintian
+DEB_TEST_PACKAGES = autopkgtest mmdebstrap
 
 SOURCES = $(shell git ls-files '*.h' '*.cpp')
 
@@ -28,6 +30,8 @@ help:
 	@echo 'make tidy          run clang-tidy over the library and the program'
 	@echo 'make cppcheck      run cppcheck over everything'
 	@echo 'make bench         time, memory and growth, beside other programs; QUICK=1 for a short run'
+	@echo 'make deb           build Debian packages, in build/deb, and run lintian over them'
+	@echo 'make deb-test      install these in a fresh Debian, and try the program and the library there'
 	@echo 'make clean         remove build/'
 
 demo:
@@ -139,6 +143,27 @@ bench:
 	cp bench/peers/package.json bench/peers/package-lock.json build/bench/peers/
 	npm ci --prefix build/bench/peers --ignore-scripts --no-audit --no-fund
 	bench/run.py $(if $(QUICK),--quick) build/bench $(BENCH_RESULTS)
+
+# From a copy of the sources, since a build leaves its files among them.
+deb:
+	cmake/install-packages.sh $(DEB_PACKAGES)
+	rm -rf build/deb
+	mkdir -p build/deb/qeltemplate
+	git ls-files -z | tar --null --files-from=- --create | tar --extract --directory build/deb/qeltemplate
+	cd build/deb/qeltemplate && dpkg-buildpackage --no-sign
+	lintian --fail-on error,warning build/deb/*.changes
+
+# As root. No service that comes with a package is started.
+BARE_DEBIAN = build/deb/bookworm
+NO_SERVICES = printf "\#!/bin/sh\nexit 101\n" >"$$1/usr/sbin/policy-rc.d" && \
+  chmod +x "$$1/usr/sbin/policy-rc.d"
+
+deb-test:
+	cmake/install-packages.sh $(DEB_TEST_PACKAGES)
+	rm -rf $(BARE_DEBIAN)
+	mmdebstrap --variant=minbase --include=apt-utils,dpkg-dev --customize-hook='$(NO_SERVICES)' \
+	  bookworm $(BARE_DEBIAN)
+	autopkgtest --apt-upgrade build/deb/*.changes -- chroot $(CURDIR)/$(BARE_DEBIAN)
 
 clean:
 	rm -rf build

@@ -10,6 +10,7 @@ set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 install(TARGETS qeltemplate EXPORT qeltemplate
         FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qeltemplate
         COMPONENT development
+        ARCHIVE COMPONENT development
         LIBRARY COMPONENT runtime NAMELINK_COMPONENT development)
 
 # find_package(qeltemplate CONFIG). A version below 1.0 may change the interface with its second number.
@@ -51,6 +52,7 @@ foreach(page IN ITEMS qeltemplate.1 qeltemplate-apply.1 qeltemplate-prototype.1)
   qeltemplate_install_file(man/${page} ${CMAKE_INSTALL_MANDIR}/man1)
 endforeach()
 set(data ${CMAKE_INSTALL_DATADIR})
+set(QELTEMPLATE_ZSH_DIR ${data}/zsh/site-functions CACHE STRING "Where zsh looks for completions")
 qeltemplate_install_file(completions/qeltemplate.bash ${data}/bash-completion/completions qeltemplate)
-qeltemplate_install_file(completions/_qeltemplate ${data}/zsh/site-functions)
+qeltemplate_install_file(completions/_qeltemplate ${QELTEMPLATE_ZSH_DIR})
 qeltemplate_install_file(completions/qeltemplate.fish ${data}/fish/vendor_completions.d)
