@@ -80,6 +80,11 @@ case $way in
     tar -C "$sources" -c -z -f libqeltemplate.tar.gz CMakeLists.txt cmake src
     built_by_cmake '' "-DBUILD_SHARED_LIBS=$shared"
     check_parent
+    # Asked to, it installs the library as it is built here.
+    cmake -S . -B build -DQELTEMPLATE_INSTALL=ON
+    cmake --install build --prefix "$work/parent"
+    "$sources/tests/install/consumer.sh" pkg-config "$sources" "$work/parent" "$work/user" \
+      "$compiler" "$standard" "$shared"
     ;;
   *) fail "unknown way: $way" ;;
 esac
