@@ -116,10 +116,12 @@ hostile:
 
 format:
 	clang-format -i $(SOURCES)
+	cmake/spdx.sh
 
 format-check:
 	cmake/install-packages.sh $(CHECK_PACKAGES)
 	clang-format --dry-run --Werror $(SOURCES)
+	cmake/spdx.sh --check
 
 tidy:
 	cmake/install-packages.sh $(CHECK_PACKAGES)
