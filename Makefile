@@ -1,13 +1,13 @@
 # The front door. `make demo` and `make test` install the packages they need (Debian) and do the rest.
 
 .PHONY: help demo test bindings-test asan tsan valgrind coverage fuzz hostile format format-check tidy cppcheck \
-  bench bench-python instructions docs clean
+  bench bench-python instructions docs deb deb-test clean
 .DEFAULT_GOAL := help
 
 BUILD_PACKAGES = g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libgit2-dev \
   libacl1-dev libattr1-dev libutfcpp-dev libyaml-cpp-dev
 DEMO_PACKAGES = $(BUILD_PACKAGES) nginx apache2-bin openssl
-TEST_PACKAGES = $(BUILD_PACKAGES) googletest librapidcheck-dev patch locales \
+TEST_PACKAGES = $(BUILD_PACKAGES) clang googletest librapidcheck-dev patch locales \
   nginx libnginx-mod-stream libnginx-mod-mail libnginx-mod-http-lua apache2-bin openssl \
   libcurl4-openssl-dev acl strace mandoc bash fish zsh
 BINDINGS_PACKAGES = $(TEST_PACKAGES) pybind11-dev python3-dev python3-pip python3-venv python3-setuptools \
@@ -17,6 +17,8 @@ BENCH_PACKAGES = $(BUILD_PACKAGES) libbenchmark-dev nginx augeas-tools python3-c
   python3-matplotlib $(if $(shell command -v npm),,nodejs npm)
 DOCS_PACKAGES = mkdocs python3-pygments doxygen graphviz
 CHECK_PACKAGES = $(BINDINGS_PACKAGES) clang-format clang-tidy
+DEB_PACKAGES = $(BUILD_PACKAGES) dpkg-dev debhelper fakeroot lintian
+DEB_TEST_PACKAGES = autopkgtest mmdebstrap
 
 SOURCES = $(shell git ls-files '*.h' '*.c' '*.cpp')
 
@@ -37,6 +39,8 @@ help:
 	@echo 'make instructions  has any of three fixed requests become slower by a tenth'
 	@echo 'make docs          the pages in docs/ and the C++ interface as a site, build/docs/site/index.html'
 	@echo 'make bench-python  what a request costs more from Python than in C++'
+	@echo 'make deb           build Debian packages, in build/deb, and run lintian over them'
+	@echo 'make deb-test      install these in a fresh Debian, and try the program and the library there'
 	@echo 'make clean         remove build/'
 
 demo:
@@ -132,10 +136,12 @@ hostile:
 
 format:
 	clang-format -i $(SOURCES)
+	cmake/spdx.sh
 
 format-check:
 	cmake/install-packages.sh $(CHECK_PACKAGES)
 	clang-format --dry-run --Werror $(SOURCES)
+	cmake/spdx.sh --check
 
 tidy:
 	cmake/install-packages.sh $(CHECK_PACKAGES)
@@ -184,6 +190,27 @@ bench-python:
 	cmake --preset bench -DQELTEMPLATE_BUILD_BINDINGS=ON -DPython_EXECUTABLE=/usr/bin/python3
 	cmake --build --preset bench --target cpp_request qeltemplate_python write_sites
 	bench/python_request.py build/bench
+
+# From a copy of the sources, since a build leaves its files among them.
+deb:
+	cmake/install-packages.sh $(DEB_PACKAGES)
+	rm -rf build/deb
+	mkdir -p build/deb/qeltemplate
+	git ls-files -z | tar --null --files-from=- --create | tar --extract --directory build/deb/qeltemplate
+	cd build/deb/qeltemplate && dpkg-buildpackage --no-sign
+	lintian --fail-on error,warning build/deb/*.changes
+
+# As root. No service that comes with a package is started.
+BARE_DEBIAN = build/deb/bookworm
+NO_SERVICES = printf "\#!/bin/sh\nexit 101\n" >"$$1/usr/sbin/policy-rc.d" && \
+  chmod +x "$$1/usr/sbin/policy-rc.d"
+
+deb-test:
+	cmake/install-packages.sh $(DEB_TEST_PACKAGES)
+	rm -rf $(BARE_DEBIAN)
+	mmdebstrap --variant=minbase --include=apt-utils,dpkg-dev --customize-hook='$(NO_SERVICES)' \
+	  bookworm $(BARE_DEBIAN)
+	autopkgtest --apt-upgrade build/deb/*.changes -- chroot $(CURDIR)/$(BARE_DEBIAN)
 
 clean:
 	rm -rf build

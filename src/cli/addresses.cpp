@@ -5,7 +5,7 @@
 #include <map>
 #include <set>
 
-#include "cli/text.h"
+#include "template/framework/str.h"
 #include "template/section_path.h"
 
 namespace cli {
@@ -82,7 +82,7 @@ class LevelMaker {
 
  private:
   static void Add(const std::string& level, std::vector<std::string>& levels) {
-    const std::string trimmed(Trimmed(level));
+    const std::string trimmed(str::view::Trim(level));
     if (trimmed.empty()) return;
     if (std::find(levels.begin(), levels.end(), trimmed) == levels.end()) levels.push_back(trimmed);
   }
@@ -101,7 +101,7 @@ class LevelMaker {
         }
         const TemplateRun::Item& item = *m_run.items()[i];
         const std::string& text = Text(item.m_param, side).Str();
-        const std::string name(FirstWord(text));
+        const std::string name(str::view::FirstWord(text));
         if (item.m_enabled != enabled || m_names.count(name) == 0) continue;
         const bool alone = IdentifiesByNameAlone(m_run.config(), name);
         (alone ? by_name : by_value).emplace(name, text);

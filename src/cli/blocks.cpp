@@ -3,7 +3,7 @@
 #include <map>
 #include <set>
 
-#include "cli/text.h"
+#include "template/framework/str.h"
 #include "template/section_path.h"
 
 namespace cli {
@@ -26,14 +26,14 @@ std::vector<Block> FindBlocks(const tov_template::BaseConfig& config,
       block.opening = i;
       if (!open.empty()) block.parent = open.back();
       block.depth = open.size() + 1;
-      block.level = Trimmed(lines[i]);
+      block.level = str::view::Trim(lines[i]);
       open.push_back(blocks.size());
       blocks.push_back(std::move(block));
       idents.emplace_back();
     }
     if (open.empty()) continue;
-    const std::string name(FirstWord(lines[i]));
-    if (names.count(name) != 0) idents[open.back()].emplace(name, Trimmed(lines[i]));
+    const std::string name(str::view::FirstWord(lines[i]));
+    if (names.count(name) != 0) idents[open.back()].emplace(name, str::view::Trim(lines[i]));
     if (!config.EndedSection(lines[i])) continue;
     blocks[open.back()].closing = i;
     open.pop_back();

@@ -19,6 +19,7 @@
 #include "cli/syntax.h"
 #include "cli/template_run.h"
 #include "cli/text.h"
+#include "template/framework/str.h"
 
 namespace cli {
 namespace {
@@ -264,7 +265,7 @@ class Editor {
   std::string Candidates(std::vector<Block> blocks, const std::string& level) const {
     constexpr std::size_t kMost = 3;
     const auto end = std::remove_if(blocks.begin(), blocks.end(), [&](const Block& block) {
-      return FirstWord(block.level) != FirstWord(level);
+      return str::view::FirstWord(block.level) != str::view::FirstWord(level);
     });
     blocks.erase(end, blocks.end());
     std::vector<std::pair<std::size_t, const Block*>> by_distance;
@@ -341,7 +342,7 @@ class Editor {
       if (block.path) named.insert(*block.path);
     }
     const bool joined_changed = std::any_of(lines.begin(), lines.end(), [](const auto& line) {
-      return line.item && line.text != nullptr && FirstWord(*line.text) == "Options";
+      return line.item && line.text != nullptr && str::view::FirstWord(*line.text) == "Options";
     });
     for (FollowedLines::Line& line : lines) {
       if (line.text != nullptr || !line.before) continue;
@@ -368,11 +369,11 @@ class Editor {
 
   // What is written of a line that is there.
   std::string_view TextOf(const FollowedLines::Line& line) {
-    if (!line.before) return Trimmed(*line.text);
+    if (!line.before) return str::view::Trim(*line.text);
     const std::string_view original = m_source.lines()[*line.before].text;
     if (!line.item) return original;
     const std::string_view comment = TrailingComment(m_syntax, original);
-    return Keep(std::string(Indentation(original)) + std::string(Trimmed(NewText(line))) +
+    return Keep(std::string(Indentation(original)) + std::string(str::view::Trim(NewText(line))) +
                 std::string(comment));
   }
 

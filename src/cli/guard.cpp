@@ -9,7 +9,7 @@
 #include "cli/blocks.h"
 #include "cli/failure.h"
 #include "cli/syntax.h"
-#include "cli/text.h"
+#include "template/framework/str.h"
 #include "template/section_path.h"
 
 namespace cli {
@@ -43,7 +43,7 @@ constexpr std::size_t kMostShown = 5;
 
 std::string Quoted(std::string_view text) {
   constexpr std::size_t kMost = 100;
-  const std::string_view trimmed = Trimmed(text);
+  const std::string_view trimmed = str::view::Trim(text);
   const bool cut = trimmed.size() > kMost;
   return "'" + std::string(trimmed.substr(0, kMost)) + (cut ? "...'" : "'");
 }
@@ -305,7 +305,7 @@ class EditCheck {
     const auto touches = [&](const std::string& text) {
       const bool plain =
           m_syntax == Syntax::kNginx ? Shape(m_syntax, text) == ";" : Shape(m_syntax, text).empty();
-      return !plain || m_idents.count(std::string(FirstWord(text))) != 0;
+      return !plain || m_idents.count(std::string(str::view::FirstWord(text))) != 0;
     };
     return (line.text != nullptr && touches(*line.text)) || (line.before && touches(Before(line)));
   }
@@ -322,17 +322,17 @@ class EditCheck {
   // Whether `line` is what `item` stands for, and not only begins like it.
   bool IsMeant(const Item& item, const std::string& line) const {
     const auto& param = item.m_param;
-    if (param.m_const) return FirstWord(line) == FirstWord(param.m_key.Str());
+    if (param.m_const) return str::view::FirstWord(line) == str::view::FirstWord(param.m_key.Str());
     const std::string normal = Normal(line);
     if (param.m_part_key) {
-      return StartsWith(normal, Normal(param.m_key.Str())) &&
-             FirstWord(normal) == FirstWord(param.m_value.Str());
+      return str::view::StartsWith(normal, Normal(param.m_key.Str())) &&
+             str::view::FirstWord(normal) == str::view::FirstWord(param.m_value.Str());
     }
     return normal == Normal(param.m_value.Str()) || normal == Normal(param.m_old_value.Str());
   }
 
   bool IsOptions(std::string_view line) const {
-    return m_syntax == Syntax::kApache && FirstWord(line) == "Options";
+    return m_syntax == Syntax::kApache && str::view::FirstWord(line) == "Options";
   }
 
   // Lines that have gone: named by the template, or part of a block that it removes.
@@ -408,9 +408,9 @@ class EditCheck {
   static bool HasMixedOptions(std::string_view line) {
     bool with_sign = false;
     bool without = false;
-    std::string_view rest = Trimmed(line).substr(FirstWord(line).size());
-    for (std::string_view word; !(word = FirstWord(rest)).empty();
-         rest = Trimmed(rest).substr(word.size())) {
+    std::string_view rest = str::view::Trim(line).substr(str::view::FirstWord(line).size());
+    for (std::string_view word; !(word = str::view::FirstWord(rest)).empty();
+         rest = str::view::Trim(rest).substr(word.size())) {
       (word.front() == '+' || word.front() == '-' ? with_sign : without) = true;
     }
     return with_sign && without;

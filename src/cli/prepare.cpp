@@ -4,7 +4,7 @@
 #include <unordered_map>
 #include <utility>
 
-#include "cli/text.h"
+#include "template/framework/str.h"
 
 namespace cli {
 namespace {
@@ -15,7 +15,7 @@ using tov_template::Value;
 bool MayBeOtherwise(std::string_view line) {
   for (std::size_t i = 0; i < line.size(); ++i) {
     const char c = line[i];
-    if (c == '#' || (IsBlank(c) && c != ' ')) return true;
+    if (c == '#' || (str::IsBlank(c) && c != ' ')) return true;
     const bool after_blank = i > 0 && line[i - 1] == ' ';
     if (after_blank ? c == ' ' || c == ';' : c == '{') return true;
   }
@@ -40,13 +40,13 @@ class TemplateLines {
   std::string ShownAs(std::string_view normal) const {
     const auto line = m_lines.find(std::string(normal));
     if (line != m_lines.end()) return line->second;
-    const auto beginnings = m_beginnings.find(std::string(FirstWord(normal)));
+    const auto beginnings = m_beginnings.find(std::string(str::view::FirstWord(normal)));
     if (beginnings == m_beginnings.end()) return std::string();
     for (const std::string& beginning : beginnings->second) {
       const std::string form = NormalForm(m_syntax, beginning);
-      const bool like = StartsWith(normal, form) && normal.size() > form.size() &&
-                        (!IsBlank(beginning.back()) || IsBlank(normal[form.size()]));
-      if (like) return beginning + std::string(Trimmed(normal.substr(form.size())));
+      const bool like = str::view::StartsWith(normal, form) && normal.size() > form.size() &&
+                        (!str::IsBlank(beginning.back()) || str::IsBlank(normal[form.size()]));
+      if (like) return beginning + std::string(str::view::Trim(normal.substr(form.size())));
     }
     return std::string();
   }
@@ -59,8 +59,8 @@ class TemplateLines {
   }
 
   void AddBeginning(const std::string& beginning) {
-    if (!Trimmed(beginning).empty()) {
-      m_beginnings[std::string(FirstWord(beginning))].insert(beginning);
+    if (!str::view::Trim(beginning).empty()) {
+      m_beginnings[std::string(str::view::FirstWord(beginning))].insert(beginning);
     }
   }
 
@@ -83,7 +83,7 @@ ShownLines ShowLines(Syntax syntax, const SourceText& source, const TemplateRun&
   ShownLines shown;
   for (std::size_t i = 0; i < source.lines().size(); ++i) {
     const std::string_view text = source.lines()[i].text;
-    const std::string_view trimmed = Trimmed(text);
+    const std::string_view trimmed = str::view::Trim(text);
     if (!lines.HasOtherForms() && !MayBeOtherwise(trimmed)) continue;
     const std::string normal = NormalForm(syntax, trimmed);
     if (normal.empty()) continue;  // a comment
@@ -94,7 +94,8 @@ ShownLines ShowLines(Syntax syntax, const SourceText& source, const TemplateRun&
       if (comment.empty() || !run.config().StartsSection(bare)) continue;
       other = bare;
     }
-    if (Trimmed(other) != trimmed) shown.others.emplace(i, ShownLines::Other{other, comment});
+    if (str::view::Trim(other) != trimmed)
+      shown.others.emplace(i, ShownLines::Other{other, comment});
   }
   return shown;
 }

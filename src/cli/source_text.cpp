@@ -4,6 +4,7 @@
 #include <map>
 
 #include "cli/text.h"
+#include "template/framework/str.h"
 
 namespace cli {
 
@@ -19,7 +20,7 @@ SourceText::SourceText(std::string_view text) {
     if (++number == 1 && carriage_return) m_new_end = "\r\n";
     m_ends_with_line_end = ended;
     const std::string_view line = text.substr(begin, end - begin);
-    if (!Trimmed(line).empty()) {
+    if (!str::view::Trim(line).empty()) {
       const std::string_view blanks = text.substr(blanks_begin, begin - blanks_begin);
       m_lines.push_back({line, text.substr(end, next - end), number, blanks});
       blanks_begin = next;
@@ -98,7 +99,7 @@ std::string_view Step(const std::vector<EditedLine>& lines, const Indents& inden
   for (const Indents::Block& block : indents.blocks) {
     if (!block.opening || !block.of_lines || !lines[*block.opening].original) continue;
     const std::string_view outer = Indentation(lines[*block.opening].text);
-    if (block.of_lines->size() > outer.size() && StartsWith(*block.of_lines, outer)) {
+    if (block.of_lines->size() > outer.size() && str::view::StartsWith(*block.of_lines, outer)) {
       ++steps[block.of_lines->substr(outer.size())];
     }
   }

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "cli/text.h"
+#include "template/framework/str.h"
 
 namespace cli {
 namespace {
@@ -20,7 +21,7 @@ class NginxScanner {
       return m_quote == '\0' ? Kind::kText : Kind::kQuoted;
     }
     if (m_quote != '\0') return InQuotes(c);
-    if (IsBlank(c)) {
+    if (str::IsBlank(c)) {
       m_in_word = false;
       m_dollar = false;
       return Kind::kBlank;
@@ -87,7 +88,7 @@ std::string WithSingleBlanks(std::string_view text) {
   std::string result;
   char quote = '\0';
   for (const char c : text) {
-    if (quote == '\0' && IsBlank(c)) {
+    if (quote == '\0' && str::IsBlank(c)) {
       if (result.empty() || result.back() != ' ') result += ' ';
       continue;
     }
@@ -108,7 +109,7 @@ std::string NginxNormalForm(std::string_view line) {
     const bool after_blank = !result.empty() && result.back() == ' ';
     switch (kinds[i]) {
       case Kind::kComment:
-        return std::string(Trimmed(result));
+        return std::string(str::view::Trim(result));
       case Kind::kBlank:
         if (!after_blank) result += ' ';
         break;
@@ -124,7 +125,7 @@ std::string NginxNormalForm(std::string_view line) {
         result += line[i];
     }
   }
-  return std::string(Trimmed(result));
+  return std::string(str::view::Trim(result));
 }
 
 std::string NginxShape(std::string_view line) {
@@ -140,11 +141,11 @@ std::string NginxShape(std::string_view line) {
 }
 
 std::string ApacheShape(std::string_view line) {
-  const std::string_view text = Trimmed(line);
+  const std::string_view text = str::view::Trim(line);
   std::string shape;
-  if (StartsWith(text, "</")) {
+  if (str::view::StartsWith(text, "</")) {
     shape = "</";
-  } else if (StartsWith(text, "<") || StartsWith(text, "#")) {
+  } else if (str::view::StartsWith(text, "<") || str::view::StartsWith(text, "#")) {
     shape = text.front();
   }
   if (!text.empty() && text.back() == '\\') shape += '\\';
@@ -154,7 +155,7 @@ std::string ApacheShape(std::string_view line) {
 // The name of the tag in `line`, which begins with `skip` characters that do not belong to it; in
 // lower case.
 std::string TagName(std::string_view line, std::size_t skip) {
-  const std::string_view rest = Trimmed(line).substr(skip);
+  const std::string_view rest = str::view::Trim(line).substr(skip);
   std::string name(rest.substr(0, rest.find_first_of(" \t>")));
   std::transform(name.begin(), name.end(), name.begin(),
                  [](char c) { return 'A' <= c && c <= 'Z' ? static_cast<char>(c + 32) : c; });
@@ -190,7 +191,7 @@ std::optional<std::size_t> ApacheUnbalanced(const std::vector<std::string_view>&
       if (open.empty() || names.back() != TagName(lines[i], 2)) return i;
       open.pop_back();
       names.pop_back();
-    } else if (StartsWith(shape, "<")) {
+    } else if (str::view::StartsWith(shape, "<")) {
       open.push_back(i);
       names.push_back(TagName(lines[i], 1));
     }
@@ -210,11 +211,11 @@ std::string_view TrailingComment(Syntax syntax, std::string_view line) {
   const auto comment = std::find(kinds.begin(), kinds.end(), Kind::kComment);
   const std::string_view before =
       TrimmedEnd(line.substr(0, static_cast<std::size_t>(comment - kinds.begin())));
-  return Trimmed(before).empty() ? std::string_view() : line.substr(before.size());
+  return str::view::Trim(before).empty() ? std::string_view() : line.substr(before.size());
 }
 
 std::string NormalForm(Syntax syntax, std::string_view line) {
-  return syntax == Syntax::kNginx ? NginxNormalForm(line) : WithSingleBlanks(Trimmed(line));
+  return syntax == Syntax::kNginx ? NginxNormalForm(line) : WithSingleBlanks(str::view::Trim(line));
 }
 
 std::string Shape(Syntax syntax, std::string_view line) {

@@ -1,39 +1,23 @@
-// Small helpers for texts: bytes, no locale.
+// Views of the blanks of a text; more stands in str::view.
 #pragma once
 
 #include <algorithm>
 #include <string_view>
 
+#include "template/framework/str.h"
+
 namespace cli {
 
-constexpr std::string_view kBlanks = " \t\n\r\v\f";
-
-constexpr bool IsBlank(char c) {
-  return kBlanks.find(c) != std::string_view::npos;
+// The blanks at the beginning of `text`.
+inline std::string_view Indentation(std::string_view text) {
+  const auto* const end = std::find_if_not(text.begin(), text.end(), str::IsBlank);
+  return text.substr(0, static_cast<std::size_t>(end - text.begin()));
 }
 
 // `text` without the blanks at its end.
 inline std::string_view TrimmedEnd(std::string_view text) {
-  return text.substr(0, text.find_last_not_of(kBlanks) + 1);
-}
-
-// The blanks at the beginning of `text`.
-inline std::string_view Indentation(std::string_view text) {
-  return text.substr(0, std::min(text.find_first_not_of(kBlanks), text.size()));
-}
-
-inline std::string_view Trimmed(std::string_view text) {
-  return TrimmedEnd(text.substr(Indentation(text).size()));
-}
-
-// The first word of `text`, "" when there is none.
-inline std::string_view FirstWord(std::string_view text) {
-  text = Trimmed(text);
-  return text.substr(0, text.find_first_of(kBlanks));
-}
-
-inline bool StartsWith(std::string_view text, std::string_view beginning) {
-  return text.substr(0, beginning.size()) == beginning;
+  while (!text.empty() && str::IsBlank(text.back())) text.remove_suffix(1);
+  return text;
 }
 
 }  // namespace cli

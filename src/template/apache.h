@@ -9,6 +9,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "template/export.h"
 #include "template/line_index.h"
 #include "template/line_list_config.h"
 #include "template/line_registry.h"
@@ -22,10 +23,10 @@ namespace tov_template {
 // carry sets of words and are managed here: a block's "Options" lines are merged into one when the
 // configuration is read, and the values of "ServerAlias" and "DirectoryIndex" stand in one or more
 // lines of at most kMaxPiece characters of value each.
-class Apache : public LineListConfig {
+class QELTEMPLATE_EXPORT Apache : public LineListConfig {
  public:
   // The most characters of a value that one line holds.
-  static constexpr std::size_t kMaxPiece = 4096;
+  QELTEMPLATE_LOCAL static constexpr std::size_t kMaxPiece = 4096;
 
   // The "Options" of each block: one line, whose words are those of all its "Options" lines, each
   // once, in the order in which they were first seen.
@@ -62,10 +63,10 @@ class Apache : public LineListConfig {
     using Words = std::map<std::string, std::list<std::string>>;
     using Lines = std::map<std::string, LineIterator>;
 
-    std::string AddWords(const std::string& section, std::string_view text);
-    void RemoveWords(const std::string& section, std::string_view text);
-    void SetLine(const std::string& section, const LineIterator& line);
-    std::string Line(const std::string& section) const;
+    QELTEMPLATE_LOCAL std::string AddWords(const std::string& section, std::string_view text);
+    QELTEMPLATE_LOCAL void RemoveWords(const std::string& section, std::string_view text);
+    QELTEMPLATE_LOCAL void SetLine(const std::string& section, const LineIterator& line);
+    QELTEMPLATE_LOCAL std::string Line(const std::string& section) const;
 
     Apache* m_apache;
     Words m_words;
@@ -120,11 +121,11 @@ class Apache : public LineListConfig {
     void TextsChanged() { m_registry.TextsChanged(); }
 
    private:
-    class Pieces;
+    class QELTEMPLATE_LOCAL Pieces;
 
-    LineRegistry::List* Find(const std::string& section, const std::string& name);
-    LineIterator MakeLine(const std::string& section, LineRegistry::List& lines,
-                          const LineIterator& pos, const std::string& text);
+    QELTEMPLATE_LOCAL LineRegistry::List* Find(const std::string& section, const std::string& name);
+    QELTEMPLATE_LOCAL LineIterator MakeLine(const std::string& section, LineRegistry::List& lines,
+                                            const LineIterator& pos, const std::string& text);
 
     Apache* m_apache;
 

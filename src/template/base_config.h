@@ -6,6 +6,7 @@
 #include <set>
 #include <string>
 
+#include "template/export.h"
 #include "template/section_path.h"
 
 namespace tov_template {
@@ -26,7 +27,7 @@ using LineIterator = std::list<std::string>::iterator;
 // - no operation keeps an iterator to a line that has been erased, through whichever operation;
 // - "section" is always the whole path of a block (section_path.h), "line" and "text" one line
 //   without its line end.
-class BaseConfig {
+class QELTEMPLATE_EXPORT BaseConfig {
  public:
   // Keeps a copy of `text`, the whole text of the configuration (not a file's name).
   explicit BaseConfig(const std::string& text);

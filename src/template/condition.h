@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "template/export.h"
+
 namespace tov_template {
 
 // One condition: "if $ssl", "elif $port == 443 or $port == 8443".
@@ -23,11 +25,11 @@ class Condition {
   // `statement` is the statement's text with its keyword, which is cut off up to the first space.
   // `values` are copied as far as the condition names them: the condition does not see later
   // changes of the map. Cost: grows with the statement, not with the map.
-  Condition(const std::string& statement, const Values& values);
+  QELTEMPLATE_EXPORT Condition(const std::string& statement, const Values& values);
 
   // Evaluates every comparison, logs each, and combines them. An unknown operator repeats the
   // result of the comparison before it, false at first. Never fails.
-  bool Result() const;
+  QELTEMPLATE_EXPORT bool Result() const;
 
  private:
   // One comparison; what is absent is empty.
@@ -53,22 +55,22 @@ class BoolStackTape {
   using Chain = std::stack<bool, std::deque<bool>>;
 
   // Opens a chain with its first branch.
-  void Open(bool taken);
+  QELTEMPLATE_EXPORT void Open(bool taken);
 
   // Adds a branch to the innermost chain, and logs it. Without an open chain nothing is added.
-  void Append(const bool& taken);
+  QELTEMPLATE_EXPORT void Append(const bool& taken);
 
   // Closes the innermost chain, if one is open.
-  void Close();
+  QELTEMPLATE_EXPORT void Close();
 
   // Whether a chain is open.
   bool InChain() const { return !m_stack.empty() && !m_stack.back().empty(); }
 
   // Whether the latest branch of the innermost chain was taken; true when no chain is open.
-  bool Enabled() const;
+  QELTEMPLATE_EXPORT bool Enabled() const;
 
   // The same of the chain around the innermost one; true when there is none.
-  bool EnclosingEnabled() const;
+  QELTEMPLATE_EXPORT bool EnclosingEnabled() const;
 
   // Whether any branch of the innermost chain was taken; false when no chain is open.
   bool AnyTaken() const { return !m_any_taken.empty() && m_any_taken.back(); }

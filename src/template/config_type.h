@@ -5,12 +5,14 @@
 #include <string>
 
 #include "template/base_config.h"
+#include "template/export.h"
 
 namespace tov_template {
 
 // A new dialect object over `config`, the whole text of a configuration, which may be empty. `type`
 // is the dialect's name, exactly "Nginx" or "Apache". Throws
 // std::runtime_error("Unknown config type") for any other; the text is not looked at.
-std::shared_ptr<BaseConfig> GetConfigType(const std::string& type, const std::string& config);
+QELTEMPLATE_EXPORT std::shared_ptr<BaseConfig> GetConfigType(const std::string& type,
+                                                             const std::string& config);
 
 }  // namespace tov_template

@@ -12,6 +12,7 @@
 
 #include "template/base_config.h"
 #include "template/edit_observer.h"
+#include "template/export.h"
 #include "template/line_finder.h"
 #include "template/line_index.h"
 #include "template/place_index.h"
@@ -57,7 +58,7 @@ class ConfigView {
   // directives. Blocks that never close and closing lines too many are tolerated. Cost: linear in
   // the text, times the logarithm of the number of blocks, and in the length of all paths: that of
   // N blocks within one another grows with the square of N.
-  explicit ConfigView(const std::shared_ptr<BaseConfig>& config);
+  QELTEMPLATE_EXPORT explicit ConfigView(const std::shared_ptr<BaseConfig>& config);
   ConfigView(const ConfigView&) = delete;
   ConfigView& operator=(const ConfigView&) = delete;
 
@@ -67,14 +68,16 @@ class ConfigView {
   // line and must not be a closing one. Does nothing when `section` is empty, `param` is blank, or
   // the block exists and `key` is empty. A unique directive is handed to the dialect whatever its
   // key; it never makes a block.
-  void AppendParam(const std::string& section, const std::string& param, const std::string& key);
+  QELTEMPLATE_EXPORT void AppendParam(const std::string& section, const std::string& param,
+                                      const std::string& key);
 
   // Removes from the block `section` the first line that begins with `param`, which is trimmed and
   // loses its terminator. A `param` that opens a block removes the whole block `section`, with the
   // entries of every block whose path begins with the text of `section`. A unique directive is
   // handed to the dialect, with `part_key` saying that `param` is only its beginning. Does nothing
   // when `section` is empty or unknown, or `param` is blank.
-  void RemoveParam(const std::string& section, const std::string& param, bool part_key);
+  QELTEMPLATE_EXPORT void RemoveParam(const std::string& section, const std::string& param,
+                                      bool part_key);
 
   // Changes the first line of the block `section` that begins with `key` (or with `old_param`, when
   // `key` is blank; both trimmed, terminator kept) to `new_param`, written as it is, followed by
@@ -82,30 +85,31 @@ class ConfigView {
   // becomes `new_param`, and the blocks below follow. A unique directive is handed to the dialect.
   // Does nothing when `section` is empty or unknown, `new_param` is blank, or `old_param` and `key`
   // both are.
-  void ChangeParam(const std::string& section, const std::string& old_param,
-                   const std::string& new_param, const std::string& key);
+  QELTEMPLATE_EXPORT void ChangeParam(const std::string& section, const std::string& old_param,
+                                      const std::string& new_param, const std::string& key);
 
   // Removes the blocks that hold at most two lines, and all the text between these. A block that
   // has or once had a block below it, or beside it one whose path begins with its own, is kept.
-  void RemoveEmptySections();
+  QELTEMPLATE_EXPORT void RemoveEmptySections();
 
   // Cuts `line` at the last `comment` in it (the comment marker; an empty one is never found).
-  static Line SeparateParam(const std::string& line, const std::string& comment);
+  QELTEMPLATE_EXPORT static Line SeparateParam(const std::string& line, const std::string& comment);
 
   // Whether `path` is `parent` or a path below it, level by level: "a" is no parent of "ab". An
   // empty `parent` is everyone's.
-  static bool IsSubsection(const std::string& parent, const std::string& path);
+  QELTEMPLATE_EXPORT static bool IsSubsection(const std::string& parent, const std::string& path);
 
   // The first element of `params` whose trimmed line begins with `key`, without regard to words:
   // "listen 80" finds "listen 8080;". The end of `params` when there is none.
-  std::list<ConfParam>::iterator FindParam(std::list<ConfParam>& params, const std::string& key);
+  QELTEMPLATE_EXPORT std::list<ConfParam>::iterator FindParam(std::list<ConfParam>& params,
+                                                              const std::string& key);
 
   // Has the edits from now on told to `observer`, which must live as long as they are made; null
   // for nobody. Reading is not told.
-  void SetObserver(EditObserver* observer);
+  QELTEMPLATE_EXPORT void SetObserver(EditObserver* observer);
 
   // `text` trimmed, without one terminator of the dialect at its end, and trimmed again.
-  std::string TrimTerm(std::string text);
+  QELTEMPLATE_EXPORT std::string TrimTerm(std::string text);
 
  protected:
   // Moves the entries of `map` (m_params or m_ends) at or below `old_path` to the same places below
@@ -113,7 +117,8 @@ class ConfigView {
   // counts; one that was there already stays, and the moved one is dropped. Cost: grows with the
   // entries moved only, unless `old_path` is empty, which means all.
   template <class Map>
-  void UpdateSectionPath(Map& map, const std::string& old_path, const std::string& new_path);
+  QELTEMPLATE_EXPORT void UpdateSectionPath(Map& map, const std::string& old_path,
+                                            const std::string& new_path);
 
   const std::shared_ptr<BaseConfig> m_config;
 

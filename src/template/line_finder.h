@@ -12,8 +12,6 @@
 #include <utility>
 #include <vector>
 
-#include "template/framework/str.h"
-
 namespace tov_template {
 
 enum class Match { kBeginning, kWhole };
@@ -125,10 +123,14 @@ class LineFinder {
   static constexpr std::size_t kSearchesThatPay = 16;
 #endif
 
+  static bool Fits(std::string_view text, std::string_view key, Match match) {
+    return match == Match::kWhole ? text == key : text.substr(0, key.size()) == key;
+  }
+
   bool Matches(const Element& element, std::string_view key, Match match) const {
     const std::optional<std::string_view> text = m_text(element);
     if (!text) return false;
-    return match == Match::kWhole ? *text == key : str::view::StartsWith(*text, key);
+    return Fits(*text, key, match);
   }
 
   Iterator Search(List& list, Iterator from, std::string_view key, Match match) {
@@ -162,7 +164,7 @@ class LineFinder {
   static bool InRange(const Index& index, typename Steady::const_iterator entry,
                       std::string_view key, Match match) {
     if (entry == index.steady.end()) return false;
-    return match == Match::kWhole ? entry->first == key : str::view::StartsWith(entry->first, key);
+    return Fits(entry->first, key, match);
   }
 
   // Where many texts match, one of the first elements is likely to be among them: the list is

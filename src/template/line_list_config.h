@@ -7,13 +7,14 @@
 #include <vector>
 
 #include "template/base_config.h"
+#include "template/export.h"
 
 namespace tov_template {
 
 // A dialect that keeps its lines in a std::list, one element for each line that is not empty. A
 // derived dialect says how its lines are told apart (the pure operations that remain), and
 // overrides ForgetLine when it keeps line iterators of its own.
-class LineListConfig : public BaseConfig {
+class QELTEMPLATE_EXPORT LineListConfig : public BaseConfig {
  public:
   // Cuts `text` at each "\n" and keeps the pieces that are not empty: blank lines and the last line
   // end do not survive, a line of blanks and a "\r" at the end of a line do. `const_params` are the

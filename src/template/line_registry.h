@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "template/base_config.h"
-#include "template/framework/str.h"
+#include "template/export.h"
 #include "template/line_finder.h"
 #include "template/line_index.h"
 
@@ -83,9 +83,7 @@ class LineRegistry {
   using ListIndex = LineIndex<Place>;
 
   struct Text {
-    std::optional<std::string_view> operator()(const LineIterator& line) const {
-      return str::view::Trim(*line);
-    }
+    QELTEMPLATE_EXPORT std::optional<std::string_view> operator()(const LineIterator& line) const;
     bool IsSteady(const LineIterator& /*line*/) const { return true; }
   };
 

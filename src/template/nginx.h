@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "template/export.h"
 #include "template/line_list_config.h"
 #include "template/line_registry.h"
 
@@ -19,7 +20,7 @@ namespace tov_template {
 // holds an "ssl" or "ssl_prefer_server_ciphers" directive. Lines that begin with "listen" are
 // managed here: a block's listen lines are added once each, removed by the address they name, and
 // replaced as a group.
-class Nginx : public LineListConfig {
+class QELTEMPLATE_EXPORT Nginx : public LineListConfig {
  public:
   // One address of a listen directive.
   struct Listen {
@@ -100,8 +101,8 @@ class Nginx : public LineListConfig {
   std::map<std::string, std::list<LineIterator>> m_listen;
 
  private:
-  LineIterator MakeListen(const std::string& section, LineRegistry::List& listens,
-                          const LineIterator& pos, const std::string& listen);
+  QELTEMPLATE_LOCAL LineIterator MakeListen(const std::string& section, LineRegistry::List& listens,
+                                            const LineIterator& pos, const std::string& listen);
 
   LineRegistry m_registry;  // of the lists in m_listen
 };

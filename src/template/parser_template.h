@@ -5,6 +5,7 @@
 #include <string>
 
 #include "template/base_config.h"
+#include "template/export.h"
 #include "template/value.h"
 
 namespace tov_template {
@@ -28,36 +29,37 @@ class ParserTemplate {
  public:
   // Reads the configuration that `config` holds. `config` must not be null; it is shared, and
   // edited by ApplyTemplate.
-  explicit ParserTemplate(const std::shared_ptr<BaseConfig>& config);
+  QELTEMPLATE_EXPORT explicit ParserTemplate(const std::shared_ptr<BaseConfig>& config);
 
   // Sets the old and the new value of the parameter `name` (any text, also empty). A null old value
   // removes the one stored; a null new value also removes the old value stored before this call,
   // and leaves the stored new value as it is.
-  ParserTemplate& SetValue(const std::string& name, const Value& old_value, const Value& new_value);
+  QELTEMPLATE_EXPORT ParserTemplate& SetValue(const std::string& name, const Value& old_value,
+                                              const Value& new_value);
 
   // Takes over all values of `other`. Names that `other` does not hold keep theirs.
-  ParserTemplate& SetValue(const ParserTemplate& other);
+  QELTEMPLATE_EXPORT ParserTemplate& SetValue(const ParserTemplate& other);
 
   // Forgets all values and the template.
-  ParserTemplate& ClearValues();
+  QELTEMPLATE_EXPORT ParserTemplate& ClearValues();
 
   // Reads a template against the values set so far; see template.h for the language, and
   // Template::SetTemplate for what it throws. When it throws, the template is half read. After an
   // application it takes a SetValue or ClearValues for the new template to be applied.
-  ParserTemplate& SetTemplate(const std::string& text);
+  QELTEMPLATE_EXPORT ParserTemplate& SetTemplate(const std::string& text);
 
   // Edits the configuration. Does nothing when it has been done since the last SetValue or
   // ClearValues. Throws what the dialect throws; the configuration is then half edited and
   // GetConfig unchanged.
-  ParserTemplate& ApplyTemplate();
+  QELTEMPLATE_EXPORT ParserTemplate& ApplyTemplate();
 
   // The configuration as the last ApplyTemplate left it, without blank lines and without a line end
   // at its end; "" before the first.
-  std::string GetConfig() const;
+  QELTEMPLATE_EXPORT std::string GetConfig() const;
 
   // The template's own result: the opening, closing and identifying lines of its blocks, with the
   // new values and without the branches not taken.
-  std::string GetPrototype() const;
+  QELTEMPLATE_EXPORT std::string GetPrototype() const;
 
  private:
   struct Data;

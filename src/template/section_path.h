@@ -12,17 +12,19 @@
 #include <cstddef>
 #include <string>
 
+#include "template/export.h"
+
 namespace tov_template {
 
 inline const std::string kSectionSeparator = "\x18\x19";
 
 // `parent` with `level` added below it. Where one of them is empty, the other.
-std::string JoinSection(const std::string& parent, const std::string& level);
+QELTEMPLATE_EXPORT std::string JoinSection(const std::string& parent, const std::string& level);
 
 // `section` without its last level; "" for a path of one level.
-std::string ParentSection(const std::string& section);
+QELTEMPLATE_EXPORT std::string ParentSection(const std::string& section);
 
 // The number of levels of `section`, 0 for the empty path. A separator at the end opens no level.
-std::size_t SectionDepth(const std::string& section);
+QELTEMPLATE_EXPORT std::size_t SectionDepth(const std::string& section);
 
 }  // namespace tov_template

@@ -11,6 +11,7 @@
 #include <string>
 
 #include "template/config_view.h"
+#include "template/export.h"
 #include "template/value.h"
 
 namespace tov_template {
@@ -63,11 +64,11 @@ class Template : public ConfigView {
   class SectionTune {
    public:
     // `owner` must outlive the tuner.
-    SectionTune(Template& owner, const std::set<std::string>& ident_params);
+    QELTEMPLATE_EXPORT SectionTune(Template& owner, const std::set<std::string>& ident_params);
 
     // Takes the next item: its section text, which may be changed now or when the block closes, and
     // its line.
-    void Tune(Value& section, const Value& line);
+    QELTEMPLATE_EXPORT void Tune(Value& section, const Value& line);
 
    private:
     Template& m_template;
@@ -78,37 +79,37 @@ class Template : public ConfigView {
 
   // Reads `config` (see ConfigView). The two maps must outlive the template; they are read by
   // SetTemplate and need not be filled yet.
-  Template(const std::shared_ptr<BaseConfig>& config, const Values& old_values,
-           const Values& new_values);
+  QELTEMPLATE_EXPORT Template(const std::shared_ptr<BaseConfig>& config, const Values& old_values,
+                              const Values& new_values);
 
   // Replaces the items by those of `text`. Conditions and places are evaluated now, once. Throws
   // tov_err::Error("template", "circular_import") with the parameter "filename" when a file is
   // imported twice, and what tov_file::ReadE throws for a file that is there but cannot be read;
   // the items before the import stay. A file that is not there is skipped. Cost: linear in the
   // text.
-  void SetTemplate(const std::string& text);
+  QELTEMPLATE_EXPORT void SetTemplate(const std::string& text);
 
   // One pass over the items. false, the first pass: removes the lines of branches not taken and
   // changes the opening lines of blocks. true, the second: changes and appends the lines of
   // branches taken. An application is the first pass followed by the second.
-  void ApplyTemplate(bool append);
+  QELTEMPLATE_EXPORT void ApplyTemplate(bool append);
 
   // The skeleton of the configuration that the template stands for: of the lines in branches taken,
   // those that open or close a block or identify one, with the new values, joined by "\n".
-  std::string GetPrototype() const;
+  QELTEMPLATE_EXPORT std::string GetPrototype() const;
 
   // `line` with its values put in, by the values held now.
-  ParseValues Parse(const std::string& line) const;
+  QELTEMPLATE_EXPORT ParseValues Parse(const std::string& line) const;
 
   // `text` with the places between `open` and `close`, which are two bytes each, filled in from
   // `values`. Null when a value is missing. A place that does not begin with "$" stands for the
   // whole text: its trimmed content is the result.
-  Value ParseString(const std::string& text, const std::string& open, const std::string& close,
-                    const Values& values) const;
+  QELTEMPLATE_EXPORT Value ParseString(const std::string& text, const std::string& open,
+                                       const std::string& close, const Values& values) const;
 
   // Whether `line` is an "if" or an "import" statement.
-  static bool IsIf(const std::string& line);
-  static bool IsImport(const std::string& line);
+  QELTEMPLATE_EXPORT static bool IsIf(const std::string& line);
+  QELTEMPLATE_EXPORT static bool IsImport(const std::string& line);
 
  protected:
   const Values& m_old_values;

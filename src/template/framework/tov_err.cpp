@@ -17,6 +17,10 @@ Error& Error::add_param(const std::string& name, const std::string& value,
   return *this;
 }
 
+const char* Error::what() const noexcept {
+  return m_what.c_str();
+}
+
 void Error::Describe() {
   std::string params;
   for (const Param& param : m_params)

@@ -5,13 +5,14 @@
 #include <string>
 #include <vector>
 
+#include "template/export.h"
 #include "template/framework/tov_access.h"
 
 namespace tov_err {
 
 // An error with a type, an optional object (what the error is about) and named parameters. Thrown
 // by value; copies are independent.
-class Error : public std::exception {
+class QELTEMPLATE_EXPORT Error : public std::exception {
  public:
   struct Param {
     std::string name;
@@ -35,10 +36,10 @@ class Error : public std::exception {
 
   // One readable line: "template: circular_import (filename=/etc/x.conf)". Valid until the next
   // add_param.
-  const char* what() const noexcept override { return m_what.c_str(); }
+  const char* what() const noexcept override;
 
  private:
-  void Describe();
+  QELTEMPLATE_LOCAL void Describe();
 
   std::string m_type;
   std::string m_object;

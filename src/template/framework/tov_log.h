@@ -12,6 +12,8 @@
 #include <functional>
 #include <string>
 
+#include "template/export.h"
+
 namespace tov_log {
 
 // Not negative for a record; the higher, the more detailed.
@@ -29,13 +31,14 @@ using Handler = std::function<void(Level level, const std::string& module,
 
 // Installs `handler` in place of the one before; an empty one removes it. A record that another
 // thread is writing at that moment may still reach the old handler.
-void SetHandler(Handler handler);
+QELTEMPLATE_EXPORT void SetHandler(Handler handler);
 
 // Lets records of `level` and below through; kOff, the level at the start, lets none. Levels below
 // kOff count as kOff.
-void SetLevel(Level level);
+QELTEMPLATE_EXPORT void SetLevel(Level level);
 
-// A named channel. The library has exactly one.
+// A named channel. The library has exactly one, and keeps it to itself: a program that links the
+// shared library cannot call these operations.
 class Module {
  public:
   // The names must outlive the channel.

@@ -1,0 +1,90 @@
+#!/bin/sh
+# Builds and runs a program outside of this project that uses the library in one of the ways of the README,
+# by the lines that stand there.
+#
+#   consumer.sh WAY SOURCES INSTALLED WORK COMPILER STANDARD SHARED
+#
+# WAY: find_package, pkg-config, add_subdirectory or FetchContent. INSTALLED: where the library is
+# installed; the latter two ways build it from SOURCES, shared or not as SHARED (ON, OFF) says. WORK is
+# emptied first.
+set -eu
+
+way=$1 sources=$2 installed=$3 work=$4 compiler=$5 standard=$6 shared=$7
+
+fail() {
+  echo "$*" >&2
+  exit 1
+}
+
+# block LANGUAGE TEXT: the README's block of code in LANGUAGE in which TEXT stands.
+block() {
+  awk -v fence="\`\`\`$1" -v text="$2" '
+    $0 == "```" && inside { if (index(block, text)) { printf "%s", block; found = 1; exit } inside = 0 }
+    inside { block = block $0 "\n" }
+    $0 == fence { inside = 1; block = "" }
+    END { exit !found }' "$sources/README.md" || fail "no $1 block with $2 in the README"
+}
+
+rm -rf "$work"
+mkdir -p "$work"
+cd "$work"
+{ block cpp 'std::string Edited('; cat "$sources/tests/install/edit_main.cpp"; } >edit.cpp
+flags="-Wall -Wextra -Wpedantic -Werror -fvisibility=hidden"
+
+built_by_cmake() {
+  cmake -S . -B build -G Ninja -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_STANDARD="$standard" \
+    -DCMAKE_CXX_EXTENSIONS=OFF -DCMAKE_CXX_FLAGS="$flags $1" -DCMAKE_EXPORT_COMPILE_COMMANDS=ON \
+    -DCMAKE_PREFIX_PATH="$installed" $2 || fail 'cmake'
+  cmake --build build || fail 'cmake --build'
+  build/edit
+}
+
+# What belongs to the library must not show in the project that it is a part of.
+check_parent() {
+  # An option of the command line gets a type from whoever declares it.
+  leaked=$(grep -E '^(BUILD_SHARED_LIBS:BOOL|BUILD_TESTING:|QELTEMPLATE_(WERROR|BUILD_TESTS|FUZZER):)' \
+    build/CMakeCache.txt) && fail "options: $leaked"
+  grep 'edit\.cpp' build/compile_commands.json | grep -q -- -Wconversion && fail 'warnings of the library'
+  ctest --test-dir build -N | grep -q '^Total Tests: 0$' || fail 'tests of the library'
+  [ -z "$(find build -name 'qeltemplate' -type f)" ] || fail 'the program'
+  cmake --install build --prefix "$work/parent"
+  [ -z "$(find parent -type f 2>/dev/null)" ] || fail 'files of the library installed'
+  case $shared in
+    ON) made=libqeltemplate.so ;;
+    *) made=libqeltemplate.a ;;
+  esac
+  [ -n "$(find build -name $made)" ] || fail "no $made"
+}
+
+case $way in
+  find_package)
+    block cmake 'find_package(' >CMakeLists.txt
+    # The program has functions of its own that are named as the library's helpers, and shows them.
+    built_by_cmake '-DHOST_HAS_HELPERS -fvisibility=default' ''
+    ;;
+  pkg-config)
+    PKG_CONFIG_PATH=$(dirname "$(find "$installed" -name qeltemplate.pc)")
+    export PKG_CONFIG_PATH
+    block sh pkg-config | sed "s/^c++ -std=c++17/$compiler -std=c++$standard $flags/" >build.sh
+    sh -e -x build.sh
+    LD_LIBRARY_PATH=$(pkg-config --variable=libdir qeltemplate) ./edit
+    ;;
+  add_subdirectory)
+    block cmake 'add_subdirectory(' >CMakeLists.txt
+    ln -s "$sources" libqeltemplate
+    built_by_cmake '' "-DBUILD_SHARED_LIBS=$shared"
+    check_parent
+    ;;
+  FetchContent)
+    block cmake 'FetchContent_' >CMakeLists.txt
+    tar -C "$sources" -c -z -f libqeltemplate.tar.gz CMakeLists.txt cmake src
+    built_by_cmake '' "-DBUILD_SHARED_LIBS=$shared"
+    check_parent
+    # Asked to, it installs the library as it is built here.
+    cmake -S . -B build -DQELTEMPLATE_INSTALL=ON
+    cmake --install build --prefix "$work/parent"
+    "$sources/tests/install/consumer.sh" pkg-config "$sources" "$work/parent" "$work/user" \
+      "$compiler" "$standard" "$shared"
+    ;;
+  *) fail "unknown way: $way" ;;
+esac

@@ -1,0 +1,15 @@
+#!/bin/sh
+# Compiles each installed header by itself.
+#
+#   headers.sh INSTALLED COMPILER STANDARD
+set -eu
+
+installed=$1 compiler=$2 standard=$3
+cd "$installed/include/qeltemplate"
+headers=$(find template -name '*.h')
+[ -n "$headers" ]
+for header in $headers; do
+  echo "$header"
+  echo "#include \"$header\"" | "$compiler" -std="c++$standard" -Wall -Wextra -Wpedantic -Wshadow \
+    -Wnon-virtual-dtor -Werror -fsyntax-only -I. -x c++ -
+done

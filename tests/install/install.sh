@@ -1,0 +1,26 @@
+#!/bin/sh
+# Installs a build tree, moves what is there now to INSTALLED, and looks it over.
+#
+#   install.sh BUILD INSTALLED VERSION
+set -eu
+
+build=$1 installed=$2 version=$3
+
+fail() {
+  echo "$*" >&2
+  exit 1
+}
+
+rm -rf "$installed" "$installed.first"
+cmake --install "$build" --prefix "$installed.first"
+mv "$installed.first" "$installed"
+
+if grep -rlI -F "$installed.first" "$installed"; then fail 'the place of installation is kept'; fi
+[ "$("$installed/bin/qeltemplate" --version)" = "qeltemplate $version" ] || fail 'the program does not run'
+
+# Only what a user of the library may include.
+for header in section_tree.h framework/str.h framework/test.h framework/tov_file.h; do
+  [ -e "src/template/$header" ] || fail "no such header: $header"
+  found=$(find "$installed" -path "*/template/$header")
+  [ -z "$found" ] || fail "$header is installed"
+done
