@@ -5,12 +5,13 @@
 #include <string>
 
 #include "template/base_config.h"
+#include "template/export.h"
 
 namespace tov_template {
 
 // Override what is of interest. The calls come from the editing operations of the view, in the
 // order in which things happen; none may edit the view or the lines, and none may throw.
-class EditObserver {
+class QELTEMPLATE_EXPORT EditObserver {
  public:
   EditObserver() = default;
   EditObserver(const EditObserver&) = delete;

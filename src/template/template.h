@@ -55,7 +55,7 @@ class Template : public ConfigView {
     ParseValues
         m_section;  // the same trimmed, when it opens a block: the block's identity; else ""
     bool m_enabled = true;  // its branch was taken; false: the line has to go
-    Place m_place;
+    Place m_place = {};
   };
 
   // Gives the openers of blocks the identity that the configuration's blocks have: walks the items
