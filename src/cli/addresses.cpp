@@ -115,6 +115,50 @@ class LevelMaker {
 
 }  // namespace
 
+namespace {
+
+// Gives the blocks of a template their paths. A block of the configuration is found once: what is
+// called like it goes before what may be called like it, and a block that is taken before one that
+// is not.
+class PathFinder {
+ public:
+  PathFinder(const TemplateRun& run, std::vector<TemplateBlock>& blocks)
+      : m_run(run), m_blocks(blocks) {}
+
+  // `own[i]` is the number of levels by which the template itself calls the block `i`.
+  void Find(const std::vector<std::size_t>& own) {
+    for (const bool enabled : {true, false}) {
+      for (const bool all_levels : {false, true}) {
+        for (std::size_t i = 0; i < m_blocks.size(); ++i) {
+          TemplateBlock& block = m_blocks[i];
+          if (block.enabled == enabled) FindOne(block, all_levels ? block.levels.size() : own[i]);
+        }
+      }
+    }
+  }
+
+ private:
+  void FindOne(TemplateBlock& block, std::size_t level_count) {
+    if (block.path || (block.parent && !m_blocks[*block.parent].path)) return;
+    const std::string parent = block.parent ? *m_blocks[*block.parent].path : std::string();
+    for (std::size_t i = 0; i < level_count; ++i) {
+      const std::string path = tov_template::JoinSection(parent, block.levels[i]);
+      if (!m_run.HasBlock(path)) continue;
+      const bool first = m_given.insert(path).second;
+      if (!first && block.enabled) continue;
+      block.path = path;
+      block.shared = !first;
+      return;
+    }
+  }
+
+  const TemplateRun& m_run;
+  std::vector<TemplateBlock>& m_blocks;
+  std::set<std::string> m_given;
+};
+
+}  // namespace
+
 TemplateBlocks FindTemplateBlocks(const TemplateRun& run, const TemplateRun& new_run) {
   TemplateBlocks found = CutIntoBlocks(run);
   const LevelMaker levels(run);
@@ -129,31 +173,7 @@ TemplateBlocks FindTemplateBlocks(const TemplateRun& run, const TemplateRun& new
     levels.AddVariants(found.blocks, i, Side::kOld, block.levels);
     new_levels.AddVariants(found.blocks, i, Side::kNew, block.levels);
   }
-
-  // A block has a path at most once: what is called like it goes before what may be called like it,
-  // and a block that is taken before one that is not.
-  std::set<std::string> given;
-  const auto find = [&](TemplateBlock& block, std::size_t level_count) {
-    if (block.path || (block.parent && !found.blocks[*block.parent].path)) return;
-    const std::string parent = block.parent ? *found.blocks[*block.parent].path : std::string();
-    for (std::size_t i = 0; i < level_count; ++i) {
-      const std::string path = tov_template::JoinSection(parent, block.levels[i]);
-      if (!run.HasBlock(path)) continue;
-      const bool first = given.insert(path).second;
-      if (!first && block.enabled) continue;
-      block.path = path;
-      block.shared = !first;
-      return;
-    }
-  };
-  for (const bool enabled : {true, false}) {
-    for (const bool all_levels : {false, true}) {
-      for (std::size_t i = 0; i < found.blocks.size(); ++i) {
-        TemplateBlock& block = found.blocks[i];
-        if (block.enabled == enabled) find(block, all_levels ? block.levels.size() : own[i]);
-      }
-    }
-  }
+  PathFinder(run, found.blocks).Find(own);
   return found;
 }
 

@@ -142,35 +142,16 @@ class Editor {
     return renamed;
   }
 
+  // A new block, and the address of the line before which it goes; null: the end.
+  struct Addition {
+    const std::string* before;
+    std::size_t block;
+  };
+
   // Makes the blocks that are new of their prototypes. False when there are none.
   bool MakeBlocks() {
-    struct Addition {
-      const std::string* before;  // the line's address; null: the end
-      std::size_t block;
-    };
-    std::vector<Addition> additions;
-    const bool any_missing =
-        std::any_of(m_blocks.blocks.begin(), m_blocks.blocks.end(),
-                    [](const TemplateBlock& block) { return block.enabled && !block.path; });
-    if (any_missing) {
-      CheckBraces(m_request, m_name, m_source, m_shown, *m_config, m_findings);
-      RefuseIfFound();
-    }
-    for (std::size_t i = 0; i < m_blocks.blocks.size(); ++i) {
-      const TemplateBlock& block = m_blocks.blocks[i];
-      if (block.parent && m_created[*block.parent]) m_created[i] = true;
-      if (block.path && !block.parent && !m_created[i]) CheckMayExist(block);
-      if (block.path || m_created[i] || !block.enabled) continue;
-      if (block.parent && !m_blocks.blocks[*block.parent].path) continue;
-      CheckIsNew(i);
-      m_created[i] = true;
-      const std::string* before = nullptr;
-      if (block.parent) {
-        const auto end = m_run->EndOfBlock(*m_blocks.blocks[*block.parent].path);
-        if (end != m_config->GetList()->end()) before = &*end;
-      }
-      additions.push_back({before, i});
-    }
+    CheckMissing();
+    const std::vector<Addition> additions = FindNewBlocks();
     RefuseIfFound();
     if (additions.empty()) return false;
 
@@ -189,6 +170,41 @@ class Editor {
     add_before(nullptr);
     m_lines = std::move(lines);
     return true;
+  }
+
+  // Where the library takes the lines for other blocks' than they are, nothing will be found.
+  void CheckMissing() {
+    const bool any_missing =
+        std::any_of(m_blocks.blocks.begin(), m_blocks.blocks.end(),
+                    [](const TemplateBlock& block) { return block.enabled && !block.path; });
+    if (!any_missing) return;
+    CheckBraces(m_request, m_name, m_source, m_shown, *m_config, m_findings);
+    RefuseIfFound();
+  }
+
+  // The outermost ones; those within them are made with them.
+  std::vector<Addition> FindNewBlocks() {
+    std::vector<Addition> additions;
+    for (std::size_t i = 0; i < m_blocks.blocks.size(); ++i) {
+      const TemplateBlock& block = m_blocks.blocks[i];
+      if (block.parent && m_created[*block.parent]) m_created[i] = true;
+      if (m_created[i]) continue;
+      if (block.path) {
+        if (!block.parent) CheckMayExist(block);
+        continue;
+      }
+      if (!block.enabled || (block.parent && !m_blocks.blocks[*block.parent].path)) continue;
+      CheckIsNew(i);
+      m_created[i] = true;
+      additions.push_back({EndOfParent(block), i});
+    }
+    return additions;
+  }
+
+  const std::string* EndOfParent(const TemplateBlock& block) const {
+    if (!block.parent) return nullptr;
+    const auto end = m_run->EndOfBlock(*m_blocks.blocks[*block.parent].path);
+    return end == m_config->GetList()->end() ? nullptr : &*end;
   }
 
   void AddPrototype(const TemplateBlock& block, std::vector<Line>& lines) {
@@ -269,6 +285,7 @@ class Editor {
     });
     blocks.erase(end, blocks.end());
     std::vector<std::pair<std::size_t, const Block*>> by_distance;
+    by_distance.reserve(blocks.size());
     for (const Block& block : blocks)
       by_distance.emplace_back(Distance(block.level, level), &block);
     std::stable_sort(by_distance.begin(), by_distance.end(),

@@ -22,7 +22,7 @@ std::vector<FollowedLines::Line> FollowedLines::Result() const {
       gone.item = erasure->second.item;
       gone.empty_block = erasure->second.empty_block;
     }
-    result.push_back(std::move(gone));
+    result.push_back(gone);
   };
   for (const std::string& text : m_lines) {
     Line line;
@@ -36,7 +36,7 @@ std::vector<FollowedLines::Line> FollowedLines::Result() const {
       const auto changed = m_changed.find(&text);
       if (changed != m_changed.end()) line.item = changed->second;
     }
-    result.push_back(std::move(line));
+    result.push_back(line);
   }
   while (next < m_before.size()) add_gone();
   return result;
