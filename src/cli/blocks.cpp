@@ -68,7 +68,7 @@ std::vector<Reopening> FindReopenings(const tov_template::BaseConfig& config,
     if (open.empty() || !config.EndedSection(line)) continue;
     const bool identified = open.back().identified;
     open.pop_back();
-    if (identified) found.push_back({i, open.back().line});
+    if (identified) found.push_back({i, open.back().line, open.size() > 1});
   }
   return found;
 }

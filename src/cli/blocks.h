@@ -31,6 +31,7 @@ std::vector<Block> FindBlocks(const tov_template::BaseConfig& config,
 struct Reopening {
   std::size_t behind = 0;
   std::size_t opening = 0;
+  bool deep = false;  // the block stands inside another one: repeating does not help
 };
 
 // Where the library loses its way in `lines`: it takes what follows a block that its own lines

@@ -107,6 +107,7 @@ class Editor {
     for (const Line& line : m_lines) texts.push_back(line.text);
     const std::vector<Reopening> reopenings = FindReopenings(*EmptyConfig(), texts);
     if (reopenings.empty()) return;
+    RefuseDeep(reopenings);
     std::vector<Line> lines;
     lines.reserve(m_lines.size() + reopenings.size());
     auto next = reopenings.begin();
@@ -117,6 +118,19 @@ class Editor {
       ++next;
     }
     m_lines = std::move(lines);
+  }
+
+  void RefuseDeep(const std::vector<Reopening>& reopenings) {
+    if (m_template.items().empty() || m_request.forced.count("odd-line") != 0) return;
+    const auto deep = std::find_if(reopenings.begin(), reopenings.end(),
+                                   [](const Reopening& reopening) { return reopening.deep; });
+    if (deep == reopenings.end()) return;
+    const auto line = m_lines[deep->behind].original;
+    m_findings.refusals.push_back(
+        {"odd-line", (line ? At(m_name, m_source.lines()[*line].number) : m_name) +
+                         ": here ends a block that its own lines identify, more than two levels "
+                         "deep: the library would take what follows for another block's"});
+    RefuseIfFound();
   }
 
   // The lines of the source and those that are there now, with what is known of them from earlier

@@ -42,6 +42,7 @@ using Item = TemplateRun::Item;
 
 constexpr std::size_t kMostLevels = 1000;
 constexpr std::size_t kMostShown = 5;
+constexpr std::size_t kLongLine = 4096;  // of Apache; longer ones are written as several
 
 std::string Quoted(std::string_view text) {
   constexpr std::size_t kMost = 100;
@@ -189,6 +190,51 @@ void CheckSpelling(const Request& request, const TemplateRun& run, Collector& re
   }
 }
 
+// A key that is only the beginning of a line must not find another line of its block.
+void CheckKeys(const Request& request, const TemplateRun& run, const TemplateBlocks& found,
+               Collector& refusals) {
+  using Line = std::pair<std::string, std::size_t>;  // with its item
+  const auto block_of = BlocksOfItems(found, run.items().size());
+  std::map<std::optional<std::size_t>, std::set<Line>> lines;
+  for (std::size_t i = 0; i < run.items().size(); ++i) {
+    const Item& item = *run.items()[i];
+    if (item.m_enabled) lines[block_of[i]].emplace(item.m_param.m_value.Str(), i);
+  }
+  for (std::size_t i = 0; i < run.items().size(); ++i) {
+    const Item& item = *run.items()[i];
+    const std::string key = item.m_param.m_key.Str();
+    if (!item.m_enabled || !(item.m_param.m_part_key || item.m_param.m_const) || key.empty()) {
+      continue;
+    }
+    const std::set<Line>& beside = lines[block_of[i]];
+    for (auto line = beside.lower_bound({key, 0});
+         line != beside.end() && str::view::StartsWith(line->first, key); ++line) {
+      if (line->second == i) continue;
+      refusals.Refuse("template", TemplatePlace(request, item) + ": " + Quoted(key) +
+                                      ", by which this line is found, finds " +
+                                      Quoted(line->first) + " (" +
+                                      TemplatePlace(request, *run.items()[line->second]) +
+                                      "), too. Use full places in both");
+      break;
+    }
+  }
+}
+
+void CheckBlocksDiffer(const Request& request, const TemplateRun& run, const TemplateBlocks& found,
+                       Collector& refusals) {
+  std::set<std::pair<std::optional<std::size_t>, std::string>> identities;
+  for (const TemplateBlock& block : found.blocks) {
+    const Item& opening = *run.items()[block.opening];
+    if (!block.enabled ||
+        identities.emplace(block.parent, opening.m_section.m_value.Str()).second) {
+      continue;
+    }
+    refusals.Refuse("template", TemplatePlace(request, opening) +
+                                    ": the template has this block twice: " +
+                                    Shown(opening.m_section.m_value.Str()) + ". Join them");
+  }
+}
+
 void WarnOfLinesOutside(const Request& request, const TemplateRun& run, const TemplateBlocks& found,
                         std::vector<Finding>& warnings) {
   auto block = found.blocks.begin();
@@ -212,6 +258,8 @@ void CheckTemplate(const Request& request, const TemplateRun& run, Findings& fin
   for (const Item* item : run.items()) CheckItem(request, run, *item, refusals, findings.warnings);
   CheckSpelling(request, run, refusals);
   const TemplateBlocks found = FindTemplateBlocks(run, run);
+  CheckBlocksDiffer(request, run, found, refusals);
+  CheckKeys(request, run, found, refusals);
   WarnOfLinesOutside(request, run, found, findings.warnings);
   for (const std::size_t item : found.closers_too_many) {
     refusals.Refuse("template", TemplatePlace(request, *run.items()[item]) +
@@ -583,14 +631,16 @@ class EditCheck {
         CheckUniqueIsGone(i, line);
         continue;
       }
-      if (m_syntax == Syntax::kApache) continue;
+      if (m_syntax == Syntax::kApache && line.size() > kLongLine) continue;
       if (!after) {
         after.emplace();
         for (const std::string_view text : TextsAfter()) {
           if (is_unique(std::string(text))) after->insert(Normal(text));
         }
       }
-      if (after->count(Normal(line)) == 0) RefuseUnique(item, line, "not in the result");
+      if (after->count(Normal(line)) != 0) continue;
+      RefuseUnique(item, line, "not in the result",
+                   "another line of the template changes or removes it");
     }
   }
 
@@ -605,18 +655,20 @@ class EditCheck {
     }
     for (const std::string* const text : m_edit.run.LinesOf(*path)) {
       if (Normal(*text) != normal) continue;
-      RefuseUnique(*m_edit.run.items()[number], line, "still in the result");
+      RefuseUnique(*m_edit.run.items()[number], line, "still in the result",
+                   "the library does not find a line as long as this. Use a trailing place");
       return;
     }
   }
 
-  void RefuseUnique(const Item& item, const std::string& line, const std::string& where) {
-    const char* const why = m_syntax == Syntax::kNginx
-                                ? ": the library knows addresses and ports as numbers only, and no "
-                                  "address without a port"
-                                : ": the library does not find a line as long as this. Use a "
-                                  "trailing place";
-    m_refusals.Refuse("not-applied", Template(item) + ": " + Quoted(line) + " is " + where + why);
+  void RefuseUnique(const Item& item, const std::string& line, const std::string& where,
+                    const std::string& why_of_apache) {
+    const std::string why = m_syntax == Syntax::kApache
+                                ? why_of_apache
+                                : "the library knows addresses and ports as numbers only, and no "
+                                  "address without a port";
+    m_refusals.Refuse("not-applied",
+                      Template(item) + ": " + Quoted(line) + " is " + where + ": " + why);
   }
 
   // The path of the block that the item `number` belongs to; null when it is nowhere.

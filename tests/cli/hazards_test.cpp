@@ -297,6 +297,21 @@ TEST(LinesInTwoSpellings, AreRefused) {
                             "site.template:4: 'root /a;' stands in the template as 'root  /a;'"}});
 }
 
+TEST(KeysThatFindAnotherLineOfTheTemplate, AreRefused) {
+  ExpectRefusals("nginx", {{"a trailing place beside a literal line",
+                            "",
+                            "server {\nserver_name a;\nroot /x;\nroot [% $r %];\n}\n",
+                            {{"r", kNone, "/b"}},
+                            "site.template:4: 'root', by which this line is found, finds "
+                            "'root /x;' (site.template:3)"}});
+  ExpectEdits("nginx", {{"in branches of which one is taken",
+                         "server {\nserver_name a;\naccess_log /a;\n}\n",
+                         "server {\nserver_name a;\n{% if $l %}\naccess_log [% $l %];\n"
+                         "{% else %}\naccess_log off;\n{% endif %}\n}\n",
+                         {{"l", kNone, "/b"}},
+                         "server {\nserver_name a;\naccess_log /b;\n}\n"}});
+}
+
 // --- listen ---
 
 TEST(Listen, WithANameForAnAddressIsNotDroppedInSilence) {
