@@ -38,7 +38,8 @@ class FollowedLines : public tov_template::EditObserver {
   explicit FollowedLines(std::list<std::string>& lines);
 
   // All lines, to be called at the end: those that are left in their order, those that are gone
-  // where they were, before new ones there. A line without an item that is gone was merged into another when it was read.
+  // where they were, before new ones there. A line without an item that is gone was merged into
+  // another when it was read.
   std::vector<Line> Result() const;
 
   const std::vector<FoundLine>& found() const { return m_found; }
