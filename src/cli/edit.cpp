@@ -172,10 +172,16 @@ class Editor {
       m_renamed[i] = waits[i] = renamed = true;
     }
     if (renamed) {
+      // What reading alone has joined stays apart.
       std::vector<Line> lines;
-      for (const FollowedLines::Line& line : FollowedResult()) {
-        if (line.text != nullptr)
-          lines.push_back({Keep(*line.text), line.before, line.item, false});
+      for (const FollowedLines::Line& line : m_followed->Result()) {
+        Line kept = m_lines[*line.before];
+        if (kept.repeated) continue;
+        if (line.item) {
+          kept.text = Keep(*line.text);
+          kept.item = line.item;
+        }
+        lines.push_back(kept);
       }
       m_lines = std::move(lines);
     }
@@ -358,7 +364,7 @@ class Editor {
   void FindByWords(const TemplateBlock& block, TemplateRun::ParseValues& param) const {
     const std::string key = param.m_key.Str();
     if (!param.m_part_key || key.empty() || !str::IsBlank(key.back()) || !block.path) return;
-    if (param.m_value.IsNull() || m_config->IsUniqueParam(key)) return;
+    if (m_config->IsUniqueParam(key)) return;
     const std::vector<const std::string*> lines = m_run->LinesOf(*block.path);
     const auto line = std::find_if(lines.begin(), lines.end(), [&](const std::string* text) {
       return str::view::StartsWith(str::view::Trim(*text), key);

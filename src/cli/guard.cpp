@@ -399,6 +399,11 @@ class EditCheck {
     }
   }
 
+  // What the item's line is, as far as that is known: a value at its end may be missing.
+  static std::string TextOf(const Item& item) {
+    return item.m_param.m_value.IsNull() ? item.m_param.m_key.Str() : item.m_param.m_value.Str();
+  }
+
   // Whether `line` is what `item` stands for, and not only begins like it.
   bool IsMeant(const Item& item, const std::string& line) const {
     const auto& param = item.m_param;
@@ -406,7 +411,7 @@ class EditCheck {
     const std::string normal = Normal(line);
     if (param.m_part_key) {
       return str::view::StartsWith(normal, Normal(param.m_key.Str())) &&
-             str::view::FirstWord(normal) == str::view::FirstWord(param.m_value.Str());
+             str::view::FirstWord(normal) == str::view::FirstWord(TextOf(item));
     }
     return normal == Normal(param.m_value.Str()) || normal == Normal(param.m_old_value.Str());
   }
@@ -426,11 +431,10 @@ class EditCheck {
     const bool named_elsewhere =
         m_edit.run.config().IsUniqueParam(before) && m_named.count(Normal(before)) != 0;
     if (IsMeant(item, before) || named_elsewhere || IsOptions(before)) return;
-    m_refusals.Refuse("lost-lines",
-                      Here(line) + ": " + Quoted(before) +
-                          " would go, and no line of the template names it: " + Template(item) +
-                          " takes it for its own " + Quoted(item.m_param.m_value.Str()) +
-                          ". Name it in the template");
+    m_refusals.Refuse("lost-lines", Here(line) + ": " + Quoted(before) +
+                                        " would go, and no line of the template names it: " +
+                                        Template(item) + " takes it for its own " +
+                                        Quoted(TextOf(item)) + ". Name it in the template");
   }
 
   // The lines of the blocks that the item removes, by their positions in the source.

@@ -312,6 +312,21 @@ TEST(KeysThatFindAnotherLineOfTheTemplate, AreRefused) {
                          "server {\nserver_name a;\naccess_log /b;\n}\n"}});
 }
 
+TEST(TrailingPlaces, WithoutAValueInABranchNotTakenRemoveTheirLine) {
+  ExpectEdits(
+      "nginx",
+      {{"and no other one that begins alike",
+        "server {\nserver_name a;\nssl_certificate_key /k;\nssl_certificate /c;\n}\n",
+        "server {\nserver_name a;\n{% if $c %}\nssl_certificate [% $c %];\n{% endif %}\n}\n",
+        {},
+        "server {\nserver_name a;\nssl_certificate_key /k;\n}\n"},
+       {"nor one that begins alike alone",
+        "server {\nserver_name a;\nssl_certificate_key /k;\n}\n",
+        "server {\nserver_name a;\n{% if $c %}\nssl_certificate [% $c %];\n{% endif %}\n}\n",
+        {},
+        "server {\nserver_name a;\nssl_certificate_key /k;\n}\n"}});
+}
+
 // --- listen ---
 
 TEST(Listen, WithANameForAnAddressIsNotDroppedInSilence) {
@@ -372,6 +387,16 @@ TEST(Options, ThatAChangeLeavesAreSaid) {
                    "<Directory /a>\nOptions {% $o %}\nAllowOverride None\n</Directory>\n",
                    {{"o", "+Includes", "+Indexes"}},
                    "site.conf:2: 'Options +Includes +Indexes' keeps '+Includes'"}});
+}
+
+TEST(Options, OfOthersStayApartWhenABlockIsRenamed) {
+  ExpectEdits("apache", {{"in another block",
+                          "<Directory /a>\nOptions -Indexes\nOptions +Includes\n</Directory>\n"
+                          "<Directory /b>\nAllowOverride None\n</Directory>\n",
+                          "<Directory {% $d %}>\nAllowOverride None\n</Directory>\n",
+                          {{"d", "/b", "/c"}},
+                          "<Directory /a>\nOptions -Indexes\nOptions +Includes\n</Directory>\n"
+                          "<Directory /c>\nAllowOverride None\n</Directory>\n"}});
 }
 
 TEST(Options, WithACommentAreRefused) {

@@ -60,10 +60,36 @@ inline std::string AnEmptyTemplateChangesNothing(cli::Request request, const std
              : Wrong("an empty template has changed something", config, edited->text);
 }
 
+// Whether the template removes a block that gets another identity: once it is gone, the new
+// identity may be that of another block.
+inline bool RemovesRenamedBlock(const cli::Request& request) {
+  const cli::TemplateRun run(cli::MakeConfig(request, ""), request, cli::ValuesOf(request));
+  return std::any_of(
+      run.items().begin(), run.items().end(), [](const cli::TemplateRun::Item* item) {
+        const auto& section = item->m_section;
+        return !item->m_enabled && section.m_value.Str() != section.m_old_value.Str();
+      });
+}
+
+// Whether the template takes a line out and writes it again, which is how to have it stand last.
+inline bool MovesALine(const cli::Request& request) {
+  const cli::TemplateRun run(cli::MakeConfig(request, ""), request, cli::ValuesOf(request));
+  std::set<std::string> out;
+  for (const cli::TemplateRun::Item* item : run.items()) {
+    if (!item->m_enabled) out.emplace(str::view::FirstWord(item->m_param.m_key.Str()));
+  }
+  return std::any_of(run.items().begin(), run.items().end(),
+                     [&](const cli::TemplateRun::Item* item) {
+                       const std::string line = item->m_param.m_value.Str();
+                       return item->m_enabled && !run.config().EndedSection(line) &&
+                              out.count(std::string(str::view::FirstWord(line))) != 0;
+                     });
+}
+
 // A second application is not refused, and changes nothing.
 inline std::string TwiceIsOnce(const cli::Request& request, const std::string& config) {
   const auto once = Edited(request, config);
-  if (!once) return "";
+  if (!once || RemovesRenamedBlock(request) || MovesALine(request)) return "";
   try {
     const std::string twice = cli::Edit(Settled(request), once->text, "CONFIG").text;
     return twice == once->text ? "" : Wrong("twice is not once", once->text, twice);
@@ -108,6 +134,7 @@ inline std::string OnlyNamedLinesGo(const cli::Request& request, const std::stri
     const bool removes_block = !item->m_enabled && !item->m_section.m_value.Str().empty();
     if (removes_block) return "";
     for (const auto& line : {item->m_param.m_value, item->m_param.m_old_value}) {
+      if (str::view::FirstWord(line.Str()) == "Options") names.insert("Options");  // are joined
       named.insert(cli::NormalForm(syntax, line.Str()));
       const bool by_name = item->m_param.m_part_key || item->m_param.m_const;
       if (by_name) names.emplace(str::view::FirstWord(line.Str()));
@@ -123,7 +150,6 @@ inline std::string OnlyNamedLinesGo(const cli::Request& request, const std::stri
     }
     const std::string name(str::view::FirstWord(line));
     if (named.count(cli::NormalForm(syntax, line)) != 0 || names.count(name) != 0) continue;
-    if (name == "Options" && syntax == cli::Syntax::kApache) continue;
     return Wrong("lost: " + line, config, edited->text);
   }
   return "";
