@@ -40,7 +40,11 @@ _qeltemplate() {
       COMPREPLY=($(compgen -f -- "$current"))
       return
       ;;
-    --set | --old | --unset | --force | --raw | --reload | --jobs)
+    --force)
+      COMPREPLY=($(compgen -W $'ambiguous\nduplicate-identity\nlost-lines\nmixed-options\nnot-applied\nodd-line\nother-directive\ntemplate\nunbalanced\nunmatched-section' -- "$current"))
+      return
+      ;;
+    --set | --old | --unset | --raw | --reload | --jobs)
       return
       ;;
   esac

@@ -177,6 +177,17 @@ TemplateBlocks FindTemplateBlocks(const TemplateRun& run, const TemplateRun& new
   return found;
 }
 
+std::vector<std::optional<std::size_t>> BlocksOfItems(const TemplateBlocks& found,
+                                                      std::size_t count) {
+  std::vector<std::optional<std::size_t>> block_of(count);
+  for (std::size_t i = 0; i < found.blocks.size(); ++i) {
+    const TemplateBlock& block = found.blocks[i];
+    std::fill(block_of.begin() + static_cast<std::ptrdiff_t>(block.opening),
+              block_of.begin() + static_cast<std::ptrdiff_t>(block.closing) + 1, i);
+  }
+  return block_of;
+}
+
 void AddressBlocks(const TemplateBlocks& found, TemplateRun& run) {
   for (const TemplateBlock& block : found.blocks) {
     if (!block.path) continue;

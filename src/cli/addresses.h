@@ -44,6 +44,11 @@ struct TemplateBlocks {
 // may be what the template adds or removes.
 TemplateBlocks FindTemplateBlocks(const TemplateRun& run, const TemplateRun& new_run);
 
+// Of each of `count` items the innermost of the blocks, by its position; none: the item stands
+// outside every block.
+std::vector<std::optional<std::size_t>> BlocksOfItems(const TemplateBlocks& found,
+                                                      std::size_t count);
+
 // Has the items of `run` address the blocks by the paths that were found.
 void AddressBlocks(const TemplateBlocks& found, TemplateRun& run);
 

@@ -47,4 +47,30 @@ std::vector<Block> FindBlocks(const tov_template::BaseConfig& config,
   return blocks;
 }
 
+std::vector<Reopening> FindReopenings(const tov_template::BaseConfig& config,
+                                      const std::vector<std::string_view>& lines) {
+  struct Open {
+    std::size_t line;
+    bool identified;
+  };
+  std::set<std::string> names;
+  config.GetIdentParams(names);
+  std::vector<Reopening> found;
+  if (names.empty()) return found;
+  std::vector<Open> open;
+  std::string line;
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    line = lines[i];
+    if (config.StartsSection(line)) open.push_back({i, false});
+    if (open.size() > 1 && !open.back().identified) {
+      open.back().identified = names.count(std::string(str::view::FirstWord(line))) != 0;
+    }
+    if (open.empty() || !config.EndedSection(line)) continue;
+    const bool identified = open.back().identified;
+    open.pop_back();
+    if (identified) found.push_back({i, open.back().line, open.size() > 1});
+  }
+  return found;
+}
+
 }  // namespace cli

@@ -27,4 +27,17 @@ struct Block {
 std::vector<Block> FindBlocks(const tov_template::BaseConfig& config,
                               const std::vector<std::string>& lines);
 
+// Behind which line a block's opening line has to be repeated: the positions of both.
+struct Reopening {
+  std::size_t behind = 0;
+  std::size_t opening = 0;
+  bool deep = false;  // the block stands inside another one: repeating does not help
+};
+
+// Where the library loses its way in `lines`: it takes what follows a block that its own lines
+// identify, inside of another block, for lines outside of that one. The other block's opening line,
+// repeated there, leads it back. In the order of the lines.
+std::vector<Reopening> FindReopenings(const tov_template::BaseConfig& config,
+                                      const std::vector<std::string_view>& lines);
+
 }  // namespace cli

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -34,7 +35,6 @@ class Editor {
  public:
   Editor(const Request& request, const std::string& text, const std::string& name)
       : m_request(request),
-        m_text(text),
         m_name(name),
         m_syntax(SyntaxOf(request.dialect)),
         m_source(text),
@@ -46,10 +46,10 @@ class Editor {
     RefuseIfFound();
     m_shown = ShowLines(m_syntax, m_source, m_template);
     for (std::size_t i = 0; i < m_source.lines().size(); ++i) {
-      m_lines.push_back({m_shown.Text(m_source, i), i, std::nullopt});
+      m_lines.push_back({m_shown.Text(m_source, i), i, std::nullopt, false});
     }
     ReadLines();
-    CheckDepth(m_name, m_source, *m_config);
+    CheckDepth(m_name, m_source, m_shown, *m_config);
     while (RenameBlocks() || MakeBlocks()) ReadLines();
     Apply();
     return Finish();
@@ -61,6 +61,7 @@ class Editor {
     std::string_view text;
     std::optional<std::size_t> original;
     std::optional<std::size_t> item;  // that made or changed it in an earlier step
+    bool repeated = false;            // an opening line, for the library only: see FindReopenings
   };
 
   std::shared_ptr<tov_template::BaseConfig> EmptyConfig() const {
@@ -84,6 +85,7 @@ class Editor {
   // --- Steps ---
 
   void ReadLines() {
+    RepeatOpeningLines();
     std::string text;
     std::size_t size = 0;
     for (const Line& line : m_lines) size += line.text.size() + 1;
@@ -99,20 +101,57 @@ class Editor {
     m_renamed.resize(m_blocks.blocks.size());
   }
 
+  void RepeatOpeningLines() {
+    std::vector<std::string_view> texts;
+    texts.reserve(m_lines.size());
+    for (const Line& line : m_lines) texts.push_back(line.text);
+    const std::vector<Reopening> reopenings = FindReopenings(*EmptyConfig(), texts);
+    if (reopenings.empty()) return;
+    RefuseDeep(reopenings);
+    std::vector<Line> lines;
+    lines.reserve(m_lines.size() + reopenings.size());
+    auto next = reopenings.begin();
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+      lines.push_back(m_lines[i]);
+      if (next == reopenings.end() || next->behind != i) continue;
+      lines.push_back({texts[next->opening], std::nullopt, std::nullopt, true});
+      ++next;
+    }
+    m_lines = std::move(lines);
+  }
+
+  void RefuseDeep(const std::vector<Reopening>& reopenings) {
+    if (m_template.items().empty() || m_request.forced.count("odd-line") != 0) return;
+    const auto deep = std::find_if(reopenings.begin(), reopenings.end(),
+                                   [](const Reopening& reopening) { return reopening.deep; });
+    if (deep == reopenings.end()) return;
+    const auto line = m_lines[deep->behind].original;
+    m_findings.refusals.push_back(
+        {"odd-line", (line ? At(m_name, m_source.lines()[*line].number) : m_name) +
+                         ": here ends a block that its own lines identify, more than two levels "
+                         "deep: the library would take what follows for another block's"});
+    RefuseIfFound();
+  }
+
   // The lines of the source and those that are there now, with what is known of them from earlier
   // steps.
   std::vector<FollowedLines::Line> FollowedResult() const {
     std::vector<FollowedLines::Line> lines = m_followed->Result();
+    const auto closes_block = [this](const FollowedLines::Line& line) {
+      return std::any_of(
+          m_blocks.blocks.begin(), m_blocks.blocks.end(),
+          [&](const TemplateBlock& block) { return block.closes && block.closing == line.item; });
+    };
     for (FollowedLines::Line& line : lines) {
+      // A closing line that the library does not find is there all the same: the block is.
+      if (!line.before && closes_block(line)) line.text = nullptr;
       if (!line.before) continue;
       const Line& before = m_lines[*line.before];
+      if (before.repeated) line.text = nullptr;
       line.before = before.original;
       if (!line.item) line.item = before.item;
     }
-    const auto made_for_nothing = [](const FollowedLines::Line& line) {
-      return line.text == nullptr && !line.before;
-    };
-    lines.erase(std::remove_if(lines.begin(), lines.end(), made_for_nothing), lines.end());
+    EraseNoLines(lines);
     return lines;
   }
 
@@ -133,9 +172,16 @@ class Editor {
       m_renamed[i] = waits[i] = renamed = true;
     }
     if (renamed) {
+      // What reading alone has joined stays apart.
       std::vector<Line> lines;
-      for (const FollowedLines::Line& line : FollowedResult()) {
-        if (line.text != nullptr) lines.push_back({Keep(*line.text), line.before, line.item});
+      for (const FollowedLines::Line& line : m_followed->Result()) {
+        Line kept = m_lines[*line.before];
+        if (kept.repeated) continue;
+        if (line.item) {
+          kept.text = Keep(*line.text);
+          kept.item = line.item;
+        }
+        lines.push_back(kept);
       }
       m_lines = std::move(lines);
     }
@@ -165,7 +211,7 @@ class Editor {
     for (const Addition& addition : additions) places.insert(addition.before);
     for (const FollowedLines::Line& line : m_followed->Result()) {
       if (line.text != nullptr && places.count(line.text) != 0) add_before(line.text);
-      lines.push_back(m_lines[*line.before]);
+      if (!m_lines[*line.before].repeated) lines.push_back(m_lines[*line.before]);
     }
     add_before(nullptr);
     m_lines = std::move(lines);
@@ -216,7 +262,7 @@ class Editor {
       const std::size_t end = std::min(text.find('\n', begin), text.size());
       const std::string_view line = text.substr(begin, end - begin);
       while (item < block.closing && !IsLineOf(*m_new_template.items()[item], line)) ++item;
-      lines.push_back({line, std::nullopt, item++});
+      lines.push_back({line, std::nullopt, item++, false});
       begin = end + 1;
     }
   }
@@ -323,14 +369,37 @@ class Editor {
       }
     }
     AddressBlocks(m_blocks, *m_run);
+    m_block_of = BlocksOfItems(m_blocks, m_run->items().size());
+    for (std::size_t i = 0; i < m_block_of.size(); ++i) {
+      if (m_block_of[i]) FindByWords(m_blocks.blocks[*m_block_of[i]], m_run->items()[i]->m_param);
+    }
     m_run->Apply();
+  }
+
+  // The library cuts a key's last blank off: "ssl_certificate " would find "ssl_certificate_key".
+  // The whole line that the key finds is a key that finds nothing else.
+  void FindByWords(const TemplateBlock& block, TemplateRun::ParseValues& param) const {
+    const std::string key = param.m_key.Str();
+    if (!param.m_part_key || key.empty() || !str::IsBlank(key.back()) || !block.path) return;
+    if (m_config->IsUniqueParam(key)) return;
+    const std::vector<const std::string*> lines = m_run->LinesOf(*block.path);
+    const auto line = std::find_if(lines.begin(), lines.end(), [&](const std::string* text) {
+      return str::view::StartsWith(str::view::Trim(*text), key);
+    });
+    if (line != lines.end()) {
+      param.m_key = str::Trim(**line);
+      return;
+    }
+    param.m_part_key = false;
+    param.m_key = param.m_old_value = param.m_value;
   }
 
   // --- The result ---
 
   Edited Finish() {
     std::vector<FollowedLines::Line> lines = FollowedResult();
-    PutBack(lines);
+    PutBackJoined(lines);
+    KeepPlaces(lines);
     SortNewLines(lines);
     std::vector<EditedLine> edited;
     bool any_new = false;
@@ -342,35 +411,94 @@ class Editor {
     if (any_new) IndentNew(edited);
     Edited result;
     result.text = Written(m_source, edited);
-    CheckEdit({m_request, m_name, m_source, m_shown, *m_run, m_blocks, lines, *m_followed, m_text,
-               result.text},
-              m_findings);
+    CheckEdit(
+        {m_request, m_name, m_source, m_shown, *m_run, m_blocks, m_block_of, lines, *m_followed},
+        m_findings);
     RefuseIfFound();
     result.warnings = std::move(m_findings.warnings);
     return result;
   }
 
-  // Puts back the lines that are gone though nobody asked for it: of empty blocks that the template
-  // does not name, and "Options" that were joined only to be read.
-  void PutBack(std::vector<FollowedLines::Line>& lines) {
-    static const std::string put_back = " ";
-    std::set<std::string> named;
-    for (const TemplateBlock& block : m_blocks.blocks) {
-      if (block.path) named.insert(*block.path);
-    }
+  // Puts back the "Options" lines that are gone because they were joined only to be read.
+  void PutBackJoined(std::vector<FollowedLines::Line>& lines) {
     const bool joined_changed = std::any_of(lines.begin(), lines.end(), [](const auto& line) {
       return line.item && line.text != nullptr && str::view::FirstWord(*line.text) == "Options";
     });
+    if (joined_changed) return;
     for (FollowedLines::Line& line : lines) {
-      if (line.text != nullptr || !line.before) continue;
-      const bool of_empty_block =
-          line.empty_block && named.count(m_followed->empty_blocks()[*line.empty_block]) == 0;
-      const bool joined = !line.item && !line.empty_block;
-      if (!of_empty_block && !(joined && !joined_changed)) continue;
-      line.text = &put_back;
-      line.item.reset();
-      line.empty_block.reset();
+      if (line.text == nullptr && line.before && !line.item) PutBack(line);
     }
+  }
+
+  void PutBack(FollowedLines::Line& line) {
+    line.text = &m_put_back.emplace_back(m_shown.Text(m_source, *line.before));
+    line.item.reset();
+  }
+
+  // A change of one "listen" has replaced all of the block. Has each stand where it stood before,
+  // and puts those back that the template names as they are.
+  void KeepPlaces(std::vector<FollowedLines::Line>& lines) {
+    const auto is_unique = [this](std::string_view text) {
+      return m_config->IsUniqueParam(std::string(text));
+    };
+    std::vector<FollowedLines::Line*> gone;
+    std::map<LineOfBlock, FollowedLines::Line*> made;
+    for (FollowedLines::Line& line : lines) {
+      if (!line.item) continue;
+      if (line.text == nullptr) {
+        if (is_unique(m_shown.Text(m_source, *line.before))) gone.push_back(&line);
+      } else if (!line.before && is_unique(*line.text)) {
+        made.emplace(InBlockOf(*line.item, *line.text), &line);
+      }
+    }
+    if (gone.empty()) return;
+    const std::map<LineOfBlock, LineOfBlock> wanted = WantedLines();
+    for (FollowedLines::Line* const line : gone) {
+      const LineOfBlock before = InBlockOf(*line->item, m_shown.Text(m_source, *line->before));
+      const auto after = wanted.find(before);
+      if (after == wanted.end()) continue;
+      const auto own = made.find(after->second);
+      if (after->second == before) {
+        PutBack(*line);
+      } else if (own != made.end()) {
+        line->text = own->second->text;
+        line->item = own->second->item;
+      }
+      if (own == made.end()) continue;
+      own->second->text = nullptr;
+      made.erase(own);
+    }
+    EraseNoLines(lines);
+  }
+
+  // A line in its normal form, and the block of the template that it belongs to.
+  using LineOfBlock = std::pair<std::optional<std::size_t>, std::string>;
+
+  LineOfBlock InBlockOf(std::size_t item, std::string_view line) const {
+    return {m_block_of[item], NormalForm(m_syntax, line)};
+  }
+
+  // What the template has for a line: of its lines that are taken, those with the old values and
+  // with the new ones.
+  std::map<LineOfBlock, LineOfBlock> WantedLines() const {
+    std::map<LineOfBlock, LineOfBlock> wanted;
+    for (const bool by_old_value : {false, true}) {
+      for (std::size_t i = 0; i < m_block_of.size(); ++i) {
+        const TemplateRun::Item& item = *m_run->items()[i];
+        if (!item.m_enabled) continue;
+        const auto& line = by_old_value ? item.m_param.m_old_value : item.m_param.m_value;
+        wanted.emplace(InBlockOf(i, line.Str()), InBlockOf(i, item.m_param.m_value.Str()));
+      }
+    }
+    return wanted;
+  }
+
+  // Those that were made and are not wanted after all.
+  static void EraseNoLines(std::vector<FollowedLines::Line>& lines) {
+    const auto is_none = [](const FollowedLines::Line& line) {
+      return line.text == nullptr && !line.before;
+    };
+    lines.erase(std::remove_if(lines.begin(), lines.end(), is_none), lines.end());
   }
 
   // New lines that follow one another come in the order of the template: that of some directives
@@ -420,7 +548,6 @@ class Editor {
   }
 
   const Request& m_request;
-  const std::string& m_text;
   const std::string& m_name;
   const Syntax m_syntax;
   const SourceText m_source;
@@ -428,6 +555,7 @@ class Editor {
   const TemplateRun m_new_template;  // the same with each old value equal to the new one
   ShownLines m_shown;
   std::deque<std::string> m_kept;
+  std::deque<std::string> m_put_back;
   std::vector<Line> m_lines;
   std::shared_ptr<tov_template::BaseConfig> m_config;
   std::unique_ptr<FollowedLines> m_followed;
@@ -435,6 +563,7 @@ class Editor {
   TemplateBlocks m_blocks;
   std::vector<bool> m_created;  // of the blocks
   std::vector<bool> m_renamed;
+  std::vector<std::optional<std::size_t>> m_block_of;  // of the items, when they are applied
   Findings m_findings;
 };
 

@@ -18,10 +18,7 @@ std::vector<FollowedLines::Line> FollowedLines::Result() const {
     Line gone;
     gone.before = next;
     const auto erasure = m_erased.find(m_before[next++]);
-    if (erasure != m_erased.end()) {
-      gone.item = erasure->second.item;
-      gone.empty_block = erasure->second.empty_block;
-    }
+    if (erasure != m_erased.end()) gone.item = erasure->second;
     result.push_back(gone);
   };
   for (const std::string& text : m_lines) {
@@ -29,6 +26,7 @@ std::vector<FollowedLines::Line> FollowedLines::Result() const {
     line.text = &text;
     const auto added = m_added.find(&text);
     if (added != m_added.end()) {
+      while (next < m_before.size() && m_erased.count(m_before[next]) != 0) add_gone();
       line.item = added->second;
     } else {
       while (next < m_before.size() && m_before[next] != &text) add_gone();
@@ -44,15 +42,11 @@ std::vector<FollowedLines::Line> FollowedLines::Result() const {
 
 void FollowedLines::ItemBegins(std::size_t item, const std::string& /*section*/) {
   m_item = item;
-  m_emptying = false;
-}
-
-void FollowedLines::RemovingEmptyBlock(const std::string& section) {
-  m_emptying = true;
-  m_empty_blocks.push_back(section);
 }
 
 void FollowedLines::Found(const LineIterator& line) {
+  const auto changed = m_changed.find(&*line);
+  if (changed != m_changed.end() && changed->second == m_item) return;
   m_found.push_back({m_item, *line});
 }
 
@@ -67,12 +61,7 @@ void FollowedLines::Changed(const LineIterator& line, const std::string& before)
 void FollowedLines::Erasing(const LineIterator& line) {
   if (m_added.erase(&*line) != 0) return;
   m_changed.erase(&*line);
-  Erasure& erasure = m_erased[&*line];
-  if (m_emptying) {
-    erasure.empty_block = m_empty_blocks.size() - 1;
-  } else {
-    erasure.item = m_item;
-  }
+  m_erased[&*line] = m_item;
 }
 
 }  // namespace cli

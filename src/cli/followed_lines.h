@@ -25,12 +25,10 @@ class FollowedLines : public tov_template::EditObserver {
     std::optional<std::size_t> before;  // its position before; none: it is new
     const std::string* text = nullptr;  // as it is now; null: it is gone
     std::optional<std::size_t> item;    // the template item that added, changed or erased it last
-
-    // The position in empty_blocks() of the block that it is gone with.
-    std::optional<std::size_t> empty_block;
   };
 
-  // A line that an item did not add because another one stands for it.
+  // A line that an item did not add because another one stands for it, which the item did not
+  // write.
   struct FoundLine {
     std::size_t item;
     std::string text;
@@ -40,37 +38,27 @@ class FollowedLines : public tov_template::EditObserver {
   explicit FollowedLines(std::list<std::string>& lines);
 
   // All lines, to be called at the end: those that are left in their order, those that are gone
-  // where they were. A line without an item that is gone was merged into another when it was read.
+  // where they were, before new ones there. A line without an item that is gone was merged into
+  // another when it was read.
   std::vector<Line> Result() const;
 
   const std::vector<FoundLine>& found() const { return m_found; }
 
-  // The paths of the blocks that were removed because they were empty.
-  const std::vector<std::string>& empty_blocks() const { return m_empty_blocks; }
-
   // EditObserver
   void ItemBegins(std::size_t item, const std::string& section) override;
-  void RemovingEmptyBlock(const std::string& section) override;
   void Found(const tov_template::LineIterator& line) override;
   void Added(const tov_template::LineIterator& line) override;
   void Changed(const tov_template::LineIterator& line, const std::string& before) override;
   void Erasing(const tov_template::LineIterator& line) override;
 
  private:
-  struct Erasure {
-    std::optional<std::size_t> item;
-    std::optional<std::size_t> empty_block;
-  };
-
   const std::list<std::string>& m_lines;
   std::vector<const std::string*> m_before;
   std::unordered_map<const std::string*, std::size_t> m_added;    // by items
   std::unordered_map<const std::string*, std::size_t> m_changed;  // by items
-  std::unordered_map<const std::string*, Erasure> m_erased;       // that were there before
+  std::unordered_map<const std::string*, std::size_t> m_erased;   // by items
   std::vector<FoundLine> m_found;
-  std::vector<std::string> m_empty_blocks;
   std::size_t m_item = 0;
-  bool m_emptying = false;
 };
 
 }  // namespace cli

@@ -8,6 +8,7 @@
 
 #include "cli/blocks.h"
 #include "cli/failure.h"
+#include "cli/statements.h"
 #include "cli/syntax.h"
 #include "template/framework/str.h"
 #include "template/section_path.h"
@@ -28,9 +29,10 @@ const std::vector<FindingKind> kRefusals = {
     {"unbalanced", "braces or tags no longer fit together"},
     {"duplicate-identity", "two blocks come to have the same identity"},
     {"unmatched-section", "a block of the template is nowhere, and is not new"},
+    {"ambiguous", "a block of the template is there several times"},
     {"odd-line", "a brace stands where the library does not see it"},
     {"not-applied", "a line of the template had no effect"},
-    {"mixed-options", "Options words with and without a sign on one line"},
+    {"mixed-options", "Options words that httpd does not take together"},
     {"template", "the template's own blocks do not fit together"},
 };
 
@@ -40,6 +42,7 @@ using Item = TemplateRun::Item;
 
 constexpr std::size_t kMostLevels = 1000;
 constexpr std::size_t kMostShown = 5;
+constexpr std::size_t kLongLine = 4096;  // of Apache; longer ones are written as several
 
 std::string Quoted(std::string_view text) {
   constexpr std::size_t kMost = 100;
@@ -153,6 +156,12 @@ void CheckItem(const Request& request, const TemplateRun& run, const Item& item,
     return;
   }
   const Syntax syntax = SyntaxOf(request.dialect);
+  if (syntax == Syntax::kApache && run.config().StartsSection(line) && line.back() != '>') {
+    refusals.Refuse("template", TemplatePlace(request, item) + ": what stands behind the tag of " +
+                                    Quoted(line) +
+                                    " would become part of the block's name. Put "
+                                    "a comment on a line of its own, behind {#}");
+  }
   if (syntax == Syntax::kNginx && !run.config().StartsSection(line)) {
     const std::string normal = NormalForm(syntax, line);
     if (!normal.empty() && normal.back() == '{') {
@@ -161,6 +170,68 @@ void CheckItem(const Request& request, const TemplateRun& run, const Item& item,
                                       " opens a block, because of the \"#\". Put the comment on a "
                                       "line of its own, behind {#}");
     }
+  }
+}
+
+// The lines of the configuration are shown to the library as the template spells them.
+void CheckSpelling(const Request& request, const TemplateRun& run, Collector& refusals) {
+  std::unordered_map<std::string, std::string> spellings;
+  for (const Item* item : run.items()) {
+    for (const auto& value : {item->m_param.m_value, item->m_param.m_old_value}) {
+      const std::string line = value.Str();
+      const std::string normal = NormalForm(SyntaxOf(request.dialect), line);
+      if (normal.empty() || run.config().EndedSection(line)) continue;
+      const std::string& other = spellings.emplace(normal, line).first->second;
+      if (other == line) continue;
+      refusals.Refuse("template", TemplatePlace(request, *item) + ": " + Quoted(line) +
+                                      " stands in the template as " + Quoted(other) +
+                                      ", too. Write it in one way");
+    }
+  }
+}
+
+// A key that is only the beginning of a line must not find another line of its block.
+void CheckKeys(const Request& request, const TemplateRun& run, const TemplateBlocks& found,
+               Collector& refusals) {
+  using Line = std::pair<std::string, std::size_t>;  // with its item
+  const auto block_of = BlocksOfItems(found, run.items().size());
+  std::map<std::optional<std::size_t>, std::set<Line>> lines;
+  for (std::size_t i = 0; i < run.items().size(); ++i) {
+    const Item& item = *run.items()[i];
+    if (item.m_enabled) lines[block_of[i]].emplace(item.m_param.m_value.Str(), i);
+  }
+  for (std::size_t i = 0; i < run.items().size(); ++i) {
+    const Item& item = *run.items()[i];
+    const std::string key = item.m_param.m_key.Str();
+    if (!item.m_enabled || !(item.m_param.m_part_key || item.m_param.m_const) || key.empty()) {
+      continue;
+    }
+    const std::set<Line>& beside = lines[block_of[i]];
+    for (auto line = beside.lower_bound({key, 0});
+         line != beside.end() && str::view::StartsWith(line->first, key); ++line) {
+      if (line->second == i) continue;
+      refusals.Refuse("template", TemplatePlace(request, item) + ": " + Quoted(key) +
+                                      ", by which this line is found, finds " +
+                                      Quoted(line->first) + " (" +
+                                      TemplatePlace(request, *run.items()[line->second]) +
+                                      "), too. Use full places in both");
+      break;
+    }
+  }
+}
+
+void CheckBlocksDiffer(const Request& request, const TemplateRun& run, const TemplateBlocks& found,
+                       Collector& refusals) {
+  std::set<std::pair<std::optional<std::size_t>, std::string>> identities;
+  for (const TemplateBlock& block : found.blocks) {
+    const Item& opening = *run.items()[block.opening];
+    if (!block.enabled ||
+        identities.emplace(block.parent, opening.m_section.m_value.Str()).second) {
+      continue;
+    }
+    refusals.Refuse("template", TemplatePlace(request, opening) +
+                                    ": the template has this block twice: " +
+                                    Shown(opening.m_section.m_value.Str()) + ". Join them");
   }
 }
 
@@ -183,8 +254,12 @@ void WarnOfLinesOutside(const Request& request, const TemplateRun& run, const Te
 void CheckTemplate(const Request& request, const TemplateRun& run, Findings& findings) {
   CheckValues(request, findings);
   Collector refusals(request, findings.refusals);
+  for (const Finding& odd : OddStatements(request)) refusals.Refuse(odd.name, odd.message);
   for (const Item* item : run.items()) CheckItem(request, run, *item, refusals, findings.warnings);
+  CheckSpelling(request, run, refusals);
   const TemplateBlocks found = FindTemplateBlocks(run, run);
+  CheckBlocksDiffer(request, run, found, refusals);
+  CheckKeys(request, run, found, refusals);
   WarnOfLinesOutside(request, run, found, findings.warnings);
   for (const std::size_t item : found.closers_too_many) {
     refusals.Refuse("template", TemplatePlace(request, *run.items()[item]) +
@@ -211,19 +286,19 @@ int DepthChange(const tov_template::BaseConfig& config, const std::string& line)
 
 }  // namespace
 
-void CheckDepth(const std::string& config_name, const SourceText& source,
-                tov_template::BaseConfig& config) {
+void CheckDepth(const std::string& config_name, const SourceText& source, const ShownLines& shown,
+                const tov_template::BaseConfig& config) {
   std::size_t depth = 0;
-  std::size_t position = 0;
-  for (const std::string& line : *config.GetList()) {
+  std::string line;
+  for (std::size_t i = 0; i < source.lines().size(); ++i) {
+    line = shown.Text(source, i);
     const int change = DepthChange(config, line);
     if (change > 0 && ++depth > kMostLevels) {
-      throw Refusal(At(config_name, source.lines()[position].number),
+      throw Refusal(At(config_name, source.lines()[i].number),
                     "blocks are nested more than " + std::to_string(kMostLevels) +
                         " deep here; no server needs that, and it would cost much memory");
     }
     if (change < 0 && depth > 0) --depth;
-    ++position;
   }
 }
 
@@ -238,11 +313,13 @@ void CheckBraces(const Request& request, const std::string& config_name, const S
     const std::string line(text);
     const std::string shape = Shape(Syntax::kNginx, line);
     const auto count = [&](char c) { return std::count(shape.begin(), shape.end(), c); };
-    if (count('{') - count('}') == DepthChange(config, line)) continue;
+    const bool alone = str::view::Trim(line) == "{";
+    if (!alone && count('{') - count('}') == DepthChange(config, line)) continue;
     refusals.Refuse("odd-line", At(config_name, source.lines()[i].number) + ": " + Quoted(line) +
-                                    ": the library does not see this brace, and would take what "
-                                    "follows for another block's. Put an opening brace at the end "
-                                    "of its line, and a closing one on a line of its own");
+                                    ": the library does not see what this brace belongs to, and "
+                                    "would take what follows for another block's. Put an opening "
+                                    "brace at the end of its block's first line, and a closing one "
+                                    "on a line of its own");
   }
 }
 
@@ -273,7 +350,10 @@ class EditCheck {
       }
     }
     CheckFound();
-    CheckMade();
+    CheckApplied();
+    CheckUnique();
+    WarnOfNewLines();
+    if (touched) CheckAmbiguous();
     if (structure_touched) {
       CheckBalance();
       CheckIdentities();
@@ -319,6 +399,11 @@ class EditCheck {
     }
   }
 
+  // What the item's line is, as far as that is known: a value at its end may be missing.
+  static std::string TextOf(const Item& item) {
+    return item.m_param.m_value.IsNull() ? item.m_param.m_key.Str() : item.m_param.m_value.Str();
+  }
+
   // Whether `line` is what `item` stands for, and not only begins like it.
   bool IsMeant(const Item& item, const std::string& line) const {
     const auto& param = item.m_param;
@@ -326,7 +411,7 @@ class EditCheck {
     const std::string normal = Normal(line);
     if (param.m_part_key) {
       return str::view::StartsWith(normal, Normal(param.m_key.Str())) &&
-             str::view::FirstWord(normal) == str::view::FirstWord(param.m_value.Str());
+             str::view::FirstWord(normal) == str::view::FirstWord(TextOf(item));
     }
     return normal == Normal(param.m_value.Str()) || normal == Normal(param.m_old_value.Str());
   }
@@ -339,18 +424,17 @@ class EditCheck {
   void CheckGone(const FollowedLines::Line& line) {
     const Item& item = ItemOf(line);
     const std::string before = Before(line);
-    if (!item.m_enabled && !item.m_section.m_value.Str().empty()) {
+    if (RemovesBlock(item)) {
       CheckGoneWithBlock(line, item);
       return;
     }
     const bool named_elsewhere =
         m_edit.run.config().IsUniqueParam(before) && m_named.count(Normal(before)) != 0;
     if (IsMeant(item, before) || named_elsewhere || IsOptions(before)) return;
-    m_refusals.Refuse("lost-lines",
-                      Here(line) + ": " + Quoted(before) +
-                          " would go, and no line of the template names it: " + Template(item) +
-                          " takes it for its own " + Quoted(item.m_param.m_value.Str()) +
-                          ". Name it in the template");
+    m_refusals.Refuse("lost-lines", Here(line) + ": " + Quoted(before) +
+                                        " would go, and no line of the template names it: " +
+                                        Template(item) + " takes it for its own " +
+                                        Quoted(TextOf(item)) + ". Name it in the template");
   }
 
   // The lines of the blocks that the item removes, by their positions in the source.
@@ -395,14 +479,44 @@ class EditCheck {
                           "before the place, or let the key be longer");
   }
 
-  // httpd refuses "Options +ExecCGI Indexes".
+  // httpd refuses "Options +ExecCGI Indexes", and knows no comments behind a directive.
   void CheckOptions(const FollowedLines::Line& line, const std::string& before) {
+    WarnOfOptionsLeft(line);
+    if (str::view::Contains(before, "#")) {
+      m_refusals.Refuse("mixed-options", Here(line) + ": " + Quoted(before) +
+                                             ": the comment would become words of the directive. "
+                                             "Put it on a line of its own");
+    }
     if (!HasMixedOptions(*line.text) || HasMixedOptions(before)) return;
     m_refusals.Refuse("mixed-options",
                       Here(line) + ": " + Quoted(*line.text) +
                           " has words with and without a sign, which httpd refuses. Write all of "
                           "them in one way in " +
                           Template(ItemOf(line)));
+  }
+
+  // A change adds words only.
+  void WarnOfOptionsLeft(const FollowedLines::Line& line) {
+    const Item& item = ItemOf(line);
+    const std::set<std::string> wanted = Words(item.m_param.m_value.Str());
+    const std::set<std::string> there = Words(*line.text);
+    for (const std::string& word : Words(item.m_param.m_old_value.Str())) {
+      if (wanted.count(word) != 0 || there.count(word) == 0) continue;
+      m_findings.warnings.push_back(
+          {"options-kept", Here(line) + ": " + Quoted(*line.text) + " keeps " + Quoted(word) +
+                               ", though " + Template(item) +
+                               " no longer has it: a change only adds words. Name the old words on "
+                               "a line of their own in a branch that is not taken"});
+    }
+  }
+
+  static std::set<std::string> Words(std::string_view text) {
+    std::set<std::string> words;
+    for (std::string_view word; !(word = str::view::FirstWord(text)).empty();
+         text = str::view::Trim(text).substr(word.size())) {
+      words.emplace(word);
+    }
+    return words;
   }
 
   static bool HasMixedOptions(std::string_view line) {
@@ -426,6 +540,34 @@ class EditCheck {
                             " is not added, because " + Quoted(found.text) +
                             " in the block begins like it. Change that line by an old value, or "
                             "by a key of its own");
+    }
+  }
+
+  // Lines that another line of the template has taken away again.
+  void CheckApplied() {
+    const auto& config = m_edit.run.config();
+    std::map<std::size_t, std::unordered_set<std::string>> lines;  // by blocks
+    std::set<std::size_t> found;
+    for (const FollowedLines::FoundLine& line : m_edit.followed.found()) found.insert(line.item);
+    for (std::size_t i = 0; i < m_edit.run.items().size(); ++i) {
+      const Item& item = *m_edit.run.items()[i];
+      const std::string line = item.m_param.m_value.Str();
+      const std::string* const path = PathOf(i);
+      if (!item.m_enabled || path == nullptr || found.count(i) != 0) continue;
+      if (config.StartsSection(line) || config.EndedSection(line) || config.IsUniqueParam(line)) {
+        continue;
+      }
+      const auto [block, added] = lines.try_emplace(*m_edit.block_of[i]);
+      if (added) {
+        for (const std::string* const text : m_edit.run.LinesOf(*path)) {
+          block->second.insert(Normal(*text));
+        }
+      }
+      const std::string normal = Normal(line);
+      if (normal.empty() || block->second.count(normal) != 0) continue;
+      m_refusals.Refuse("not-applied", Template(item) + ": " + Quoted(line) +
+                                           " is not in the result: another line of the template "
+                                           "changes or removes it");
     }
   }
 
@@ -478,23 +620,192 @@ class EditCheck {
     }
   }
 
-  // Unique directives that the dialect did not understand are neither added nor changed.
-  void CheckMade() {
-    if (m_syntax != Syntax::kNginx) return;
-    std::unordered_set<std::string> after;
-    for (const Item* item : m_edit.run.items()) {
-      const std::string line = item->m_param.m_value.Str();
-      if (!item->m_enabled || line.empty() || !m_edit.run.config().IsUniqueParam(line)) continue;
-      if (after.empty()) {
+  // Unique directives that the dialect did not understand are neither added, changed nor removed.
+  // Those of Apache it understands, but a long one is written as several lines.
+  void CheckUnique() {
+    const auto is_unique = [this](const std::string& line) {
+      return !line.empty() && m_edit.run.config().IsUniqueParam(line) && !IsOptions(line);
+    };
+    std::optional<std::unordered_set<std::string>> after;
+    for (std::size_t i = 0; i < m_edit.run.items().size(); ++i) {
+      const Item& item = *m_edit.run.items()[i];
+      const std::string line = item.m_param.m_value.Str();
+      if (!is_unique(line)) continue;
+      if (!item.m_enabled) {
+        CheckUniqueIsGone(i, line);
+        continue;
+      }
+      if (m_syntax == Syntax::kApache && line.size() > kLongLine) continue;
+      if (!after) {
+        after.emplace();
         for (const std::string_view text : TextsAfter()) {
-          if (m_edit.run.config().IsUniqueParam(std::string(text))) after.insert(Normal(text));
+          if (is_unique(std::string(text))) after->insert(Normal(text));
         }
       }
-      if (after.count(Normal(line)) != 0) continue;
-      m_refusals.Refuse("not-applied", Template(*item) + ": " + Quoted(line) +
-                                           " is not in the result: the library knows addresses "
-                                           "and ports as numbers only");
+      if (after->count(Normal(line)) != 0) continue;
+      RefuseUnique(item, line, "not in the result",
+                   "another line of the template changes or removes it");
     }
+  }
+
+  void CheckUniqueIsGone(std::size_t number, const std::string& line) {
+    const std::string* const path = PathOf(number);
+    if (path == nullptr) return;
+    const std::string normal = Normal(line);
+    for (std::size_t i = 0; i < m_edit.run.items().size(); ++i) {
+      const Item& other = *m_edit.run.items()[i];
+      const bool wanted = other.m_enabled && m_edit.block_of[i] == m_edit.block_of[number];
+      if (wanted && Normal(other.m_param.m_value.Str()) == normal) return;
+    }
+    for (const std::string* const text : m_edit.run.LinesOf(*path)) {
+      if (Normal(*text) != normal) continue;
+      RefuseUnique(*m_edit.run.items()[number], line, "still in the result",
+                   "the library does not find a line as long as this. Use a trailing place");
+      return;
+    }
+  }
+
+  void RefuseUnique(const Item& item, const std::string& line, const std::string& where,
+                    const std::string& why_of_apache) {
+    const std::string why = m_syntax == Syntax::kApache
+                                ? why_of_apache
+                                : "the library knows addresses and ports as numbers only, and no "
+                                  "address without a port";
+    m_refusals.Refuse("not-applied",
+                      Template(item) + ": " + Quoted(line) + " is " + where + ": " + why);
+  }
+
+  // The path of the block that the item `number` belongs to; null when it is nowhere.
+  const std::string* PathOf(std::size_t number) const {
+    const auto block = m_edit.block_of[number];
+    if (!block || !m_edit.blocks.blocks[*block].path) return nullptr;
+    return &*m_edit.blocks.blocks[*block].path;
+  }
+
+  // --- Blocks that are there several times ---
+
+  // The library keeps the lines of blocks with the same path together: a new line goes into the
+  // last of them, and of a line that several have the first one is taken.
+  void CheckAmbiguous() {
+    const auto is_several = [this](const TemplateBlock& block) {
+      if (!block.path) return false;
+      const std::vector<const std::string*> lines = m_edit.run.LinesOf(*block.path);
+      return std::count_if(lines.begin(), lines.end(), [this](const std::string* line) {
+               return m_edit.run.config().EndedSection(*line);
+             }) > 1;
+    };
+    const auto& blocks = m_edit.blocks.blocks;
+    if (std::none_of(blocks.begin(), blocks.end(), is_several)) return;
+
+    std::map<std::string, std::vector<std::size_t>> by_path;
+    for (const Block& block : BlocksBefore()) by_path[block.path].push_back(block.opening);
+    std::map<std::pair<std::string, std::string>, std::size_t> times;
+    const Owners before(BlocksBefore(), m_edit.source.lines().size());
+    for (std::size_t i = 0; i < m_edit.source.lines().size(); ++i) {
+      if (before.Of(i)) ++times[{before.Of(i)->path, Normal(m_edit.shown.Text(m_edit.source, i))}];
+    }
+    std::vector<std::string> texts;
+    for (const std::string_view text : TextsAfter()) texts.emplace_back(text);
+    const std::vector<Block> blocks_after = FindBlocks(m_edit.run.config(), texts);
+    const Owners after(blocks_after, texts.size());
+    std::size_t position = 0;
+    for (const FollowedLines::Line& line : m_edit.lines) {
+      const std::size_t here = line.text == nullptr ? position : position++;
+      if (!line.item) continue;
+      const bool is_new = !line.before;
+      if (!is_new && line.text == nullptr && RemovesBlock(ItemOf(line))) continue;
+      const Block* block = is_new ? after.Of(here) : before.Of(*line.before);
+      if (is_new && block != nullptr && block->opening == here) {
+        block = block->parent ? &blocks_after[*block->parent] : nullptr;
+      }
+      if (block == nullptr) continue;
+      const std::vector<std::size_t>& all = by_path[block->path];
+      if (all.size() < 2) continue;
+      const bool clear =
+          !is_new && !IsOptions(Before(line)) && times[{block->path, Normal(Before(line))}] < 2;
+      if (clear) continue;
+      const auto place = [&](std::size_t opening) {
+        return At(m_edit.config_name, m_edit.source.lines()[opening].number);
+      };
+      m_refusals.Refuse("ambiguous", Template(ItemOf(line)) + ": " +
+                                         Quoted(is_new ? *line.text : Before(line)) +
+                                         " may belong to either of the blocks at " + place(all[0]) +
+                                         " and " + place(all[1]) + ", both " + Shown(block->path) +
+                                         ". Put them into files of their own");
+    }
+  }
+
+  // The innermost block of each line.
+  class Owners {
+   public:
+    Owners(const std::vector<Block>& blocks, std::size_t count) : m_owners(count) {
+      for (const Block& block : blocks) {
+        const std::size_t end = block.closing ? *block.closing + 1 : count;
+        std::fill(m_owners.begin() + static_cast<std::ptrdiff_t>(block.opening),
+                  m_owners.begin() + static_cast<std::ptrdiff_t>(end), &block);
+      }
+    }
+
+    // Null: none.
+    const Block* Of(std::size_t line) const { return m_owners[line]; }
+
+   private:
+    std::vector<const Block*> m_owners;
+  };
+
+  static bool RemovesBlock(const Item& item) {
+    return !item.m_enabled && !item.m_section.m_value.Str().empty();
+  }
+
+  // --- New lines ---
+
+  void WarnOfNewLines() {
+    for (const FollowedLines::Line& line : m_edit.lines) {
+      if (!line.item || line.before || line.text == nullptr) continue;
+      const std::string* const path = PathOf(*line.item);
+      if (path != nullptr) WarnOfNewLine(line, *path);
+    }
+  }
+
+  void WarnOfNewLine(const FollowedLines::Line& line, const std::string& path) {
+    const auto& config = m_edit.run.config();
+    const std::string_view name = str::view::FirstWord(*line.text);
+    if (config.StartsSection(*line.text) || config.EndedSection(*line.text)) return;
+    if (config.IsUniqueParam(*line.text)) return;
+    const bool rule = m_syntax == Syntax::kNginx && (name == "allow" || name == "deny");
+    std::vector<const std::string*> alike;
+    for (const std::string* const other : m_edit.run.LinesOf(path)) {
+      if (other == line.text) continue;
+      const std::string normal = Normal(*other);
+      if (rule && (normal == "allow all;" || normal == "deny all;")) {
+        WarnOfPlace(line, *other);
+        return;
+      }
+      if (str::view::FirstWord(*other) == name) alike.push_back(other);
+    }
+    // A directive that stands there several times may do so once more.
+    if (rule || alike.size() != 1 || m_named.count(Normal(*alike.front())) != 0) return;
+    m_findings.warnings.push_back(
+        {"second-line", Template(ItemOf(line)) + ": " + Quoted(*line.text) + " is added beside " +
+                            Quoted(*alike.front()) + Where(alike.front()) +
+                            ", which no line of the template names. If it is to replace that one, "
+                            "name its old value, or use a trailing place"});
+  }
+
+  void WarnOfPlace(const FollowedLines::Line& line, const std::string& rule) {
+    m_findings.warnings.push_back(
+        {"rule-order", Template(ItemOf(line)) + ": " + Quoted(*line.text) + " comes behind " +
+                           Quoted(rule) + Where(&rule) +
+                           ", and nginx takes the first rule that fits. Take that one out in a "
+                           "branch that is not taken, and name it again behind the new one"});
+  }
+
+  // " (FILE:LINE)" of a line that was there before.
+  std::string Where(const std::string* text) const {
+    for (const FollowedLines::Line& line : m_edit.lines) {
+      if (line.text == text && line.before) return " (" + Here(line) + ")";
+    }
+    return std::string();
   }
 
   const MadeEdit& m_edit;

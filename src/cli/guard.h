@@ -1,7 +1,7 @@
 // What a user has to be protected from.
 #pragma once
 
-#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,10 +23,9 @@ struct MadeEdit {
   const ShownLines& shown;
   const TemplateRun& run;
   const TemplateBlocks& blocks;
+  const std::vector<std::optional<std::size_t>>& block_of;  // see BlocksOfItems
   const std::vector<FollowedLines::Line>& lines;
   const FollowedLines& followed;
-  const std::string& before;
-  const std::string& after;
 };
 
 // Where `item` stands in the template, for messages.
@@ -35,10 +34,9 @@ std::string TemplatePlace(const Request& request, const TemplateRun::Item& item)
 // Looks at the template and its values, before they are applied.
 void CheckTemplate(const Request& request, const TemplateRun& run, Findings& findings);
 
-// Throws Refusal for a configuration that is nested too deep. The lines of `config` are those of
-// `source`.
-void CheckDepth(const std::string& config_name, const SourceText& source,
-                tov_template::BaseConfig& config);
+// Throws Refusal for a configuration that is nested too deep.
+void CheckDepth(const std::string& config_name, const SourceText& source, const ShownLines& shown,
+                const tov_template::BaseConfig& config);
 
 // Looks for lines whose braces the library sees otherwise than the server does.
 void CheckBraces(const Request& request, const std::string& config_name, const SourceText& source,

@@ -75,6 +75,16 @@ bool TemplateRun::HasBlock(const std::string& section) const {
   return block != m_params.end() && !block->second.empty();
 }
 
+std::vector<const std::string*> TemplateRun::LinesOf(const std::string& section) const {
+  std::vector<const std::string*> lines;
+  const auto block = m_params.find(section);
+  if (block == m_params.end()) return lines;
+  for (const ConfParam& param : block->second) {
+    if (param.m_line != m_lines->end()) lines.push_back(&*param.m_line);
+  }
+  return lines;
+}
+
 tov_template::LineIterator TemplateRun::EndOfBlock(const std::string& section) const {
   const auto end = m_ends.find(section);
   if (end == m_ends.end() || end->second == m_lines->end()) return m_lines->end();
@@ -95,7 +105,6 @@ void TemplateRun::KeepItems(std::size_t first, std::size_t last) {
 void TemplateRun::Apply() {
   ApplyTemplate(false);
   ApplyTemplate(true);
-  RemoveEmptySections();
 }
 
 }  // namespace cli

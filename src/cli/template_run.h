@@ -46,13 +46,17 @@ class TemplateRun : private RunValues, public tov_template::Template {
   // Whether the configuration has a block with the path `section`.
   bool HasBlock(const std::string& section) const;
 
+  // The lines of the block `section`, those of inner blocks left out; none where there is no such
+  // block.
+  std::vector<const std::string*> LinesOf(const std::string& section) const;
+
   // Where the next line of the block `section` goes: before the line that is returned.
   tov_template::LineIterator EndOfBlock(const std::string& section) const;
 
   // Drops the items but those from `first` to `last`.
   void KeepItems(std::size_t first, std::size_t last);
 
-  // Edits the lines of the configuration. Once only.
+  // Edits the lines of the configuration, once only. Blocks that are empty then stay.
   void Apply();
 
  private:

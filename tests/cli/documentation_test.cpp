@@ -79,6 +79,16 @@ TEST_F(Documentation, HelpAndManualKnowEachExitStatus) {
   EXPECT_EQ(NamesIn(Page("qeltemplate.1"), "^\\.It ([0-9])$"), in_help);
 }
 
+TEST_F(Documentation, HelpAndManualKnowEachRefusal) {
+  const std::string help = Run({"apply", "--help"}).out;
+  const Names in_help = NamesIn(help.substr(help.find("Reasons for which")), "^  ([a-z-]+): ");
+  EXPECT_THAT(in_help, testing::Contains("lost-lines"));
+  const std::string page = Page("qeltemplate-apply.1");
+  const std::size_t begin = page.find(".Sh REFUSALS");
+  EXPECT_EQ(NamesIn(page.substr(begin, page.find(".Sh WARNINGS") - begin), "^\\.It Cm ([a-z-]+)$"),
+            in_help);
+}
+
 // --- Completions ---
 
 struct Completion {
@@ -102,6 +112,10 @@ const Completion kCompletions[] = {
      {"--diff"}},
     {"a dialect", {"qeltemplate", "apply", "--dialect", ""}, {"apache", "nginx"}, {"site.conf"}},
     {"a colour", {"qeltemplate", "apply", "--color", "a"}, {"always", "auto"}, {"never"}},
+    {"a reason",
+     {"qeltemplate", "apply", "--force", "un"},
+     {"unbalanced", "unmatched-section"},
+     {"lost-lines"}},
     {"a configuration", {"qeltemplate", "apply", "site.c"}, {"site.conf"}, {"site.template"}},
     {"a template",
      {"qeltemplate", "prototype", "--template", "site.t"},
@@ -188,6 +202,16 @@ TEST_F(Completions, OfZsh) {
                                            kRoot + std::string("completions"), Joined(c.words)});
     EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
     ExpectOffers(c, outcome.out);
+  }
+}
+
+TEST_F(Completions, NameEachRefusal) {
+  const std::string help = Run({"apply", "--help"}).out;
+  const Names reasons = NamesIn(help.substr(help.find("Reasons for which")), "^  ([a-z-]+): ");
+  for (const char* const file : {"qeltemplate.bash", "_qeltemplate", "qeltemplate.fish"}) {
+    SCOPED_TRACE(file);
+    const std::string text = m_sandbox.Run({"cat", kRoot + std::string("completions/") + file}).out;
+    for (const std::string& reason : reasons) EXPECT_THAT(text, HasSubstr(reason));
   }
 }
 

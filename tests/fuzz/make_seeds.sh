@@ -9,7 +9,7 @@ out=$3
 separator=$(printf '\036')
 unit=$(printf '\037')
 rm -rf "$out"
-for target in request edits language values values_file; do mkdir -p "$out/$target"; done
+for target in request edits language values values_file apply; do mkdir -p "$out/$target"; done
 
 dialect_of() {
   case $(basename "$1") in apache) echo A ;; *) echo N ;; esac
@@ -24,6 +24,17 @@ request_seed() {
   printf '%s%s%s' '{% import FILE %}' "$separator" "gzip on;$separator"
   for value in name root ip tls certificate key protocols; do
     printf '%s' "$value${separator}a.example${separator}on$separator"
+  done
+}
+
+# apply_seed DIALECT CONFIG TEMPLATE
+apply_seed() {
+  printf '%s%s' "$1" "$separator"
+  cat "$2"
+  printf '%s' "$separator"
+  cat "$3"
+  for value in name root ip tls certificate key protocols; do
+    printf '%s' "$separator$value${separator}a.example${separator}b.example"
   done
 }
 
@@ -45,6 +56,7 @@ for case in "$golden"/*/*/; do
   dialect=$(dialect_of "$(dirname "$case")")
   request_seed "$dialect" "$case/config" "$case/template" >"$out/request/$name"
   edits_seed "$dialect" "$case/config" >"$out/edits/$name"
+  apply_seed "$dialect" "$case/config" "$case/template" >"$out/apply/$name"
   cp "$case/values.json" "$out/values_file/$name"
 done
 

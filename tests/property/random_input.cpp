@@ -163,6 +163,105 @@ std::string SectionPath(std::string lines) {
   return path.empty() ? path : path.substr(0, path.size() - 2);
 }
 
+// What files and their templates are made of.
+struct Words {
+  std::vector<std::string> openings;  // "location / {"
+  std::vector<std::string> lines;
+  std::vector<std::string> template_lines;
+  std::string closing;  // of a block whose opening line says nothing of it: "}"
+};
+
+const Words kNginxWords = {
+    {"server {", "server {", "server {", "location / {", "location /a {", "http {", "if ($x) {"},
+    {"server_name a;", "server_name a;", "server_name b;", "server_name ab a;", "root /a;",
+     "root   /a;", "root /b; # root", "root /ab;", "listen 80;", "listen 1.1.1.1:80;",
+     "listen 1.1.1.1:81;", "ssl on;", "gzip on;", "# note", "deny 1.1.1.10;", "allow all;",
+     "add_header X \"#a\";"},
+    {"server_name {% $a %};", "server_name {% $a %};", "server_name {% $n %};", "server_name a;",
+     "root /{% $a %};", "root /{% $a %};", "root [% $a %];", "listen {% $ip %}:80;", "listen 80;",
+     "gzip on;", "add_header X [% $n %];", "ssl on;", "index {% $none %};", "{#} note"},
+    "}"};
+
+const Words kApacheWords = {
+    {"<VirtualHost 1.1.1.1:80>", "<VirtualHost *:80>", "<Directory /a>", "<Location />"},
+    {"ServerName a", "ServerName b", "ServerAlias a", "ServerAlias b c", "Options Indexes",
+     "Options +Indexes", "Options None", "DocumentRoot /a", "DocumentRoot   /a", "# note",
+     "DirectoryIndex a b", "php_admin_value x 1"},
+    {"ServerName {% $a %}", "ServerAlias {% $a %}", "ServerAlias [% $a %]", "Options Indexes",
+     "DocumentRoot /{% $a %}", "DocumentRoot [% $a %]", "DirectoryIndex {% $a %}",
+     "php_admin_value x [% $n %]"},
+    ""};
+
+std::string ClosingOf(const Words& words, const std::string& opening) {
+  if (!words.closing.empty()) return words.closing;
+  return "</" + opening.substr(1, opening.find(' ') - 1) + ">";
+}
+
+std::string Indented(const std::string& text) {
+  std::string result;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) result += "\t" + line + "\n";
+  return result;
+}
+
+// Blocks and lines, a few levels deep. `wrap` may put something around each of them.
+template <class Wrap>
+Text Nested(const Words& words, const std::vector<std::string>& lines, int levels, Wrap wrap) {
+  const Text line = rc::gen::map(OneOf(lines), [](const std::string& text) { return text + "\n"; });
+  if (levels == 0) return wrap(line);
+  const Text block = rc::gen::map(
+      rc::gen::pair(OneOf(words.openings), Nested(words, lines, levels - 1, wrap)),
+      [words](const std::pair<std::string, std::string>& parts) {
+        return parts.first + "\n" + Indented(parts.second) + ClosingOf(words, parts.first) + "\n";
+      });
+  const Text part = wrap(rc::gen::weightedOneOf<std::string>({{3, line}, {2, block}}));
+  return rc::gen::map(rc::gen::resize(6, rc::gen::container<std::vector<std::string>>(part)),
+                      [](const std::vector<std::string>& parts) {
+                        std::string text;
+                        for (const std::string& each : parts) text += each;
+                        return text;
+                      });
+}
+
+// The same text with other line ends, blank lines, and perhaps without its last line end.
+Text WithOddEnds(const Text& text) {
+  const Text end = rc::gen::weightedElement<std::string>(
+      {{12, "\n"}, {3, "\r\n"}, {2, "\n\n"}, {1, " \n"}, {1, "\n \t\n"}, {1, "\r\n\r\n"}});
+  return rc::gen::map(rc::gen::tuple(text, rc::gen::container<std::vector<std::string>>(40, end),
+                                     rc::gen::inRange(0, 3)),
+                      [](const std::tuple<std::string, std::vector<std::string>, int>& parts) {
+                        const auto& [plain, ends, last] = parts;
+                        std::string result;
+                        std::size_t number = 0;
+                        for (const char c : plain) {
+                          result += c == '\n' ? ends[number++ % ends.size()] : std::string(1, c);
+                        }
+                        if (last == 0) result.resize(result.find_last_not_of("\r\n \t") + 1);
+                        return result;
+                      });
+}
+
+Text FileOf(const Words& words) {
+  return WithOddEnds(Nested(words, words.lines, 3, [](const Text& part) { return part; }));
+}
+
+Text TemplateOf(const Words& words) {
+  std::vector<std::string> lines = words.lines;
+  for (int i = 0; i < 2; ++i) {
+    lines.insert(lines.end(), words.template_lines.begin(), words.template_lines.end());
+  }
+  const auto in_branch = [](const Text& part) {
+    const Text opening =
+        OneOf({"{% if $on %}\n", "{% if $none %}\n", "{% if $none %}\ngzip off;\n{% else %}\n"});
+    const Text branch = rc::gen::map(rc::gen::pair(opening, part),
+                                     [](const std::pair<std::string, std::string>& p) {
+                                       return p.first + p.second + "{% endif %}\n";
+                                     });
+    return rc::gen::weightedOneOf<std::string>({{7, part}, {1, branch}});
+  };
+  return Nested(words, lines, 2, in_branch);
+}
+
 template <class Testable>
 std::string Report(const Testable& testable) {
   const rc::detail::TestResult result = rc::detail::checkTestable(testable);
@@ -215,5 +314,16 @@ std::string ForAllPaths(PairLaw law) {
     const std::string first = SectionPath(*PathText());
     const std::string second = SectionPath(*PathText());
     Require(law(first, second));
+  });
+}
+
+std::string ForAllFilesOf(const std::string& dialect, PairLaw law) {
+  const Words& words = dialect == "nginx" ? kNginxWords : kApacheWords;
+  const Text file = FileOf(words);
+  const Text text = TemplateOf(words);
+  return Report([&] {
+    const std::string config = *file;
+    const std::string template_text = *text;
+    Require(law(config, template_text));
   });
 }

@@ -31,5 +31,11 @@ std::string ForAllRichEdits(PairLaw law);
 // A configuration and a template.
 std::string ForAllRequests(PairLaw law);
 
+// A whole file of `dialect` ("nginx") and a template, made of the same few blocks and lines, so
+// that many a template fits its file: nested blocks, mixed line ends, blank lines, comments, and
+// branches, values and trailing places in the template. The values are "a", "n", "ip" and "on";
+// "none" is not set.
+std::string ForAllFilesOf(const std::string& dialect, PairLaw law);
+
 // Two section paths, often related.
 std::string ForAllPaths(PairLaw law);
