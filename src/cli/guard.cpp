@@ -279,6 +279,13 @@ void CheckTemplate(const Request& request, const TemplateRun& run, Findings& fin
 
 namespace {
 
+// A line that opens or closes a block in the usual way: a quick look.
+bool IsPlain(std::string_view line) {
+  if (line == "}") return true;
+  return line.size() > 1 && line.find_first_of("{}#;\"'\\$") == line.size() - 1 &&
+         line.back() == '{';
+}
+
 // By how much `line` goes deeper for the library.
 int DepthChange(const tov_template::BaseConfig& config, const std::string& line) {
   return (config.StartsSection(line) ? 1 : 0) - (config.EndedSection(line) ? 1 : 0);
@@ -309,7 +316,8 @@ void CheckBraces(const Request& request, const std::string& config_name, const S
   Collector refusals(request, findings.refusals);
   for (std::size_t i = 0; i < source.lines().size(); ++i) {
     const std::string_view text = shown.Text(source, i);
-    if (text.find_first_of("{}") == std::string_view::npos) continue;
+    const bool has_braces = text.find_first_of("{}") != std::string_view::npos;
+    if (!has_braces || IsPlain(str::view::Trim(text))) continue;
     const std::string line(text);
     const std::string shape = Shape(Syntax::kNginx, line);
     const auto count = [&](char c) { return std::count(shape.begin(), shape.end(), c); };
