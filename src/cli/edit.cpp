@@ -225,6 +225,7 @@ class Editor {
                     [](const TemplateBlock& block) { return block.enabled && !block.path; });
     if (!any_missing) return;
     CheckBraces(m_request, m_name, m_source, m_shown, *m_config, m_findings);
+    CheckCloses();
     RefuseIfFound();
   }
 
@@ -251,6 +252,19 @@ class Editor {
     if (!block.parent) return nullptr;
     const auto end = m_run->EndOfBlock(*m_blocks.blocks[*block.parent].path);
     return end == m_config->GetList()->end() ? nullptr : &*end;
+  }
+
+  // Behind a block that never closes, a new one would stand inside it.
+  void CheckCloses() {
+    if (m_request.forced.count("unbalanced") != 0) return;
+    std::vector<std::string_view> texts;
+    for (const SourceText::Line& line : m_source.lines()) texts.push_back(line.text);
+    const auto where = FirstUnbalanced(m_syntax, texts);
+    if (!where) return;
+    m_findings.refusals.push_back(
+        {"unbalanced", At(m_name, m_source.lines()[*where].number) +
+                           ": the blocks do not fit together from here on, so that there is no "
+                           "place for a new one"});
   }
 
   void AddPrototype(const TemplateBlock& block, std::vector<Line>& lines) {

@@ -279,6 +279,13 @@ void CheckTemplate(const Request& request, const TemplateRun& run, Findings& fin
 
 namespace {
 
+// A line that opens or closes a block in the usual way: a quick look.
+bool IsPlain(std::string_view line) {
+  if (line == "}") return true;
+  return line.size() > 1 && line.find_first_of("{}#;\"'\\$") == line.size() - 1 &&
+         line.back() == '{';
+}
+
 // By how much `line` goes deeper for the library.
 int DepthChange(const tov_template::BaseConfig& config, const std::string& line) {
   return (config.StartsSection(line) ? 1 : 0) - (config.EndedSection(line) ? 1 : 0);
@@ -309,7 +316,8 @@ void CheckBraces(const Request& request, const std::string& config_name, const S
   Collector refusals(request, findings.refusals);
   for (std::size_t i = 0; i < source.lines().size(); ++i) {
     const std::string_view text = shown.Text(source, i);
-    if (text.find_first_of("{}") == std::string_view::npos) continue;
+    const bool has_braces = text.find_first_of("{}") != std::string_view::npos;
+    if (!has_braces || IsPlain(str::view::Trim(text))) continue;
     const std::string line(text);
     const std::string shape = Shape(Syntax::kNginx, line);
     const auto count = [&](char c) { return std::count(shape.begin(), shape.end(), c); };
@@ -687,6 +695,33 @@ class EditCheck {
   // The library keeps the lines of blocks with the same path together: a new line goes into the
   // last of them, and of a line that several have the first one is taken.
   void CheckAmbiguous() {
+    if (!HasTwins()) return;
+    std::map<std::string, std::vector<std::size_t>> by_path;
+    for (const Block& block : BlocksBefore()) by_path[block.path].push_back(block.opening);
+    const Owners before(BlocksBefore(), m_edit.source.lines().size());
+    const LineCounts counts = CountLines(before);
+    std::vector<std::string> texts;
+    for (const std::string_view text : TextsAfter()) texts.emplace_back(text);
+    const std::vector<Block> blocks_after = FindBlocks(m_edit.run.config(), texts);
+    const Owners after(blocks_after, texts.size());
+    std::size_t position = 0;
+    for (const FollowedLines::Line& line : m_edit.lines) {
+      const std::size_t here = line.text == nullptr ? position : position++;
+      if (!line.item || IsGoneWithItsBlock(line)) continue;
+      const Block* const block =
+          line.before ? before.Of(*line.before) : BlockAround(after, blocks_after, here);
+      if (block == nullptr || by_path[block->path].size() < 2) continue;
+      if (line.before && IsClear(line, *block, counts)) continue;
+      RefuseAmbiguous(line, *block, by_path[block->path]);
+    }
+  }
+
+  // How often each line stands in the blocks with a path, by the path and its normal form.
+  using LineCounts = std::map<std::pair<std::string, std::string>, std::size_t>;
+
+  class Owners;
+
+  bool HasTwins() const {
     const auto is_several = [this](const TemplateBlock& block) {
       if (!block.path) return false;
       const std::vector<const std::string*> lines = m_edit.run.LinesOf(*block.path);
@@ -695,44 +730,48 @@ class EditCheck {
              }) > 1;
     };
     const auto& blocks = m_edit.blocks.blocks;
-    if (std::none_of(blocks.begin(), blocks.end(), is_several)) return;
+    return std::any_of(blocks.begin(), blocks.end(), is_several);
+  }
 
-    std::map<std::string, std::vector<std::size_t>> by_path;
-    for (const Block& block : BlocksBefore()) by_path[block.path].push_back(block.opening);
-    std::map<std::pair<std::string, std::string>, std::size_t> times;
-    const Owners before(BlocksBefore(), m_edit.source.lines().size());
+  LineCounts CountLines(const Owners& owners) const {
+    LineCounts counts;
     for (std::size_t i = 0; i < m_edit.source.lines().size(); ++i) {
-      if (before.Of(i)) ++times[{before.Of(i)->path, Normal(m_edit.shown.Text(m_edit.source, i))}];
+      const Block* const block = owners.Of(i);
+      if (block) ++counts[{block->path, Normal(m_edit.shown.Text(m_edit.source, i))}];
     }
-    std::vector<std::string> texts;
-    for (const std::string_view text : TextsAfter()) texts.emplace_back(text);
-    const std::vector<Block> blocks_after = FindBlocks(m_edit.run.config(), texts);
-    const Owners after(blocks_after, texts.size());
-    std::size_t position = 0;
-    for (const FollowedLines::Line& line : m_edit.lines) {
-      const std::size_t here = line.text == nullptr ? position : position++;
-      if (!line.item) continue;
-      const bool is_new = !line.before;
-      if (!is_new && line.text == nullptr && RemovesBlock(ItemOf(line))) continue;
-      const Block* block = is_new ? after.Of(here) : before.Of(*line.before);
-      if (is_new && block != nullptr && block->opening == here) {
-        block = block->parent ? &blocks_after[*block->parent] : nullptr;
-      }
-      if (block == nullptr) continue;
-      const std::vector<std::size_t>& all = by_path[block->path];
-      if (all.size() < 2) continue;
-      const bool clear =
-          !is_new && !IsOptions(Before(line)) && times[{block->path, Normal(Before(line))}] < 2;
-      if (clear) continue;
-      const auto place = [&](std::size_t opening) {
-        return At(m_edit.config_name, m_edit.source.lines()[opening].number);
-      };
-      m_refusals.Refuse("ambiguous", Template(ItemOf(line)) + ": " +
-                                         Quoted(is_new ? *line.text : Before(line)) +
-                                         " may belong to either of the blocks at " + place(all[0]) +
-                                         " and " + place(all[1]) + ", both " + Shown(block->path) +
-                                         ". Put them into files of their own");
-    }
+    return counts;
+  }
+
+  bool IsGoneWithItsBlock(const FollowedLines::Line& line) const {
+    return line.before && line.text == nullptr && RemovesBlock(ItemOf(line));
+  }
+
+  // The block that a new line stands in; an opening line stands in the block around its own.
+  static const Block* BlockAround(const Owners& owners, const std::vector<Block>& blocks,
+                                  std::size_t line) {
+    const Block* const block = owners.Of(line);
+    if (block == nullptr || block->opening != line) return block;
+    return block->parent ? &blocks[*block->parent] : nullptr;
+  }
+
+  // Whether only one of the blocks with the path has the line, as it was.
+  bool IsClear(const FollowedLines::Line& line, const Block& block,
+               const LineCounts& counts) const {
+    const std::string before = Before(line);
+    return !IsOptions(before) && counts.at({block.path, Normal(before)}) < 2;
+  }
+
+  void RefuseAmbiguous(const FollowedLines::Line& line, const Block& block,
+                       const std::vector<std::size_t>& openings) {
+    const auto place = [&](std::size_t opening) {
+      return At(m_edit.config_name, m_edit.source.lines()[opening].number);
+    };
+    m_refusals.Refuse("ambiguous", Template(ItemOf(line)) + ": " +
+                                       Quoted(line.before ? Before(line) : *line.text) +
+                                       " may belong to either of the blocks at " +
+                                       place(openings[0]) + " and " + place(openings[1]) +
+                                       ", both " + Shown(block.path) +
+                                       ". Put them into files of their own");
   }
 
   // The innermost block of each line.

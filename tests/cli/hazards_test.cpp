@@ -437,6 +437,14 @@ TEST(LongAliases, AreNotRemovedByHalves) {
 
 // --- Odd blocks ---
 
+TEST(BlocksThatNeverClose, GetNoNewOnes) {
+  ExpectRefusals("nginx", {{"at the end",
+                            "server {\nserver_name a;\n",
+                            "server {\nserver_name b;\n}\n",
+                            {},
+                            "site.conf:1: the blocks do not fit together from here on"}});
+}
+
 TEST(OddBlocks, AreLeftAloneOrRefused) {
   const std::string text = "server {\nserver_name a;\nroot {% $r %};\n}\n";
   const std::vector<NamedValue> root = {{"r", "/a", "/b"}};

@@ -74,16 +74,18 @@ inline bool RemovesRenamedBlock(const cli::Request& request) {
 // Whether the template takes a line out and writes it again, which is how to have it stand last.
 inline bool MovesALine(const cli::Request& request) {
   const cli::TemplateRun run(cli::MakeConfig(request, ""), request, cli::ValuesOf(request));
-  std::set<std::string> out;
+  std::vector<std::string> keys;
   for (const cli::TemplateRun::Item* item : run.items()) {
-    if (!item->m_enabled) out.emplace(str::view::FirstWord(item->m_param.m_key.Str()));
+    const std::string key = item->m_param.m_key.Str();
+    const bool goes = !item->m_enabled && !run.config().StartsSection(key);
+    if (goes && !run.config().EndedSection(key)) keys.push_back(key);
   }
-  return std::any_of(run.items().begin(), run.items().end(),
-                     [&](const cli::TemplateRun::Item* item) {
-                       const std::string line = item->m_param.m_value.Str();
-                       return item->m_enabled && !run.config().EndedSection(line) &&
-                              out.count(std::string(str::view::FirstWord(line))) != 0;
-                     });
+  return std::any_of(
+      run.items().begin(), run.items().end(), [&](const cli::TemplateRun::Item* item) {
+        return item->m_enabled && std::any_of(keys.begin(), keys.end(), [&](const auto& key) {
+                 return str::StartsWith(item->m_param.m_value.Str(), key);
+               });
+      });
 }
 
 // A second application is not refused, and changes nothing.
