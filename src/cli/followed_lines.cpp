@@ -53,7 +53,7 @@ void FollowedLines::RemovingEmptyBlock(const std::string& section) {
 }
 
 void FollowedLines::Found(const LineIterator& line) {
-  m_found.push_back({m_item, *line});
+  m_found.push_back({m_item, *line, &*line});
 }
 
 void FollowedLines::Added(const LineIterator& line) {

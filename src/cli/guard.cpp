@@ -14,25 +14,9 @@
 
 namespace cli {
 
-std::string At(const std::string& file, std::size_t line) {
-  return file + ":" + std::to_string(line);
-}
-
 std::string TemplatePlace(const Request& request, const TemplateRun::Item& item) {
   return At(item.m_place.file ? *item.m_place.file : request.template_file, item.m_place.line);
 }
-
-const std::vector<FindingKind> kRefusals = {
-    {"lost-lines", "lines go that no line of the template names"},
-    {"other-directive", "a line of another directive, or with more on it, is changed"},
-    {"unbalanced", "braces or tags no longer fit together"},
-    {"duplicate-identity", "two blocks come to have the same identity"},
-    {"unmatched-section", "a block of the template is nowhere, and is not new"},
-    {"odd-line", "a brace stands where the library does not see it"},
-    {"not-applied", "a line of the template had no effect"},
-    {"mixed-options", "Options words with and without a sign on one line"},
-    {"template", "the template's own blocks do not fit together"},
-};
 
 namespace {
 
@@ -40,13 +24,6 @@ using Item = TemplateRun::Item;
 
 constexpr std::size_t kMostLevels = 1000;
 constexpr std::size_t kMostShown = 5;
-
-std::string Quoted(std::string_view text) {
-  constexpr std::size_t kMost = 100;
-  const std::string_view trimmed = str::view::Trim(text);
-  const bool cut = trimmed.size() > kMost;
-  return "'" + std::string(trimmed.substr(0, kMost)) + (cut ? "...'" : "'");
-}
 
 // The levels of `path` for people.
 std::string Shown(std::string path) {
@@ -403,17 +380,6 @@ class EditCheck {
                           " has words with and without a sign, which httpd refuses. Write all of "
                           "them in one way in " +
                           Template(ItemOf(line)));
-  }
-
-  static bool HasMixedOptions(std::string_view line) {
-    bool with_sign = false;
-    bool without = false;
-    std::string_view rest = str::view::Trim(line).substr(str::view::FirstWord(line).size());
-    for (std::string_view word; !(word = str::view::FirstWord(rest)).empty();
-         rest = str::view::Trim(rest).substr(word.size())) {
-      (word.front() == '+' || word.front() == '-' ? with_sign : without) = true;
-    }
-    return with_sign && without;
   }
 
   // Lines that were not added because another one only begins like them.
