@@ -89,9 +89,7 @@ class Sayer {
       case Action::kRemoved:
         return BranchOf(item);
       case Action::kNotThere:
-        return item.opens || item.key.empty() ? BranchOf(item)
-                                              : "no line of the block begins with " +
-                                                    Quoted(item.key) + ", and " + BranchOf(item);
+        return NotThere(item) + BranchOf(item);
       case Action::kAlreadyThere:
         return item.taken ? std::string() : BranchOf(item);
       case Action::kMissingValue:
@@ -156,6 +154,14 @@ class Sayer {
 
   std::string BlockOf(const Item& item) const {
     return Quoted(JoinedLevels(m_report.blocks[*item.block].own));
+  }
+
+  // Why nothing has been found that would have to go.
+  std::string NotThere(const Item& item) const {
+    if (item.block && m_report.blocks[*item.block].path.empty())
+      return "its block is not there, and ";
+    if (item.opens || item.key.empty()) return std::string();
+    return "no line of the block begins with " + Quoted(item.key) + ", and ";
   }
 
   // The branch for which a line is not taken.
@@ -250,8 +256,8 @@ class Table {
       if (!edit.text.empty() && edit.text.back() != '\n') ++come;
     }
     const std::string what = m_report.edits.empty() ? std::string("nothing changes")
-                                                    : std::to_string(gone) + " lines go, " +
-                                                          std::to_string(come) + " come";
+                                                    : "lines that go: " + std::to_string(gone) +
+                                                          ", that come: " + std::to_string(come);
     m_text =
         Bold(m_edit.config_name + " (" + m_edit.request.dialect + "): " + what, m_coloured) + '\n';
   }

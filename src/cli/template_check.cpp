@@ -498,10 +498,9 @@ class Checker {
     if (str::view::Trim(std::string_view(text).substr(0, trailing->begin)) != name) return;
     Warn(trailing->begin, "short-key",
          "the line is looked for by " + Quoted(name) +
-             ", with which other directives begin, too: "
-             "where one of them stands first, apply refuses to change it. Name those in the "
-             "template "
-             "before this line, or use a full place {% ... %} with an old value");
+             ", with which other directives begin, too: where one of them stands first, apply "
+             "refuses to change it. Put more of the line before the place, or use a full place "
+             "{% ... %} with an old value");
   }
 
   void CheckListen(const std::string& text, const std::string& plain) {
