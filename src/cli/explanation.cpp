@@ -294,7 +294,7 @@ class Table {
     }
     for (const Row& row : m_rows) {
       if (row[0].empty()) {
-        m_text += '\n' + Bold(row[2], m_coloured) + '\n';
+        m_text += '\n' + Bold(Printable(row[2]), m_coloured) + '\n';
         continue;
       }
       std::string line;
@@ -305,7 +305,7 @@ class Table {
       }
       line += row[2];
       line.erase(line.find_last_not_of(' ') + 1);
-      m_text += line + '\n';
+      m_text += Printable(line) + '\n';
     }
   }
 
@@ -323,7 +323,7 @@ class Table {
     if (findings.empty()) return;
     m_text += '\n' + Bold(heading, m_coloured) + '\n';
     for (const Finding& finding : findings) {
-      m_text += finding.message + " [" + finding.name + "]\n";
+      m_text += Printable(finding.message) + " [" + finding.name + "]\n";
     }
   }
 

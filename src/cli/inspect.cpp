@@ -5,6 +5,7 @@
 #include "cli/command.h"
 #include "cli/diagnostic.h"
 #include "cli/edit_report.h"
+#include "cli/findings.h"
 #include "cli/inspection.h"
 #include "cli/json_text.h"
 #include "cli/request.h"
@@ -46,10 +47,11 @@ std::string Tree(const Inspection& inspection, bool coloured) {
     const std::size_t steps = line.opens || (line.closes && depth > 0) ? depth - 1 : depth;
     const std::string number = std::to_string(line.number);
     tree.append(last.size() - number.size(), ' ') += number + (line.unique ? " * " : "   ");
-    tree.append(2 * steps, ' ') += line.opens ? Bold(line.text, coloured) : line.text;
+    tree.append(2 * steps, ' ') +=
+        line.opens ? Bold(Printable(line.text), coloured) : Printable(line.text);
     if (line.opens) {
       const std::string& level = inspection.blocks[*line.block].level;
-      if (level != line.text) tree += "  = " + level;
+      if (level != line.text) tree += "  = " + Printable(level);
     }
     tree += '\n';
   }

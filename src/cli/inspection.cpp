@@ -152,8 +152,7 @@ class Inspector {
 
   void CheckBlocks() {
     std::map<std::string, std::size_t> first;
-    for (std::size_t i = 0; i < m_result.blocks.size(); ++i) {
-      const Block& block = m_result.blocks[i];
+    for (const Block& block : m_result.blocks) {
       const auto [known, is_first] = first.emplace(block.path, block.opening);
       if (!is_first) {
         Warn("duplicate-identity", block.opening, "",

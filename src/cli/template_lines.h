@@ -12,7 +12,7 @@ namespace cli {
 
 enum class StatementKind { kNone, kEndif, kElse, kElif, kIf, kImport };
 
-// One line. Refers to nothing.
+// One line.
 struct TemplateLine {
   std::string file;
   std::size_t number = 0;

@@ -310,6 +310,11 @@ TEST_F(ExplainProgram, ReadsStandardInputAndGuesses) {
   EXPECT_EQ(outcome.exit_code, 0);
 }
 
+TEST_F(ExplainProgram, KeepsTheTerminalAsItIs) {
+  m_sandbox.Write("site.template", "server {\nserver_name a.example;\n# \x1b[2J\n}\n\x1b[2J\n");
+  EXPECT_EQ(Explain({"site.conf"}).out.find('\x1b'), std::string::npos);
+}
+
 TEST_F(ExplainProgram, ColoursAndIgnores) {
   const Words words = {"--unset", "name", "--color", "always", "site.conf"};
   EXPECT_THAT(Explain(words).out, HasSubstr("\x1b[1m"));

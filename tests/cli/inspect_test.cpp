@@ -32,6 +32,11 @@ TEST_F(Inspect, ShowsTheBlocksByTheirIdentity) {
              "9   }\n");
 }
 
+TEST_F(Inspect, KeepsTheTerminalAsItIs) {
+  m_sandbox.Write("site.conf", "server {\nserver_name \x1b[2J;\n}\n");
+  EXPECT_EQ(Run({"inspect", "site.conf"}).out.find('\x1b'), std::string::npos);
+}
+
 TEST_F(Inspect, WritesJson) {
   m_sandbox.Write("site.conf", "http {\nserver {\nserver_name a;\n}\ngzip on;\n}\n");
   const Outcome outcome = Run({"inspect", "--json", "--dialect", "nginx", "site.conf"});
