@@ -1,5 +1,6 @@
 #include "cli/template_lines.h"
 
+#include <algorithm>
 #include <set>
 #include <utility>
 
@@ -31,22 +32,46 @@ std::string StatementIn(std::string_view line) {
 
 class Reader {
  public:
-  explicit Reader(std::vector<Diagnostic>& diagnostics) : m_diagnostics(diagnostics) {}
+  Reader(const std::string& text, const std::string& file, std::vector<Diagnostic>& diagnostics)
+      : m_diagnostics(diagnostics) {
+    m_unread.push_back({text, file, 0, 0});
+  }
 
-  void Read(std::string_view text, const std::string& file) {
-    for (std::size_t number = 1; !text.empty(); ++number) {
-      TemplateLine line{file, number, std::string(str::view::GetWord(text, '\n')),
-                        StatementKind::kNone, std::string()};
-      line.statement = StatementIn(line.text);
-      line.kind = KindOf(line.statement);
+  std::vector<TemplateLine> Read() {
+    while (!m_unread.empty()) {
+      Text& text = m_unread.back();
+      if (text.next == text.text.size()) {
+        m_unread.pop_back();
+        continue;
+      }
+      const TemplateLine line = NextLine(text);
       m_lines.push_back(line);
       if (line.kind == StatementKind::kImport) Import(line);
     }
+    return std::move(m_lines);
   }
 
-  std::vector<TemplateLine> Take() { return std::move(m_lines); }
-
  private:
+  // A text that has been read up to `next`.
+  struct Text {
+    std::string text;
+    std::string file;
+    std::size_t next = 0;
+    std::size_t number = 0;  // of the line read last
+  };
+
+  static TemplateLine NextLine(Text& text) {
+    const std::size_t end = std::min(text.text.find('\n', text.next), text.text.size());
+    TemplateLine line;
+    line.file = text.file;
+    line.number = ++text.number;
+    line.text = text.text.substr(text.next, end - text.next);
+    line.statement = StatementIn(line.text);
+    line.kind = KindOf(line.statement);
+    text.next = std::min(end + 1, text.text.size());
+    return line;
+  }
+
   void Import(const TemplateLine& line) {
     std::string name = line.statement;
     str::GetWord(name);  // the keyword
@@ -63,7 +88,7 @@ class Reader {
                " is imported a second time, which makes the template fail. Import each "
                "file once, before all lines that need it");
     } else {
-      Read(ReadFile(path), path);
+      m_unread.push_back({ReadFile(path), path, 0, 0});
     }
   }
 
@@ -73,6 +98,7 @@ class Reader {
   }
 
   std::vector<Diagnostic>& m_diagnostics;
+  std::vector<Text> m_unread;  // the innermost import last
   std::vector<TemplateLine> m_lines;
   std::set<std::string> m_imported;
 };
@@ -81,9 +107,7 @@ class Reader {
 
 std::vector<TemplateLine> ReadTemplateLines(const std::string& text, const std::string& file,
                                             std::vector<Diagnostic>& diagnostics) {
-  Reader reader(diagnostics);
-  reader.Read(text, file);
-  return reader.Take();
+  return Reader(text, file, diagnostics).Read();
 }
 
 }  // namespace cli
