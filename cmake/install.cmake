@@ -48,8 +48,9 @@ function(qeltemplate_install_file file directory)
   install(FILES ${PROJECT_SOURCE_DIR}/${file} DESTINATION ${directory} ${rename} COMPONENT program)
 endfunction()
 
-foreach(page IN ITEMS qeltemplate.1 qeltemplate-apply.1 qeltemplate-prototype.1)
-  qeltemplate_install_file(man/${page} ${CMAKE_INSTALL_MANDIR}/man1)
+foreach(page IN ITEMS qeltemplate qeltemplate-apply qeltemplate-explain qeltemplate-inspect qeltemplate-lint
+                      qeltemplate-prototype)
+  qeltemplate_install_file(man/${page}.1 ${CMAKE_INSTALL_MANDIR}/man1)
 endforeach()
 set(data ${CMAKE_INSTALL_DATADIR})
 set(QELTEMPLATE_ZSH_DIR ${data}/zsh/site-functions CACHE STRING "Where zsh looks for completions")

@@ -3,7 +3,7 @@
 _qeltemplate_command() {
   local word
   for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
-    case $word in apply | prototype) echo "$word"; return ;; esac
+    case $word in apply | prototype | explain | inspect | lint) echo "$word"; return ;; esac
   done
 }
 
@@ -44,13 +44,13 @@ _qeltemplate() {
       COMPREPLY=($(compgen -W $'ambiguous\nduplicate-identity\nlost-lines\nmixed-options\nnot-applied\nodd-line\nother-directive\ntemplate\nunbalanced\nunmatched-section' -- "$current"))
       return
       ;;
-    --set | --old | --unset | --raw | --reload | --jobs)
+    --set | --old | --unset | --raw | --reload | --jobs | --ignore)
       return
       ;;
   esac
 
   if [[ -z $command ]]; then
-    COMPREPLY=($(compgen -W $'apply\nprototype\n--help\n--version' -- "$current"))
+    COMPREPLY=($(compgen -W $'apply\nprototype\nexplain\ninspect\nlint\n--help\n--version' -- "$current"))
     return
   fi
   if [[ $current != -* ]]; then
@@ -58,11 +58,22 @@ _qeltemplate() {
     COMPREPLY=($(compgen -f -- "$current"))
     return
   fi
-  options=$'--help\n--dialect\n--template\n--import-root\n--set\n--old\n--unset\n--values'
-  if [[ $command == apply ]]; then
-    options+=$'\n--diff\n--color\n--in-place\n--output\n--dry-run\n--check\n--reload\n--exit-code'
-    options+=$'\n--jobs\n--force\n--raw\n--no-create\n--only-create'
-  fi
+  local request=$'\n--template\n--import-root'
+  local values=$'\n--set\n--old\n--unset\n--values'
+  local guards=$'\n--force\n--raw\n--no-create\n--only-create'
+  local output=$'\n--json\n--color\n--ignore'
+  options=$'--help\n--dialect'
+  case $command in
+    apply)
+      options+=$request$values$guards
+      options+=$'\n--diff\n--color\n--in-place\n--output\n--dry-run\n--check\n--reload'
+      options+=$'\n--exit-code\n--jobs'
+      ;;
+    prototype) options+=$request$values ;;
+    explain) options+=$request$values$guards$output ;;
+    inspect) options+=$output ;;
+    lint) options+=$values$output ;;
+  esac
   COMPREPLY=($(compgen -W "$options" -- "$current"))
 }
 

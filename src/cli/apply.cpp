@@ -11,6 +11,7 @@
 #include "cli/diff.h"
 #include "cli/edit.h"
 #include "cli/file_update.h"
+#include "cli/guard_options.h"
 #include "cli/parallel.h"
 #include "cli/request.h"
 #include "cli/terminal.h"
@@ -41,18 +42,9 @@ Examples:
       --in-place=.orig --check --reload 'systemctl reload nginx' \
       /etc/nginx/sites-available/*)";
 
-// The reasons for which an edit is refused, for the footer.
-std::string RefusalHelp() {
-  std::string text = "Reasons for which an edit is refused:\n";
-  for (const FindingKind& kind : kRefusals) {
-    text += "  " + std::string(kind.name) + ": " + kind.what + "\n";
-  }
-  return text;
-}
-
 constexpr char kNothingWritten[] = "nothing is written: all files or none";
 
-struct ApplyOptions : RequestOptions {
+struct ApplyOptions : RequestOptions, GuardOptions {
   std::vector<std::string> configs;  // none: standard input
   bool diff = false;
   std::string colour = "auto";
@@ -65,29 +57,11 @@ struct ApplyOptions : RequestOptions {
   std::string reload;         // "": none
   bool exit_code = false;
   unsigned jobs = 0;
-  std::set<std::string> forced;
-  std::set<std::string> raw;
-  bool no_create = false;
-  bool only_create = false;
 
   bool WritesFiles() const { return (in_place || !output.empty()) && !dry_run; }
 };
 
 // --- The command line ---
-
-std::string CheckColour(const std::string& when) {
-  if (when == "auto" || when == "always" || when == "never") return std::string();
-  return "'" + when + "' is none of auto, always, never";
-}
-
-std::string CheckRefusalName(const std::string& name) {
-  const auto is_it = [&](const FindingKind& kind) { return kind.name == name; };
-  if (std::any_of(kRefusals.begin(), kRefusals.end(), is_it)) return std::string();
-  std::string names;
-  for (const FindingKind& kind : kRefusals)
-    names += (names.empty() ? "" : ", ") + std::string(kind.name);
-  return "'" + name + "' is no reason for a refusal; known are: " + names;
-}
 
 std::string CheckSuffix(const std::string& suffix) {
   if (suffix.find('/') == std::string::npos) return std::string();
@@ -117,7 +91,7 @@ void Exclude(bool one, bool other, const char* option, const char* other_option)
 void Check(const ApplyOptions& options) {
   CheckRequestOptions(options);
   Exclude(options.in_place, !options.output.empty(), "--in-place", "--output");
-  Exclude(options.no_create, options.only_create, "--no-create", "--only-create");
+  CheckGuardOptions(options);
   if (options.configs.size() > 1) {
     if (!options.output.empty()) throw CLI::ValidationError("--output", "takes one CONFIG only");
     if (!options.diff && !options.in_place && !options.dry_run) {
@@ -139,11 +113,7 @@ void Check(const ApplyOptions& options) {
 
 void AddOutputOptions(CLI::App& command, ApplyOptions& options) {
   command.add_flag("--diff", options.diff, "Write a unified diff instead of the edited text");
-  command
-      .add_option("--color", options.colour,
-                  "Colour the diff: auto (on a terminal), always or never")
-      ->check(CheckColour)
-      ->type_name("WHEN");
+  AddColourOption(command, options.colour, "the diff");
   AddOptionalValue(command, "--in-place", "SUFFIX", options.backup_suffix,
                    "Replace CONFIG; with SUFFIX, keep the old one as CONFIG+SUFFIX")
       ->check(CheckSuffix);
@@ -158,15 +128,6 @@ void AddOutputOptions(CLI::App& command, ApplyOptions& options) {
   command.add_flag("--exit-code", options.exit_code, "Exit with 1 when something changed");
   command.add_option("--jobs", options.jobs, "Edit N files at a time; 0: one for each processor")
       ->type_name("N");
-}
-
-void AddGuardOptions(CLI::App& command, ApplyOptions& options) {
-  AddNames(command, "--force", options.forced, "Make an edit that is refused for REASON")
-      ->check(CheckRefusalName)
-      ->type_name("REASON");
-  AddNames(command, "--raw", options.raw, "Put the value NAME in whatever it holds");
-  command.add_flag("--no-create", options.no_create, "Make no block that is not there");
-  command.add_flag("--only-create", options.only_create, "Only make blocks that are not there");
 }
 
 // --- One file ---
@@ -212,10 +173,7 @@ class Run {
  private:
   static Request MakeRequest(const ApplyOptions& options) {
     Request request = LoadRequest(options);
-    request.forced = options.forced;
-    request.raw = options.raw;
-    if (options.no_create) request.create = Create::kNever;
-    if (options.only_create) request.create = Create::kOnly;
+    SetGuards(options, request);
     return request;
   }
 
@@ -390,8 +348,8 @@ Command AddApply(CLI::App& program) {
   AddRequestOptions(*command, *options);
   AddOutputOptions(*command, *options);
   AddGuardOptions(*command, *options);
-  AddConfigs(*command, options->configs,
-             "The configurations; standard input when it is \"-\" or left out");
+  AddFiles(*command, "CONFIG", options->configs,
+           "The configurations; standard input when it is \"-\" or left out");
   command->footer(std::string(kValuesHelp) + kFooter + "\n\n" + RefusalHelp() + "\n" + kExitHelp);
   command->callback([command, options] {
     options->in_place = command->count("--in-place") > 0;

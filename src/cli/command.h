@@ -25,5 +25,8 @@ struct Command {
 // Each adds its subcommand to `program`.
 Command AddApply(CLI::App& program);
 Command AddPrototype(CLI::App& program);
+Command AddExplain(CLI::App& program);
+Command AddInspect(CLI::App& program);
+Command AddLint(CLI::App& program);
 
 }  // namespace cli

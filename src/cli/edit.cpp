@@ -33,9 +33,12 @@ namespace {
 // there under the names by which the template's lines are then applied to them.
 class Editor {
  public:
-  Editor(const Request& request, const std::string& text, const std::string& name)
+  // When a `report` is given, it is filled in, and nothing is refused.
+  Editor(const Request& request, const std::string& text, const std::string& name,
+         EditReport* report)
       : m_request(request),
         m_name(name),
+        m_report(report),
         m_syntax(SyntaxOf(request.dialect)),
         m_source(text),
         m_template(EmptyConfig(), request, ValuesOf(request)),
@@ -74,7 +77,7 @@ class Editor {
   }
 
   void RefuseIfFound() const {
-    if (m_findings.refusals.empty()) return;
+    if (m_findings.refusals.empty() || m_report != nullptr) return;
     std::string message = "not edited:";
     for (const Finding& finding : m_findings.refusals) {
       message += "\n  " + finding.message + " [" + finding.name + "]";
@@ -425,11 +428,26 @@ class Editor {
     if (any_new) IndentNew(edited);
     Edited result;
     result.text = Written(m_source, edited);
-    CheckEdit(
-        {m_request, m_name, m_source, m_shown, *m_run, m_blocks, m_block_of, lines, *m_followed},
-        m_findings);
+    const MadeEdit made{m_request, m_name,     m_source, m_shown,    *m_run,
+                        m_blocks,  m_block_of, lines,    *m_followed};
+    CheckEdit(made, m_findings);
     RefuseIfFound();
+    if (m_report != nullptr) {
+      *m_report = ReportEdit({made, m_template, m_created, m_renamed, m_back, edited});
+      m_report->refusals = WithoutRepeats(m_findings.refusals);
+      m_report->warnings = m_findings.warnings;
+    }
     result.warnings = std::move(m_findings.warnings);
+    return result;
+  }
+
+  // A step that is not refused may be followed by one that is for the same reason.
+  static std::vector<Finding> WithoutRepeats(const std::vector<Finding>& findings) {
+    std::vector<Finding> result;
+    std::set<std::string> seen;
+    for (const Finding& finding : findings) {
+      if (seen.insert(finding.message + finding.name).second) result.push_back(finding);
+    }
     return result;
   }
 
@@ -446,6 +464,7 @@ class Editor {
 
   void PutBack(FollowedLines::Line& line) {
     line.text = &m_put_back.emplace_back(m_shown.Text(m_source, *line.before));
+    m_back.push_back(*line.before);
     line.item.reset();
   }
 
@@ -563,6 +582,7 @@ class Editor {
 
   const Request& m_request;
   const std::string& m_name;
+  EditReport* const m_report;
   const Syntax m_syntax;
   const SourceText m_source;
   const TemplateRun m_template;      // without a configuration
@@ -578,6 +598,7 @@ class Editor {
   std::vector<bool> m_created;  // of the blocks
   std::vector<bool> m_renamed;
   std::vector<std::optional<std::size_t>> m_block_of;  // of the items, when they are applied
+  std::vector<std::size_t> m_back;                     // the positions of lines that were put back
   Findings m_findings;
 };
 
@@ -585,7 +606,14 @@ class Editor {
 
 Edited Edit(const Request& request, const std::string& config_text,
             const std::string& config_name) {
-  return Editor(request, config_text, config_name).Run();
+  return Editor(request, config_text, config_name, nullptr).Run();
+}
+
+Explained Explain(const Request& request, const std::string& config_text,
+                  const std::string& config_name) {
+  Explained explained;
+  explained.edited = Editor(request, config_text, config_name, &explained.report).Run();
+  return explained;
 }
 
 }  // namespace cli

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/edit_report.h"
 #include "cli/findings.h"
 #include "cli/request.h"
 
@@ -26,5 +27,15 @@ struct Edited {
 // kRefusals; Request::forced switches single ones off, Request::raw those about a value), Failure
 // when a file that the template imports cannot be had.
 Edited Edit(const Request& request, const std::string& config_text, const std::string& config_name);
+
+// The same edit, and what became of each line of the template. What Edit would throw as a Refusal
+// stands in the report's refusals instead, and the report is of the edit that would be made all the
+// same. Throws Refusal for a configuration that is nested too deep, and Failure.
+struct Explained {
+  Edited edited;
+  EditReport report;
+};
+Explained Explain(const Request& request, const std::string& config_text,
+                  const std::string& config_name);
 
 }  // namespace cli

@@ -15,6 +15,7 @@ enum ExitCode : int {
   kFailed = 3,           // Failure, or any other exception but those of the command line
   kRefused = 4,          // Refusal: an edit that would do harm
   kRefusedByServer = 5,  // ServerRefusal: the server does not take the result
+  kFindings = 6,         // lint and inspect: there is something to look at
 };
 
 // A right command line that cannot be carried out. what() is the message behind the program's name,

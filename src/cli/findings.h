@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace cli {
@@ -22,11 +23,24 @@ struct Findings {
 // A place in a file, for messages: "site.conf:12".
 std::string At(const std::string& file, std::size_t line);
 
+// `text` without what would move the cursor of a terminal.
+std::string Printable(std::string_view text);
+
+// `text` in quotes for a message, cut when it is long.
+std::string Quoted(std::string_view text);
+
 // The names by which refusals can be switched off, with what each is about, for help texts.
 struct FindingKind {
   const char* name;
   const char* what;
 };
 extern const std::vector<FindingKind> kRefusals;
+
+// The same for what is only said, and can be ignored.
+extern const std::vector<FindingKind> kWarnings;
+
+// Whether one of `kinds` has this name, and all their names for a message.
+bool IsNamed(const std::vector<FindingKind>& kinds, const std::string& name);
+std::string KnownNames(const std::vector<FindingKind>& kinds);
 
 }  // namespace cli

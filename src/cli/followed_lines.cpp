@@ -47,7 +47,7 @@ void FollowedLines::ItemBegins(std::size_t item, const std::string& /*section*/)
 void FollowedLines::Found(const LineIterator& line) {
   const auto changed = m_changed.find(&*line);
   if (changed != m_changed.end() && changed->second == m_item) return;
-  m_found.push_back({m_item, *line});
+  m_found.push_back({m_item, *line, &*line});
 }
 
 void FollowedLines::Added(const LineIterator& line) {

@@ -32,6 +32,7 @@ class FollowedLines : public tov_template::EditObserver {
   struct FoundLine {
     std::size_t item;
     std::string text;
+    const std::string* line;  // its address then
   };
 
   // `lines` before a view reads them.

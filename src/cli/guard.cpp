@@ -15,26 +15,9 @@
 
 namespace cli {
 
-std::string At(const std::string& file, std::size_t line) {
-  return file + ":" + std::to_string(line);
-}
-
 std::string TemplatePlace(const Request& request, const TemplateRun::Item& item) {
   return At(item.m_place.file ? *item.m_place.file : request.template_file, item.m_place.line);
 }
-
-const std::vector<FindingKind> kRefusals = {
-    {"lost-lines", "lines go that no line of the template names"},
-    {"other-directive", "a line of another directive, or with more on it, is changed"},
-    {"unbalanced", "braces or tags no longer fit together"},
-    {"duplicate-identity", "two blocks come to have the same identity"},
-    {"unmatched-section", "a block of the template is nowhere, and is not new"},
-    {"ambiguous", "a block of the template is there several times"},
-    {"odd-line", "a brace stands where the library does not see it"},
-    {"not-applied", "a line of the template had no effect"},
-    {"mixed-options", "Options words that httpd does not take together"},
-    {"template", "the template's own blocks do not fit together"},
-};
 
 namespace {
 
@@ -43,13 +26,6 @@ using Item = TemplateRun::Item;
 constexpr std::size_t kMostLevels = 1000;
 constexpr std::size_t kMostShown = 5;
 constexpr std::size_t kLongLine = 4096;  // of Apache; longer ones are written as several
-
-std::string Quoted(std::string_view text) {
-  constexpr std::size_t kMost = 100;
-  const std::string_view trimmed = str::view::Trim(text);
-  const bool cut = trimmed.size() > kMost;
-  return "'" + std::string(trimmed.substr(0, kMost)) + (cut ? "...'" : "'");
-}
 
 // The levels of `path` for people.
 std::string Shown(std::string path) {
@@ -525,17 +501,6 @@ class EditCheck {
       words.emplace(word);
     }
     return words;
-  }
-
-  static bool HasMixedOptions(std::string_view line) {
-    bool with_sign = false;
-    bool without = false;
-    std::string_view rest = str::view::Trim(line).substr(str::view::FirstWord(line).size());
-    for (std::string_view word; !(word = str::view::FirstWord(rest)).empty();
-         rest = str::view::Trim(rest).substr(word.size())) {
-      (word.front() == '+' || word.front() == '-' ? with_sign : without) = true;
-    }
-    return with_sign && without;
   }
 
   // Lines that were not added because another one only begins like them.

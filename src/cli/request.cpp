@@ -52,6 +52,11 @@ std::string CheckName(const std::string& name) {
   return name.empty() ? "the name is empty" : std::string();
 }
 
+std::string CheckColour(const std::string& when) {
+  if (when == "auto" || when == "always" || when == "never") return std::string();
+  return "'" + when + "' is none of auto, always, never";
+}
+
 // Takes the words as they are: bound to a container, an option would swallow the words that follow
 // it and give "{}" and "[...]" a meaning of their own.
 CLI::Option* AddWords(CLI::App& command, const std::string& option,
@@ -92,17 +97,6 @@ void AddAssignmentOption(CLI::App& command, const AssignmentOption& option,
   AddWords(command, option.name, store, option.description)->type_name(option.form);
 }
 
-Values CollectValues(const RequestOptions& options) {
-  Values values;
-  for (const std::string& file : options.values_files) {
-    values = ReadValuesFile(file, std::move(values));
-  }
-  for (const auto& [name, text] : options.old_values) values[name].old_value = text;
-  for (const auto& [name, text] : options.new_values) values[name].new_value = text;
-  for (const std::string& name : options.unset) values[name].new_value = tov_template::NullValue();
-  return values;
-}
-
 std::string FileOf(const tov_err::Error& error, const std::string& otherwise) {
   for (const tov_err::Error::Param& param : error.params()) {
     if (param.name == "filename") return param.value;
@@ -121,6 +115,17 @@ void SetTemplate(tov_template::ParserTemplate& parser, const std::string& text,
 
 }  // namespace
 
+Values CollectValues(const RequestOptions& options) {
+  Values values;
+  for (const std::string& file : options.values_files) {
+    values = ReadValuesFile(file, std::move(values));
+  }
+  for (const auto& [name, text] : options.old_values) values[name].old_value = text;
+  for (const auto& [name, text] : options.new_values) values[name].new_value = text;
+  for (const std::string& name : options.unset) values[name].new_value = tov_template::NullValue();
+  return values;
+}
+
 Failure TemplateFailure(const tov_err::Error& error, const std::string& template_file) {
   const std::string file = FileOf(error, template_file);
   if (error.object() == "circular_import") {
@@ -138,11 +143,11 @@ CLI::Option* AddFileOption(CLI::App& command, const std::string& option, std::st
   return command.add_option(option, file, description)->check(CheckFileName)->type_name("FILE");
 }
 
-void AddConfigs(CLI::App& command, std::vector<std::string>& files,
-                const std::string& description) {
+CLI::Option* AddFiles(CLI::App& command, const std::string& name, std::vector<std::string>& files,
+                      const std::string& description) {
   const auto store = [&files](const std::string& word) { files.push_back(word); };
   constexpr int kAny = CLI::detail::expected_max_vector_size;
-  AddWords(command, "CONFIG", store, description)
+  return AddWords(command, name, store, description)
       ->expected(kAny, kAny)  // one that expects fewer would take "[a,b]" for two
       ->check(CheckFileName)
       ->type_name("FILE");
@@ -154,16 +159,21 @@ CLI::Option* AddNames(CLI::App& command, const std::string& option, std::set<std
   return AddWords(command, option, store, description)->check(CheckName)->type_name("NAME");
 }
 
-void AddRequestOptions(CLI::App& command, RequestOptions& options) {
+void AddDialectOption(CLI::App& command, std::string& dialect, const std::string& what) {
   command
-      .add_option("--dialect", options.dialect,
-                  "Language of CONFIG: " + KnownDialects() + "; guessed when left out")
+      .add_option("--dialect", dialect,
+                  "Language of " + what + ": " + KnownDialects() + "; guessed when left out")
       ->check(CheckDialect)
       ->type_name("NAME");
-  AddFileOption(command, "--template", options.template_file, "The template")->required();
-  AddFileOption(command, "--import-root", options.import_root,
-                "Refuse a template that imports a file from outside this directory")
-      ->type_name("DIR");
+}
+
+void AddColourOption(CLI::App& command, std::string& when, const std::string& what) {
+  command.add_option("--color", when, "Colour " + what + ": auto (on a terminal), always or never")
+      ->check(CheckColour)
+      ->type_name("WHEN");
+}
+
+void AddValueOptions(CLI::App& command, RequestOptions& options) {
   AddAssignmentOption(
       command, {"--set", "NAME=NEW", "A value of the template as it is to be; wins over --values"},
       options.new_values);
@@ -176,6 +186,15 @@ void AddRequestOptions(CLI::App& command, RequestOptions& options) {
            "JSON or YAML file of values (see below); \"-\": standard input")
       ->check(CheckFileName)
       ->type_name("FILE");
+}
+
+void AddRequestOptions(CLI::App& command, RequestOptions& options) {
+  AddDialectOption(command, options.dialect, "CONFIG");
+  AddFileOption(command, "--template", options.template_file, "The template")->required();
+  AddFileOption(command, "--import-root", options.import_root,
+                "Refuse a template that imports a file from outside this directory")
+      ->type_name("DIR");
+  AddValueOptions(command, options);
 }
 
 // "{}" makes the empty text the value of a flag that has none.

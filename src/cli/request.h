@@ -57,18 +57,30 @@ with a brace); null, or a side left out, is no value.
 // For the footer of a command's help.
 inline constexpr char kExitHelp[] =
     R"(Exit status: 0 done, 1 something changed (with --exit-code only), 2 wrong usage,
-3 failed, 4 the edit is refused, 5 the server refuses the result.)";
+3 failed, 4 the edit is refused, 5 the server refuses the result, 6 lint or
+inspect has found something.)";
 
 // Adds `option`, which takes one file's name, to `command`.
 CLI::Option* AddFileOption(CLI::App& command, const std::string& option, std::string& file,
                            const std::string& description);
 
-// Adds the positional CONFIG, any number of them, to `command`.
-void AddConfigs(CLI::App& command, std::vector<std::string>& files, const std::string& description);
+// Adds the positional `name`, any number of files, to `command`.
+CLI::Option* AddFiles(CLI::App& command, const std::string& name, std::vector<std::string>& files,
+                      const std::string& description);
 
 // Adds `option`, which takes a name and may be given several times, to `command`.
 CLI::Option* AddNames(CLI::App& command, const std::string& option, std::set<std::string>& names,
                       const std::string& description);
+
+// Adds --dialect, for the language of `what`.
+void AddDialectOption(CLI::App& command, std::string& dialect, const std::string& what);
+
+// Adds the options that give values: --set, --old, --unset and --values. Of `options`, which must
+// live until the command line is parsed, only those are filled.
+void AddValueOptions(CLI::App& command, RequestOptions& options);
+
+// Adds --color; `what` it colours.
+void AddColourOption(CLI::App& command, std::string& when, const std::string& what);
 
 // Adds the options of a request to `command`. Parsing a command line fills `options`, which must
 // live until then.
@@ -89,6 +101,9 @@ void RefuseValuesOnStandardInput(const RequestOptions& options);
 // when that names none. Throws Failure when a file cannot be had or an import leads out of the
 // import root.
 Request LoadRequest(const RequestOptions& options);
+
+// The values that `options` give. Throws Failure when a file cannot be had.
+Values CollectValues(const RequestOptions& options);
 
 // What to say when the library could not take the template `template_file`.
 Failure TemplateFailure(const tov_err::Error& error, const std::string& template_file);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <utility>
 
 #include "cli/text.h"
 #include "template/framework/str.h"
@@ -30,33 +31,124 @@ SourceText::SourceText(std::string_view text) {
   m_trailing_blanks = text.substr(blanks_begin);
 }
 
-std::string Written(const SourceText& source, const std::vector<EditedLine>& lines) {
+namespace {
+
+// Hands the lines of the edited text and the runs of blank lines that stay to `sink`, in their
+// order.
+template <class Sink>
+void Write(const SourceText& source, const std::vector<EditedLine>& lines, Sink& sink) {
   const std::vector<SourceText::Line>& originals = source.lines();
   std::vector<bool> kept(originals.size());
   for (const EditedLine& line : lines) {
     if (line.original) kept[*line.original] = true;
   }
-  std::string text;
   std::size_t next = 0;  // the first original that has not had its turn
   const auto write_blanks_up_to = [&](std::size_t end) {
     for (; next < end; ++next) {
-      if (kept[next] || next == 0 || kept[next - 1]) text += originals[next].blanks;
+      if (kept[next] || next == 0 || kept[next - 1]) sink.BlanksBefore(next);
     }
   };
-  for (const EditedLine& line : lines) {
-    if (line.original) write_blanks_up_to(*line.original + 1);
-    text += line.text;
-    const std::string_view end = line.original ? originals[*line.original].end : std::string_view();
-    text += end.empty() ? source.NewEnd() : end;
+  const bool ends = source.EndsWithLineEnd() || !source.TrailingBlanks().empty();
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    const std::optional<std::size_t>& original = lines[i].original;
+    if (original) write_blanks_up_to(*original + 1);
+    std::string_view end = original ? originals[*original].end : std::string_view();
+    if (end.empty()) end = source.NewEnd();
+    if (!ends && i + 1 == lines.size()) end = std::string_view();
+    sink.Line(i, end);
   }
   write_blanks_up_to(originals.size());
-  text += source.TrailingBlanks();
-  const bool ends = source.EndsWithLineEnd() || !source.TrailingBlanks().empty();
-  if (!ends && !text.empty()) {
-    text.pop_back();
-    if (!text.empty() && text.back() == '\r') text.pop_back();
+  sink.TrailingBlanks();
+}
+
+class TextSink {
+ public:
+  TextSink(const SourceText& source, const std::vector<EditedLine>& lines)
+      : m_source(source), m_lines(lines) {}
+
+  void BlanksBefore(std::size_t original) { m_text += m_source.lines()[original].blanks; }
+  void Line(std::size_t line, std::string_view end) { (m_text += m_lines[line].text) += end; }
+  void TrailingBlanks() { m_text += m_source.TrailingBlanks(); }
+
+  std::string Take() { return std::move(m_text); }
+
+ private:
+  const SourceText& m_source;
+  const std::vector<EditedLine>& m_lines;
+  std::string m_text;
+};
+
+// What lies between the lines that stay.
+class EditSink {
+ public:
+  EditSink(const SourceText& source, const std::vector<EditedLine>& lines)
+      : m_source(source), m_lines(lines) {}
+
+  void BlanksBefore(std::size_t original) {
+    const std::size_t before = original == 0 ? 0 : m_source.lines()[original - 1].number;
+    Keep(before + 1, m_source.lines()[original].number - 1);
   }
-  return text;
+
+  void Line(std::size_t line, std::string_view end) {
+    if (m_lines[line].original) {
+      const SourceText::Line& original = m_source.lines()[*m_lines[line].original];
+      if (original.text == m_lines[line].text && original.end == end) {
+        Keep(original.number, original.number);
+        return;
+      }
+    }
+    (m_edit.text += m_lines[line].text) += end;
+    m_edit.lines.push_back(line);
+  }
+
+  void TrailingBlanks() {
+    const std::string_view blanks = m_source.TrailingBlanks();
+    const std::size_t last = m_source.lines().empty() ? 0 : m_source.lines().back().number;
+    auto count = static_cast<std::size_t>(std::count(blanks.begin(), blanks.end(), '\n'));
+    if (!blanks.empty() && blanks.back() != '\n') ++count;
+    Keep(last + 1, last + count);
+    Flush(last + count + 1);
+  }
+
+  std::vector<TextEdit> Take() { return std::move(m_edits); }
+
+ private:
+  // The lines from number `first` to `last` stay.
+  void Keep(std::size_t first, std::size_t last) {
+    if (last < first) return;
+    Flush(first);
+    m_edit.line = last + 1;
+  }
+
+  // Whatever stood before the line number `next` and did not stay is gone.
+  void Flush(std::size_t next) {
+    m_edit.count = next - m_edit.line;
+    if (m_edit.count != 0 || !m_edit.text.empty()) m_edits.push_back(std::move(m_edit));
+    m_edit = TextEdit();
+    m_edit.line = next;
+  }
+
+  const SourceText& m_source;
+  const std::vector<EditedLine>& m_lines;
+  std::vector<TextEdit> m_edits;
+  TextEdit m_edit;
+};
+
+template <class Sink>
+auto Collected(const SourceText& source, const std::vector<EditedLine>& lines) {
+  Sink sink(source, lines);
+  Write(source, lines, sink);
+  return sink.Take();
+}
+
+}  // namespace
+
+std::string Written(const SourceText& source, const std::vector<EditedLine>& lines) {
+  return Collected<TextSink>(source, lines);
+}
+
+std::vector<TextEdit> EditsOf(const SourceText& source, const std::vector<EditedLine>& lines) {
+  return Collected<EditSink>(source, lines);
 }
 
 namespace {

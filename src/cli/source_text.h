@@ -52,6 +52,18 @@ struct EditedLine {
 // both are gone, go with them. Line ends and the end of the text are as they were.
 std::string Written(const SourceText& source, const std::vector<EditedLine>& lines);
 
+// Lines of a text that others stand for in the edited text.
+struct TextEdit {
+  std::size_t line = 1;            // the number of the first one, from 1
+  std::size_t count = 0;           // how many; 0: the others come before that one
+  std::string text;                // the others, with their line ends
+  std::vector<std::size_t> lines;  // their positions among the edited lines
+};
+
+// What makes Written's text of the source: from the last to the first, put `text` in the place of
+// `count` lines from number `line` on. They are in the order of the source and do not touch.
+std::vector<TextEdit> EditsOf(const SourceText& source, const std::vector<EditedLine>& lines);
+
 // The indentation of each line of `lines`, whose new ones get that of their neighbours in the
 // block, or where there are none, one step more than the block's opening line. `depth_change` says
 // of a line what it does: 1 opens a block, -1 closes one, 0 neither.

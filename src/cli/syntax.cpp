@@ -4,6 +4,7 @@
 
 #include "cli/text.h"
 #include "template/framework/str.h"
+#include "template/framework/test.h"
 
 namespace cli {
 namespace {
@@ -220,6 +221,34 @@ std::string NormalForm(Syntax syntax, std::string_view line) {
 
 std::string Shape(Syntax syntax, std::string_view line) {
   return syntax == Syntax::kNginx ? NginxShape(line) : ApacheShape(line);
+}
+
+bool HasMixedOptions(std::string_view line) {
+  bool with_sign = false;
+  bool without = false;
+  std::string_view rest = str::view::Trim(line).substr(str::view::FirstWord(line).size());
+  for (std::string_view word; !(word = str::view::FirstWord(rest)).empty();
+       rest = str::view::Trim(rest).substr(word.size())) {
+    (word.front() == '+' || word.front() == '-' ? with_sign : without) = true;
+  }
+  return with_sign && without;
+}
+
+std::string_view UnknownListenAddress(std::string_view line) {
+  std::string_view rest = str::view::Trim(line);
+  if (str::view::GetWord(rest) != "listen") return {};
+  std::string_view word = str::view::FirstWord(rest);
+  word = word.substr(0, word.find(';'));
+  if (word.empty() || str::view::StartsWith(word, "unix:")) return {};
+  const std::size_t colon = word.rfind(':');
+  const std::string port(colon == std::string_view::npos ? word : word.substr(colon + 1));
+  std::string host(colon == std::string_view::npos ? std::string_view() : word.substr(0, colon));
+  if (!host.empty() && host.front() == '[' && host.back() == ']') {
+    host = host.substr(1, host.size() - 2);
+  }
+  const bool understood =
+      test::Numeric(port) && (colon == std::string_view::npos || test::Ip(host));
+  return understood ? std::string_view() : word;
 }
 
 std::optional<std::size_t> FirstUnbalanced(Syntax syntax,

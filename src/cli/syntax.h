@@ -28,6 +28,14 @@ std::string NormalForm(Syntax syntax, std::string_view line);
 // Which directive it is does not matter.
 std::string Shape(Syntax syntax, std::string_view line);
 
+// Whether the words of a line "Options ..." are some with a sign and some without, which httpd
+// refuses.
+bool HasMixedOptions(std::string_view line);
+
+// The word of a line "listen ..." that names an address which the library does not understand;
+// "" when there is none.
+std::string_view UnknownListenAddress(std::string_view line);
+
 // Where the blocks of `lines` do not fit together: the position of the first closing line too many,
 // else of the first opening line without a closing one; nothing when they fit.
 std::optional<std::size_t> FirstUnbalanced(Syntax syntax,

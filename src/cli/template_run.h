@@ -43,6 +43,9 @@ class TemplateRun : private RunValues, public tov_template::Template {
   // In the order of the template.
   const std::vector<Item*>& items() const { return m_items; }
 
+  // The same for the statements.
+  const std::vector<StatementRecord>& statements() const { return m_statements; }
+
   // Whether the configuration has a block with the path `section`.
   bool HasBlock(const std::string& section) const;
 

@@ -1046,9 +1046,15 @@ void Template::SetTemplate(const std::string& text) {
   Source source(text);
   LOG_DEBUG("%s", "Create tapestack");
   m_actions.clear();
+  m_statements.clear();
   BoolStackTape tape;
   for (std::string line; source.Next(line);) {
-    switch (StatementOf(line)) {
+    const Statement statement = StatementOf(line);
+    if (statement != Statement::kNone) {
+      m_statements.push_back(
+          {Parse(line).m_value.Str(), true, source.GetPlace(), m_actions.size()});
+    }
+    switch (statement) {
       case Statement::kEndif:
         tape.Close();
         break;
@@ -1056,13 +1062,13 @@ void Template::SetTemplate(const std::string& text) {
         ReadElse(line, tape);
         break;
       case Statement::kElif:
-        ReadElif(line, tape);
+        ReadElif(tape);
         break;
       case Statement::kIf:
-        ReadIf(line, tape);
+        ReadIf(tape);
         break;
       case Statement::kImport:
-        ReadImport(line, source);
+        ReadImport(source);
         break;
       case Statement::kNone:
         ReadLine(line, source.GetPlace(), tape);
@@ -1073,7 +1079,7 @@ void Template::SetTemplate(const std::string& text) {
 }
 
 // Taken when no branch of the chain was. An else without an open chain changes nothing.
-void Template::ReadElse(const std::string& line, BoolStackTape& tape) const {
+void Template::ReadElse(const std::string& line, BoolStackTape& tape) {
   if (!tape.InChain()) return;
   bool taken = !tape.AnyTaken();
   if (tape.m_stack.size() > 1) {
@@ -1082,33 +1088,37 @@ void Template::ReadElse(const std::string& line, BoolStackTape& tape) const {
     LOG_DEBUG("Prev-stack value '%s'", BoolText(enclosing));
   }
   tape.Append(taken);
+  m_statements.back().m_result = taken;
   LOG_DEBUG("'%s' with result '%s'", line.c_str(), BoolText(taken));
 }
 
 // Looks at the branch just before only: behind if and elif, a second elif may be taken although the
 // if was. Templates rely on it.
-void Template::ReadElif(const std::string& line, BoolStackTape& tape) const {
-  const std::string statement = Parse(line).m_value.Str();
+void Template::ReadElif(BoolStackTape& tape) {
+  const std::string& statement = m_statements.back().m_text;
   bool taken = Condition(statement, m_new_values).Result() && tape.EnclosingEnabled();
   if (tape.InChain()) taken = taken && !tape.Enabled();
   tape.Append(taken);
+  m_statements.back().m_result = taken;
   LOG_DEBUG("'%s' with result '%s'", statement.c_str(), BoolText(taken));
 }
 
-void Template::ReadIf(const std::string& line, BoolStackTape& tape) const {
-  const std::string statement = Parse(line).m_value.Str();
+void Template::ReadIf(BoolStackTape& tape) {
+  const std::string& statement = m_statements.back().m_text;
   const bool taken = Condition(statement, m_new_values).Result() && tape.Enabled();
   tape.Open(taken);
+  m_statements.back().m_result = taken;
   LOG_DEBUG("'%s' with result '%s'", statement.c_str(), BoolText(taken));
 }
 
 // An import is carried out in a branch not taken, too; its lines are disabled like their
 // neighbours.
-void Template::ReadImport(const std::string& line, Source& source) const {
-  std::string statement = Parse(line).m_value.Str();
+void Template::ReadImport(Source& source) {
+  std::string statement = m_statements.back().m_text;
   str::GetWord(statement);  // the keyword
   const std::string path = tov_file::RealPath(str::Trim(statement));
-  if (!tov_file::Exists(path)) return;
+  m_statements.back().m_result = tov_file::Exists(path);
+  if (!m_statements.back().m_result) return;
   LOG_DEBUG("Importing file '%s'", path.c_str());
   source.Import(path);
 }
@@ -1118,7 +1128,7 @@ void Template::ReadLine(const std::string& line, const Place& place, const BoolS
   if (str::view::StartsWith(str::view::Trim(rest), kComment)) return;
   const std::string text(str::view::GetWord(rest, kComment));
   const std::string opening = m_config->StartsSection(text) ? str::Trim(text) : std::string();
-  m_actions.push_back({Parse(text), Parse(opening), tape.Enabled(), place});
+  m_actions.push_back({Parse(text), Parse(opening), tape.Enabled(), place, text});
 }
 
 // --- Template: identities of blocks ---

@@ -9,6 +9,7 @@
 #include <set>
 #include <stack>
 #include <string>
+#include <vector>
 
 #include "template/config_view.h"
 #include "template/export.h"
@@ -56,6 +57,18 @@ class Template : public ConfigView {
         m_section;  // the same trimmed, when it opens a block: the block's identity; else ""
     bool m_enabled = true;  // its branch was taken; false: the line has to go
     Place m_place = {};
+    std::string m_text = {};  // as the template has it, without its comment
+  };
+
+  // One statement of the template, kept for those who ask why a line was taken.
+  struct StatementRecord {
+    std::string m_text;  // without its delimiters, its places filled in: "if $ssl == on"
+
+    // if, elif, else: the branch was taken, as far as the statement itself and the branches around
+    // it say. import: the file was there. endif: true.
+    bool m_result = true;
+    Place m_place;
+    std::size_t m_next_item = 0;  // the number of the first item behind it
   };
 
   // Gives the openers of blocks the identity that the configuration's blocks have: walks the items
@@ -82,11 +95,11 @@ class Template : public ConfigView {
   QELTEMPLATE_EXPORT Template(const std::shared_ptr<BaseConfig>& config, const Values& old_values,
                               const Values& new_values);
 
-  // Replaces the items by those of `text`. Conditions and places are evaluated now, once. Throws
-  // tov_err::Error("template", "circular_import") with the parameter "filename" when a file is
-  // imported twice, and what tov_file::ReadE throws for a file that is there but cannot be read;
-  // the items before the import stay. A file that is not there is skipped. Cost: linear in the
-  // text.
+  // Replaces the items and the records of statements by those of `text`. Conditions and places are
+  // evaluated now, once. Throws tov_err::Error("template", "circular_import") with the parameter
+  // "filename" when a file is imported twice, and what tov_file::ReadE throws for a file that is
+  // there but cannot be read; the items before the import stay. A file that is not there is
+  // skipped. Cost: linear in the text.
   QELTEMPLATE_EXPORT void SetTemplate(const std::string& text);
 
   // One pass over the items. false, the first pass: removes the lines of branches not taken and
@@ -115,14 +128,16 @@ class Template : public ConfigView {
   const Values& m_old_values;
   const Values& m_new_values;
   std::list<TemplateActionItem> m_actions;
+  std::vector<StatementRecord> m_statements;
 
  private:
   class Source;
 
-  void ReadElse(const std::string& line, BoolStackTape& tape) const;
-  void ReadElif(const std::string& line, BoolStackTape& tape) const;
-  void ReadIf(const std::string& line, BoolStackTape& tape) const;
-  void ReadImport(const std::string& line, Source& source) const;
+  // Each carries out the statement whose record is the last one, and completes that.
+  void ReadElse(const std::string& line, BoolStackTape& tape);
+  void ReadElif(BoolStackTape& tape);
+  void ReadIf(BoolStackTape& tape);
+  void ReadImport(Source& source);
   void ReadLine(const std::string& line, const Place& place, const BoolStackTape& tape);
   void TuneSections();
 

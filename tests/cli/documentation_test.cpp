@@ -45,10 +45,16 @@ class Documentation : public Program {
   }
 };
 
-const Words kPages = {"qeltemplate.1", "qeltemplate-apply.1", "qeltemplate-prototype.1"};
+const Words kCommands = {"apply", "explain", "inspect", "lint", "prototype"};
+
+std::string PageName(const std::string& command) {
+  return "qeltemplate-" + command + ".1";
+}
 
 TEST_F(Documentation, ManualPagesAreWellFormed) {
-  for (const std::string& page : kPages) {
+  Words pages = {"qeltemplate.1"};
+  for (const std::string& command : kCommands) pages.push_back(PageName(command));
+  for (const std::string& page : pages) {
     SCOPED_TRACE(page);
     // A page that is not installed cannot be found by those that refer to it.
     const Outcome outcome =
@@ -59,23 +65,20 @@ TEST_F(Documentation, ManualPagesAreWellFormed) {
 }
 
 TEST_F(Documentation, ManualPagesNameEachOptionOfTheirCommand) {
-  struct Case {
-    std::string page;
-    Words command;
+  const auto in_page = [this](const std::string& page) {
+    return NamesIn(Page(page), R"(^\.It (?:Fl h , )?Fl -([a-z-]+))");
   };
-  const Case cases[] = {{"qeltemplate.1", {}},
-                        {"qeltemplate-apply.1", {"apply"}},
-                        {"qeltemplate-prototype.1", {"prototype"}}};
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.page);
-    EXPECT_EQ(NamesIn(Page(c.page), R"(^\.It (?:Fl h , )?Fl -([a-z-]+))"), OptionsOf(c.command));
+  EXPECT_EQ(in_page("qeltemplate.1"), OptionsOf({}));
+  for (const std::string& command : kCommands) {
+    SCOPED_TRACE(command);
+    EXPECT_EQ(in_page(PageName(command)), OptionsOf({command}));
   }
 }
 
 TEST_F(Documentation, HelpAndManualKnowEachExitStatus) {
   const std::string help = Run({"apply", "--help"}).out;
   const Names in_help = NamesIn(help.substr(help.find("Exit status:")), "\\b([0-9])\\b");
-  EXPECT_EQ(in_help, (Names{"0", "1", "2", "3", "4", "5"}));
+  EXPECT_EQ(in_help, (Names{"0", "1", "2", "3", "4", "5", "6"}));
   EXPECT_EQ(NamesIn(Page("qeltemplate.1"), "^\\.It ([0-9])$"), in_help);
 }
 
@@ -99,7 +102,10 @@ struct Completion {
 };
 
 const Completion kCompletions[] = {
-    {"a command", {"qeltemplate", ""}, {"apply", "prototype"}, {"--diff"}},
+    {"a command",
+     {"qeltemplate", ""},
+     {"apply", "prototype", "explain", "inspect", "lint"},
+     {"--diff"}},
     {"the beginning of a command", {"qeltemplate", "pro"}, {"prototype"}, {"apply"}},
     {"an option", {"qeltemplate", "apply", "--in"}, {"--in-place"}, {"--diff"}},
     {"two options",
@@ -110,6 +116,12 @@ const Completion kCompletions[] = {
      {"qeltemplate", "prototype", "--d"},
      {"--dialect"},
      {"--diff"}},
+    {"options of explain",
+     {"qeltemplate", "explain", "--"},
+     {"--template", "--force", "--json", "--ignore"},
+     {"--diff", "--reload"}},
+    {"options of inspect", {"qeltemplate", "inspect", "--"}, {"--json"}, {"--template", "--set"}},
+    {"options of lint", {"qeltemplate", "lint", "--"}, {"--json", "--values"}, {"--template"}},
     {"a dialect", {"qeltemplate", "apply", "--dialect", ""}, {"apache", "nginx"}, {"site.conf"}},
     {"a colour", {"qeltemplate", "apply", "--color", "a"}, {"always", "auto"}, {"never"}},
     {"a reason",
@@ -227,8 +239,7 @@ TEST_F(Completions, NameEachOption) {
       {"qeltemplate.fish", "^complete .* -l ([a-z-]+)"},
   };
   Names all = OptionsOf({});
-  all.merge(OptionsOf({"apply"}));
-  all.merge(OptionsOf({"prototype"}));
+  for (const std::string& command : kCommands) all.merge(OptionsOf({command}));
   for (const Case& c : cases) {
     SCOPED_TRACE(c.file);
     const std::string text =

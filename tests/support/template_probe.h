@@ -33,6 +33,7 @@ class TemplateProbe : public TemplateProbeValues, public tov_template::Template 
   using Template::m_new_values;
   using Template::m_old_values;
   using Template::m_params;
+  using Template::m_statements;
 
   // The configuration as it would be written back.
   std::string Text() const { return m_config->Str(); }

@@ -732,6 +732,26 @@ TEST(SetTemplate, TakesAHundredThousandElsesOfAChain) {
   EXPECT_THAT(ItemsOf(text + "x"), ElementsAre("-x"));
 }
 
+TEST(SetTemplate, RecordsItsStatements) {
+  TemplateProbe probe(std::make_shared<Nginx>(""));
+  probe.new_values = {{"a", "1"}};
+  const std::string text =
+      "x\n{% if $a == 2 %}\ny\n{% if $a %}\n{% endif %}\n{% elif $a == 1 %}\n{% else %}\nz\n"
+      "{% endif %}\n{% import nowhere %}\n";
+  for (int i = 0; i < 2; ++i) {  // the second time the same, not more
+    probe.SetTemplate(text);
+    std::vector<std::string> records;
+    for (const auto& record : probe.m_statements) {
+      records.push_back(std::to_string(record.m_place.line) + ": " + record.m_text +
+                        (record.m_result ? " +" : " -") + std::to_string(record.m_next_item));
+    }
+    EXPECT_THAT(records,
+                ElementsAre("2: if $a == 2 -1", "4: if $a -2", "5: endif +2", "6: elif $a == 1 +2",
+                            "7: else -2", "9: endif +3", "10: import nowhere -3"));
+  }
+  EXPECT_EQ(probe.m_actions.front().m_text, "x");
+}
+
 TEST(SetTemplate, TakesTwentyThousandNestedIfs) {
   constexpr int kDepth = 20000;
   std::string text;

@@ -1,0 +1,53 @@
+// Something to look at in a file, and how it is shown.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <cstddef>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace cli {
+
+// A place in a file. Lines and columns count from 1, columns in bytes; 0: none in particular.
+struct FilePlace {
+  std::string file;
+  std::size_t line = 0;
+  std::size_t column = 0;
+};
+
+// "site.conf:12:5", without what is 0.
+std::string Shown(const FilePlace& place);
+
+struct Diagnostic {
+  std::string name;  // by which --ignore switches it off
+  FilePlace place;
+  std::string text;     // the line there
+  std::string message;  // what is wrong, why it matters, what to write instead
+};
+
+// As editors understand it, with the line below it and a mark under the column:
+//
+//   site.template:3:1: warning: ... [keyword-prefix]
+//       {% elseif $x %}
+//       ^
+std::string Shown(const Diagnostic& diagnostic, bool coloured);
+
+// The diagnostics in the order of their places, without those whose names are `ignored`.
+std::vector<Diagnostic> Sorted(std::vector<Diagnostic> diagnostics,
+                               const std::set<std::string>& ignored);
+
+// All of them, then how many there are.
+std::string Shown(const std::vector<Diagnostic>& diagnostics, bool coloured);
+
+nlohmann::ordered_json ToJson(const FilePlace& place);
+nlohmann::ordered_json ToJson(const std::vector<Diagnostic>& diagnostics);
+
+// Adds --ignore, which takes the name of a warning, to `command`.
+void AddIgnoreOption(CLI::App& command, std::set<std::string>& names);
+
+// `text` in bold when `coloured`.
+std::string Bold(const std::string& text, bool coloured);
+
+}  // namespace cli

@@ -1,0 +1,85 @@
+// qeltemplate explain: what becomes of each line of a template, and why.
+
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include "cli/command.h"
+#include "cli/diagnostic.h"
+#include "cli/edit.h"
+#include "cli/explanation.h"
+#include "cli/guard_options.h"
+#include "cli/json_text.h"
+#include "cli/request.h"
+#include "cli/terminal.h"
+#include "cli/text_io.h"
+
+namespace cli {
+namespace {
+
+constexpr char kFooter[] = R"(
+For each line of the template: whether it is taken, in which block and by which
+text it is looked for, which line of CONFIG it finds, and what is done. Nothing is
+written. The edit is the one of "qeltemplate apply" with the same options; where
+that refuses it, the reasons are shown and what it would do with --force, and the
+exit status is 4, too.
+
+Example:
+  qeltemplate explain --template site.template --values site.yaml site.conf)";
+
+struct ExplainOptions : RequestOptions, GuardOptions {
+  std::string config_file;  // "": standard input
+  bool json = false;
+  std::string colour = "auto";
+  std::set<std::string> ignored;
+
+  bool ReadsStandardInput() const { return config_file.empty() || IsStandardInput(config_file); }
+};
+
+void Check(const ExplainOptions& options) {
+  CheckRequestOptions(options);
+  CheckGuardOptions(options);
+  if (options.ReadsStandardInput()) RefuseValuesOnStandardInput(options);
+}
+
+Outcome Run(const ExplainOptions& options) {
+  Request request = LoadRequest(options);
+  SetGuards(options, request);
+  const bool standard_input = options.ReadsStandardInput();
+  const std::string text = standard_input ? ReadStandardInput() : ReadFile(options.config_file);
+  const std::string name = TextName(standard_input ? "-" : options.config_file);
+  if (request.dialect.empty()) {
+    request.dialect = DialectOf(text, name);
+    SayGuess(name, request.dialect);
+  }
+  EditReport report = Explain(request, text, name).report;
+  const auto ignored = std::remove_if(
+      report.warnings.begin(), report.warnings.end(),
+      [&](const Finding& warning) { return options.ignored.count(warning.name) != 0; });
+  report.warnings.erase(ignored, report.warnings.end());
+  const ExitCode code = report.refusals.empty() ? kDone : kRefused;
+  const ExplainedEdit edit{request, name, report};
+  if (options.json) return {JsonText(ExplanationJson(edit)), code};
+  return {Explanation(edit, WantsColour(options.colour)), code};
+}
+
+}  // namespace
+
+Command AddExplain(CLI::App& program) {
+  CLI::App* command =
+      program.add_subcommand("explain", "Say what becomes of each line of a template, and why");
+  const auto options = std::make_shared<ExplainOptions>();
+  AddRequestOptions(*command, *options);
+  AddGuardOptions(*command, *options);
+  command->add_flag("--json", options->json, "Write JSON");
+  AddColourOption(*command, options->colour, "the table");
+  AddIgnoreOption(*command, options->ignored);
+  AddFileOption(*command, "CONFIG", options->config_file,
+                "The configuration; standard input when it is \"-\" or left out");
+  command->footer(std::string(kValuesHelp) + kFooter + "\n\n" + kExitHelp);
+  command->callback([options] { Check(*options); });
+  return {command, [options] { return Run(*options); }};
+}
+
+}  // namespace cli

@@ -1,0 +1,25 @@
+// The report of an edit as a text for people and as JSON for programs.
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "cli/edit_report.h"
+#include "cli/request.h"
+
+namespace cli {
+
+struct ExplainedEdit {
+  const Request& request;
+  const std::string& config_name;
+  const EditReport& report;
+};
+
+// A table with a line for each line of the template, under the blocks that they are for; then what
+// else there is to know.
+std::string Explanation(const ExplainedEdit& edit, bool coloured);
+
+// docs/schema/explain.json says what it holds.
+nlohmann::ordered_json ExplanationJson(const ExplainedEdit& edit);
+
+}  // namespace cli

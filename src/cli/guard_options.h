@@ -1,0 +1,32 @@
+// The options that say what an edit may do.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <set>
+#include <string>
+
+#include "cli/request.h"
+
+namespace cli {
+
+struct GuardOptions {
+  std::set<std::string> forced;
+  std::set<std::string> raw;
+  bool no_create = false;
+  bool only_create = false;
+};
+
+// Adds --force, --raw, --no-create and --only-create to `command`. Parsing a command line fills
+// `options`, which must live until then.
+void AddGuardOptions(CLI::App& command, GuardOptions& options);
+
+// Throws CLI::ValidationError for options that contradict each other.
+void CheckGuardOptions(const GuardOptions& options);
+
+// Has `request` do what `options` say.
+void SetGuards(const GuardOptions& options, Request& request);
+
+// The reasons for which an edit is refused, for the footer of a command's help.
+std::string RefusalHelp();
+
+}  // namespace cli

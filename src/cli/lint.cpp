@@ -1,0 +1,80 @@
+// qeltemplate lint: what is wrong with a template, or probably not meant.
+
+#include <iterator>
+#include <memory>
+
+#include "cli/command.h"
+#include "cli/diagnostic.h"
+#include "cli/json_text.h"
+#include "cli/request.h"
+#include "cli/template_check.h"
+#include "cli/terminal.h"
+#include "cli/text_io.h"
+
+namespace cli {
+namespace {
+
+constexpr char kFooter[] = R"(
+Looks at each TEMPLATE, and at what it imports, without a configuration. With
+values, a name that none of them sets is said, too. Each line of the output is
+  FILE:LINE:COLUMN: warning: what is wrong and what to write instead [NAME]
+The exit status is 6 when there is one, and 0 when there is none.
+
+Example:
+  qeltemplate lint --values site.yaml site.template)";
+
+struct LintOptions : RequestOptions {
+  std::vector<std::string> templates;
+  bool json = false;
+  std::string colour = "auto";
+  std::set<std::string> ignored;
+
+  bool HasValues() const {
+    return !values_files.empty() || !new_values.empty() || !old_values.empty() || !unset.empty();
+  }
+};
+
+std::vector<Diagnostic> Check(const LintOptions& options) {
+  Request request;
+  request.values = CollectValues(options);
+  std::vector<Diagnostic> all;
+  for (const std::string& file : options.templates) {
+    request.template_text = IsStandardInput(file) ? ReadStandardInput() : ReadFile(file);
+    request.template_file = TextName(file);
+    request.dialect = options.dialect;
+    if (request.dialect.empty()) {
+      request.dialect = DialectOf(request.template_text, request.template_file);
+    }
+    std::vector<Diagnostic> found =
+        Sorted(CheckTemplateText(request, options.HasValues()), options.ignored);
+    all.insert(all.end(), std::make_move_iterator(found.begin()),
+               std::make_move_iterator(found.end()));
+  }
+  return all;
+}
+
+Outcome Run(const LintOptions& options) {
+  const std::vector<Diagnostic> found = Check(options);
+  const ExitCode code = found.empty() ? kDone : kFindings;
+  if (options.json) return {JsonText({{"warnings", ToJson(found)}}), code};
+  return {Shown(found, WantsColour(options.colour)), code};
+}
+
+}  // namespace
+
+Command AddLint(CLI::App& program) {
+  CLI::App* command = program.add_subcommand("lint", "Say what is wrong with a template");
+  const auto options = std::make_shared<LintOptions>();
+  AddDialectOption(*command, options->dialect, "TEMPLATE");
+  AddValueOptions(*command, *options);
+  command->add_flag("--json", options->json, "Write JSON");
+  AddColourOption(*command, options->colour, "the warnings");
+  AddIgnoreOption(*command, options->ignored);
+  AddFiles(*command, "TEMPLATE", options->templates, "The templates; \"-\" is standard input")
+      ->required();
+  command->footer(std::string(kValuesHelp) + kFooter + "\n\n" + kExitHelp);
+  command->callback([options] { CheckRequestOptions(*options); });
+  return {command, [options] { return Run(*options); }};
+}
+
+}  // namespace cli

@@ -1,0 +1,563 @@
+#include "cli/template_check.h"
+
+#include <algorithm>
+#include <list>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string_view>
+#include <utility>
+
+#include "cli/findings.h"
+#include "cli/syntax.h"
+#include "cli/template_lines.h"
+#include "cli/text.h"
+#include "template/framework/str.h"
+
+namespace cli {
+namespace {
+
+using Branch = std::pair<std::size_t, std::size_t>;  // the number of its chain, and its own in that
+
+// Directives whose names are the beginnings of others, so that a key which ends behind the name
+// finds those, too.
+const std::set<std::string_view> kBeginnings = {
+    // nginx
+    "aio", "auth_basic", "auth_request", "autoindex", "charset", "client_body_in_file_only",
+    "fastcgi_bind", "fastcgi_cache", "fastcgi_pass", "gzip", "http2", "limit_conn", "limit_rate",
+    "limit_req", "open_file_cache", "proxy_bind", "proxy_cache", "proxy_pass", "proxy_set_header",
+    "resolver", "rewrite", "server", "ssl", "ssl_certificate", "ssl_stapling", "sub_filter",
+    "types", "user", "uwsgi_pass",
+    // httpd
+    "Alias", "Allow", "DirectoryIndex", "ErrorLog", "Include", "KeepAlive", "ProxyPass", "Redirect",
+    "Require", "ScriptAlias", "SSLCACertificate", "SetEnv"};
+
+// Directives of which the server takes the first that fits.
+const std::set<std::string_view> kRules = {"allow",       "deny",        "rewrite",
+                                           "RewriteRule", "RewriteCond", "RedirectMatch"};
+
+// A place in a line, full or trailing.
+struct PlaceInLine {
+  std::size_t begin = 0;  // of its opening delimiter
+  std::size_t end = 0;    // behind its closing one
+  bool trailing = false;
+  bool closed = false;
+  std::string content;
+};
+
+std::vector<PlaceInLine> PlacesIn(std::string_view line) {
+  std::vector<PlaceInLine> places;
+  for (std::size_t at = 0; at < line.size();) {
+    const std::size_t full = line.find("{%", at);
+    const std::size_t trailing = line.find("[%", at);
+    PlaceInLine place;
+    place.begin = std::min(full, trailing);
+    if (place.begin == std::string_view::npos) break;
+    place.trailing = trailing < full;
+    const std::size_t close = line.find(place.trailing ? "%]" : "%}", place.begin);
+    place.closed = close != std::string_view::npos;
+    place.end = place.closed ? close + 2 : line.size();
+    const std::size_t content = place.begin + 2;
+    const std::size_t length =
+        (place.closed ? close : line.size()) - std::min(content, line.size());
+    place.content = str::view::Trim(line.substr(content, length));
+    at = place.end;
+    places.push_back(std::move(place));
+  }
+  return places;
+}
+
+// `line` with each place replaced by `text`.
+std::string WithPlacesAs(std::string_view line, std::string_view text) {
+  std::string result;
+  std::size_t at = 0;
+  for (const PlaceInLine& place : PlacesIn(line)) {
+    (result += line.substr(at, place.begin - at)) += text;
+    at = place.end;
+  }
+  return result += line.substr(at);
+}
+
+std::vector<std::string> Words(std::string_view text) {
+  std::vector<std::string> words;
+  while (!str::view::Trim(text).empty()) {
+    const std::string_view word = str::view::GetWord(text);
+    if (!word.empty()) words.emplace_back(word);
+  }
+  return words;
+}
+
+class Checker {
+ public:
+  Checker(const Request& request, bool values_given)
+      : m_request(request),
+        m_values_given(values_given),
+        m_syntax(SyntaxOf(request.dialect)),
+        m_config(MakeConfig(request, std::string())) {
+    m_config->GetIdentParams(m_idents);
+  }
+
+  std::vector<Diagnostic> Check() {
+    for (const TemplateLine& line :
+         ReadTemplateLines(m_request.template_text, m_request.template_file, m_diagnostics)) {
+      m_line = &line;
+      CheckLine();
+    }
+    for (const Chain& chain : m_chains) {
+      WarnAt(chain.opening, "missing-endif",
+             "this if has no endif: all lines behind it belong to it. Write {% endif %} behind its "
+             "last line");
+    }
+    for (const OpenBlock& block : m_blocks) {
+      WarnAt(block.opening, "unclosed-block",
+             "this block does not close, and apply refuses the template. Add its closing line");
+    }
+    return std::move(m_diagnostics);
+  }
+
+ private:
+  struct Spot {
+    FilePlace place;
+    std::string text;
+  };
+
+  struct Chain {
+    Spot opening;
+    std::size_t number = 0;
+    std::size_t branch = 0;
+    std::size_t elifs = 0;
+    bool carries = false;  // a branch before has left a block open
+  };
+
+  struct OpenBlock {
+    Spot opening;
+    std::vector<Branch> branches;  // that it was opened in
+    std::vector<Spot> listens;     // without places
+  };
+
+  // --- Findings ---
+
+  Spot Here(std::size_t offset) const {
+    return {{m_line->file, m_line->number, offset + 1}, m_line->text};
+  }
+
+  void WarnAt(const Spot& spot, const char* name, const std::string& message) {
+    m_diagnostics.push_back({name, spot.place, spot.text, message});
+  }
+
+  // At the `offset` in the line.
+  void Warn(std::size_t offset, const char* name, const std::string& message) {
+    WarnAt(Here(offset), name, message);
+  }
+
+  // At `part` of the line.
+  void Warn(const std::string& part, const char* name, const std::string& message) {
+    const std::size_t at = m_line->text.find(part);
+    Warn(at == std::string::npos ? 0 : at, name, message);
+  }
+
+  std::size_t Begin() const { return Indentation(m_line->text).size(); }
+
+  std::vector<Branch> Branches() const {
+    std::vector<Branch> branches;
+    for (const Chain& chain : m_chains) branches.emplace_back(chain.number, chain.branch);
+    return branches;
+  }
+
+  // --- One line ---
+
+  void CheckLine() {
+    const std::string_view trimmed = str::view::Trim(m_line->text);
+    if (trimmed.empty() || str::view::StartsWith(trimmed, "{#}")) return;
+    CheckComment();
+    if (str::view::StartsWith(trimmed, "{#")) return;
+    if (m_line->kind != StatementKind::kNone) {
+      CheckStatement();
+    } else if (!m_line->statement.empty() && m_line->statement.front() != '$') {
+      const std::string word(str::view::FirstWord(m_line->statement));
+      Warn(Begin(), "unknown-statement",
+           "there is no statement " + Quoted(word) +
+               ": the text between {% and %} is taken for a "
+               "line of the configuration. There are if, elif, else, endif and import; a value is "
+               "written {% $name %}");
+    } else {
+      CheckConfigLine();
+    }
+  }
+
+  void CheckComment() {
+    const std::size_t at = m_line->text.find("{#");
+    if (at == std::string::npos || m_line->text.compare(at, 3, "{#}") == 0) return;
+    Warn(at, "odd-comment",
+         "this is no comment, but becomes part of the configuration. A comment begins with {#} and "
+         "ends with the line");
+  }
+
+  // --- Statements ---
+
+  void CheckStatement() {
+    CheckKeyword();
+    if (m_line->text.find("%}") == std::string::npos) {
+      Warn(Begin(), "unclosed-place", "this statement does not close. Write %} at its end");
+    }
+    switch (m_line->kind) {
+      case StatementKind::kIf:
+        m_chains.push_back({Here(Begin()), m_next_chain++, 0, 0, false});
+        CheckCondition();
+        break;
+      case StatementKind::kElif:
+        CheckCondition();
+        NextBranch();
+        break;
+      case StatementKind::kElse:
+        NextBranch();
+        break;
+      case StatementKind::kEndif:
+        CloseChain();
+        break;
+      default:
+        break;
+    }
+  }
+
+  void CheckKeyword() {
+    static const std::map<StatementKind, std::string> keywords = {
+        {StatementKind::kIf, "if"},
+        {StatementKind::kElif, "elif"},
+        {StatementKind::kElse, "else"},
+        {StatementKind::kEndif, "endif"},
+        {StatementKind::kImport, "import"}};
+    const std::string& keyword = keywords.at(m_line->kind);
+    const std::string word(str::view::FirstWord(m_line->statement));
+    const bool is_else = m_line->kind == StatementKind::kElse;
+    if (word == keyword && !(is_else && word != m_line->statement)) return;
+    const std::string written = is_else ? m_line->statement : word;
+    Warn(keyword, "keyword-prefix",
+         Quoted(written) + " counts as " + Quoted(keyword) +
+             (is_else ? ": its condition is not read. For another condition write {% elif ... %}"
+                      : ": only the beginning of a keyword matters. Write a blank behind it"));
+  }
+
+  void NextBranch() {
+    const bool is_elif = m_line->kind == StatementKind::kElif;
+    if (m_chains.empty()) {
+      Warn(Begin(), "stray-else",
+           "there is no if that this belongs to: the lines behind it are taken whatever it says. "
+           "Write the {% if ... %} before it, or take this line out");
+      return;
+    }
+    EndBranch();
+    Chain& chain = m_chains.back();
+    ++chain.branch;
+    if (!is_elif || ++chain.elifs != 2) return;
+    Warn(Begin(), "third-branch",
+         "a second elif looks only at the branch directly before it: its lines are taken also when "
+         "those of the if are. Write conditions of which at most one is true");
+  }
+
+  void CloseChain() {
+    if (m_chains.empty()) {
+      Warn(Begin(), "extra-endif", "there is no if that this endif closes. Take it out");
+      return;
+    }
+    EndBranch();
+    m_chains.pop_back();
+  }
+
+  // Blocks that a branch leaves open: for the library each opens one level more.
+  void EndBranch() {
+    Chain& chain = m_chains.back();
+    const std::vector<Branch> branches = Branches();
+    bool left_open = false;
+    for (auto block = m_blocks.begin(); block != m_blocks.end();) {
+      if (block->branches != branches) {
+        ++block;
+        continue;
+      }
+      left_open = true;
+      WarnAt(block->opening, "branch-opening",
+             "this opening line stands in a branch, and its closing line does not: the lines "
+             "between them go elsewhere when the branch is not taken. Put the whole block into "
+             "each branch");
+      block->branches.pop_back();
+      block = chain.carries ? m_blocks.erase(block) : std::next(block);
+    }
+    chain.carries = chain.carries || left_open;
+  }
+
+  // --- Conditions ---
+
+  void CheckCondition() {
+    std::string_view rest = m_line->statement;
+    str::view::GetWord(rest, ' ');  // the keyword
+    const std::string condition(rest);
+    const bool any = str::view::Contains(condition, " or ");
+    const bool all = str::view::Contains(condition, " and ");
+    if (any && all) {
+      Warn(" or ", "mixed-and-or",
+           "and and or cannot be mixed: only the text before the first or counts. Nest two if "
+           "statements instead");
+    }
+    std::list<std::string> comparisons;
+    str::Split(str::Replace(condition, " and ", " or "), " or ", comparisons);
+    if (comparisons.empty()) {
+      Warn(Begin(), "unknown-operator",
+           "the condition is empty, and never true. Write {% if $name %}");
+    }
+    for (const std::string& comparison : comparisons) CheckComparison(Words(comparison));
+  }
+
+  void CheckComparison(const std::vector<std::string>& words) {
+    if (words.empty()) return;
+    if (words.size() == 1) {
+      CheckLoneOperand(words[0]);
+      return;
+    }
+    const std::string& sign = words[1];
+    if (sign == "<" || sign == ">") {
+      Warn(' ' + sign + ' ', "numeric-comparison",
+           Quoted(sign) +
+               " compares texts, byte by byte: 10 is less than 9. Compare with == or "
+               "!=, or have the program that sets the values decide");
+    } else if (sign != "==" && sign != "!=") {
+      Warn(sign, "unknown-operator",
+           "there is no operator " + Quoted(sign) +
+               ": such a comparison is never true. There are "
+               "==, !=, < and >, with blanks around them, and no not");
+      return;
+    }
+    if (words.size() == 2) {
+      Warn(sign, "unknown-operator",
+           "nothing stands behind " + Quoted(sign) + ". The empty text is written \"\"");
+      return;
+    }
+    for (const std::string& operand : {words[0], words[2]}) CheckOperand(operand);
+    if (words.size() > 3) {
+      Warn(words[3], "extra-words",
+           Quoted(words[3]) +
+               " does not count: an operand is one word. Join comparisons by and, or "
+               "by or");
+    }
+  }
+
+  void CheckLoneOperand(const std::string& operand) {
+    if (operand.find_first_of("=<>!") != std::string::npos) {
+      Warn(operand, "unknown-operator",
+           Quoted(operand) + " is taken for the name of a value. Write blanks around the operator");
+      return;
+    }
+    CheckOperand(operand);
+    CheckIsSet(operand.front() == '$' ? operand.substr(1) : operand, operand);
+  }
+
+  void CheckOperand(const std::string& operand) {
+    const bool quoted = operand.front() == '"' || operand.front() == '\'';
+    if (quoted && operand != "\"\"") {
+      Warn(operand, "quoted-operand",
+           "the quotes are part of the text: " + operand + " is not equal to " +
+               str::Replace(str::Replace(operand, "\"", ""), "'", "") + ". Leave them out");
+    }
+    if (operand.front() == '$') CheckIsSet(operand.substr(1), operand);
+  }
+
+  // Said once for each name.
+  void CheckIsSet(const std::string& name, const std::string& part) {
+    if (!m_values_given || m_request.values.count(name) != 0) return;
+    if (!m_said_unset.insert(name).second) return;
+    Warn(part, "unset-value",
+         "nothing sets the value " + Quoted(name) +
+             ": lines with it do nothing, and conditions with it fail. Set it, or say that it is "
+             "none by null");
+  }
+
+  // --- Lines of the configuration ---
+
+  void CheckConfigLine() {
+    std::string_view rest = m_line->text;
+    const std::string text(str::view::GetWord(rest, "{#}"));
+    CheckPlaces(text);
+    const std::string plain(str::view::Trim(WithPlacesAs(text, "x")));
+    const bool opens = m_config->StartsSection(text);
+    CheckOpeningComment(text, opens);
+    if (m_config->EndedSection(plain)) {
+      CloseBlock();
+    } else if (!opens && m_blocks.empty()) {
+      Warn(Begin(), "outside",
+           "this line stands outside every block, and such lines are never edited. Put it into its "
+           "block");
+    } else if (!opens) {
+      CheckDirective(text, plain);
+    }
+    if (opens) {
+      m_blocks.push_back({Here(Begin()), Branches(), {}});
+      CheckOldValues(text);
+    }
+  }
+
+  void CheckPlaces(const std::string& text) {
+    for (const PlaceInLine& place : PlacesIn(text)) {
+      if (!place.closed) {
+        Warn(place.begin, "unclosed-place",
+             std::string("this place does not close: the rest of the line is taken for the name. "
+                         "Write ") +
+                 (place.trailing ? "%]" : "%}") + " behind the name");
+      }
+      if (!str::StartsWith(place.content, "$")) {
+        Warn(place.begin, "place-without-dollar",
+             "this is no value, and becomes the whole line: all around it is dropped. Write $ "
+             "before the name");
+        continue;
+      }
+      CheckIsSet(place.content.substr(1), text.substr(place.begin, place.end - place.begin));
+    }
+  }
+
+  void CheckOpeningComment(const std::string& text, bool opens) {
+    const std::string plain = WithPlacesAs(text, "x");
+    const std::size_t hash = text.find('#');
+    const bool nginx = m_syntax == Syntax::kNginx;
+    const bool hidden = nginx && !opens && hash != std::string::npos &&
+                        str::EndsWith(NormalForm(m_syntax, plain), "{");
+    const bool in_tag = !nginx && opens && hash != std::string::npos && hash > text.rfind('>');
+    if (!hidden && !in_tag) return;
+    Warn(hash, "comment-after-opening",
+         nginx ? "because of the comment this line opens no block for the library. Comments of a "
+                 "template begin with {#}"
+               : "the comment becomes part of the block's identity. Comments of a template begin "
+                 "with {#}");
+  }
+
+  void CloseBlock() {
+    if (m_blocks.empty()) {
+      Warn(Begin(), "extra-closing",
+           "there is no block that this line closes, and apply refuses the template. Take it out");
+      return;
+    }
+    if (m_blocks.back().branches != Branches()) {
+      WarnAt(m_blocks.back().opening, "branch-opening",
+             "the closing line of this block stands in another branch than its opening line. Put "
+             "the whole block into each branch");
+    }
+    m_blocks.pop_back();
+  }
+
+  void CheckDirective(const std::string& text, const std::string& plain) {
+    const std::string name(str::view::FirstWord(plain));
+    if (m_idents.count(name) != 0) CheckIdentity(text);
+    const std::string bare(str::view::Trim(WithPlacesAs(text, "")));
+    if (bare == ";") {
+      Warn(Begin(), "empty-key",
+           "this line has no text of its own: it finds any line of its block, the opening line "
+           "first. Write the directive's name");
+    }
+    CheckKey(text, name);
+    if (m_syntax == Syntax::kNginx && name == "listen") CheckListen(text, plain);
+    if (m_syntax == Syntax::kApache && name == "Options") CheckOptions(text, plain);
+    if (kRules.count(name) != 0) {
+      Warn(name, "rule-order",
+           "the server reads rules in their order, and a new line goes to the end of its block: "
+           "behind an " +
+               std::string(name == "deny" ? "'allow all;'" : "earlier rule") +
+               " it may come too late. Take the last rule out in a branch that is never taken and "
+               "write it again behind this line");
+    }
+  }
+
+  void CheckIdentity(const std::string& text) {
+    if (m_blocks.back().branches != Branches()) {
+      Warn(
+          Begin(), "branch-identity",
+          "this line identifies its block, and stands in a branch: the block is looked for with it "
+          "and without it, and a block that differs otherwise, too, is made a second time. Keep "
+          "such lines out of branches; let a value differ instead");
+    }
+    CheckOldValues(text);
+  }
+
+  // Of a line that identifies a block.
+  void CheckOldValues(const std::string& text) {
+    for (const PlaceInLine& place : PlacesIn(text)) {
+      if (!str::StartsWith(place.content, "$")) continue;
+      const auto value = m_request.values.find(place.content.substr(1));
+      if (value == m_request.values.end() || value->second.new_value.IsNull()) continue;
+      if (!value->second.old_value.IsNull()) continue;
+      Warn(place.begin, "missing-old-value",
+           "this value identifies a block and has no old text: the block is looked for under its "
+           "new name, and made when it has another one. Give the old text, by --old or in the "
+           "values file");
+    }
+  }
+
+  // A trailing place right behind the directive's name.
+  void CheckKey(const std::string& text, const std::string& name) {
+    const std::vector<PlaceInLine> places = PlacesIn(text);
+    const auto trailing = std::find_if(places.begin(), places.end(),
+                                       [](const PlaceInLine& place) { return place.trailing; });
+    if (trailing == places.end() || kBeginnings.count(name) == 0) return;
+    if (str::view::Trim(std::string_view(text).substr(0, trailing->begin)) != name) return;
+    Warn(trailing->begin, "short-key",
+         "the line is looked for by " + Quoted(name) +
+             ", with which other directives begin, too: where one of them stands first, apply "
+             "refuses to change it. Put more of the line before the place, or use a full place "
+             "{% ... %} with an old value");
+  }
+
+  void CheckListen(const std::string& text, const std::string& plain) {
+    const bool has_places = !PlacesIn(text).empty();
+    if (!has_places) {
+      const std::string address(UnknownListenAddress(plain));
+      if (!address.empty()) {
+        Warn(address, "unknown-address",
+             "the library does not understand " + Quoted(address) +
+                 ", and drops it. Write a port "
+                 "alone (80), or a numeric address and a port (0.0.0.0:80)");
+      }
+      m_blocks.back().listens.push_back(Here(Begin()));
+      return;
+    }
+    for (const Spot& listen : m_blocks.back().listens) {
+      WarnAt(listen, "listen-order",
+             "a listen line that changes replaces all others of its block, and one comes behind "
+             "this line. Write the lines with values first");
+    }
+    m_blocks.back().listens.clear();
+  }
+
+  void CheckOptions(const std::string& text, const std::string& plain) {
+    if (HasMixedOptions(plain)) {
+      Warn("Options", "mixed-options",
+           "words with and without a sign on one line are refused by httpd. Write all of them with "
+           "a sign, or none");
+    }
+    if (text.find('#') != std::string::npos) {
+      Warn(text.find('#'), "options-comment",
+           "a comment behind Options becomes options. Comments of a template begin with {#}");
+    }
+    const std::vector<PlaceInLine> places = PlacesIn(text);
+    if (places.empty()) return;
+    Warn(places.front().begin, "options-stay",
+         "a change adds the new words and takes none away. Name the words that are to go in a "
+         "branch that is not taken, before this line");
+  }
+
+  const Request& m_request;
+  const bool m_values_given;
+  const Syntax m_syntax;
+  const std::shared_ptr<tov_template::BaseConfig> m_config;
+  std::set<std::string> m_idents;
+  const TemplateLine* m_line = nullptr;
+  std::vector<Chain> m_chains;
+  std::size_t m_next_chain = 0;
+  std::vector<OpenBlock> m_blocks;
+  std::set<std::string> m_said_unset;
+  std::vector<Diagnostic> m_diagnostics;
+};
+
+}  // namespace
+
+std::vector<Diagnostic> CheckTemplateText(const Request& request, bool values_given) {
+  return Checker(request, values_given).Check();
+}
+
+}  // namespace cli

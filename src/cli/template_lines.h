@@ -1,0 +1,30 @@
+// The lines of a template and of the files that it imports, as they are written.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "cli/diagnostic.h"
+
+namespace cli {
+
+enum class StatementKind { kNone, kEndif, kElse, kElif, kIf, kImport };
+
+// One line.
+struct TemplateLine {
+  std::string file;
+  std::size_t number = 0;
+  std::string text;  // as it is written
+  StatementKind kind = StatementKind::kNone;
+  std::string statement;  // what stands between the delimiters: "if $ssl == on"
+};
+
+// The lines of `text` in the order in which the library reads them: those of an imported file
+// instead of the import, which stays as a line before them. Adds what is wrong with imports to
+// `diagnostics`. Throws Failure when a file that is there cannot be read.
+std::vector<TemplateLine> ReadTemplateLines(const std::string& text, const std::string& file,
+                                            std::vector<Diagnostic>& diagnostics);
+
+}  // namespace cli

@@ -1,0 +1,78 @@
+// What --json writes is what docs/schema says, by the judgement of python3-jsonschema.
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "cli/program.h"
+
+namespace {
+
+// Says what is wrong with the document on standard input; the schema is the first argument.
+constexpr char kValidate[] = R"(
+import json, sys
+import jsonschema
+schema = json.load(open(sys.argv[1]))
+jsonschema.Draft202012Validator.check_schema(schema)
+for error in jsonschema.Draft202012Validator(schema).iter_errors(json.load(sys.stdin)):
+    print(error.json_path + ": " + error.message)
+)";
+
+class Schema : public Program {
+ protected:
+  // What is wrong with `document` by the schema `name`; "" when nothing is.
+  std::string Problems(const std::string& name, const std::string& document) const {
+    const std::string schema = QELTEMPLATE_SOURCE_DIR "/docs/schema/" + name + ".json";
+    const Outcome outcome = m_sandbox.Run({"/usr/bin/python3", "-c", kValidate, schema}, document);
+    return outcome.out + outcome.err;
+  }
+
+  void ExpectValid(const std::string& name, const Words& words, int exit_code) const {
+    const Outcome outcome = Run(words);
+    EXPECT_EQ(Problems(name, outcome.out), "") << outcome.out;
+    EXPECT_EQ(outcome.exit_code, exit_code) << outcome.err;
+  }
+};
+
+constexpr char kSiteOfAllKinds[] =
+    "http {\nserver {\nserver_name a;\n}\ngzip on;\n}\nevents {\n}\nserver {\nserver_name b;\n"
+    "listen *:80;\nlisten   80;\nroot /b; # \xff\nlocation /x {\nreturn 404;\n}\nlocation /o {\n";
+
+TEST_F(Schema, HoldsForExplain) {
+  m_sandbox.Write("site.template",
+                  "user x;\nserver {\nserver_name {% $name %};\nlisten 80;\n{% if $x == 1 %}\n"
+                  "root [% $r %];\n{% else %}\nindex {% $none %};\n{% endif %}\n"
+                  "{% import nowhere %}\n{% if $x %}\nlocation /x {\n}\n{% endif %}\n"
+                  "location /n {\n}\n}\n");
+  const Words request = {"explain",    "--json",        "--dialect", "nginx",
+                         "--template", "site.template", "site.conf"};
+  ExpectValid("explain", request, 0);
+  m_sandbox.Write("site.conf", kSiteOfAllKinds);
+  for (const char* const old_name : {"name=b", "name=z"}) {
+    Words words = request;
+    words.insert(words.end(), {"--old", old_name, "--set", "name=c"});
+    EXPECT_EQ(Problems("explain", Run(words).out), "");
+  }
+}
+
+TEST_F(Schema, HoldsForInspect) {
+  ExpectValid("inspect", {"inspect", "--json", "site.conf"}, 0);
+  m_sandbox.Write("site.conf", kSiteOfAllKinds);
+  ExpectValid("inspect", {"inspect", "--json", "site.conf"}, 6);
+  m_sandbox.Write("site.conf", "");
+  ExpectValid("inspect", {"inspect", "--json", "--dialect", "apache", "site.conf"}, 0);
+}
+
+TEST_F(Schema, HoldsForLint) {
+  ExpectValid("lint", {"lint", "--json", "site.template"}, 0);
+  m_sandbox.Write("site.template", "server {\n{% elseif %}\n{% $x\n}\n}\n");
+  ExpectValid("lint", {"lint", "--json", "site.template"}, 6);
+}
+
+TEST_F(Schema, CanFail) {
+  EXPECT_EQ(Problems("lint", "{}"), "$: 'warnings' is a required property\n");
+  EXPECT_NE(Problems("inspect", R"({"more": 1})"), "");
+  EXPECT_NE(Problems("explain", R"({"warnings": [{"name": 1}]})"), "");
+}
+
+}  // namespace
