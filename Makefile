@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 # The front door. `make demo` and `make test` install the packages they need (Debian) and do the rest.
 
 .PHONY: help demo test bindings-test asan tsan valgrind coverage fuzz hostile format format-check tidy cppcheck \

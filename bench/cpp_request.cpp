@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // One request in C++, for python_request.py to time in its own process beside the same request in
 // Python.
 #include <chrono>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The least that editing the lines of a text takes: to cut it into lines and to join them.
 #pragma once
 

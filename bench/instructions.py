@@ -1,4 +1,6 @@
 #!/usr/bin/python3 -B
+# SPDX-License-Identifier: Apache-2.0
+
 """Counts the instructions of fixed requests and compares them with those in instructions.json.
 
     instructions.py [--update] BUILD_DIR

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Does one thing to the text of a file and ends, so that the peak of its memory can be measured:
 //
 //   one_edit floor CONFIG                cuts the text into lines and joins them

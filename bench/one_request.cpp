@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Carries out one request and ends, so that a profiler can count what it takes:
 //
 //   one_request REQUEST DIALECT N

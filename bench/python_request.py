@@ -1,4 +1,6 @@
 #!/usr/bin/python3 -B
+# SPDX-License-Identifier: Apache-2.0
+
 """Times a whole request from Python against the same request in C++, in one process:
 
     python_request.py [--sites=1000] [--rounds=300] [--limit=1.1] BUILD_DIR

@@ -1,4 +1,6 @@
 #!/usr/bin/python3 -B
+# SPDX-License-Identifier: Apache-2.0
+
 """Writes README.md and the plots from the figures of run.py, and shows the goals.
 
     report.py RESULTS_DIR     writes them anew from results.json

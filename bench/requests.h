@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Whole requests of N parts, with the text that each has to give.
 #pragma once
 

@@ -1,4 +1,6 @@
 #!/usr/bin/python3 -B
+# SPDX-License-Identifier: Apache-2.0
+
 """Runs every benchmark of a build directory and writes results.json, README.md and the plots.
 
     run.py [--quick] BUILD_DIR RESULTS_DIR

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Runs a program and prints what it took, as one JSON object:
 //
 //   run_limited SECONDS OUTPUT PROGRAM [ARGUMENT...]

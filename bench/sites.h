@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Configurations of many sites, and templates that edit them: what every benchmark works on.
 #pragma once
 

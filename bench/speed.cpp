@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Times the library against the floor, in one process:
 //
 //   speed [--benchmark_filter=... and the other options of Google Benchmark]

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Writes to standard output what the benchmarks of whole processes work on:
 //
 //   write_sites config DIALECT N      a configuration of N sites

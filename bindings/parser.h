@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The facade as callers from other languages get it.
 #pragma once
 

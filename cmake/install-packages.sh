@@ -1,4 +1,6 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
+
 # install-packages.sh PACKAGE...: installs those of the Debian packages that are missing. Services that
 # come with them are not started.
 set -eu

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 # What `cmake --install` puts where. Everything finds the rest from its own place, so that the installed
 # tree may be moved.
 include(CMakePackageConfigHelpers)

@@ -1,4 +1,6 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
+
 # spdx.sh [--check]: puts the licence's identifier at the head of every source file that lacks it, or only
 # names those files and fails.
 set -eu

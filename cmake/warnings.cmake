@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 # qeltemplate_warnings(target): the warnings that all of our code is clean under.
 function(qeltemplate_warnings target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion

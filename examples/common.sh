@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 # Sourced by the run.sh of each example, which has set $dialect and $site.
 #
 # Leaves the edited site in $work/site.conf, a temporary directory that goes with the script.

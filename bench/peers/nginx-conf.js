@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // nginx-conf.js CONFIG SERVER_NAME ROOT: changes the root of one server and writes the file back.
 const { NginxConfFile } = require('nginx-conf');
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 /* libqeltemplate for C, and for every language that can call C.
  *
  * Edits the text of an nginx or Apache httpd configuration by a template and named values, and

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Objects behind numbers.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The Python module: the facade with Python's texts, exceptions and threads.
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 """Builds a wheel with CMake: pip install bindings/python
 
 The library goes into the module, which then needs nothing but Python. Needs cmake, a C++ compiler and

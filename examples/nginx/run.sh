@@ -1,4 +1,6 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
+
 # Edits the example site by the example template, shows what changes, and has nginx judge the result.
 #
 #   run.sh PATH_TO_QELTEMPLATE

@@ -1,4 +1,6 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: Apache-2.0
+
 """Renames a site in an nginx configuration and writes the edited text to standard output:
 
     rename_site.py CONFIG OLD_NAME NEW_NAME

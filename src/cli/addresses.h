@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Which blocks of the configuration the blocks of a template are.
 #pragma once
 

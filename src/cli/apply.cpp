@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // qeltemplate apply: the edited configurations, or what the edit changes, or the files replaced.
 
 #include <algorithm>

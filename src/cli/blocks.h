@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The blocks of a configuration as they stand in the file.
 #pragma once
 

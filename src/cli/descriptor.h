@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // File descriptors that close themselves, and what the system says when something fails.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Something to look at in a file, and how it is shown.
 #pragma once
 

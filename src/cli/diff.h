@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // What an edit has changed, for people and for patch(1).
 #pragma once
 

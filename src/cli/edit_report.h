@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // What became of each line of a template in an edit, and why.
 #pragma once
 

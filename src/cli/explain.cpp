@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // qeltemplate explain: what becomes of each line of a template, and why.
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // What a server says about new files, made readable.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The report of an edit as a text for people and as JSON for programs.
 #pragma once
 

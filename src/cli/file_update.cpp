@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #include "cli/file_update.h"
 
 #include <sys/resource.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Replaces the content of configuration files in place, all of them or none, so that nothing is
 // lost whatever happens meanwhile.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #include "cli/findings.h"
 
 #include <algorithm>
@@ -42,6 +44,7 @@ const std::vector<FindingKind> kWarnings = {
     // Of an edit
     {"missing-value", "a value of a template line is missing: the line does nothing"},
     {"outside", "a template line stands outside every block: it does nothing"},
+    {"second-line", "a line is added beside one of the same directive"},
 
     // Of a configuration
     {"duplicate-identity", "two blocks have the same identity"},

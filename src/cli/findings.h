@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // What speaks against an edit, or should be known about it.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The lines of a configuration, followed through an edit.
 #pragma once
 

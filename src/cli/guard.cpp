@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #include "cli/guard.h"
 
 #include <algorithm>
@@ -487,7 +489,7 @@ class EditCheck {
     for (const std::string& word : Words(item.m_param.m_old_value.Str())) {
       if (wanted.count(word) != 0 || there.count(word) == 0) continue;
       m_findings.warnings.push_back(
-          {"options-kept", Here(line) + ": " + Quoted(*line.text) + " keeps " + Quoted(word) +
+          {"options-stay", Here(line) + ": " + Quoted(*line.text) + " keeps " + Quoted(word) +
                                ", though " + Template(item) +
                                " no longer has it: a change only adds words. Name the old words on "
                                "a line of their own in a branch that is not taken"});

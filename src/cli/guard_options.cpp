@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #include "cli/guard_options.h"
 
 #include "cli/findings.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The options that say what an edit may do.
 #pragma once
 

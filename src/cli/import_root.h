@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Keeps a template's imports inside a directory.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // qeltemplate inspect: a configuration as the library sees it.
 
 #include <memory>

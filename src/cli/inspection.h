@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // A configuration as the library sees it.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // qeltemplate lint: what is wrong with a template, or probably not meant.
 
 #include <iterator>

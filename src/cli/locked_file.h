@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // A file that no other update of the same kind changes meanwhile.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The qeltemplate program: reads the command line, runs the subcommand, says what went wrong.
 
 #include <CLI/CLI.hpp>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Work on many things at a time.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // How a configuration is shown to the library, so that it recognises the lines of a template.
 #pragma once
 

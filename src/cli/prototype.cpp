@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // qeltemplate prototype: the template's own result.
 
 #include <memory>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // One file's way to a new content, and back.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // What every subcommand is asked: which template, which values, which dialect, which
 // configurations.
 #pragma once

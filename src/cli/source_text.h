@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // A configuration's text as lines, and the same text written again with some of them edited.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The statements and places of a template, before it is read.
 #pragma once
 

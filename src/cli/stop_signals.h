@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The signals by which people and systems ask a program to stop.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // What a server makes of the text of a line: where it looks closer than the library does.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // What is wrong with a template, or probably not meant.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The lines of a template and of the files that it imports, as they are written.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // One application of a request's template to one configuration.
 #pragma once
 

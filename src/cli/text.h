@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Views of the blanks of a text; more stands in str::view.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Whole texts in and out, byte by byte as they are.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Named values, and the files that hold them.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The files that an update keeps beside a file while it replaces it.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #include "template/base_config.h"
 
 #include "template/framework/str.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The dialect interface: what the engine asks of a configuration syntax.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The conditions of a template's "if" and "elif" statements, and the chains they open.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #include "template/config_type.h"
 
 #include <stdexcept>

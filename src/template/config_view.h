@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The editable view of a configuration: an index of its blocks, and the edits.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // What an edit does to the lines of a configuration, told while it is done.
 #pragma once
 

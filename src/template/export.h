@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // What the shared library shows to the programs that use it. All else is hidden, so that a program
 // may have functions of the same names.
 //

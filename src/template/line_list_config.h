@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // What all dialects share whose lines stand in one list.
 #pragma once
 

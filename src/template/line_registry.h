@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The lines of the directives that a dialect manages itself.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Places by the lines they are on.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Everything that a caller of libqeltemplate needs: the dialect by name, the parser, its values,
 // its errors, and the log.
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Section paths: the addresses of blocks.
 //
 // A path holds one level for each enclosing block, outermost first, and the block's own level last,

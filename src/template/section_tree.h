@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The blocks of a configuration while it is being read.
 #pragma once
 

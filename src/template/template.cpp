@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The engine. From top to bottom, in the order in which data flows: log and helpers, the view (its
 // reading, its references, its edits), conditions, substitution, statements, section tuning,
 // application, facade. Whatever writes a log record stands here, since a record names this file.

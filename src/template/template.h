@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // A parsed template over the view of a configuration.
 #pragma once
 

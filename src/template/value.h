@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // A text that may be null.
 #pragma once
 

@@ -1,4 +1,6 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
+
 # run_example.sh CONFIG EXPECTED PROGRAM...: the program renames the site example.com in CONFIG to
 # example.org, which gives EXPECTED, and fails for a file that is not there with a message that names
 # it.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // What apply does with files: many, in place, to another file, dry; what it says about it.
 
 #include <gmock/gmock.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // What stands beside the program says of its options what the program says.
 
 #include <gmock/gmock.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Tables of edits: a configuration, a template, and what comes of them.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The example of examples/nginx: what it shows stays true.
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // What surprises on real files: the program does the right thing, says so, or refuses. More of it
 // stands in edit_test.cpp.
 

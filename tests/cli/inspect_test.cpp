@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // qeltemplate inspect and qeltemplate lint: their output and their options. What each warning is
 // about is tested with the page that explains them.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The program, run as a process in a sandbox that holds a site and its template.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The program as its users meet it: run as a process.
 
 #include "cli/program.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // What the README shows is what the program does.
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // A directory of its own in which a test puts files and runs programs.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // What --json writes is what docs/schema says, by the judgement of python3-jsonschema.
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // A site from its first day on, in a file that holds other sites, too: each edit is made in place
 // and judged by the real server.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The page of the warnings and refusals: each name has a part, and its examples are what it says.
 
 #include <gmock/gmock.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Puts constructs beside a plain site and changes one line of that site. Each file below
 // <dialect>/<context>/ is a construct, see README.md in this folder.
 #include <gtest/gtest.h>

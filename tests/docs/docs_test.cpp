@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // What the pages of the documentation show is what the library does.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The links of the documentation lead to files and headings that are there, and its contents lead
 // to all pages.
 #include <gmock/gmock.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The examples that a page of the documentation shows.
 #pragma once
 

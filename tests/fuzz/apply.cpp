@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // An edit by the program.
 //
 //   dialect ("N" or "A") | config | template | name | old | new | name | ...

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // A sequence of edits of a view, sections drawn from its index.
 //
 //   dialect ("N" or "A") | config | edit | edit | ...   (an edit as in property/edits.h)

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The input of a fuzz target: texts separated by the byte 0x1e, so that seeds can be written by
 // hand.
 #pragma once

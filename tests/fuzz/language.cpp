@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Conditions and the substitution of values.
 //
 //   text | name | value | name | value | ...

@@ -1,4 +1,6 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
+
 # make_seeds.sh GOLDEN CORPUS OUT: makes the first inputs of the fuzz targets from the golden cases, and
 # from the real configurations in CORPUS/nginx and CORPUS/apache where they are at hand.
 set -eu

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Runs a fuzz target on the files named on the command line, without a fuzzer.
 #include <cstdio>
 #include <exception>

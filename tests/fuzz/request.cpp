@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // A whole request: dialect, configuration, template, then rounds of values and applications.
 //
 //   dialect ("N" or "A") | config | template | imported file | name | old | new | name | ...

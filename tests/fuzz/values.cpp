@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Listen lines, and long values of Apache directives.
 #include <vector>
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The golden cases: a folder for each, see README.md in this folder.
 #pragma once
 

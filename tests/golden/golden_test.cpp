@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Runs each golden case through the library and compares what comes out, whole.
 #include <gtest/gtest.h>
 

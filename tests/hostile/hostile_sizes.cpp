@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // What inputs of hostile sizes cost: runs each case in a process of its own, at a tenth of its size
 // and at its size, and prints processor time, peak memory and how both grow. The time is that of
 // the request, without the making of its input.

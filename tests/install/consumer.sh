@@ -1,4 +1,6 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
+
 # Builds and runs a program outside of this project that uses the library in one of the ways of the README,
 # by the lines that stand there.
 #

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The rest of edit.cpp, behind Edited() of the README: what a program that links the library relies
 // on.
 

@@ -1,4 +1,6 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
+
 # Compiles each installed header by itself.
 #
 #   headers.sh INSTALLED COMPILER STANDARD

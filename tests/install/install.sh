@@ -1,4 +1,6 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
+
 # Installs a build tree, moves what is there now to INSTALLED, and looks it over.
 #
 #   install.sh BUILD INSTALLED VERSION

@@ -1,4 +1,6 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
+
 # Compares the symbols that the shared library exports with those listed.
 #
 #   symbols.sh LIBRARY LIST [--write]

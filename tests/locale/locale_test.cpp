@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The locales of these tests are what they are meant to be, and the program does not care.
 #include <gtest/gtest.h>
 

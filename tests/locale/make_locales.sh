@@ -1,4 +1,6 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
+
 # make_locales.sh OUT: makes the locales in which the tests run once more. Needs Debian's locales.
 set -eu
 

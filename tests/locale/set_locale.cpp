@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Puts a test program into the locale that the environment names, before its tests run.
 #include <cstdlib>
 #include <locale>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The view against a second model of it: both read the same text and take the same edits, and after
 // each of them their texts, indexes, dialects' registers and logs agree.
 #include <gtest/gtest.h>

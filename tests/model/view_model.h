@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // A plain second model of the view of a configuration and its edits, to compare the view with:
 // lines have numbers, every look-up is a search, and every removal walks through all that refers to
 // a line. It shares with the library the text helpers and what a dialect says of single lines,

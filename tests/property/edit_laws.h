@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Laws of an edit by the program, whatever is edited. Each function returns "" when its law holds,
 // else what is wrong.
 #pragma once

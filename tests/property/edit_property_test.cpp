@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The laws of edits by the program.
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Lists of edits as text: one a line, the parts of a line separated by the byte 0x1f: the operation
 // (append, remove, remove_part, change, empty), the number of the block it goes to, the new line,
 // the old line, the key.

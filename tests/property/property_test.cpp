@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Laws that hold for every input, tried on random ones, on the golden cases, and on the corpus of
 // real configurations where it is at hand.
 #include <gtest/gtest.h>

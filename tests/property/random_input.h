@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Random inputs for laws that must hold for all of them.
 //
 // Debian's RapidCheck is a compiled library without checked containers, so it lives in a source

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Asks a running Apache httpd whether edits of its configuration take.
 #include <gtest/gtest.h>
 #include <signal.h>

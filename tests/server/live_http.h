@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // A client that asks a server on the loopback.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // A real server that runs on the loopback while a test asks it.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Edits that a real server is asked about.
 #pragma once
 

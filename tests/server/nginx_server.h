@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Asks the real nginx about configurations.
 #pragma once
 

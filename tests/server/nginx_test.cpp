@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Asks the real nginx about the golden cases that name a context.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // What the tests have in common that ask a real server about the golden cases.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // A folder in which a real server is asked about configurations.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The lines of a view that an edit has to leave alone.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Collects the log's records while it lives.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // A dialect for tests of what the view does when unique lines are merged: a small syntax of its
 // own.
 #pragma once

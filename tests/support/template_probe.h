@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // A template over a configuration text, with values of its own, whose items can be looked at.
 #pragma once
 

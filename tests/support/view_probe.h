@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // A view of a configuration text whose index can be looked at.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Parsers in several threads at once: each gives what it gives alone. Run under ThreadSanitizer by
 // `make tsan`.
 #include <gmock/gmock.h>

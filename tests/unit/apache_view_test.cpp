@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The view of an Apache configuration: what becomes of the lines that the dialect manages.
 #include <gtest/gtest.h>
 

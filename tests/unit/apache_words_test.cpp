@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The directives that carry sets of words: Options, ServerAlias, DirectoryIndex.
 #include <gtest/gtest.h>
 

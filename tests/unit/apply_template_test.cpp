@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // A template's two passes over a configuration: the text before, after the first pass, and after
 // the second.
 #include <gmock/gmock.h>

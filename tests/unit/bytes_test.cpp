@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Bytes of any value, in configurations, templates and values.
 #include <gtest/gtest.h>
 

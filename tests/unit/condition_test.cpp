@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The conditions of "if" and "elif", and the chains they open.
 #include "template/condition.h"
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Every allocation of a request fails once.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #include "template/line_index.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The facade: values, template, application, and what is kept between them.
 #include "template/parser_template.h"
 

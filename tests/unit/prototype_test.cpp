@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The prototype: the skeleton of the configuration that a template stands for.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // How the blocks of a template get the identities that the configuration's blocks have.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

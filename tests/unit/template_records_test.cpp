@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The records of a template.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

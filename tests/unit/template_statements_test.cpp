@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The statements of a template, and the items that its other lines become.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Value places: ParseString fills in those of one kind, Parse makes a line's record.
 #include <gtest/gtest.h>
 

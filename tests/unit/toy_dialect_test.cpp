@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // A dialect like no other: the engine knows of a syntax only what the dialect tells it.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

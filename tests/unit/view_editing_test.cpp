@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // What each edit does to the text, to the log, and to the index.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // How a configuration is read into the index of its blocks.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // append_line [OPTION...] LINE FILE...: adds a line to each file by one FileUpdate.
 //
 //   --backup=SUFFIX --check=COMMAND --reload=COMMAND   as in UpdateOptions

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The lines that a server complains about.
 
 #include "cli/explained_output.h"

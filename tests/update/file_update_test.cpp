@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // What an update of files does, keeps and refuses.
 
 #include "cli/file_update.h"

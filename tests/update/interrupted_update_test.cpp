@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // An update that is killed, or that the system fails, at each of its system calls in turn.
 
 #include <gmock/gmock.h>
@@ -127,7 +129,7 @@ class Interrupted : public testing::Test {
   void ExpectNextUpdateWorks() const {
     const std::string a = m_sandbox.Read("a");
     const std::string b = m_sandbox.Read("sites/b");
-    const Outcome next = m_sandbox.Append({"--wait=0", "next", "a", "b"});
+    const Outcome next = m_sandbox.Append({"--wait=5", "next", "a", "b"});
     EXPECT_EQ(next.exit_code, 0) << next.err;
     EXPECT_EQ(m_sandbox.Read("a"), a + "next\n");
     EXPECT_EQ(m_sandbox.Read("sites/b"), b + "next\n");
@@ -233,7 +235,7 @@ TEST_F(Interrupted, KilledAtAnyCallAFileThatWasNotThereIsMissingOrWhole) {
       EXPECT_EQ(RunInjected(name, "signal=KILL", number, update).exit_code, -1);
       const std::string text = m_sandbox.Exists("sites/c") ? m_sandbox.Read("sites/c") : "missing";
       seen.insert(text);
-      EXPECT_EQ(m_sandbox.Append({"--missing", "--wait=0", "next", "sites/c"}).exit_code, 0);
+      EXPECT_EQ(m_sandbox.Append({"--missing", "--wait=5", "next", "sites/c"}).exit_code, 0);
       EXPECT_EQ(m_sandbox.Read("sites/c"), text == "missing" ? "next\n" : "new\nnext\n");
       EXPECT_THAT(m_sandbox.Names("sites"), ElementsAre("b", "b~", "c"));
       if (HasFailure()) return;

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Checks and reloads: what the commands meet, and what becomes of the files when they refuse.
 
 #include <gmock/gmock.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The fixture of the tests that update files in their own process.
 #pragma once
 

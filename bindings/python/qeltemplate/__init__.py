@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 """Edits nginx and Apache httpd configurations by templates, and leaves everything else as it is.
 
     import qeltemplate

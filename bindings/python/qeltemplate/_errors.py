@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 """The exceptions of the module. Memory that runs out is a MemoryError, as everywhere."""
 
 from typing import Dict, Optional

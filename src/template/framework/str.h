@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Text helpers. All of them work on bytes and know nothing of encodings or locales.
 //
 // A blank is one of the six bytes space, tab, "\n", "\r", "\v" and "\f".

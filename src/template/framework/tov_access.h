@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Access masks of the parameters that an error carries.
 #pragma once
 

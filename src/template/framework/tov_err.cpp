@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #include "template/framework/tov_err.h"
 
 #include "template/framework/str.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The log channel, off until the host program switches it on:
 //
 //   tov_log::SetHandler([](tov_log::Level level, const std::string& module,

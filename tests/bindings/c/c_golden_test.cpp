@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The golden cases through the C interface.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The C interface as it promises to be: results, errors, handles, the log, threads.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The handles and texts of the C interface, freed when they go out of scope.
 #pragma once
 

@@ -1,4 +1,6 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
+
 # exports.sh LIBRARY HEADER: the library exports exactly the functions that the header declares.
 set -eu
 

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 """The pages on other languages: what they show is true."""
 
 import doctest

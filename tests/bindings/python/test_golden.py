@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 """The golden cases of the library through the module, as str and as bytes."""
 
 import json

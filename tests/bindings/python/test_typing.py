@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 """What mypy makes of the package: the stubs are those of the module, and say what is right."""
 
 import os

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 """Read by mypy only; see test_typing.py."""
 
 from pathlib import Path

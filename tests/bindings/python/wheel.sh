@@ -1,4 +1,6 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
+
 # wheel.sh SOURCE_DIR PYTHON: `pip install` builds a wheel without network, and the tests pass on it in
 # a virtual environment.
 set -eu
