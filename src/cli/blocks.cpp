@@ -60,6 +60,8 @@ std::vector<Reopening> FindReopenings(const tov_template::BaseConfig& config,
   std::vector<Reopening> found;
   if (names.empty()) return found;
   std::vector<Open> open;
+  // Its memory is used again.
+  // cppcheck-suppress variableScope
   std::string line;
   for (std::size_t i = 0; i < lines.size(); ++i) {
     line = lines[i];

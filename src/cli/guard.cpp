@@ -274,6 +274,8 @@ int DepthChange(const tov_template::BaseConfig& config, const std::string& line)
 void CheckDepth(const std::string& config_name, const SourceText& source, const ShownLines& shown,
                 const tov_template::BaseConfig& config) {
   std::size_t depth = 0;
+  // Its memory is used again.
+  // cppcheck-suppress variableScope
   std::string line;
   for (std::size_t i = 0; i < source.lines().size(); ++i) {
     line = shown.Text(source, i);
