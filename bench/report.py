@@ -91,7 +91,8 @@ def ratio_goals(results):
             figure = math.inf if "error" in record else record["ratio"]
             text = f"{label(record)}: time / floor"
             limit = operation(results, "containers alone", dialect, 10000)
-            note = record.get("error", f"(containers alone: {limit['ratio']:.2f})")
+            note = f"(containers alone: {limit['ratio']:.2f})" if limit else ""
+            note = record.get("error", note)
             yield Goal(text, figure, bound, note=note)
 
 
