@@ -60,14 +60,16 @@ TEST(DialectGuess, KnowsRealConfigurations) {
       "corpus/apache-ultimate-bad-bot-blocker__Apache_2.4_custom.d_whitelist-domains.conf",
       "corpus/certbot__passing_comment-continuations-2050.conf"};
   for (const std::string dialect : {"nginx", "apache"}) {
-    std::size_t told = 0;
+    const std::string other = dialect == "nginx" ? "apache" : "nginx";
     for (const auto& [name, text] : RealConfigs(dialect)) {
-      if (name.compare(0, 7, "golden/") == 0) continue;
       SCOPED_TRACE(name);
-      EXPECT_EQ(GuessDialect(text), silent.count(name) > 0 ? "" : dialect);
-      ++told;
+      // A golden case may be too small to tell, but is never taken for the other dialect.
+      if (name.compare(0, 7, "golden/") == 0) {
+        EXPECT_NE(GuessDialect(text), other);
+      } else {
+        EXPECT_EQ(GuessDialect(text), silent.count(name) > 0 ? "" : dialect);
+      }
     }
-    if (told == 0) GTEST_SKIP() << "the real configurations are not at hand";
   }
 }
 
