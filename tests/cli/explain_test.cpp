@@ -39,7 +39,7 @@ std::string Replayed(const std::string& text, const json& explanation) {
   std::vector<std::string> lines = LinesOf(text);
   const json& edits = explanation["edits"];
   for (auto edit = edits.rbegin(); edit != edits.rend(); ++edit) {
-    const auto first = lines.begin() + (*edit)["line"].get<std::ptrdiff_t>() - 1;
+    const auto first = lines.begin() + ((*edit)["line"].get<std::ptrdiff_t>() - 1);
     const auto after = lines.erase(first, first + (*edit)["count"].get<std::ptrdiff_t>());
     lines.insert(after, (*edit)["text"].get<std::string>());
   }
