@@ -2,6 +2,7 @@
 
 #include "cli/blocks.h"
 
+#include <algorithm>
 #include <map>
 #include <set>
 
@@ -47,6 +48,15 @@ std::vector<Block> FindBlocks(const tov_template::BaseConfig& config,
         block.parent ? blocks[*block.parent].path : std::string(), block.level);
   }
   return blocks;
+}
+
+LineOwners::LineOwners(const std::vector<Block>& blocks, std::size_t count) : m_owners(count) {
+  // Blocks come outermost first.
+  for (const Block& block : blocks) {
+    const std::size_t end = block.closing ? *block.closing + 1 : count;
+    std::fill(m_owners.begin() + static_cast<std::ptrdiff_t>(block.opening),
+              m_owners.begin() + static_cast<std::ptrdiff_t>(end), &block);
+  }
 }
 
 std::vector<Reopening> FindReopenings(const tov_template::BaseConfig& config,

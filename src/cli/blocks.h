@@ -29,6 +29,20 @@ struct Block {
 std::vector<Block> FindBlocks(const tov_template::BaseConfig& config,
                               const std::vector<std::string>& lines);
 
+// The innermost block that each line stands in; opening and closing lines belong to their own.
+// Refers to the blocks, which must live as long.
+class LineOwners {
+ public:
+  // `count`: the number of lines in which `blocks` were found.
+  LineOwners(const std::vector<Block>& blocks, std::size_t count);
+
+  // Null: none.
+  const Block* Of(std::size_t line) const { return m_owners[line]; }
+
+ private:
+  std::vector<const Block*> m_owners;
+};
+
 // Behind which line a block's opening line has to be repeated: the positions of both.
 struct Reopening {
   std::size_t behind = 0;

@@ -453,14 +453,29 @@ class Editor {
     return result;
   }
 
-  // Puts back the "Options" lines that are gone because they were joined only to be read.
+  // Puts back the "Options" lines that are gone because they were joined only to be read: those of
+  // blocks that are still there and whose options the edit has not touched.
   void PutBackJoined(std::vector<FollowedLines::Line>& lines) {
-    const bool joined_changed = std::any_of(lines.begin(), lines.end(), [](const auto& line) {
-      return line.item && line.text != nullptr && str::view::FirstWord(*line.text) == "Options";
-    });
-    if (joined_changed) return;
+    const auto is_joined = [](const FollowedLines::Line& line) {
+      return line.text == nullptr && line.before && !line.item;
+    };
+    if (std::none_of(lines.begin(), lines.end(), is_joined)) return;
+    std::vector<std::string> texts;
+    for (std::size_t i = 0; i < m_source.lines().size(); ++i) {
+      texts.emplace_back(m_shown.Text(m_source, i));
+    }
+    const std::vector<Block> blocks = FindBlocks(*m_config, texts);
+    const LineOwners owners(blocks, texts.size());
+    std::set<const Block*> touched;
+    for (const FollowedLines::Line& line : lines) {
+      if (!line.before || !line.item) continue;
+      const Block* const block = owners.Of(*line.before);
+      const bool is_opening = block != nullptr && block->opening == *line.before;
+      const bool is_gone = line.text == nullptr && is_opening;
+      if (is_gone || str::view::FirstWord(texts[*line.before]) == "Options") touched.insert(block);
+    }
     for (FollowedLines::Line& line : lines) {
-      if (line.text == nullptr && line.before && !line.item) PutBack(line);
+      if (is_joined(line) && touched.count(owners.Of(*line.before)) == 0) PutBack(line);
     }
   }
 

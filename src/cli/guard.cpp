@@ -520,17 +520,19 @@ class EditCheck {
     }
   }
 
-  // Lines that another line of the template has taken away again.
+  // Lines that another line of the template has taken away again, those that were found included.
   void CheckApplied() {
     const auto& config = m_edit.run.config();
     std::map<std::size_t, std::unordered_set<std::string>> lines;  // by blocks
-    std::set<std::size_t> found;
-    for (const FollowedLines::FoundLine& line : m_edit.followed.found()) found.insert(line.item);
+    std::unordered_map<std::size_t, const std::string*> found;
+    for (const FollowedLines::FoundLine& line : m_edit.followed.found()) {
+      found.emplace(line.item, &line.text);
+    }
     for (std::size_t i = 0; i < m_edit.run.items().size(); ++i) {
       const Item& item = *m_edit.run.items()[i];
       const std::string line = item.m_param.m_value.Str();
       const std::string* const path = PathOf(i);
-      if (!item.m_enabled || path == nullptr || found.count(i) != 0) continue;
+      if (!item.m_enabled || path == nullptr) continue;
       if (config.StartsSection(line) || config.EndedSection(line) || config.IsUniqueParam(line)) {
         continue;
       }
@@ -540,7 +542,9 @@ class EditCheck {
           block->second.insert(Normal(*text));
         }
       }
-      const std::string normal = Normal(line);
+      const auto stands_for_it = found.find(i);
+      const std::string normal =
+          Normal(stands_for_it == found.end() ? line : *stands_for_it->second);
       if (normal.empty() || block->second.count(normal) != 0) continue;
       m_refusals.Refuse("not-applied", Template(item) + ": " + Quoted(line) +
                                            " is not in the result: another line of the template "
@@ -667,12 +671,12 @@ class EditCheck {
     if (!HasTwins()) return;
     std::map<std::string, std::vector<std::size_t>> by_path;
     for (const Block& block : BlocksBefore()) by_path[block.path].push_back(block.opening);
-    const Owners before(BlocksBefore(), m_edit.source.lines().size());
+    const LineOwners before(BlocksBefore(), m_edit.source.lines().size());
     const LineCounts counts = CountLines(before);
     std::vector<std::string> texts;
     for (const std::string_view text : TextsAfter()) texts.emplace_back(text);
     const std::vector<Block> blocks_after = FindBlocks(m_edit.run.config(), texts);
-    const Owners after(blocks_after, texts.size());
+    const LineOwners after(blocks_after, texts.size());
     std::size_t position = 0;
     for (const FollowedLines::Line& line : m_edit.lines) {
       const std::size_t here = line.text == nullptr ? position : position++;
@@ -688,8 +692,6 @@ class EditCheck {
   // How often each line stands in the blocks with a path, by the path and its normal form.
   using LineCounts = std::map<std::pair<std::string, std::string>, std::size_t>;
 
-  class Owners;
-
   bool HasTwins() const {
     const auto is_several = [this](const TemplateBlock& block) {
       if (!block.path) return false;
@@ -702,7 +704,7 @@ class EditCheck {
     return std::any_of(blocks.begin(), blocks.end(), is_several);
   }
 
-  LineCounts CountLines(const Owners& owners) const {
+  LineCounts CountLines(const LineOwners& owners) const {
     LineCounts counts;
     for (std::size_t i = 0; i < m_edit.source.lines().size(); ++i) {
       const Block* const block = owners.Of(i);
@@ -716,7 +718,7 @@ class EditCheck {
   }
 
   // The block that a new line stands in; an opening line stands in the block around its own.
-  static const Block* BlockAround(const Owners& owners, const std::vector<Block>& blocks,
+  static const Block* BlockAround(const LineOwners& owners, const std::vector<Block>& blocks,
                                   std::size_t line) {
     const Block* const block = owners.Of(line);
     if (block == nullptr || block->opening != line) return block;
@@ -742,24 +744,6 @@ class EditCheck {
                                        ", both " + Shown(block.path) +
                                        ". Put them into files of their own");
   }
-
-  // The innermost block of each line.
-  class Owners {
-   public:
-    Owners(const std::vector<Block>& blocks, std::size_t count) : m_owners(count) {
-      for (const Block& block : blocks) {
-        const std::size_t end = block.closing ? *block.closing + 1 : count;
-        std::fill(m_owners.begin() + static_cast<std::ptrdiff_t>(block.opening),
-                  m_owners.begin() + static_cast<std::ptrdiff_t>(end), &block);
-      }
-    }
-
-    // Null: none.
-    const Block* Of(std::size_t line) const { return m_owners[line]; }
-
-   private:
-    std::vector<const Block*> m_owners;
-  };
 
   static bool RemovesBlock(const Item& item) {
     return !item.m_enabled && !item.m_section.m_value.Str().empty();

@@ -401,6 +401,33 @@ TEST(Options, OfOthersStayApartWhenABlockIsRenamed) {
                           "<Directory /c>\nAllowOverride None\n</Directory>\n"}});
 }
 
+TEST(Options, ComeApartAgainInTheBlocksWhereTheyAreNotEdited) {
+  const std::string joined =
+      "<Directory /a>\n\tOptions Indexes\n\tOptions MultiViews\n</Directory>\n";
+  ExpectEdits(
+      "apache",
+      {{"others are edited",
+        joined + "<Directory /b>\n\tOptions Includes\n</Directory>\n",
+        "<Directory /b>\nOptions {% $o %}\n</Directory>\n",
+        {{"o", "Includes", "Includes ExecCGI"}},
+        joined + "<Directory /b>\n\tOptions Includes ExecCGI\n</Directory>\n"},
+       {"others are new",
+        joined,
+        "<Directory /b>\nOptions None\n</Directory>\n",
+        {},
+        joined + "<Directory /b>\n\tOptions None\n</Directory>\n"},
+       {"those of a block that goes, go with it",
+        joined + "<Directory /b>\n\tOptions Includes\n</Directory>\n",
+        "{% if $none %}\n<Directory /a>\n</Directory>\n{% endif %}\n",
+        {},
+        "<Directory /b>\n\tOptions Includes\n</Directory>\n"},
+       {"those that are edited stay together",
+        joined,
+        "<Directory /a>\nOptions ExecCGI\n</Directory>\n",
+        {},
+        "<Directory /a>\n\tOptions Indexes MultiViews ExecCGI\n</Directory>\n"}});
+}
+
 TEST(Options, WithACommentAreRefused) {
   ExpectRefusals("apache", {{"a comment becomes words",
                              "<Directory /a>\nOptions Indexes # x\n</Directory>\n",
