@@ -316,7 +316,11 @@ class Editor {
     if (block.parent) {
       message += " in '" + m_blocks.blocks[*block.parent].levels.front() + "'";
     }
-    if (elsewhere != blocks.end()) {
+    if (elsewhere != blocks.end() && !elsewhere->parent && !block.parent) {
+      message += ": the library takes the one at " + PlaceOf(*elsewhere) +
+                 " for one inside another block, because of the blocks before it. What leads it "
+                 "astray, 'qeltemplate inspect' says";
+    } else if (elsewhere != blocks.end()) {
       message += ", but one at " + PlaceOf(*elsewhere) +
                  (elsewhere->parent ? ", inside '" + blocks[*elsewhere->parent].level + "'"
                                     : std::string(", outside every block")) +
@@ -460,19 +464,16 @@ class Editor {
       return line.text == nullptr && line.before && !line.item;
     };
     if (std::none_of(lines.begin(), lines.end(), is_joined)) return;
-    std::vector<std::string> texts;
-    for (std::size_t i = 0; i < m_source.lines().size(); ++i) {
-      texts.emplace_back(m_shown.Text(m_source, i));
-    }
-    const std::vector<Block> blocks = FindBlocks(*m_config, texts);
-    const LineOwners owners(blocks, texts.size());
+    const std::vector<Block> blocks = SourceBlocks();
+    const LineOwners owners(blocks, m_source.lines().size());
     std::set<const Block*> touched;
     for (const FollowedLines::Line& line : lines) {
       if (!line.before || !line.item) continue;
       const Block* const block = owners.Of(*line.before);
       const bool is_opening = block != nullptr && block->opening == *line.before;
       const bool is_gone = line.text == nullptr && is_opening;
-      if (is_gone || str::view::FirstWord(texts[*line.before]) == "Options") touched.insert(block);
+      if (is_gone || str::view::FirstWord(m_shown.Text(m_source, *line.before)) == "Options")
+        touched.insert(block);
     }
     for (FollowedLines::Line& line : lines) {
       if (is_joined(line) && touched.count(owners.Of(*line.before)) == 0) PutBack(line);
@@ -567,9 +568,11 @@ class Editor {
     if (!line.before) return str::view::Trim(*line.text);
     const std::string_view original = m_source.lines()[*line.before].text;
     if (!line.item) return original;
-    const std::string_view comment = TrailingComment(m_syntax, original);
-    return Keep(std::string(Indentation(original)) + std::string(str::view::Trim(NewText(line))) +
-                std::string(comment));
+    std::string_view end = TrailingComment(m_syntax, original);
+    if (end.empty()) end = original.substr(TrimmedEnd(original).size());
+    const std::string_view before = original.substr(0, original.size() - end.size());
+    return Keep(std::string(Indentation(original)) + WithBlanksOf(m_syntax, NewText(line), before) +
+                std::string(end));
   }
 
   // The text of a changed line without the comment that the library takes over from the old one.

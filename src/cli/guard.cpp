@@ -3,6 +3,7 @@
 #include "cli/guard.h"
 
 #include <algorithm>
+#include <functional>
 #include <map>
 #include <set>
 #include <unordered_map>
@@ -607,41 +608,71 @@ class EditCheck {
     const auto is_unique = [this](const std::string& line) {
       return !line.empty() && m_edit.run.config().IsUniqueParam(line) && !IsOptions(line);
     };
-    std::optional<std::unordered_set<std::string>> after;
+    std::optional<LinesByPath> after;
     for (std::size_t i = 0; i < m_edit.run.items().size(); ++i) {
       const Item& item = *m_edit.run.items()[i];
       const std::string line = item.m_param.m_value.Str();
       if (!is_unique(line)) continue;
-      if (!item.m_enabled) {
-        CheckUniqueIsGone(i, line);
-        continue;
-      }
+      CheckUniqueIsGone(i);
+      if (!item.m_enabled) continue;
       if (m_syntax == Syntax::kApache && line.size() > kLongLine) continue;
-      if (!after) {
-        after.emplace();
-        for (const std::string_view text : TextsAfter()) {
-          if (is_unique(std::string(text))) after->insert(Normal(text));
-        }
-      }
-      if (after->count(Normal(line)) != 0) continue;
+      if (!after) after = LinesAfter(is_unique);
+      if (Holds(*after, PathOf(i), Normal(line))) continue;
       RefuseUnique(item, line, "not in the result",
                    "another line of the template changes or removes it");
     }
   }
 
-  void CheckUniqueIsGone(std::size_t number, const std::string& line) {
+  // Lines in their normal form by the paths of their blocks, "" for those outside.
+  using LinesByPath = std::map<std::string, std::unordered_set<std::string>>;
+
+  // Those of the result that are wanted.
+  LinesByPath LinesAfter(const std::function<bool(const std::string&)>& is_wanted) const {
+    std::vector<std::string> texts;
+    for (const std::string_view text : TextsAfter()) texts.emplace_back(text);
+    const std::vector<Block> blocks = FindBlocks(m_edit.run.config(), texts);
+    const LineOwners owners(blocks, texts.size());
+    LinesByPath lines;
+    for (const Block& block : blocks) lines[block.path];
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+      if (!is_wanted(texts[i])) continue;
+      lines[owners.Of(i) == nullptr ? std::string() : owners.Of(i)->path].insert(Normal(texts[i]));
+    }
+    return lines;
+  }
+
+  // Whether `line` stands in the block `path`; when there is no such block: anywhere.
+  static bool Holds(const LinesByPath& lines, const std::string* path, const std::string& line) {
+    const auto block = path == nullptr ? lines.end() : lines.find(*path);
+    if (block != lines.end()) return block->second.count(line) != 0;
+    return std::any_of(lines.begin(), lines.end(),
+                       [&line](const auto& entry) { return entry.second.count(line) != 0; });
+  }
+
+  // What a line of the template removes, or changes, is no longer there.
+  void CheckUniqueIsGone(std::size_t number) {
+    const Item& item = *m_edit.run.items()[number];
+    const std::string line = item.m_param.m_value.Str();
+    const std::string old_line = item.m_enabled ? item.m_param.m_old_value.Str() : line;
     const std::string* const path = PathOf(number);
-    if (path == nullptr) return;
-    const std::string normal = Normal(line);
+    if (path == nullptr || (item.m_enabled && old_line == line)) return;
+    const bool all_of_them = item.m_enabled && item.m_param.m_part_key;
+    std::unordered_set<std::string> wanted;
     for (std::size_t i = 0; i < m_edit.run.items().size(); ++i) {
       const Item& other = *m_edit.run.items()[i];
-      const bool wanted = other.m_enabled && m_edit.block_of[i] == m_edit.block_of[number];
-      if (wanted && Normal(other.m_param.m_value.Str()) == normal) return;
+      if (!other.m_enabled || m_edit.block_of[i] != m_edit.block_of[number]) continue;
+      wanted.insert(Normal(other.m_param.m_value.Str()));
     }
     for (const std::string* const text : m_edit.run.LinesOf(*path)) {
-      if (Normal(*text) != normal) continue;
-      RefuseUnique(*m_edit.run.items()[number], line, "still in the result",
-                   "the library does not find a line as long as this. Use a trailing place");
+      const std::string normal = Normal(*text);
+      const bool is_meant = all_of_them ? str::view::FirstWord(normal) == str::view::FirstWord(line)
+                                        : normal == Normal(old_line);
+      if (!is_meant || wanted.count(normal) != 0) continue;
+      RefuseUnique(item, normal, "still in the result",
+                   item.m_enabled ? "the library does not change it in a block that gets its first "
+                                    "'Options' before. Write this line of the template before those"
+                                  : "the library does not find a line as long as this. Use a "
+                                    "trailing place");
       return;
     }
   }
@@ -677,12 +708,21 @@ class EditCheck {
     for (const std::string_view text : TextsAfter()) texts.emplace_back(text);
     const std::vector<Block> blocks_after = FindBlocks(m_edit.run.config(), texts);
     const LineOwners after(blocks_after, texts.size());
+    std::vector<const FollowedLines::Line*> lines_after;
+    for (const FollowedLines::Line& line : m_edit.lines) {
+      if (line.text != nullptr) lines_after.push_back(&line);
+    }
+    // The block that a new line stands in, as it was: the line may have given it another identity.
+    const auto around = [&](std::size_t here) -> const Block* {
+      const Block* const block = BlockAround(after, blocks_after, here);
+      if (block == nullptr || !lines_after[block->opening]->before) return nullptr;
+      return before.Of(*lines_after[block->opening]->before);
+    };
     std::size_t position = 0;
     for (const FollowedLines::Line& line : m_edit.lines) {
       const std::size_t here = line.text == nullptr ? position : position++;
       if (!line.item || IsGoneWithItsBlock(line)) continue;
-      const Block* const block =
-          line.before ? before.Of(*line.before) : BlockAround(after, blocks_after, here);
+      const Block* const block = line.before ? before.Of(*line.before) : around(here);
       if (block == nullptr || by_path[block->path].size() < 2) continue;
       if (line.before && IsClear(line, *block, counts)) continue;
       RefuseAmbiguous(line, *block, by_path[block->path]);

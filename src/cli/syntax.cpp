@@ -86,21 +86,33 @@ std::vector<Kind> Kinds(std::string_view line) {
   return kinds;
 }
 
-// `text` with each run of blanks as one; those between double quotes stay.
-std::string WithSingleBlanks(std::string_view text) {
-  std::string result;
+// Those of a line of Apache, which are blanks, text, and what stands between quotes.
+std::vector<Kind> ApacheKinds(std::string_view line) {
+  std::vector<Kind> kinds;
+  kinds.reserve(line.size());
   char quote = '\0';
-  for (const char c : text) {
+  for (const char c : line) {
     if (quote == '\0' && str::IsBlank(c)) {
-      if (result.empty() || result.back() != ' ') result += ' ';
+      kinds.push_back(Kind::kBlank);
       continue;
     }
-    if (c == quote) {
-      quote = '\0';
-    } else if (quote == '\0' && (c == '"' || c == '\'')) {
-      quote = c;
+    const bool quotes = quote == '\0' ? c == '"' || c == '\'' : c == quote;
+    kinds.push_back(quote != '\0' || quotes ? Kind::kQuoted : Kind::kText);
+    if (quotes) quote = quote == '\0' ? c : '\0';
+  }
+  return kinds;
+}
+
+// `text` with each run of blanks as one; those between quotes stay.
+std::string WithSingleBlanks(std::string_view text) {
+  const std::vector<Kind> kinds = ApacheKinds(text);
+  std::string result;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (kinds[i] != Kind::kBlank) {
+      result += text[i];
+    } else if (i == 0 || kinds[i - 1] != Kind::kBlank) {
+      result += ' ';
     }
-    result += c;
   }
   return result;
 }
@@ -129,6 +141,35 @@ std::string NginxNormalForm(std::string_view line) {
     }
   }
   return std::string(str::view::Trim(result));
+}
+
+// A word of a line and the blanks before it; what ends a directive or opens a block is no part of
+// the word before it.
+struct Word {
+  std::string_view blanks;
+  std::string_view text;
+  bool is_mark = false;
+};
+
+std::vector<Word> WordsOf(Syntax syntax, std::string_view line) {
+  const std::vector<Kind> kinds = syntax == Syntax::kNginx ? Kinds(line) : ApacheKinds(line);
+  const auto is_mark = [&kinds](std::size_t i) {
+    return kinds[i] == Kind::kEnd || kinds[i] == Kind::kOpen;
+  };
+  std::vector<Word> words;
+  for (std::size_t i = 0; i < line.size();) {
+    const std::size_t begin = i;
+    while (i < line.size() && kinds[i] == Kind::kBlank) ++i;
+    const std::size_t word = i;
+    if (i < line.size() && is_mark(i)) {
+      ++i;
+    } else {
+      while (i < line.size() && kinds[i] != Kind::kBlank && !is_mark(i)) ++i;
+    }
+    words.push_back(
+        {line.substr(begin, word - begin), line.substr(word, i - word), i > word && is_mark(word)});
+  }
+  return words;
 }
 
 std::string NginxShape(std::string_view line) {
@@ -219,6 +260,25 @@ std::string_view TrailingComment(Syntax syntax, std::string_view line) {
 
 std::string NormalForm(Syntax syntax, std::string_view line) {
   return syntax == Syntax::kNginx ? NginxNormalForm(line) : WithSingleBlanks(str::view::Trim(line));
+}
+
+std::string WithBlanksOf(Syntax syntax, std::string_view line, std::string_view model) {
+  const std::vector<Word> words = WordsOf(syntax, str::view::Trim(line));
+  const std::vector<Word> models = WordsOf(syntax, str::view::Trim(model));
+  const auto is_mark = [](const Word& word) { return word.is_mark; };
+  const auto first_mark = std::find_if(models.begin(), models.end(), is_mark);
+  std::string result;
+  bool marked = false;
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    const auto own = models.begin() + static_cast<std::ptrdiff_t>(std::min(i, models.size()));
+    const auto like = words[i].is_mark ? first_mark : std::min(own, first_mark);
+    const bool known = !marked && like != models.end() && like->is_mark == words[i].is_mark;
+    result.append(known ? like->blanks : words[i].blanks).append(words[i].text);
+    marked = marked || words[i].is_mark;
+  }
+  return NormalForm(syntax, result) == NormalForm(syntax, line)
+             ? result
+             : std::string(str::view::Trim(line));
 }
 
 std::string Shape(Syntax syntax, std::string_view line) {

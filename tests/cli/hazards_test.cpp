@@ -67,6 +67,11 @@ TEST(BlocksWithOneIdentity, AreNotEditedOneForTheOther) {
                             "location / {\nroot /a;\n}\nlocation / {\nroot /a;\n}\n",
                             "location / {\nroot {% $r %};\n}\n",
                             {{"r", "/a", "/b"}},
+                            "site.conf:1 and site.conf:4"},
+                           {"a new line that tells them apart",
+                            "server {\nlisten 80;\n}\nserver {\nlisten 81;\n}\n",
+                            "server {\nlisten 80;\nssl on;\n}\n",
+                            {},
                             "site.conf:1 and site.conf:4"}});
   ExpectEdits("apache", {{"a line that only one of them has",
                           hosts,
@@ -186,7 +191,7 @@ TEST(LinesThatSomebodyChanged, AreNotDoubledInSilence) {
                          "server {\nserver_name a;\nroot   /srv/a;\n}\n",
                          "server {\nserver_name a;\nroot [% $r %];\n}\n",
                          {{"r", "/a", "/b"}},
-                         "server {\nserver_name a;\nroot /b;\n}\n"}});
+                         "server {\nserver_name a;\nroot   /b;\n}\n"}});
   const Edited several =
       Edit(RequestOf(
                "nginx",
@@ -404,28 +409,26 @@ TEST(Options, OfOthersStayApartWhenABlockIsRenamed) {
 TEST(Options, ComeApartAgainInTheBlocksWhereTheyAreNotEdited) {
   const std::string joined =
       "<Directory /a>\n\tOptions Indexes\n\tOptions MultiViews\n</Directory>\n";
-  ExpectEdits(
-      "apache",
-      {{"others are edited",
-        joined + "<Directory /b>\n\tOptions Includes\n</Directory>\n",
-        "<Directory /b>\nOptions {% $o %}\n</Directory>\n",
-        {{"o", "Includes", "Includes ExecCGI"}},
-        joined + "<Directory /b>\n\tOptions Includes ExecCGI\n</Directory>\n"},
-       {"others are new",
-        joined,
-        "<Directory /b>\nOptions None\n</Directory>\n",
-        {},
-        joined + "<Directory /b>\n\tOptions None\n</Directory>\n"},
-       {"those of a block that goes, go with it",
-        joined + "<Directory /b>\n\tOptions Includes\n</Directory>\n",
-        "{% if $none %}\n<Directory /a>\n</Directory>\n{% endif %}\n",
-        {},
-        "<Directory /b>\n\tOptions Includes\n</Directory>\n"},
-       {"those that are edited stay together",
-        joined,
-        "<Directory /a>\nOptions ExecCGI\n</Directory>\n",
-        {},
-        "<Directory /a>\n\tOptions Indexes MultiViews ExecCGI\n</Directory>\n"}});
+  ExpectEdits("apache", {{"others are edited",
+                          joined + "<Directory /b>\n\tOptions Includes\n</Directory>\n",
+                          "<Directory /b>\nOptions {% $o %}\n</Directory>\n",
+                          {{"o", "Includes", "Includes ExecCGI"}},
+                          joined + "<Directory /b>\n\tOptions Includes ExecCGI\n</Directory>\n"},
+                         {"others are new",
+                          joined,
+                          "<Directory /b>\nOptions None\n</Directory>\n",
+                          {},
+                          joined + "<Directory /b>\n\tOptions None\n</Directory>\n"},
+                         {"those of a block that goes, go with it",
+                          joined + "<Directory /b>\n\tOptions Includes\n</Directory>\n",
+                          "{% if $none %}\n<Directory /a>\n</Directory>\n{% endif %}\n",
+                          {},
+                          "<Directory /b>\n\tOptions Includes\n</Directory>\n"},
+                         {"those that are edited stay together",
+                          joined,
+                          "<Directory /a>\nOptions ExecCGI\n</Directory>\n",
+                          {},
+                          "<Directory /a>\n\tOptions Indexes MultiViews ExecCGI\n</Directory>\n"}});
 }
 
 TEST(Options, WithACommentAreRefused) {

@@ -56,6 +56,34 @@ TEST(NormalForm, LeavesOutWhatMeansNothing) {
   }
 }
 
+TEST(WithBlanksOf, KeepsTheColumnsOfALine) {
+  struct {
+    Syntax syntax;
+    const char* line;
+    const char* model;
+    const char* expected;
+  } const cases[] = {
+      {Syntax::kNginx, "root /b;", "root", "root /b;"},
+      {Syntax::kNginx, "root /b;", "", "root /b;"},
+      {Syntax::kNginx, " root /b; ", "\troot\t\t/a ;", "root\t\t/b ;"},
+      {Syntax::kNginx, "server_name b;", "server_name   a  www.a;", "server_name   b;"},
+      {Syntax::kNginx, "server_name b c d;", "server_name   a;", "server_name   b c d;"},
+      {Syntax::kNginx, "server_name b c;", "server_name   a ;", "server_name   b c ;"},
+      {Syntax::kNginx, "location /b {", "location   /a{", "location   /b{"},
+      {Syntax::kNginx, "location $ {", "location /a{", "location $ {"},
+      {Syntax::kNginx, "return 200 \"a  b\";", "return   200 \"a b\";", "return   200 \"a  b\";"},
+      {Syntax::kNginx, "return 200 a b;", "return 200 \"a   b\";", "return 200 a b;"},
+      {Syntax::kNginx, "set $a ${b};", "set  $a   c;", "set  $a   ${b};"},
+      {Syntax::kApache, "ServerName b", " ServerName \ta ", "ServerName \tb"},
+      {Syntax::kApache, "Header set X \"a  b\"", "Header  set  X  c", "Header  set  X  \"a  b\""},
+      {Syntax::kApache, "<Directory /b>", "<Directory  /a >", "<Directory  /b>"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::string(c.line) + " like " + c.model);
+    EXPECT_EQ(WithBlanksOf(c.syntax, c.line, c.model), c.expected);
+  }
+}
+
 TEST(Shape, IsWhatALineDoesToOthers) {
   const Case cases[] = {
       {Syntax::kNginx, "root /a;", ";"},

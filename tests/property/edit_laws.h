@@ -73,14 +73,16 @@ inline bool RemovesRenamedBlock(const cli::Request& request) {
       });
 }
 
-// Whether the template takes a line out and writes it again, which is how to have it stand last.
-inline bool MovesALine(const cli::Request& request) {
+// Whether the template takes out a line that it also has written: which is how to have it stand
+// last, or a contradiction. A key may be a directive's name alone.
+inline bool TakesOutALineOfItsOwn(const cli::Request& request) {
   const cli::TemplateRun run(cli::MakeConfig(request, ""), request, cli::ValuesOf(request));
   std::vector<std::string> keys;
   for (const cli::TemplateRun::Item* item : run.items()) {
     const std::string key = item->m_param.m_key.Str();
     const bool goes = !item->m_enabled && !run.config().StartsSection(key);
-    if (goes && !run.config().EndedSection(key)) keys.push_back(key);
+    if (!goes || run.config().EndedSection(key)) continue;
+    keys.emplace_back(item->m_param.m_const ? str::view::FirstWord(key) : key);
   }
   return std::any_of(
       run.items().begin(), run.items().end(), [&](const cli::TemplateRun::Item* item) {
@@ -90,12 +92,27 @@ inline bool MovesALine(const cli::Request& request) {
       });
 }
 
+// Whether the template takes out a line by which its block is found: another application looks for
+// the block with it.
+inline bool TakesOutAnIdentity(const cli::Request& request) {
+  const cli::TemplateRun run(cli::MakeConfig(request, ""), request, cli::ValuesOf(request));
+  std::set<std::string> names;
+  run.config().GetIdentParams(names);
+  return std::any_of(
+      run.items().begin(), run.items().end(), [&names](const cli::TemplateRun::Item* item) {
+        const std::string line = item->m_param.m_old_value.Str();
+        return !item->m_enabled && names.count(std::string(str::view::FirstWord(line))) != 0;
+      });
+}
+
 // A second application is not refused, and changes nothing.
 inline std::string TwiceIsOnce(const cli::Request& request, const std::string& config) {
   const auto once = Edited(request, config);
-  if (!once || RemovesRenamedBlock(request) || MovesALine(request)) return "";
+  const cli::Request again = Settled(request);
+  if (!once || RemovesRenamedBlock(request) || TakesOutAnIdentity(request)) return "";
+  if (TakesOutALineOfItsOwn(request) || TakesOutALineOfItsOwn(again)) return "";
   try {
-    const std::string twice = cli::Edit(Settled(request), once->text, "CONFIG").text;
+    const std::string twice = cli::Edit(again, once->text, "CONFIG").text;
     return twice == once->text ? "" : Wrong("twice is not once", once->text, twice);
   } catch (const cli::Failure& failure) {
     return Wrong(std::string("refused the second time: ") + failure.what(), config, once->text);
