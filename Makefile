@@ -2,7 +2,7 @@
 
 # The front door. `make demo` and `make test` install the packages they need (Debian) and do the rest.
 
-.PHONY: help demo test bindings-test asan tsan valgrind coverage fuzz hostile format format-check tidy cppcheck \
+.PHONY: help demo test bindings-test properties asan tsan valgrind coverage fuzz hostile format format-check tidy cppcheck \
   bench bench-python instructions docs deb deb-test clean
 .DEFAULT_GOAL := help
 
@@ -19,7 +19,7 @@ BENCH_PACKAGES = $(BUILD_PACKAGES) libbenchmark-dev nginx augeas-tools python3-c
   python3-matplotlib $(if $(shell command -v npm),,nodejs npm)
 DOCS_PACKAGES = mkdocs python3-pygments doxygen graphviz
 CHECK_PACKAGES = $(BINDINGS_PACKAGES) clang-format clang-tidy
-DEB_PACKAGES = $(BUILD_PACKAGES) dpkg-dev debhelper fakeroot lintian
+DEB_PACKAGES = $(BUILD_PACKAGES) dpkg-dev debhelper dh-python pybind11-dev python3-dev fakeroot lintian
 DEB_TEST_PACKAGES = autopkgtest mmdebstrap
 
 SOURCES = $(shell git ls-files '*.h' '*.c' '*.cpp')
@@ -28,6 +28,7 @@ help:
 	@echo 'make demo          build, edit the example sites, show what changes, ask nginx and httpd'
 	@echo 'make test          build with warnings as errors, run every test'
 	@echo 'make bindings-test only the tests of the C interface and of the Python module'
+	@echo 'make properties CASES=1000  try each property of the tests with so many new random inputs'
 	@echo 'make asan          the same tests under the sanitizers, with checked containers'
 	@echo 'make tsan          the tests with threads under ThreadSanitizer'
 	@echo 'make valgrind      some of the tests under memcheck'
@@ -67,6 +68,17 @@ bindings-test:
 	cmake --preset release $(WITH_BINDINGS)
 	cmake --build --preset release --target bindings_tests
 	ctest --preset release -R '^(Bindings[.]|C(Interface|Golden|FailingMemory))'
+
+CASES = 1000
+PROPERTY_TESTS = cli/cli_explain_test edit_property_test model_test property_test
+
+properties:
+	cmake/install-packages.sh $(TEST_PACKAGES)
+	cmake --preset release -DQELTEMPLATE_BUILD_TESTS=ON
+	cmake --build --preset release --target $(notdir $(PROPERTY_TESTS))
+	for test in $(PROPERTY_TESTS); do \
+	  RC_PARAMS=max_success=$(CASES) build/release/tests/$$test || exit 1; \
+	done
 
 asan:
 	cmake/install-packages.sh $(TEST_PACKAGES)

@@ -5,8 +5,22 @@
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
 
-set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/qeltemplate)
-set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+# qeltemplate_install_package(name description component): what finds the targets of the export `name`, from
+# CMake and from pkg-config. A version below 1.0 may change the interface with its second number.
+function(qeltemplate_install_package name description component)
+  set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/${name})
+  install(EXPORT ${name} NAMESPACE qeltemplate:: DESTINATION ${package_dir}
+          FILE ${name}-config.cmake COMPONENT ${component})
+  write_basic_package_version_file(${PROJECT_BINARY_DIR}/${name}-config-version.cmake
+                                   COMPATIBILITY SameMinorVersion)
+  install(FILES ${PROJECT_BINARY_DIR}/${name}-config-version.cmake DESTINATION ${package_dir}
+          COMPONENT ${component})
+  file(RELATIVE_PATH include_from_pc ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig
+       ${CMAKE_INSTALL_FULL_INCLUDEDIR})
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/package.pc.in ${PROJECT_BINARY_DIR}/${name}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+          COMPONENT ${component})
+endfunction()
 
 # The library and its headers.
 install(TARGETS qeltemplate EXPORT qeltemplate
@@ -15,20 +29,29 @@ install(TARGETS qeltemplate EXPORT qeltemplate
         ARCHIVE COMPONENT development
         LIBRARY COMPONENT runtime NAMELINK_COMPONENT development)
 
-# find_package(qeltemplate CONFIG). A version below 1.0 may change the interface with its second number.
-install(EXPORT qeltemplate NAMESPACE qeltemplate:: DESTINATION ${package_dir}
-        FILE qeltemplate-config.cmake COMPONENT development)
-write_basic_package_version_file(${PROJECT_BINARY_DIR}/qeltemplate-config-version.cmake
-                                 COMPATIBILITY SameMinorVersion)
-install(FILES ${PROJECT_BINARY_DIR}/qeltemplate-config-version.cmake DESTINATION ${package_dir}
-        COMPONENT development)
+qeltemplate_install_package(qeltemplate "${PROJECT_DESCRIPTION}" development)
 
-# pkg-config
-file(RELATIVE_PATH include_from_pc ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig
-     ${CMAKE_INSTALL_FULL_INCLUDEDIR})
-configure_file(${CMAKE_CURRENT_LIST_DIR}/qeltemplate.pc.in ${PROJECT_BINARY_DIR}/qeltemplate.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/qeltemplate.pc DESTINATION ${pkgconfig_dir}
-        COMPONENT development)
+# The interfaces for other languages.
+if(TARGET qeltemplate_c)
+  # A program in C need not know that there is another library beneath.
+  set_target_properties(qeltemplate_c PROPERTIES INSTALL_RPATH "$ORIGIN")
+  install(TARGETS qeltemplate_c EXPORT qeltemplate_c
+          FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qeltemplate
+          COMPONENT c-development
+          LIBRARY COMPONENT c NAMELINK_COMPONENT c-development)
+  qeltemplate_install_package(qeltemplate_c "${PROJECT_DESCRIPTION}, from C" c-development)
+endif()
+
+if(TARGET qeltemplate_python)
+  set(QELTEMPLATE_PYTHON_DIR lib/python3/dist-packages CACHE STRING
+    "Where the Python package is installed, below the prefix")
+  set(python_package ${QELTEMPLATE_PYTHON_DIR}/qeltemplate)
+  file(RELATIVE_PATH lib_from_python ${CMAKE_INSTALL_PREFIX}/${python_package} ${CMAKE_INSTALL_FULL_LIBDIR})
+  set_target_properties(qeltemplate_python PROPERTIES INSTALL_RPATH "$ORIGIN/${lib_from_python}")
+  install(TARGETS qeltemplate_python LIBRARY DESTINATION ${python_package} COMPONENT python)
+  get_target_property(python_sources qeltemplate_python QELTEMPLATE_PACKAGE_SOURCES)
+  install(FILES ${python_sources} DESTINATION ${python_package} COMPONENT python)
+endif()
 
 if(NOT TARGET qeltemplate-cli)
   return()

@@ -7,6 +7,7 @@
 #include <exception>
 #include <memory>
 #include <new>
+#include <stdexcept>
 #include <string>
 
 #include "parser.h"
@@ -95,7 +96,10 @@ void Require(const void* pointer, const char* name) {
 
 std::string TextOf(const char* text, size_t size, const char* name) {
   Require(text, name);
-  return size == QEL_NUL ? std::string(text) : std::string(text, size);
+  if (size == QEL_NUL) return text;
+  // The string would find out itself, but not before it has counted the pointer past all memory.
+  if (size > std::string().max_size()) throw std::length_error(std::string(name) + " is too long");
+  return {text, size};
 }
 
 Value ValueOf(const char* text, size_t size) {

@@ -272,7 +272,10 @@ std::string WithBlanksOf(Syntax syntax, std::string_view line, std::string_view 
   for (std::size_t i = 0; i < words.size(); ++i) {
     const auto own = models.begin() + static_cast<std::ptrdiff_t>(std::min(i, models.size()));
     const auto like = words[i].is_mark ? first_mark : std::min(own, first_mark);
-    const bool known = !marked && like != models.end() && like->is_mark == words[i].is_mark;
+    // A mark close to the directive's name would belong to that for the library.
+    const bool behind_name = words[i].is_mark && i == 1;
+    const bool known =
+        !marked && !behind_name && like != models.end() && like->is_mark == words[i].is_mark;
     result.append(known ? like->blanks : words[i].blanks).append(words[i].text);
     marked = marked || words[i].is_mark;
   }

@@ -70,6 +70,7 @@ TEST(WithBlanksOf, KeepsTheColumnsOfALine) {
       {Syntax::kNginx, "server_name b c d;", "server_name   a;", "server_name   b c d;"},
       {Syntax::kNginx, "server_name b c;", "server_name   a ;", "server_name   b c ;"},
       {Syntax::kNginx, "location /b {", "location   /a{", "location   /b{"},
+      {Syntax::kNginx, "server_name ;", "server_name a;", "server_name ;"},
       {Syntax::kNginx, "location $ {", "location /a{", "location $ {"},
       {Syntax::kNginx, "return 200 \"a  b\";", "return   200 \"a b\";", "return   200 \"a  b\";"},
       {Syntax::kNginx, "return 200 a b;", "return 200 \"a   b\";", "return 200 a b;"},

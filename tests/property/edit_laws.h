@@ -62,15 +62,15 @@ inline std::string AnEmptyTemplateChangesNothing(cli::Request request, const std
              : Wrong("an empty template has changed something", config, edited->text);
 }
 
-// Whether the template removes a block that gets another identity: once it is gone, the new
-// identity may be that of another block.
-inline bool RemovesRenamedBlock(const cli::Request& request) {
+// Whether the template takes out a line whose values change. It is known by the old ones: once they
+// are what was new, another line or block is meant.
+inline bool TakesOutWhatChanges(const cli::Request& request) {
   const cli::TemplateRun run(cli::MakeConfig(request, ""), request, cli::ValuesOf(request));
-  return std::any_of(
-      run.items().begin(), run.items().end(), [](const cli::TemplateRun::Item* item) {
-        const auto& section = item->m_section;
-        return !item->m_enabled && section.m_value.Str() != section.m_old_value.Str();
-      });
+  return std::any_of(run.items().begin(), run.items().end(),
+                     [](const cli::TemplateRun::Item* item) {
+                       const auto& param = item->m_param;
+                       return !item->m_enabled && param.m_value.Str() != param.m_old_value.Str();
+                     });
 }
 
 // Whether the template takes out a line that it also has written: which is how to have it stand
@@ -105,11 +105,19 @@ inline bool TakesOutAnIdentity(const cli::Request& request) {
       });
 }
 
+// Whether blocks are found in other places than where they stand, because of an inner block with an
+// identity.
+inline bool LeadsTheLibraryAstray(const cli::Request& request, const std::string& config) {
+  const std::vector<std::string> lines = LinesOf(config);
+  return !cli::FindReopenings(*cli::MakeConfig(request, ""), {lines.begin(), lines.end()}).empty();
+}
+
 // A second application is not refused, and changes nothing.
 inline std::string TwiceIsOnce(const cli::Request& request, const std::string& config) {
   const auto once = Edited(request, config);
   const cli::Request again = Settled(request);
-  if (!once || RemovesRenamedBlock(request) || TakesOutAnIdentity(request)) return "";
+  if (!once || TakesOutWhatChanges(request) || TakesOutAnIdentity(request)) return "";
+  if (LeadsTheLibraryAstray(request, once->text)) return "";
   if (TakesOutALineOfItsOwn(request) || TakesOutALineOfItsOwn(again)) return "";
   try {
     const std::string twice = cli::Edit(again, once->text, "CONFIG").text;

@@ -1,0 +1,52 @@
+#!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
+
+# Builds the examples in C++ and in C with what is installed, by CMake and by pkg-config, and runs those of
+# all languages.
+#
+#   examples.sh TESTS EXAMPLES INSTALLED WORK
+#
+# TESTS: this project's tests. EXAMPLES: its examples, which may be the installed ones. WORK is emptied
+# first.
+set -eu
+
+tests=$1 examples=$2 installed=$3 work=$4
+
+check() {
+  echo "$*"
+  "$tests/bindings/run_example.sh" "$examples/nginx/example.com.conf" "$tests/bindings/renamed.conf" "$@"
+}
+
+# one INSTALLED_FILE: where it is.
+one() {
+  find "$installed/lib" -name "$1" | grep . || {
+    echo "$1 is not installed" >&2
+    exit 1
+  }
+}
+
+rm -rf "$work"
+mkdir -p "$work"
+cp -R "$examples/cpp" "$examples/c" "$work"
+PKG_CONFIG_PATH=$(dirname "$(one qeltemplate.pc)")
+LD_LIBRARY_PATH=$(dirname "$(one libqeltemplate.so)")
+export PKG_CONFIG_PATH
+
+for language in cpp c; do
+  cmake -S "$work/$language" -B "$work/$language/build" -G Ninja -DCMAKE_PREFIX_PATH="$installed"
+  cmake --build "$work/$language/build"
+  check "$work/$language/build/rename_site"
+done
+
+# pkg-config does not say where the libraries are to be found when the program runs.
+cd "$work/cpp"
+c++ -std=c++17 rename_site.cpp $(pkg-config --cflags --libs qeltemplate) -o rename_site
+check env LD_LIBRARY_PATH="$LD_LIBRARY_PATH" ./rename_site
+cd "$work/c"
+cc -std=c11 rename_site.c $(pkg-config --cflags --libs qeltemplate_c) -o rename_site
+check env LD_LIBRARY_PATH="$LD_LIBRARY_PATH" ./rename_site
+
+check env PYTHONPATH="$(dirname "$(dirname "$(one py.typed)")")" python3 "$examples/python/rename_site.py"
+for program in 'python3 rename_site.py' 'perl rename_site.pl'; do
+  check env QELTEMPLATE_C="$(one libqeltemplate_c.so.0)" "${program% *}" "$examples/ffi/${program#* }"
+done
