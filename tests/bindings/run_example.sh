@@ -3,7 +3,7 @@
 
 # run_example.sh CONFIG EXPECTED PROGRAM...: the program renames the site example.com in CONFIG to
 # example.org, which gives EXPECTED, and fails for a file that is not there with a message that names
-# it.
+# it. Where REAL_CONFIG names a file, it also renames domain.tld in that.
 set -eu
 
 config=$1
@@ -24,3 +24,13 @@ grep -q "$work/none" "$work/err" || {
   cat "$work/err" >&2
   exit 1
 }
+
+real=${REAL_CONFIG-}
+[ -f "$real" ] || exit 0
+"$@" "$real" domain.tld domain.example >"$work/edited"
+# The site's log is new there, and the library drops blank lines.
+grep -v '^[[:blank:]]*$' "$real" |
+  sed 's/server_name domain\.tld www\.domain\.tld;/server_name domain.example www.domain.example;/' >"$work/expected"
+[ "$(grep -c 'access_log logs/domain\.example\.access\.log;' "$work/edited")" = 1 ]
+grep -v 'logs/domain\.example\.' "$work/edited" | sed 's/^[[:blank:]]*server_name/    server_name/' |
+  diff "$work/expected" -

@@ -8,7 +8,7 @@ set -eu
 
 installed=$1 compiler=$2 standard=$3
 cd "$installed/include/qeltemplate"
-headers=$(find template -name '*.h')
+headers=$(find . -name '*.h')
 [ -n "$headers" ]
 for header in $headers; do
   echo "$header"
