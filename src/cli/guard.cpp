@@ -297,7 +297,8 @@ void CheckBraces(const Request& request, const std::string& config_name, const S
   Collector refusals(request, findings.refusals);
   for (std::size_t i = 0; i < source.lines().size(); ++i) {
     const std::string_view text = shown.Text(source, i);
-    const bool has_braces = text.find_first_of("{}") != std::string_view::npos;
+    // Two searches for one character are faster than one for either.
+    const bool has_braces = str::view::Contains(text, "{") || str::view::Contains(text, "}");
     if (!has_braces || IsPlain(str::view::Trim(text))) continue;
     const std::string line(text);
     const std::string shape = Shape(Syntax::kNginx, line);
