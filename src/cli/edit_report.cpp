@@ -309,6 +309,11 @@ class Reporter {
       m_report.edits.push_back(
           {edit.line, edit.count, std::move(edit.text), {of.begin(), of.end()}});
     }
+    // A line that only loses its end does so because of what goes behind it.
+    for (std::size_t i = m_report.edits.size(); i-- > 1;) {
+      EditReport::Edit& before = m_report.edits[i - 1];
+      if (before.items.empty()) before.items = m_report.edits[i].items;
+    }
   }
 
   // The template line behind each edited line.

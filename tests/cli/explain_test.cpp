@@ -146,9 +146,12 @@ TEST(Explain, EditsKeepBlankLinesAndLineEnds) {
       {"CRLF", "server {\r\n\r\nserver_name a;\r\nroot /a;\r\n}\r\n\r\n"},
       {"blank lines", "\n\nserver {\n\nserver_name a;\n\nroot /a;\n\n}\n\n"},
       {"blank lines without an end", "server {\nserver_name a;\n\nroot /b;\n}\n\n  "},
+      {"no line end at the end, the last line goes",
+       "server {\nserver_name a;\nroot /b;\n}\n\nserver {\nserver_name c;\n}"},
   };
   const char* const templates[] = {"server {\nserver_name a;\nroot {% $r %};\n}\n",
-                                   "{% if $no %}\nserver {\nserver_name a;\n}\n{% endif %}\n"};
+                                   "{% if $no %}\nserver {\nserver_name a;\n}\n{% endif %}\n",
+                                   "{% if $no %}\nserver {\nserver_name c;\n}\n{% endif %}\n"};
   for (const Case& c : cases) {
     for (const char* const text : templates) {
       SCOPED_TRACE(std::string(c.name) + "\n" + text);
