@@ -568,10 +568,16 @@ class Editor {
     if (!line.before) return str::view::Trim(*line.text);
     const std::string_view original = m_source.lines()[*line.before].text;
     if (!line.item) return original;
+    std::string_view text = NewText(line);
     std::string_view end = TrailingComment(m_syntax, original);
-    if (end.empty()) end = original.substr(TrimmedEnd(original).size());
+    if (end.empty()) {
+      end = original.substr(TrimmedEnd(original).size());
+    } else {
+      // The comment that somebody wrote stays, not that of the template.
+      text.remove_suffix(TrailingComment(m_syntax, text).size());
+    }
     const std::string_view before = original.substr(0, original.size() - end.size());
-    return Keep(std::string(Indentation(original)) + WithBlanksOf(m_syntax, NewText(line), before) +
+    return Keep(std::string(Indentation(original)) + WithBlanksOf(m_syntax, text, before) +
                 std::string(end));
   }
 

@@ -160,16 +160,21 @@ class Reporter {
 
   // --- The lines ---
 
+  // With their texts as they are written: a change may come to nothing.
   void AddLines() {
+    auto written = m_source.edited.begin();
     for (const FollowedLines::Line& line : m_edit.lines) {
+      const bool is_written = line.text != nullptr && !line.text->empty();
+      const std::string to = is_written ? Trimmed((written++)->text) : std::string();
       if (!line.item) continue;
-      Event event{Kind::kAdded, 0, std::string(), std::string()};
+      Event event{Kind::kAdded, 0, std::string(), to};
       if (line.before) {
-        event.kind = line.text == nullptr ? Kind::kRemoved : Kind::kChanged;
         event.line = NumberOf(*line.before);
         event.from = TextOf(*line.before);
+        event.kind = line.text == nullptr ? Kind::kRemoved
+                     : event.from == to   ? Kind::kFound
+                                          : Kind::kChanged;
       }
-      if (line.text != nullptr) event.to = Trimmed(*line.text);
       m_report.items[*line.item].events.push_back(std::move(event));
     }
   }

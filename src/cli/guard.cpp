@@ -120,6 +120,12 @@ void CheckValues(const Request& request, Findings& findings) {
 void CheckItem(const Request& request, const TemplateRun& run, const Item& item,
                Collector& refusals, std::vector<Finding>& warnings) {
   const std::string line = item.m_param.m_value.Str();
+  const std::string_view written = str::view::Trim(item.m_text);
+  if (std::any_of(written.begin(), written.end(), IsControl)) {
+    refusals.Refuse("template", TemplatePlace(request, item) +
+                                    ": this line holds a control byte, which no server takes for "
+                                    "one of a word. Take it out");
+  }
   if (item.m_section.m_value.IsNull()) {
     refusals.Refuse("template", TemplatePlace(request, item) +
                                     ": a value of this opening line is missing; without it the "

@@ -62,15 +62,17 @@ inline std::string AnEmptyTemplateChangesNothing(cli::Request request, const std
              : Wrong("an empty template has changed something", config, edited->text);
 }
 
-// Whether the template takes out a line whose values change. It is known by the old ones: once they
-// are what was new, another line or block is meant.
+// Whether the template takes out a line or a block whose values change. They are known by the old
+// ones: once these are what was new, another line or block is meant.
 inline bool TakesOutWhatChanges(const cli::Request& request) {
   const cli::TemplateRun run(cli::MakeConfig(request, ""), request, cli::ValuesOf(request));
-  return std::any_of(run.items().begin(), run.items().end(),
-                     [](const cli::TemplateRun::Item* item) {
-                       const auto& param = item->m_param;
-                       return !item->m_enabled && param.m_value.Str() != param.m_old_value.Str();
-                     });
+  return std::any_of(
+      run.items().begin(), run.items().end(), [](const cli::TemplateRun::Item* item) {
+        const auto& param = item->m_param;
+        const auto& section = item->m_section;
+        return !item->m_enabled && (param.m_value.Str() != param.m_old_value.Str() ||
+                                    section.m_value.Str() != section.m_old_value.Str());
+      });
 }
 
 // Whether the template takes out a line that it also has written: which is how to have it stand
@@ -112,12 +114,19 @@ inline bool LeadsTheLibraryAstray(const cli::Request& request, const std::string
   return !cli::FindReopenings(*cli::MakeConfig(request, ""), {lines.begin(), lines.end()}).empty();
 }
 
-// A second application is not refused, and changes nothing.
+inline bool IsUnbalanced(const cli::Request& request, const std::string& config) {
+  const std::vector<std::string> lines = LinesOf(config);
+  return cli::FirstUnbalanced(cli::SyntaxOf(request.dialect), {lines.begin(), lines.end()})
+      .has_value();
+}
+
+// A second application is not refused, and changes nothing. Blocks that do not fit together, which
+// no server takes, may be others then.
 inline std::string TwiceIsOnce(const cli::Request& request, const std::string& config) {
   const auto once = Edited(request, config);
   const cli::Request again = Settled(request);
   if (!once || TakesOutWhatChanges(request) || TakesOutAnIdentity(request)) return "";
-  if (LeadsTheLibraryAstray(request, once->text)) return "";
+  if (LeadsTheLibraryAstray(request, once->text) || IsUnbalanced(request, config)) return "";
   if (TakesOutALineOfItsOwn(request) || TakesOutALineOfItsOwn(again)) return "";
   try {
     const std::string twice = cli::Edit(again, once->text, "CONFIG").text;
@@ -165,8 +174,9 @@ inline std::string OnlyNamedLinesGo(const cli::Request& request, const std::stri
     for (const auto& line : {item->m_param.m_value, item->m_param.m_old_value}) {
       if (str::view::FirstWord(line.Str()) == "Options") names.insert("Options");  // are joined
       named.insert(cli::NormalForm(syntax, line.Str()));
-      const bool by_name = item->m_param.m_part_key || item->m_param.m_const;
-      if (by_name) names.emplace(str::view::FirstWord(line.Str()));
+    }
+    if (item->m_param.m_part_key || item->m_param.m_const) {
+      names.emplace(str::view::FirstWord(item->m_param.m_key.Str()));
     }
   }
   std::multiset<std::string> left;
@@ -187,12 +197,7 @@ inline std::string OnlyNamedLinesGo(const cli::Request& request, const std::stri
 inline std::string BalanceIsKept(const cli::Request& request, const std::string& config) {
   const auto edited = Edited(request, config);
   if (!edited) return "";
-  const cli::Syntax syntax = cli::SyntaxOf(request.dialect);
-  const auto unbalanced = [syntax](const std::string& text) {
-    const std::vector<std::string> lines = LinesOf(text);
-    return cli::FirstUnbalanced(syntax, {lines.begin(), lines.end()});
-  };
-  if (unbalanced(config) || !unbalanced(edited->text)) return "";
+  if (IsUnbalanced(request, config) || !IsUnbalanced(request, edited->text)) return "";
   return Wrong("the blocks do not fit together", config, edited->text);
 }
 
