@@ -531,7 +531,6 @@ class EditCheck {
   // Lines that another line of the template has taken away again, those that were found included.
   void CheckApplied() {
     const auto& config = m_edit.run.config();
-    std::map<std::size_t, std::unordered_set<std::string>> lines;  // by blocks
     std::unordered_map<std::size_t, const std::string*> found;
     for (const FollowedLines::FoundLine& line : m_edit.followed.found()) {
       found.emplace(line.item, &line.text);
@@ -539,25 +538,41 @@ class EditCheck {
     for (std::size_t i = 0; i < m_edit.run.items().size(); ++i) {
       const Item& item = *m_edit.run.items()[i];
       const std::string line = item.m_param.m_value.Str();
-      const std::string* const path = PathOf(i);
-      if (!item.m_enabled || path == nullptr) continue;
+      if (!item.m_enabled || PathOf(i) == nullptr) continue;
       if (config.StartsSection(line) || config.EndedSection(line) || config.IsUniqueParam(line)) {
         continue;
-      }
-      const auto [block, added] = lines.try_emplace(*m_edit.block_of[i]);
-      if (added) {
-        for (const std::string* const text : m_edit.run.LinesOf(*path)) {
-          block->second.insert(Normal(*text));
-        }
       }
       const auto stands_for_it = found.find(i);
       const std::string normal =
           Normal(stands_for_it == found.end() ? line : *stands_for_it->second);
-      if (normal.empty() || block->second.count(normal) != 0) continue;
+      if (normal.empty() || ResultOf(i).count(normal) != 0) continue;
       m_refusals.Refuse("not-applied", Template(item) + ": " + Quoted(line) +
                                            " is not in the result: another line of the template "
                                            "changes or removes it");
     }
+  }
+
+  // What the block of the item `number`, which is there, holds now: its lines in their normal form.
+  const std::unordered_set<std::string>& ResultOf(std::size_t number) {
+    const auto [block, added] = m_results.try_emplace(*m_edit.block_of[number]);
+    if (added) {
+      for (const std::string* const text : m_edit.run.LinesOf(*PathOf(number))) {
+        block->second.insert(Normal(*text));
+      }
+    }
+    return block->second;
+  }
+
+  // What the template wants in the block of the item `number`, in the same form.
+  const std::unordered_set<std::string>& WantedWith(std::size_t number) {
+    if (m_wanted.empty()) {
+      for (std::size_t i = 0; i < m_edit.run.items().size(); ++i) {
+        const Item& item = *m_edit.run.items()[i];
+        if (!item.m_enabled || !m_edit.block_of[i]) continue;
+        m_wanted[*m_edit.block_of[i]].insert(Normal(item.m_param.m_value.Str()));
+      }
+    }
+    return m_wanted[*m_edit.block_of[number]];
   }
 
   std::vector<std::string_view> TextsAfter() const {
@@ -661,27 +676,30 @@ class EditCheck {
     const Item& item = *m_edit.run.items()[number];
     const std::string line = item.m_param.m_value.Str();
     const std::string old_line = item.m_enabled ? item.m_param.m_old_value.Str() : line;
-    const std::string* const path = PathOf(number);
-    if (path == nullptr || (item.m_enabled && old_line == line)) return;
-    const bool all_of_them = item.m_enabled && item.m_param.m_part_key;
-    std::unordered_set<std::string> wanted;
-    for (std::size_t i = 0; i < m_edit.run.items().size(); ++i) {
-      const Item& other = *m_edit.run.items()[i];
-      if (!other.m_enabled || m_edit.block_of[i] != m_edit.block_of[number]) continue;
-      wanted.insert(Normal(other.m_param.m_value.Str()));
-    }
-    for (const std::string* const text : m_edit.run.LinesOf(*path)) {
-      const std::string normal = Normal(*text);
-      const bool is_meant = all_of_them ? str::view::FirstWord(normal) == str::view::FirstWord(line)
-                                        : normal == Normal(old_line);
-      if (!is_meant || wanted.count(normal) != 0) continue;
-      RefuseUnique(item, normal, "still in the result",
-                   item.m_enabled ? "the library does not change it in a block that gets its first "
-                                    "'Options' before. Write this line of the template before those"
-                                  : "the library does not find a line as long as this. Use a "
-                                    "trailing place");
+    if (PathOf(number) == nullptr || (item.m_enabled && old_line == line)) return;
+    const auto is_left = [&](const std::string& normal) {
+      return ResultOf(number).count(normal) != 0 && WantedWith(number).count(normal) == 0;
+    };
+    if (!item.m_enabled) {
+      if (!is_left(Normal(line))) return;
+      RefuseUnique(item, line, "still in the result",
+                   "the library does not find a line as long as this. Use a trailing place");
       return;
     }
+    std::string left = Normal(old_line);
+    if (item.m_param.m_part_key) {
+      // All lines of the directive are meant.
+      const std::string_view name = str::view::FirstWord(line);
+      const auto& lines = ResultOf(number);
+      const auto other = std::find_if(lines.begin(), lines.end(), [&](const std::string& text) {
+        return str::view::FirstWord(text) == name && is_left(text);
+      });
+      if (other != lines.end()) left = *other;
+    }
+    if (!is_left(left)) return;
+    RefuseUnique(item, left, "still in the result",
+                 "the library does not change it in a block that gets its first 'Options' before. "
+                 "Write this line of the template before those");
   }
 
   void RefuseUnique(const Item& item, const std::string& line, const std::string& where,
@@ -854,6 +872,10 @@ class EditCheck {
   std::set<std::string> m_idents;
   std::unordered_set<std::string> m_named;
   std::optional<std::vector<Block>> m_blocks_before;
+
+  // By the blocks of the template.
+  std::unordered_map<std::size_t, std::unordered_set<std::string>> m_results;
+  std::unordered_map<std::size_t, std::unordered_set<std::string>> m_wanted;
 
   // Of the item that removes a block.
   const Item* m_removing = nullptr;
