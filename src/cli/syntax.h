@@ -26,8 +26,9 @@ std::string_view TrailingComment(Syntax syntax, std::string_view line);
 //   NormalForm(kNginx, "\troot   /srv ;  # note")   // "root /srv;"
 std::string NormalForm(Syntax syntax, std::string_view line);
 
-// `line` with the blanks between its words as in `model`, as far as that has words too. Blanks
-// around the whole are not looked at.
+// `line` with the blanks between its words as in `model`, as far as that has words too. Its normal
+// form stays: where other blanks would change that, `line` trimmed. Blanks around the whole are not
+// looked at.
 //
 //   WithBlanksOf(kNginx, "root /b;", "root    /a ;")   // "root    /b ;"
 std::string WithBlanksOf(Syntax syntax, std::string_view line, std::string_view model);
