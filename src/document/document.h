@@ -1,0 +1,207 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// Configuration texts as their servers read them. This folder knows the grammar of nginx and of
+// Apache httpd, all of it, and of the meaning only what it takes to find a server's block
+// (meaning.h). It changes nothing. Start here.
+//
+//   const std::string text = "http {\n  server { listen 80; }  # main\n}\n";
+//   const Document document(Dialect::kNginx, text);
+//   for (const Node& node : document.Nodes(1)) ...  // blank, block 2, blank, comment, blank
+//   document.Words(node)                            // of a directive: its name, its arguments
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tov_document {
+
+enum class Dialect { kNginx, kApache };
+
+// Bytes of the text: from `begin` up to, not including, `end`.
+struct Span {
+  std::uint32_t begin = 0;
+  std::uint32_t end = 0;
+
+  std::size_t size() const { return end - begin; }
+  bool empty() const { return begin == end; }
+};
+
+// A block, by its position in Document::blocks().
+using BlockId = std::uint32_t;
+
+// The whole text, which counts as a block without head and closing.
+inline constexpr BlockId kWholeText = 0;
+
+enum class NodeKind : std::uint8_t {
+  // A name with its arguments, and what ends it: nginx's ";". Apache's ends with the last byte of
+  // its (continued) line that is not blank.
+  kDirective,
+
+  // From the first byte of its head to the last one of its closing.
+  kBlock,
+
+  // Without its line end. Of nginx one that stands between directives: inside of a directive it
+  // belongs to that. Of Apache a whole line, with the lines that continue it.
+  kComment,
+
+  // What stands between other nodes: blanks, line ends, and Apache's backslashes that continue
+  // blank lines.
+  kBlank,
+
+  // What is not read: code in another language (nginx's *_by_lua_block, Apache's <Perl>), the
+  // body of an Apache <Macro> in which sections do not nest, and all that follows an error.
+  kOpaque
+};
+
+struct Node {
+  NodeKind kind = NodeKind::kBlank;
+  Span bytes;
+  BlockId block = kWholeText;  // which one it is: for kBlock only
+};
+
+// How the inside of a block is read.
+enum class Body : std::uint8_t {
+  kDirectives,  // directives and blocks
+  kValues,      // directives only: nginx's map, geo, types, split_clients, charset_map
+  kOpaque       // not at all: one kOpaque node, or none where there are no bytes
+};
+
+struct Block {
+  // The opening words with what opens the block: "location / {". Of Apache the whole line, with
+  // what httpd ignores behind the ">".
+  Span head;
+
+  // All between head and closing.
+  Span body;
+
+  // "}"; of Apache the whole line, "</Location>". Empty, at the end of the text, for a block that
+  // does not close.
+  Span closing;
+
+  BlockId parent = kWholeText;  // the block around it
+
+  // The first block, in the order of the text, that stands behind this one. The blocks between
+  // the two are those inside this one.
+  BlockId next = kWholeText;
+
+  Body reading = Body::kDirectives;
+};
+
+// A word of a directive or of a block's head.
+struct Word {
+  Span bytes;              // as written, with its quotes
+  char quote = '\0';       // '"' or '\''; '\0': none
+  bool as_written = true;  // its value is what stands there, between the quotes if it has any
+};
+
+enum class Problem : std::uint8_t {
+  // nginx
+  kNoDirective,        // a ";" or "{" that no word precedes
+  kBraceInDirective,   // a "}" among the words of a directive
+  kBraceInValues,      // a block inside of a block that takes values only
+  kTextBehindQuote,    // a quoted word that another character follows at once
+  kUnterminatedQuote,  // the text ends within quotes
+  kNoSemicolon,        // the text ends within a directive
+  kTooLong,            // a word or a comment of more than nginx's 4,096 bytes
+  kUnclosedCode,       // the text ends within Lua code, or within a macro or another raw section
+
+  // Apache
+  kNoBracket,           // a section's opening or closing line without its ">"
+  kOtherClosing,        // a closing line of another section than the innermost open one
+  kTextBehindClosing,   // text behind "</IfModule>" or the like, which httpd then does not see
+  kNulByte,             // httpd does not read what follows it on the line
+
+  // both
+  kExtraClosing,   // nothing is open that this would close
+  kUnclosedBlock   // the text ends within a block
+};
+
+// What a server does not take.
+struct SyntaxError {
+  Problem problem = Problem::kNoDirective;
+
+  // Where it shows. For what does not end: where that begins.
+  std::uint32_t at = 0;
+
+  // Where the innermost block that was open then begins; none: none was. For kUnclosedBlock that
+  // block is the one that does not close.
+  std::optional<std::uint32_t> opened;
+};
+
+// A text, read. It refers to the text, which has to outlive it unchanged. Everything after the
+// constructor only looks, and may be called by several threads at a time.
+//
+// The nodes of a block, in their order, are the bytes of its body, and the nodes of kWholeText are
+// the text, whatever the text is: a text that its server would not take is read as far as it goes,
+// and the rest is one kOpaque node of the innermost block that is open there.
+//
+// What Apache reads only if a condition holds (<IfModule> and the like) is read as if it did.
+class Document {
+ public:
+  // Throws std::length_error for a text of 4 GiB or more. Cost: one pass over the text; memory for
+  // its blocks, and for the directives that identify them.
+  Document(Dialect dialect, std::string_view text);
+
+  Dialect dialect() const { return m_dialect; }
+  std::string_view text() const { return m_text; }
+
+  // The first thing that the server would not take; none: it reads the whole text.
+  const std::optional<SyntaxError>& error() const { return m_error; }
+
+  // All blocks, in the order in which they open; kWholeText first.
+  const std::vector<Block>& blocks() const { return m_blocks; }
+
+  // What stands in a block. Cost: linear in its body, but for the blocks inside, which cost
+  // nothing.
+  std::vector<Node> Nodes(BlockId block) const;
+
+  // The directives of a block, not of those inside, that say which server it is: nginx's
+  // server_name and listen, Apache's ServerName and ServerAlias. Cost: logarithmic, and one step
+  // for each such directive of the block and of those inside.
+  std::vector<Node> Identifying(BlockId block) const;
+
+  // All identifying directives of the text with the blocks that they stand in, in the order of the
+  // text.
+  struct Mark {
+    Span directive;
+    BlockId block = kWholeText;
+  };
+  const std::vector<Mark>& marks() const { return m_marks; }
+
+  // The words of a directive, or of a block's head without what opens it ("{", "<", ">"): the name,
+  // then the arguments. Empty for other nodes.
+  std::vector<Word> Words(const Node& node) const;
+  std::vector<Word> Words(Span directive) const;
+  std::vector<Word> HeadWords(BlockId block) const;
+
+  // What the server makes of a word: without quotes, escapes and continued lines. Variables stay as
+  // they are written.
+  std::string Value(const Word& word) const;
+
+  std::string_view Bytes(Span span) const { return m_text.substr(span.begin, span.size()); }
+
+ private:
+  template <class Scanner>
+  friend class Reader;
+
+  template <class Scanner>
+  void AddNodes(BlockId block, std::vector<Node>& nodes) const;
+
+  Dialect m_dialect;
+  std::string_view m_text;
+  std::vector<Block> m_blocks;
+  std::vector<Mark> m_marks;
+  std::optional<SyntaxError> m_error;
+  std::uint32_t m_read_end = 0;  // what follows could not be read
+};
+
+// A sentence without its end that says what is wrong, for people; places are left to the caller.
+//
+//   "the block that begins here does not close"
+std::string Describe(const SyntaxError& error);
+
+}  // namespace tov_document

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// What of a directive's meaning it takes to find a server's block.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "document/document.h"
+
+namespace tov_document {
+
+// Whether two names of directives or sections are one: Apache does not look at case.
+bool SameName(Dialect dialect, std::string_view a, std::string_view b);
+
+// Whether blocks of this name are servers: nginx's "server", Apache's "VirtualHost".
+bool IsServer(Dialect dialect, std::string_view name);
+
+// Whether blocks of this name only say on what condition their directives count: Apache's
+// "IfModule", "IfDefine", "IfVersion", "IfFile", "IfDirective", "IfSection".
+bool IsCondition(Dialect dialect, std::string_view name);
+
+// An address on which a server listens, in its normal form: two that are written differently and
+// are one to the server give the same text. Options ("ssl", "default_server") are no part of it.
+//
+//   nginx     80, *:80, 0.0.0.0:80      "*:80"
+//             127.0.0.1                 "127.0.0.1:80"
+//             [0::1]:8080               "[::1]:8080"
+//             unix:/run/a.sock          "unix:/run/a.sock"
+//   Apache    *:80, _default_:80        "*:80"
+//             *                         "*:*"
+//             www.example               "www.example:*"
+std::string NormalAddress(Dialect dialect, std::string_view written);
+
+// A name of a server in its normal form: lower case, but for nginx's regular expressions; Apache's
+// without scheme and port.
+std::string NormalName(Dialect dialect, std::string_view written);
+
+// The names that a block has, in normal form, in the order of the text: the words of nginx's
+// server_name, of Apache's ServerName and ServerAlias. Blocks inside do not count. Empty: none.
+std::vector<std::string> ServerNames(const Document& document, BlockId block);
+
+// The addresses that a block states, in normal form, in the order of the text: the first words of
+// nginx's "listen" directives, the arguments of Apache's <VirtualHost>. Empty: none.
+std::vector<std::string> ServerAddresses(const Document& document, BlockId block);
+
+// The blocks that state `name` among their names, in the order of the text, each once. `name` is in
+// normal form. Cost: one step for each identifying directive of the text.
+std::vector<BlockId> BlocksNamed(const Document& document, std::string_view name);
+
+}  // namespace tov_document
