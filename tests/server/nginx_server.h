@@ -7,8 +7,8 @@
 
 #include "server/server_folder.h"
 
-// Whether nginx accepts the whole configuration `config` in `folder`. `globals` are directives of the
-// main context that come first, each with its ";". `output` becomes what it says.
+// Whether nginx accepts the whole configuration `config` in `folder`. `globals` are directives of
+// the main context that come first, each with its ";". `output` becomes what it says.
 inline bool NginxAccepts(const ServerFolder& folder, const std::string& config,
                          const std::string& globals, std::string& output) {
   folder.Write("nginx.conf", config);

@@ -11,7 +11,8 @@
 
 namespace {
 
-// With checked containers and sanitizers, which come together, a text takes about ten times as long.
+// With checked containers and sanitizers, which come together, a text takes about ten times as
+// long.
 #ifdef _GLIBCXX_DEBUG
 constexpr std::size_t kLongest = 5;
 #else
@@ -70,7 +71,9 @@ struct Inside {
   const char* after;
 };
 
-void PrintTo(const Inside& inside, std::ostream* out) { *out << inside.name; }
+void PrintTo(const Inside& inside, std::ostream* out) {
+  *out << inside.name;
+}
 
 class NginxShortTextsInside : public testing::TestWithParam<Inside> {};
 
@@ -87,6 +90,7 @@ const Inside kInside[] = {
     {"Head", "a$ {}\"#\n", "a {b ", "{}}"},
     {"Map", "a {};\"#\n", "map a b {", "}"},
     {"QuotedTypes", "a {};'\\\n", "x{\"types\" {", "}}"},
+    {"Escapes", "a\\tnr;\" ", "\"", "\";"},
     {"LuaStrings", "}{\"'\\a\n", "content_by_lua_block {", "}"},
     {"LuaBrackets", "}[]=-\"\n", "content_by_lua_block {", "}"},
     {"LuaComments", "}{-[]a\n", "a{set_by_lua_block $a {--", "}}"},

@@ -13,7 +13,8 @@ namespace {
 std::string ClosingOfLongBracket(std::string_view text, std::size_t begin) {
   std::size_t end = begin + 1;
   while (end < text.size() && text[end] == '=') ++end;
-  const bool opens = begin < text.size() && text[begin] == '[' && end < text.size() && text[end] == '[';
+  const bool opens =
+      begin < text.size() && text[begin] == '[' && end < text.size() && text[end] == '[';
   return opens ? "]" + std::string(end - begin - 1, '=') + "]" : "";
 }
 

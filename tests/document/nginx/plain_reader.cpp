@@ -19,11 +19,13 @@ namespace {
 
 using tov_document::Problem;
 
-// From the first byte of a word or a comment on, nginx keeps the text in a buffer of this size until
-// the next word or comment begins.
+// From the first byte of a word or a comment on, nginx keeps the text in a buffer of this size
+// until the next word or comment begins.
 constexpr std::size_t kBuffer = 4096;
 
-bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+bool IsBlank(char c) {
+  return c == ' ' || c == '\t' || c == '\r' || c == '\n';
+}
 
 bool TakesValuesOnly(const std::string& name) {
   const char* const names[] = {"map", "geo", "types", "split_clients", "charset_map"};
@@ -43,11 +45,21 @@ std::string Unescaped(std::string_view written) {
     switch (next) {
       case '"':
       case '\'':
-      case '\\': value += next; break;
-      case 't': value += '\t'; break;
-      case 'r': value += '\r'; break;
-      case 'n': value += '\n'; break;
-      default: value += written[i]; continue;
+      case '\\':
+        value += next;
+        break;
+      case 't':
+        value += '\t';
+        break;
+      case 'r':
+        value += '\r';
+        break;
+      case 'n':
+        value += '\n';
+        break;
+      default:
+        value += written[i];
+        continue;
     }
     ++i;
   }
@@ -228,6 +240,8 @@ class PlainReader {
 
 }  // namespace
 
-Reading ReadPlainly(std::string_view text, Place place) { return PlainReader(text, place).Read(); }
+Reading ReadPlainly(std::string_view text, Place place) {
+  return PlainReader(text, place).Read();
+}
 
 }  // namespace nginx_judge

@@ -80,10 +80,15 @@ class TreeWalk {
       case NodeKind::kDirective:
         AddEvent(What::kDirective, node.bytes, WordsOf(m_document, m_document.Words(node)));
         break;
-      case NodeKind::kBlock: AddBlock(node.block); break;
-      case NodeKind::kComment: AddEvent(What::kComment, node.bytes, {}); break;
+      case NodeKind::kBlock:
+        AddBlock(node.block);
+        break;
+      case NodeKind::kComment:
+        AddEvent(What::kComment, node.bytes, {});
+        break;
       case NodeKind::kBlank:
-      case NodeKind::kOpaque: break;
+      case NodeKind::kOpaque:
+        break;
     }
   }
 
@@ -102,7 +107,9 @@ class TreeWalk {
   std::vector<Event> m_events;
 };
 
-bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+bool IsBlank(char c) {
+  return c == ' ' || c == '\t' || c == '\r' || c == '\n';
+}
 
 std::string At(const Node& node, const std::string& what) {
   return "the node at " + std::to_string(node.bytes.begin) + " " + what;
@@ -115,10 +122,14 @@ std::string Flaw(const Document& document, const Node& node) {
   switch (node.kind) {
     case NodeKind::kBlank:
       return std::all_of(bytes.begin(), bytes.end(), IsBlank) ? "" : At(node, "is not blank");
-    case NodeKind::kComment: return bytes.front() == '#' ? "" : At(node, "is no comment");
-    case NodeKind::kDirective: return bytes.back() == ';' ? "" : At(node, "has no end");
-    case NodeKind::kBlock: break;
-    case NodeKind::kOpaque: return "";
+    case NodeKind::kComment:
+      return bytes.front() == '#' ? "" : At(node, "is no comment");
+    case NodeKind::kDirective:
+      return bytes.back() == ';' ? "" : At(node, "has no end");
+    case NodeKind::kBlock:
+      break;
+    case NodeKind::kOpaque:
+      return "";
   }
   const Block& block = document.blocks().at(node.block);
   const bool tiled = block.head.begin == node.bytes.begin && block.head.end == block.body.begin &&

@@ -69,9 +69,12 @@ class Rewriter {
 
 const char* OpeningOf(Inside inside) {
   switch (inside) {
-    case Inside::kValues: return ";types{";
-    case Inside::kLua: return ";location ~ x{content_by_lua_block { ";
-    case Inside::kDirectives: break;
+    case Inside::kValues:
+      return ";types{";
+    case Inside::kLua:
+      return ";location ~ x{content_by_lua_block { ";
+    case Inside::kDirectives:
+      break;
   }
   return ";location ~ x{";
 }
@@ -118,8 +121,12 @@ std::string Words(std::string_view text, const Reading& reading) {
     rewriter.CopyTo(event.begin);
     in_lua = event.what == What::kOpen && InsideOf(event) == Inside::kLua;
     switch (event.what) {
-      case What::kClose: rewriter.BlankTo(event.end); break;
-      case What::kComment: rewriter.CopyTo(event.end); break;
+      case What::kClose:
+        rewriter.BlankTo(event.end);
+        break;
+      case What::kComment:
+        rewriter.CopyTo(event.end);
+        break;
       case What::kDirective:
         rewriter.Insert(Label(event, i) + " ");
         rewriter.CopyTo(event.end);
@@ -178,7 +185,8 @@ std::optional<Event> HeadWithVariable(std::string_view text, const Reading& read
   return std::nullopt;
 }
 
-// The message for an error that shows at a byte, or at the end of the text; "": it has no fixed one.
+// The message for an error that shows at a byte, or at the end of the text; "": it has no fixed
+// one.
 std::string UnexpectedOf(std::string_view text, const SyntaxError& error) {
   switch (error.problem) {
     case Problem::kNoDirective:
@@ -188,9 +196,12 @@ std::string UnexpectedOf(std::string_view text, const SyntaxError& error) {
     case Problem::kExtraClosing:
       return "unexpected \"" + std::string(text.substr(error.at, 1)) + "\"";
     case Problem::kUnterminatedQuote:
-    case Problem::kNoSemicolon: return "unexpected end of file, expecting \";\" or \"}\"";
-    case Problem::kUnclosedBlock: return "unexpected end of file, expecting \"}\"";
-    default: return "";
+    case Problem::kNoSemicolon:
+      return "unexpected end of file, expecting \";\" or \"}\"";
+    case Problem::kUnclosedBlock:
+      return "unexpected end of file, expecting \"}\"";
+    default:
+      return "";
   }
 }
 
@@ -213,12 +224,14 @@ bool IsStopAt(const std::string& message, const std::string& file, std::string_v
   const std::size_t pos = ShowsAtEnd(error.problem) ? text.size() : error.at;
   const std::string place = Somewhere(file, LineOf(text, pos));
   switch (error.problem) {
-    case Problem::kTooLong: return Begins(message, "too long parameter") && Ends(message, place);
+    case Problem::kTooLong:
+      return Begins(message, "too long parameter") && Ends(message, place);
     case Problem::kUnclosedCode:
       // The module names several lines, none of which is that of the block's head for certain.
       return Begins(message, "Lua code block missing the closing long bracket") ||
              Begins(message, "unexpected end of file, expecting terminating characters for lua");
-    default: return message == UnexpectedOf(text, error) + place;
+    default:
+      return message == UnexpectedOf(text, error) + place;
   }
 }
 

@@ -11,9 +11,9 @@
 //   words       o0 server ; d1 listen 80;        # main
 //
 // A claim that is wrong leaves a directive that the server does not know, or a brace too many. The
-// second form stands in "types", twice: the server then warns of each word as a duplicate, and names
-// it, the first word in front of it (which directive it belongs to) and the line on which that
-// directive ends.
+// second form stands in "types", twice: the server then warns of each word as a duplicate, and
+// names it, the first word in front of it (which directive it belongs to) and the line on which
+// that directive ends.
 //
 // Judged are, for every text: that the server reads all of it or stops where the reading says, on
 // the same line and for the same reason; where blocks begin and end; and before the error all words
