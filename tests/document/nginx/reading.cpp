@@ -45,10 +45,10 @@ std::string Show(const Reading& reading) {
     }
     shown += "\n";
   }
-  if (!reading.error) return shown;
+  if (!reading.error) return shown + "no error";
   const auto& opened = reading.error->opened;
   return shown + std::to_string(reading.error->at) + " error: " + Describe(*reading.error) +
-         (opened ? ", opened at " + std::to_string(*opened) : "") + "\n";
+         (opened ? ", opened at " + std::to_string(*opened) : "");
 }
 
 namespace {
@@ -169,10 +169,24 @@ std::string Gaps(const Document& document) {
 
 std::string Difference(const Document& document, const Reading& expected) {
   const Reading reading = ReadingOf(document);
-  if (!(reading == expected)) {
-    return "read as\n" + Show(reading) + "instead of\n" + Show(expected);
+  if (reading == expected) return Gaps(document);
+  const std::string read = Show(reading);
+  const std::string instead = Show(expected);
+  const auto apart = std::mismatch(read.begin(), read.end(), instead.begin(), instead.end());
+  return "read as ..." + std::string(apart.first, read.end()).substr(0, 500) + "\ninstead of ..." +
+         std::string(apart.second, instead.end()).substr(0, 500);
+}
+
+std::string ShowText(std::string_view text) {
+  std::string shown;
+  for (std::size_t i = 0; i < text.size();) {
+    const std::size_t end = std::min(text.find_first_not_of(text[i], i), text.size());
+    const bool run = end - i > 20;
+    shown += text.substr(i, run ? 1 : end - i);
+    if (run) shown += "<" + std::to_string(end - i) + " times>";
+    i = end;
   }
-  return Gaps(document);
+  return shown;
 }
 
 }  // namespace nginx_judge

@@ -50,6 +50,9 @@ struct Reading {
 // One line for each event and one for the error, for people.
 std::string Show(const Reading& reading);
 
+// A text with its long runs of one byte shortened, for people.
+std::string ShowText(std::string_view text);
+
 // What the Document makes of its text.
 Reading ReadingOf(const tov_document::Document& document);
 
@@ -57,7 +60,8 @@ Reading ReadingOf(const tov_document::Document& document);
 // what is wrong.
 std::string Gaps(const tov_document::Document& document);
 
-// "" when the Document reads its text as `expected` says and without gaps, else the difference.
+// "" when the Document reads its text as `expected` says and without gaps, else where they begin to
+// differ.
 std::string Difference(const tov_document::Document& document, const Reading& expected);
 
 }  // namespace nginx_judge
