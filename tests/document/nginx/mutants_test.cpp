@@ -4,9 +4,9 @@
 //
 // The plain reader says how a text is read; the server confirms that (server_judge.h says how far),
 // and the Document has to say the same, byte by byte. So every text is judged in full, the readable
-// ones with all their words, the others with those before the error and the error itself. Not judged
-// are texts with much Lua code in a piece: how far nginx's Lua module sees then depends on where its
-// buffer ends.
+// ones with all their words, the others with those before the error and the error itself. Not
+// judged are texts with much Lua code in a piece: how far nginx's Lua module sees then depends on
+// where its buffer ends.
 #include "document/nginx/mutants.h"
 
 #include <gtest/gtest.h>
@@ -83,7 +83,8 @@ class Judge {
   const std::map<std::string, std::size_t>& Errors() const { return m_errors; }
 
   void Print() const {
-    std::cout << "not judged: " << m_not_judged << "\nreadable: " << m_readable << ", with " << m_words << " words in all\n";
+    std::cout << "not judged: " << m_not_judged << "\nreadable: " << m_readable << ", with "
+              << m_words << " words in all\n";
     for (const auto& [error, count] : m_errors) std::cout << count << ": " << error << "\n";
   }
 
