@@ -57,7 +57,7 @@ json DocumentReading(const Document& document) {
   return reading;
 }
 
-// What certbot's parser reads differently, and nginx as the Document does: server_facts_test.cpp
+// What certbot's parser reads differently, and nginx as the Document does: corners_test.cpp
 // asks it about each reason, and mutants_test.cpp about each file.
 struct Apart {
   const char* file;

@@ -71,19 +71,6 @@ struct Inside {
   const char* after;
 };
 
-void PrintTo(const Inside& inside, std::ostream* out) {
-  *out << inside.name;
-}
-
-class NginxShortTextsInside : public testing::TestWithParam<Inside> {};
-
-TEST_P(NginxShortTextsInside, AreReadAlike) {
-  const auto& [name, alphabet, before, after] = GetParam();
-  const std::size_t longest = kLongest - 1;
-  EXPECT_EQ(CompareAll(alphabet, longest, before, after),
-            CountOfTexts(std::string(alphabet).size(), longest));
-}
-
 const Inside kInside[] = {
     {"Variables", "a ${}\\\";", "", ";"},
     {"BehindQuotes", "a )\"';{\t\r", "\"", ""},
@@ -96,7 +83,13 @@ const Inside kInside[] = {
     {"LuaComments", "}{-[]a\n", "a{set_by_lua_block $a {--", "}}"},
 };
 
-INSTANTIATE_TEST_SUITE_P(All, NginxShortTextsInside, testing::ValuesIn(kInside),
-                         testing::PrintToStringParamName());
+TEST(NginxShortTextsInside, AreReadAlike) {
+  const std::size_t longest = kLongest - 1;
+  for (const auto& [name, alphabet, before, after] : kInside) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(CompareAll(alphabet, longest, before, after),
+              CountOfTexts(std::string(alphabet).size(), longest));
+  }
+}
 
 }  // namespace

@@ -69,6 +69,7 @@ class Judge {
     const tov_document::Document document(tov_document::Dialect::kNginx, text);
     EXPECT_EQ(nginx_judge::ServerDifference(m_folder, text, reading), "") << Shown(name, text);
     EXPECT_EQ(nginx_judge::Difference(document, reading), "") << Shown(name, text);
+    EXPECT_EQ(nginx_judge::IdentifyingDifference(document), "") << Shown(name, text);
     if (!reading.error) {
       ++m_readable;
     } else {

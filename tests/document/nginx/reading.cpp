@@ -11,6 +11,7 @@ namespace nginx_judge {
 
 using tov_document::Block;
 using tov_document::BlockId;
+using tov_document::Body;
 using tov_document::Document;
 using tov_document::kWholeText;
 using tov_document::Node;
@@ -152,6 +153,12 @@ std::string GapsOf(const Document& document, BlockId id) {
   return "";
 }
 
+bool IsIdentifying(const Document& document, const Node& node) {
+  if (node.kind != NodeKind::kDirective) return false;
+  const std::string name = document.Value(document.Words(node).front());
+  return name == "server_name" || name == "listen";
+}
+
 }  // namespace
 
 Reading ReadingOf(const Document& document) {
@@ -163,6 +170,23 @@ std::string Gaps(const Document& document) {
   if (whole.begin != 0 || whole.end != document.text().size()) return "the body is not the text";
   for (BlockId id = kWholeText; id < document.blocks().size(); ++id) {
     if (std::string gaps = GapsOf(document, id); !gaps.empty()) return gaps;
+  }
+  return "";
+}
+
+std::string IdentifyingDifference(const Document& document) {
+  for (BlockId id = kWholeText; id < document.blocks().size(); ++id) {
+    if (document.blocks()[id].reading == Body::kValues) continue;  // there they have no meaning
+    std::string expected;
+    for (const Node& node : document.Nodes(id)) {
+      if (IsIdentifying(document, node)) expected += std::to_string(node.bytes.begin) + " ";
+    }
+    std::string found;
+    for (const Node& node : document.Identifying(id)) {
+      found += std::to_string(node.bytes.begin) + " ";
+    }
+    if (found != expected)
+      return "in block " + std::to_string(id) + " " + found + "not " + expected;
   }
   return "";
 }

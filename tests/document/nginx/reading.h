@@ -60,6 +60,10 @@ Reading ReadingOf(const tov_document::Document& document);
 // what is wrong.
 std::string Gaps(const tov_document::Document& document);
 
+// "" when each block's identifying directives are those of its directives that have such a name,
+// else what is wrong.
+std::string IdentifyingDifference(const tov_document::Document& document);
+
 // "" when the Document reads its text as `expected` says and without gaps, else where they begin to
 // differ.
 std::string Difference(const tov_document::Document& document, const Reading& expected);

@@ -33,9 +33,4 @@ namespace nginx_judge {
 std::string ServerDifference(const ServerFolder& folder, std::string_view text,
                              const Reading& reading);
 
-// "" when the server stops at `reading`'s error in `message`, the one that names `file`, else the
-// difference.
-std::string StopDifference(const std::string& message, const std::string& file,
-                           std::string_view text, const tov_document::SyntaxError& error);
-
 }  // namespace nginx_judge
