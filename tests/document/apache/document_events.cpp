@@ -79,10 +79,13 @@ bool SameReason(Problem problem, Reason reason) {
     case Reason::kNoBracket:
       return problem == Problem::kNoBracket;
     case Reason::kExtraClosing:
-      // httpd says the same of text behind "</IfModule>", which to it is no closing line then.
-      return problem == Problem::kExtraClosing || problem == Problem::kTextBehindClosing;
+      return problem == Problem::kExtraClosing;
     case Reason::kOtherClosing:
       return problem == Problem::kOtherClosing;
+    case Reason::kNotTheConditions:
+      // httpd does not say what is wrong with the line.
+      return problem == Problem::kOtherClosing || problem == Problem::kNoBracket ||
+             problem == Problem::kTextBehindClosing;
     case Reason::kUnclosed:
       return problem == Problem::kUnclosedBlock;
     case Reason::kUnclosedRaw:

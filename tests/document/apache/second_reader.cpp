@@ -57,6 +57,7 @@ class Reader {
   void ReadRaw(const std::string& name, Sort sort);
   void CloseMacro();
   bool ClosesCondition() const;
+  void TrimName(Word& name, std::size_t at_begin) const;
   void Refuse(Reason reason) { Refuse(reason, m_line.in_text); }
   void Refuse(Reason reason, Range line) { m_reading.refusal = Refusal{reason, line}; }
   void Add(Kind kind, std::vector<Word> words) {
@@ -103,7 +104,8 @@ bool Reader::ClosesCondition() const {
 }
 
 void Reader::ReadClosing(const std::string& word) {
-  if (m_open.empty() || m_open.back().condition) return Refuse(Reason::kExtraClosing);
+  if (m_open.empty()) return Refuse(Reason::kExtraClosing);
+  if (m_open.back().condition) return Refuse(Reason::kNotTheConditions);
   if (word.back() != '>') return Refuse(Reason::kNoBracket);
   if (LowerCase(word) != "</" + LowerCase(m_open.back().name) + ">") {
     return Refuse(Reason::kOtherClosing);
@@ -112,10 +114,27 @@ void Reader::ReadClosing(const std::string& word) {
   Add(Kind::kClose, {});
 }
 
+// Takes `at_begin` bytes from the line's first word, and its last one if that is a ">". Where it is
+// quoted its place is still that of the word as written.
+void Reader::TrimName(Word& name, std::size_t at_begin) const {
+  const bool quoted = m_line.bytes[0] == '"' || m_line.bytes[0] == '\'';
+  const std::size_t size = name.value.size();
+  const std::size_t end = size > at_begin && name.value[size - 1] == '>' ? size - 1 : size;
+  name.value = name.value.substr(at_begin, end - at_begin);
+  if (quoted) return;
+  const auto after = std::lower_bound(m_line.at.begin(), m_line.at.end(), name.bytes.end);
+  const std::size_t written_end =
+      static_cast<std::size_t>(after - m_line.at.begin()) - (size - end);
+  if (at_begin < written_end) {
+    name.bytes = m_line.Place(at_begin, written_end);
+  } else {
+    name.bytes.begin = name.bytes.end = name.bytes.begin + static_cast<std::uint32_t>(at_begin);
+  }
+}
+
 // What follows the last ">" is ignored; without arguments it may be missing.
 void Reader::ReadOpening(Word name, std::size_t arguments) {
-  if (name.value.back() == '>') name.value.pop_back();
-  name.value.erase(0, 1);
+  TrimName(name, 1);
   std::size_t bracket = m_line.bytes.size();
   if (arguments < m_line.bytes.size()) {
     bracket = m_line.bytes.rfind('>');
@@ -133,8 +152,8 @@ void Reader::ReadOpening(Word name, std::size_t arguments) {
 
 // httpd takes away a ">" at the end of any name that does not look like a closing one.
 void Reader::ReadDirective(Word name, std::size_t arguments) {
-  const bool like_closing = name.value.size() > 1 && name.value[1] == '/';
-  if (name.value.back() == '>' && !like_closing) name.value.pop_back();
+  const bool like_closing = name.value.compare(1, 1, "/") == 0;
+  if (!like_closing) TrimName(name, 0);
   std::vector<Word> words{std::move(name)};
   AddWords(words, arguments, m_line.bytes.size());
   Add(Kind::kDirective, std::move(words));
@@ -195,8 +214,9 @@ std::string Show(const std::vector<Event>& events) {
 }
 
 std::string Show(const Refusal& refusal) {
-  static const std::array<const char*, 6> names = {"no bracket", "extra closing", "other closing",
-                                                   "unclosed",   "unclosed raw",  "NUL byte"};
+  static const std::array<const char*, 7> names = {
+      "no bracket", "extra closing", "other closing", "not the condition's closing",
+      "unclosed",   "unclosed raw",  "NUL byte"};
   return std::string(names.at(static_cast<std::size_t>(refusal.reason))) + " " +
          std::to_string(refusal.line.begin) + "-" + std::to_string(refusal.line.end);
 }

@@ -51,7 +51,15 @@ inline bool operator==(const Event& a, const Event& b) {
   return a.kind == b.kind && a.bytes == b.bytes && a.words == b.words;
 }
 
-enum class Reason { kNoBracket, kExtraClosing, kOtherClosing, kUnclosed, kUnclosedRaw, kNulByte };
+enum class Reason {
+  kNoBracket,
+  kExtraClosing,  // nothing is open
+  kOtherClosing,
+  kNotTheConditions,  // a condition is open, which another closing line would close
+  kUnclosed,
+  kUnclosedRaw,
+  kNulByte
+};
 
 struct Refusal {
   Reason reason = Reason::kNoBracket;
