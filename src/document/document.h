@@ -94,8 +94,9 @@ struct Block {
 // A word of a directive or of a block's head.
 struct Word {
   Span bytes;              // as written, with its quotes
+  Span inner;              // the same without the quotes; of a section's name without "<" and ">"
   char quote = '\0';       // '"' or '\''; '\0': none
-  bool as_written = true;  // its value is what stands there, between the quotes if it has any
+  bool as_written = true;  // `inner` is its value, byte for byte
 };
 
 enum class Problem : std::uint8_t {
@@ -110,14 +111,14 @@ enum class Problem : std::uint8_t {
   kUnclosedCode,       // the text ends within Lua code, or within a macro or another raw section
 
   // Apache
-  kNoBracket,           // a section's opening or closing line without its ">"
-  kOtherClosing,        // a closing line of another section than the innermost open one
-  kTextBehindClosing,   // text behind "</IfModule>" or the like, which httpd then does not see
-  kNulByte,             // httpd does not read what follows it on the line
+  kNoBracket,          // a section's opening or closing line without its ">"
+  kOtherClosing,       // a closing line of another section than the innermost open one
+  kTextBehindClosing,  // text behind "</IfModule>" or the like, which httpd then does not see
+  kNulByte,            // httpd does not read what follows it on the line
 
   // both
-  kExtraClosing,   // nothing is open that this would close
-  kUnclosedBlock   // the text ends within a block
+  kExtraClosing,  // nothing is open that this would close
+  kUnclosedBlock  // the text ends within a block
 };
 
 // What a server does not take.
@@ -130,6 +131,13 @@ struct SyntaxError {
   // Where the innermost block that was open then begins; none: none was. For kUnclosedBlock that
   // block is the one that does not close.
   std::optional<std::uint32_t> opened;
+};
+
+// A directive that says which server its block is.
+struct Mark {
+  Span directive;
+  BlockId block = kWholeText;  // the innermost block around it
+  bool names = true;           // it states names; false: an address
 };
 
 // A text, read. It refers to the text, which has to outlive it unchanged. Everything after the
@@ -162,18 +170,13 @@ class Document {
   // The directives of a block, not of those inside, that say which server it is: nginx's
   // server_name and listen, Apache's ServerName and ServerAlias. Cost: logarithmic, and one step
   // for each such directive of the block and of those inside.
-  std::vector<Node> Identifying(BlockId block) const;
+  std::vector<Mark> Identifying(BlockId block) const;
 
-  // All identifying directives of the text with the blocks that they stand in, in the order of the
-  // text.
-  struct Mark {
-    Span directive;
-    BlockId block = kWholeText;
-  };
+  // All of them, in the order of the text.
   const std::vector<Mark>& marks() const { return m_marks; }
 
   // The words of a directive, or of a block's head without what opens it ("{", "<", ">"): the name,
-  // then the arguments. Empty for other nodes.
+  // then the arguments. There is always a name, if an empty one. No words for other nodes.
   std::vector<Word> Words(const Node& node) const;
   std::vector<Word> Words(Span directive) const;
   std::vector<Word> HeadWords(BlockId block) const;

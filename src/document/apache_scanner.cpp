@@ -1,0 +1,342 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "document/apache_scanner.h"
+
+#include <algorithm>
+
+#include "document/ascii.h"
+#include "document/meaning.h"
+#include "document/reader.h"
+
+namespace tov_document {
+namespace {
+
+constexpr std::size_t kNowhere = std::string_view::npos;
+constexpr std::string_view kBlanks = " \t\n\v\f\r";
+
+bool IsBlank(char byte) {
+  return byte == ' ' || (byte >= '\t' && byte <= '\r');
+}
+
+std::size_t BehindBlanks(std::string_view text, std::size_t at) {
+  while (at < text.size() && IsBlank(text[at])) ++at;
+  return at;
+}
+
+std::size_t TrimmedSize(std::string_view text) {
+  std::size_t size = text.size();
+  while (size > 0 && IsBlank(text[size - 1])) --size;
+  return size;
+}
+
+// A word of a line.
+struct LineWord {
+  std::size_t begin = 0;  // in the line, with its quotes
+  std::size_t end = 0;
+  char quote = '\0';
+  bool escapes = false;  // there is a backslash in it
+  std::string_view inner;
+};
+
+bool Begins(std::string_view text, std::string_view beginning) {
+  return text.substr(0, beginning.size()) == beginning;
+}
+
+// The word of `line` at or behind `from`; empty at the line's end. A quote that does not close
+// holds all up to there.
+LineWord WordAt(std::string_view line, std::size_t from) {
+  LineWord word;
+  word.begin = BehindBlanks(line, from);
+  word.end = word.begin;
+  if (word.begin == line.size()) return word;
+  const char first = line[word.begin];
+  if (first != '"' && first != '\'') {
+    for (; word.end < line.size() && !IsBlank(line[word.end]); ++word.end) {
+      word.escapes = word.escapes || line[word.end] == '\\';
+    }
+    word.inner = line.substr(word.begin, word.end - word.begin);
+    return word;
+  }
+  word.quote = first;
+  std::size_t at = word.begin + 1;
+  while (at < line.size() && line[at] != first) {
+    const bool escape =
+        line[at] == '\\' && at + 1 < line.size() && (line[at + 1] == first || line[at + 1] == '\\');
+    at += escape ? 2 : 1;
+  }
+  word.inner = line.substr(word.begin + 1, at - word.begin - 1);
+  word.end = std::min(at + 1, line.size());
+  word.escapes = word.inner.find('\\') != kNowhere;
+  return word;
+}
+
+// Appends to `joined` the line of `text` at `begin` with those that it is continued by, and to
+// `origins` where each of its bytes stands. Returns where the next line begins.
+//
+// The backslash that joins is looked for at the end of all that has been joined so far: behind two
+// backslashes an empty line takes away the second one as well.
+std::size_t JoinLines(std::string_view text, std::size_t begin, std::string& joined,
+                      std::vector<std::uint32_t>& origins) {
+  std::size_t at = begin;
+  while (at < text.size()) {
+    const std::size_t end = std::min(text.find('\n', at), text.size());
+    for (; at < end; ++at) {
+      joined += text[at];
+      origins.push_back(static_cast<std::uint32_t>(at));
+    }
+    if (end == text.size()) return end;
+    ++at;
+    std::size_t size = joined.size();
+    if (size > 0 && joined[size - 1] == '\r') --size;
+    if (size == 0 || joined[size - 1] != '\\') return at;
+    joined.resize(size - 1);
+    origins.resize(size - 1);
+  }
+  return at;
+}
+
+// What `inner`, the inside of a word with the given quote, means.
+std::string Unescaped(std::string_view inner, char quote) {
+  std::string value;
+  for (std::size_t i = 0; i < inner.size(); ++i) {
+    const char next = i + 1 < inner.size() ? inner[i + 1] : '\0';
+    if (inner[i] == '\\' && (next == '\\' || (quote != '\0' && next == quote))) ++i;
+    value += inner[i];
+  }
+  return value;
+}
+
+// What `word` means: as a rule what stands there, else a text that is kept in `buffer`.
+std::string_view Meaning(const LineWord& word, std::string& buffer) {
+  if (!word.escapes) return word.inner;
+  buffer = Unescaped(word.inner, word.quote);
+  return buffer;
+}
+
+// Without the one ">" that httpd drops from the end of a first word.
+std::string_view WithoutBracket(std::string_view word) {
+  if (word.size() > 1 && word[1] == '/') return word;
+  if (!word.empty() && word.back() == '>') word.remove_suffix(1);
+  return word;
+}
+
+// Sections whose directives httpd carries out, or looks for the end of, while it reads them: such
+// an end has to have its line to itself.
+bool EndsOnOwnLine(std::string_view name) {
+  return IsCondition(Dialect::kApache, name);
+}
+
+constexpr std::string_view kMacro = "Macro";
+constexpr std::string_view kPerl = "Perl";
+constexpr std::string_view kServer = "Server";  // what names of the directives below begin with
+
+States StatesOf(std::string_view name) {
+  if (!SameLetters(name.substr(0, kServer.size()), kServer)) return States::kNothing;
+  const bool names = SameLetters(name, "ServerName") || SameLetters(name, "ServerAlias");
+  return names ? States::kNames : States::kNothing;
+}
+
+// Whether a line that begins as `text` does may be more than a directive or a comment of which a
+// reader of blocks needs to know nothing. What stands in quotes may mean anything.
+bool MayMatter(std::string_view text) {
+  const char first = text.front();
+  return first == '<' || first == '"' || first == '\'' ||
+         (Lower(first) == 's' && SameLetters(text.substr(0, kServer.size()), kServer));
+}
+
+// Whether `line`, without its LF, is joined with the next one.
+bool Continues(std::string_view line) {
+  if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+  return !line.empty() && line.back() == '\\';
+}
+
+}  // namespace
+
+ApacheLine::ApacheLine(std::string_view text, std::size_t begin)
+    : ApacheLine(text, begin, std::min(text.find('\n', begin), text.size())) {}
+
+ApacheLine::ApacheLine(std::string_view text, std::size_t begin, std::size_t end) {
+  const std::string_view line = text.substr(begin, end - begin);
+  if (end < text.size() && Continues(line)) {
+    Join(text, begin);
+    return;
+  }
+  m_next = std::min(end + 1, text.size());
+  const std::size_t blanks = BehindBlanks(line, 0);
+  m_line = line.substr(blanks, TrimmedSize(line.substr(blanks)));
+  m_begin = begin + blanks;
+}
+
+void ApacheLine::Join(std::string_view text, std::size_t begin) {
+  m_next = JoinLines(text, begin, m_joined, m_origins);
+  const std::string_view line = m_joined;
+  m_trimmed = BehindBlanks(line, 0);
+  m_line = line.substr(m_trimmed, TrimmedSize(line.substr(m_trimmed)));
+}
+
+std::size_t ApacheLine::At(std::size_t index) const {
+  if (m_origins.empty()) return m_begin + index;
+  if (index < m_line.size()) return m_origins[m_trimmed + index];
+  return m_line.empty() ? m_next : m_origins[m_trimmed + m_line.size() - 1] + 1;
+}
+
+ApacheScanner::ApacheScanner(std::string_view text, std::size_t begin, std::size_t end)
+    : m_text(text.substr(0, end)),
+      m_at(begin),
+      m_nul(std::min(m_text.find('\0', begin), end)),
+      m_map(m_text, begin, end) {}
+
+void ApacheScanner::SkipPlain() {
+  while (m_at < m_nul) {
+    const std::size_t end = m_map.NextStop(m_at);
+    if (end >= m_nul || Continues(m_text.substr(m_at, end - m_at))) return;
+    const std::size_t first = m_map.NextVisible(m_at);
+    if (first < end && MayMatter(m_text.substr(first))) return;
+    m_at = end + 1;
+  }
+}
+
+Item ApacheScanner::Next() {
+  while (m_at < m_text.size()) {
+    const std::size_t begin = m_at;
+    const ApacheLine line(m_text, begin, m_map.NextStop(begin));
+    m_at = line.next();
+    if (m_nul < m_at) return Item::Error(Problem::kNulByte, begin, m_nul);
+    if (!line.text().empty()) return Line(line);
+  }
+  return {};
+}
+
+Item ApacheScanner::Line(const ApacheLine& line) const {
+  const std::string_view text = line.text();
+  Item item;
+  item.bytes = MakeSpan(line.At(0), line.At(text.size()));
+  if (text.front() == '#') {
+    item.kind = Item::Kind::kComment;
+    return item;
+  }
+  std::string buffer;
+  const LineWord first = WordAt(text, 0);
+  const std::string_view name = Meaning(first, buffer);
+  if (name.empty()) {
+    item.kind = Item::Kind::kComment;  // httpd passes over it
+  } else if (name.front() != '<') {
+    item.kind = Item::Kind::kDirective;
+    item.states = StatesOf(WithoutBracket(name));
+  } else if (Begins(name, "</")) {
+    item.kind = Item::Kind::kClose;
+  } else {
+    item.kind = Item::Kind::kOpen;
+    const bool arguments = BehindBlanks(text, first.end) != text.size();
+    if (arguments && text.find('>', first.end) == kNowhere) {
+      return Item::Error(Problem::kNoBracket, item.bytes.begin, item.bytes.begin);
+    }
+  }
+  return item;
+}
+
+std::string ApacheScanner::SectionName(Span head) const {
+  std::string buffer;
+  const ApacheLine line(m_text.substr(0, head.end), head.begin);
+  return std::string(WithoutBracket(Meaning(WordAt(line.text(), 0), buffer)).substr(1));
+}
+
+Inside ApacheScanner::InsideOf(Span head) const {
+  const std::string name = SectionName(head);
+  if (SameLetters(name, kMacro)) return Inside::kMacro;
+  const bool code = SameLetters(name, kPerl) || SameLetters(name.substr(0, 7), "LuaHook") ||
+                    SameLetters(name, "LuaQuickHandler");
+  return code ? Inside::kCode : Inside::kDirectives;
+}
+
+// A macro ends where its sections "<Macro" and "</Macro>" balance, Perl code with a line that says
+// so and nothing else, and Lua code, of which nothing is joined, with a line that begins so.
+std::optional<std::uint32_t> ApacheScanner::EndOfCode(Span head) const {
+  std::string buffer;
+  const std::string name = SectionName(head);
+  const std::string opening = "<" + name;
+  const std::string closing = "</" + name;
+  const bool macro = SameLetters(name, kMacro);
+  const bool perl = SameLetters(name, kPerl);
+  std::size_t open = 1;
+  for (std::size_t at = m_at; at < m_text.size();) {
+    const std::size_t end = std::min(m_text.find('\n', at), m_text.size());
+    const ApacheLine joined(m_text.substr(0, macro || perl ? m_text.size() : end), at, end);
+    const std::string_view text = joined.text();
+    const auto here = static_cast<std::uint32_t>(joined.At(0));
+    at = macro || perl ? joined.next() : end + 1;
+    if (perl && text == "</Perl>") return here;
+    if (!macro && !perl && SameLetters(text.substr(0, closing.size()), closing)) return here;
+    if (!macro || text.empty() || text.front() == '#') continue;
+    const std::string_view first = Meaning(WordAt(text, 0), buffer);
+    if (SameLetters(first, opening)) ++open;
+    if (SameLetters(first, closing + ">") && --open == 0) return here;
+  }
+  return std::nullopt;
+}
+
+std::optional<Problem> ApacheScanner::Mismatch(Span head, Span closing) const {
+  std::string buffer;
+  const ApacheLine line(m_text.substr(0, closing.end), closing.begin);
+  const std::string_view tag = Meaning(WordAt(line.text(), 0), buffer);
+  if (tag.back() != '>') return Problem::kNoBracket;
+  const std::string_view name = tag.substr(2, tag.size() - 3);
+  if (!SameLetters(name, SectionName(head))) return Problem::kOtherClosing;
+  if (line.text().size() != tag.size() && EndsOnOwnLine(name)) return Problem::kTextBehindClosing;
+  return std::nullopt;
+}
+
+namespace {
+
+// The part of `word` between `begin` and `end` of the line as the word's inside.
+Word MakeWord(std::string_view text, const ApacheLine& line, const LineWord& word,
+              std::size_t begin, std::size_t end) {
+  Word made;
+  made.inner.begin = static_cast<std::uint32_t>(line.At(begin));
+  made.inner.end =
+      begin == end ? made.inner.begin : static_cast<std::uint32_t>(line.At(end - 1) + 1);
+  made.bytes =
+      word.quote == '\0' ? made.inner : MakeSpan(line.At(word.begin), line.At(word.end - 1) + 1);
+  made.quote = word.quote;
+  made.as_written = text.substr(made.inner.begin, made.inner.size()).find('\\') == kNowhere;
+  return made;
+}
+
+std::size_t InnerBegin(const LineWord& word) {
+  return word.begin + (word.quote == '\0' ? 0 : 1);
+}
+
+}  // namespace
+
+std::vector<Word> ApacheWords(std::string_view text, Span directive) {
+  const ApacheLine joined(text.substr(0, directive.end), directive.begin);
+  std::string_view line = joined.text();
+  const LineWord first = WordAt(line, 0);
+  std::size_t begin = InnerBegin(first);
+  const std::size_t end = begin + WithoutBracket(first.inner).size();
+  if (Begins(first.inner, "<")) {
+    ++begin;
+    line = line.substr(0, std::max(line.rfind('>') + 1, first.end + 1) - 1);
+  }
+  std::vector<Word> words = {MakeWord(text, joined, first, std::min(begin, end), end)};
+  for (LineWord word = WordAt(line, first.end); word.begin < line.size();
+       word = WordAt(line, word.end)) {
+    const std::size_t inner = InnerBegin(word);
+    words.push_back(MakeWord(text, joined, word, inner, inner + word.inner.size()));
+  }
+  return words;
+}
+
+std::string ApacheValue(std::string_view text, const Word& word) {
+  const std::string_view written = text.substr(word.inner.begin, word.inner.size());
+  if (word.as_written) return std::string(written);
+  std::string joined;
+  std::vector<std::uint32_t> origins;
+  JoinLines(written, 0, joined, origins);
+  return Unescaped(joined, word.quote);
+}
+
+template class Reader<ApacheScanner>;
+template void Document::AddNodes<ApacheScanner>(BlockId, std::vector<Node>&) const;
+
+}  // namespace tov_document

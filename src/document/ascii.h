@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// Letters of either case. Bytes beyond ASCII are no letters.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace tov_document {
+
+inline char Lower(char byte) {
+  return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
+}
+
+inline std::string Lower(std::string_view text) {
+  std::string lower(text);
+  for (char& byte : lower) byte = Lower(byte);
+  return lower;
+}
+
+// Whether two texts are one but for the case of letters.
+inline bool SameLetters(std::string_view a, std::string_view b) {
+  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(),
+                                            [](char x, char y) { return Lower(x) == Lower(y); });
+}
+
+}  // namespace tov_document

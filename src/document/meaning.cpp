@@ -1,0 +1,153 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "document/meaning.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+
+#include <algorithm>
+#include <array>
+
+#include "document/ascii.h"
+
+namespace tov_document {
+namespace {
+
+constexpr std::size_t kNowhere = std::string_view::npos;
+
+bool IsNumber(std::string_view text) {
+  return !text.empty() && text.find_first_not_of("0123456789") == kNowhere;
+}
+
+// Without the zeros at its front.
+std::string NormalNumber(std::string_view digits) {
+  const std::size_t first = std::min(digits.find_first_not_of('0'), digits.size() - 1);
+  return std::string(digits.substr(first));
+}
+
+// An IPv6 address in its shortest form; any other text comes back as it is.
+std::string ShortAddress(const std::string& text) {
+  in6_addr address = {};
+  std::array<char, INET6_ADDRSTRLEN> shortest = {};
+  if (inet_pton(AF_INET6, text.c_str(), &address) != 1) return text;
+  return inet_ntop(AF_INET6, &address, shortest.data(), shortest.size());
+}
+
+// "[::1]" or "www.example" of "[::1]:80" or "www.example:80"; the port is left in `address`, with
+// its colon.
+std::string_view CutHost(std::string_view& address) {
+  const std::size_t bracket = address.find(']');
+  const std::size_t colon = address.find(':', bracket == kNowhere ? 0 : bracket);
+  const std::string_view host = address.substr(0, colon);
+  address.remove_prefix(host.size());
+  return host;
+}
+
+std::string NormalHost(Dialect dialect, std::string_view host) {
+  const std::string lower = Lower(host);
+  if (lower == "0.0.0.0" || (dialect == Dialect::kApache && lower == "_default_")) return "*";
+  if (lower.size() > 2 && lower.front() == '[' && lower.back() == ']') {
+    return '[' + ShortAddress(lower.substr(1, lower.size() - 2)) + ']';
+  }
+  return lower;
+}
+
+bool IsOneOf(std::string_view name, std::initializer_list<std::string_view> names) {
+  return std::any_of(names.begin(), names.end(),
+                     [name](std::string_view other) { return SameLetters(name, other); });
+}
+
+// Whether one of the arguments of `directive` may mean `name`: a quick look before a close one.
+bool MayHold(std::string_view directive, std::string_view name) {
+  directive.remove_prefix(std::min(directive.find_first_of(" \t"), directive.size()));
+  if (directive.find(name) != kNowhere) return true;
+  return std::any_of(directive.begin(), directive.end(),
+                     [](char byte) { return byte == '\\' || (byte >= 'A' && byte <= 'Z'); });
+}
+
+}  // namespace
+
+bool SameName(Dialect dialect, std::string_view a, std::string_view b) {
+  return dialect == Dialect::kApache ? SameLetters(a, b) : a == b;
+}
+
+bool IsServer(Dialect dialect, std::string_view name) {
+  return SameName(dialect, name, dialect == Dialect::kApache ? "VirtualHost" : "server");
+}
+
+bool IsCondition(Dialect dialect, std::string_view name) {
+  return dialect == Dialect::kApache &&
+         IsOneOf(name, {"IfModule", "IfDefine", "IfVersion", "IfFile", "IfDirective", "IfSection"});
+}
+
+std::string NormalAddress(Dialect dialect, std::string_view written) {
+  if (SameLetters(written.substr(0, 5), "unix:")) return "unix:" + std::string(written.substr(5));
+  const bool nginx = dialect == Dialect::kNginx;
+  if (nginx && IsNumber(written)) return "*:" + NormalNumber(written);
+  std::string_view port = written;
+  const std::string_view host = CutHost(port);
+  if (!port.empty()) port.remove_prefix(1);
+  const std::string any_port = nginx ? "80" : "*";
+  return NormalHost(dialect, host) + ':' +
+         (port.empty()     ? any_port
+          : IsNumber(port) ? NormalNumber(port)
+                           : std::string(port));
+}
+
+std::string NormalName(Dialect dialect, std::string_view written) {
+  if (dialect == Dialect::kNginx) {
+    return written.substr(0, 1) == "~" ? std::string(written) : Lower(written);
+  }
+  const std::size_t scheme = written.find("://");
+  if (scheme != kNowhere) written.remove_prefix(scheme + 3);
+  return Lower(CutHost(written));
+}
+
+std::vector<std::string> ServerNames(const Document& document, BlockId block) {
+  std::vector<std::string> names;
+  for (const Mark& mark : document.Identifying(block)) {
+    if (!mark.names) continue;
+    const std::vector<Word> words = document.Words(mark.directive);
+    for (std::size_t i = 1; i < words.size(); ++i) {
+      names.push_back(NormalName(document.dialect(), document.Value(words[i])));
+    }
+  }
+  return names;
+}
+
+std::vector<std::string> ServerAddresses(const Document& document, BlockId block) {
+  std::vector<std::string> addresses;
+  const Dialect dialect = document.dialect();
+  if (dialect == Dialect::kApache) {
+    const std::vector<Word> words = document.HeadWords(block);
+    if (words.empty() || !IsServer(dialect, document.Value(words.front()))) return addresses;
+    for (std::size_t i = 1; i < words.size(); ++i) {
+      addresses.push_back(NormalAddress(dialect, document.Value(words[i])));
+    }
+    return addresses;
+  }
+  for (const Mark& mark : document.Identifying(block)) {
+    if (mark.names) continue;
+    const std::vector<Word> words = document.Words(mark.directive);
+    if (words.size() < 2) continue;
+    addresses.push_back(NormalAddress(dialect, document.Value(words[1])));
+  }
+  return addresses;
+}
+
+std::vector<BlockId> BlocksNamed(const Document& document, std::string_view name) {
+  std::vector<BlockId> blocks;
+  for (const Mark& mark : document.marks()) {
+    if (!mark.names || !MayHold(document.Bytes(mark.directive), name)) continue;
+    const std::vector<Word> words = document.Words(mark.directive);
+    const bool has = std::any_of(words.begin() + 1, words.end(), [&](const Word& word) {
+      return NormalName(document.dialect(), document.Value(word)) == name;
+    });
+    if (has) blocks.push_back(mark.block);
+  }
+  std::sort(blocks.begin(), blocks.end());
+  blocks.erase(std::unique(blocks.begin(), blocks.end()), blocks.end());
+  return blocks;
+}
+
+}  // namespace tov_document

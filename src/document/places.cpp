@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "document/places.h"
+
+#include <algorithm>
+
+namespace tov_document {
+
+Places::Places(std::string_view text) : m_line_begins{0} {
+  for (std::size_t end = text.find('\n'); end != std::string_view::npos;
+       end = text.find('\n', end + 1)) {
+    m_line_begins.push_back(static_cast<std::uint32_t>(end + 1));
+  }
+}
+
+Place Places::Of(std::uint32_t offset) const {
+  const auto behind = std::upper_bound(m_line_begins.begin(), m_line_begins.end(), offset);
+  return {static_cast<std::size_t>(behind - m_line_begins.begin()),
+          static_cast<std::size_t>(offset - *std::prev(behind)) + 1};
+}
+
+}  // namespace tov_document

@@ -1,0 +1,179 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// What is the same for both grammars: how items become blocks and nodes. Each scanner's source file
+// makes an instance of it, next to the scanner, since reading has to be fast.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "document/document.h"
+#include "document/scanner.h"
+
+namespace tov_document {
+
+// Goes through the text once and notes where blocks begin and end. What stands in them is read
+// again, by Nodes, when somebody asks for it.
+template <class Scanner>
+class Reader {
+ public:
+  explicit Reader(Document& document)
+      : m_document(document),
+        m_blocks(document.m_blocks),
+        m_size(static_cast<std::uint32_t>(document.m_text.size())) {}
+
+  void Run() {
+    Block whole;
+    whole.body = {0, m_size};
+    whole.closing = {m_size, m_size};
+    m_blocks.push_back(whole);
+    m_document.m_read_end = m_size;
+    Scanner scanner(m_document.m_text, 0, m_size);
+    const Item last = Read(scanner, kWholeText);
+    m_blocks.front().next = Count();
+    if (last.kind == Item::Kind::kError) {
+      Fail(last);
+    } else if (m_open != kWholeText) {
+      const std::uint32_t begin = m_blocks[m_open].head.begin;
+      Fail(Item::Error(Problem::kUnclosedBlock, m_size, begin));
+    }
+  }
+
+ private:
+  BlockId Count() const { return static_cast<BlockId>(m_blocks.size()); }
+
+  // Reads on in the block `outermost`, which may not close. Returns the end or an error.
+  Item Read(Scanner& scanner, BlockId outermost) {
+    for (;;) {
+      scanner.SkipPlain();
+      Item item = scanner.Next();
+      switch (item.kind) {
+        case Item::Kind::kDirective:
+          if (item.states != States::kNothing) {
+            m_document.m_marks.push_back({item.bytes, m_open, item.states == States::kNames});
+          }
+          break;
+        case Item::Kind::kComment:
+          break;
+        case Item::Kind::kOpen:
+          item = Open(scanner, item);
+          break;
+        case Item::Kind::kClose:
+          item = Close(scanner, item, outermost);
+          break;
+        default:
+          return item;
+      }
+      if (item.kind == Item::Kind::kError) return item;
+    }
+  }
+
+  // Returns `item`, or an error instead.
+  Item Open(Scanner& scanner, const Item& item) {
+    if (m_blocks[m_open].reading == Body::kValues) {
+      return Item::Error(Problem::kBraceInValues, item.bytes.begin, item.bytes.end - 1);
+    }
+    const Inside inside = scanner.InsideOf(item.bytes);
+    Block block;
+    block.head = item.bytes;
+    block.body = {item.bytes.end, m_size};
+    block.closing = {m_size, m_size};
+    block.parent = m_open;
+    if (inside == Inside::kValues) block.reading = Body::kValues;
+    m_open = Count();
+    m_blocks.push_back(block);
+    const bool nested_macro = inside == Inside::kMacro && m_in_macro;
+    if (nested_macro || inside == Inside::kDirectives || inside == Inside::kValues) return item;
+    const std::optional<std::uint32_t> end = scanner.EndOfCode(item.bytes);
+    if (!end) return Item::Error(Problem::kUnclosedCode, item.bytes.end, item.bytes.begin);
+    if (inside == Inside::kCode || !ReadMacro(item.bytes.end, *end)) {
+      m_blocks[m_open].reading = Body::kOpaque;
+    }
+    scanner.SkipTo(*end);
+    return item;
+  }
+
+  // httpd takes whatever lines for a macro. Those in which sections do not nest mean something only
+  // where the macro is used.
+  bool ReadMacro(std::uint32_t begin, std::uint32_t end) {
+    const BlockId macro = m_open;
+    const std::size_t marks = m_document.m_marks.size();
+    Scanner scanner(m_document.m_text, begin, end);
+    m_in_macro = true;
+    const Item last = Read(scanner, macro);
+    m_in_macro = false;
+    if (last.kind == Item::Kind::kEnd && m_open == macro) return true;
+    m_open = macro;
+    m_blocks.resize(macro + 1);
+    m_document.m_marks.resize(marks);
+    return false;
+  }
+
+  // Returns `item`, or an error instead.
+  Item Close(const Scanner& scanner, const Item& item, BlockId outermost) {
+    if (m_open == outermost) {
+      return Item::Error(Problem::kExtraClosing, item.bytes.begin, item.bytes.begin);
+    }
+    Block& block = m_blocks[m_open];
+    if (const std::optional<Problem> problem = scanner.Mismatch(block.head, item.bytes)) {
+      return Item::Error(*problem, item.bytes.begin, item.bytes.begin);
+    }
+    block.body.end = item.bytes.begin;
+    block.closing = item.bytes;
+    block.next = Count();
+    m_open = block.parent;
+    return item;
+  }
+
+  // The blocks that are open go on to the text's end.
+  void Fail(const Item& item) {
+    SyntaxError error;
+    error.problem = item.problem;
+    error.at = item.at;
+    if (m_open != kWholeText) error.opened = m_blocks[m_open].head.begin;
+    m_document.m_error = error;
+    m_document.m_read_end = item.bytes.begin;
+    for (BlockId open = m_open; open != kWholeText; open = m_blocks[open].parent) {
+      m_blocks[open].next = Count();
+    }
+  }
+
+  Document& m_document;
+  std::vector<Block>& m_blocks;
+  std::uint32_t m_size;
+  BlockId m_open = kWholeText;  // the innermost open block
+  bool m_in_macro = false;
+};
+
+template <class Scanner>
+void Document::AddNodes(BlockId block, std::vector<Node>& nodes) const {
+  const Span body = m_blocks[block].body;
+  const std::uint32_t end = std::clamp(m_read_end, body.begin, body.end);
+  std::uint32_t at = body.begin;
+  const auto add = [&](NodeKind kind, Span bytes, BlockId id) {
+    if (at < bytes.begin) nodes.push_back({NodeKind::kBlank, {at, bytes.begin}, kWholeText});
+    nodes.push_back({kind, bytes, id});
+    at = bytes.end;
+  };
+  Scanner scanner(m_text, body.begin, end);
+  BlockId child = block + 1;
+  for (Item item = scanner.Next(); item.kind != Item::Kind::kEnd; item = scanner.Next()) {
+    if (item.kind == Item::Kind::kOpen) {
+      const Block& inner = m_blocks[child];
+      add(NodeKind::kBlock, {inner.head.begin, inner.closing.end}, child);
+      child = inner.next;
+      scanner.SkipTo(at);
+    } else {
+      add(item.kind == Item::Kind::kComment ? NodeKind::kComment : NodeKind::kDirective, item.bytes,
+          kWholeText);
+    }
+  }
+  if (at < end) nodes.push_back({NodeKind::kBlank, {at, end}, kWholeText});
+  at = std::max(at, end);
+  if (at < body.end) nodes.push_back({NodeKind::kOpaque, {at, body.end}, kWholeText});
+}
+
+}  // namespace tov_document
