@@ -63,6 +63,12 @@ Answer::Kind KindOf(const std::string& message) {
   return Answer::Kind::kStopped;
 }
 
+// Whether all is carried out and something does not fit the machine, the folder of a log for
+// example.
+bool FailedAfterwards(std::string_view output) {
+  return Has(output, "AH00014: Configuration check failed") && !Has(output, "Syntax error on line");
+}
+
 struct Found {
   std::size_t text = 0;  // which one
   Answer answer;
@@ -85,9 +91,9 @@ Found Understand(const std::string& output) {
   return found;
 }
 
-std::string Includes(const std::vector<Answer>& answers, const std::vector<bool>& answered) {
+std::string Includes(const std::vector<bool>& answered) {
   std::string config;
-  for (std::size_t i = 0; i < answers.size(); ++i) {
+  for (std::size_t i = 0; i < answered.size(); ++i) {
     if (!answered[i]) config += "Include " + FileName(i) + "\n";
   }
   return config;
@@ -112,7 +118,7 @@ std::vector<Answer> Httpd::Read(const std::vector<std::string>& texts) const {
   std::vector<bool> answered(texts.size(), false);
   for (std::size_t first = 0; first < texts.size(); ++first) {
     bool taken = false;
-    const std::string output = Start(ConfigToRead() + Includes(answers, answered), "", taken);
+    const std::string output = Start(ConfigToRead() + Includes(answered), "", taken);
     const Found found = Understand(output);
     if (!found.while_reading) break;
     answers[found.text] = found.answer;
@@ -129,8 +135,8 @@ std::vector<Answer> Httpd::CarryOut(const std::vector<std::string>& texts) const
   std::vector<bool> answered(texts.size(), false);
   for (std::size_t starts = 0; starts < texts.size(); ++starts) {
     bool taken = false;
-    const std::string output = Start(ConfigToCarryOut() + Includes(answers, answered), "", taken);
-    if (taken) break;
+    const std::string output = Start(ConfigToCarryOut() + Includes(answered), "", taken);
+    if (taken || FailedAfterwards(output)) break;
     const Found found = Understand(output);
     answers[found.text] = found.answer;
     answered[found.text] = true;
@@ -139,17 +145,11 @@ std::vector<Answer> Httpd::CarryOut(const std::vector<std::string>& texts) const
   return answers;
 }
 
-std::string Httpd::Print(const std::string& text, const std::string& options) const {
-  m_folder.Write(FileName(0), text);
+std::string Httpd::Print(const std::vector<std::string>& texts, const std::string& options) const {
+  for (std::size_t i = 0; i < texts.size(); ++i) m_folder.Write(FileName(i), texts[i]);
+  const std::vector<bool> all(texts.size(), false);
   bool taken = false;
-  std::string output = Start(ConfigToCarryOut() + "Include " + FileName(0) + "\n", options, taken);
+  std::string output = Start(ConfigToCarryOut() + Includes(all), options, taken);
   if (!taken) throw std::runtime_error("httpd: " + output);
   return output;
-}
-
-std::string Httpd::Refusal(const std::string& text) const {
-  m_folder.Write(FileName(0), text);
-  bool taken = false;
-  const std::string output = Start(ConfigToCarryOut() + "Include " + FileName(0) + "\n", "", taken);
-  return taken ? "" : output;
 }

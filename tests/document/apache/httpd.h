@@ -38,11 +38,9 @@ class Httpd {
   // The same and the tree carried out. Conditions that are open at the end are not seen.
   std::vector<Answer> CarryOut(const std::vector<std::string>& texts) const;
 
-  // What httpd prints with `options` when it takes `text`. Throws when it does not.
-  std::string Print(const std::string& text, const std::string& options) const;
-
-  // The refusal of `text`; "": it is taken.
-  std::string Refusal(const std::string& text) const;
+  // What httpd prints with `options` when it is asked about all texts together, which it takes.
+  // Throws when it does not. Text number i is in a file "texti.conf".
+  std::string Print(const std::vector<std::string>& texts, const std::string& options) const;
 
  private:
   std::string Start(const std::string& config, const std::string& options, bool& taken) const;

@@ -40,7 +40,7 @@ using tov_document::SyntaxError;
 // CASES in the environment asks for as many mutants, and for others each time.
 std::size_t Cases() {
   const char* cases = std::getenv("CASES");
-  return cases == nullptr ? 200 : std::stoul(cases);
+  return cases == nullptr ? 150 : std::stoul(cases);
 }
 
 std::mt19937 Random() {
@@ -66,6 +66,20 @@ bool Hold(const std::string& text) {
     if (text[event.words[1].bytes.begin] != '!' && !version) return false;
   }
   return true;
+}
+
+// `text` with blanks in the place of its plain directives, so that httpd, when it carries out the
+// sections, does not stop at an unknown one. That the lines are read rightly has been judged
+// before: a section among them would leave its other line behind.
+std::string WithoutDirectives(const std::string& text) {
+  std::string sections = text;
+  for (const second_reader::Event& event : second_reader::Read(text).events) {
+    if (event.kind != second_reader::Kind::kDirective) continue;
+    for (std::uint32_t i = event.bytes.begin; i < event.bytes.end; ++i) {
+      if (sections[i] != '\n') sections[i] = ' ';
+    }
+  }
+  return sections;
 }
 
 enum class Judged { kRight, kRightInPart, kWrong };
@@ -156,7 +170,7 @@ void Judges::Judge(const std::vector<Case>& cases) {
   const std::vector<Answer> read = m_httpd.Read(texts);
   std::vector<std::string> readable;
   for (std::size_t i = 0; i < texts.size(); ++i) {
-    if (read[i].kind == Answer::Kind::kReads) readable.push_back(texts[i]);
+    if (read[i].kind == Answer::Kind::kReads) readable.push_back(WithoutDirectives(texts[i]));
   }
   const std::vector<Answer> carried = m_httpd.CarryOut(readable);
   std::size_t next_carried = 0;
@@ -179,6 +193,7 @@ void Judges::Judge(const Case& judged, const Answer& read, const Answer& carried
       return;
     case Judged::kRightInPart:
       ++m_in_part;
+      std::cout << "PART " << Show(read) << " / " << Show(carried) << "\n";
       return;
     case Judged::kWrong:
       break;
@@ -194,10 +209,7 @@ void Judges::Judge(const Case& judged, const Answer& read, const Answer& carried
 
 TEST(Mutants, AreErrorsWhereHttpdCannotReadThem) {
   std::vector<Case> texts;
-  for (const auto& [name, text] : Texts()) {
-    texts.push_back({name, ReadThrough(text)});
-    texts.push_back({name, CarriedThrough(text)});
-  }
+  for (const auto& [name, text] : Texts()) texts.push_back({name, ReadThrough(text)});
   std::mt19937 random = Random();
   Judges judges;
   const std::size_t at_once = 50;
@@ -218,13 +230,11 @@ TEST(Mutants, AreErrorsWhereHttpdCannotReadThem) {
 
 TEST(Texts, AreErrorsWhereHttpdCannotReadThem) {
   std::vector<Case> cases;
-  for (const auto& [name, text] : Texts()) {
-    cases.push_back({name, ReadThrough(text)});
-    cases.push_back({name, CarriedThrough(text)});
-  }
+  for (const auto& [name, text] : Texts()) cases.push_back({name, ReadThrough(text)});
   Judges judges;
   judges.Judge(cases);
-  EXPECT_GE(judges.m_in_full, cases.size() / 2);
+  std::cout << "judged in full " << judges.m_in_full << ", in part " << judges.m_in_part << "\n";
+  EXPECT_GE(judges.m_in_full, cases.size() * 3 / 4);
   EXPECT_EQ(judges.m_of_no_use, 0U);
 }
 

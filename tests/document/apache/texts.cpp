@@ -18,6 +18,8 @@ namespace fs = std::filesystem;
 using second_reader::IsBlank;
 using second_reader::LowerCase;
 
+const std::string any_arguments = "IndexIgnore";
+
 struct Parts {
   std::string blanks;
   std::string name;
@@ -46,6 +48,7 @@ std::string Holding(const Parts& parts) {
   return parts.blanks + parts.name + " !no_" + parts.rest.substr(argument);
 }
 
+// httpd looks whether the folder of a log is there.
 std::string ReadThroughLine(const std::string& line) {
   static const std::set<std::string> carried_out_at_once = {
       "define",     "undefine",   "include",           "includeoptional",
@@ -54,7 +57,9 @@ std::string ReadThroughLine(const std::string& line) {
   const Parts parts = Split(line);
   const std::string holding = Holding(parts);
   if (!holding.empty()) return holding;
-  if (carried_out_at_once.count(LowerCase(parts.name)) == 0) return line;
+  const std::string name = LowerCase(parts.name);
+  if (name == "errorlog" || name == "customlog") return parts.blanks + any_arguments + parts.rest;
+  if (carried_out_at_once.count(name) == 0) return line;
   return parts.blanks + "No" + parts.name + parts.rest;
 }
 
@@ -65,7 +70,7 @@ std::string CarriedThroughLine(const std::string& line) {
       !parts.name.empty() && std::string("<#\"'\\").find(parts.name[0]) == std::string::npos;
   if (!plain || LowerCase(parts.name) == "require") return line;
   const bool has_arguments = parts.rest.find_first_not_of(" \t\r\n\\") != std::string::npos;
-  return parts.blanks + (has_arguments ? "IndexIgnore" : "IndexIgnore x") + parts.rest;
+  return parts.blanks + any_arguments + (has_arguments ? "" : " x") + parts.rest;
 }
 
 template <class Change>
