@@ -22,6 +22,7 @@
 #include <string>
 #include <vector>
 
+#include "document/apache/document_events.h"
 #include "document/apache/httpd.h"
 #include "document/apache/lines.h"
 #include "document/apache/second_reader.h"
@@ -226,6 +227,23 @@ TEST(Mutants, AreErrorsWhereHttpdCannotReadThem) {
             << ", of no use " << judges.m_of_no_use << "\n";
   EXPECT_GE(judges.m_in_full, Cases() / 2);
   EXPECT_LE(judges.m_of_no_use, Cases() / 10);
+}
+
+// Without httpd many more can be looked at, and their words, too.
+TEST(Mutants, AreReadAsTheSecondReaderReadsThem) {
+  std::vector<Case> texts;
+  for (const auto& [name, text] : Texts()) {
+    if (text.size() < 20'000) texts.push_back({name, text});
+  }
+  std::mt19937 random = Random();
+  for (std::size_t i = 0; i < 50 * Cases(); ++i) {
+    const Case& original = texts[random() % texts.size()];
+    EXPECT_EQ(Difference(Mutant(original.text, random)), "") << original.name;
+  }
+}
+
+TEST(Texts, AreReadAsTheSecondReaderReadsThem) {
+  for (const auto& [name, text] : Texts()) EXPECT_EQ(Difference(text), "") << name;
 }
 
 TEST(Texts, AreErrorsWhereHttpdCannotReadThem) {
