@@ -153,6 +153,24 @@ bool HoldsLua(std::string_view name) {
                      [name](std::string_view known) { return SameLetters(name, known); });
 }
 
+// Of one section httpd takes the words before it looks for the ">", which then has to end the
+// version, or to be a word behind it.
+bool IsVersion(std::string_view name) {
+  return SameLetters(name, "IfVersion");
+}
+
+bool HasVersionsBracket(std::string_view line, std::size_t arguments) {
+  std::vector<std::string> words;
+  std::string buffer;
+  for (LineWord word = WordAt(line, arguments); word.begin < line.size();
+       word = WordAt(line, word.end)) {
+    words.emplace_back(Meaning(word, buffer));
+  }
+  const std::string& version = words.size() == 1 ? words[0] : words[1];
+  if (words.size() > 2 && words[2] == ">") return !version.empty();
+  return !version.empty() && version.back() == '>';
+}
+
 // Sections whose directives httpd carries out, or looks for the end of, while it reads them: such
 // an end has to have its line to itself.
 bool EndsOnOwnLine(std::string_view name) {
@@ -273,6 +291,7 @@ std::optional<Item> ApacheScanner::PlainLine(std::size_t begin, std::size_t line
   const std::size_t name = begin + (closes ? 2 : 1);
   const std::size_t behind = BehindLetters(m_text, name);
   if (behind == name || m_text[end - 1] != '>') return std::nullopt;
+  if (IsVersion(m_text.substr(name, behind - name))) return std::nullopt;
   if (behind != end - 1 && (closes || !IsBlank(m_text[behind]))) return std::nullopt;
   item.kind = closes ? Item::Kind::kClose : Item::Kind::kOpen;
   return item;
@@ -310,7 +329,9 @@ Item ApacheScanner::Line(const ApacheLine& line) const {
   } else {
     item.kind = Item::Kind::kOpen;
     const bool arguments = BehindBlanks(text, first.end) != text.size();
-    if (arguments && text.find('>', first.end) == kNowhere) {
+    const bool version = IsVersion(WithoutBracket(name).substr(1));
+    if (arguments &&
+        !(version ? HasVersionsBracket(text, first.end) : text.find('>', first.end) != kNowhere)) {
       return Item::Error(Problem::kNoBracket, item.bytes.begin, item.bytes.begin);
     }
   }

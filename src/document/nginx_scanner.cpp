@@ -70,12 +70,14 @@ bool IsQuote(char byte) {
   return byte == '"' || byte == '\'';
 }
 
-// What the directive that begins as `text` does, but for a quote at its front, states.
+// What the directive that begins as `text` does states. Its name may stand in quotes.
 States StatesOf(std::string_view text) {
-  const auto is = [text](std::string_view name) {
+  const char quote = IsQuote(text.front()) ? text.front() : '\0';
+  if (quote != '\0') text.remove_prefix(1);
+  const auto is = [text, quote](std::string_view name) {
     if (text.size() <= name.size() || text.substr(0, name.size()) != name) return false;
     const char next = text[name.size()];
-    return IsBlank(next) || next == ';' || IsQuote(next);
+    return quote == '\0' ? IsBlank(next) || next == ';' : next == quote;
   };
   switch (text.front()) {
     case 'l':
@@ -208,7 +210,7 @@ Item NginxScanner::Found(Item::Kind kind, std::size_t begin, std::size_t end) {
   if (too_long) return Item::Error(Problem::kTooLong, begin, *too_long);
   Item item = Taken(kind, begin, end);
   if (kind == Item::Kind::kDirective) {
-    item.states = StatesOf(m_text.substr(begin + (IsQuote(m_text[begin]) ? 1 : 0)));
+    item.states = StatesOf(m_text.substr(begin));
   }
   return item;
 }
