@@ -14,6 +14,7 @@ using tov_document::BlockId;
 using tov_document::Body;
 using tov_document::Document;
 using tov_document::kWholeText;
+using tov_document::Mark;
 using tov_document::Node;
 using tov_document::NodeKind;
 using tov_document::Span;
@@ -153,10 +154,16 @@ std::string GapsOf(const Document& document, BlockId id) {
   return "";
 }
 
-bool IsIdentifying(const Document& document, const Node& node) {
-  if (node.kind != NodeKind::kDirective) return false;
+std::string Show(const Mark& mark) {
+  return std::to_string(mark.directive.begin) + (mark.names ? " names" : " address") +
+         " of block " + std::to_string(mark.block) + "; ";
+}
+
+std::optional<Mark> MarkOf(const Document& document, BlockId block, const Node& node) {
+  if (node.kind != NodeKind::kDirective) return std::nullopt;
   const std::string name = document.Value(document.Words(node).front());
-  return name == "server_name" || name == "listen";
+  if (name != "server_name" && name != "listen") return std::nullopt;
+  return Mark{node.bytes, block, name == "server_name"};
 }
 
 }  // namespace
@@ -179,14 +186,11 @@ std::string IdentifyingDifference(const Document& document) {
     if (document.blocks()[id].reading == Body::kValues) continue;  // there they have no meaning
     std::string expected;
     for (const Node& node : document.Nodes(id)) {
-      if (IsIdentifying(document, node)) expected += std::to_string(node.bytes.begin) + " ";
+      if (const auto mark = MarkOf(document, id, node)) expected += Show(*mark);
     }
     std::string found;
-    for (const Node& node : document.Identifying(id)) {
-      found += std::to_string(node.bytes.begin) + " ";
-    }
-    if (found != expected)
-      return "in block " + std::to_string(id) + " " + found + "not " + expected;
+    for (const Mark& mark : document.Identifying(id)) found += Show(mark);
+    if (found != expected) return "identified by " + found + "instead of " + expected;
   }
   return "";
 }
