@@ -140,7 +140,7 @@ coverage:
 
 # Seconds for each target. What is found is left in build/fuzz; keep it in tests/fuzz/regressions.
 TIME = 60
-FUZZ_TARGETS = request edits language values values_file apply
+FUZZ_TARGETS = request edits language values values_file apply document_nginx document_apache
 
 fuzz:
 	cmake/install-packages.sh $(FUZZ_PACKAGES)
