@@ -3,6 +3,7 @@
 #include "floor.h"
 
 #include <cstddef>
+#include <cstring>
 #include <list>
 
 namespace bench {
@@ -36,6 +37,20 @@ std::string Join(const std::list<std::string>& lines) {
 
 std::string CutAndJoin(const std::string& text) {
   return Join(Cut(text));
+}
+
+std::vector<std::string_view> CutIntoViews(const std::string& text) {
+  std::vector<std::string_view> lines;
+  const char* begin = text.data();
+  const char* const text_end = begin + text.size();
+  while (begin != text_end) {
+    const auto left = static_cast<std::size_t>(text_end - begin);
+    const void* const found = std::memchr(begin, '\n', left);
+    const char* const end = found == nullptr ? text_end : static_cast<const char*>(found);
+    lines.emplace_back(begin, static_cast<std::size_t>(end - begin));
+    begin = found == nullptr ? end : end + 1;
+  }
+  return lines;
 }
 
 }  // namespace bench

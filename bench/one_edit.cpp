@@ -4,8 +4,10 @@
 //
 //   one_edit floor CONFIG                cuts the text into lines and joins them
 //   one_edit DIALECT CONFIG TEMPLATE     edits one site with the library
+//   one_edit text CONFIG                 only reads the file
+//   one_edit DIALECT CONFIG              reads the text's blocks
 //
-// Both hold the text that was read and the text that came out until the end.
+// All hold the text that was read, and the text that came out, until the end.
 #include <cstddef>
 #include <exception>
 #include <filesystem>
@@ -15,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "document/document.h"
 #include "floor.h"
 #include "sites.h"
 #include "template/qeltemplate.h"
@@ -40,17 +43,30 @@ std::string Edit(const std::string& dialect, const std::string& config,
       .GetConfig();
 }
 
-// The number of characters that came out.
+std::size_t CountBlocks(const std::string& dialect, const std::string& config) {
+  const bool nginx = dialect == bench::kNginx.name;
+  return tov_document::Document(
+             nginx ? tov_document::Dialect::kNginx : tov_document::Dialect::kApache, config)
+      .blocks()
+      .size();
+}
+
+// The number of characters, or of blocks, that came out.
 std::size_t Run(const std::vector<std::string>& arguments) {
   if (arguments.size() == 2 && arguments[0] == "floor") {
     const std::string config = ReadFile(arguments[1]);
     return bench::CutAndJoin(config).size();
   }
+  if (arguments.size() == 2) {
+    const std::string config = ReadFile(arguments[1]);
+    return arguments[0] == "text" ? config.size() : CountBlocks(arguments[0], config);
+  }
   if (arguments.size() == 3) {
     const std::string config = ReadFile(arguments[1]);
     return Edit(arguments[0], config, ReadFile(arguments[2])).size();
   }
-  throw std::invalid_argument("usage: one_edit floor CONFIG | DIALECT CONFIG TEMPLATE");
+  throw std::invalid_argument(
+      "usage: one_edit floor|text|DIALECT CONFIG | DIALECT CONFIG TEMPLATE");
 }
 
 }  // namespace

@@ -124,6 +124,9 @@ def memory(tools, folder):
         record = {"dialect": dialect, "n": MEMORY_SITES}
         record["floor_kib"] = peak(tools, ["floor", config])
         record["edit_kib"] = peak(tools, [dialect, config, template])
+        record["text_kib"] = config.stat().st_size / 1024
+        only_text = peak(tools, ["text", config])
+        record["document_kib"] = peak(tools, [dialect, config]) - only_text
         records.append(record)
     return records
 

@@ -17,6 +17,8 @@
 #include <string>
 #include <vector>
 
+#include "document/document.h"
+#include "document/meaning.h"
 #include "floor.h"
 #include "requests.h"
 #include "sites.h"
@@ -27,6 +29,7 @@
 namespace bench {
 namespace {
 
+using tov_document::Document;
 using tov_template::BaseConfig;
 using tov_template::ConfigView;
 using tov_template::GetConfigType;
@@ -58,6 +61,26 @@ const std::string& FloorText(const Request& request) {
 
 Timed TimeFloor(const Dialect& /*dialect*/, const Request& request) {
   return [&] { benchmark::DoNotOptimize(CutAndJoin(FloorText(request))); };
+}
+
+Timed TimeViews(const Dialect& /*dialect*/, const Request& request) {
+  return [&] { benchmark::DoNotOptimize(CutIntoViews(FloorText(request))); };
+}
+
+// Reads the text so far that one of its sites is found by its name, and its address is known. All
+// names are looked at, wherever the site stands.
+std::vector<std::string> AddressesOfSite(const Dialect& dialect, const Request& request) {
+  static const std::string kName = "www." + SiteName(50);
+  const bool nginx = dialect.name == std::string("Nginx");
+  const Document document(nginx ? tov_document::Dialect::kNginx : tov_document::Dialect::kApache,
+                          request.config);
+  const std::vector<tov_document::BlockId> found = BlocksNamed(document, kName);
+  if (found.size() != 1 || document.error()) return {};
+  return ServerAddresses(document, found.front());
+}
+
+Timed TimeFinding(const Dialect& dialect, const Request& request) {
+  return [&] { benchmark::DoNotOptimize(AddressesOfSite(dialect, request)); };
 }
 
 // What reading has to make at the least: a copy of the lines and of the view's maps, whose content
@@ -121,6 +144,8 @@ const Case kCases[] = {
     {"edit one line of every site", "floor of sites", OneLineOfEverySite},
     {"remove every site", "floor of sites", RemoveEverySite},
     {"remove from the last site", "floor of sites", RemoveFromTheLast},
+    {"floor of lines", "", OneSite, TimeViews},
+    {"find one site", "floor of lines", OneSite, TimeFinding},
     {"floor of added sites", "", AddSites, TimeFloor},
     {"add sites", "floor of added sites", AddSites},
     {"floor of virtual hosts", "", OptionsAndAliases, TimeFloor, In::kApache},
@@ -155,6 +180,9 @@ std::string EditVerdict(const Dialect& dialect, const Request& request) {
 // Reading alone has no result that could be looked at: the edits that follow it prove it.
 std::string Verdict(const Case& c, const Dialect& dialect, const Request& request) {
   if (c.operation == TimeEdit) return EditVerdict(dialect, request);
+  if (c.operation == TimeFinding) {
+    return AddressesOfSite(dialect, request).size() == 1 ? "" : "the site is not found";
+  }
   if (c.operation != TimeFloor) return "";
   return CutAndJoin(FloorText(request)) == FloorText(request) ? "" : "the joined text is wrong";
 }

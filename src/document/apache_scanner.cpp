@@ -163,7 +163,9 @@ constexpr std::string_view kMacro = "Macro";
 constexpr std::string_view kPerl = "Perl";
 
 States StatesOf(std::string_view name) {
-  const bool names = SameLetters(name, "ServerName") || SameLetters(name, "ServerAlias");
+  constexpr std::string_view kName = "ServerName";
+  constexpr std::string_view kAlias = "ServerAlias";
+  const bool names = SameLetters(name, name.size() == kName.size() ? kName : kAlias);
   return names ? States::kNames : States::kNothing;
 }
 
@@ -178,6 +180,22 @@ std::string_view FirstWord(std::string_view line) {
   std::size_t end = 0;
   while (end < line.size() && !IsBlank(line[end])) ++end;
   return line.substr(0, end);
+}
+
+// Whether a section's head that begins as `text` does is, at a glance, none of a macro, Perl or
+// Lua.
+bool BeginsPlainly(std::string_view text) {
+  if (text.size() < 3 || text[0] != '<' || !IsLetter(text[1]) || !IsLetter(text[2])) return false;
+  switch (Lower(text[1])) {
+    case 'm':
+      return Lower(text[2]) != 'a';
+    case 'p':
+      return Lower(text[2]) != 'e';
+    case 'l':
+      return Lower(text[2]) != 'u';
+    default:
+      return true;
+  }
 }
 
 // Whether the line from `begin` to its LF at `end` is joined with the next one.
@@ -306,12 +324,7 @@ std::string ApacheScanner::SectionName(Span head) const {
 }
 
 Inside ApacheScanner::InsideOf(Span head) const {
-  constexpr std::string_view kFirstLetters = "lmp";  // of the names below
-  const char first = m_text[head.begin + 1];
-  if (m_text[head.begin] == '<' && IsLetter(first) &&
-      kFirstLetters.find(Lower(first)) == kNowhere) {
-    return Inside::kDirectives;
-  }
+  if (BeginsPlainly(m_text.substr(head.begin))) return Inside::kDirectives;
   const std::string name = SectionName(head);
   if (SameLetters(name, kMacro)) return Inside::kMacro;
   return SameLetters(name, kPerl) || HoldsLua(name) ? Inside::kCode : Inside::kDirectives;

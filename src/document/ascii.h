@@ -22,8 +22,9 @@ inline std::string Lower(std::string_view text) {
 
 // Whether two texts are one but for the case of letters.
 inline bool SameLetters(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(),
-                                            [](char x, char y) { return Lower(x) == Lower(y); });
+  if (a.size() != b.size()) return false;
+  return a == b || std::equal(a.begin(), a.end(), b.begin(),
+                              [](char x, char y) { return Lower(x) == Lower(y); });
 }
 
 }  // namespace tov_document
