@@ -18,7 +18,6 @@ using tov_document::Mark;
 using tov_document::Node;
 using tov_document::NodeKind;
 using tov_document::Span;
-using tov_document::SyntaxError;
 using tov_document::Word;
 
 bool ReadWord::operator==(const ReadWord& other) const {
@@ -57,6 +56,7 @@ namespace {
 
 std::vector<ReadWord> WordsOf(const Document& document, const std::vector<Word>& words) {
   std::vector<ReadWord> read;
+  read.reserve(words.size());
   for (const Word& word : words) {
     read.push_back({word.bytes.begin, word.bytes.end, word.quote, document.Value(word)});
   }

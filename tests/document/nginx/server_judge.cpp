@@ -103,7 +103,7 @@ std::string ServerDifference(const ServerFolder& folder, std::string_view text,
                                                             "include structure.conf;\n"
                                                             "types { include head.conf; } } } }\n");
   const std::string place = folder.Path() + "/";
-  const std::string difference = WordsDifference(
+  std::string difference = WordsDifference(
       messages, Duplicates(text, reading, {place + "words.conf", place + "again.conf"}));
   if (!difference.empty()) return difference;
   if (reading.error) {
