@@ -167,12 +167,6 @@ std::optional<Mark> MarkOf(const Document& document, BlockId block, const Node& 
   return Mark{node.bytes, block, name == "server_name"};
 }
 
-}  // namespace
-
-Reading ReadingOf(const Document& document) {
-  return {TreeWalk(document).Events(), document.error()};
-}
-
 std::string Gaps(const Document& document) {
   const Span whole = document.blocks().at(kWholeText).body;
   if (whole.begin != 0 || whole.end != document.text().size()) return "the body is not the text";
@@ -182,7 +176,7 @@ std::string Gaps(const Document& document) {
   return "";
 }
 
-std::string IdentifyingDifference(const Document& document) {
+std::string MarksDifference(const Document& document) {
   for (BlockId id = kWholeText; id < document.blocks().size(); ++id) {
     std::string expected;
     for (const Node& node : document.Nodes(id)) {
@@ -195,9 +189,18 @@ std::string IdentifyingDifference(const Document& document) {
   return "";
 }
 
+}  // namespace
+
+Reading ReadingOf(const Document& document) {
+  return {TreeWalk(document).Events(), document.error()};
+}
+
 std::string Difference(const Document& document, const Reading& expected) {
   const Reading reading = ReadingOf(document);
-  if (reading == expected) return Gaps(document);
+  if (reading == expected) {
+    std::string gaps = Gaps(document);
+    return gaps.empty() ? MarksDifference(document) : gaps;
+  }
   const std::string read = Show(reading);
   const std::string instead = Show(expected);
   const auto apart = std::mismatch(read.begin(), read.end(), instead.begin(), instead.end());
