@@ -3,8 +3,8 @@
 """certbot_tree.py FILE...: how certbot's parser reads nginx configurations, as JSON.
 
 For each file the list of what it has found, in order: ["directive", word...], ["open", word...],
-["close"], ["comment", text], words and comments as they are written. For a file that the parser does
-not take: the name of the exception.
+["close"], ["comment", text], words and comments as they are written. For a file that the parser
+does not take: the name of the exception.
 """
 import json
 import sys

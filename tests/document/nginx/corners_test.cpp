@@ -38,6 +38,11 @@ const Corner kCorners[] = {
     {"CommentBehindQuote", "a \"b\"# c\n;", Problem::kTextBehindQuote},
     {"ClosingBehindQuote", "a { b \"c\"}", Problem::kTextBehindQuote},
     {"QuoteInAWord", "a b\"c d'e;", std::nullopt},
+    {"QuoteInAName", "a { listen\"b c\" d; server_name'' e; listen'f; }", std::nullopt},
+    {"NamesOfAServer",
+     "a { server_name b; 'listen' c; \"server_name\" d; listen;server_name#e\n;"
+     "listen\\ f; server_names g; types { listen h; } }",
+     std::nullopt},
     {"HashInAWord", "a b#c;", std::nullopt},
     {"HashBehindABrace", "a {# }\n}#", std::nullopt},
     {"ClosingBraceInAWord", "a b}c}; d }", Problem::kBraceInDirective},

@@ -75,6 +75,7 @@ const Inside kInside[] = {
     {"Variables", "a ${}\\\";", "", ";"},
     {"BehindQuotes", "a )\"';{\t\r", "\"", ""},
     {"Head", "a$ {}\"#\n", "a {b ", "{}}"},
+    {"NameOfAServer", "a ;{}\"'\\#$\n", "a{listen", ";}"},
     {"Map", "a {};\"#\n", "map a b {", "}"},
     {"QuotedTypes", "a {};'\\\n", "x{\"types\" {", "}}"},
     {"Escapes", "a\\tnr;\" ", "\"", "\";"},

@@ -18,7 +18,6 @@ using tov_document::Mark;
 using tov_document::Node;
 using tov_document::NodeKind;
 using tov_document::Span;
-using tov_document::SyntaxError;
 using tov_document::Word;
 
 bool ReadWord::operator==(const ReadWord& other) const {
@@ -57,6 +56,7 @@ namespace {
 
 std::vector<ReadWord> WordsOf(const Document& document, const std::vector<Word>& words) {
   std::vector<ReadWord> read;
+  read.reserve(words.size());
   for (const Word& word : words) {
     read.push_back({word.bytes.begin, word.bytes.end, word.quote, document.Value(word)});
   }
@@ -154,16 +154,17 @@ std::string GapsOf(const Document& document, BlockId id) {
   return "";
 }
 
-bool IsIdentifying(const Document& document, const Node& node) {
-  if (node.kind != NodeKind::kDirective) return false;
-  const std::string name = document.Value(document.Words(node).front());
-  return name == "server_name" || name == "listen";
+std::string Show(const Mark& mark) {
+  return std::to_string(mark.directive.begin) + (mark.names ? " names" : " address") +
+         " of block " + std::to_string(mark.block) + "; ";
 }
 
-}  // namespace
-
-Reading ReadingOf(const Document& document) {
-  return {TreeWalk(document).Events(), document.error()};
+std::optional<Mark> MarkOf(const Document& document, BlockId block, const Node& node) {
+  if (document.blocks()[block].reading == Body::kValues) return std::nullopt;  // nothing is meant
+  if (node.kind != NodeKind::kDirective) return std::nullopt;
+  const std::string name = document.Value(document.Words(node).front());
+  if (name != "server_name" && name != "listen") return std::nullopt;
+  return Mark{node.bytes, block, name == "server_name"};
 }
 
 std::string Gaps(const Document& document) {
@@ -175,28 +176,31 @@ std::string Gaps(const Document& document) {
   return "";
 }
 
-std::string IdentifyingDifference(const Document& document) {
+std::string MarksDifference(const Document& document) {
   for (BlockId id = kWholeText; id < document.blocks().size(); ++id) {
-    const bool values =
-        document.blocks()[id].reading == Body::kValues;  // there they have no meaning
     std::string expected;
     for (const Node& node : document.Nodes(id)) {
-      if (!values && IsIdentifying(document, node))
-        expected += std::to_string(node.bytes.begin) + " ";
+      if (const auto mark = MarkOf(document, id, node)) expected += Show(*mark);
     }
     std::string found;
-    for (const Mark& mark : document.Identifying(id)) {
-      found += std::to_string(mark.directive.begin) + " ";
-    }
-    if (found != expected)
-      return "in block " + std::to_string(id) + " " + found + "not " + expected;
+    for (const Mark& mark : document.Identifying(id)) found += Show(mark);
+    if (found != expected) return "identified by " + found + "instead of " + expected;
   }
   return "";
 }
 
+}  // namespace
+
+Reading ReadingOf(const Document& document) {
+  return {TreeWalk(document).Events(), document.error()};
+}
+
 std::string Difference(const Document& document, const Reading& expected) {
   const Reading reading = ReadingOf(document);
-  if (reading == expected) return Gaps(document);
+  if (reading == expected) {
+    std::string gaps = Gaps(document);
+    return gaps.empty() ? MarksDifference(document) : gaps;
+  }
   const std::string read = Show(reading);
   const std::string instead = Show(expected);
   const auto apart = std::mismatch(read.begin(), read.end(), instead.begin(), instead.end());

@@ -56,16 +56,9 @@ std::string ShowText(std::string_view text);
 // What the Document makes of its text.
 Reading ReadingOf(const tov_document::Document& document);
 
-// "" when the nodes of each block are its body, byte by byte, and a block's parts its node, else
-// what is wrong.
-std::string Gaps(const tov_document::Document& document);
-
-// "" when each block's identifying directives are those of its directives that have such a name,
-// else what is wrong.
-std::string IdentifyingDifference(const tov_document::Document& document);
-
-// "" when the Document reads its text as `expected` says and without gaps, else where they begin to
-// differ.
+// "" when the Document reads its text as `expected` says, else where they begin to differ. Whatever
+// it reads, the nodes of each block have to be its body, byte by byte, a block's parts its node, and
+// its identifying directives those of its directives that have such a name; else what is wrong.
 std::string Difference(const tov_document::Document& document, const Reading& expected);
 
 }  // namespace nginx_judge

@@ -2,6 +2,7 @@
 
 #include "document/nginx/server_judge.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -53,6 +54,15 @@ std::vector<std::string> Duplicates(std::string_view text, const Reading& readin
   return messages;
 }
 
+// The server would see no difference if only the last "}" was missing in a reading.
+bool ClosesItsBlocks(const Reading& reading) {
+  const auto count = [&](What what) {
+    return std::count_if(reading.events.begin(), reading.events.end(),
+                         [&](const Event& event) { return event.what == what; });
+  };
+  return count(What::kOpen) == count(What::kClose);
+}
+
 // The first head whose "{" would be one of its last word if the reading were wrong about a "$" in
 // front of it. The two forms would not show that, so the server reads this head as it stands.
 std::optional<Event> HeadInDoubt(std::string_view text, const Reading& reading) {
@@ -93,12 +103,13 @@ std::string ServerDifference(const ServerFolder& folder, std::string_view text,
                                                             "include structure.conf;\n"
                                                             "types { include head.conf; } } } }\n");
   const std::string place = folder.Path() + "/";
-  const std::string difference = WordsDifference(
+  std::string difference = WordsDifference(
       messages, Duplicates(text, reading, {place + "words.conf", place + "again.conf"}));
   if (!difference.empty()) return difference;
   if (reading.error) {
     return StopDifference(Stop(messages), place + "structure.conf", text, *reading.error);
   }
+  if (!ClosesItsBlocks(reading)) return "a block does not close";
   // That the server stops there says that it has read the text.
   return StopDifference(
       Stop(messages), place + "head.conf", probe,

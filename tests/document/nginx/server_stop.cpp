@@ -64,8 +64,8 @@ bool IsStopAt(const std::string& message, const std::string& file, std::string_v
 }  // namespace
 
 std::size_t LineOf(std::string_view text, std::size_t pos) {
-  const auto end = text.begin() + static_cast<std::ptrdiff_t>(std::min(pos, text.size()));
-  return 1 + static_cast<std::size_t>(std::count(text.begin(), end, '\n'));
+  const std::string_view before = text.substr(0, pos);
+  return 1 + static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n'));
 }
 
 std::string Somewhere(const std::string& file, std::size_t line) {
