@@ -55,7 +55,6 @@ class Reader {
   void ReadOpening(Word name, std::size_t arguments);
   void ReadDirective(Word name, std::size_t arguments);
   void ReadRaw(const std::string& name, Sort sort);
-  void CloseMacro();
   bool ClosesCondition() const;
   void TrimName(Word& name, std::size_t at_begin) const;
   void Refuse(Reason reason) { Refuse(reason, m_line.in_text); }
@@ -172,6 +171,14 @@ bool IsRawClosing(const Line& line, const std::string& name, Sort sort, int& dep
   return depth == 0;
 }
 
+// Whether sections nest in what a macro holds, in the macros among it, too.
+bool Nests(const Reading& body) {
+  return !body.refusal &&
+         std::none_of(body.events.begin(), body.events.end(), [](const Event& event) {
+           return event.kind == Kind::kOpenRaw && SortOf(event.words[0].value) == Sort::kMacro;
+         });
+}
+
 void Reader::ReadRaw(const std::string& name, Sort sort) {
   const Range opening = m_line.in_text;
   const std::size_t opening_event = m_reading.events.size() - 1;
@@ -182,7 +189,7 @@ void Reader::ReadRaw(const std::string& name, Sort sort) {
     if (!IsRawClosing(m_line, name, sort, depth)) continue;
     if (sort == Sort::kMacro) {
       const Reading inside = Reader(m_text.substr(0, begin)).From(opening.end);
-      if (!inside.refusal) {
+      if (Nests(inside)) {
         m_reading.events[opening_event].kind = Kind::kOpen;
         m_reading.events.insert(m_reading.events.end(), inside.events.begin(), inside.events.end());
       }
