@@ -4,9 +4,10 @@
 //
 // In full is judged: a text that httpd reads and carries out (no error), and one that httpd refuses
 // for its lines and sections (an error in the same line). In part: a text at which httpd stops for
-// another reason (an unknown directive, a wrong argument); up to there the Document has to have no
-// error. Of no use is a text in which a condition does not hold, since httpd does not read what
-// stands in it and the Document does.
+// another reason, an unknown section for example; up to there the Document has to have no error.
+// And one with two faults of which httpd speaks of the second, because the first is an opening line
+// without its ">". Of no use is a text in which a condition does not hold, since httpd does not
+// read what stands in it and the Document does.
 //
 // Deliberately the Document differs in one thing: a condition that does not close is an error, for
 // which httpd has no word when the condition holds; Httpd::Read makes it visible.
@@ -102,7 +103,7 @@ ErrorLines LinesOf(const std::string& text, const SyntaxError& error) {
   return {places.Of(begin).line, places.Of(end == 0 ? 0 : end - 1).line};
 }
 
-bool OpensNoBlock(const SyntaxError& error) {
+bool LacksBracket(const SyntaxError& error) {
   return error.problem == Problem::kNoBracket;
 }
 
@@ -113,12 +114,13 @@ Judged RightInPartIf(bool right) {
   return right ? Judged::kRightInPart : Judged::kWrong;
 }
 
-// httpd, when it carries out what it has read, sees the ">" of ordinary sections.
+// Of a text whose lines httpd can read. Whether sections have their ">" it sees when it carries
+// them out.
 Judged JudgeRead(const std::string& text, const std::optional<SyntaxError>& error,
                  const Answer& carried) {
   if (carried.kind == Answer::Kind::kReads) return RightIf(!error);
   if (!error) return RightInPartIf(carried.kind == Answer::Kind::kStopped);
-  if (!OpensNoBlock(*error)) return Judged::kWrong;
+  if (!LacksBracket(*error)) return Judged::kWrong;
   const ErrorLines lines = LinesOf(text, *error);
   if (carried.kind == Answer::Kind::kStopped) return RightInPartIf(lines.last > carried.line);
   return RightIf(carried.line >= lines.first && carried.line <= lines.last);
@@ -129,7 +131,7 @@ Judged Judge(const std::string& text, const std::optional<SyntaxError>& error, c
   if (read.kind == Answer::Kind::kReads) return JudgeRead(text, error, carried);
   if (!error) return RightInPartIf(read.kind == Answer::Kind::kStopped);
   const ErrorLines lines = LinesOf(text, *error);
-  if (lines.last < read.line && OpensNoBlock(*error)) return Judged::kRightInPart;
+  if (lines.last < read.line && LacksBracket(*error)) return Judged::kRightInPart;
   switch (read.kind) {
     case Answer::Kind::kUnclosed:
       return RightIf(error->problem == Problem::kUnclosedBlock ||

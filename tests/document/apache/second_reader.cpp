@@ -55,6 +55,7 @@ class Reader {
   void ReadOpening(Word name, std::size_t arguments);
   void ReadDirective(Word name, std::size_t arguments);
   void ReadRaw(const std::string& name, Sort sort);
+  void AddBody(Range body);
   bool ClosesCondition() const;
   void TrimName(Word& name, std::size_t at_begin) const;
   void Refuse(Reason reason) { Refuse(reason, m_line.in_text); }
@@ -179,21 +180,22 @@ bool Nests(const Reading& body) {
          });
 }
 
+// What stands in a macro is read if it can be.
+void Reader::AddBody(Range body) {
+  const Reading inside = Reader(m_text.substr(0, body.end)).From(body.begin);
+  if (!Nests(inside)) return;
+  m_reading.events.back().kind = Kind::kOpen;
+  m_reading.events.insert(m_reading.events.end(), inside.events.begin(), inside.events.end());
+}
+
 void Reader::ReadRaw(const std::string& name, Sort sort) {
   const Range opening = m_line.in_text;
-  const std::size_t opening_event = m_reading.events.size() - 1;
   for (int depth = 1; m_line.in_text.end < m_text.size();) {
     const std::uint32_t begin = m_line.in_text.end;
     m_line = sort == Sort::kLua ? PhysicalLineAt(m_text, begin) : LineAt(m_text, begin);
     if (m_line.has_nul) return Refuse(Reason::kNulByte);
     if (!IsRawClosing(m_line, name, sort, depth)) continue;
-    if (sort == Sort::kMacro) {
-      const Reading inside = Reader(m_text.substr(0, begin)).From(opening.end);
-      if (Nests(inside)) {
-        m_reading.events[opening_event].kind = Kind::kOpen;
-        m_reading.events.insert(m_reading.events.end(), inside.events.begin(), inside.events.end());
-      }
-    }
+    if (sort == Sort::kMacro) AddBody({opening.end, begin});
     return Add(Kind::kClose, {});
   }
   Refuse(Reason::kUnclosedRaw, opening);
