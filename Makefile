@@ -2,7 +2,7 @@
 
 # The front door. `make demo` and `make test` install the packages they need (Debian) and do the rest.
 
-.PHONY: help demo test bindings-test properties asan tsan valgrind coverage fuzz hostile format format-check tidy cppcheck \
+.PHONY: help demo test bindings-test properties document-judges asan tsan valgrind coverage fuzz hostile format format-check tidy cppcheck \
   bench bench-python instructions docs deb deb-test clean
 .DEFAULT_GOAL := help
 
@@ -11,7 +11,7 @@ BUILD_PACKAGES = g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-de
 DEMO_PACKAGES = $(BUILD_PACKAGES) nginx apache2-bin openssl
 TEST_PACKAGES = $(BUILD_PACKAGES) clang googletest librapidcheck-dev patch locales \
   nginx libnginx-mod-stream libnginx-mod-mail libnginx-mod-http-lua apache2-bin openssl \
-  libcurl4-openssl-dev acl strace mandoc bash fish zsh python3-jsonschema
+  libcurl4-openssl-dev acl strace mandoc bash fish zsh python3-jsonschema python3-certbot-nginx
 BINDINGS_PACKAGES = $(TEST_PACKAGES) pybind11-dev python3-dev python3-pip python3-venv python3-setuptools \
   python3-wheel python3-pytest mypy libffi-platypus-perl
 FUZZ_PACKAGES = $(BUILD_PACKAGES) clang libclang-rt-14-dev
@@ -29,6 +29,7 @@ help:
 	@echo 'make test          build with warnings as errors, run every test'
 	@echo 'make bindings-test only the tests of the C interface and of the Python module'
 	@echo 'make properties CASES=1000  try each property of the tests with so many new random inputs'
+	@echo 'make document-judges CASES=2000  have the servers judge so many damaged configurations of each'
 	@echo 'make asan          the same tests under the sanitizers, with checked containers'
 	@echo 'make tsan          the tests with threads under ThreadSanitizer'
 	@echo 'make valgrind      some of the tests under memcheck'
@@ -80,6 +81,16 @@ properties:
 	  RC_PARAMS=max_success=$(CASES) build/release/tests/$$test || exit 1; \
 	done
 
+JUDGE_TESTS = nginx/document_nginx_mutants_test apache/document_apache_mutants_test
+
+document-judges:
+	cmake/install-packages.sh $(TEST_PACKAGES)
+	cmake --preset release -DQELTEMPLATE_BUILD_TESTS=ON
+	cmake --build --preset release --target $(notdir $(JUDGE_TESTS))
+	for test in $(JUDGE_TESTS); do \
+	  CASES=$(CASES) build/release/tests/document/$$test || exit 1; \
+	done
+
 asan:
 	cmake/install-packages.sh $(TEST_PACKAGES)
 	cmake --preset asan
@@ -129,7 +140,7 @@ coverage:
 
 # Seconds for each target. What is found is left in build/fuzz; keep it in tests/fuzz/regressions.
 TIME = 60
-FUZZ_TARGETS = request edits language values values_file apply
+FUZZ_TARGETS = request edits language values values_file apply document_nginx document_apache
 
 fuzz:
 	cmake/install-packages.sh $(FUZZ_PACKAGES)

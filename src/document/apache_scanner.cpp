@@ -3,6 +3,7 @@
 #include "document/apache_scanner.h"
 
 #include <algorithm>
+#include <array>
 
 #include "document/ascii.h"
 #include "document/meaning.h"
@@ -12,7 +13,6 @@ namespace tov_document {
 namespace {
 
 constexpr std::size_t kNowhere = std::string_view::npos;
-constexpr std::string_view kBlanks = " \t\n\v\f\r";
 
 bool IsBlank(char byte) {
   return byte == ' ' || (byte >= '\t' && byte <= '\r');
@@ -20,6 +20,23 @@ bool IsBlank(char byte) {
 
 std::size_t BehindBlanks(std::string_view text, std::size_t at) {
   while (at < text.size() && IsBlank(text[at])) ++at;
+  return at;
+}
+
+constexpr std::array<bool, 256> Letters() {
+  std::array<bool, 256> letters = {};
+  for (std::size_t i = 'a'; i <= 'z'; ++i) letters[i] = letters[i - 'a' + 'A'] = true;
+  return letters;
+}
+constexpr std::array<bool, 256> kLetters = Letters();
+
+bool IsLetter(char byte) {
+  return kLetters[static_cast<unsigned char>(byte)];
+}
+
+// Behind the letters at `at`.
+std::size_t BehindLetters(std::string_view text, std::size_t at) {
+  while (at < text.size() && IsLetter(text[at])) ++at;
   return at;
 }
 
@@ -113,11 +130,27 @@ std::string_view Meaning(const LineWord& word, std::string& buffer) {
   return buffer;
 }
 
-// Without the one ">" that httpd drops from the end of a first word.
-std::string_view WithoutBracket(std::string_view word) {
-  if (word.size() > 1 && word[1] == '/') return word;
-  if (!word.empty() && word.back() == '>') word.remove_suffix(1);
-  return word;
+// Whether httpd drops the last byte of a first word that means `name`.
+bool DropsBracket(std::string_view name) {
+  return !name.empty() && name.back() == '>' && (name.size() == 1 || name[1] != '/');
+}
+
+std::string_view WithoutBracket(std::string_view name) {
+  name.remove_suffix(DropsBracket(name) ? 1 : 0);
+  return name;
+}
+
+// The sections of mod_lua.
+bool HoldsLua(std::string_view name) {
+  constexpr std::array<std::string_view, 10> kNames = {
+      "LuaHookAccessChecker",    "LuaHookAuthChecker", "LuaHookCheckUserID",
+      "LuaHookFixups",           "LuaHookLog",         "LuaHookMapToStorage",
+      "LuaHookTranslateName",    "LuaHookTypeChecker", "LuaQuickHandler",
+      "LuaHookPreTranslateName",
+  };
+  return SameLetters(name.substr(0, 3), "Lua") &&
+         std::any_of(kNames.begin(), kNames.end(),
+                     [name](std::string_view known) { return SameLetters(name, known); });
 }
 
 // Sections whose directives httpd carries out, or looks for the end of, while it reads them: such
@@ -128,26 +161,29 @@ bool EndsOnOwnLine(std::string_view name) {
 
 constexpr std::string_view kMacro = "Macro";
 constexpr std::string_view kPerl = "Perl";
-constexpr std::string_view kServer = "Server";  // what names of the directives below begin with
 
 States StatesOf(std::string_view name) {
-  if (!SameLetters(name.substr(0, kServer.size()), kServer)) return States::kNothing;
   const bool names = SameLetters(name, "ServerName") || SameLetters(name, "ServerAlias");
   return names ? States::kNames : States::kNothing;
 }
 
-// Whether a line that begins as `text` does may be more than a directive or a comment of which a
+// Whether a line that begins with `first` may be more than a directive or a comment of which a
 // reader of blocks needs to know nothing. What stands in quotes may mean anything.
-bool MayMatter(std::string_view text) {
-  const char first = text.front();
-  return first == '<' || first == '"' || first == '\'' ||
-         (Lower(first) == 's' && SameLetters(text.substr(0, kServer.size()), kServer));
+bool MayMatter(char first) {
+  return first == '<' || first == '"' || first == '\'' || first == 's' || first == 'S';
 }
 
-// Whether `line`, without its LF, is joined with the next one.
-bool Continues(std::string_view line) {
-  if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-  return !line.empty() && line.back() == '\\';
+// The first word of `line`, if it is written without quotes and escapes.
+std::string_view FirstWord(std::string_view line) {
+  std::size_t end = 0;
+  while (end < line.size() && !IsBlank(line[end])) ++end;
+  return line.substr(0, end);
+}
+
+// Whether the line from `begin` to its LF at `end` is joined with the next one.
+bool Continues(std::string_view text, std::size_t begin, std::size_t end) {
+  if (begin < end && text[end - 1] == '\r') --end;
+  return begin < end && text[end - 1] == '\\';
 }
 
 }  // namespace
@@ -156,11 +192,11 @@ ApacheLine::ApacheLine(std::string_view text, std::size_t begin)
     : ApacheLine(text, begin, std::min(text.find('\n', begin), text.size())) {}
 
 ApacheLine::ApacheLine(std::string_view text, std::size_t begin, std::size_t end) {
-  const std::string_view line = text.substr(begin, end - begin);
-  if (end < text.size() && Continues(line)) {
+  if (end < text.size() && Continues(text, begin, end)) {
     Join(text, begin);
     return;
   }
+  const std::string_view line = text.substr(begin, end - begin);
   m_next = std::min(end + 1, text.size());
   const std::size_t blanks = BehindBlanks(line, 0);
   m_line = line.substr(blanks, TrimmedSize(line.substr(blanks)));
@@ -186,14 +222,42 @@ ApacheScanner::ApacheScanner(std::string_view text, std::size_t begin, std::size
       m_nul(std::min(m_text.find('\0', begin), end)),
       m_map(m_text, begin, end) {}
 
-void ApacheScanner::SkipPlain() {
+Item ApacheScanner::NextThatMatters() {
   while (m_at < m_nul) {
-    const std::size_t end = m_map.NextStop(m_at);
-    if (end >= m_nul || Continues(m_text.substr(m_at, end - m_at))) return;
     const std::size_t first = m_map.NextVisible(m_at);
-    if (first < end && MayMatter(m_text.substr(first))) return;
+    const std::size_t end = m_map.NextStop(m_at);
+    if (end >= m_nul || Continues(m_text, m_at, end)) break;
+    if (first < end && MayMatter(m_text[first])) {
+      const std::optional<Item> item = PlainLine(first, end);
+      if (!item) break;
+      m_at = end + 1;
+      if (item->kind != Item::Kind::kDirective || item->states != States::kNothing) return *item;
+    }
     m_at = end + 1;
   }
+  return Next();
+}
+
+// The item on a line that is not continued, of which `begin` is the first byte; none: it takes a
+// closer look. Most tags are "<Name ...>" or "</Name>" and nothing else.
+std::optional<Item> ApacheScanner::PlainLine(std::size_t begin, std::size_t line_end) const {
+  std::size_t end = line_end;
+  while (IsBlank(m_text[end - 1])) --end;
+  Item item;
+  item.bytes = MakeSpan(begin, end);
+  if (Lower(m_text[begin]) == 's') {
+    item.kind = Item::Kind::kDirective;
+    item.states = StatesOf(WithoutBracket(FirstWord(m_text.substr(begin, end - begin))));
+    return item;
+  }
+  if (m_text[begin] != '<') return std::nullopt;
+  const bool closes = m_text[begin + 1] == '/';
+  const std::size_t name = begin + (closes ? 2 : 1);
+  const std::size_t behind = BehindLetters(m_text, name);
+  if (behind == name || m_text[end - 1] != '>') return std::nullopt;
+  if (behind != end - 1 && (closes || !IsBlank(m_text[behind]))) return std::nullopt;
+  item.kind = closes ? Item::Kind::kClose : Item::Kind::kOpen;
+  return item;
 }
 
 Item ApacheScanner::Next() {
@@ -242,11 +306,15 @@ std::string ApacheScanner::SectionName(Span head) const {
 }
 
 Inside ApacheScanner::InsideOf(Span head) const {
+  constexpr std::string_view kFirstLetters = "lmp";  // of the names below
+  const char first = m_text[head.begin + 1];
+  if (m_text[head.begin] == '<' && IsLetter(first) &&
+      kFirstLetters.find(Lower(first)) == kNowhere) {
+    return Inside::kDirectives;
+  }
   const std::string name = SectionName(head);
   if (SameLetters(name, kMacro)) return Inside::kMacro;
-  const bool code = SameLetters(name, kPerl) || SameLetters(name.substr(0, 7), "LuaHook") ||
-                    SameLetters(name, "LuaQuickHandler");
-  return code ? Inside::kCode : Inside::kDirectives;
+  return SameLetters(name, kPerl) || HoldsLua(name) ? Inside::kCode : Inside::kDirectives;
 }
 
 // A macro ends where its sections "<Macro" and "</Macro>" balance, Perl code with a line that says
@@ -275,7 +343,19 @@ std::optional<std::uint32_t> ApacheScanner::EndOfCode(Span head) const {
   return std::nullopt;
 }
 
+// Whether `closing` is "</Name>" and nothing else, and `head` "<Name", of letters.
+bool ApacheScanner::PlainlyCloses(Span head, Span closing) const {
+  if (closing.size() < 4 || head.size() + 2 < closing.size()) return false;
+  const std::string_view name = m_text.substr(closing.begin + 2, closing.size() - 3);
+  const std::string_view opened = m_text.substr(head.begin + 1, name.size());
+  const char behind = m_text[head.begin + 1 + name.size()];
+  return m_text[head.begin] == '<' && m_text[closing.begin] == '<' &&
+         m_text[closing.end - 1] == '>' && (behind == '>' || IsBlank(behind)) &&
+         BehindLetters(name, 0) == name.size() && (opened == name || SameLetters(opened, name));
+}
+
 std::optional<Problem> ApacheScanner::Mismatch(Span head, Span closing) const {
+  if (PlainlyCloses(head, closing)) return std::nullopt;
   std::string buffer;
   const ApacheLine line(m_text.substr(0, closing.end), closing.begin);
   const std::string_view tag = Meaning(WordAt(line.text(), 0), buffer);
@@ -312,8 +392,10 @@ std::vector<Word> ApacheWords(std::string_view text, Span directive) {
   const ApacheLine joined(text.substr(0, directive.end), directive.begin);
   std::string_view line = joined.text();
   const LineWord first = WordAt(line, 0);
+  std::string buffer;
   std::size_t begin = InnerBegin(first);
-  const std::size_t end = begin + WithoutBracket(first.inner).size();
+  const std::size_t bracket = DropsBracket(Meaning(first, buffer)) ? 1 : 0;
+  const std::size_t end = begin + first.inner.size() - bracket;
   if (Begins(first.inner, "<")) {
     ++begin;
     line = line.substr(0, std::max(line.rfind('>') + 1, first.end + 1) - 1);

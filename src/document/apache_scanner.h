@@ -53,8 +53,8 @@ class ApacheLine {
 
 // Lines end with LF; the blanks are those of C.
 struct ApacheClasses {
-  static bool IsStop(char byte) { return byte == '\n'; }
-  static bool IsBlank(char byte) { return byte == ' ' || (byte >= '\t' && byte <= '\r'); }
+  static constexpr bool IsStop(char byte) { return byte == '\n'; }
+  static constexpr bool IsBlank(char byte) { return byte == ' ' || (byte >= '\t' && byte <= '\r'); }
 
 #ifdef __SSE2__
   static Sixteen Stops(Sixteen bytes) {
@@ -71,10 +71,10 @@ class ApacheScanner {
   // Reads `text` from `begin`, where a line begins or ends, up to `end`.
   ApacheScanner(std::string_view text, std::size_t begin, std::size_t end);
 
-  // Goes on behind directives and comments of which no reader of blocks needs to know.
-  void SkipPlain();
-
   Item Next();
+
+  // The same, but passes over comments and over directives that do not name a server.
+  Item NextThatMatters();
 
   // Goes on at `offset`, which is ahead: the end of a line but for its blanks.
   void SkipTo(std::size_t offset) { m_at = offset; }
@@ -89,6 +89,8 @@ class ApacheScanner {
   std::optional<Problem> Mismatch(Span head, Span closing) const;
 
  private:
+  bool PlainlyCloses(Span head, Span closing) const;
+  std::optional<Item> PlainLine(std::size_t begin, std::size_t line_end) const;
   Item Line(const ApacheLine& line) const;
 
   // The name of the section that `head` opens.

@@ -48,6 +48,21 @@ class Sixteen {
 };
 #endif
 
+// Whether one of the bytes of `text` is an upper-case letter or a backslash.
+inline bool HoldsUpperOrEscape(std::string_view text) {
+  std::size_t at = 0;
+#ifdef __SSE2__
+  for (; at + 16 <= text.size(); at += 16) {
+    const Sixteen some(text.data() + at);
+    if (some.Within('A', 'Z').Or(some.Is('\\')).Bits() != 0) return true;
+  }
+#endif
+  for (; at < text.size(); ++at) {
+    if ((text[at] >= 'A' && text[at] <= 'Z') || text[at] == '\\') return true;
+  }
+  return false;
+}
+
 // The bytes of a text that decide ("stops") and those that are no blanks, from its front to its
 // back. `Classes` says which they are: of one byte, IsStop and IsBlank; of sixteen, Stops and
 // Blanks, of which Stops may count some bytes more.
@@ -112,14 +127,18 @@ class ByteMap {
 
 #ifdef __SSE2__
   static Bits Whole(const char* bytes) {
-    Bits bits;
-    for (std::size_t i = 0; i < kStep; i += 16) {
-      const Sixteen some(bytes + i);
-      bits.stops |= Classes::Stops(some).Bits() << i;
-      bits.visible |= Classes::Blanks(some).Bits() << i;
-    }
-    bits.visible = ~bits.visible;
-    return bits;
+    const Sixteen a(bytes);
+    const Sixteen b(bytes + 16);
+    const Sixteen c(bytes + 32);
+    const Sixteen d(bytes + 48);
+    const auto joined = [](std::uint64_t first, std::uint64_t second, std::uint64_t third,
+                           std::uint64_t fourth) {
+      return first | second << 16 | third << 32 | fourth << 48;
+    };
+    return {joined(Classes::Stops(a).Bits(), Classes::Stops(b).Bits(), Classes::Stops(c).Bits(),
+                   Classes::Stops(d).Bits()),
+            ~joined(Classes::Blanks(a).Bits(), Classes::Blanks(b).Bits(), Classes::Blanks(c).Bits(),
+                    Classes::Blanks(d).Bits())};
   }
 #else
   static Bits Whole(const char* bytes) {

@@ -147,7 +147,9 @@ struct Mark {
 // the text, whatever the text is: a text that its server would not take is read as far as it goes,
 // and the rest is one kOpaque node of the innermost block that is open there.
 //
-// What Apache reads only if a condition holds (<IfModule> and the like) is read as if it did.
+// What Apache reads only if a condition holds (<IfModule> and the like) is read as if it did. Of
+// Lua code nginx refuses some texts and comments of 2 KiB and more, depending on where its buffer
+// ends: here they are taken.
 class Document {
  public:
   // Throws std::length_error for a text of 4 GiB or more. Cost: one pass over the text; memory for

@@ -9,6 +9,7 @@
 #include <array>
 
 #include "document/ascii.h"
+#include "document/byte_map.h"
 
 namespace tov_document {
 namespace {
@@ -59,10 +60,10 @@ bool IsOneOf(std::string_view name, std::initializer_list<std::string_view> name
 
 // Whether one of the arguments of `directive` may mean `name`: a quick look before a close one.
 bool MayHold(std::string_view directive, std::string_view name) {
-  directive.remove_prefix(std::min(directive.find_first_of(" \t"), directive.size()));
-  if (directive.find(name) != kNowhere) return true;
-  return std::any_of(directive.begin(), directive.end(),
-                     [](char byte) { return byte == '\\' || (byte >= 'A' && byte <= 'Z'); });
+  std::size_t name_end = 0;
+  while (name_end < directive.size() && directive[name_end] > ' ') ++name_end;
+  directive.remove_prefix(name_end);
+  return directive.find(name) != kNowhere || HoldsUpperOrEscape(directive);
 }
 
 }  // namespace

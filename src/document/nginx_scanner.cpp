@@ -55,18 +55,41 @@ std::size_t ClosingQuote(std::string_view text, std::size_t open) {
   return kNowhere;
 }
 
+// The bytes that are parts of a word wherever they stand.
+constexpr std::array<bool, 256> PlainBytes() {
+  std::array<bool, 256> plain = {};
+  for (std::size_t i = 0; i < plain.size(); ++i) {
+    const char byte = static_cast<char>(i);
+    plain[i] = !NginxClasses::IsBlank(byte) && !NginxClasses::IsStop(byte);
+  }
+  return plain;
+}
+constexpr std::array<bool, 256> kPlain = PlainBytes();
+
 bool IsQuote(char byte) {
   return byte == '"' || byte == '\'';
 }
 
-constexpr std::string_view kNames = "server_name";
-constexpr std::string_view kAddress = "listen";
+// What the directive that begins as `text` does, but for a quote at its front, states.
+States StatesOf(std::string_view text) {
+  const auto is = [text](std::string_view name) {
+    if (text.size() <= name.size() || text.substr(0, name.size()) != name) return false;
+    const char next = text[name.size()];
+    return IsBlank(next) || next == ';' || IsQuote(next);
+  };
+  switch (text.front()) {
+    case 'l':
+      return is("listen") ? States::kAddress : States::kNothing;
+    case 's':
+      return is("server_name") ? States::kNames : States::kNothing;
+    default:
+      return States::kNothing;
+  }
+}
 
-// Whether the directive that begins as `text` does may say which server its block is. What stands
-// in quotes may mean anything.
-bool MayIdentify(std::string_view text) {
-  return text.substr(0, kAddress.size()) == kAddress || text.substr(0, kNames.size()) == kNames ||
-         IsQuote(text.front());
+bool HoldsValues(std::string_view name) {
+  return name == "map" || name == "geo" || name == "types" || name == "split_clients" ||
+         name == "charset_map";
 }
 
 }  // namespace
@@ -74,25 +97,40 @@ bool MayIdentify(std::string_view text) {
 NginxScanner::NginxScanner(std::string_view text, std::size_t begin, std::size_t end)
     : m_text(text.substr(0, end)), m_at(begin), m_map(m_text, begin, end) {}
 
-// Most directives are some words and a ";".
-void NginxScanner::SkipPlain() {
+Item NginxScanner::Next() {
+  return ItemAt(m_map.NextVisible(m_at));
+}
+
+// Most directives are some words and a ";", most heads some words and a "{".
+Item NginxScanner::NextThatMatters() {
   for (;;) {
     const std::size_t begin = m_map.NextVisible(m_at);
     const std::size_t stop = m_map.NextStop(begin);
-    if (stop >= m_text.size() || m_text[stop] != ';' || stop == begin) return;
-    if (stop - begin >= kBuffer || MayIdentify(m_text.substr(begin))) return;
+    if (stop >= m_text.size() || stop - begin >= kBuffer) return ItemAt(begin);
+    const char byte = m_text[stop];
+    if (stop == begin) {
+      return byte == '}' ? Taken(Item::Kind::kClose, begin, stop + 1) : ItemAt(begin);
+    }
+    if (byte == '{' && m_text[stop - 1] != '$') return Taken(Item::Kind::kOpen, begin, stop + 1);
+    if (byte != ';') return ItemAt(begin);
+    const States states = StatesOf(m_text.substr(begin));
+    if (states != States::kNothing) {
+      Item item = Taken(Item::Kind::kDirective, begin, stop + 1);
+      item.states = states;
+      return item;
+    }
     m_at = stop + 1;
   }
 }
 
-Item NginxScanner::Next() {
-  m_at = m_map.NextVisible(m_at);
+Item NginxScanner::ItemAt(std::size_t begin) {
+  m_at = begin;
   if (m_at >= m_text.size()) return {};
   switch (m_text[m_at]) {
     case '#':
       return Comment();
     case '}':
-      return Found(Item::Kind::kClose, m_at, m_at + 1);
+      return Taken(Item::Kind::kClose, m_at, m_at + 1);
     case ';':
     case '{':
       return Item::Error(Problem::kNoDirective, m_at, m_at);
@@ -105,7 +143,7 @@ Item NginxScanner::Comment() {
   const std::size_t end = LineEnd(m_text, m_at);
   const std::size_t room = end < m_text.size() ? kBuffer - 1 : kBuffer;
   if (end - m_at > room) return Item::Error(Problem::kTooLong, m_at, m_at);
-  return Found(Item::Kind::kComment, m_at, end);
+  return Taken(Item::Kind::kComment, m_at, end);
 }
 
 Item NginxScanner::Directive() {
@@ -156,16 +194,25 @@ Item NginxScanner::Directive() {
   }
 }
 
-// The item from `begin` to `end`, unless nginx has no room for it.
-Item NginxScanner::Found(Item::Kind kind, std::size_t begin, std::size_t end) {
+Item NginxScanner::Taken(Item::Kind kind, std::size_t begin, std::size_t end) {
   m_at = end;
   Item item;
   item.kind = kind;
   item.bytes = MakeSpan(begin, end);
-  if (kind == Item::Kind::kDirective) item.states = StatesOf(item.bytes);
-  if (end - begin < kBuffer || kind == Item::Kind::kComment) return item;
-  const std::optional<std::size_t> too_long = TooLong(item.bytes);
-  return too_long ? Item::Error(Problem::kTooLong, begin, *too_long) : item;
+  return item;
+}
+
+// The directive or head from `begin` to `end`, unless nginx has no room for it.
+Item NginxScanner::Found(Item::Kind kind, std::size_t begin, std::size_t end) {
+  Item item = Taken(kind, begin, end);
+  if (end - begin >= kBuffer) {
+    const std::optional<std::size_t> too_long = TooLong(item.bytes);
+    if (too_long) return Item::Error(Problem::kTooLong, begin, *too_long);
+  }
+  if (kind == Item::Kind::kDirective) {
+    item.states = StatesOf(m_text.substr(begin + (IsQuote(m_text[begin]) ? 1 : 0)));
+  }
+  return item;
 }
 
 // Whether the byte at `at`, behind the first one of its directive, begins a word.
@@ -177,18 +224,10 @@ bool NginxScanner::BeginsWord(std::size_t at, std::size_t escaped) const {
 // `buffer`.
 std::string_view NginxScanner::Name(Span directive, std::string& buffer) const {
   std::size_t end = directive.begin;
-  while (!IsBlank(m_text[end]) && !NginxClasses::IsStop(m_text[end])) ++end;
+  while (kPlain[static_cast<unsigned char>(m_text[end])]) ++end;
   if (IsBlank(m_text[end])) return m_text.substr(directive.begin, end - directive.begin);
   buffer = NginxValue(m_text, NginxWords(m_text, directive).front());
   return buffer;
-}
-
-States NginxScanner::StatesOf(Span directive) const {
-  if (!MayIdentify(m_text.substr(directive.begin))) return States::kNothing;
-  std::string buffer;
-  const std::string_view name = Name(directive, buffer);
-  if (name == kNames) return States::kNames;
-  return name == kAddress ? States::kAddress : States::kNothing;
 }
 
 // The first word or comment of `directive` for which nginx has no room. It needs to see the byte
@@ -214,16 +253,13 @@ std::optional<std::size_t> NginxScanner::TooLong(Span directive) const {
 }
 
 Inside NginxScanner::InsideOf(Span head) const {
+  constexpr std::string_view kLua = "_by_lua_block";
   std::string buffer;
   const std::string_view name = Name(head, buffer);
-  constexpr std::string_view kLua = "_by_lua_block";
   if (name.size() > kLua.size() && name.substr(name.size() - kLua.size()) == kLua) {
     return Inside::kCode;
   }
-  constexpr std::array<std::string_view, 5> kValues = {"charset_map", "geo", "map", "split_clients",
-                                                       "types"};
-  const bool values = std::find(kValues.begin(), kValues.end(), name) != kValues.end();
-  return values ? Inside::kValues : Inside::kDirectives;
+  return HoldsValues(name) ? Inside::kValues : Inside::kDirectives;
 }
 
 std::optional<std::uint32_t> NginxScanner::EndOfCode(Span head) const {

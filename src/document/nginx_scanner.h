@@ -20,7 +20,7 @@ namespace tov_document {
 
 // The bytes that may mean more than being a part of a word: ; { } " ' # and the backslash.
 struct NginxClasses {
-  static bool IsStop(char byte) {
+  static constexpr bool IsStop(char byte) {
     switch (byte) {
       case ';':
       case '{':
@@ -34,7 +34,7 @@ struct NginxClasses {
         return false;
     }
   }
-  static bool IsBlank(char byte) {
+  static constexpr bool IsBlank(char byte) {
     return byte == ' ' || byte == '\t' || byte == '\r' || byte == '\n';
   }
 
@@ -59,10 +59,10 @@ class NginxScanner {
   // Reads `text` from `begin`, where no directive is under way, up to `end`.
   NginxScanner(std::string_view text, std::size_t begin, std::size_t end);
 
-  // Goes on behind directives of which no reader of blocks needs to know.
-  void SkipPlain();
-
   Item Next();
+
+  // The same, but passes over directives that neither name a server nor say where it listens.
+  Item NextThatMatters();
 
   // Goes on at `offset`, which is ahead.
   void SkipTo(std::size_t offset) { m_at = offset; }
@@ -76,12 +76,13 @@ class NginxScanner {
   static std::optional<Problem> Mismatch(Span /*head*/, Span /*closing*/) { return std::nullopt; }
 
  private:
+  Item ItemAt(std::size_t begin);
   Item Comment();
   Item Directive();
+  Item Taken(Item::Kind kind, std::size_t begin, std::size_t end);
   Item Found(Item::Kind kind, std::size_t begin, std::size_t end);
   bool BeginsWord(std::size_t at, std::size_t escaped) const;
   std::string_view Name(Span directive, std::string& buffer) const;
-  States StatesOf(Span directive) const;
   std::optional<std::size_t> TooLong(Span directive) const;
 
   std::string_view m_text;  // up to the end

@@ -48,8 +48,7 @@ class Reader {
   // Reads on in the block `outermost`, which may not close. Returns the end or an error.
   Item Read(Scanner& scanner, BlockId outermost) {
     for (;;) {
-      scanner.SkipPlain();
-      Item item = scanner.Next();
+      Item item = scanner.NextThatMatters();
       switch (item.kind) {
         case Item::Kind::kDirective:
           if (item.states != States::kNothing) {
@@ -77,14 +76,14 @@ class Reader {
       return Item::Error(Problem::kBraceInValues, item.bytes.begin, item.bytes.end - 1);
     }
     const Inside inside = scanner.InsideOf(item.bytes);
-    Block block;
-    block.head = item.bytes;
-    block.body = {item.bytes.end, m_size};
-    block.closing = {m_size, m_size};
-    block.parent = m_open;
-    if (inside == Inside::kValues) block.reading = Body::kValues;
+    const BlockId parent = m_open;
     m_open = Count();
-    m_blocks.push_back(block);
+    m_blocks.push_back({item.bytes,
+                        {item.bytes.end, m_size},
+                        {m_size, m_size},
+                        parent,
+                        kWholeText,
+                        inside == Inside::kValues ? Body::kValues : Body::kDirectives});
     const bool nested_macro = inside == Inside::kMacro && m_in_macro;
     if (nested_macro || inside == Inside::kDirectives || inside == Inside::kValues) return item;
     const std::optional<std::uint32_t> end = scanner.EndOfCode(item.bytes);

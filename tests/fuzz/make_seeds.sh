@@ -11,7 +11,9 @@ out=$3
 separator=$(printf '\036')
 unit=$(printf '\037')
 rm -rf "$out"
-for target in request edits language values values_file apply; do mkdir -p "$out/$target"; done
+for target in request edits language values values_file apply document_nginx document_apache; do
+  mkdir -p "$out/$target"
+done
 
 dialect_of() {
   case $(basename "$1") in apache) echo A ;; *) echo N ;; esac
@@ -60,6 +62,7 @@ for case in "$golden"/*/*/; do
   edits_seed "$dialect" "$case/config" >"$out/edits/$name"
   apply_seed "$dialect" "$case/config" "$case/template" >"$out/apply/$name"
   cp "$case/values.json" "$out/values_file/$name"
+  cp "$case/config" "$out/document_$(basename "$(dirname "$case")")/$name"
 done
 
 # Large files make a fuzzer slow and teach it little that is new.
@@ -70,6 +73,7 @@ for folder in "$corpus/nginx" "$corpus/apache"; do
     name=corpus-$(basename "$config")
     request_seed "$dialect" "$config" "$config" >"$out/request/$name"
     edits_seed "$dialect" "$config" >"$out/edits/$name"
+    cp "$config" "$out/document_$(basename "$folder")/$name"
   done
 done
 

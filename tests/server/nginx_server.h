@@ -7,15 +7,19 @@
 
 #include "server/server_folder.h"
 
-// "" when nginx accepts the whole configuration `config` in `folder`, else what it says. `globals`
-// are directives of the main context that come first, each with its ";".
+// Whether nginx accepts the whole configuration `config` in `folder`. `globals` are directives of
+// the main context that come first, each with its ";". `output` becomes what it says.
+inline bool NginxAccepts(const ServerFolder& folder, const std::string& config,
+                         const std::string& globals, std::string& output) {
+  folder.Write("nginx.conf", config);
+  return folder.Run("nginx -t -p " + folder.Path() + " -e stderr -g 'pid nginx.pid;" + globals +
+                        "' -c nginx.conf",
+                    output);
+}
+
+// "" when nginx accepts, else what it says and the configuration.
 inline std::string NginxRefusal(const ServerFolder& folder, const std::string& config,
                                 const std::string& globals = "") {
-  folder.Write("nginx.conf", config);
   std::string output;
-  const bool accepted =
-      folder.Run("nginx -t -p " + folder.Path() + " -e stderr -g 'pid nginx.pid;" + globals +
-                     "' -c nginx.conf",
-                 output);
-  return accepted ? "" : output + "\n" + config;
+  return NginxAccepts(folder, config, globals, output) ? "" : output + "\n" + config;
 }

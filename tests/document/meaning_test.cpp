@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "document/meaning.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace tov_document;
+using Texts = std::vector<std::string>;
+
+TEST(NormalAddress, MakesAddressesThatAreOneTheSameText) {
+  struct Case {
+    Dialect dialect;
+    const char* written;
+    const char* normal;
+  };
+  const Case cases[] = {
+      {Dialect::kNginx, "80", "*:80"},
+      {Dialect::kNginx, "0080", "*:80"},
+      {Dialect::kNginx, "*:80", "*:80"},
+      {Dialect::kNginx, "0.0.0.0:80", "*:80"},
+      {Dialect::kNginx, "*", "*:80"},
+      {Dialect::kNginx, "127.0.0.1", "127.0.0.1:80"},
+      {Dialect::kNginx, "127.0.0.1:8080", "127.0.0.1:8080"},
+      {Dialect::kNginx, "[::]:80", "[::]:80"},
+      {Dialect::kNginx, "[0:0::0]", "[::]:80"},
+      {Dialect::kNginx, "[2001:DB8::0:1]:443", "[2001:db8::1]:443"},
+      {Dialect::kNginx, "LocalHost", "localhost:80"},
+      {Dialect::kNginx, "unix:/run/A.sock", "unix:/run/A.sock"},
+      {Dialect::kNginx, "$port", "$port:80"},
+      {Dialect::kApache, "*", "*:*"},
+      {Dialect::kApache, "*:80", "*:80"},
+      {Dialect::kApache, "_default_:443", "*:443"},
+      {Dialect::kApache, "_DEFAULT_", "*:*"},
+      {Dialect::kApache, "0.0.0.0:80", "*:80"},
+      {Dialect::kApache, "192.0.2.1", "192.0.2.1:*"},
+      {Dialect::kApache, "192.0.2.1:*", "192.0.2.1:*"},
+      {Dialect::kApache, "[2001:db8::1]:80", "[2001:db8::1]:80"},
+      {Dialect::kApache, "WWW.example:080", "www.example:80"},
+      {Dialect::kApache, "*:${PORT}", "*:${PORT}"},
+      {Dialect::kNginx, "", ":80"},
+  };
+  for (const Case& c : cases) EXPECT_EQ(NormalAddress(c.dialect, c.written), c.normal) << c.written;
+}
+
+TEST(NormalName, LooksAtNoCase) {
+  EXPECT_EQ(NormalName(Dialect::kNginx, "WWW.a.Example"), "www.a.example");
+  EXPECT_EQ(NormalName(Dialect::kNginx, "~^(?<A>.+)$"), "~^(?<A>.+)$");
+  EXPECT_EQ(NormalName(Dialect::kApache, "https://A.example:443"), "a.example");
+  EXPECT_EQ(NormalName(Dialect::kApache, "[::1]:80"), "[::1]");
+}
+
+TEST(Meaning, KnowsItsSections) {
+  EXPECT_TRUE(IsServer(Dialect::kNginx, "server"));
+  EXPECT_FALSE(IsServer(Dialect::kNginx, "Server"));
+  EXPECT_TRUE(IsServer(Dialect::kApache, "virtualhost"));
+  EXPECT_TRUE(IsCondition(Dialect::kApache, "ifmodule"));
+  EXPECT_TRUE(IsCondition(Dialect::kApache, "IfVersion"));
+  EXPECT_FALSE(IsCondition(Dialect::kApache, "If"));
+  EXPECT_FALSE(IsCondition(Dialect::kNginx, "if"));
+  EXPECT_TRUE(SameName(Dialect::kApache, "serverNAME", "ServerName"));
+  EXPECT_FALSE(SameName(Dialect::kNginx, "Listen", "listen"));
+}
+
+TEST(Meaning, FindsNamesAndAddressesOfNginxServers) {
+  const std::string text =
+      "server {\n  listen 80 default_server;\n  \"listen\" [::]:80;\n"
+      "  server_name A.example # alias:\n www.a.example;\n  server_name b.example;\n"
+      "  location / { server_name inner; }\n  server_names_hash_bucket_size 64; listening 1; }\n"
+      "server { listen 443 ssl; server_name b\\.example B.example; }\n";
+  const Document document(Dialect::kNginx, text);
+  EXPECT_EQ(ServerNames(document, 1), (Texts{"a.example", "www.a.example", "b.example"}));
+  EXPECT_EQ(ServerAddresses(document, 1), (Texts{"*:80", "[::]:80"}));
+  EXPECT_EQ(ServerNames(document, kWholeText), Texts{});
+  EXPECT_EQ(BlocksNamed(document, "www.a.example"), std::vector<BlockId>{1});
+  EXPECT_EQ(BlocksNamed(document, "b.example"), (std::vector<BlockId>{1, 3}));
+  EXPECT_EQ(BlocksNamed(document, "inner"), std::vector<BlockId>{2});
+  EXPECT_EQ(BlocksNamed(document, "example"), std::vector<BlockId>{});
+}
+
+TEST(Meaning, FindsNamesAndAddressesOfVirtualHosts) {
+  const std::string text =
+      "ServerName main.example\n"
+      "<IfModule a.c>\n<virtualhost *:80 [::1]:080>\n  servername HTTP://A.example:80\n"
+      "  ServerAlias www.A.example \\\n    \"b.example\"\n  ServerAdmin c\n"
+      "  <Location />\n    Server\\\nAlias inner\n  </Location>\n</virtualhost>\n</IfModule>\n";
+  const Document document(Dialect::kApache, text);
+  EXPECT_EQ(ServerNames(document, 2), (Texts{"a.example", "www.a.example", "b.example"}));
+  EXPECT_EQ(ServerAddresses(document, 2), (Texts{"*:80", "[::1]:80"}));
+  EXPECT_EQ(ServerNames(document, kWholeText), Texts{"main.example"});
+  EXPECT_EQ(ServerAddresses(document, 1), Texts{});
+  EXPECT_EQ(BlocksNamed(document, "a.example"), std::vector<BlockId>{2});
+  EXPECT_EQ(BlocksNamed(document, "b.example"), std::vector<BlockId>{2});
+  EXPECT_EQ(BlocksNamed(document, "inner"), std::vector<BlockId>{3});
+}
+
+}  // namespace

@@ -1,0 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// Any bytes, read as nginx reads them.
+
+#include "fuzz/document.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  ReadAnything(tov_document::Dialect::kNginx, data, size);
+  return 0;
+}
