@@ -319,7 +319,7 @@ Inside ApacheScanner::InsideOf(Span head) const {
 
 // A macro ends where its sections "<Macro" and "</Macro>" balance, Perl code with a line that says
 // so and nothing else, and Lua code, of which nothing is joined, with a line that begins so.
-std::optional<std::uint32_t> ApacheScanner::EndOfCode(Span head) const {
+Item ApacheScanner::ClosingOfCode(Span head) const {
   std::string buffer;
   const std::string name = SectionName(head);
   const std::string opening = "<" + name;
@@ -327,31 +327,37 @@ std::optional<std::uint32_t> ApacheScanner::EndOfCode(Span head) const {
   const bool macro = SameLetters(name, kMacro);
   const bool perl = SameLetters(name, kPerl);
   std::size_t open = 1;
-  for (std::size_t at = m_at; at < m_text.size();) {
+  for (std::size_t at = m_at; at < m_nul;) {
     const std::size_t end = std::min(m_text.find('\n', at), m_text.size());
-    const ApacheLine joined(m_text.substr(0, macro || perl ? m_text.size() : end), at, end);
-    const std::string_view text = joined.text();
-    const auto here = static_cast<std::uint32_t>(joined.At(0));
-    at = macro || perl ? joined.next() : end + 1;
-    if (perl && text == "</Perl>") return here;
-    if (!macro && !perl && SameLetters(text.substr(0, closing.size()), closing)) return here;
-    if (!macro || text.empty() || text.front() == '#') continue;
-    const std::string_view first = Meaning(WordAt(text, 0), buffer);
-    if (SameLetters(first, opening)) ++open;
-    if (SameLetters(first, closing + ">") && --open == 0) return here;
+    const ApacheLine line(m_text.substr(0, macro || perl ? m_text.size() : end), at, end);
+    const std::string_view text = line.text();
+    at = macro || perl ? line.next() : end + 1;
+    bool closes = perl ? text == "</Perl>" : SameLetters(text.substr(0, closing.size()), closing);
+    if (macro && !text.empty() && text.front() != '#') {
+      const std::string_view first = Meaning(WordAt(text, 0), buffer);
+      if (SameLetters(first, opening)) ++open;
+      closes = SameLetters(first, closing + ">") && --open == 0;
+    }
+    if (!closes) continue;
+    Item item;
+    item.kind = Item::Kind::kClose;
+    item.bytes = MakeSpan(line.At(0), line.At(text.size()));
+    return item;
   }
-  return std::nullopt;
+  return m_nul < m_text.size() ? Item::Error(Problem::kNulByte, head.end, m_nul)
+                               : Item::Error(Problem::kUnclosedCode, head.end, head.begin);
 }
 
-// Whether `closing` is "</Name>" and nothing else, and `head` "<Name", of letters.
+// Whether `closing` is "</Name>" and nothing else, and `head` "<Name>" or "<Name ...", of letters.
 bool ApacheScanner::PlainlyCloses(Span head, Span closing) const {
-  if (closing.size() < 4 || head.size() + 2 < closing.size()) return false;
+  if (closing.size() < 4 || head.size() + 1 < closing.size()) return false;
   const std::string_view name = m_text.substr(closing.begin + 2, closing.size() - 3);
   const std::string_view opened = m_text.substr(head.begin + 1, name.size());
-  const char behind = m_text[head.begin + 1 + name.size()];
+  const std::size_t behind = head.begin + 1 + name.size();
+  const bool ends = IsBlank(m_text[behind]) || (m_text[behind] == '>' && behind + 1 == head.end);
   return m_text[head.begin] == '<' && m_text[closing.begin] == '<' &&
-         m_text[closing.end - 1] == '>' && (behind == '>' || IsBlank(behind)) &&
-         BehindLetters(name, 0) == name.size() && (opened == name || SameLetters(opened, name));
+         m_text[closing.end - 1] == '>' && ends && BehindLetters(name, 0) == name.size() &&
+         SameLetters(opened, name);
 }
 
 std::optional<Problem> ApacheScanner::Mismatch(Span head, Span closing) const {

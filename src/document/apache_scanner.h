@@ -81,9 +81,9 @@ class ApacheScanner {
 
   Inside InsideOf(Span head) const;
 
-  // Where the line begins that closes the section `head`, whose inside is kCode or kMacro; none:
-  // there is none.
-  std::optional<std::uint32_t> EndOfCode(Span head) const;
+  // The closing line of the section `head`, whose inside is kCode or kMacro; an error when there is
+  // none.
+  Item ClosingOfCode(Span head) const;
 
   // Why `closing` cannot close the section `head`; none: it closes it.
   std::optional<Problem> Mismatch(Span head, Span closing) const;

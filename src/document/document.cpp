@@ -94,7 +94,7 @@ std::string Describe(const SyntaxError& error) {
     case Problem::kNoSemicolon:
       return "this directive does not end: it needs a \";\"";
     case Problem::kTooLong:
-      return "this is longer than nginx reads: words and comments have less than 4,096 bytes";
+      return "this is longer than the 4,096 bytes that nginx reads; a closing quote may be missing";
     case Problem::kUnclosedCode:
       return "the code of the block that begins here does not end";
     case Problem::kNoBracket:

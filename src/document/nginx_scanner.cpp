@@ -153,7 +153,7 @@ Item NginxScanner::Directive() {
   std::size_t from = begin;
   for (;;) {
     const std::size_t at = m_map.NextStop(from);
-    if (at >= m_text.size()) return Item::Error(Problem::kNoSemicolon, begin, begin);
+    if (at >= m_text.size()) return Error(Problem::kNoSemicolon, begin, begin);
     from = at + 1;
     switch (m_text[at]) {
       case ';':
@@ -165,7 +165,7 @@ Item NginxScanner::Directive() {
         variable = from;
         break;
       case '}':
-        if (BeginsWord(at, escaped)) return Item::Error(Problem::kBraceInDirective, begin, at);
+        if (BeginsWord(at, escaped)) return Error(Problem::kBraceInDirective, begin, at);
         break;
       case '#':
         if (BeginsWord(at, escaped)) from = LineEnd(m_text, at);
@@ -177,14 +177,14 @@ Item NginxScanner::Directive() {
       case '\'': {
         if (at != begin && !BeginsWord(at, escaped)) break;
         const std::size_t close = ClosingQuote(m_text, at);
-        if (close == kNowhere) return Item::Error(Problem::kUnterminatedQuote, begin, at);
+        if (close == kNowhere) return Error(Problem::kUnterminatedQuote, begin, at);
         from = close + 1;
         if (from >= m_text.size()) break;
         const char next = m_text[from];
         if (next == ')') {
           ++from;  // which begins a word
         } else if (!IsBlank(next) && next != ';' && next != '{') {
-          return Item::Error(Problem::kTextBehindQuote, begin, from);
+          return Error(Problem::kTextBehindQuote, begin, from);
         }
         break;
       }
@@ -204,15 +204,23 @@ Item NginxScanner::Taken(Item::Kind kind, std::size_t begin, std::size_t end) {
 
 // The directive or head from `begin` to `end`, unless nginx has no room for it.
 Item NginxScanner::Found(Item::Kind kind, std::size_t begin, std::size_t end) {
+  const std::optional<std::size_t> too_long = TooLong(begin, end);
+  if (too_long) return Item::Error(Problem::kTooLong, begin, *too_long);
   Item item = Taken(kind, begin, end);
-  if (end - begin >= kBuffer) {
-    const std::optional<std::size_t> too_long = TooLong(item.bytes);
-    if (too_long) return Item::Error(Problem::kTooLong, begin, *too_long);
-  }
   if (kind == Item::Kind::kDirective) {
     item.states = StatesOf(m_text.substr(begin + (IsQuote(m_text[begin]) ? 1 : 0)));
   }
   return item;
+}
+
+// What is wrong with the directive at `begin`: the problem at `at`, unless nginx has no room for
+// something that it reads until then. What does not end is read up to the text's end.
+Item NginxScanner::Error(Problem problem, std::size_t begin, std::size_t at) const {
+  const bool ends = problem != Problem::kNoSemicolon && problem != Problem::kUnterminatedQuote;
+  const std::size_t read = ends ? at : m_text.size();
+  const std::optional<std::size_t> too_long = TooLong(begin, read);
+  return too_long ? Item::Error(Problem::kTooLong, begin, *too_long)
+                  : Item::Error(problem, begin, at);
 }
 
 // Whether the byte at `at`, behind the first one of its directive, begins a word.
@@ -230,24 +238,28 @@ std::string_view NginxScanner::Name(Span directive, std::string& buffer) const {
   return buffer;
 }
 
-// The first word or comment of `directive` for which nginx has no room. It needs to see the byte
-// behind a word as well, and behind a blank one more.
-std::optional<std::size_t> NginxScanner::TooLong(Span directive) const {
-  const std::string_view text = m_text.substr(0, directive.end);
-  std::size_t at = directive.begin;
-  while (at < text.size()) {
-    at = BehindBlanks(text, at);
-    const std::size_t begin = at;
-    if (at >= text.size() || text[at] == ';' || text[at] == '{') return std::nullopt;
-    if (text[at] == '#') {
-      at = LineEnd(text, at);
-      if (at - begin >= kBuffer) return begin;
-      continue;
+// The first word or comment, of those that begin between `begin` and `end`, for which nginx has no
+// room; none: there is none. It needs to see the byte behind a word as well, and behind a blank one
+// more.
+std::optional<std::size_t> NginxScanner::TooLong(std::size_t begin, std::size_t end) const {
+  if (end - begin < kBuffer) return std::nullopt;
+  std::size_t at = begin;
+  while (at < end) {
+    at = BehindBlanks(m_text, at);
+    const std::size_t first = at;
+    if (at >= end || m_text[at] == ';' || m_text[at] == '{') return std::nullopt;
+    const bool comment = m_text[at] == '#';
+    const bool quoted = IsQuote(m_text[at]);
+    if (comment) {
+      at = LineEnd(m_text, at);
+    } else if (quoted) {
+      at = std::min(ClosingQuote(m_text, at), m_text.size() - 1) + 1;
+    } else {
+      at = BareWordEnd(m_text, at);
     }
-    const bool quoted = IsQuote(text[at]);
-    at = quoted ? ClosingQuote(text, at) + 1 : BareWordEnd(text, at);
-    const std::size_t seen = at + 1 + IsBlank(text[at]) - begin - quoted;
-    if (seen > kBuffer) return begin;
+    std::size_t seen = at - first - (quoted ? 1U : 0U);
+    if (at < m_text.size()) seen += !comment && IsBlank(m_text[at]) ? 2U : 1U;
+    if (seen > kBuffer) return first;
   }
   return std::nullopt;
 }
@@ -262,8 +274,13 @@ Inside NginxScanner::InsideOf(Span head) const {
   return HoldsValues(name) ? Inside::kValues : Inside::kDirectives;
 }
 
-std::optional<std::uint32_t> NginxScanner::EndOfCode(Span head) const {
-  return EndOfLua(m_text, head.end);
+Item NginxScanner::ClosingOfCode(Span head) const {
+  const std::optional<std::uint32_t> end = EndOfLua(m_text, head.end);
+  if (!end) return Item::Error(Problem::kUnclosedCode, head.end, head.begin);
+  Item item;
+  item.kind = Item::Kind::kClose;
+  item.bytes = MakeSpan(*end, *end + 1);
+  return item;
 }
 
 std::vector<Word> NginxWords(std::string_view text, Span directive) {

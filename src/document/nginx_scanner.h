@@ -69,8 +69,8 @@ class NginxScanner {
 
   Inside InsideOf(Span head) const;
 
-  // Where the code of the block `head`, whose inside is kCode, ends; none: it does not.
-  std::optional<std::uint32_t> EndOfCode(Span head) const;
+  // The closing of the block `head`, whose inside is kCode; an error when there is none.
+  Item ClosingOfCode(Span head) const;
 
   // Why `closing` cannot close the block `head`; none: it closes it.
   static std::optional<Problem> Mismatch(Span /*head*/, Span /*closing*/) { return std::nullopt; }
@@ -83,7 +83,8 @@ class NginxScanner {
   Item Found(Item::Kind kind, std::size_t begin, std::size_t end);
   bool BeginsWord(std::size_t at, std::size_t escaped) const;
   std::string_view Name(Span directive, std::string& buffer) const;
-  std::optional<std::size_t> TooLong(Span directive) const;
+  Item Error(Problem problem, std::size_t begin, std::size_t at) const;
+  std::optional<std::size_t> TooLong(std::size_t begin, std::size_t end) const;
 
   std::string_view m_text;  // up to the end
   std::size_t m_at;

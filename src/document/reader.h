@@ -51,9 +51,7 @@ class Reader {
       Item item = scanner.NextThatMatters();
       switch (item.kind) {
         case Item::Kind::kDirective:
-          if (item.states != States::kNothing) {
-            m_document.m_marks.push_back({item.bytes, m_open, item.states == States::kNames});
-          }
+          if (item.states != States::kNothing) AddMark(item);
           break;
         case Item::Kind::kComment:
           break;
@@ -61,13 +59,18 @@ class Reader {
           item = Open(scanner, item);
           break;
         case Item::Kind::kClose:
-          item = Close(scanner, item, outermost);
+          item = Closed(scanner, item, outermost);
           break;
         default:
           return item;
       }
       if (item.kind == Item::Kind::kError) return item;
     }
+  }
+
+  void AddMark(const Item& item) {
+    if (m_blocks[m_open].reading == Body::kValues) return;
+    m_document.m_marks.push_back({item.bytes, m_open, item.states == States::kNames});
   }
 
   // Returns `item`, or an error instead.
@@ -86,12 +89,13 @@ class Reader {
                         inside == Inside::kValues ? Body::kValues : Body::kDirectives});
     const bool nested_macro = inside == Inside::kMacro && m_in_macro;
     if (nested_macro || inside == Inside::kDirectives || inside == Inside::kValues) return item;
-    const std::optional<std::uint32_t> end = scanner.EndOfCode(item.bytes);
-    if (!end) return Item::Error(Problem::kUnclosedCode, item.bytes.end, item.bytes.begin);
-    if (inside == Inside::kCode || !ReadMacro(item.bytes.end, *end)) {
+    const Item closing = scanner.ClosingOfCode(item.bytes);
+    if (closing.kind == Item::Kind::kError) return closing;
+    if (inside == Inside::kCode || !ReadMacro(item.bytes.end, closing.bytes.begin)) {
       m_blocks[m_open].reading = Body::kOpaque;
     }
-    scanner.SkipTo(*end);
+    Close(closing.bytes);
+    scanner.SkipTo(closing.bytes.end);
     return item;
   }
 
@@ -112,19 +116,23 @@ class Reader {
   }
 
   // Returns `item`, or an error instead.
-  Item Close(const Scanner& scanner, const Item& item, BlockId outermost) {
+  Item Closed(const Scanner& scanner, const Item& item, BlockId outermost) {
     if (m_open == outermost) {
       return Item::Error(Problem::kExtraClosing, item.bytes.begin, item.bytes.begin);
     }
+    const std::optional<Problem> problem = scanner.Mismatch(m_blocks[m_open].head, item.bytes);
+    if (problem) return Item::Error(*problem, item.bytes.begin, item.bytes.begin);
+    Close(item.bytes);
+    return item;
+  }
+
+  // Closes the innermost open block.
+  void Close(Span closing) {
     Block& block = m_blocks[m_open];
-    if (const std::optional<Problem> problem = scanner.Mismatch(block.head, item.bytes)) {
-      return Item::Error(*problem, item.bytes.begin, item.bytes.begin);
-    }
-    block.body.end = item.bytes.begin;
-    block.closing = item.bytes;
+    block.body.end = closing.begin;
+    block.closing = closing;
     block.next = Count();
     m_open = block.parent;
-    return item;
   }
 
   // The blocks that are open go on to the text's end.

@@ -64,6 +64,8 @@ TEST(ApacheDocument, ReadsTheTreeThatHttpdReads) {
       {"Perl code", "<Perl>\n$a = '<Location />';\n</Perl>\nB\n",
        "Perl\n  (\n$a = '<Location />';\n)\nB\n"},
       {"a section named like one with Lua code", "<LuaHookA>\nB\n</LuaHookA>\n", "LuaHookA\n  B\n"},
+      {"the end of Lua code says little", "<LuaHookFixups>\nx\\\n\t</luahookfixups and \\\nB\n",
+       "LuaHookFixups\n  (\nx\\\n\t)\nB\n"},
       {"Lua code", "<LuaHookLog>\n</Location>\n \\\n </LuaHookLog>\nB\n",
        "LuaHookLog\n  (\n</Location>\n \\\n )\nB\n"},
   };

@@ -158,6 +158,14 @@ TEST(NginxDocument, KnowsHowLongAWordMayBe) {
   EXPECT_TRUE(reads("#" + letters(4094) + "\na;"));
   EXPECT_FALSE(reads("#" + letters(4095) + "\na;"));
   EXPECT_FALSE(reads("a #" + letters(4095) + "\n;"));
+  const auto problem = [](const std::string& text) {
+    return Document(Dialect::kNginx, text).error()->problem;
+  };
+  EXPECT_EQ(problem("a " + letters(5000) + "\n}"), Problem::kTooLong);
+  EXPECT_EQ(problem("a " + letters(4097)), Problem::kTooLong);
+  EXPECT_EQ(problem("a " + letters(4096)), Problem::kNoSemicolon);
+  EXPECT_EQ(problem("a \"" + letters(5000)), Problem::kTooLong);
+  EXPECT_EQ(problem("a \"" + letters(4000)), Problem::kUnterminatedQuote);
   EXPECT_TRUE(reads("a " + letters(4000) + " " + letters(4000) + ";"));
 }
 

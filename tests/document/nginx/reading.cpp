@@ -14,6 +14,7 @@ using tov_document::BlockId;
 using tov_document::Body;
 using tov_document::Document;
 using tov_document::kWholeText;
+using tov_document::Mark;
 using tov_document::Node;
 using tov_document::NodeKind;
 using tov_document::Span;
@@ -176,14 +177,16 @@ std::string Gaps(const Document& document) {
 
 std::string IdentifyingDifference(const Document& document) {
   for (BlockId id = kWholeText; id < document.blocks().size(); ++id) {
-    if (document.blocks()[id].reading == Body::kValues) continue;  // there they have no meaning
+    const bool values =
+        document.blocks()[id].reading == Body::kValues;  // there they have no meaning
     std::string expected;
     for (const Node& node : document.Nodes(id)) {
-      if (IsIdentifying(document, node)) expected += std::to_string(node.bytes.begin) + " ";
+      if (!values && IsIdentifying(document, node))
+        expected += std::to_string(node.bytes.begin) + " ";
     }
     std::string found;
-    for (const Node& node : document.Identifying(id)) {
-      found += std::to_string(node.bytes.begin) + " ";
+    for (const Mark& mark : document.Identifying(id)) {
+      found += std::to_string(mark.directive.begin) + " ";
     }
     if (found != expected)
       return "in block " + std::to_string(id) + " " + found + "not " + expected;
