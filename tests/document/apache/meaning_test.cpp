@@ -26,7 +26,6 @@
 namespace {
 
 using second_reader::LowerCase;
-using tov_document::Block;
 using tov_document::BlockId;
 using tov_document::Dialect;
 using tov_document::Document;
@@ -88,6 +87,7 @@ class DocumentsTree {
 
   std::vector<std::string> Values(const std::vector<Word>& words) const {
     std::vector<std::string> values;
+    values.reserve(words.size());
     for (const Word& word : words) values.push_back(m_document.Value(word));
     return values;
   }

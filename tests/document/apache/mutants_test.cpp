@@ -114,6 +114,11 @@ bool LacksBracket(const SyntaxError& error) {
   return error.problem == Problem::kNoBracket;
 }
 
+// What does not close is said to be where it begins.
+bool IsFoundAtTheEnd(const SyntaxError& error) {
+  return error.problem == Problem::kUnclosedBlock || error.problem == Problem::kUnclosedCode;
+}
+
 Judged RightIf(bool right) {
   return right ? Judged::kRight : Judged::kWrong;
 }
@@ -141,12 +146,11 @@ Judged Judge(const std::string& text, const std::optional<SyntaxError>& error, c
   if (lines.last < read.line && LacksBracket(*error)) return Judged::kRightInPart;
   switch (read.kind) {
     case Answer::Kind::kUnclosed:
-      return RightIf(error->problem == Problem::kUnclosedBlock ||
-                     error->problem == Problem::kUnclosedCode);
+      return RightIf(IsFoundAtTheEnd(*error));
     case Answer::Kind::kSyntaxError:
       return RightIf(read.line >= lines.first && read.line <= lines.last);
     default:
-      return RightInPartIf(lines.last >= read.line);
+      return RightInPartIf(lines.last >= read.line || IsFoundAtTheEnd(*error));
   }
 }
 
@@ -176,6 +180,7 @@ class Judges {
 
 void Judges::Judge(const std::vector<Case>& cases) {
   std::vector<std::string> texts;
+  texts.reserve(cases.size());
   for (const Case& judged : cases) texts.push_back(judged.text);
   const std::vector<Answer> read = m_httpd.Read(texts);
   std::vector<std::string> readable;
@@ -203,7 +208,6 @@ void Judges::Judge(const Case& judged, const Answer& read, const Answer& carried
       return;
     case Judged::kRightInPart:
       ++m_in_part;
-      std::cout << "PART " << Show(read) << " / " << Show(carried) << "\n";
       return;
     case Judged::kWrong:
       break;

@@ -132,6 +132,18 @@ void Reader::TrimName(Word& name, std::size_t at_begin) const {
   }
 }
 
+bool EndsWithBracket(const std::string& value) {
+  return !value.empty() && value.back() == '>';
+}
+
+// <IfVersion> takes its words from the whole line: an operator that may be missing, and the
+// version, which ends with the ">" or has it behind itself as a word of its own.
+bool HasVersionsBracket(const std::vector<Word>& arguments) {
+  if (arguments.size() == 1) return EndsWithBracket(arguments[0].value);
+  const bool behind = arguments.size() > 2 && arguments[2].value == ">";
+  return behind ? !arguments[1].value.empty() : EndsWithBracket(arguments[1].value);
+}
+
 // What follows the last ">" is ignored; without arguments it may be missing.
 void Reader::ReadOpening(Word name, std::size_t arguments) {
   TrimName(name, 1);
@@ -139,6 +151,10 @@ void Reader::ReadOpening(Word name, std::size_t arguments) {
   if (arguments < m_line.bytes.size()) {
     bracket = m_line.bytes.rfind('>');
     if (bracket == std::string::npos || bracket < arguments) return Refuse(Reason::kNoBracket);
+    std::vector<Word> uncut;
+    AddWords(uncut, arguments, m_line.bytes.size());
+    const bool version = LowerCase(name.value) == "ifversion";
+    if (version && !HasVersionsBracket(uncut)) return Refuse(Reason::kNoBracket);
   }
   std::vector<Word> words{std::move(name)};
   AddWords(words, arguments, bracket);
