@@ -16,7 +16,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
+#include <cstddef>
+#include <cstdint>
 #include <iostream>
 #include <optional>
 #include <random>
@@ -28,6 +29,7 @@
 #include "document/apache/lines.h"
 #include "document/apache/second_reader.h"
 #include "document/apache/texts.h"
+#include "document/cases.h"
 #include "document/document.h"
 #include "document/places.h"
 
@@ -39,11 +41,7 @@ using tov_document::Places;
 using tov_document::Problem;
 using tov_document::SyntaxError;
 
-// CASES in the environment asks for as many mutants, and for others each time.
-std::size_t Cases() {
-  const char* cases = std::getenv("CASES");
-  return cases == nullptr ? 150 : std::stoul(cases);
-}
+const std::size_t cases_with_httpd = Cases(150);
 
 // How many more are judged without httpd.
 #ifdef _GLIBCXX_DEBUG
@@ -51,12 +49,6 @@ constexpr std::size_t without_httpd = 5;  // with checked containers each costs 
 #else
 constexpr std::size_t without_httpd = 50;
 #endif
-
-std::mt19937 Random() {
-  const std::uint32_t seed = std::getenv("CASES") == nullptr ? 1 : std::random_device()();
-  std::cout << "seed " << seed << "\n";
-  return std::mt19937(seed);
-}
 
 bool IsCondition(const std::string& name) {
   const std::string lower = second_reader::LowerCase(name);
@@ -224,10 +216,10 @@ void Judges::Judge(const Case& judged, const Answer& read, const Answer& carried
 TEST(Mutants, AreErrorsWhereHttpdCannotReadThem) {
   std::vector<Case> texts;
   for (const auto& [name, text] : Texts()) texts.push_back({name, ReadThrough(text)});
-  std::mt19937 random = Random();
+  std::mt19937 random = RandomOfCases();
   Judges judges;
   const std::size_t at_once = 50;
-  for (std::size_t left = Cases(); left > 0;) {
+  for (std::size_t left = cases_with_httpd; left > 0;) {
     std::vector<Case> cases(std::min(left, at_once));
     for (Case& mutant : cases) {
       mutant = texts[random() % texts.size()];
@@ -238,8 +230,8 @@ TEST(Mutants, AreErrorsWhereHttpdCannotReadThem) {
   }
   std::cout << "judged in full " << judges.m_in_full << ", in part " << judges.m_in_part
             << ", of no use " << judges.m_of_no_use << "\n";
-  EXPECT_GE(judges.m_in_full, Cases() / 2);
-  EXPECT_LE(judges.m_of_no_use, Cases() / 10);
+  EXPECT_GE(judges.m_in_full, cases_with_httpd / 2);
+  EXPECT_LE(judges.m_of_no_use, cases_with_httpd / 10);
 }
 
 // Without httpd many more can be looked at, and their words, too.
@@ -248,8 +240,8 @@ TEST(Mutants, AreReadAsTheSecondReaderReadsThem) {
   for (const auto& [name, text] : Texts()) {
     if (text.size() < 20'000) texts.push_back({name, text});
   }
-  std::mt19937 random = Random();
-  for (std::size_t i = 0; i < without_httpd * Cases(); ++i) {
+  std::mt19937 random = RandomOfCases();
+  for (std::size_t i = 0; i < without_httpd * cases_with_httpd; ++i) {
     const Case& original = texts[random() % texts.size()];
     EXPECT_EQ(Difference(Mutant(original.text, random)), "") << original.name;
   }
