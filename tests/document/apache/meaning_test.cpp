@@ -138,7 +138,7 @@ TEST(Tree, IsTheOneThatHttpdHasRead) {
     entries += expected.size();
   }
   std::cout << texts.size() << " of " << candidates.size() << " texts, " << entries << " entries\n";
-  EXPECT_GE(texts.size(), candidates.size() * 3 / 4);
+  EXPECT_GE(texts.size(), candidates.size() * 2 / 3);
   EXPECT_GE(entries, 5 * texts.size());
 }
 
