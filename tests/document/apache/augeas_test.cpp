@@ -7,8 +7,6 @@
 #include <cstddef>
 #include <iostream>
 #include <map>
-#include <regex>
-#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -84,20 +82,29 @@ std::string Unescaped(const std::string& printed) {
   return value;
 }
 
-// The trees that augtool prints, by file: a line for each node with the path that leads to it.
+std::vector<std::string> Split(const std::string& path) {
+  std::vector<std::string> steps;
+  std::istringstream stream(path);
+  for (std::string step; std::getline(stream, step, '/');) steps.push_back(step);
+  return steps;
+}
+
+// The trees that augtool prints, by file: a line for each node with the path that leads to it, from
+// "/files/FILE" on, and its value.
+//
+//   /files/0.conf/VirtualHost[2]/directive = "ServerName"
 std::map<std::string, Tree> AugeasTrees(const std::string& output) {
-  static const std::regex line_of_node(
-      "/files/([^/]+)((?:/[^/=]+)*)/([^/=]+?)(?:\\[[0-9]+\\])?(?: = \"(.*)\")?");
   std::map<std::string, Tree> trees;
   std::istringstream stream(output);
-  std::smatch match;
   for (std::string line; std::getline(stream, line);) {
-    if (!std::regex_match(line, match, line_of_node)) continue;
-    Tree& tree = trees[match[1]];
-    const std::string around = match[2];
-    const std::string label = match[3];
-    const std::string value = Unescaped(match[4]);
-    const auto depth = static_cast<std::size_t>(std::count(around.begin(), around.end(), '/'));
+    const std::size_t equals = std::min(line.find(" = \""), line.size());
+    const std::vector<std::string> steps = Split(line.substr(0, equals));
+    if (steps.size() < 4) continue;
+    Tree& tree = trees[steps[2]];
+    const std::size_t depth = steps.size() - 4;
+    const std::string label = steps.back().substr(0, steps.back().find('['));
+    const std::string value =
+        equals == line.size() ? "" : Unescaped(line.substr(equals + 4, line.size() - equals - 5));
     if (label == "arg") {
       AddWord(tree.back(), value);
     } else if (label == "directive") {

@@ -78,14 +78,13 @@ struct Found {
 // From httpd's words. Behind warnings there is either one line, for what was found while reading,
 // or two, for what was found later.
 Found Understand(const std::string& output) {
-  static const std::regex error(
-      "Syntax error on line ([0-9]+) of [^\n ]*/text([0-9]+)\\.conf:\\s*([^]*)");
+  static const std::regex error("Syntax error on line ([0-9]+) of [^\n ]*/text([0-9]+)\\.conf:");
   std::smatch match;
   if (!std::regex_search(output, match, error)) throw std::runtime_error("httpd: " + output);
   Found found;
   found.answer.line = std::stoul(match[1]);
   found.text = std::stoul(match[2]);
-  found.answer.message = match[3];
+  found.answer.message = match.suffix();
   found.answer.kind = KindOf(found.answer.message);
   found.while_reading = !Has(output, "AH00526: ");
   return found;

@@ -55,7 +55,7 @@ class Reader {
   void ReadOpening(Word name, std::size_t arguments);
   void ReadDirective(Word name, std::size_t arguments);
   void ReadRaw(const std::string& name, Sort sort);
-  void CloseMacro();
+  void AddBody(Range body);
   bool ClosesCondition() const;
   void TrimName(Word& name, std::size_t at_begin) const;
   void Refuse(Reason reason) { Refuse(reason, m_line.in_text); }
@@ -132,6 +132,18 @@ void Reader::TrimName(Word& name, std::size_t at_begin) const {
   }
 }
 
+bool EndsWithBracket(const std::string& value) {
+  return !value.empty() && value.back() == '>';
+}
+
+// <IfVersion> takes its words from the whole line: an operator that may be missing, and the
+// version, which ends with the ">" or has it behind itself as a word of its own.
+bool HasVersionsBracket(const std::vector<Word>& arguments) {
+  if (arguments.size() == 1) return EndsWithBracket(arguments[0].value);
+  const bool behind = arguments.size() > 2 && arguments[2].value == ">";
+  return behind ? !arguments[1].value.empty() : EndsWithBracket(arguments[1].value);
+}
+
 // What follows the last ">" is ignored; without arguments it may be missing.
 void Reader::ReadOpening(Word name, std::size_t arguments) {
   TrimName(name, 1);
@@ -139,6 +151,10 @@ void Reader::ReadOpening(Word name, std::size_t arguments) {
   if (arguments < m_line.bytes.size()) {
     bracket = m_line.bytes.rfind('>');
     if (bracket == std::string::npos || bracket < arguments) return Refuse(Reason::kNoBracket);
+    std::vector<Word> uncut;
+    AddWords(uncut, arguments, m_line.bytes.size());
+    const bool version = LowerCase(name.value) == "ifversion";
+    if (version && !HasVersionsBracket(uncut)) return Refuse(Reason::kNoBracket);
   }
   std::vector<Word> words{std::move(name)};
   AddWords(words, arguments, bracket);
@@ -172,21 +188,30 @@ bool IsRawClosing(const Line& line, const std::string& name, Sort sort, int& dep
   return depth == 0;
 }
 
+// Whether sections nest in what a macro holds, in the macros among it, too.
+bool Nests(const Reading& body) {
+  return !body.refusal &&
+         std::none_of(body.events.begin(), body.events.end(), [](const Event& event) {
+           return event.kind == Kind::kOpenRaw && SortOf(event.words[0].value) == Sort::kMacro;
+         });
+}
+
+// What stands in a macro is read if it can be.
+void Reader::AddBody(Range body) {
+  const Reading inside = Reader(m_text.substr(0, body.end)).From(body.begin);
+  if (!Nests(inside)) return;
+  m_reading.events.back().kind = Kind::kOpen;
+  m_reading.events.insert(m_reading.events.end(), inside.events.begin(), inside.events.end());
+}
+
 void Reader::ReadRaw(const std::string& name, Sort sort) {
   const Range opening = m_line.in_text;
-  const std::size_t opening_event = m_reading.events.size() - 1;
   for (int depth = 1; m_line.in_text.end < m_text.size();) {
     const std::uint32_t begin = m_line.in_text.end;
     m_line = sort == Sort::kLua ? PhysicalLineAt(m_text, begin) : LineAt(m_text, begin);
     if (m_line.has_nul) return Refuse(Reason::kNulByte);
     if (!IsRawClosing(m_line, name, sort, depth)) continue;
-    if (sort == Sort::kMacro) {
-      const Reading inside = Reader(m_text.substr(0, begin)).From(opening.end);
-      if (!inside.refusal) {
-        m_reading.events[opening_event].kind = Kind::kOpen;
-        m_reading.events.insert(m_reading.events.end(), inside.events.begin(), inside.events.end());
-      }
-    }
+    if (sort == Sort::kMacro) AddBody({opening.end, begin});
     return Add(Kind::kClose, {});
   }
   Refuse(Reason::kUnclosedRaw, opening);
