@@ -25,8 +25,8 @@ std::string Shown(const FilePlace& place);
 struct Diagnostic {
   std::string name;  // by which --ignore switches it off
   FilePlace place;
-  std::string text;     // the line there
-  std::string message;  // what is wrong, why it matters, what to write instead
+  std::string text;       // the line there
+  std::string message;    // what is wrong, why it matters, what to write instead
   bool is_error = false;  // nothing else can be looked at; false: a warning
 };
 

@@ -119,8 +119,8 @@ class Checks {
     if (!error.opened) return shown;
     shown.opened = PlaceOf(*error.opened);
     if (*error.opened != error.at) {
-      shown.diagnostic.message +=
-          "; " + HeadAt(*error.opened) + " is open since line " + std::to_string(shown.opened->line);
+      shown.diagnostic.message += "; " + HeadAt(*error.opened) + " is open since line " +
+                                  std::to_string(shown.opened->line);
     }
     return shown;
   }
@@ -128,7 +128,8 @@ class Checks {
   std::vector<Diagnostic> Warnings() { return std::move(m_warnings); }
 
  private:
-  // "None" and "All" may stand before words with a sign. What a variable stands for is not known.
+  // Words with a sign may come behind those without one if the first is "None" or "All". What a
+  // variable stands for is not known.
   bool AreMixed(const std::vector<Word>& words) const {
     bool with_sign = false;
     bool without = false;
@@ -139,11 +140,15 @@ class Checks {
       if (value.find_first_of("$%@") != std::string::npos) return false;
       const bool sign = value.substr(0, 1) == "+" || value.substr(0, 1) == "-";
       mixed = mixed || (sign ? without && !whole : with_sign);
+      whole = whole || (!without && IsWhole(value));
       (sign ? with_sign : without) = true;
-      whole = whole || tov_document::SameName(Dialect::kApache, value, "None") ||
-              tov_document::SameName(Dialect::kApache, value, "All");
     }
     return mixed;
+  }
+
+  static bool IsWhole(const std::string& option) {
+    return tov_document::SameName(Dialect::kApache, option, "None") ||
+           tov_document::SameName(Dialect::kApache, option, "All");
   }
 
   std::string HeadAt(std::uint32_t begin) const {
@@ -213,7 +218,9 @@ Inspection Inspect(const Document& document, const Places& places, const std::st
 
 std::string OneLine(const Document& document, const Node& node) {
   const Dialect dialect = document.dialect();
-  if (node.kind == NodeKind::kComment) return Unfolded(dialect, document.Bytes(node.bytes));
+  if (node.kind == NodeKind::kComment) {
+    return Unfolded(dialect, str::view::Trim(document.Bytes(node.bytes)));
+  }
   std::string words;
   for (const Word& word : document.Words(node)) {
     words.append(words.empty() ? "" : " ") += Unfolded(dialect, document.Bytes(word.bytes));
