@@ -49,7 +49,7 @@ struct InspectOptions {
   std::set<std::string> ignored;
 };
 
-// A configuration, and what there is to say of it.
+// A configuration, and what there is to say of it. The text has to outlive it.
 struct Inspected {
   Inspected(const std::string& language, const std::string& text, const std::string& name)
       : file(name),
@@ -111,10 +111,10 @@ std::string Unread(const Inspected& config, const Inspection::Item& item) {
 
 std::string Described(const Inspected& config, const Inspection::Item& item, bool coloured) {
   if (item.node.kind == NodeKind::kOpaque) return Unread(config, item);
-  const std::string line = Cut(OneLine(config.document, item.node));
-  if (item.node.kind != NodeKind::kBlock) return line;
-  return Bold(line, coloured) +
-         (item.server ? Identity(config.document, item.node.block) : std::string());
+  std::string line = Cut(OneLine(config.document, item.node));
+  if (item.node.kind == NodeKind::kBlock) line = Bold(line, coloured);
+  if (item.server) line += Identity(config.document, item.node.block);
+  return line;
 }
 
 // Whether `item` is a comment behind `before`, on the same line.
@@ -143,7 +143,7 @@ std::string Tree(const Inspected& config, bool coloured) {
       tree += "  ";
     } else {
       const std::string number = std::to_string(config.FirstLine(item.node.bytes));
-      tree += (i > 0 ? "\n" : "") + file + number + ':';
+      tree.append(i > 0 ? "\n" : "").append(file).append(number) += ':';
       tree.append(width - number.size() + 1 + 2 * std::min(item.depth, kDeepest), ' ');
     }
     tree += Described(config, item, coloured);
