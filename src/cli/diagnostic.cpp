@@ -14,6 +14,7 @@ namespace cli {
 namespace {
 
 constexpr char kBold[] = "\x1b[1m";
+constexpr char kRed[] = "\x1b[31m";
 constexpr char kYellow[] = "\x1b[33m";
 constexpr char kPlain[] = "\x1b[0m";
 constexpr char kIndent[] = "    ";
@@ -46,9 +47,10 @@ std::string Shown(const FilePlace& place) {
 }
 
 std::string Shown(const Diagnostic& diagnostic, bool coloured) {
-  std::string shown = Bold(Shown(diagnostic.place) + ": ", coloured) +
-                      Styled("warning: ", kYellow, coloured) + Printable(diagnostic.message) +
-                      " [" + diagnostic.name + "]\n";
+  const std::string kind = diagnostic.is_error ? Styled("error: ", kRed, coloured)
+                                               : Styled("warning: ", kYellow, coloured);
+  std::string shown = Bold(Shown(diagnostic.place) + ": ", coloured) + kind +
+                      Printable(diagnostic.message) + " [" + diagnostic.name + "]\n";
   if (diagnostic.place.line == 0) return shown;
   shown += kIndent + Printable(diagnostic.text) + '\n';
   if (diagnostic.place.column != 0) {
@@ -86,14 +88,16 @@ nlohmann::ordered_json ToJson(const FilePlace& place) {
   return json;
 }
 
+nlohmann::ordered_json ToJson(const Diagnostic& diagnostic) {
+  return {{"name", diagnostic.name},
+          {"place", ToJson(diagnostic.place)},
+          {"text", diagnostic.text},
+          {"message", diagnostic.message}};
+}
+
 nlohmann::ordered_json ToJson(const std::vector<Diagnostic>& diagnostics) {
   nlohmann::ordered_json json = nlohmann::ordered_json::array();
-  for (const Diagnostic& diagnostic : diagnostics) {
-    json.push_back({{"name", diagnostic.name},
-                    {"place", ToJson(diagnostic.place)},
-                    {"text", diagnostic.text},
-                    {"message", diagnostic.message}});
-  }
+  for (const Diagnostic& diagnostic : diagnostics) json.push_back(ToJson(diagnostic));
   return json;
 }
 

@@ -25,8 +25,9 @@ std::string Shown(const FilePlace& place);
 struct Diagnostic {
   std::string name;  // by which --ignore switches it off
   FilePlace place;
-  std::string text;     // the line there
-  std::string message;  // what is wrong, why it matters, what to write instead
+  std::string text;       // the line there
+  std::string message;    // what is wrong, why it matters, what to write instead
+  bool is_error = false;  // nothing else can be looked at; false: a warning
 };
 
 // As editors understand it, with the line below it and a mark under the column:
@@ -44,6 +45,7 @@ std::vector<Diagnostic> Sorted(std::vector<Diagnostic> diagnostics,
 std::string Shown(const std::vector<Diagnostic>& diagnostics, bool coloured);
 
 nlohmann::ordered_json ToJson(const FilePlace& place);
+nlohmann::ordered_json ToJson(const Diagnostic& diagnostic);
 nlohmann::ordered_json ToJson(const std::vector<Diagnostic>& diagnostics);
 
 // Adds --ignore, which takes the name of a warning, to `command`.

@@ -318,8 +318,7 @@ class Editor {
     }
     if (elsewhere != blocks.end() && !elsewhere->parent && !block.parent) {
       message += ": the library takes the one at " + PlaceOf(*elsewhere) +
-                 " for one inside another block, because of the blocks before it. What leads it "
-                 "astray, 'qeltemplate inspect' says";
+                 " for one inside another block, because of the blocks before it";
     } else if (elsewhere != blocks.end()) {
       message += ", but one at " + PlaceOf(*elsewhere) +
                  (elsewhere->parent ? ", inside '" + blocks[*elsewhere->parent].level + "'"

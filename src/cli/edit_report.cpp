@@ -34,6 +34,15 @@ bool IsCondition(std::string_view text) {
   return str::view::StartsWith(text, "if") || str::view::StartsWith(text, "elif");
 }
 
+// The levels of the path of a block.
+std::vector<std::string> LevelsOf(const std::string& path) {
+  std::vector<std::string> levels;
+  for (std::string_view rest = path; !rest.empty();) {
+    levels.emplace_back(str::view::GetWord(rest, tov_template::kSectionSeparator));
+  }
+  return levels;
+}
+
 class Reporter {
  public:
   explicit Reporter(const ReportSource& source)
@@ -341,14 +350,6 @@ class Reporter {
 
 EditReport ReportEdit(const ReportSource& source) {
   return Reporter(source).Make();
-}
-
-std::vector<std::string> LevelsOf(const std::string& path) {
-  std::vector<std::string> levels;
-  for (std::string_view rest = path; !rest.empty();) {
-    levels.emplace_back(str::view::GetWord(rest, tov_template::kSectionSeparator));
-  }
-  return levels;
 }
 
 std::vector<std::string> PlaceNames(const std::string& line) {

@@ -119,9 +119,6 @@ struct ReportSource {
 // All but the findings.
 EditReport ReportEdit(const ReportSource& source);
 
-// The levels of the path of a block.
-std::vector<std::string> LevelsOf(const std::string& path);
-
 // The names of the places in `line` of a template, in their order.
 std::vector<std::string> PlaceNames(const std::string& line);
 

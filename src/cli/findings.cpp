@@ -46,20 +46,9 @@ const std::vector<FindingKind> kWarnings = {
     {"outside", "a template line stands outside every block: it does nothing"},
     {"second-line", "a line is added beside one of the same directive"},
 
-    // Of a configuration
-    {"duplicate-identity", "two blocks have the same identity"},
-    {"unclosed-block", "a block never closes"},
-    {"extra-closing", "a closing line too many"},
-    {"shifted-path", "the library takes lines for another block's"},
-    {"odd-line", "a brace stands where the library does not see it"},
-    {"text-after-brace", "text behind a brace that opens a block: the block is not seen"},
-    {"one-line-block", "a block on one line, which is not seen"},
-    {"empty-block", "a block without lines"},
-    {"unknown-address", "a listen address that the library does not understand"},
+    // Of a configuration, and of a template
     {"mixed-options", "Options words with and without a sign"},
     {"options-comment", "a comment behind Options, whose words become options"},
-    {"several-options", "several Options lines in one block"},
-    {"continued-line", "a line that goes on in the next one"},
 
     // Of a template
     {"unknown-statement", "a statement that does not exist"},
@@ -80,11 +69,14 @@ const std::vector<FindingKind> kWarnings = {
     {"odd-comment", "a comment that is none"},
     {"missing-import", "an import of a file that is not there"},
     {"repeated-import", "a file that is imported twice"},
+    {"extra-closing", "a closing line too many"},
+    {"unclosed-block", "a block never closes"},
     {"branch-identity", "a line that identifies a block stands in a branch"},
     {"branch-opening", "an opening or closing line alone in a branch"},
     {"comment-after-opening", "a comment behind an opening line"},
     {"short-key", "a line whose key is the beginning of other directives"},
     {"empty-key", "a line without a text of its own"},
+    {"unknown-address", "a listen address that the library does not understand"},
     {"listen-order", "a listen line before one that changes"},
     {"options-stay", "Options words that a change does not take away"},
     {"rule-order", "a rule whose place among others matters"},

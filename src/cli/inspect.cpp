@@ -1,30 +1,41 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// qeltemplate inspect: a configuration as the library sees it.
+// qeltemplate inspect: a configuration as its server reads it.
 
+#include <algorithm>
 #include <memory>
 
 #include "cli/command.h"
 #include "cli/diagnostic.h"
-#include "cli/edit_report.h"
 #include "cli/findings.h"
 #include "cli/inspection.h"
 #include "cli/json_text.h"
 #include "cli/request.h"
 #include "cli/terminal.h"
 #include "cli/text_io.h"
+#include "document/document.h"
+#include "document/meaning.h"
+#include "document/places.h"
 
 namespace cli {
 namespace {
 
 using nlohmann::ordered_json;
+using tov_document::Block;
+using tov_document::BlockId;
+using tov_document::Dialect;
+using tov_document::Document;
+using tov_document::kWholeText;
+using tov_document::NodeKind;
+using tov_document::Places;
+using tov_document::Span;
+using tov_document::Word;
 
 constexpr char kFooter[] = R"(
-Shows the blocks of CONFIG with their directives, and by what a template finds a
-block where that is more than its opening line. A "*" marks directives of which
-the library looks after all in a block together. Below stands what cannot be
-addressed by a template, or not in the way it looks, as
-  FILE:LINE:COLUMN: warning: what is wrong and what to write instead [NAME]
+Shows the blocks, directives and comments of CONFIG as its server reads them, each
+behind its place, FILE:LINE, and behind a server's block its names and addresses.
+Below stands what the server would refuse, as
+  FILE:LINE:COLUMN: error: what is wrong [NAME]
 The exit status is 6 when there is such a line, and 0 when there is none.
 
 Example:
@@ -38,65 +49,174 @@ struct InspectOptions {
   std::set<std::string> ignored;
 };
 
+// A configuration, and what there is to say of it. The text has to outlive it.
+struct Inspected {
+  Inspected(const std::string& language, const std::string& text, const std::string& name)
+      : file(name),
+        dialect(language),
+        document(language == "apache" ? Dialect::kApache : Dialect::kNginx, text),
+        places(text),
+        inspection(Inspect(document, places, name)) {}
+
+  std::size_t FirstLine(Span span) const { return places.Of(span.begin).line; }
+  std::size_t LastLine(Span span) const {
+    return places.Of(span.empty() ? span.begin : span.end - 1).line;
+  }
+
+  std::string file;
+  std::string dialect;
+  Document document;
+  Places places;
+  Inspection inspection;
+};
+
 // --- For people ---
 
-std::string Tree(const Inspection& inspection, bool coloured) {
-  std::string tree;
-  const std::string last =
-      std::to_string(inspection.lines.empty() ? 0 : inspection.lines.back().number);
-  for (const Inspection::Line& line : inspection.lines) {
-    const std::size_t depth = line.block ? inspection.blocks[*line.block].depth : 0;
-    const std::size_t steps = line.opens || (line.closes && depth > 0) ? depth - 1 : depth;
-    const std::string number = std::to_string(line.number);
-    tree.append(last.size() - number.size(), ' ') += number + (line.unique ? " * " : "   ");
-    tree.append(2 * steps, ' ') +=
-        line.opens ? Bold(Printable(line.text), coloured) : Printable(line.text);
-    if (line.opens) {
-      const std::string& level = inspection.blocks[*line.block].level;
-      if (level != line.text) tree += "  = " + Printable(level);
-    }
-    tree += '\n';
+// `text` in one line of a terminal or two.
+std::string Cut(const std::string& text) {
+  constexpr std::size_t kMost = 100;
+  if (text.size() <= kMost) return Printable(text);
+  std::size_t end = kMost;
+  while ((static_cast<unsigned char>(text[end]) & 0xc0U) == 0x80U && end > 0) --end;
+  return Printable(std::string_view(text).substr(0, end)) + "...";
+}
+
+// "  = a.example www.a.example on *:80", or what there is of it.
+std::string Identity(const Document& document, BlockId block) {
+  const auto joined = [](const std::vector<std::string>& words) {
+    std::string text;
+    for (const std::string& word : words) text += ' ' + (word.empty() ? "\"\"" : word);
+    return Cut(text);
+  };
+  const std::vector<std::string> names = ServerNames(document, block);
+  const std::vector<std::string> addresses = ServerAddresses(document, block);
+  if (names.empty() && addresses.empty()) return std::string();
+  return "  =" + joined(names) + (addresses.empty() ? "" : " on" + joined(addresses));
+}
+
+// "(lines 6 to 9: Lua, which is not looked into)".
+std::string Unread(const Inspected& config, const Inspection::Item& item) {
+  const Document& document = config.document;
+  const std::size_t first = config.FirstLine(item.node.bytes);
+  const std::size_t last = config.LastLine(item.node.bytes);
+  std::string lines = "line " + std::to_string(first);
+  if (last != first) lines = "lines " + std::to_string(first) + " to " + std::to_string(last);
+  if (document.blocks()[item.around].reading != tov_document::Body::kOpaque) {
+    return '(' + lines + ": not read)";
   }
-  return tree;
+  const std::string section = document.Value(document.HeadWords(item.around).front());
+  const bool nginx = document.dialect() == Dialect::kNginx;
+  return '(' + lines + ": " + (nginx ? "Lua" : Cut(section)) + ", which is not looked into)";
+}
+
+std::string Described(const Inspected& config, const Inspection::Item& item, bool coloured) {
+  if (item.node.kind == NodeKind::kOpaque) return Unread(config, item);
+  std::string line = Cut(OneLine(config.document, item.node));
+  if (item.node.kind == NodeKind::kBlock) line = Bold(line, coloured);
+  if (item.server) line += Identity(config.document, item.node.block);
+  return line;
+}
+
+// Whether `item` is a comment behind `before`, on the same line.
+bool IsBehind(const Inspected& config, const Inspection::Item& before,
+              const Inspection::Item& item) {
+  if (item.node.kind != NodeKind::kComment) return false;
+  Span span = before.node.bytes;
+  if (before.node.kind == NodeKind::kBlock && before.node.block == item.around) {
+    span = config.document.blocks()[item.around].head;
+  } else if (before.around != item.around) {
+    return false;
+  }
+  return config.LastLine(span) == config.FirstLine(item.node.bytes);
+}
+
+std::string Tree(const Inspected& config, bool coloured) {
+  constexpr std::size_t kDeepest = 40;  // deeper blocks stand below each other
+  const std::vector<Inspection::Item>& items = config.inspection.items;
+  if (items.empty()) return std::string();
+  const std::string file = Printable(config.file) + ':';
+  const std::size_t width = std::to_string(config.FirstLine(items.back().node.bytes)).size();
+  std::string tree;
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    const Inspection::Item& item = items[i];
+    if (i > 0 && IsBehind(config, items[i - 1], item)) {
+      tree += "  ";
+    } else {
+      const std::string number = std::to_string(config.FirstLine(item.node.bytes));
+      tree.append(i > 0 ? "\n" : "").append(file).append(number) += ':';
+      tree.append(width - number.size() + 1 + 2 * std::min(item.depth, kDeepest), ' ');
+    }
+    tree += Described(config, item, coloured);
+  }
+  return tree + '\n';
+}
+
+std::string Findings(const Inspection& inspection, bool coloured) {
+  std::string shown = Shown(inspection.warnings, coloured);
+  if (inspection.error) shown += Shown(inspection.error->diagnostic, coloured);
+  return shown.empty() ? shown : '\n' + shown;
 }
 
 // --- For programs ---
 
-std::string JoinedPath(const std::string& path) {
-  std::string joined;
-  for (const std::string& level : LevelsOf(path)) joined += (joined.empty() ? "" : " > ") + level;
-  return joined;
+// What blocks and directives have in common; `words` are those of the head or the directive.
+ordered_json Json(const Inspected& config, Span bytes, const std::vector<Word>& words) {
+  ordered_json arguments = ordered_json::array();
+  for (std::size_t i = 1; i < words.size(); ++i) {
+    arguments.push_back(config.document.Value(words[i]));
+  }
+  const tov_document::Place place = config.places.Of(bytes.begin);
+  return {{"name", config.document.Value(words.front())},
+          {"arguments", std::move(arguments)},
+          {"line", place.line},
+          {"column", place.column}};
 }
 
-ordered_json Json(const Inspection& inspection, const Block& block) {
-  ordered_json json = {{"path", JoinedPath(block.path)},
-                       {"level", block.level},
-                       {"line", inspection.lines[block.opening].number}};
-  if (block.closing) json["end"] = inspection.lines[*block.closing].number;
-  if (block.parent) json["parent"] = *block.parent;
+void AddBlockAround(ordered_json& json, const char* member, BlockId block) {
+  if (block != kWholeText) json[member] = block - 1;
+}
+
+ordered_json BlockJson(const Inspected& config, const Inspection::Item& item) {
+  const Document& document = config.document;
+  const BlockId id = item.node.block;
+  const Block& block = document.blocks()[id];
+  ordered_json json = Json(config, block.head, document.HeadWords(id));
+  if (!block.closing.empty()) json["end_line"] = config.LastLine(block.closing);
+  AddBlockAround(json, "parent", item.around);
+  json["depth"] = item.depth;
+  if (block.reading == tov_document::Body::kOpaque) json["opaque"] = true;
+  if (item.server) {
+    json["server"] = {{"names", ServerNames(document, id)},
+                      {"addresses", ServerAddresses(document, id)}};
+  }
   return json;
 }
 
-ordered_json Json(const Inspection::Line& line) {
-  ordered_json json = {{"line", line.number}, {"text", line.text}};
-  if (line.block) json["block"] = *line.block;
-  json["library_path"] = JoinedPath(line.path);
-  json["unique"] = line.unique;
-  json["identifies"] = line.identifies;
+ordered_json DirectiveJson(const Inspected& config, const Inspection::Item& item) {
+  const Span bytes = item.node.bytes;
+  ordered_json json = Json(config, bytes, config.document.Words(bytes));
+  json["end_line"] = config.LastLine(bytes);
+  AddBlockAround(json, "block", item.around);
   return json;
 }
 
-ordered_json Json(const Inspection& inspection, const std::string& name,
-                  const std::string& dialect) {
+ordered_json Json(const Inspected& config) {
   ordered_json blocks = ordered_json::array();
-  for (const Block& block : inspection.blocks) blocks.push_back(Json(inspection, block));
-  ordered_json lines = ordered_json::array();
-  for (const Inspection::Line& line : inspection.lines) lines.push_back(Json(line));
-  return {{"config", name},
-          {"dialect", dialect},
-          {"blocks", std::move(blocks)},
-          {"lines", std::move(lines)},
-          {"warnings", ToJson(inspection.warnings)}};
+  ordered_json directives = ordered_json::array();
+  for (const Inspection::Item& item : config.inspection.items) {
+    if (item.node.kind == NodeKind::kBlock) blocks.push_back(BlockJson(config, item));
+    if (item.node.kind == NodeKind::kDirective) directives.push_back(DirectiveJson(config, item));
+  }
+  ordered_json json = {{"config", config.file},
+                       {"dialect", config.dialect},
+                       {"blocks", std::move(blocks)},
+                       {"directives", std::move(directives)},
+                       {"warnings", ToJson(config.inspection.warnings)}};
+  if (const auto& error = config.inspection.error) {
+    json["error"] = ToJson(error->diagnostic);
+    if (error->opened) json["error"]["opened"] = ToJson(*error->opened);
+  }
+  return json;
 }
 
 Outcome Run(const InspectOptions& options) {
@@ -108,20 +228,21 @@ Outcome Run(const InspectOptions& options) {
     dialect = DialectOf(text, name);
     SayGuess(name, dialect);
   }
-  Inspection inspection = Inspect(dialect, text, name);
+  Inspected config(dialect, text, name);
+  Inspection& inspection = config.inspection;
   inspection.warnings = Sorted(std::move(inspection.warnings), options.ignored);
-  const ExitCode code = inspection.warnings.empty() ? kDone : kFindings;
-  if (options.json) return {JsonText(Json(inspection, name, dialect)), code};
+  const bool clean = inspection.warnings.empty() && !inspection.error;
+  const ExitCode code = clean ? kDone : kFindings;
+  if (options.json) return {JsonText(Json(config)), code};
   const bool coloured = WantsColour(options.colour);
-  std::string shown = Tree(inspection, coloured);
-  if (!inspection.warnings.empty()) shown += '\n' + Shown(inspection.warnings, coloured);
-  return {shown, code};
+  return {Tree(config, coloured) + Findings(inspection, coloured), code};
 }
 
 }  // namespace
 
 Command AddInspect(CLI::App& program) {
-  CLI::App* command = program.add_subcommand("inspect", "Show a configuration as templates see it");
+  CLI::App* command =
+      program.add_subcommand("inspect", "Show a configuration as its server reads it");
   const auto options = std::make_shared<InspectOptions>();
   AddDialectOption(*command, options->dialect, "CONFIG");
   command->add_flag("--json", options->json, "Write JSON");

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// A configuration as the library sees it.
+// A configuration as its server reads it: its tree, and what the server would refuse.
 #pragma once
 
 #include <cstddef>
@@ -8,29 +8,39 @@
 #include <string>
 #include <vector>
 
-#include "cli/blocks.h"
 #include "cli/diagnostic.h"
+#include "document/document.h"
+#include "document/places.h"
 
 namespace cli {
 
 struct Inspection {
-  struct Line {
-    std::size_t number = 0;            // in the file
-    std::string text;                  // trimmed
-    std::optional<std::size_t> block;  // the innermost one around it, its own for an opening line
-    std::string path;                  // of the block that the library takes it for
-    bool opens = false;
-    bool closes = false;
-    bool unique = false;      // a directive that the dialect manages itself
-    bool identifies = false;  // a directive that identifies its block
+  // A node that is not blank. An opaque one is without the blanks around it.
+  struct Item {
+    tov_document::Node node;
+    tov_document::BlockId around = tov_document::kWholeText;  // the block that it stands in
+    std::size_t depth = 0;                                    // how many blocks are around it
+    bool server = false;  // a server's block; inside of a server there is none
   };
 
-  std::vector<Line> lines;    // but for blank ones
-  std::vector<Block> blocks;  // Block's positions are those of the lines
+  // Why the server cannot read the text.
+  struct Error {
+    Diagnostic diagnostic;
+    std::optional<FilePlace> opened;  // where the innermost block begins that is open there
+  };
+
+  std::vector<Item> items;  // in the order of the text: a block, then what stands in it
+  std::optional<Error> error;
   std::vector<Diagnostic> warnings;
 };
 
-// Reads `text` in `dialect`, the program's name of it. `file` is its name for messages.
-Inspection Inspect(const std::string& dialect, const std::string& text, const std::string& file);
+// `places` are those of the document's text, `file` is its name for messages. Cost: linear in the
+// text, however deep its blocks are.
+Inspection Inspect(const tov_document::Document& document, const tov_document::Places& places,
+                   const std::string& file);
+
+// The words of a directive, of a block's head or of a comment as they are written, on one line and
+// with one blank between them, in the way of the dialect: "listen 80;", "server {", "<If true>".
+std::string OneLine(const tov_document::Document& document, const tov_document::Node& node);
 
 }  // namespace cli

@@ -14,59 +14,269 @@
 namespace {
 
 using nlohmann::json;
+using testing::AllOf;
 using testing::HasSubstr;
 
-class Inspect : public Program {};
+class Inspect : public Program {
+ protected:
+  // What is said of `text` as site.conf.
+  Outcome Say(const std::string& dialect, const std::string& text, const Words& more = {}) const {
+    m_sandbox.Write("site.conf", text);
+    Words words = {"inspect", "--dialect", dialect};
+    words.insert(words.end(), more.begin(), more.end());
+    words.emplace_back("site.conf");
+    return Run(words);
+  }
+};
 class Lint : public Program {};
 
-TEST_F(Inspect, ShowsTheBlocksByTheirIdentity) {
-  m_sandbox.Write("site.conf",
-                  "# sites\n\nserver { # main\n\tserver_name a.example;\n  listen 80;\n"
-                  "location / {\n etag off;\n}\n}\n");
-  ExpectText(Run({"inspect", "--dialect", "nginx", "site.conf"}),
-             "1   # sites\n"
-             "3   server { # main  = server { server_name a.example\n"
-             "4     server_name a.example;\n"
-             "5 *   listen 80;\n"
-             "6     location / {\n"
-             "7       etag off;\n"
-             "8     }\n"
-             "9   }\n");
+struct Shown {
+  const char* name;
+  const char* dialect;
+  std::string text;
+  std::string tree;  // what is shown; "@" stands for "site.conf:"
+};
+
+std::string Full(const std::string& tree) {
+  std::string full;
+  for (const char c : tree) full += c == '@' ? "site.conf:" : std::string(1, c);
+  return full;
+}
+
+const Shown kShown[] = {
+    {"each node behind its place", "nginx",
+     "# sites\n\nserver { # main\n\tserver_name a.example;\n  listen   80;\n"
+     "location / {\n etag off; # none\n}\n}\n",
+     "@1: # sites\n"
+     "@3: server {  = a.example on *:80  # main\n"
+     "@4:   server_name a.example;\n"
+     "@5:   listen 80;\n"
+     "@6:   location / {\n"
+     "@7:     etag off;  # none\n"},
+    {"all numbers of a file are as wide", "nginx", "a;" + std::string(9, '\n') + "b {\nc;\n}\n",
+     "@1:  a;\n"
+     "@10: b {\n"
+     "@11:   c;\n"},
+    {"blocks on one line", "nginx", "events {} http { server { listen 80; } } # done\n",
+     "@1: events {\n"
+     "@1: http {\n"
+     "@1:   server {  = on *:80\n"
+     "@1:     listen 80;\n"
+     "@1: # done\n"},
+    {"a brace on the next line", "nginx", "server\n{\n\tserver_name A.example;\n}\n",
+     "@1: server {  = a.example\n"
+     "@3:   server_name A.example;\n"},
+    {"quoted words", "nginx",
+     "\"server\" { \"listen\" '8080'; add_header X 'a; }\n  b {'; server_name \"\"; }\n",
+     "@1: \"server\" {  = \"\" on *:8080\n"
+     "@1:   \"listen\" '8080';\n"
+     "@1:   add_header X 'a; } b {';\n"
+     "@2:   server_name \"\";\n"},
+    {"comments between words", "nginx", "location # which\n  /img/ # where\n{\nroot # ;\n /a;\n}\n",
+     "@1: location /img/ {\n"
+     "@4:   root /a;\n"},
+    {"Lua", "nginx",
+     "location / {\ncontent_by_lua_block {\n  -- }\n  ngx.say(\"}\")\n}\n"
+     "access_by_lua_block { x() }\nlog_by_lua_block {\n}\netag on;\n}\n",
+     "@1: location / {\n"
+     "@2:   content_by_lua_block {\n"
+     "@3:     (lines 3 to 4: Lua, which is not looked into)\n"
+     "@6:   access_by_lua_block {\n"
+     "@6:     (line 6: Lua, which is not looked into)\n"
+     "@7:   log_by_lua_block {\n"
+     "@9:   etag on;\n"},
+    {"several directives on a line", "nginx", "a 1;b 2; c\n3;", "@1: a 1;\n@1: b 2;\n@1: c 3;\n"},
+    {"variables with braces", "nginx", "set $a ${b}c; map $x $y { default ${z}; }\n",
+     "@1: set $a ${b}c;\n"
+     "@1: map $x $y {\n"
+     "@1:   default ${z};\n"},
+    {"line ends with CR", "nginx", "server {\r\n  listen 1;\r\n  # x\r\n}\r\n",
+     "@1: server {  = on *:1\n"
+     "@2:   listen 1;\n"
+     "@3:   # x\n"},
+    {"a long directive", "nginx", "types { " + std::string(98, 'a') + "\xc3\xa9 b; }",
+     "@1: types {\n"
+     "@1:   " +
+         std::string(98, 'a') + "\xc3\xa9...\n"},
+    {"a long directive that is cut within a character", "nginx", std::string(99, 'a') + "\xc3\xa9;",
+     "@1: " + std::string(99, 'a') + "...\n"},
+    {"sections of Apache", "apache",
+     "<IfModule mod_ssl.c>\n<VirtualHost *:443 _default_:80>\n  ServerName A.example:443\n"
+     "  ServerAlias b.example \"c d\"\n</VirtualHost>\n</IfModule>\n",
+     "@1: <IfModule mod_ssl.c>\n"
+     "@2:   <VirtualHost *:443 _default_:80>  = a.example b.example c d on *:443 *:80\n"
+     "@3:     ServerName A.example:443\n"
+     "@4:     ServerAlias b.example \"c d\"\n"},
+    {"sections in other case, with blanks", "apache",
+     "<virtualhost  *:80 >\n  servername   a\n</VIRTUALHOST>\n<Directory \"/a "
+     "b\">\n</directory>\n",
+     "@1: <virtualhost *:80>  = a on *:80\n"
+     "@2:   servername a\n"
+     "@4: <Directory \"/a b\">\n"},
+    {"continuation lines", "apache",
+     "# a \\\nb\nRequire ip \\\n  192.0.2.1 192.\\\n0.2.2\n<Location \\\r\n /a>\n</Location>\n",
+     "@1: # a b\n"
+     "@3: Require ip 192.0.2.1 192.0.2.2\n"
+     "@6: <Location /a>\n"},
+    {"expressions", "apache", "<If \"%{HTTP_HOST} == 'a>b'\">\nHeader set X \"a \\\" b\"\n</If>\n",
+     "@1: <If \"%{HTTP_HOST} == 'a>b'\">\n"
+     "@2:   Header set X \"a \\\" b\"\n"},
+    {"Perl", "apache", "<Perl>\n\n  <x>\n  1 # }\n</Perl>\nUse A\n",
+     "@1: <Perl>\n"
+     "@3:   (lines 3 to 4: Perl, which is not looked into)\n"
+     "@6: Use A\n"},
+    {"nothing", "nginx", "\n \n", ""},
+};
+
+TEST_F(Inspect, ShowsWhatTheServerReads) {
+  for (const Shown& c : kShown) {
+    SCOPED_TRACE(c.name);
+    ExpectText(Say(c.dialect, c.text), Full(c.tree));
+  }
+}
+
+TEST_F(Inspect, ShowsHowFarTheServerReads) {
+  const std::string out = Say("nginx", "a {\nb 1; c\n\nd\n").out;
+  EXPECT_EQ(out.substr(0, out.find("\n\n") + 1), Full("@1: a {\n"
+                                                      "@2:   b 1;\n"
+                                                      "@2:   (lines 2 to 4: not read)\n"));
+}
+
+TEST_F(Inspect, SaysWhatTheServerCannotRead) {
+  struct Case {
+    const char* name;
+    const char* dialect;
+    std::string text;
+    std::string said;
+  };
+  const Case cases[] = {
+      {"a block that does not close", "nginx", "http {\n  server {\n    listen 80;\n",
+       "@2:3: error: the block that begins here does not close [syntax-error]\n"
+       "      server {\n"
+       "      ^\n"},
+      {"a brace too many", "nginx", "http {\n}\n}\n",
+       "@3:1: error: nothing is open that this would close [syntax-error]\n    }\n    ^\n"},
+      {"a directive without its end", "nginx", "http {\n\troot /a\n}\n",
+       "@3:1: error: this brace stands inside of a directive, which needs a \";\" before it; "
+       "'http {' is open since line 1 [syntax-error]\n    }\n    ^\n"},
+      {"a quote without its end", "nginx", "server {\nlocation /a { root 'a;\n}\n}\n",
+       "@2:20: error: this quote does not close; 'location /a {' is open since line 2 "
+       "[syntax-error]\n    location /a { root 'a;\n                       ^\n"},
+      {"code without its end", "nginx", "a_by_lua_block { '\n",
+       "@1:1: error: the code of the block that begins here does not end [syntax-error]\n"
+       "    a_by_lua_block { '\n    ^\n"},
+      {"another section closes", "apache", "<VirtualHost *:80>\n<IfModule x>\n</VirtualHost>\n",
+       "@3:1: error: this does not close the section that is open; '<IfModule x>' is open since "
+       "line 2 [syntax-error]\n    </VirtualHost>\n    ^\n"},
+      {"a section without its bracket", "apache", "A\n  <VirtualHost *:80\n",
+       "@2:3: error: this line needs a \">\" [syntax-error]\n"
+       "      <VirtualHost *:80\n      ^\n"},
+      {"warnings stand before it", "apache", "<Location /a>\n\tOptions A +B # c\n",
+       "@2:2: warning: httpd refuses words with a sign beside words without one. Write all of them "
+       "with a sign, or none [mixed-options]\n    \tOptions A +B # c\n    \t^\n"
+       "@2:15: warning: httpd knows no comments behind a directive, and refuses these words as "
+       "options. Put the comment on a line of its own [options-comment]\n"
+       "    \tOptions A +B # c\n    \t             ^\n2 warnings\n"
+       "@1:1: error: the block that begins here does not close [syntax-error]\n"
+       "    <Location /a>\n    ^\n"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    const Outcome outcome = Say(c.dialect, c.text);
+    EXPECT_EQ(outcome.out.substr(outcome.out.find("\n\n") + 2), Full(c.said));
+    EXPECT_EQ(outcome.exit_code, 6);
+  }
+}
+
+// By what the real httpd says of each.
+TEST_F(Inspect, KnowsWhichOptionsGoTogether) {
+  struct Case {
+    const char* words;
+    bool refused;
+  };
+  const Case cases[] = {
+      {"+ExecCGI Indexes", true},     {"Indexes +ExecCGI", true},  {"Indexes -ExecCGI", true},
+      {"+ExecCGI None", true},        {"Indexes ExecCGI", false},  {"+ExecCGI -Indexes", false},
+      {"None +ExecCGI", false},       {"all -Indexes", false},     {"None Indexes +ExecCGI", false},
+      {"All +ExecCGI Indexes", true}, {"+ExecCGI ${MORE}", false}, {"", false},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.words);
+    const std::string line = std::string("options ") + c.words + "\n";
+    EXPECT_EQ(Say("apache", line).exit_code, c.refused ? 6 : 0);
+  }
 }
 
 TEST_F(Inspect, KeepsTheTerminalAsItIs) {
-  m_sandbox.Write("site.conf", "server {\nserver_name \x1b[2J;\n}\n");
-  EXPECT_EQ(Run({"inspect", "site.conf"}).out.find('\x1b'), std::string::npos);
+  const Outcome outcome = Say("nginx", "server {\nserver_name \x1b[2J; # \x1b\n\x1b {");
+  EXPECT_EQ(outcome.out.find('\x1b'), std::string::npos);
+}
+
+TEST_F(Inspect, IsNotLostInDeepBlocks) {
+  std::string text;
+  for (int i = 0; i < 10000; ++i) text += "server{listen 1;";
+  const std::string open = text;
+  text.append(10000, '}');
+  const Outcome outcome = Say("nginx", text);
+  EXPECT_EQ(outcome.exit_code, 0);
+  EXPECT_LT(outcome.out.size(), 200 * 20000U);
+  EXPECT_EQ(Say("nginx", open, {"--json"}).exit_code, 6);
 }
 
 TEST_F(Inspect, WritesJson) {
-  m_sandbox.Write("site.conf", "http {\nserver {\nserver_name a;\n}\ngzip on;\n}\n");
-  const Outcome outcome = Run({"inspect", "--json", "--dialect", "nginx", "site.conf"});
+  const Outcome outcome =
+      Say("nginx",
+          "http {\n server {\n  server_name 'A' b;\n  listen 80 ssl;\n }\n gzip\n  on;\n}\n"
+          "a_by_lua_block { x }\n",
+          {"--json"});
+  EXPECT_EQ(outcome.exit_code, 0);
+  EXPECT_EQ(json::parse(outcome.out), json::parse(R"({
+      "config": "site.conf", "dialect": "nginx",
+      "blocks": [
+        {"name": "http", "arguments": [], "line": 1, "column": 1, "end_line": 8, "depth": 0},
+        {"name": "server", "arguments": [], "line": 2, "column": 2, "end_line": 5, "parent": 0,
+         "depth": 1, "server": {"names": ["a", "b"], "addresses": ["*:80"]}},
+        {"name": "a_by_lua_block", "arguments": [], "line": 9, "column": 1, "end_line": 9,
+         "depth": 0, "opaque": true}],
+      "directives": [
+        {"name": "server_name", "arguments": ["A", "b"], "line": 3, "column": 3, "end_line": 3,
+         "block": 1},
+        {"name": "listen", "arguments": ["80", "ssl"], "line": 4, "column": 3, "end_line": 4,
+         "block": 1},
+        {"name": "gzip", "arguments": ["on"], "line": 6, "column": 2, "end_line": 7, "block": 0}],
+      "warnings": []})"));
+}
+
+TEST_F(Inspect, WritesTheErrorAsJson) {
+  const Outcome outcome = Say("apache", "<IfModule x>\nOptions A # b\n</If>\n", {"--json"});
   const json inspected = json::parse(outcome.out);
   EXPECT_EQ(outcome.exit_code, 6);
-  EXPECT_EQ(inspected["blocks"][1],
-            json::parse(R"({"path": "http { > server { server_name a", "line": 2, "end": 4,
-                            "level": "server { server_name a", "parent": 0})"));
-  EXPECT_EQ(inspected["lines"][4],
-            json::parse(R"({"line": 5, "text": "gzip on;", "block": 0, "library_path": "",
-                            "unique": false, "identifies": false})"));
-  EXPECT_EQ(inspected["warnings"][0]["name"], "shifted-path");
+  EXPECT_EQ(inspected["error"], json::parse(R"({
+      "name": "syntax-error", "place": {"file": "site.conf", "line": 3, "column": 1},
+      "text": "</If>",
+      "message": "this does not close the section that is open; '<IfModule x>' is open since line 1",
+      "opened": {"file": "site.conf", "line": 1, "column": 1}})"));
+  EXPECT_EQ(inspected["blocks"][0].count("end_line"), 0U);
+  EXPECT_EQ(inspected["warnings"][0]["name"], "options-comment");
   EXPECT_EQ(inspected["warnings"][0]["place"],
-            json::parse(R"({"file": "site.conf", "line": 5, "column": 1})"));
+            json::parse(R"({"file": "site.conf", "line": 2, "column": 11})"));
 }
 
 TEST_F(Inspect, ReadsStandardInput) {
-  const Outcome outcome = Run({"inspect", "-"}, "events {\n}\n");
-  EXPECT_THAT(outcome.out, HasSubstr("(standard input):1:1: warning: this block is empty"));
+  const Outcome outcome = Run({"inspect", "-"}, "events {\n\n");
+  EXPECT_THAT(outcome.out, HasSubstr("(standard input):1: events {\n"));
+  EXPECT_THAT(outcome.out, HasSubstr("(standard input):1:1: error: the block that begins here"));
   EXPECT_THAT(outcome.err, HasSubstr("(standard input): taken for nginx"));
   EXPECT_EQ(outcome.exit_code, 6);
 }
 
 TEST_F(Inspect, HasAnOptionForEachThing) {
-  m_sandbox.Write("site.conf", "events {\n}\n");
-  EXPECT_EQ(Run({"inspect", "--ignore", "empty-block", "site.conf"}).exit_code, 0);
-  EXPECT_THAT(Run({"inspect", "--color", "always", "site.conf"}).out, HasSubstr("\x1b[33mwarning"));
-  EXPECT_EQ(Run({"inspect", "--ignore", "none", "site.conf"}).exit_code, 2);
+  const Words ignore = {"--ignore", "options-comment"};
+  EXPECT_EQ(Say("apache", "Options A # b\n", ignore).exit_code, 0);
+  EXPECT_EQ(Say("apache", "<A>\nOptions A # b\n", ignore).exit_code, 6);
+  EXPECT_EQ(Say("apache", "", {"--ignore", "syntax-error"}).exit_code, 2);
+  EXPECT_THAT(Say("nginx", "a {\n", {"--color", "always"}).out,
+              AllOf(HasSubstr("\x1b[1ma {\x1b[0m"), HasSubstr("\x1b[31merror")));
   ExpectFailure(Run({"inspect", "--dialect", "nginx", "missing"}),
                 "missing: No such file or directory");
 }

@@ -7,17 +7,21 @@
 #include <string>
 
 #include "cli/program.h"
+#include "support/real_configs.h"
 
 namespace {
 
-// Says what is wrong with the document on standard input; the schema is the first argument.
+// Says what is wrong with the document on standard input, or with those of a list; the schema is
+// the first argument.
 constexpr char kValidate[] = R"(
 import json, sys
 import jsonschema
 schema = json.load(open(sys.argv[1]))
 jsonschema.Draft202012Validator.check_schema(schema)
-for error in jsonschema.Draft202012Validator(schema).iter_errors(json.load(sys.stdin)):
-    print(error.json_path + ": " + error.message)
+read = json.load(sys.stdin)
+for document in read if isinstance(read, list) else [read]:
+    for error in jsonschema.Draft202012Validator(schema).iter_errors(document):
+        print(error.json_path + ": " + error.message)
 )";
 
 class Schema : public Program {
@@ -61,8 +65,24 @@ TEST_F(Schema, HoldsForInspect) {
   ExpectValid("inspect", {"inspect", "--json", "site.conf"}, 0);
   m_sandbox.Write("site.conf", kSiteOfAllKinds);
   ExpectValid("inspect", {"inspect", "--json", "site.conf"}, 6);
+  m_sandbox.Write("site.conf", "}");
+  ExpectValid("inspect", {"inspect", "--json", "site.conf"}, 6);
+  m_sandbox.Write("site.conf", "<Perl>\n</Perl>\nOptions +A B # \xff\n");
+  ExpectValid("inspect", {"inspect", "--json", "--dialect", "apache", "site.conf"}, 6);
   m_sandbox.Write("site.conf", "");
   ExpectValid("inspect", {"inspect", "--json", "--dialect", "apache", "site.conf"}, 0);
+}
+
+TEST_F(Schema, HoldsForInspectOfRealFiles) {
+  for (const char* const dialect : {"nginx", "apache"}) {
+    std::string all;
+    for (const auto& [name, text] : RealConfigs(dialect)) {
+      m_sandbox.Write("site.conf", text);
+      all += (all.empty() ? "" : ",") +
+             Run({"inspect", "--json", "--dialect", dialect, "site.conf"}).out;
+    }
+    EXPECT_EQ(Problems("inspect", '[' + all + ']'), "");
+  }
 }
 
 TEST_F(Schema, HoldsForLint) {
@@ -74,6 +94,8 @@ TEST_F(Schema, HoldsForLint) {
 TEST_F(Schema, CanFail) {
   EXPECT_EQ(Problems("lint", "{}"), "$: 'warnings' is a required property\n");
   EXPECT_NE(Problems("inspect", R"({"more": 1})"), "");
+  EXPECT_EQ(Problems("lint", R"([{"warnings": []}, {}])"),
+            "$: 'warnings' is a required property\n");
   EXPECT_NE(Problems("explain", R"({"warnings": [{"name": 1}]})"), "");
 }
 
