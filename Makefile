@@ -11,7 +11,7 @@ BUILD_PACKAGES = g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-de
 DEMO_PACKAGES = $(BUILD_PACKAGES) nginx apache2-bin openssl
 TEST_PACKAGES = $(BUILD_PACKAGES) clang googletest librapidcheck-dev patch locales \
   nginx libnginx-mod-stream libnginx-mod-mail libnginx-mod-http-lua apache2-bin openssl \
-  libcurl4-openssl-dev acl strace mandoc bash fish zsh python3-jsonschema python3-certbot-nginx
+  libcurl4-openssl-dev acl strace mandoc bash fish zsh python3-jsonschema python3-certbot-nginx augeas-tools
 BINDINGS_PACKAGES = $(TEST_PACKAGES) pybind11-dev python3-dev python3-pip python3-venv python3-setuptools \
   python3-wheel python3-pytest mypy libffi-platypus-perl
 FUZZ_PACKAGES = $(BUILD_PACKAGES) clang libclang-rt-14-dev

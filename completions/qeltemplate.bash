@@ -41,7 +41,7 @@ _qeltemplate() {
       return
       ;;
     --force)
-      COMPREPLY=($(compgen -W $'ambiguous\nduplicate-identity\nlost-lines\nmixed-options\nnot-applied\nodd-line\nother-directive\ntemplate\nunbalanced\nunmatched-section' -- "$current"))
+      COMPREPLY=($(compgen -W $'ambiguous\nduplicate-identity\nlost-lines\nmixed-options\nnot-applied\nodd-line\nother-block\nother-directive\npart-of-directive\ntemplate\nunbalanced\nunmatched-section' -- "$current"))
       return
       ;;
     --set | --old | --unset | --raw | --reload | --jobs | --ignore)

@@ -36,7 +36,7 @@ complete -c qeltemplate -n $apply -l reload -x -d 'Run a command when all files 
 complete -c qeltemplate -n $apply -l exit-code -d 'Exit with 1 when something changed'
 complete -c qeltemplate -n $apply -l jobs -x -d 'Edit so many files at a time'
 complete -c qeltemplate -n $guards -l force -x -d 'Make an edit that is refused' \
-    -a 'ambiguous duplicate-identity lost-lines mixed-options not-applied odd-line other-directive template unbalanced unmatched-section'
+    -a 'ambiguous duplicate-identity lost-lines mixed-options not-applied odd-line other-block other-directive part-of-directive template unbalanced unmatched-section'
 complete -c qeltemplate -n $guards -l raw -x -d 'Put a value in whatever it holds'
 complete -c qeltemplate -n $guards -l no-create -d 'Make no block that is not there'
 complete -c qeltemplate -n $guards -l only-create -d 'Only make blocks that are not there'

@@ -18,6 +18,7 @@
 #include "cli/followed_lines.h"
 #include "cli/guard.h"
 #include "cli/prepare.h"
+#include "cli/server_check.h"
 #include "cli/source_text.h"
 #include "cli/syntax.h"
 #include "cli/template_run.h"
@@ -39,6 +40,7 @@ class Editor {
   Editor(const Request& request, const std::string& text, const std::string& name,
          EditReport* report)
       : m_request(request),
+        m_text(text),
         m_name(name),
         m_report(report),
         m_syntax(SyntaxOf(request.dialect)),
@@ -436,6 +438,7 @@ class Editor {
     const MadeEdit made{m_request, m_name,     m_source, m_shown,    *m_run,
                         m_blocks,  m_block_of, lines,    *m_followed};
     CheckEdit(made, m_findings);
+    CheckServers(made, m_text, m_findings);
     RefuseIfFound();
     if (m_report != nullptr) {
       *m_report = ReportEdit({made, m_template, m_created, m_renamed, m_back, edited});
@@ -606,6 +609,7 @@ class Editor {
   }
 
   const Request& m_request;
+  const std::string& m_text;
   const std::string& m_name;
   EditReport* const m_report;
   const Syntax m_syntax;

@@ -34,6 +34,8 @@ const std::vector<FindingKind> kRefusals = {
     {"duplicate-identity", "two blocks come to have the same identity"},
     {"unmatched-section", "a block of the template is nowhere, and is not new"},
     {"ambiguous", "a block of the template is there several times"},
+    {"other-block", "lines of another server than the template's are touched"},
+    {"part-of-directive", "only some of the lines of one directive are touched"},
     {"odd-line", "a brace stands where the library does not see it"},
     {"not-applied", "a line of the template had no effect"},
     {"mixed-options", "Options words that httpd does not take together"},

@@ -291,7 +291,7 @@ TEST_F(ExplainProgram, TakesTheOptionsOfApply) {
       {"--only-create", {"--only-create", "--set", "name=a.example"}, "[exists]"},
       {"a value with a semicolon", {"--set", "name=a; x"}, "[value]"},
       {"--raw", {"--raw", "name", "--set", "name=a; x"}, ""},
-      {"--unset", {"--unset", "name"}, ""},
+      {"--unset", {"--unset", "name"}, "[other-block]"},
       {"--import-root", {"--import-root", ".", "--set", "name=b"}, ""},
   };
   for (const Case& c : cases) {

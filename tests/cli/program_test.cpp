@@ -382,7 +382,8 @@ TEST_F(Program, WritesADiffThatPatchTurnsIntoTheEditedText) {
 
 // It takes longer to load than the rest of a run.
 TEST_F(Program, LoadsTheDiffLibraryForADiffOnly) {
-  const Words apply = {"apply", "--dialect", "nginx", "--template", "site.template", "site.conf"};
+  const Words apply = {"apply",         "--dialect", "nginx",  "--template",
+                       "site.template", "--set",     "name=b", "site.conf"};
   Words diff = apply;
   diff.emplace_back("--diff");
   const std::string shell = "LD_DEBUG=libs exec \"$@\"";

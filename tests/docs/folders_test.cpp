@@ -24,7 +24,8 @@ const std::map<std::string, std::set<std::string>> kBelow = {
     {"template/framework", {"template/export.h"}},
     {"template", {"template/framework"}},
     {"document", {}},
-    {"cli", {"document", "template", "template/framework"}},
+    {"edit", {"document", "template", "template/framework"}},
+    {"cli", {"edit", "document", "template", "template/framework"}},
 };
 
 bool IsCode(const fs::path& file) {
