@@ -6,6 +6,7 @@
 #include "template/template.h"
 
 #include <algorithm>
+#include <cassert>
 #include <iterator>
 #include <string_view>
 #include <unordered_map>
@@ -230,6 +231,7 @@ EditObserver* Nobody() {
 
 ConfigView::ConfigView(const std::shared_ptr<BaseConfig>& config)
     : m_config(config), m_observer(Nobody()), m_lines(config->GetList()) {
+  config->m_view = this;
   Reader reader(*config);
   reader.Read(*m_lines);
   RegisterUniqueParams(reader.Release(m_params, m_ends));
@@ -409,6 +411,13 @@ void ConfigView::IndexOwners() {
   m_owners = std::move(made);
 }
 
+// To be called when the text of `line` has changed, for which several elements may stand.
+void ConfigView::TextChanged(const LineIterator& line) {
+  if (m_finder.IsIdle()) return;
+  IndexOwners();
+  for (const Owner& owner : m_owners->Of(&*line)) m_finder.Changed(*owner.list, owner.element);
+}
+
 void ConfigView::Unindex(const ParamList& params) {
   m_finder.Forget(params);
   if (!m_owners) return;
@@ -484,6 +493,7 @@ void ConfigView::Forget(const LineIterator& first, const LineIterator& last) try
   const LineIterator before = Before(first);
   for (LineIterator line = first; line != last; ++line) {
     m_observer->Erasing(line);
+    m_disguised.erase(&*line);
     if (IsLine(before)) {
       m_end_index->Move(line, before);
       m_created_index->Move(line, before);
@@ -511,6 +521,7 @@ void ConfigView::ForgetIndexes() {
 
 void ConfigView::AppendParam(const std::string& section, const std::string& param,
                              const std::string& key) {
+  assert(IsLast());
   if (section.empty() || IsBlank(param)) return;
   ParamList* const params = FindBlock(section);
   const bool unique = m_config->IsUniqueParam(param);
@@ -543,7 +554,10 @@ void ConfigView::ReportSharedLine(const std::string& section, const std::string&
   const LineIterator line = m_config->SharedLine(section, param);
   const std::string before = IsLine(line) ? *line : std::string();
   edit();
-  if (IsLine(line)) m_observer->Changed(line, before);
+  if (!IsLine(line)) return;
+  // A unique directive is read anew each time.
+  if (!m_config->IsUniqueParam(before) || !m_config->IsUniqueParam(*line)) TextChanged(line);
+  m_observer->Changed(line, before);
 }
 
 // Calls `make`, which may make lines before `pos`.
@@ -599,6 +613,7 @@ void ConfigView::AppendOrdinary(const std::string& section, ParamList& params,
 // --- View: remove ---
 
 void ConfigView::RemoveParam(const std::string& section, const std::string& param, bool part_key) {
+  assert(IsLast());
   if (section.empty() || IsBlank(param)) return;
   ParamList* const params = FindBlock(section);
   if (params == nullptr) return;
@@ -622,12 +637,11 @@ void ConfigView::RemoveUnique(const std::string& section, ParamList& params,
 // The first element of `params` for each of `lines` that has one.
 std::unordered_map<const std::string*, ConfigView::ParamList::iterator> ConfigView::OwnElements(
     ParamList& params, const std::list<LineIterator>& lines) {
-  constexpr std::size_t kSearchesThatPay = 16;
   LineSet wanted;
   for (const LineIterator& line : lines) wanted.insert(Address(line));
   wanted.erase(nullptr);
   if (wanted.empty()) return {};
-  if (m_elements_searched > kSearchesThatPay * m_lines->size() && !m_lines_shared) IndexOwners();
+  if (m_elements_searched >= kSearchesThatPay * m_lines->size() && !m_lines_shared) IndexOwners();
 
   std::unordered_map<const std::string*, ParamList::iterator> own;
   if (m_owners && !m_lines_shared) {
@@ -660,6 +674,7 @@ void ConfigView::EraseHandedBack(ParamList& params, const std::list<LineIterator
     const LineIterator line = param->m_line;
     if (log) LOG_DEBUG("deleted unique param '%s'", line->c_str());
     ForgetParam(params, param);
+    m_config->ForgetLine(line);
     m_lines->erase(line);
   }
 }
@@ -687,6 +702,7 @@ void ConfigView::RemoveOrdinary(ParamList& params, const std::string& param) {
 }
 
 void ConfigView::RemoveEmptySections() {
+  assert(IsLast());
   for (auto block = m_params.begin(); block != m_params.end();) {
     if (!IsRemovable(*block)) {
       ++block;
@@ -718,6 +734,7 @@ bool ConfigView::IsRemovable(const Params::value_type& block) const {
 
 void ConfigView::ChangeParam(const std::string& section, const std::string& old_param,
                              const std::string& new_param, const std::string& key) {
+  assert(IsLast());
   if (section.empty() || IsBlank(new_param) || (IsBlank(old_param) && IsBlank(key))) return;
   ParamList* const params = FindBlock(section);
   if (params == nullptr) return;
@@ -742,7 +759,7 @@ void ConfigView::ChangeOrdinary(const std::string& section, ParamList& params,
   m_config->ChangeParam(line, str::Append(new_param, comment, marker));
   m_observer->Changed(line, before);
   if (m_lines_shared) {
-    m_finder.Clear();
+    TextChanged(line);
   } else {
     m_finder.Changed(params, param);
   }

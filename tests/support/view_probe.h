@@ -14,9 +14,21 @@
 #include "template/framework/str.h"
 #include "template/line_list_config.h"
 
+// "" when every line that the dialect keeps an iterator to is a line of the list, else what is
+// wrong. Looks at the nodes' addresses only, so that it can be trusted with dangling references.
+inline std::string BrokenRegister(tov_template::BaseConfig& config) {
+  const auto* dialect = dynamic_cast<tov_template::LineListConfig*>(&config);
+  if (dialect == nullptr) return "";
+  std::set<const std::string*> lines;
+  for (const std::string& line : *config.GetList()) lines.insert(&line);
+  for (const tov_template::LineIterator& line : dialect->RegisteredLines()) {
+    if (lines.count(&*line) == 0) return "a line registered by the dialect";
+  }
+  return "";
+}
+
 // "" when every reference of the index is to a line of the list or to no line, and every one of the
-// dialect to a line, else what is wrong. Looks at the nodes' addresses only, so that it can be
-// trusted with dangling references.
+// dialect to a line, else what is wrong.
 template <class View>
 std::string BrokenReferences(const View& view) {
   std::set<const std::string*> lines;
@@ -35,12 +47,7 @@ std::string BrokenReferences(const View& view) {
   for (const auto& [section, line] : view.m_created) {
     if (broken(line)) return "created of " + section;
   }
-  if (const auto* dialect = dynamic_cast<tov_template::LineListConfig*>(view.m_config.get())) {
-    for (const tov_template::LineIterator& line : dialect->RegisteredLines()) {
-      if (lines.count(&*line) == 0) return "a line registered by the dialect";
-    }
-  }
-  return "";
+  return BrokenRegister(*view.m_config);
 }
 
 class ViewProbe : public tov_template::ConfigView {
