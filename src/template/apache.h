@@ -64,6 +64,8 @@ class QELTEMPLATE_EXPORT Apache : public LineListConfig {
     void AddLines(std::vector<LineIterator>& lines) const;
 
    private:
+    friend struct IndexAudit;  // compares what is derived with a fresh one, in tests
+
     // Section path -> the directive's name as first written, then the words.
     using Words = std::map<std::string, std::list<std::string>>;
     using Lines = std::map<std::string, LineIterator>;
@@ -130,6 +132,8 @@ class QELTEMPLATE_EXPORT Apache : public LineListConfig {
     void Changed(const LineIterator& line) { m_registry.Changed(line); }
 
    private:
+    friend struct IndexAudit;  // as above
+
     class QELTEMPLATE_LOCAL Pieces;
 
     QELTEMPLATE_LOCAL LineRegistry::List* Find(const std::string& section, const std::string& name);
@@ -187,6 +191,9 @@ class QELTEMPLATE_EXPORT Apache : public LineListConfig {
 
   ParseOptions m_parse_options;
   ParseHugeParam m_parse_huge_param;
+
+ private:
+  friend struct IndexAudit;  // as above
 };
 
 }  // namespace tov_template

@@ -121,9 +121,9 @@ class QELTEMPLATE_EXPORT BaseConfig {
   virtual std::string GetKeyFieldConstParam(const std::string& line) const = 0;
 
   // The line of the block `section` that holds the values of the unique directive `text` together
-  // with those of others, and is written anew when they change; no line when there is none. Adding
-  // and removing may write to no other line that was there before. Default: there are no such
-  // lines.
+  // with those of others, and is written anew when they change; no line when there is none.
+  // Registering, adding and removing may write to no other line that was there before, and changing
+  // to none. Default: there are no such lines.
   virtual LineIterator SharedLine(const std::string& section, const std::string& text);
 
  protected:

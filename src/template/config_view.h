@@ -144,6 +144,8 @@ class ConfigView {
   Places m_created;
 
  private:
+  friend struct IndexAudit;  // compares it with a fresh one, in tests
+
   class Reader;
 
   using ParamList = std::list<ConfParam>;
@@ -166,7 +168,9 @@ class ConfigView {
 
   // `Unique` is SectionTree::Unique, whose header builds on this one.
   template <class Unique>
-  void RegisterUniqueParams(const Unique& unique);
+  void RegisterUniqueParams(Unique unique);
+
+  bool MergesIntoOrdinary(const std::string& section, const std::string& text) const;
 
   // Whether no other view has been made over the dialect since.
   bool IsLast() const { return m_config->m_view == this; }
@@ -185,6 +189,7 @@ class ConfigView {
 
   // References to lines
   void IndexPlaces();
+  PlaceIndex IndexOf(Places& places) const;
   void IndexOwners();
   void TextChanged(const LineIterator& line);
   void Unindex(const ParamList& params);

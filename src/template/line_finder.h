@@ -106,6 +106,8 @@ class LineFinder {
   bool IsIdle() const { return m_indexes.empty(); }
 
  private:
+  friend struct IndexAudit;  // compares it with a fresh one, in tests
+
   // Tells which of two elements of a list comes first.
   using Rank = std::size_t;
 

@@ -77,6 +77,8 @@ class LineRegistry {
   }
 
  private:
+  friend struct IndexAudit;  // compares it with a fresh one, in tests
+
   struct Place {
     List* list;
     List::iterator element;

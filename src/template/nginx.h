@@ -103,6 +103,8 @@ class QELTEMPLATE_EXPORT Nginx : public LineListConfig {
   std::map<std::string, std::list<LineIterator>> m_listen;
 
  private:
+  friend struct IndexAudit;  // compares it with a fresh one, in tests
+
   QELTEMPLATE_LOCAL LineIterator MakeListen(const std::string& section, LineRegistry::List& listens,
                                             const LineIterator& pos, const std::string& listen);
 

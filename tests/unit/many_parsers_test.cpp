@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "support/index_audit.h"
 #include "support/view_probe.h"
 #include "template/apache.h"
 #include "template/framework/str.h"
@@ -14,6 +15,7 @@
 
 using tov_template::Apache;
 using tov_template::BaseConfig;
+using tov_template::IndexAudit;
 using tov_template::ParserTemplate;
 
 namespace {
@@ -26,7 +28,7 @@ std::string Renamed(const Config& config, const std::string& text, const std::st
                     const std::string& new_name) {
   ParserTemplate parser(config);
   parser.SetValue("n", old_name, new_name).SetTemplate(text).ApplyTemplate();
-  EXPECT_EQ(BrokenRegister(*config), "");
+  EXPECT_EQ(IndexAudit::WrongInDialect(*config), "");
   return parser.GetConfig();
 }
 
@@ -82,7 +84,7 @@ TEST(ManyParsers, AMergedLineThatHasBecomeAnAliasAndGoesIsForgotten) {
   ASSERT_EQ(config->Str(), "<A>\n\tServerAlias x\nFoo\n</A>");
   ViewProbe(config).RemoveParam("<A>", "ServerAlias x", false);
   ASSERT_EQ(config->Str(), "<A>\nFoo\n</A>");
-  ASSERT_EQ(BrokenRegister(*config), "");
+  ASSERT_EQ(IndexAudit::WrongInDialect(*config), "");
   ViewProbe view(config);
   view.AppendParam("<A>", "Options B", "Options B");
   EXPECT_EQ(view.Text(), "<A>\nFoo\n\tOptions B\n</A>");
@@ -113,6 +115,41 @@ TEST(ManyParsers, AMergedLineThatWasChangedIsWrittenAnew) {
     first.ChangeParam("<U>", "<U>", "<V>", "");
   }
   EXPECT_EQ(ViewProbe(config).Text(), "<V>\n\tOptions A B\nFoo\n</V>\n<V>\nFoo\n</U>");
+}
+
+// The block of the line comes after the one whose line is merged into it.
+TEST(ManyParsers, AMergedLineThatGetsItsNameBackIsRegisteredInItsBlock) {
+  const Config config = tov_template::GetConfigType(
+      "Apache", "<V>\nOptions A\nFoo\n</V>\n<W>\nOptions B\nFoo\n</W>\n");
+  {
+    ViewProbe first(config);
+    first.ChangeParam("<V>", "Options", "zz", "");
+    first.ChangeParam("<V>", "<V>", "<X>", "");
+    first.ChangeParam("<W>", "<W>", "<V>", "");
+  }
+  ViewProbe second(config);
+  EXPECT_EQ(second.BrokenReferences(), "");
+  ASSERT_EQ(second.Text(), "<X>\n\tOptions A B\nFoo\n</V>\n<V>\nFoo\n</W>");
+  second.AppendParam("<X>", "Options C", "");
+  EXPECT_EQ(second.Text(), "<X>\n\tOptions A B C\nFoo\n</V>\n<V>\nFoo\n</W>");
+}
+
+// The same, but it is a later line of its block then, and goes. The block ends with it.
+TEST(ManyParsers, AMergedLineThatGetsItsNameBackAndGoesIsForgotten) {
+  const Config config = tov_template::GetConfigType(
+      "Apache", "<W>\nOptions B\nFoo\n</W>\n<X>\nOptions C\nFoo\n</X>\n<V>\nFoo\nOptions A");
+  {
+    ViewProbe first(config);
+    first.ChangeParam("<V>", "Options", "zz", "");
+    first.ChangeParam("<V>", "<V>", "<Z>", "");
+    first.ChangeParam("<X>", "<X>", "<Z>", "");
+    first.ChangeParam("<W>", "<W>", "<V>", "");
+  }
+  EXPECT_EQ(ViewProbe(config).BrokenReferences(), "");
+  ViewProbe view(config);
+  EXPECT_EQ(view.BrokenReferences(), "");
+  view.AppendParam("<Z>", "Bar", "Bar");
+  EXPECT_EQ(view.BrokenReferences(), "");
 }
 
 TEST(ManyParsers, ADebugBuildStopsAtAnEditByTheOlderOfTwoViews) {
@@ -153,6 +190,21 @@ TEST(LongBlock, ARecordedLineThatHasBecomeAnOrdinaryOneIsFoundByItsNewText) {
   ASSERT_EQ(view.Text(), "<V>\n" + str::Replace(lines, "ServerAlias a5\n", "zz a5\n") + "</V>");
   view.RemoveParam("<V>", two_pieces, false);
   EXPECT_EQ(view.Text(), "<V>\n" + str::Replace(lines, "ServerAlias a5\n", "") + "</V>");
+}
+
+TEST(IndexAudit, ReportsATextThatNobodyWasToldOf) {
+  ViewProbe view = ViewOf<Apache>("<V>\n" + Numbered("K", 40) + "</V>");
+  for (int i = 0; i < 20; ++i) view.RemoveParam("<V>", "none", false);
+  ASSERT_EQ(view.BrokenReferences(), "");
+  view.m_lines->back() = "another";
+  EXPECT_NE(view.BrokenReferences(), "");
+}
+
+TEST(IndexAudit, ReportsAnElementThatNobodyWasToldOf) {
+  ViewProbe view = ViewOf<Apache>("<V>\n" + Numbered("K", 40) + "</V>");
+  for (int i = 0; i < 20; ++i) view.RemoveParam("<V>", "none", false);
+  view.m_params["<V>"].pop_back();
+  EXPECT_NE(view.BrokenReferences(), "");
 }
 
 }  // namespace
