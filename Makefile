@@ -71,7 +71,7 @@ bindings-test:
 	ctest --preset release -R '^(Bindings[.]|C(Interface|Golden|FailingMemory))'
 
 CASES = 1000
-PROPERTY_TESTS = cli/cli_explain_test edit_property_test model_test property_test
+PROPERTY_TESTS = cli/cli_explain_test edit_property_test model_test property_test sequence_test
 
 properties:
 	cmake/install-packages.sh $(TEST_PACKAGES)

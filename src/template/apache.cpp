@@ -99,6 +99,11 @@ void Apache::ForgetLine(const LineIterator& line) {
   m_parse_huge_param.Forget(line);
 }
 
+void Apache::LineChanged(const LineIterator& line) {
+  m_parse_options.Changed();
+  m_parse_huge_param.Changed(line);
+}
+
 // Options
 
 LineIterator Apache::ParseOptions::Register(const std::string& section, LineIterator& pos) {
@@ -107,9 +112,11 @@ LineIterator Apache::ParseOptions::Register(const std::string& section, LineIter
   if (first) SetLine(section, pos);
   const auto merged = m_merged_lines.find(section);
   if (merged != m_merged_lines.end()) {
-    std::string& line = *merged->second;
-    // Only what is new, behind what was written before: a block may have any number of such lines.
-    line = first || line.empty() ? Line(section) : std::move(line) + added;
+    // A block may have any number of such lines, which come in a row: only what is new is written,
+    // behind what was written for the line before.
+    const bool goes_on = m_registered_last == &merged->first;
+    m_apache->Write(merged->second, goes_on ? std::move(*merged->second) + added : Line(section));
+    m_registered_last = &merged->first;
   }
   return first ? pos : m_apache->RemoveParam(pos);
 }
@@ -119,7 +126,7 @@ LineIterator Apache::ParseOptions::Append(const std::string& section, const Line
   AddWords(section, text);
   const auto merged = m_merged_lines.find(section);
   if (merged != m_merged_lines.end()) {
-    *merged->second = Line(section);
+    m_apache->Write(merged->second, Line(section));
     return pos;
   }
   const LineIterator line = m_apache->AppendParam(pos, Line(section));
@@ -135,12 +142,12 @@ void Apache::ParseOptions::Remove(const std::string& section, const std::string&
   if (!flag) RemoveWords(section, text);
   if (words.empty()) return;
   if (!flag && words.back() != kOptions) {
-    *merged->second = Line(section);
+    m_apache->Write(merged->second, Line(section));
     return;
   }
   m_positions[section].clear();
   words.clear();
-  merged->second->clear();
+  m_apache->Write(merged->second, "");
 }
 
 LineIterator Apache::ParseOptions::MergedLine(const std::string& section) const {
@@ -159,6 +166,7 @@ void Apache::ParseOptions::Forget(const LineIterator& line) {
     m_positions.erase(m_positions.find(*section));
     m_words.erase(m_words.find(*section));
     m_merged_lines.erase(m_merged_lines.find(*section));
+    m_registered_last = nullptr;
   }
 }
 
@@ -302,11 +310,7 @@ void Apache::ParseHugeParam::Change(const std::string& section, const LineIterat
 }
 
 void Apache::ParseHugeParam::Forget(const LineIterator& line) {
-  m_registry.Forget(line, [this](const auto& use) {
-    for (auto& [section, directives] : m_huge_lines) {
-      for (auto& [name, lines] : directives) use(lines);
-    }
-  });
+  m_registry.Forget(line);
 }
 
 void Apache::ParseHugeParam::AddLines(std::vector<LineIterator>& lines) const {

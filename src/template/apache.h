@@ -57,10 +57,15 @@ class QELTEMPLATE_EXPORT Apache : public LineListConfig {
     // Drops what refers to `line`, which is about to be erased: the words of its block as well.
     void Forget(const LineIterator& line);
 
+    // To be called when the text of a line has changed.
+    void Changed() { m_registered_last = nullptr; }
+
     // Appends the blocks' lines to `lines`.
     void AddLines(std::vector<LineIterator>& lines) const;
 
    private:
+    friend struct IndexAudit;  // compares what is derived with a fresh one, in tests
+
     // Section path -> the directive's name as first written, then the words.
     using Words = std::map<std::string, std::list<std::string>>;
     using Lines = std::map<std::string, LineIterator>;
@@ -80,6 +85,10 @@ class QELTEMPLATE_EXPORT Apache : public LineListConfig {
 
     // The entries of m_merged_lines by their lines. Made when the first line is erased.
     std::optional<LineIndex<const std::string*>> m_sections;
+
+    // The key in m_merged_lines of the block whose line Register has written, and nobody has
+    // written to any line since; null when somebody has.
+    const std::string* m_registered_last = nullptr;
   };
 
   // The lines of "ServerAlias" and "DirectoryIndex".
@@ -119,10 +128,12 @@ class QELTEMPLATE_EXPORT Apache : public LineListConfig {
     // Appends the recorded lines to `lines`.
     void AddLines(std::vector<LineIterator>& lines) const;
 
-    // To be called when the text of a recorded line may have become another one.
-    void TextsChanged() { m_registry.TextsChanged(); }
+    // To be called when the text of `line` has changed.
+    void Changed(const LineIterator& line) { m_registry.Changed(line); }
 
    private:
+    friend struct IndexAudit;  // as above
+
     class QELTEMPLATE_LOCAL Pieces;
 
     QELTEMPLATE_LOCAL LineRegistry::List* Find(const std::string& section, const std::string& name);
@@ -176,10 +187,13 @@ class QELTEMPLATE_EXPORT Apache : public LineListConfig {
 
  protected:
   void ForgetLine(const LineIterator& line) override;
-  void UniqueLineChanged() override { m_parse_huge_param.TextsChanged(); }
+  void LineChanged(const LineIterator& line) override;
 
   ParseOptions m_parse_options;
   ParseHugeParam m_parse_huge_param;
+
+ private:
+  friend struct IndexAudit;  // as above
 };
 
 }  // namespace tov_template

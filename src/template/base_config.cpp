@@ -47,4 +47,6 @@ LineIterator BaseConfig::SharedLine(const std::string& /*section*/, const std::s
   return GetList()->end();
 }
 
+void BaseConfig::ForgetLine(const LineIterator& /*line*/) {}
+
 }  // namespace tov_template

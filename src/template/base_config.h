@@ -13,6 +13,8 @@
 
 namespace tov_template {
 
+class ConfigView;
+
 // The place of a line in a dialect's line list. The end of the list stands for no line.
 using LineIterator = std::list<std::string>::iterator;
 
@@ -21,6 +23,11 @@ using LineIterator = std::list<std::string>::iterator;
 // values
 // ("unique" directives, such as nginx's listen). Held by std::shared_ptr, used by one thread at a
 // time.
+//
+// One view or parser at a time may stand over a dialect object. When it is gone, another one may be
+// made: it reads the lines as they are then. What the first one has merged counts as the text, and
+// the dialect keeps what it has registered. Two that are alive at once and both edit are not
+// supported; a debug build stops at the first edit by the older one.
 //
 // To add a dialect, derive from LineListConfig, or from this class where lines have to be kept in
 // another way. Three rules bind every dialect:
@@ -115,11 +122,21 @@ class QELTEMPLATE_EXPORT BaseConfig {
 
   // The line of the block `section` that holds the values of the unique directive `text` together
   // with those of others, and is written anew when they change; no line when there is none.
-  // Default: there are no such lines.
+  // Registering, adding and removing may write to no other line that was there before, and changing
+  // to none. Default: there are no such lines.
   virtual LineIterator SharedLine(const std::string& section, const std::string& text);
 
+ protected:
+  // Called with a line that the dialect has handed back, before the view erases it: what else the
+  // dialect keeps of it, for other blocks as well, has to be forgotten now. A line that is handed
+  // back and belongs to another block stays. Default: does nothing.
+  virtual void ForgetLine(const LineIterator& line);
+
  private:
+  friend class ConfigView;
+
   std::string m_conf_text;
+  const ConfigView* m_view = nullptr;  // the one that was made last
 };
 
 }  // namespace tov_template

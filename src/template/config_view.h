@@ -41,7 +41,8 @@ namespace tov_template {
 // Where blocks have the same path they share one entry. Nothing in the view ever refers to an
 // erased line. No operation reports an error: what cannot be found or is empty makes a call do
 // nothing. Exceptions are those of the dialect and std::bad_alloc; an edit that ends with one may
-// be half done. A view and its dialect are used by one thread at a time.
+// be half done. A view and its dialect are used by one thread at a time. Another view of the same
+// dialect may be made when this one is gone, see BaseConfig.
 //
 // Cost: an edit looks through its block, and no further; edits that go on in a long block look it
 // through a few times only and then cost the logarithm of its length each.
@@ -143,6 +144,8 @@ class ConfigView {
   Places m_created;
 
  private:
+  friend struct IndexAudit;  // compares it with a fresh one, in tests
+
   class Reader;
 
   using ParamList = std::list<ConfParam>;
@@ -165,7 +168,12 @@ class ConfigView {
 
   // `Unique` is SectionTree::Unique, whose header builds on this one.
   template <class Unique>
-  void RegisterUniqueParams(const Unique& unique);
+  void RegisterUniqueParams(Unique unique);
+
+  bool MergesIntoOrdinary(const std::string& section, const std::string& text) const;
+
+  // Whether no other view has been made over the dialect since.
+  bool IsLast() const { return m_config->m_view == this; }
 
   // Positions
   bool IsLine(const LineIterator& line) const { return line != m_lines->end(); }
@@ -181,7 +189,9 @@ class ConfigView {
 
   // References to lines
   void IndexPlaces();
+  PlaceIndex IndexOf(Places& places) const;
   void IndexOwners();
+  void TextChanged(const LineIterator& line);
   void Unindex(const ParamList& params);
   void Unindex(const LineIterator& end);
   void SetPlace(Places& places, std::optional<PlaceIndex>& index, const std::string& section,

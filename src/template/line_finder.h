@@ -18,6 +18,16 @@ namespace tov_template {
 
 enum class Match { kBeginning, kWhole };
 
+// A list of fewer elements is always searched from its front, a longer one until that has taken so
+// many steps for each of its elements.
+#ifdef QELTEMPLATE_EAGER_INDEXES  // so that tests with short lists see indexes at work
+inline constexpr std::size_t kShortList = 0;
+inline constexpr std::size_t kSearchesThatPay = 0;
+#else
+inline constexpr std::size_t kShortList = 32;
+inline constexpr std::size_t kSearchesThatPay = 16;
+#endif
+
 // Finds the elements of lists by the beginnings of the lines they stand for. A list is searched
 // from its front, until that has cost so much that an index of it pays: so a short list never has
 // one, and a long one that is searched again and again soon has.
@@ -89,11 +99,15 @@ class LineFinder {
     Update(list, [&](Index& index) { Insert(index, element, Remove(index, element)); });
   }
 
-  // Forgets what is known of `list`, or of all lists.
+  // Forgets what is known of `list`.
   void Forget(const List& list) { m_indexes.erase(&list); }
-  void Clear() { m_indexes.clear(); }
+
+  // True while no list has an index: then nothing need be told about elements.
+  bool IsIdle() const { return m_indexes.empty(); }
 
  private:
+  friend struct IndexAudit;  // compares it with a fresh one, in tests
+
   // Tells which of two elements of a list comes first.
   using Rank = std::size_t;
 
@@ -116,14 +130,6 @@ class LineFinder {
     std::map<Rank, Iterator> unsteady;  // those whose texts are to be read each time
     std::unordered_map<const Element*, Place> places;
   };
-
-#ifdef QELTEMPLATE_EAGER_INDEXES  // so that tests with short lists see indexes at work
-  static constexpr std::size_t kShortList = 0;
-  static constexpr std::size_t kSearchesThatPay = 0;
-#else
-  static constexpr std::size_t kShortList = 32;
-  static constexpr std::size_t kSearchesThatPay = 16;
-#endif
 
   static bool Fits(std::string_view text, std::string_view key, Match match) {
     return match == Match::kWhole ? text == key : text.substr(0, key.size()) == key;

@@ -51,6 +51,8 @@ class LineIndex {
   }
 
  private:
+  friend struct IndexAudit;  // compares it with a fresh one, in tests
+
   struct Key {
     const std::string* line;
     const void* id;

@@ -32,9 +32,7 @@ LineIterator LineListConfig::RemoveParam(const LineIterator& first, const LineIt
 }
 
 void LineListConfig::ChangeParam(const LineIterator& pos, const std::string& text) {
-  if (pos == m_lines.end()) return;
-  *pos = text;
-  if (IsUniqueParam(text)) UniqueLineChanged();
+  if (pos != m_lines.end()) Write(pos, text);
 }
 
 std::string LineListConfig::Str() const {
@@ -49,9 +47,12 @@ std::vector<LineIterator> LineListConfig::RegisteredLines() const {
   return {};
 }
 
-void LineListConfig::ForgetLine(const LineIterator& /*line*/) {}
+void LineListConfig::Write(const LineIterator& line, std::string text) {
+  *line = std::move(text);
+  LineChanged(line);
+}
 
-void LineListConfig::UniqueLineChanged() {}
+void LineListConfig::LineChanged(const LineIterator& /*line*/) {}
 
 std::string LineListConfig::Indented(const std::string& section, const std::string& text) {
   return std::string(SectionDepth(section), '\t') + text;

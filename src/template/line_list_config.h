@@ -15,7 +15,8 @@ namespace tov_template {
 
 // A dialect that keeps its lines in a std::list, one element for each line that is not empty. A
 // derived dialect says how its lines are told apart (the pure operations that remain), and
-// overrides ForgetLine when it keeps line iterators of its own.
+// overrides ForgetLine when it keeps line iterators of its own: here it is called with each line
+// before RemoveParam erases it, too.
 class QELTEMPLATE_EXPORT LineListConfig : public BaseConfig {
  public:
   // Cuts `text` at each "\n" and keeps the pieces that are not empty: blank lines and the last line
@@ -41,11 +42,11 @@ class QELTEMPLATE_EXPORT LineListConfig : public BaseConfig {
   virtual std::vector<LineIterator> RegisteredLines() const;
 
  protected:
-  // Called with each line before RemoveParam erases it. Default: does nothing.
-  virtual void ForgetLine(const LineIterator& line);
+  // Makes `text` the text of `line`, which is a line. Whatever writes to a line comes here.
+  void Write(const LineIterator& line, std::string text);
 
-  // Called when ChangeParam has made a line a unique directive. Default: does nothing.
-  virtual void UniqueLineChanged();
+  // Called when the text of `line` has changed. Default: does nothing.
+  virtual void LineChanged(const LineIterator& line);
 
   // `text` behind one tab for each level of `section`.
   static std::string Indented(const std::string& section, const std::string& text);

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -26,6 +27,7 @@ class LineRegistry {
 
   // Appends `line`, which must be a line, to `list`.
   void Add(List& list, const LineIterator& line) {
+    if (list.empty()) m_lists.insert(&list);
     List added{line};
     const auto element = added.begin();
     if (m_index) Index(*m_index, list, element);
@@ -43,10 +45,16 @@ class LineRegistry {
     return m_finder.All(list, text, match);
   }
 
-  // To be called when the text of a line may have become another one.
-  void TextsChanged() { m_finder.Clear(); }
+  // To be called when the text of `line` has changed, whether it is in a list or not. Cost: as that
+  // of Forget, but none while every list is short.
+  void Changed(const LineIterator& line) {
+    if (m_finder.IsIdle()) return;
+    MakeIndex();
+    for (const Place& place : m_index->Of(&*line)) m_finder.Changed(*place.list, place.element);
+  }
 
-  // Moves `element` from `list` to the end of `removed`.
+  // Moves `element` from `list` to the end of `removed`. The line stays in other lists until it is
+  // forgotten, since it may not go after all.
   void HandBack(List& list, List::iterator element, List& removed) {
     if (m_index) m_index->Remove(&**element, &*element);
     m_finder.Erasing(list, element);
@@ -58,19 +66,10 @@ class LineRegistry {
     while (!list.empty()) HandBack(list, list.begin(), removed);
   }
 
-  // Drops `line`, which is about to be erased, from every list. `for_each_list(use)` has to call
-  // `use` with each list there is. Cost: logarithmic, but for the first call, which looks at all.
-  template <class ForEachList>
-  void Forget(const LineIterator& line, ForEachList for_each_list) {
-    if (!m_index) {
-      ListIndex index;
-      for_each_list([&index](List& list) {
-        for (auto element = list.begin(); element != list.end(); ++element) {
-          Index(index, list, element);
-        }
-      });
-      m_index = std::move(index);
-    }
+  // Drops `line`, which is about to be erased, from every list. Cost: logarithmic, but for the
+  // first call, which looks at all lines.
+  void Forget(const LineIterator& line) {
+    MakeIndex();
     for (const Place& place : m_index->Take(&*line)) {
       m_finder.Erasing(*place.list, place.element);
       place.list->erase(place.element);
@@ -78,6 +77,8 @@ class LineRegistry {
   }
 
  private:
+  friend struct IndexAudit;  // compares it with a fresh one, in tests
+
   struct Place {
     List* list;
     List::iterator element;
@@ -93,7 +94,21 @@ class LineRegistry {
     index.Add(&**element, &*element, {&list, element});
   }
 
-  // The elements by their lines. Made when the first line is erased.
+  void MakeIndex() {
+    if (m_index) return;
+    ListIndex made;
+    for (List* const list : m_lists) {
+      for (auto element = list->begin(); element != list->end(); ++element) {
+        Index(made, *list, element);
+      }
+    }
+    m_index = std::move(made);
+  }
+
+  // Those that have, or once had, any elements.
+  std::unordered_set<List*> m_lists;
+
+  // The elements by their lines. Made when it is first needed.
   std::optional<ListIndex> m_index;
 
   LineFinder<LineIterator, Text> m_finder;

@@ -185,9 +185,7 @@ std::vector<LineIterator> Nginx::RegisteredLines() const {
 }
 
 void Nginx::ForgetLine(const LineIterator& line) {
-  m_registry.Forget(line, [this](const auto& use) {
-    for (auto& [section, listens] : m_listen) use(listens);
-  });
+  m_registry.Forget(line);
 }
 
 }  // namespace tov_template

@@ -97,12 +97,14 @@ class QELTEMPLATE_EXPORT Nginx : public LineListConfig {
 
  protected:
   void ForgetLine(const LineIterator& line) override;
-  void UniqueLineChanged() override { m_registry.TextsChanged(); }
+  void LineChanged(const LineIterator& line) override { m_registry.Changed(line); }
 
   // Section path -> its listen lines, as registered or made. Never refers to an erased line.
   std::map<std::string, std::list<LineIterator>> m_listen;
 
  private:
+  friend struct IndexAudit;  // compares it with a fresh one, in tests
+
   QELTEMPLATE_LOCAL LineIterator MakeListen(const std::string& section, LineRegistry::List& listens,
                                             const LineIterator& pos, const std::string& listen);
 

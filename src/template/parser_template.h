@@ -23,7 +23,8 @@ namespace tov_template {
 //
 // Values come first, then the template, then the application: a template sees the values set before
 // it. A second application works on the configuration as the first left it; for an independent
-// request take a new parser over a new dialect object.
+// request take a new parser over a new dialect object. A new parser over the same dialect object
+// may only be made when the one before is gone, see BaseConfig.
 //
 // Copies are handles on one and the same parser. A parser and its copies are used by one thread at
 // a time; different parsers do not disturb one another.

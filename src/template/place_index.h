@@ -67,6 +67,8 @@ class PlaceIndex {
   }
 
  private:
+  friend struct IndexAudit;  // compares it with a fresh one, in tests
+
   std::unordered_map<const std::string*, std::vector<Place*>> m_lines;
   std::unordered_map<const LineIterator*, std::size_t> m_positions;  // in the vector of its line
 };

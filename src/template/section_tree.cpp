@@ -18,7 +18,11 @@ using Node = SectionTree::Node;
 using Block = SectionTree::Block;
 
 // From this many members on a family is searched by an index.
+#ifdef QELTEMPLATE_EAGER_INDEXES
+constexpr std::size_t kLargeFamily = 1;
+#else
 constexpr std::size_t kLargeFamily = 16;
+#endif
 
 void Drop(Block* dropped, Block* kept) {
   dropped->kept = kept;

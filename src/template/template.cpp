@@ -6,6 +6,7 @@
 #include "template/template.h"
 
 #include <algorithm>
+#include <cassert>
 #include <iterator>
 #include <string_view>
 #include <unordered_map>
@@ -230,58 +231,99 @@ EditObserver* Nobody() {
 
 ConfigView::ConfigView(const std::shared_ptr<BaseConfig>& config)
     : m_config(config), m_observer(Nobody()), m_lines(config->GetList()) {
+  config->m_view = this;
   Reader reader(*config);
   reader.Read(*m_lines);
   RegisterUniqueParams(reader.Release(m_params, m_ends));
 }
 
-// The dialect may merge a unique line into an earlier one: it erases the line and names another
-// that stands for it from now on. The elements that stood for the erased line follow as a pile and
-// are set at the end, so that a long run of merged lines costs no more than as many short ones.
-// Nobody looks at them in between: each line has one element at first, whose turn is over then.
-template <class Unique>
-void ConfigView::RegisterUniqueParams(const Unique& unique) {
+namespace {
+
+// Elements that stand for a line that is erased while unique lines are registered, because the
+// dialect has merged it into another one. They follow as a pile and are set at the end, so that a
+// long run of merged lines costs no more than as many short ones. Nobody looks at them in between:
+// each line has one element at first, whose turn is over then.
+class MergedElements {
+ public:
+  // `param` stood for the line that was at the address `erased`, and stands for another one now,
+  // at the address `line`: so do all others that stood for the erased one.
+  void Follow(const std::string* erased, const std::string* line, ConfParam& param) {
+    Pile pile{param.m_line, {}};
+    const auto found = m_piles.find(erased);
+    if (found != m_piles.end()) {
+      pile.params = std::move(found->second.params);
+      m_piles.erase(found);
+    }
+    pile.params.push_back(&param);
+    Pile& target = m_piles[line];
+    if (target.params.size() < pile.params.size()) std::swap(target, pile);
+    target.line = param.m_line;
+    target.params.insert(target.params.end(), pile.params.begin(), pile.params.end());
+  }
+
+  // Returns whether there are any.
+  bool Settle() {
+    for (const auto& [line, pile] : m_piles) {
+      for (ConfParam* const param : pile.params) param->m_line = pile.line;
+    }
+    return !m_piles.empty();
+  }
+
+ private:
   struct Pile {
     LineIterator line;
     std::vector<ConfParam*> params;
   };
-  std::unordered_map<const std::string*, Pile> piles;
-  const auto follow = [&](const std::string* erased, ConfParam& param) {
-    Pile pile{param.m_line, {}};
-    const auto found = piles.find(erased);
-    if (found != piles.end()) {
-      pile.params = std::move(found->second.params);
-      piles.erase(found);
+
+  std::unordered_map<const std::string*, Pile> m_piles;
+};
+
+}  // namespace
+
+// Whether `text` goes with others into a line that does not look like a unique directive.
+bool ConfigView::MergesIntoOrdinary(const std::string& section, const std::string& text) const {
+  const LineIterator shared = m_config->SharedLine(section, text);
+  return IsLine(shared) && !m_config->IsUniqueParam(*shared);
+}
+
+// A merged line that an earlier view has left without the directive's name gets it back when
+// another line is merged into it, and is a unique one from then on: if its turn is still to come,
+// it has to be registered as well.
+template <class Unique>
+void ConfigView::RegisterUniqueParams(Unique unique) {
+  MergedElements merged;
+  bool all = false;  // what is not known to be unique has its turn as well
+  PlaceIndex ends;   // on lines that have their turn: no other is erased here
+  for (Places::value_type* const end : unique.ends) ends.Add(*end);
+  const auto look_at_all = [&](const std::string& behind) {
+    all = true;
+    ends = IndexOf(m_ends);
+    for (auto block = m_params.upper_bound(behind); block != m_params.end(); ++block) {
+      unique.blocks.push_back({&*block, block->second.begin()});
     }
-    pile.params.push_back(&param);
-    Pile& target = piles[Address(param.m_line)];
-    if (target.params.size() < pile.params.size()) std::swap(target, pile);
-    target.line = param.m_line;
-    target.params.insert(target.params.end(), pile.params.begin(), pile.params.end());
   };
 
-  PlaceIndex ends;  // on unique lines: no other is erased here
-  for (Places::value_type* const end : unique.ends) ends.Add(*end);
-
-  for (const auto& [block, first] : unique.blocks) {
+  for (std::size_t i = 0; i < unique.blocks.size(); ++i) {
+    const auto [block, first] = unique.blocks[i];
     for (auto param = first; param != block->second.end(); ++param) {
       if (!m_config->IsUniqueParam(*param->m_line)) continue;
+      const bool hidden = MergesIntoOrdinary(block->first, *param->m_line);
       const std::string* const line = Address(param->m_line);
       const LineIterator before = Before(param->m_line);
       LineIterator pos = param->m_line;
       param->m_line = m_config->RegisterUniqueParam(block->first, pos);
       if (Address(param->m_line) == line) continue;
-      follow(line, *param);
+      merged.Follow(line, Address(param->m_line), *param);
       for (Places::value_type* const end : ends.Take(line)) {
         end->second = before;
-        if (IsLine(before) && m_config->IsUniqueParam(*before)) ends.Add(*end);
+        if (IsLine(before) && (all || m_config->IsUniqueParam(*before))) ends.Add(*end);
       }
+      if (!hidden || all) continue;
+      unique.blocks.resize(i + 1);
+      look_at_all(block->first);
     }
   }
-  for (const auto& [line, pile] : piles) {
-    for (ConfParam* const param : pile.params) param->m_line = pile.line;
-  }
-  m_lines_shared = !piles.empty();
+  m_lines_shared = merged.Settle();
 }
 
 // --- View: positions ---
@@ -387,15 +429,16 @@ void ConfigView::SetObserver(EditObserver* observer) {
 
 void ConfigView::IndexPlaces() {
   if (m_end_index) return;
-  const auto index = [this](Places& places) {
-    PlaceIndex made;
-    for (Places::value_type& place : places) {
-      if (IsLine(place.second)) made.Add(place);
-    }
-    return made;
-  };
-  m_created_index = index(m_created);
-  m_end_index = index(m_ends);
+  m_created_index = IndexOf(m_created);
+  m_end_index = IndexOf(m_ends);
+}
+
+PlaceIndex ConfigView::IndexOf(Places& places) const {
+  PlaceIndex index;
+  for (Places::value_type& place : places) {
+    if (IsLine(place.second)) index.Add(place);
+  }
+  return index;
 }
 
 void ConfigView::IndexOwners() {
@@ -407,6 +450,13 @@ void ConfigView::IndexOwners() {
     }
   }
   m_owners = std::move(made);
+}
+
+// To be called when the text of `line` has changed, for which several elements may stand.
+void ConfigView::TextChanged(const LineIterator& line) {
+  if (m_finder.IsIdle()) return;
+  IndexOwners();
+  for (const Owner& owner : m_owners->Of(&*line)) m_finder.Changed(*owner.list, owner.element);
 }
 
 void ConfigView::Unindex(const ParamList& params) {
@@ -484,6 +534,7 @@ void ConfigView::Forget(const LineIterator& first, const LineIterator& last) try
   const LineIterator before = Before(first);
   for (LineIterator line = first; line != last; ++line) {
     m_observer->Erasing(line);
+    m_disguised.erase(&*line);
     if (IsLine(before)) {
       m_end_index->Move(line, before);
       m_created_index->Move(line, before);
@@ -511,6 +562,7 @@ void ConfigView::ForgetIndexes() {
 
 void ConfigView::AppendParam(const std::string& section, const std::string& param,
                              const std::string& key) {
+  assert(IsLast());
   if (section.empty() || IsBlank(param)) return;
   ParamList* const params = FindBlock(section);
   const bool unique = m_config->IsUniqueParam(param);
@@ -543,7 +595,10 @@ void ConfigView::ReportSharedLine(const std::string& section, const std::string&
   const LineIterator line = m_config->SharedLine(section, param);
   const std::string before = IsLine(line) ? *line : std::string();
   edit();
-  if (IsLine(line)) m_observer->Changed(line, before);
+  if (!IsLine(line)) return;
+  // A unique directive is read anew each time.
+  if (!m_config->IsUniqueParam(before) || !m_config->IsUniqueParam(*line)) TextChanged(line);
+  m_observer->Changed(line, before);
 }
 
 // Calls `make`, which may make lines before `pos`.
@@ -599,6 +654,7 @@ void ConfigView::AppendOrdinary(const std::string& section, ParamList& params,
 // --- View: remove ---
 
 void ConfigView::RemoveParam(const std::string& section, const std::string& param, bool part_key) {
+  assert(IsLast());
   if (section.empty() || IsBlank(param)) return;
   ParamList* const params = FindBlock(section);
   if (params == nullptr) return;
@@ -622,12 +678,11 @@ void ConfigView::RemoveUnique(const std::string& section, ParamList& params,
 // The first element of `params` for each of `lines` that has one.
 std::unordered_map<const std::string*, ConfigView::ParamList::iterator> ConfigView::OwnElements(
     ParamList& params, const std::list<LineIterator>& lines) {
-  constexpr std::size_t kSearchesThatPay = 16;
   LineSet wanted;
   for (const LineIterator& line : lines) wanted.insert(Address(line));
   wanted.erase(nullptr);
   if (wanted.empty()) return {};
-  if (m_elements_searched > kSearchesThatPay * m_lines->size() && !m_lines_shared) IndexOwners();
+  if (m_elements_searched >= kSearchesThatPay * m_lines->size() && !m_lines_shared) IndexOwners();
 
   std::unordered_map<const std::string*, ParamList::iterator> own;
   if (m_owners && !m_lines_shared) {
@@ -660,6 +715,7 @@ void ConfigView::EraseHandedBack(ParamList& params, const std::list<LineIterator
     const LineIterator line = param->m_line;
     if (log) LOG_DEBUG("deleted unique param '%s'", line->c_str());
     ForgetParam(params, param);
+    m_config->ForgetLine(line);
     m_lines->erase(line);
   }
 }
@@ -687,6 +743,7 @@ void ConfigView::RemoveOrdinary(ParamList& params, const std::string& param) {
 }
 
 void ConfigView::RemoveEmptySections() {
+  assert(IsLast());
   for (auto block = m_params.begin(); block != m_params.end();) {
     if (!IsRemovable(*block)) {
       ++block;
@@ -718,6 +775,7 @@ bool ConfigView::IsRemovable(const Params::value_type& block) const {
 
 void ConfigView::ChangeParam(const std::string& section, const std::string& old_param,
                              const std::string& new_param, const std::string& key) {
+  assert(IsLast());
   if (section.empty() || IsBlank(new_param) || (IsBlank(old_param) && IsBlank(key))) return;
   ParamList* const params = FindBlock(section);
   if (params == nullptr) return;
@@ -742,7 +800,7 @@ void ConfigView::ChangeOrdinary(const std::string& section, ParamList& params,
   m_config->ChangeParam(line, str::Append(new_param, comment, marker));
   m_observer->Changed(line, before);
   if (m_lines_shared) {
-    m_finder.Clear();
+    TextChanged(line);
   } else {
     m_finder.Changed(params, param);
   }

@@ -3,6 +3,8 @@
 // A sequence of edits of a view, sections drawn from its index.
 //
 //   dialect ("N" or "A") | config | edit | edit | ...   (an edit as in property/edits.h)
+//
+// The edit "parser" stands for another view of the same dialect object.
 #include "property/edits.h"
 
 #include <list>
@@ -31,9 +33,17 @@ bool Concerns(const ViewProbe& view, std::string_view edit, const std::string& p
 
 template <class Dialect>
 void Run(const std::string& config, const std::vector<std::string>& edits) {
-  ViewProbe view(std::make_shared<Dialect>(config));
-  RequireNone(view.BrokenReferences());
+  const auto dialect = std::make_shared<Dialect>(config);
+  auto last = std::make_unique<ViewProbe>(dialect);
+  RequireNone(last->BrokenReferences());
   for (const std::string& edit : edits) {
+    if (edit == "parser") {
+      last.reset();
+      last = std::make_unique<ViewProbe>(dialect);
+      RequireNone(last->BrokenReferences());
+      continue;
+    }
+    ViewProbe& view = *last;
     const Bystanders bystanders(view, [&](const auto& path, const auto& params) {
       return Concerns(view, edit, path, params);
     });

@@ -5,16 +5,18 @@
 //   dialect ("N" or "A") | config | template | imported file | name | old | new | name | ...
 //
 // The word FILE in the template is the path of the imported file.
-// A name of "!" applies; an old or new text of "-" is no value.
+// A name of "!" applies, one of "+" goes on with another parser over the same dialect object; an
+// old or new text of "-" is no value.
 #include <algorithm>
+#include <memory>
 #include <set>
 #include <string>
 
 #include "fuzz/input.h"
 #include "support/bystanders.h"
+#include "support/index_audit.h"
 #include "support/log_capture.h"
 #include "support/template_probe.h"
-#include "support/view_probe.h"
 #include "template/framework/str.h"
 #include "template/qeltemplate.h"
 
@@ -65,11 +67,11 @@ class Engine : public TemplateProbe {
              });
     });
     ApplyTemplate(false);
-    RequireNone(BrokenReferences(*this));
+    RequireNone(tov_template::IndexAudit::WrongIn(*this));
     ApplyTemplate(true);
-    RequireNone(BrokenReferences(*this));
+    RequireNone(tov_template::IndexAudit::WrongIn(*this));
     RemoveEmptySections();
-    RequireNone(BrokenReferences(*this));
+    RequireNone(tov_template::IndexAudit::WrongIn(*this));
     RequireNone(bystanders.Harmed(*this));
     Require(Text() == str::Join(*m_lines, "\n"), "the text is not that of the lines");
   }
@@ -91,17 +93,27 @@ class Engine : public TemplateProbe {
 // A parser, and an engine that is given the same.
 struct Twins {
   Twins(const std::string& dialect, const std::string& config)
-      : parser(tov_template::GetConfigType(dialect, config)),
-        engine(tov_template::GetConfigType(dialect, config)) {}
+      : parsers_config(tov_template::GetConfigType(dialect, config)),
+        engines_config(tov_template::GetConfigType(dialect, config)),
+        parser(parsers_config),
+        engine(std::make_unique<Engine>(engines_config)) {}
+
+  void Renew() {
+    parser = ParserTemplate(parsers_config);  // the one before is not used any more
+    engine.reset();
+    engine = std::make_unique<Engine>(engines_config);
+    RequireNone(tov_template::IndexAudit::WrongIn(*engine));
+    changed = true;
+  }
 
   void Apply(const std::string& text) {
     SetTemplateOf([&] { parser.SetTemplate(text); });
-    SetTemplateOf([&] { engine.SetTemplate(text); });
-    if (changed) engine.Apply();
+    SetTemplateOf([&] { engine->SetTemplate(text); });
+    if (changed) engine->Apply();
     changed = false;
     parser.ApplyTemplate();
     const std::string once = parser.GetConfig();
-    Require(once == engine.Text(), "the facade's result is not the engine's");
+    Require(once == engine->Text(), "the facade's result is not the engine's");
     {
       const LogCapture log;
       Require(parser.ApplyTemplate().GetConfig() == once, "a second application changed something");
@@ -112,8 +124,10 @@ struct Twins {
     Require(parser.GetPrototype() == parser.GetPrototype(), "the prototype changed");
   }
 
+  const std::shared_ptr<tov_template::BaseConfig> parsers_config;
+  const std::shared_ptr<tov_template::BaseConfig> engines_config;
   ParserTemplate parser;
-  Engine engine;
+  std::unique_ptr<Engine> engine;
   bool changed = true;  // since the last application
 };
 
@@ -131,10 +145,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       twins.Apply(text);
       continue;
     }
+    if (name == "+") {
+      twins.Renew();
+      continue;
+    }
     const Value old_value = ValueOf(input.Next());
     const Value new_value = ValueOf(input.Next());
     twins.parser.SetValue(name, old_value, new_value);
-    twins.engine.SetValue(name, old_value, new_value);
+    twins.engine->SetValue(name, old_value, new_value);
     twins.changed = true;
   }
   twins.Apply(text);

@@ -15,6 +15,7 @@
 #include <string_view>
 #include <vector>
 
+#include "model/comparison.h"
 #include "model/view_model.h"
 #include "property/random_input.h"
 #include "support/log_capture.h"
@@ -25,48 +26,18 @@
 #include "template/line_list_config.h"
 #include "template/nginx.h"
 
+using model::ApplyTo;
+using model::Differ;
+using model::DifferentPlaces;
+using model::Edit;
+using model::Joined;
+using model::NginxProbe;
+using model::ParseEdit;
+using model::Readable;
 using tov_template::kSectionSeparator;
 using tov_template::LineIterator;
 
 namespace {
-
-struct Edit {
-  std::string operation;  // append, remove, remove_part, change, empty
-  std::string section;
-  std::string line;
-  std::string old_line;
-  std::string key;
-};
-
-template <class View>
-void ApplyTo(View& view, const Edit& edit) {
-  if (edit.operation == "append") view.AppendParam(edit.section, edit.line, edit.key);
-  if (edit.operation == "remove") view.RemoveParam(edit.section, edit.line, false);
-  if (edit.operation == "remove_part") view.RemoveParam(edit.section, edit.line, true);
-  if (edit.operation == "change") {
-    view.ChangeParam(edit.section, edit.old_line, edit.line, edit.key);
-  }
-  if (edit.operation == "empty") view.RemoveEmptySections();
-}
-
-std::string Readable(const Edit& edit) {
-  const auto quoted = [](const std::string& text) {
-    return " '" + str::Replace(text, kSectionSeparator, " > ") + "'";
-  };
-  return edit.operation + " in" + quoted(edit.section) + " line" + quoted(edit.line) + " old" +
-         quoted(edit.old_line) + " key" + quoted(edit.key);
-}
-
-std::string Differ(const std::string& what, const std::string& view, const std::string& model) {
-  return view == model ? "" : what + " of the view:\n" + view + "\n-- of the model --\n" + model;
-}
-
-struct NginxProbe : tov_template::Nginx {
-  using Model = model::NginxView;
-  using Nginx::Nginx;
-
-  const std::map<std::string, std::list<LineIterator>>& Registered() const { return m_listen; }
-};
 
 // The merging dialect, with blocks that take another path when they close.
 struct MergingProbe : MergingDialect {
@@ -131,122 +102,21 @@ class Twins {
   std::string Difference() const {
     std::string difference = Differ("text", m_view.Text(), m_model.Text());
     if (difference.empty()) difference = Differ("index", m_view.Dump(), m_model.Dump());
-    if (difference.empty()) difference = Differ("line numbers", ViewNumbers(), ModelNumbers());
+    if (difference.empty()) difference = DifferentPlaces(m_view, *m_dialect, m_model);
     if (difference.empty() && m_messages != m_model.Messages()) {
       difference = Differ("log", Joined(m_messages), Joined(m_model.Messages()));
     }
     return difference;
   }
 
+  std::string BrokenReferences() const { return m_view.BrokenReferences(); }
+
  private:
-  static std::string Joined(const std::vector<std::string>& messages) {
-    return str::Join({messages.begin(), messages.end()}, "\n");
-  }
-
-  // The index and the dialect's register, with lines by their places in the text: lines of the same
-  // text are told apart.
-  template <class View, class Registered, class NumberOf>
-  static std::string Numbers(const View& view, const Registered& registered, NumberOf number_of) {
-    std::string numbers;
-    const auto add = [&](const auto& line) { numbers += " " + std::to_string(number_of(line)); };
-    for (const auto& [section, params] : view.m_params) {
-      numbers += "\n" + section + ":";
-      for (const auto& param : params) add(param);
-    }
-    for (const auto& [section, lines] : registered) {
-      numbers += "\nregistered " + section + ":";
-      for (const auto& line : lines) add(line);
-    }
-    for (const auto& [section, line] : view.m_ends) {
-      numbers += "\nend " + section + ":";
-      add(line);
-    }
-    for (const auto& [section, line] : view.m_created) {
-      numbers += "\ncreated " + section + ":";
-      add(line);
-    }
-    return str::Replace(numbers, kSectionSeparator, " > ");
-  }
-
-  std::string ViewNumbers() const {
-    struct NumberOf {
-      std::map<const std::string*, std::size_t> numbers;
-      LineIterator end;
-
-      std::size_t operator()(const LineIterator& line) const {
-        return line == end ? numbers.size() : numbers.at(&*line);
-      }
-      std::size_t operator()(const ConfParam& param) const { return (*this)(param.m_line); }
-    };
-    NumberOf number_of{{}, m_view.m_lines->end()};
-    for (const std::string& line : *m_view.m_lines) {
-      number_of.numbers.emplace(&line, number_of.numbers.size());
-    }
-    return Numbers(m_view, m_dialect->Registered(), number_of);
-  }
-
-  std::string ModelNumbers() const {
-    return Numbers(m_model, m_model.m_unique,
-                   [this](model::View::Id line) { return m_model.IndexOf(line); });
-  }
-
   std::vector<std::string> m_messages;  // the view's
   const std::shared_ptr<Dialect> m_dialect;
   ViewProbe m_view;
   typename Dialect::Model m_model;
 };
-
-// --- Edits from text, see property/edits.h ---
-
-template <class Map>
-std::string NumberedKey(const Map& map, std::size_t number) {
-  if (map.empty()) return "new {";
-  return std::next(map.begin(), static_cast<std::ptrdiff_t>(number % map.size()))->first;
-}
-
-// The path of block number `number`: the blocks of the index in turn, blocks beside and below them,
-// blocks that were there once, and a few that never were.
-std::string NumberedSection(const model::View& view, std::size_t number) {
-  const std::size_t turn = number / 12;
-  const std::string known = NumberedKey(view.m_params, turn);
-  switch (number % 12) {
-    case 6:
-      return ViewProbe::Path({known, "location /a {"});
-    case 7:
-      return ViewProbe::Path({known, turn % 2 == 0 ? "server {" : "  if ($x) {"});
-    case 8:
-      return tov_template::ParentSection(known);
-    case 9:
-      return NumberedKey(view.m_ends, turn);
-    case 10:
-      return NumberedKey(view.m_created, turn);
-    case 11: {
-      const std::vector<std::string> odd = {"",
-                                            "new {",
-                                            ViewProbe::Path({"new {", "deep {"}),
-                                            known + kSectionSeparator,
-                                            kSectionSeparator + known,
-                                            kSectionSeparator};
-      return odd[turn % odd.size()];
-    }
-    default:
-      return known;
-  }
-}
-
-Edit ParseEdit(const model::View& view, std::string_view text) {
-  const auto part = [&text] { return std::string(str::view::GetWord(text, '\x1f')); };
-  Edit edit;
-  edit.operation = part();
-  edit.section = NumberedSection(view, std::strtoul(part().c_str(), nullptr, 10));
-  std::string parent = edit.section;
-  const std::string last_level = str::RGetWord(parent, kSectionSeparator);
-  for (std::string* argument : {&edit.line, &edit.old_line, &edit.key}) {
-    *argument = part();
-    if (*argument == "=") *argument = last_level;
-  }
-  return edit;
-}
 
 // --- Laws ---
 
@@ -276,6 +146,7 @@ std::string EveryEditAgrees(const std::string& config, const std::string& edits)
   while (difference.empty() && !rest.empty()) {
     const Edit edit = ParseEdit(twins.Model(), str::view::GetWord(rest, '\n'));
     difference = EditsAgree(twins, {edit});
+    if (difference.empty()) difference = twins.BrokenReferences();
   }
   return difference;
 }
@@ -364,6 +235,7 @@ TEST(LongBlock, EditsAgreeWithTheModel) {
   const std::string config = "a {\n" + Lines(90, directive) + "}\nb {\n1;\n}";
   Twins<NginxProbe> nginx(config);
   EXPECT_EQ(EditsAgree(nginx, edits), "");
+  EXPECT_EQ(nginx.BrokenReferences(), "");
 
   Twins<MergingProbe> merging(Merging(config));
   for (Edit& edit : edits) {
@@ -372,6 +244,7 @@ TEST(LongBlock, EditsAgreeWithTheModel) {
     }
   }
   EXPECT_EQ(EditsAgree(merging, edits), "");
+  EXPECT_EQ(merging.BrokenReferences(), "");
 }
 
 // --- On real configurations ---
@@ -438,6 +311,7 @@ TEST(RealConfigs, EditsOfEachBlockAgreeWithTheModel) {
       Twins<NginxProbe> fresh(config);
       EXPECT_EQ(EditsAgree(fresh, edits), "");
       EXPECT_EQ(EditsAgree(edited_again_and_again, edits), "");
+      EXPECT_EQ(fresh.BrokenReferences() + edited_again_and_again.BrokenReferences(), "");
     }
   }
 }

@@ -7,6 +7,8 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
+#include <iterator>
 #include <map>
 #include <set>
 #include <string>
@@ -14,6 +16,7 @@
 #include <vector>
 
 #include "support/merging_dialect.h"
+#include "template/apache.h"
 #include "template/base_config.h"
 #include "template/framework/str.h"
 #include "template/nginx.h"
@@ -89,11 +92,11 @@ class View {
     if (parent.empty()) m_created.clear();
   }
 
-  void RemoveParam(const std::string& section, const std::string& param, bool /*part_key*/) {
+  void RemoveParam(const std::string& section, const std::string& param, bool part_key) {
     if (section.empty() || str::Trim(param).empty() || !HasBlock(section)) return;
 
     if (m_dialect.IsUniqueParam(param)) {
-      for (const Id line : OfBlock(section, RemoveUnique(section, param))) {
+      for (const Id line : OfBlock(section, RemoveUnique(section, param, part_key))) {
         Log("deleted unique param '", TextOf(line), "'");
         Erase(line, line);
       }
@@ -189,9 +192,23 @@ class View {
 
   // The place of `line` among the lines, from 0; their count for no line.
   std::size_t IndexOf(Id line) const {
-    std::size_t index = 0;
-    while (index < m_lines.size() && m_lines[index].id != line) ++index;
-    return index;
+    if (line == kNoLine) return m_lines.size();
+    const auto id = static_cast<std::size_t>(line);
+    const std::size_t known = id < m_indexes.size() ? m_indexes[id] : m_lines.size();
+    if (known < m_lines.size() && m_lines[known].id == line) return known;
+    m_indexes.assign(static_cast<std::size_t>(m_next_id), m_lines.size());
+    for (std::size_t index = 0; index < m_lines.size(); ++index) {
+      m_indexes[static_cast<std::size_t>(m_lines[index].id)] = index;
+    }
+    return m_indexes[id];
+  }
+
+  // Reads the lines as they are now, as another view over the same dialect does.
+  void ReadAgain() {
+    m_params.clear();
+    m_ends.clear();
+    m_created.clear();
+    Build();
   }
 
   std::vector<Line> m_lines;
@@ -217,7 +234,8 @@ class View {
   virtual Id AppendUnique(const std::string& section, Id pos, const std::string& text) = 0;
 
   // Return the lines to erase. `pos` may be moved.
-  virtual std::vector<Id> RemoveUnique(const std::string& section, const std::string& text) = 0;
+  virtual std::vector<Id> RemoveUnique(const std::string& section, const std::string& text,
+                                       bool part_key) = 0;
   virtual std::vector<Id> ChangeUnique(const std::string& section, Id& pos,
                                        const std::string& text) = 0;
 
@@ -238,11 +256,23 @@ class View {
     return index == 0 ? kNoLine : m_lines[index - 1].id;
   }
 
+  std::string& TextAt(Id line) { return m_lines[IndexOf(line)].text; }
+
   // Inserts before `pos`, at the end when that is no line.
   Id Insert(Id pos, const std::string& text) {
     const Id line = m_next_id++;
     m_lines.insert(m_lines.begin() + static_cast<std::ptrdiff_t>(IndexOf(pos)), {line, text});
     return line;
+  }
+
+  // `text` behind a tab for each level of `section`.
+  static std::string Indented(std::string section, const std::string& text) {
+    std::string indent;
+    while (!section.empty()) {
+      str::GetWord(section, tov_template::kSectionSeparator);
+      indent += "\t";
+    }
+    return indent + text;
   }
 
   static void AddOnce(std::vector<Id>& lines, Id line) {
@@ -453,7 +483,8 @@ class View {
   std::string Shown(Id line) const { return line == kNoLine ? "(none)" : str::Trim(TextOf(line)); }
 
   Id m_next_id = 0;
-  std::vector<std::string> m_open;  // the entries of the open blocks while reading
+  mutable std::vector<std::size_t> m_indexes;  // the places of lines, as they were once
+  std::vector<std::string> m_open;             // the entries of the open blocks while reading
   std::vector<std::string> m_messages;
 };
 
@@ -474,8 +505,8 @@ class PlainView : private Kept<Dialect>, public View {
   Id AppendUnique(const std::string& /*section*/, Id pos, const std::string& /*text*/) override {
     return pos;
   }
-  std::vector<Id> RemoveUnique(const std::string& /*section*/,
-                               const std::string& /*text*/) override {
+  std::vector<Id> RemoveUnique(const std::string& /*section*/, const std::string& /*text*/,
+                               bool /*part_key*/) override {
     return {};
   }
   std::vector<Id> ChangeUnique(const std::string& /*section*/, Id& /*pos*/,
@@ -503,15 +534,6 @@ class NginxView : private Kept<tov_template::Nginx>, public View {
     return lines;
   }
 
-  static std::string Indented(std::string section, const std::string& text) {
-    std::string indent;
-    while (!section.empty()) {
-      str::GetWord(section, tov_template::kSectionSeparator);
-      indent += "\t";
-    }
-    return indent + text;
-  }
-
   Id Register(const std::string& section, Id line) override {
     m_unique[section].push_back(line);
     return line;
@@ -533,7 +555,8 @@ class NginxView : private Kept<tov_template::Nginx>, public View {
     return result;
   }
 
-  std::vector<Id> RemoveUnique(const std::string& section, const std::string& text) override {
+  std::vector<Id> RemoveUnique(const std::string& section, const std::string& text,
+                               bool /*part_key*/) override {
     std::vector<Id> removed;
     if (m_unique.count(section) == 0) return removed;
     for (const std::string& listen : ParseListens(text)) {
@@ -561,6 +584,176 @@ class NginxView : private Kept<tov_template::Nginx>, public View {
   }
 };
 
+// An Apache configuration. The registered lines are those of a block's "ServerAlias" and
+// "DirectoryIndex", under the block and the directive's name with the byte 0x1f between them, and
+// its one line of "Options", without a name.
+class ApacheView : private Kept<tov_template::Apache>, public View {
+ public:
+  explicit ApacheView(const std::string& text) : View(text, m_kept) { Build(); }
+
+ private:
+  static constexpr std::size_t kMaxPiece = 4096;
+
+  static bool IsOptions(const std::string& text) {
+    return str::StartsWith(str::Trim(text), "Options");
+  }
+  static std::string NameOf(const std::string& text) {
+    std::string rest = str::Trim(text);
+    return str::GetWord(rest);
+  }
+  static std::string ValueOf(const std::string& text) {
+    std::string rest = str::Trim(text);
+    str::GetWord(rest);
+    return rest;
+  }
+  static std::string Key(const std::string& section, const std::string& name) {
+    return section + "\x1f" + name;
+  }
+
+  // Cuts the next piece off `value`.
+  static std::string CutPiece(std::string& value) {
+    if (value.size() <= kMaxPiece) return std::exchange(value, "");
+    std::string piece = str::Trim(value).substr(0, kMaxPiece);
+    const std::size_t blank = piece.find_last_of(" \t\n\r");
+    if (piece.empty()) {
+      value.clear();
+    } else if (blank == std::string::npos) {
+      value.erase(0, piece.size());
+    } else {
+      value.erase(0, blank + 1);
+      piece.resize(blank);
+    }
+    return piece;
+  }
+
+  // --- Options ---
+
+  void AddWords(const std::string& section, const std::string& text) {
+    std::string rest = str::Trim(text);
+    if (m_words.count(section) == 0) m_words[section] = {str::Trim(str::GetWord(rest))};
+    std::vector<std::string>& words = m_words[section];
+    while (!rest.empty()) {
+      const std::string word = str::Trim(str::GetWord(rest));
+      if (std::find(words.begin(), words.end(), word) == words.end()) words.push_back(word);
+    }
+  }
+
+  std::string OptionsOf(const std::string& section) {
+    const std::vector<std::string>& words = m_words[section];
+    return Indented(section, str::Trim(str::Join({words.begin(), words.end()}, " ")));
+  }
+
+  Id RegisterOptions(const std::string& section, Id line) {
+    const bool first = m_words.count(section) == 0;
+    AddWords(section, TextOf(line));
+    std::vector<Id>& merged = m_unique[Key(section, "")];
+    if (first) merged = {line};
+    TextAt(merged.front()) = OptionsOf(section);
+    if (first) return line;
+    const Id next = LineAfter(line);
+    ForgetUnique(line);
+    m_lines.erase(m_lines.begin() + static_cast<std::ptrdiff_t>(IndexOf(line)));
+    return next;
+  }
+
+  void RemoveOptions(const std::string& section, const std::string& text, bool all) {
+    if (m_unique.count(Key(section, "")) == 0) return;
+    std::vector<std::string>& words = m_words[section];
+    for (std::string rest = ValueOf(text); !all && !rest.empty();) {
+      const auto found = std::find(words.begin(), words.end(), str::Trim(str::GetWord(rest)));
+      if (found != words.end()) words.erase(found);
+    }
+    if (words.empty()) return;
+    const bool some_are_left = !all && words.back() != "Options";
+    if (!some_are_left) words.clear();
+    TextAt(m_unique[Key(section, "")].front()) = some_are_left ? OptionsOf(section) : "";
+  }
+
+  // --- All three directives ---
+
+  Id Register(const std::string& section, Id line) override {
+    if (section.empty()) return line;
+    if (IsOptions(TextOf(line))) return RegisterOptions(section, line);
+    m_unique[Key(section, NameOf(TextOf(line)))].push_back(line);
+    return line;
+  }
+
+  Id AppendUnique(const std::string& section, Id pos, const std::string& text) override {
+    if (section.empty()) return pos;
+    if (IsOptions(text)) {
+      AddWords(section, text);
+      std::vector<Id>& merged = m_unique[Key(section, "")];
+      if (!merged.empty()) {
+        TextAt(merged.front()) = OptionsOf(section);
+        return pos;
+      }
+      merged = {Insert(pos, OptionsOf(section))};
+      return merged.front();
+    }
+    const std::string name = NameOf(text);
+    const std::string key = Key(section, name);
+    Id last = pos;
+    for (std::string rest = ValueOf(text); !rest.empty();) {
+      const std::string candidate = str::Append(name, CutPiece(rest), " ");
+      const std::vector<Id> recorded = m_unique.count(key) == 0 ? std::vector<Id>() : m_unique[key];
+      const bool present = std::any_of(recorded.begin(), recorded.end(), [&](Id line) {
+        return str::Trim(TextOf(line)) == str::Trim(candidate);
+      });
+      if (present) continue;
+      last = Insert(pos, Indented(section, str::Trim(candidate)));
+      m_unique[key].push_back(last);
+    }
+    return last;
+  }
+
+  std::vector<Id> RemoveUnique(const std::string& section, const std::string& text,
+                               bool part_key) override {
+    std::vector<Id> removed;
+    if (IsOptions(text)) {
+      RemoveOptions(section, text, part_key);
+      return removed;
+    }
+    const auto entry = m_unique.find(Key(section, NameOf(text)));
+    if (entry == m_unique.end()) return removed;
+    if (part_key) return std::exchange(entry->second, {});
+    for (std::string rest = str::Trim(text); !rest.empty();) {
+      const std::string piece = CutPiece(rest);
+      for (const Id line : entry->second) {
+        if (str::Trim(TextOf(line)) == piece) AddOnce(removed, line);
+      }
+    }
+    for (const Id line : removed) EraseValue(entry->second, line);
+    return removed;
+  }
+
+  std::vector<Id> ChangeUnique(const std::string& section, Id& pos,
+                               const std::string& text) override {
+    if (pos != kNoLine && IsOptions(TextOf(pos))) return {};
+    const std::string name = NameOf(text);
+    const auto entry = m_unique.find(Key(section, name));
+    if (entry == m_unique.end()) return {};
+    std::vector<Id> lines;
+    for (std::string rest = ValueOf(text); !rest.empty();) {
+      const std::string line = str::Append(name, CutPiece(rest), " ");
+      lines.push_back(Insert(pos, Indented(section, str::Trim(line))));
+    }
+    std::swap(entry->second, lines);
+    return lines;
+  }
+
+  void ForgetUnique(Id line) override {
+    for (auto entry = m_unique.begin(); entry != m_unique.end();) {
+      const bool merged = entry->first.back() == '\x1f';
+      const bool held = std::count(entry->second.begin(), entry->second.end(), line) != 0;
+      EraseValue(entry->second, line);
+      if (merged && held) m_words.erase(entry->first.substr(0, entry->first.size() - 1));
+      entry = merged && held ? m_unique.erase(entry) : std::next(entry);
+    }
+  }
+
+  std::map<std::string, std::vector<std::string>> m_words;
+};
+
 // A configuration in the merging dialect: the registered line is the one that has taken over the
 // words of the others. `Dialect` is MergingDialect or derived from it.
 template <class Dialect>
@@ -586,7 +779,8 @@ class MergingView : private Kept<Dialect>, public View {
     return pos;
   }
 
-  std::vector<Id> RemoveUnique(const std::string& section, const std::string& /*text*/) override {
+  std::vector<Id> RemoveUnique(const std::string& section, const std::string& /*text*/,
+                               bool /*part_key*/) override {
     const std::vector<Id> removed = m_unique[section];
     m_unique.erase(section);
     return removed;

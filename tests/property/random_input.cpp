@@ -264,6 +264,198 @@ Text TemplateOf(const Words& words) {
   return Nested(words, lines, 2, in_branch);
 }
 
+// --- Sequences ---
+
+// What long files and the sequences of steps over them are made of. In each text "%" is a number,
+// and "~" a word that is nearly as long as a piece of a long value.
+struct SequenceWords {
+  std::vector<std::string> openings;  // a block's first lines, joined by "\n"
+  std::vector<std::string> inner_openings;
+  std::string inner_block;  // a whole one
+  std::string closing;
+  std::string renamed;             // an opening with the value "n" in its name
+  std::vector<std::string> lines;  // of files
+  std::vector<std::vector<std::string>>
+      families;                             // arguments of edits that may concern one another
+  std::vector<std::string> template_lines;  // besides these
+  std::vector<std::string> names;           // of "n" where only blocks get other names
+  std::vector<std::string> values;
+};
+
+const SequenceWords kNginxSequences = {
+    {"server {\nserver_name a;", "server {\nserver_name b;", "server {", "location /1 {"},
+    {"location /1 {", "location /2 {", "location / {", "server {\nserver_name a;"},
+    "location /% {\nlisten %;\n}",
+    "}",
+    "server {\nserver_name {% $n %};",
+    {"x%;", "root /%;", "listen %;", "listen %;", "listen 1.1.1.1:%;", "listen % ssl; # %",
+     "# note %", "\ty%; # z"},
+    {{"x%;", "y%;", "new%;", "root /%;", "#", "zz %;"},
+     {"listen %;", "listen %;", "listen 1.1.1.1:%;", "listen 1.1.1.1:% [::1]:%;", "listen % ssl;",
+      "listen 1;", "zz %;"},
+     {"server_name a;", "server_name b;", "server_name"},
+     {"server {", "location /% {", "location /1 {", "location /2 {", "}", "="}},
+    {"server_name {% $n %};", "location /{% $n %} {", "x{% $n %};", "listen {% $n %};",
+     "root [% $n %];", "ssl_ciphers {% $n %};"},
+    {"a", "b", "c"},
+    {"a", "b", "c", "1", "2"}};
+
+const SequenceWords kApacheSequences = {
+    {"<V>", "<W>", "<X>", "<V 1>"},
+    {"<V>", "<W>", "<Y>"},
+    "<Y %>\nOptions O%\n</Y>",
+    "</V>",
+    "<{% $n %}>",
+    {"K%", "ServerAlias a%", "DirectoryIndex a%", "Options O%", "Options A O%", "  Foo % # note",
+     "zz a%", "ServerAlias ~ a%"},
+    {{"K%", "new%", "Foo %", "zz a%"},
+     {"ServerAlias a%", "ServerAlias a%", "ServerAlias a% b%", "ServerAlias ~ zz a%",
+      "ServerAlias ~ a%", "ServerAlias", "zz a%", "zz a%"},
+     {"DirectoryIndex a%", "DirectoryIndex ~ a%", "DirectoryIndex", "zz a%"},
+     {"Options O%", "Options A", "Options Options", "Options O% Options A", "O%", "A",
+      "Options ServerAlias a%", "A Options O%", "Options", "zz a%"},
+     {"<V>", "<W>", "<X>", "<Y>", "</V>", "="}},
+    {"<{% $n %}>", "{% $n %} a%", "ServerAlias {% $n %}", "ServerAlias [% $n %]",
+     "Options [% $n %]", "Options {% $n %} A"},
+    {"V", "W", "X"},
+    {"V", "W", "X", "ServerAlias", "zz", "Options"}};
+
+// Leaves the places of templates as they are, whose delimiters have a percent sign.
+std::string Filled(const std::string& pattern, int number) {
+  std::string text;
+  for (std::size_t i = 0; i < pattern.size(); ++i) {
+    const bool opens = i > 0 && (pattern[i - 1] == '{' || pattern[i - 1] == '[');
+    const bool closes = i + 1 < pattern.size() && (pattern[i + 1] == '}' || pattern[i + 1] == ']');
+    if (pattern[i] == '%' && !opens && !closes) {
+      text += std::to_string(number);
+    } else if (pattern[i] == '~') {
+      text += std::string(static_cast<std::size_t>(4078 + number % 9), 'q');
+    } else {
+      text += pattern[i];
+    }
+  }
+  return text;
+}
+
+// Not the smaller the earlier in the run, as RapidCheck has it.
+template <class T>
+T Drawn(const rc::Gen<T>& gen) {
+  return *rc::gen::resize(rc::kNominalSize, gen);
+}
+
+int Below(int limit) {
+  return Drawn(rc::gen::inRange(0, limit));
+}
+
+std::string One(const std::vector<std::string>& texts) {
+  return *OneOf(texts);
+}
+
+// Lines of one kind, numbered from somewhere.
+std::string Run(const std::vector<std::string>& patterns) {
+  const std::string pattern = One(patterns);
+  const int count = Drawn(rc::gen::weightedOneOf<int>({{6, rc::gen::inRange(0, 12)},
+                                                       {3, rc::gen::inRange(30, 71)},
+                                                       {1, rc::gen::inRange(100, 700)}}));
+  const int start = Below(40);
+  const int limit = pattern.find('~') == std::string::npos ? count : count % 12;
+  std::string text;
+  for (int i = 0; i < limit; ++i) text += Filled(pattern, start + i) + "\n";
+  return text;
+}
+
+std::string SequenceFile(const SequenceWords& words) {
+  std::string text;
+  for (int block = Below(4); block >= 0; --block) {
+    text += One(words.openings) + "\n";
+    for (int run = Below(4); run >= 0; --run) {
+      text += Run(words.lines);
+      if (Below(12) == 0) text += Run({words.inner_block});
+      if (Below(4) != 0) continue;
+      text += One(words.inner_openings) + "\n" + Run(words.lines) + words.closing + "\n";
+    }
+    text += words.closing + "\n";
+  }
+  return text;
+}
+
+using Family = std::vector<std::string>;
+
+Family OneFamily(const SequenceWords& words) {
+  return words.families[static_cast<std::size_t>(Below(static_cast<int>(words.families.size())))];
+}
+
+// Edits of one kind of the block number `section`.
+std::string Edits(const Family& family, int section) {
+  const std::string operation = *OneOf({"append", "append", "append", "remove", "remove", "remove",
+                                        "remove_part", "change", "change", "empty"});
+  const std::string line = One(family);
+  const std::string old_line = One(family);
+  const bool by_itself = operation != "change" && Below(2) == 0;
+  const std::string key = by_itself ? line : One(family);
+  const int start = Below(60);
+  const int count = Drawn(rc::gen::weightedOneOf<int>(
+      {{3, rc::gen::just(1)}, {2, rc::gen::inRange(1, 6)}, {2, rc::gen::inRange(17, 40)}}));
+  std::string text;
+  for (int i = start; i < start + count; ++i) {
+    text += operation + '\x1f' + std::to_string(section);
+    for (const std::string& part : {line, old_line, key}) text += '\x1f' + Filled(part, i);
+    text += '\n';
+  }
+  return text;
+}
+
+std::string TemplateStep(const std::vector<std::string>& values, const std::string& text) {
+  std::string step = "template\x1f" + One(values) + "\x1f" + One(values) + "\x1f";
+  for (const char c : text) step += c == '\n' ? '\x1e' : c;
+  return step + "\n";
+}
+
+std::string TemplateOf(const SequenceWords& words) {
+  std::vector<std::string> patterns = words.template_lines;
+  patterns.insert(patterns.end(), words.lines.begin(), words.lines.end());
+  for (const auto& family : words.families) {
+    patterns.insert(patterns.end(), family.begin(), family.end());
+  }
+  const auto lines = [&] {
+    std::string text;
+    for (int i = Below(5); i > 0; --i) {
+      const std::string pattern = One(patterns);
+      const int start = Below(60);
+      const int count = Below(6) == 0 ? 20 : 1;
+      for (int j = start; j < start + count; ++j) text += Filled(pattern, j) + "\n";
+    }
+    return text;
+  };
+  std::string text;
+  for (int block = Below(2); block >= 0; --block) {
+    text += (Below(2) == 0 ? words.renamed : One(words.openings)) + "\n" + lines();
+    if (Below(2) == 0) text += "{% if $none %}\n" + lines() + "{% endif %}\n";
+    text += lines() + words.closing + "\n";
+  }
+  return text;
+}
+
+// Most edits are of one block, and many of one family. Another parser often follows another name,
+// which it has registered then.
+std::string SequenceSteps(const SequenceWords& words) {
+  constexpr int kWays =
+      12;  // to come from a number to a block, the first ones to one that is there
+  const int section = kWays * Below(4) + (Below(4) == 0 ? Below(kWays) : 0);
+  const Family family = OneFamily(words);
+  std::string text;
+  for (int step = Below(16); step >= 0; --step) {
+    const int kind = Below(14);
+    if (kind < 4) text += Edits(family, section);
+    if (kind == 4 || kind == 5) text += Edits(OneFamily(words), section);
+    if (kind == 6) text += Edits(OneFamily(words), Below(4 * kWays));
+    if (kind == 7 || kind == 8) text += TemplateStep(words.values, TemplateOf(words));
+    if (kind > 10) text += TemplateStep(words.names, words.renamed + "\n" + words.closing);
+    if (kind > 8) text += "parser\n";
+  }
+  return text;
+}
+
 template <class Testable>
 std::string Report(const Testable& testable) {
   const rc::detail::TestResult result = rc::detail::checkTestable(testable);
@@ -316,6 +508,15 @@ std::string ForAllPaths(PairLaw law) {
     const std::string first = SectionPath(*PathText());
     const std::string second = SectionPath(*PathText());
     Require(law(first, second));
+  });
+}
+
+std::string ForAllSequences(const std::string& dialect, PairLaw law) {
+  const SequenceWords& words = dialect == "nginx" ? kNginxSequences : kApacheSequences;
+  return Report([&] {
+    const std::string config = SequenceFile(words);
+    const std::string steps = SequenceSteps(words);
+    Require(law(config, steps));
   });
 }
 

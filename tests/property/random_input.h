@@ -39,5 +39,12 @@ std::string ForAllRequests(PairLaw law);
 // "none" is not set.
 std::string ForAllFilesOf(const std::string& dialect, PairLaw law);
 
+// A file of `dialect` ("nginx" or "apache") with blocks of up to some hundred lines, and a sequence
+// of steps, one a line, the parts of a step separated by the byte 0x1f: an edit, see edits.h, where
+// "=" is the last level of the block's path; "parser", which means another parser over the same
+// dialect object; or "template", the old and the new value of "n", and its text with the byte 0x1e
+// for line ends.
+std::string ForAllSequences(const std::string& dialect, PairLaw law);
+
 // Two section paths, often related.
 std::string ForAllPaths(PairLaw law);

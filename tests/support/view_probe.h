@@ -3,45 +3,13 @@
 // A view of a configuration text whose index can be looked at.
 #pragma once
 
-#include <algorithm>
 #include <list>
-#include <map>
 #include <memory>
-#include <set>
 #include <string>
 
+#include "support/index_audit.h"
 #include "template/config_view.h"
 #include "template/framework/str.h"
-#include "template/line_list_config.h"
-
-// "" when every reference of the index is to a line of the list or to no line, and every one of the
-// dialect to a line, else what is wrong. Looks at the nodes' addresses only, so that it can be
-// trusted with dangling references.
-template <class View>
-std::string BrokenReferences(const View& view) {
-  std::set<const std::string*> lines;
-  for (const std::string& line : *view.m_lines) lines.insert(&line);
-  const auto broken = [&](tov_template::LineIterator line) {
-    return line != view.m_lines->end() && lines.count(&*line) == 0;
-  };
-  for (const auto& [section, params] : view.m_params) {
-    for (const ConfParam& param : params) {
-      if (broken(param.m_line)) return "element of " + section;
-    }
-  }
-  for (const auto& [section, line] : view.m_ends) {
-    if (broken(line)) return "end of " + section;
-  }
-  for (const auto& [section, line] : view.m_created) {
-    if (broken(line)) return "created of " + section;
-  }
-  if (const auto* dialect = dynamic_cast<tov_template::LineListConfig*>(view.m_config.get())) {
-    for (const tov_template::LineIterator& line : dialect->RegisteredLines()) {
-      if (lines.count(&*line) == 0) return "a line registered by the dialect";
-    }
-  }
-  return "";
-}
 
 class ViewProbe : public tov_template::ConfigView {
  public:
@@ -84,7 +52,8 @@ class ViewProbe : public tov_template::ConfigView {
     return dump;
   }
 
-  std::string BrokenReferences() const { return ::BrokenReferences(*this); }
+  // "" when whatever is kept besides the lines is as if it were made anew, else what is wrong.
+  std::string BrokenReferences() const { return tov_template::IndexAudit::WrongIn(*this); }
 
  private:
   static std::string Shown(const std::string& section) {

@@ -43,13 +43,13 @@ class ListProbe : public LineListConfig {
   LineIterator Line(std::ptrdiff_t i) { return std::next(m_lines.begin(), i); }
 
   std::vector<std::string> m_forgotten;
-  int m_unique_changes = 0;
+  std::vector<std::string> m_changed;
 
  protected:
   void ForgetLine(const LineIterator& line) override { m_forgotten.push_back(*line); }
-  void UniqueLineChanged() override {
-    LineListConfig::UniqueLineChanged();
-    ++m_unique_changes;
+  void LineChanged(const LineIterator& line) override {
+    LineListConfig::LineChanged(line);
+    m_changed.push_back(*line);
   }
 };
 
@@ -169,13 +169,12 @@ TEST(LineListConfig, ChangeParamReplacesTheText) {
   EXPECT_TRUE(config.m_forgotten.empty());
 }
 
-TEST(LineListConfig, ADialectIsToldThatALineHasBecomeUnique) {
+TEST(LineListConfig, ADialectIsToldThatALineHasChanged) {
   ListProbe config("a;\nunique;");
   config.ChangeParam(config.Line(0), "b;");
   config.ChangeParam(config.Line(1), "c;");
-  EXPECT_EQ(config.m_unique_changes, 0);
   config.ChangeParam(config.Line(0), "unique;");
-  EXPECT_EQ(config.m_unique_changes, 1);
+  EXPECT_EQ(config.m_changed, (std::vector<std::string>{"b;", "c;", "unique;"}));
   EXPECT_EQ(config.Str(), "unique;\nc;");
 }
 
