@@ -52,7 +52,7 @@ TEST_F(Schema, HoldsForExplain) {
                   "location /n {\n}\n}\n");
   const Words request = {"explain",    "--json",        "--dialect", "nginx",
                          "--template", "site.template", "site.conf"};
-  ExpectValid("explain", request, 0);
+  ExpectValid("explain", request, 4);
   m_sandbox.Write("site.conf", kSiteOfAllKinds);
   for (const char* const old_name : {"name=b", "name=z"}) {
     Words words = request;

@@ -57,8 +57,8 @@ std::string ShowText(std::string_view text);
 Reading ReadingOf(const tov_document::Document& document);
 
 // "" when the Document reads its text as `expected` says, else where they begin to differ. Whatever
-// it reads, the nodes of each block have to be its body, byte by byte, a block's parts its node, and
-// its identifying directives those of its directives that have such a name; else what is wrong.
+// it reads, the nodes of each block have to be its body, byte by byte, a block's parts its node,
+// and its identifying directives those of its directives that have such a name; else what is wrong.
 std::string Difference(const tov_document::Document& document, const Reading& expected);
 
 }  // namespace nginx_judge
