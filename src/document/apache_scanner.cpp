@@ -25,13 +25,13 @@ std::size_t BehindBlanks(std::string_view text, std::size_t at) {
 
 constexpr std::array<bool, 256> Letters() {
   std::array<bool, 256> letters = {};
-  for (std::size_t i = 'a'; i <= 'z'; ++i) letters[i] = letters[i - 'a' + 'A'] = true;
+  for (std::size_t i = 'a'; i <= 'z'; ++i) letters.at(i) = letters.at(i - 'a' + 'A') = true;
   return letters;
 }
 constexpr std::array<bool, 256> kLetters = Letters();
 
 bool IsLetter(char byte) {
-  return kLetters[static_cast<unsigned char>(byte)];
+  return kLetters.at(static_cast<unsigned char>(byte));
 }
 
 // Behind the letters at `at`.

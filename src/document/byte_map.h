@@ -21,11 +21,11 @@ class Sixteen {
 
   Sixteen Is(char byte) const { return Sixteen(_mm_cmpeq_epi8(m_bytes, _mm_set1_epi8(byte))); }
 
-  // Whether they stand between `first` and `last` or are one of these.
+  // Whether they stand between `first` and `last`, both of ASCII, or are one of these.
   Sixteen Within(char first, char last) const {
-    const __m128i above = _mm_sub_epi8(m_bytes, _mm_set1_epi8(first));
-    const __m128i range = _mm_set1_epi8(static_cast<char>(last - first));
-    return Sixteen(_mm_cmpeq_epi8(_mm_min_epu8(above, range), above));
+    return Sixteen(
+        _mm_and_si128(_mm_cmpgt_epi8(m_bytes, _mm_set1_epi8(static_cast<char>(first - 1))),
+                      _mm_cmpgt_epi8(_mm_set1_epi8(static_cast<char>(last + 1)), m_bytes)));
   }
 
   // The bytes with the bits of `bits` set, or with no others than these.

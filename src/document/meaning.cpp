@@ -45,7 +45,7 @@ std::string_view CutHost(std::string_view& address) {
 }
 
 std::string NormalHost(Dialect dialect, std::string_view host) {
-  const std::string lower = Lower(host);
+  std::string lower = Lower(host);
   if (lower == "0.0.0.0" || (dialect == Dialect::kApache && lower == "_default_")) return "*";
   if (lower.size() > 2 && lower.front() == '[' && lower.back() == ']') {
     return '[' + ShortAddress(lower.substr(1, lower.size() - 2)) + ']';

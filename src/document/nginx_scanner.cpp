@@ -60,7 +60,7 @@ constexpr std::array<bool, 256> PlainBytes() {
   std::array<bool, 256> plain = {};
   for (std::size_t i = 0; i < plain.size(); ++i) {
     const char byte = static_cast<char>(i);
-    plain[i] = !NginxClasses::IsBlank(byte) && !NginxClasses::IsStop(byte);
+    plain.at(i) = !NginxClasses::IsBlank(byte) && !NginxClasses::IsStop(byte);
   }
   return plain;
 }
@@ -178,22 +178,28 @@ Item NginxScanner::Directive() {
       case '"':
       case '\'': {
         if (at != begin && !BeginsWord(at, escaped)) break;
-        const std::size_t close = ClosingQuote(m_text, at);
-        if (close == kNowhere) return Error(Problem::kUnterminatedQuote, begin, at);
-        from = close + 1;
-        if (from >= m_text.size()) break;
-        const char next = m_text[from];
-        if (next == ')') {
-          ++from;  // which begins a word
-        } else if (!IsBlank(next) && next != ';' && next != '{') {
-          return Error(Problem::kTextBehindQuote, begin, from);
-        }
+        const Quoted quoted = ReadQuoted(at);
+        if (quoted.problem) return Error(*quoted.problem, begin, quoted.behind);
+        from = quoted.behind;
         break;
       }
       default:
         break;
     }
   }
+}
+
+// The word whose quote stands at `open`. Behind it a blank or the directive's end has to follow, or
+// a ")", which begins a word.
+NginxScanner::Quoted NginxScanner::ReadQuoted(std::size_t open) const {
+  const std::size_t close = ClosingQuote(m_text, open);
+  if (close == kNowhere) return {open, Problem::kUnterminatedQuote};
+  const std::size_t behind = close + 1;
+  if (behind >= m_text.size()) return {behind, std::nullopt};
+  const char next = m_text[behind];
+  if (next == ')') return {behind + 1, std::nullopt};
+  if (IsBlank(next) || next == ';' || next == '{') return {behind, std::nullopt};
+  return {behind, Problem::kTextBehindQuote};
 }
 
 Item NginxScanner::Taken(Item::Kind kind, std::size_t begin, std::size_t end) {
@@ -234,7 +240,7 @@ bool NginxScanner::BeginsWord(std::size_t at, std::size_t escaped) const {
 // `buffer`.
 std::string_view NginxScanner::Name(Span directive, std::string& buffer) const {
   std::size_t end = directive.begin;
-  while (kPlain[static_cast<unsigned char>(m_text[end])]) ++end;
+  while (kPlain.at(static_cast<unsigned char>(m_text[end]))) ++end;
   if (IsBlank(m_text[end])) return m_text.substr(directive.begin, end - directive.begin);
   buffer = NginxValue(m_text, NginxWords(m_text, directive).front());
   return buffer;

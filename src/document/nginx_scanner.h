@@ -79,6 +79,13 @@ class NginxScanner {
   Item ItemAt(std::size_t begin);
   Item Comment();
   Item Directive();
+  // What follows a quoted word, or where it is wrong.
+  struct Quoted {
+    std::size_t behind;
+    std::optional<Problem> problem;
+  };
+
+  Quoted ReadQuoted(std::size_t open) const;
   Item Taken(Item::Kind kind, std::size_t begin, std::size_t end);
   Item Found(Item::Kind kind, std::size_t begin, std::size_t end);
   bool BeginsWord(std::size_t at, std::size_t escaped) const;

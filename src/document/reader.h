@@ -23,7 +23,8 @@ class Reader {
   explicit Reader(Document& document)
       : m_document(document),
         m_blocks(document.m_blocks),
-        m_size(static_cast<std::uint32_t>(document.m_text.size())) {}
+        m_size(static_cast<std::uint32_t>(document.m_text.size())),
+        m_scanner(document.m_text, 0, m_size) {}
 
   void Run() {
     Block whole;
@@ -31,24 +32,34 @@ class Reader {
     whole.closing = {m_size, m_size};
     m_blocks.push_back(whole);
     m_document.m_read_end = m_size;
-    Scanner scanner(m_document.m_text, 0, m_size);
-    const Item last = Read(scanner, kWholeText);
+    Item last = Read();
+    while (m_macro) {
+      LeaveMacro(last.kind == Item::Kind::kEnd);
+      last = Read();
+    }
     m_blocks.front().next = Count();
     if (last.kind == Item::Kind::kError) {
       Fail(last);
     } else if (m_open != kWholeText) {
-      const std::uint32_t begin = m_blocks[m_open].head.begin;
-      Fail(Item::Error(Problem::kUnclosedBlock, m_size, begin));
+      Fail(Item::Error(Problem::kUnclosedBlock, m_size, m_blocks[m_open].head.begin));
     }
   }
 
  private:
+  // A macro whose lines are being read, to see whether its sections nest.
+  struct Macro {
+    BlockId block;
+    Span closing;
+    std::size_t marks;  // how many there were before
+    Scanner outer;      // which goes on behind it
+  };
+
   BlockId Count() const { return static_cast<BlockId>(m_blocks.size()); }
 
-  // Reads on in the block `outermost`, which may not close. Returns the end or an error.
-  Item Read(Scanner& scanner, BlockId outermost) {
+  // Reads on, up to the end or to an error, which is returned.
+  Item Read() {
     for (;;) {
-      Item item = scanner.NextThatMatters();
+      Item item = m_scanner.NextThatMatters();
       switch (item.kind) {
         case Item::Kind::kDirective:
           if (item.states != States::kNothing) AddMark(item);
@@ -56,10 +67,10 @@ class Reader {
         case Item::Kind::kComment:
           break;
         case Item::Kind::kOpen:
-          item = Open(scanner, item);
+          item = Open(item);
           break;
         case Item::Kind::kClose:
-          item = Closed(scanner, item, outermost);
+          item = Closed(item);
           break;
         default:
           return item;
@@ -74,11 +85,11 @@ class Reader {
   }
 
   // Returns `item`, or an error instead.
-  Item Open(Scanner& scanner, const Item& item) {
+  Item Open(const Item& item) {
     if (m_blocks[m_open].reading == Body::kValues) {
       return Item::Error(Problem::kBraceInValues, item.bytes.begin, item.bytes.end - 1);
     }
-    const Inside inside = scanner.InsideOf(item.bytes);
+    const Inside inside = m_scanner.InsideOf(item.bytes);
     const BlockId parent = m_open;
     m_open = Count();
     m_blocks.push_back({item.bytes,
@@ -87,40 +98,42 @@ class Reader {
                         parent,
                         kWholeText,
                         inside == Inside::kValues ? Body::kValues : Body::kDirectives});
-    const bool nested_macro = inside == Inside::kMacro && m_in_macro;
-    if (nested_macro || inside == Inside::kDirectives || inside == Inside::kValues) return item;
-    const Item closing = scanner.ClosingOfCode(item.bytes);
+    const bool code = inside == Inside::kCode;
+    if (!code && (inside != Inside::kMacro || m_macro)) return item;
+    const Item closing = m_scanner.ClosingOfCode(item.bytes);
     if (closing.kind == Item::Kind::kError) return closing;
-    if (inside == Inside::kCode || !ReadMacro(item.bytes.end, closing.bytes.begin)) {
-      m_blocks[m_open].reading = Body::kOpaque;
+    if (!code) {
+      m_macro = Macro{m_open, closing.bytes, m_document.m_marks.size(), m_scanner};
+      m_scanner = Scanner(m_document.m_text, item.bytes.end, closing.bytes.begin);
+      return item;
     }
+    m_blocks[m_open].reading = Body::kOpaque;
     Close(closing.bytes);
-    scanner.SkipTo(closing.bytes.end);
+    m_scanner.SkipTo(closing.bytes.end);
     return item;
   }
 
   // httpd takes whatever lines for a macro. Those in which sections do not nest mean something only
   // where the macro is used.
-  bool ReadMacro(std::uint32_t begin, std::uint32_t end) {
-    const BlockId macro = m_open;
-    const std::size_t marks = m_document.m_marks.size();
-    Scanner scanner(m_document.m_text, begin, end);
-    m_in_macro = true;
-    const Item last = Read(scanner, macro);
-    m_in_macro = false;
-    if (last.kind == Item::Kind::kEnd && m_open == macro) return true;
-    m_open = macro;
-    m_blocks.resize(macro + 1);
-    m_document.m_marks.resize(marks);
-    return false;
+  void LeaveMacro(bool read) {
+    if (!read || m_open != m_macro->block) {
+      m_open = m_macro->block;
+      m_blocks.resize(m_open + 1);
+      m_blocks[m_open].reading = Body::kOpaque;
+      m_document.m_marks.resize(m_macro->marks);
+    }
+    Close(m_macro->closing);
+    m_scanner = m_macro->outer;
+    m_scanner.SkipTo(m_macro->closing.end);
+    m_macro.reset();
   }
 
   // Returns `item`, or an error instead.
-  Item Closed(const Scanner& scanner, const Item& item, BlockId outermost) {
-    if (m_open == outermost) {
+  Item Closed(const Item& item) {
+    if (m_open == (m_macro ? m_macro->block : kWholeText)) {
       return Item::Error(Problem::kExtraClosing, item.bytes.begin, item.bytes.begin);
     }
-    const std::optional<Problem> problem = scanner.Mismatch(m_blocks[m_open].head, item.bytes);
+    const std::optional<Problem> problem = m_scanner.Mismatch(m_blocks[m_open].head, item.bytes);
     if (problem) return Item::Error(*problem, item.bytes.begin, item.bytes.begin);
     Close(item.bytes);
     return item;
@@ -151,8 +164,9 @@ class Reader {
   Document& m_document;
   std::vector<Block>& m_blocks;
   std::uint32_t m_size;
+  Scanner m_scanner;
   BlockId m_open = kWholeText;  // the innermost open block
-  bool m_in_macro = false;
+  std::optional<Macro> m_macro;
 };
 
 template <class Scanner>
