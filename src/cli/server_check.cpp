@@ -118,15 +118,6 @@ class ServerCheck {
 
   // --- What the template says ---
 
-  // The template's server around the item, by its position among the blocks; none: it has none.
-  std::optional<std::size_t> TemplateServerOf(std::size_t item) const {
-    for (std::optional<std::size_t> block = m_edit.block_of[item]; block;
-         block = m_edit.blocks.blocks[*block].parent) {
-      if (IsTemplateServer(*block)) return block;
-    }
-    return std::nullopt;
-  }
-
   bool IsTemplateServer(std::size_t block) const {
     const Item& opening = *m_edit.run.items()[m_edit.blocks.blocks[block].opening];
     const Texts words = WordsOf(m_dialect, opening.m_param.m_value.Str());
@@ -193,33 +184,48 @@ class ServerCheck {
 
   // --- The servers ---
 
+  // A server of the template.
+  struct TemplateServer {
+    edit::FoundServers found;
+    const Item* nameless = nullptr;  // see LineWithoutValue
+  };
+
   // All of the template's servers. One of which no address is there yet is none of those that
   // another one of the template has by its address: a redirect on port 80 is not the site on 443.
   void FindServers() {
     std::set<BlockId> taken;
-    for (std::size_t i = 0; i < m_edit.blocks.blocks.size(); ++i) {
+    const std::vector<TemplateBlock>& blocks = m_edit.blocks.blocks;
+    m_server_of.resize(blocks.size());
+    for (std::size_t i = 0; i < blocks.size(); ++i) {
+      if (blocks[i].parent) m_server_of[i] = m_server_of[*blocks[i].parent];
       if (!IsTemplateServer(i)) continue;
-      const edit::FoundServers& found =
-          m_servers.emplace(i, edit::FindServers(m_document, EvidenceOf(i))).first->second;
-      if (found.by_address) taken.insert(found.blocks.begin(), found.blocks.end());
+      m_server_of[i] = i;
+      TemplateServer server{edit::FindServers(m_document, EvidenceOf(i)), LineWithoutValue(i)};
+      if (server.found.by_address) {
+        taken.insert(server.found.blocks.begin(), server.found.blocks.end());
+      }
+      m_servers.emplace(i, std::move(server));
     }
-    for (auto& [block, found] : m_servers) {
-      if (found.by_address) continue;
-      found.blocks.erase(std::remove_if(found.blocks.begin(), found.blocks.end(),
-                                        [&](BlockId id) { return taken.count(id) != 0; }),
-                         found.blocks.end());
+    for (auto& [block, server] : m_servers) {
+      if (server.found.by_address) continue;
+      std::vector<BlockId>& found = server.found.blocks;
+      found.erase(std::remove_if(found.begin(), found.end(),
+                                 [&](BlockId id) { return taken.count(id) != 0; }),
+                  found.end());
     }
   }
 
   // `behind` is where a line stands, or behind what a new one comes.
   void CheckPlace(const FollowedLines::Line& line, std::uint32_t behind) {
-    const std::optional<std::size_t> block = TemplateServerOf(*line.item);
+    const std::optional<std::size_t> own = m_edit.block_of[*line.item];
+    const std::optional<std::size_t> block = own ? m_server_of[*own] : std::nullopt;
     if (!block) return;
-    if (const Item* const nameless = LineWithoutValue(*block)) {
-      RefuseNameless(*block, *nameless);
+    const TemplateServer& server = m_servers.at(*block);
+    if (server.nameless != nullptr) {
+      RefuseNameless(*block, *server.nameless);
       return;
     }
-    const std::vector<BlockId>& servers = m_servers.at(*block).blocks;
+    const std::vector<BlockId>& servers = server.found.blocks;
     const std::optional<BlockId> here = ServerAt(behind);
     if (servers.size() > 1) {
       RefuseSeveral(*block, servers);
@@ -285,23 +291,30 @@ class ServerCheck {
   // A directive over several lines of which only some are touched would be torn.
   void CheckWholeDirectives() {
     if (m_edit.request.forced.count("part-of-directive") != 0) return;
-    std::map<std::uint32_t, std::size_t> touched;  // lines of a directive, by where it begins
+    struct Lines {
+      std::size_t all = 0;
+      std::size_t touched = 0;
+    };
+    std::map<std::uint32_t, Lines> touched;  // of a directive, by where it begins
     for (const FollowedLines::Line& line : m_edit.lines) {
       if (!line.before || !line.item || !IsTouched(line)) continue;
       const std::optional<tov_document::Span> directive = DirectiveAt(BeginOf(*line.before));
       if (!directive) continue;
-      const std::string_view bytes = m_document.Bytes(*directive);
-      const auto breaks = static_cast<std::size_t>(std::count(bytes.begin(), bytes.end(), '\n'));
-      if (breaks > 0) m_lines_of[directive->begin] = breaks + 1;
-      if (breaks > 0) ++touched[directive->begin];
+      const auto [lines, is_new] = touched.try_emplace(directive->begin);
+      if (is_new) {
+        const std::string_view bytes = m_document.Bytes(*directive);
+        const auto breaks = std::count(bytes.begin(), bytes.end(), '\n');
+        lines->second.all = static_cast<std::size_t>(breaks) + 1;
+      }
+      ++lines->second.touched;
     }
-    for (const auto& [begin, count] : touched) {
-      if (count == m_lines_of[begin]) continue;
+    for (const auto& [begin, lines] : touched) {
+      if (lines.touched == lines.all) continue;
       m_findings.refusals.push_back(
-          {"part-of-directive", Place(begin) + ": this directive goes on over " +
-                                    std::to_string(m_lines_of[begin]) +
-                                    " lines, of which the edit would touch only " +
-                                    std::to_string(count) + ". Write it on one line first"});
+          {"part-of-directive",
+           Place(begin) + ": this directive goes on over " + std::to_string(lines.all) +
+               " lines, of which the edit would touch only " + std::to_string(lines.touched) +
+               ". Write it on one line first"});
     }
   }
 
@@ -323,10 +336,10 @@ class ServerCheck {
   const Document m_document;
   const tov_document::Places m_places;
   Findings& m_findings;
-  std::map<std::size_t, edit::FoundServers> m_servers;  // by the template's blocks
+  std::map<std::size_t, TemplateServer> m_servers;      // by the template's blocks
+  std::vector<std::optional<std::size_t>> m_server_of;  // by the same: the innermost one around
   std::set<std::size_t> m_refused;
   std::map<BlockId, std::vector<Node>> m_nodes;
-  std::map<std::uint32_t, std::size_t> m_lines_of;  // by where a directive begins
 };
 
 }  // namespace

@@ -38,6 +38,9 @@ struct FoundServers {
 // ones. Of the servers that are left those that listen on one of the addresses count. Where none
 // does, a server of nginx with the right name fits all the same, since its "listen" may be yet to
 // be added; any other does not.
+//
+// Cost: one step for each identifying directive of the document where a name is known, else for
+// each block.
 FoundServers FindServers(const tov_document::Document& document, const ServerEvidence& evidence);
 
 }  // namespace edit
