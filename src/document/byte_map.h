@@ -89,6 +89,7 @@ class ByteMap {
   };
 
   template <std::uint64_t Bits::*kWhich>
+  // cppcheck-suppress unusedPrivateFunction  // it does not see the calls above
   std::size_t Next(std::size_t from) {
     const std::size_t ahead = from - m_base;  // large where `from` is before m_base
     if (ahead < kStep) {
