@@ -181,7 +181,7 @@ std::string EditVerdict(const Dialect& dialect, const Request& request) {
 std::string Verdict(const Case& c, const Dialect& dialect, const Request& request) {
   if (c.operation == TimeEdit) return EditVerdict(dialect, request);
   if (c.operation == TimeFinding) {
-    return AddressesOfSite(dialect, request).size() == 1 ? "" : "the site is not found";
+    return AddressesOfSite(dialect, request).empty() ? "the site is not found" : "";
   }
   if (c.operation != TimeFloor) return "";
   return CutAndJoin(FloorText(request)) == FloorText(request) ? "" : "the joined text is wrong";
