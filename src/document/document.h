@@ -165,8 +165,8 @@ class Document {
   // All blocks, in the order in which they open; kWholeText first.
   const std::vector<Block>& blocks() const { return m_blocks; }
 
-  // What stands in a block. Cost: linear in its body, but for the blocks inside, which cost
-  // nothing.
+  // What stands in a block, which has to be one of blocks(); no nodes for an empty body. Cost:
+  // linear in its body, but for the blocks inside, which cost nothing.
   std::vector<Node> Nodes(BlockId block) const;
 
   // The directives of a block, not of those inside, that say which server it is: nginx's

@@ -155,6 +155,13 @@ TEST_F(ServerCheck, LetsEditsOfTheRightServerThrough) {
        {},
        "server {\n\tserver_name a;\n\tlisten 80;\n}\nserver {\n\tserver_name b;\n\tlisten 80;\n}\n"
        "server {\n\tserver_name c;\n\tlisten 80;\n}\n"},
+      {"a new site on port 443 beside the redirect on port 80, which has its name as an alias",
+       "server {\n\tlisten 80;\n\tserver_name a www.a;\n}\n",
+       "server {\n\tlisten 80;\n\tserver_name a www.a;\n}\n"
+       "server {\n\tlisten 443 ssl;\n\tserver_name www.a a;\n\troot /x;\n}\n",
+       {},
+       "server {\n\tlisten 80;\n\tserver_name a www.a;\n}\n"
+       "server {\n\tlisten 443 ssl;\n\tserver_name www.a a;\n\troot /x;\n}\n"},
       {"a rename, and a second address",
        "server {\n\tserver_name a;\n\tlisten 80;\n}\n",
        "server {\n\tserver_name {% $name %};\n\tlisten 80;\n\tlisten 81;\n}\n",
