@@ -55,10 +55,6 @@ struct LineWord {
   std::string_view inner;
 };
 
-bool Begins(std::string_view text, std::string_view beginning) {
-  return text.substr(0, beginning.size()) == beginning;
-}
-
 // The word of `line` at or behind `from`; empty at the line's end. A quote that does not close
 // holds all up to there.
 LineWord WordAt(std::string_view line, std::size_t from) {
@@ -187,12 +183,6 @@ States StatesOf(std::string_view name) {
   return names ? States::kNames : States::kNothing;
 }
 
-// Whether a line that begins with `first` may be more than a directive or a comment of which a
-// reader of blocks needs to know nothing. What stands in quotes may mean anything.
-bool MayMatter(char first) {
-  return first == '<' || first == '"' || first == '\'' || first == 's' || first == 'S';
-}
-
 // The first word of `line`, if it is written without quotes and escapes.
 std::string_view FirstWord(std::string_view line) {
   std::size_t end = 0;
@@ -200,20 +190,68 @@ std::string_view FirstWord(std::string_view line) {
   return line.substr(0, end);
 }
 
-// Whether a section's head that begins as `text` does is, at a glance, none of a macro, Perl or
-// Lua.
+// What a line that begins with "s" or "S" states.
+States StatesOfLine(std::string_view line) {
+  if (Begins(line, "ServerName ") || Begins(line, "ServerAlias ")) return States::kNames;
+  constexpr std::size_t kSeventh = 6;
+  if (line.size() <= kSeventh) return States::kNothing;
+  const char seventh = Lower(line[kSeventh]);
+  if (seventh != 'n' && seventh != 'a') return States::kNothing;
+  return StatesOf(WithoutBracket(FirstWord(line)));
+}
+
+// Whether the section whose head begins as `text` does, with "<", is, at a glance, none of a macro,
+// Perl, Lua or IfVersion.
 bool BeginsPlainly(std::string_view text) {
-  if (text.size() < 3 || text[0] != '<' || !IsLetter(text[1]) || !IsLetter(text[2])) return false;
-  switch (Lower(text[1])) {
+  switch (LowerLetter(text[1])) {
     case 'm':
-      return Lower(text[2]) != 'a';
+      return LowerLetter(text[2]) != 'a';
     case 'p':
-      return Lower(text[2]) != 'e';
+      return LowerLetter(text[2]) != 'e';
     case 'l':
-      return Lower(text[2]) != 'u';
+      return LowerLetter(text[2]) != 'u';
+    case 'i':
+      return !IsVersion(text.substr(1, 9));
     default:
       return true;
   }
+}
+
+[[gnu::noinline]] bool IsSameLongWord(std::string_view a, std::string_view b) {
+  return BehindLetters(b, 0) == b.size() && SameLetters(a, b);
+}
+
+// Whether the `size` bytes at `a` and those behind them at `b` are the same letters.
+bool IsSameWord(std::string_view text, std::size_t a, std::size_t b, std::size_t size) {
+#ifdef __SSE2__
+  if (size <= 16 && text.size() - b >= 16) {
+    const __m128i lower = _mm_set1_epi8(0x20);
+    const __m128i first = _mm_or_si128(Sixteen(text.data() + a), lower);
+    const __m128i second = _mm_or_si128(Sixteen(text.data() + b), lower);
+    const std::uint32_t same = BitsOf(_mm_cmpeq_epi8(first, second));
+    const std::uint32_t letters = BitsOf(Found(Range<'a', 'z'>{}, second));
+    return (~(same & letters) & ((1U << size) - 1)) == 0;
+  }
+#endif
+  return IsSameLongWord(text.substr(a, size), text.substr(b, size));
+}
+
+// Whether the tag from `begin` to `end`, "</...>", is "</Name>" and nothing else, and `head`
+// "<Name>" or "<Name ...", of letters.
+bool PlainlyCloses(std::string_view text, Span head, std::size_t begin, std::size_t end) {
+  const std::size_t size = end - begin - 3;
+  const std::size_t behind = head.begin + 1 + size;
+  if (behind >= head.end || text[head.begin] != '<') return false;
+  const bool ends = text[behind] == ' ' || (text[behind] == '>' && behind + 1 == head.end);
+  return ends && size != 0 && IsSameWord(text, head.begin + 1, begin + 2, size);
+}
+
+// The end of the line whose LF stands at `line_end`, without the blanks before it; of a line that
+// does not end there with an LF, the end of what is no text.
+std::size_t EndOfPlainLine(std::string_view text, std::size_t line_end) {
+  std::size_t end = line_end;
+  while (IsBlank(text[end - 1])) --end;
+  return end;
 }
 
 // Whether the line from `begin` to its LF at `end` is joined with the next one.
@@ -252,57 +290,110 @@ std::size_t ApacheLine::At(std::size_t index) const {
   return m_line.empty() ? m_next : m_origins[m_trimmed + m_line.size() - 1] + 1;
 }
 
-ApacheScanner::ApacheScanner(std::string_view text, std::size_t begin, std::size_t end)
-    : m_text(text.substr(0, end)),
-      m_at(begin),
-      m_nul(std::min(m_text.find('\0', begin), end)),
-      m_map(m_text, begin, end) {}
-
-Item ApacheScanner::NextThatMatters() {
-  while (m_at < m_nul) {
-    const std::size_t first = m_map.NextVisible(m_at);
-    const std::size_t end = m_map.NextStop(m_at);
-    if (end >= m_nul || Continues(m_text, m_at, end)) break;
-    if (first < end && MayMatter(m_text[first])) {
-      const std::optional<Item> item = PlainLine(first, end);
-      if (!item) break;
-      m_at = end + 1;
-      if (item->kind != Item::Kind::kDirective || item->states != States::kNothing) return *item;
+// Of backslashes, those that continue a line: they stop at its LF.
+ApacheFinder::Odd ApacheFinder::OddStops(std::uint64_t odd, std::string_view text,
+                                         std::size_t base) {
+  Odd stops;
+  for (; odd != 0; odd &= odd - 1) {
+    std::size_t stop = base + LowestBit(odd);
+    if (text[stop] == '\\') {
+      ++stop;
+      if (stop < text.size() && text[stop] == '\r') ++stop;
+      if (stop >= text.size() || text[stop] != '\n') continue;
     }
-    m_at = end + 1;
+    const std::size_t ahead = stop - base;
+    (ahead < kMaskSize ? stops.here : stops.next) |= std::uint64_t{1} << ahead % kMaskSize;
   }
-  return Next();
+  return stops;
 }
 
-// The item on a line that is not continued, of which `begin` is the first byte; none: it takes a
-// closer look. Most tags are "<Name ...>" or "</Name>" and nothing else.
-std::optional<Item> ApacheScanner::PlainLine(std::size_t begin, std::size_t line_end) const {
-  std::size_t end = line_end;
-  while (IsBlank(m_text[end - 1])) --end;
-  Item item;
-  item.bytes = MakeSpan(begin, end);
-  if (Lower(m_text[begin]) == 's') {
-    item.kind = Item::Kind::kDirective;
-    item.states = StatesOf(WithoutBracket(FirstWord(m_text.substr(begin, end - begin))));
-    return item;
+ApacheScanner::ApacheScanner(std::string_view text, std::size_t begin, std::size_t end)
+    : m_text(text.substr(0, end)), m_at(begin), m_map(m_text, begin, end) {}
+
+std::size_t ApacheScanner::Nul() {
+  if (m_nul == kNowhere) m_nul = std::min(m_text.find('\0', m_at), m_text.size());
+  return m_nul;
+}
+
+// Reads the tag that is the line from `begin` to `line_end`; false: it takes a closer look.
+template <class Blocks>
+[[gnu::always_inline]] inline bool ApacheScanner::ReadPlainTag(std::size_t begin,
+                                                               std::size_t line_end,
+                                                               Blocks& blocks) {
+  m_at = begin;
+  const std::size_t end = EndOfPlainLine(m_text, line_end);
+  if (m_text[end - 1] != '>') return false;
+  if (m_text[begin + 1] == '/') {
+    if (!blocks.CanClose() || !PlainlyCloses(m_text, blocks.Head(), begin, end)) return false;
+    blocks.Close(MakeSpan(begin, end));
+    return true;
   }
-  if (m_text[begin] != '<') return std::nullopt;
-  const bool closes = m_text[begin + 1] == '/';
-  const std::size_t name = begin + (closes ? 2 : 1);
-  const std::size_t behind = BehindLetters(m_text, name);
-  if (behind == name || m_text[end - 1] != '>') return std::nullopt;
-  if (IsVersion(m_text.substr(name, behind - name))) return std::nullopt;
-  if (behind != end - 1 && (closes || !IsBlank(m_text[behind]))) return std::nullopt;
-  item.kind = closes ? Item::Kind::kClose : Item::Kind::kOpen;
-  return item;
+  if (!BeginsPlainly(m_text.substr(begin, end - begin))) return false;
+  blocks.Open(MakeSpan(begin, end), Body::kDirectives);
+  return true;
+}
+
+// The same for a directive that begins with "s" or "S".
+template <class Blocks>
+[[gnu::always_inline]] inline bool ApacheScanner::ReadPlainDirective(std::size_t begin,
+                                                                     std::size_t line_end,
+                                                                     Blocks& blocks) {
+  m_at = begin;
+  const std::size_t end = EndOfPlainLine(m_text, line_end);
+  if (m_text[end - 1] == '\\') return false;
+  if (StatesOfLine(m_text.substr(begin, end - begin)) != States::kNothing) {
+    blocks.AddMark(MakeSpan(begin, end), States::kNames);
+  }
+  return true;
+}
+
+// Most tags are "<Name ...>" or "</Name>" and nothing else.
+template <class Blocks>
+void ApacheScanner::ReadPlain(Stops& stops, Blocks& blocks) {
+  stops.DropBefore(m_at);
+  if (m_nul < m_at) return;
+  while (stops.HasTwo()) {
+    const std::size_t begin = stops.First();
+    const std::size_t line_end = stops.Second();
+    if (line_end >= m_text.size() || m_text[line_end] == '\0') return;
+    switch (m_text[begin]) {
+      case '<':
+        if (!ReadPlainTag(begin, line_end, blocks)) return;
+        break;
+      case 's':
+      case 'S':
+        if (!ReadPlainDirective(begin, line_end, blocks)) return;
+        break;
+      case '#':
+      case '&':
+        if (Continues(m_text, begin, line_end)) return;
+        break;
+      case '\n':
+      case '\0':
+        m_at = LineBegin(begin);
+        return;
+      default:
+        m_at = begin;
+        return;
+    }
+    m_at = line_end + 1;
+    stops.Drop(2);
+  }
+}
+
+// The begin of the line in which the byte at `at` stands, or what of it is left to read.
+std::size_t ApacheScanner::LineBegin(std::size_t at) const {
+  while (at > m_at && m_text[at - 1] != '\n') --at;
+  return at;
 }
 
 Item ApacheScanner::Next() {
   while (m_at < m_text.size()) {
+    const std::size_t nul = Nul();
     const std::size_t begin = m_at;
     const ApacheLine line(m_text, begin, m_map.NextStop(begin));
     m_at = line.next();
-    if (m_nul < m_at) return Item::Error(Problem::kNulByte, begin, m_nul);
+    if (nul < m_at) return Item::Error(Problem::kNulByte, begin, nul);
     if (!line.text().empty()) return Line(line);
   }
   return {};
@@ -345,7 +436,6 @@ std::string ApacheScanner::SectionName(Span head) const {
 }
 
 Inside ApacheScanner::InsideOf(Span head) const {
-  if (BeginsPlainly(m_text.substr(head.begin))) return Inside::kDirectives;
   const std::string name = SectionName(head);
   if (SameLetters(name, kMacro)) return Inside::kMacro;
   return SameLetters(name, kPerl) || HoldsLua(name) ? Inside::kCode : Inside::kDirectives;
@@ -353,15 +443,16 @@ Inside ApacheScanner::InsideOf(Span head) const {
 
 // A macro ends where its sections "<Macro" and "</Macro>" balance, Perl code with a line that says
 // so and nothing else, and Lua code, of which nothing is joined, with a line that begins so.
-Item ApacheScanner::ClosingOfCode(Span head) const {
+Item ApacheScanner::ClosingOfCode(Span head) {
   std::string buffer;
   const std::string name = SectionName(head);
   const std::string opening = "<" + name;
   const std::string closing = "</" + name;
   const bool macro = SameLetters(name, kMacro);
   const bool perl = SameLetters(name, kPerl);
+  const std::size_t nul = Nul();
   std::size_t open = 1;
-  for (std::size_t at = m_at; at < m_nul;) {
+  for (std::size_t at = m_at; at < nul;) {
     const std::size_t end = std::min(m_text.find('\n', at), m_text.size());
     const ApacheLine line(m_text.substr(0, macro || perl ? m_text.size() : end), at, end);
     const std::string_view text = line.text();
@@ -378,24 +469,11 @@ Item ApacheScanner::ClosingOfCode(Span head) const {
     item.bytes = MakeSpan(line.At(0), line.At(text.size()));
     return item;
   }
-  return m_nul < m_text.size() ? Item::Error(Problem::kNulByte, head.end, m_nul)
-                               : Item::Error(Problem::kUnclosedCode, head.end, head.begin);
-}
-
-// Whether `closing` is "</Name>" and nothing else, and `head` "<Name>" or "<Name ...", of letters.
-bool ApacheScanner::PlainlyCloses(Span head, Span closing) const {
-  if (closing.size() < 4 || head.size() + 1 < closing.size()) return false;
-  const std::string_view name = m_text.substr(closing.begin + 2, closing.size() - 3);
-  const std::string_view opened = m_text.substr(head.begin + 1, name.size());
-  const std::size_t behind = head.begin + 1 + name.size();
-  const bool ends = IsBlank(m_text[behind]) || (m_text[behind] == '>' && behind + 1 == head.end);
-  return m_text[head.begin] == '<' && m_text[closing.begin] == '<' &&
-         m_text[closing.end - 1] == '>' && ends && BehindLetters(name, 0) == name.size() &&
-         SameLetters(opened, name);
+  return nul < m_text.size() ? Item::Error(Problem::kNulByte, head.end, nul)
+                             : Item::Error(Problem::kUnclosedCode, head.end, head.begin);
 }
 
 std::optional<Problem> ApacheScanner::Mismatch(Span head, Span closing) const {
-  if (PlainlyCloses(head, closing)) return std::nullopt;
   std::string buffer;
   const ApacheLine line(m_text.substr(0, closing.end), closing.begin);
   const std::string_view tag = Meaning(WordAt(line.text(), 0), buffer);

@@ -16,6 +16,7 @@
 
 #include "document/byte_map.h"
 #include "document/scanner.h"
+#include "document/stop_list.h"
 
 namespace tov_document {
 
@@ -53,17 +54,46 @@ class ApacheLine {
 
 // Lines end with LF; the blanks are those of C.
 struct ApacheClasses {
-  static constexpr bool IsStop(char byte) { return byte == '\n'; }
-  static constexpr bool IsBlank(char byte) { return byte == ' ' || (byte >= '\t' && byte <= '\r'); }
+  using Stops = Bytes<'\n'>;
+  using Blanks = AnyOf<Bytes<' '>, Range<'\t', '\r'>>;
+};
 
-#ifdef __SSE2__
-  static Sixteen Stops(Sixteen bytes) {
-    return bytes.Is('\n');
+// The first byte and the LF of each line that may be more than a directive of which a reader of
+// blocks needs to know nothing: a tag, a word in quotes, which may mean anything, or one that
+// begins as ServerName does. One comparison finds both quotes, and comments with them. And where a
+// line may go on behind its LF, or must not: an LF behind a backslash, and a NUL byte.
+class ApacheFinder {
+ public:
+  using Sets =
+      SetList<AnyOf<Bytes<'<'>, Bytes<'s', 0x20>, Bytes<'"', 0, 0x05>>, ApacheClasses::Blanks,
+              ApacheClasses::Stops, AnyOf<Bytes<'\\'>, Bytes<'\0'>>>;
+
+  std::uint64_t Stops(const Sets::Masks& masks, std::string_view text, std::size_t base) {
+    const auto [initials, blanks, line_ends, odd] = masks;
+    const std::uint64_t firsts = initials & m_firsts.Of(line_ends, blanks);
+    // A bit that is added behind an LF carries to the next LF.
+    std::uint64_t sum = 0;
+    const bool carry = __builtin_add_overflow(~line_ends, firsts, &sum);
+    m_in_line = static_cast<std::uint64_t>(__builtin_add_overflow(sum, m_in_line, &sum) || carry);
+    const std::uint64_t stops = firsts | (sum & line_ends) | m_odd;
+    m_odd = 0;
+    if (odd == 0) return stops;
+    const auto [here, next] = OddStops(odd, text, base);
+    m_odd = next;
+    return stops | here;
   }
-  static Sixteen Blanks(Sixteen bytes) {
-    return bytes.Is(' ').Or(bytes.Within('\t', '\r'));
-  }
-#endif
+
+ private:
+  // Those in this mask and in the next one.
+  struct Odd {
+    std::uint64_t here = 0;
+    std::uint64_t next = 0;
+  };
+  static Odd OddStops(std::uint64_t odd, std::string_view text, std::size_t base);
+
+  FirstsBehind m_firsts;
+  std::uint64_t m_in_line = 0;  // the next mask begins in a line that is told
+  std::uint64_t m_odd = 0;      // what OddStops told of the next mask
 };
 
 class ApacheScanner {
@@ -73,8 +103,12 @@ class ApacheScanner {
 
   Item Next();
 
-  // The same, but passes over comments and over directives that do not name a server.
-  Item NextThatMatters();
+  // Reads on as far as Next would give nothing but sections, directives and comments that are
+  // plain, and tells `blocks` of them, the Reader, but for comments and for directives that do not
+  // name a server. `stops` are those of the whole text, and lose those that are behind.
+  using Stops = StopList<ApacheFinder>;
+  template <class Blocks>
+  void ReadPlain(Stops& stops, Blocks& blocks);
 
   // Goes on at `offset`, which is ahead: the end of a line but for its blanks.
   void SkipTo(std::size_t offset) { m_at = offset; }
@@ -83,22 +117,28 @@ class ApacheScanner {
 
   // The closing line of the section `head`, whose inside is kCode or kMacro; an error when there is
   // none.
-  Item ClosingOfCode(Span head) const;
+  Item ClosingOfCode(Span head);
 
   // Why `closing` cannot close the section `head`; none: it closes it.
   std::optional<Problem> Mismatch(Span head, Span closing) const;
 
  private:
-  bool PlainlyCloses(Span head, Span closing) const;
-  std::optional<Item> PlainLine(std::size_t begin, std::size_t line_end) const;
+  template <class Blocks>
+  bool ReadPlainTag(std::size_t begin, std::size_t line_end, Blocks& blocks);
+  template <class Blocks>
+  bool ReadPlainDirective(std::size_t begin, std::size_t line_end, Blocks& blocks);
+  std::size_t LineBegin(std::size_t at) const;
   Item Line(const ApacheLine& line) const;
+
+  // The first NUL byte, else the end. It is looked for when it is asked for.
+  std::size_t Nul();
 
   // The name of the section that `head` opens.
   std::string SectionName(Span head) const;
 
   std::string_view m_text;  // up to the end
   std::size_t m_at;
-  std::size_t m_nul;  // the first NUL byte, else the end
+  std::size_t m_nul = std::string_view::npos;  // Nul(), if it is known
   ByteMap<ApacheClasses> m_map;
 };
 

@@ -1,78 +1,157 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // Jumps from one byte that decides to the next, past all that are only parts of words.
+//
+// Bytes are compared by dozens. What of them decides is told by a type, such as
+//
+//   AnyOf<Bytes<'\n'>, Range<'0', '9'>>
+//
+// of which the comparisons for every kind of processor are made.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
 
 #ifdef __SSE2__
-#include <emmintrin.h>
+#include <immintrin.h>
 #endif
 
 namespace tov_document {
 
-#ifdef __SSE2__
-// Sixteen bytes, compared at once: each byte of a result has all bits set or none.
-class Sixteen {
- public:
-  explicit Sixteen(const char* bytes) { __builtin_memcpy(&m_bytes, bytes, sizeof(m_bytes)); }
-
-  Sixteen Is(char byte) const { return Sixteen(_mm_cmpeq_epi8(m_bytes, _mm_set1_epi8(byte))); }
-
-  // Whether they stand between `first` and `last`, both of ASCII, or are one of these.
-  Sixteen Within(char first, char last) const {
-    return Sixteen(
-        _mm_and_si128(_mm_cmpgt_epi8(m_bytes, _mm_set1_epi8(static_cast<char>(first - 1))),
-                      _mm_cmpgt_epi8(_mm_set1_epi8(static_cast<char>(last + 1)), m_bytes)));
+// The bytes that are `kByte` when the bits of `kSet` are set in them and those of `kCleared` are
+// not: one comparison for two or four of them.
+template <char kByte, int kSet = 0, int kCleared = 0>
+struct Bytes {
+  static constexpr bool Has(char byte) {
+    return static_cast<char>((byte | kSet) & ~kCleared) == kByte;
   }
-
-  // The bytes with the bits of `bits` set, or with no others than these.
-  Sixteen With(int bits) const {
-    return Sixteen(_mm_or_si128(m_bytes, _mm_set1_epi8(static_cast<char>(bits))));
-  }
-  Sixteen Only(int bits) const {
-    return Sixteen(_mm_and_si128(m_bytes, _mm_set1_epi8(static_cast<char>(bits))));
-  }
-
-  Sixteen Or(Sixteen other) const { return Sixteen(_mm_or_si128(m_bytes, other.m_bytes)); }
-
-  // A bit for each byte.
-  std::uint64_t Bits() const { return static_cast<std::uint32_t>(_mm_movemask_epi8(m_bytes)); }
-
- private:
-  explicit Sixteen(__m128i bytes) : m_bytes(bytes) {}
-
-  __m128i m_bytes;
 };
-#endif
 
-// Whether one of the bytes of `text` is an upper-case letter or a backslash.
-inline bool HoldsUpperOrEscape(std::string_view text) {
-  std::size_t at = 0;
-#ifdef __SSE2__
-  for (; at + 16 <= text.size(); at += 16) {
-    const Sixteen some(text.data() + at);
-    if (some.Within('A', 'Z').Or(some.Is('\\')).Bits() != 0) return true;
-  }
-#endif
-  for (; at < text.size(); ++at) {
-    if ((text[at] >= 'A' && text[at] <= 'Z') || text[at] == '\\') return true;
-  }
-  return false;
+// The bytes from `kFirst` to `kLast`, both of ASCII.
+template <char kFirst, char kLast>
+struct Range {
+  static constexpr bool Has(char byte) { return byte >= kFirst && byte <= kLast; }
+};
+
+template <class... Sets>
+struct AnyOf {
+  static constexpr bool Has(char byte) { return (Sets::Has(byte) || ...); }
+};
+
+// Letters of either case.
+using Letters = AnyOf<Range<'a', 'z'>, Range<'A', 'Z'>>;
+
+// How many bytes a mask is for: the bit of the first one is the lowest.
+inline constexpr std::size_t kMaskSize = 64;
+
+// A bit for each of `count` bytes that are in `Set`.
+template <class Set>
+std::uint64_t PartMask(const char* bytes, std::size_t count) {
+  std::uint64_t mask = 0;
+  for (std::size_t i = 0; i < count; ++i) mask |= std::uint64_t{Set::Has(bytes[i])} << i;
+  return mask;
 }
 
+inline std::size_t LowestBit(std::uint64_t bits) {
+  return static_cast<std::size_t>(__builtin_ctzll(bits));
+}
+
+#ifdef __SSE2__
+
+// --- Sixteen bytes at once ---
+
+// Each byte of a result has all bits set or none.
+template <char kByte, int kSet, int kCleared>
+__m128i Found(Bytes<kByte, kSet, kCleared> /*set*/, __m128i bytes) {
+  if constexpr (kSet != 0) bytes = _mm_or_si128(bytes, _mm_set1_epi8(kSet));
+  if constexpr (kCleared != 0) bytes = _mm_andnot_si128(_mm_set1_epi8(kCleared), bytes);
+  return _mm_cmpeq_epi8(bytes, _mm_set1_epi8(kByte));
+}
+
+template <char kFirst, char kLast>
+__m128i Found(Range<kFirst, kLast> /*set*/, __m128i bytes) {
+  return _mm_and_si128(_mm_cmpgt_epi8(bytes, _mm_set1_epi8(kFirst - 1)),
+                       _mm_cmpgt_epi8(_mm_set1_epi8(kLast + 1), bytes));
+}
+
+template <class... Sets>
+__m128i Found(AnyOf<Sets...> /*set*/, __m128i bytes) {
+  return (Found(Sets{}, bytes) | ...);
+}
+
+inline __m128i Sixteen(const char* bytes) {
+  __m128i loaded;
+  __builtin_memcpy(&loaded, bytes, sizeof(loaded));
+  return loaded;
+}
+
+inline std::uint32_t BitsOf(__m128i bytes) {
+  return static_cast<std::uint32_t>(_mm_movemask_epi8(bytes));
+}
+
+// A bit for each of kMaskSize bytes that is in `Set`.
+template <class Set>
+std::uint64_t WholeMask(const char* bytes) {
+  const auto part = [bytes](std::size_t at) {
+    return std::uint64_t{BitsOf(Found(Set{}, Sixteen(bytes + at)))} << at;
+  };
+  return part(0) | part(16) | part(32) | part(48);
+}
+
+// --- Thirty-two bytes at once, on processors that can ---
+
+template <char kByte, int kSet, int kCleared>
+[[gnu::target("avx2"), gnu::always_inline]] inline __m256i Found(
+    Bytes<kByte, kSet, kCleared> /*set*/, __m256i bytes) {
+  if constexpr (kSet != 0) bytes = _mm256_or_si256(bytes, _mm256_set1_epi8(kSet));
+  if constexpr (kCleared != 0) bytes = _mm256_andnot_si256(_mm256_set1_epi8(kCleared), bytes);
+  return _mm256_cmpeq_epi8(bytes, _mm256_set1_epi8(kByte));
+}
+
+template <char kFirst, char kLast>
+[[gnu::target("avx2"), gnu::always_inline]] inline __m256i Found(Range<kFirst, kLast> /*set*/,
+                                                                 __m256i bytes) {
+  return _mm256_and_si256(_mm256_cmpgt_epi8(bytes, _mm256_set1_epi8(kFirst - 1)),
+                          _mm256_cmpgt_epi8(_mm256_set1_epi8(kLast + 1), bytes));
+}
+
+template <class... Sets>
+[[gnu::target("avx2"), gnu::always_inline]] inline __m256i Found(AnyOf<Sets...> /*set*/,
+                                                                 __m256i bytes) {
+  return (Found(Sets{}, bytes) | ...);
+}
+
+template <class Set>
+[[gnu::target("avx2"), gnu::always_inline]] inline std::uint64_t WideMask(const char* bytes) {
+  __m256i low;
+  __m256i high;
+  __builtin_memcpy(&low, bytes, sizeof(low));
+  __builtin_memcpy(&high, bytes + sizeof(low), sizeof(high));
+  const auto low_bits = static_cast<std::uint32_t>(_mm256_movemask_epi8(Found(Set{}, low)));
+  const auto high_bits = static_cast<std::uint32_t>(_mm256_movemask_epi8(Found(Set{}, high)));
+  return low_bits | std::uint64_t{high_bits} << 32;
+}
+
+#else
+
+template <class Set>
+std::uint64_t WholeMask(const char* bytes) {
+  return PartMask<Set>(bytes, kMaskSize);
+}
+
+#endif
+
 // The bytes of a text that decide ("stops") and those that are no blanks, from its front to its
-// back. `Classes` says which they are: of one byte, IsStop and IsBlank; of sixteen, Stops and
-// Blanks, of which Stops may count some bytes more.
+// back. `Classes` says which they are, by the sets Stops and Blanks.
 template <class Classes>
 class ByteMap {
  public:
   // Those from `begin` up to `end`.
   ByteMap(std::string_view text, std::size_t begin, std::size_t end)
       : m_text(text.data()), m_end(end) {
-    Load(begin - begin % kStep);
+    Load(begin - begin % kMaskSize);
   }
 
   // The first stop, the first byte that is no blank, at or behind `from`; the end when there is
@@ -81,8 +160,6 @@ class ByteMap {
   std::size_t NextVisible(std::size_t from) { return Next<&Bits::visible>(from); }
 
  private:
-  static constexpr std::size_t kStep = 64;
-
   struct Bits {
     std::uint64_t stops = 0;
     std::uint64_t visible = 0;
@@ -92,9 +169,9 @@ class ByteMap {
   // cppcheck-suppress unusedPrivateFunction  // it does not see the calls above
   std::size_t Next(std::size_t from) {
     const std::size_t ahead = from - m_base;  // large where `from` is before m_base
-    if (ahead < kStep) {
+    if (ahead < kMaskSize) {
       const std::uint64_t bits = m_bits.*kWhich >> ahead;
-      if (bits != 0) return from + static_cast<std::size_t>(__builtin_ctzll(bits));
+      if (bits != 0) return from + LowestBit(bits);
     }
     return Search<kWhich>(from);
   }
@@ -102,50 +179,29 @@ class ByteMap {
   template <std::uint64_t Bits::*kWhich>
   std::size_t Search(std::size_t from) {
     if (from >= m_end) return m_end;
-    if (from - m_base >= kStep) Load(from - from % kStep);
+    if (from - m_base >= kMaskSize) Load(from - from % kMaskSize);
     std::uint64_t bits = m_bits.*kWhich & (~std::uint64_t{0} << (from - m_base));
     while (bits == 0) {
-      if (m_base + kStep >= m_end) return m_end;
-      Load(m_base + kStep);
+      if (m_base + kMaskSize >= m_end) return m_end;
+      Load(m_base + kMaskSize);
       bits = m_bits.*kWhich;
     }
-    return m_base + static_cast<std::size_t>(__builtin_ctzll(bits));
+    return m_base + LowestBit(bits);
   }
 
   void Load(std::size_t base) {
+    using Stops = typename Classes::Stops;
+    using Blanks = typename Classes::Blanks;
+    const char* const bytes = m_text + base;
     m_base = base;
-    m_bits = base + kStep <= m_end ? Whole(m_text + base) : Part(m_text + base, m_end - base);
-  }
-
-  static Bits Part(const char* bytes, std::size_t count) {
-    Bits bits;
-    for (std::size_t i = 0; i < count; ++i) {
-      bits.stops |= std::uint64_t{Classes::IsStop(bytes[i])} << i;
-      bits.visible |= std::uint64_t{!Classes::IsBlank(bytes[i])} << i;
+    if (base + kMaskSize <= m_end) {
+      m_bits = {WholeMask<Stops>(bytes), ~WholeMask<Blanks>(bytes)};
+    } else {
+      const std::size_t count = m_end - base;
+      const std::uint64_t all = (std::uint64_t{1} << count) - 1;
+      m_bits = {PartMask<Stops>(bytes, count), PartMask<Blanks>(bytes, count) ^ all};
     }
-    return bits;
   }
-
-#ifdef __SSE2__
-  static Bits Whole(const char* bytes) {
-    const Sixteen a(bytes);
-    const Sixteen b(bytes + 16);
-    const Sixteen c(bytes + 32);
-    const Sixteen d(bytes + 48);
-    const auto joined = [](std::uint64_t first, std::uint64_t second, std::uint64_t third,
-                           std::uint64_t fourth) {
-      return first | second << 16 | third << 32 | fourth << 48;
-    };
-    return {joined(Classes::Stops(a).Bits(), Classes::Stops(b).Bits(), Classes::Stops(c).Bits(),
-                   Classes::Stops(d).Bits()),
-            ~joined(Classes::Blanks(a).Bits(), Classes::Blanks(b).Bits(), Classes::Blanks(c).Bits(),
-                    Classes::Blanks(d).Bits())};
-  }
-#else
-  static Bits Whole(const char* bytes) {
-    return Part(bytes, kStep);
-  }
-#endif
 
   const char* m_text;
   std::size_t m_end;

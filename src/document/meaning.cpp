@@ -16,6 +16,9 @@ namespace {
 
 constexpr std::size_t kNowhere = std::string_view::npos;
 
+// Of the names of directives that state a server's names, the shortest: "ServerName".
+constexpr std::size_t kShortestName = 10;
+
 bool IsNumber(std::string_view text) {
   return !text.empty() && text.find_first_not_of("0123456789") == kNowhere;
 }
@@ -58,12 +61,32 @@ bool IsOneOf(std::string_view name, std::initializer_list<std::string_view> name
                      [name](std::string_view other) { return SameLetters(name, other); });
 }
 
-// Whether one of the arguments of `directive` may mean `name`: a quick look before a close one.
-bool MayHold(std::string_view directive, std::string_view name) {
-  std::size_t name_end = 0;
-  while (name_end < directive.size() && directive[name_end] > ' ') ++name_end;
-  directive.remove_prefix(name_end);
-  return directive.find(name) != kNowhere || HoldsUpperOrEscape(directive);
+// Whether one of the arguments of `directive` may mean `name`, which is not empty: a quick look
+// before a close one. It is a guess where upper-case letters or escapes stand in them.
+bool MayHold(std::string_view text, Span directive, std::string_view name) {
+  using Odd = AnyOf<Range<'A', 'Z'>, Bytes<'\\'>>;
+  std::size_t at = directive.begin + kShortestName;
+#ifdef __SSE2__
+  // Where the first byte of the name stands and its last one as far behind it, all of it may.
+  const __m128i first = _mm_set1_epi8(name.front());
+  const __m128i last = _mm_set1_epi8(name.back());
+  const std::size_t size = name.size();
+  for (; at < directive.end && text.size() - at >= size + 15; at += 16) {
+    const __m128i bytes = Sixteen(text.data() + at);
+    const std::size_t left = directive.end - at;
+    const std::uint32_t own = left < 16 ? (1U << left) - 1 : ~0U;
+    if ((BitsOf(Found(Odd{}, bytes)) & own) != 0) return true;
+    const __m128i ends = Sixteen(text.data() + at + size - 1);
+    std::uint32_t both =
+        BitsOf(_mm_and_si128(_mm_cmpeq_epi8(bytes, first), _mm_cmpeq_epi8(ends, last)));
+    for (; both != 0; both &= both - 1) {
+      if (text.substr(at + LowestBit(both), size) == name) return true;
+    }
+  }
+#endif
+  if (at >= directive.end) return false;
+  const std::string_view left = text.substr(at, directive.end - at);
+  return left.find(name) != kNowhere || std::any_of(left.begin(), left.end(), Odd::Has);
 }
 
 }  // namespace
@@ -139,7 +162,7 @@ std::vector<std::string> ServerAddresses(const Document& document, BlockId block
 std::vector<BlockId> BlocksNamed(const Document& document, std::string_view name) {
   std::vector<BlockId> blocks;
   for (const Mark& mark : document.marks()) {
-    if (!mark.names || !MayHold(document.Bytes(mark.directive), name)) continue;
+    if (!mark.names || !MayHold(document.text(), mark.directive, name)) continue;
     const std::vector<Word> words = document.Words(mark.directive);
     const bool has = std::any_of(words.begin() + 1, words.end(), [&](const Word& word) {
       return NormalName(document.dialect(), document.Value(word)) == name;

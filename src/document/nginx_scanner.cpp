@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 
+#include "document/ascii.h"
 #include "document/lua.h"
 #include "document/reader.h"
 
@@ -60,11 +61,30 @@ constexpr std::array<bool, 256> PlainBytes() {
   std::array<bool, 256> plain = {};
   for (std::size_t i = 0; i < plain.size(); ++i) {
     const char byte = static_cast<char>(i);
-    plain.at(i) = !NginxClasses::IsBlank(byte) && !NginxClasses::IsStop(byte);
+    plain.at(i) = !NginxClasses::Blanks::Has(byte) && !NginxClasses::Stops::Has(byte);
   }
   return plain;
 }
 constexpr std::array<bool, 256> kPlain = PlainBytes();
+
+// What the first byte of a directive tells.
+enum class First : std::uint8_t {
+  kOfWord,
+  kOfState,  // its name may be one that matters
+  kClosing,
+  kOther
+};
+
+constexpr std::array<First, 256> FirstBytes() {
+  std::array<First, 256> firsts = {};
+  for (std::size_t i = 0; i < firsts.size(); ++i) {
+    firsts.at(i) = kPlain.at(i) ? First::kOfWord : First::kOther;
+  }
+  firsts.at('l') = firsts.at('s') = First::kOfState;
+  firsts.at('}') = First::kClosing;
+  return firsts;
+}
+constexpr std::array<First, 256> kFirsts = FirstBytes();
 
 bool IsQuote(char byte) {
   return byte == '"' || byte == '\'';
@@ -104,24 +124,34 @@ Item NginxScanner::Next() {
 }
 
 // Most directives are some words and a ";", most heads some words and a "{".
-Item NginxScanner::NextThatMatters() {
-  for (;;) {
-    const std::size_t begin = m_map.NextVisible(m_at);
-    const std::size_t stop = m_map.NextStop(begin);
-    if (stop >= m_text.size() || stop - begin >= kBuffer) return ItemAt(begin);
-    const char byte = m_text[stop];
-    if (stop == begin) {
-      return byte == '}' ? Taken(Item::Kind::kClose, begin, stop + 1) : ItemAt(begin);
+template <class Blocks>
+void NginxScanner::ReadPlain(Stops& stops, Blocks& blocks) {
+  stops.DropBefore(m_at);
+  while (stops.HasTwo()) {
+    const std::size_t begin = stops.First();
+    const std::size_t stop = stops.Second();
+    const First first = kFirsts.at(static_cast<unsigned char>(m_text[begin]));
+    if (first == First::kClosing) {
+      if (!blocks.CanClose()) return;
+      blocks.Close(MakeSpan(begin, begin + 1));
+      m_at = begin + 1;
+      stops.Drop(1);
+      continue;
     }
-    if (byte == '{' && m_text[stop - 1] != '$') return Taken(Item::Kind::kOpen, begin, stop + 1);
-    if (byte != ';') return ItemAt(begin);
-    const States states = StatesOf(m_text.substr(begin));
-    if (states != States::kNothing) {
-      Item item = Taken(Item::Kind::kDirective, begin, stop + 1);
-      item.states = states;
-      return item;
+    if (first == First::kOther || stop - begin >= kBuffer) return;
+    const Span bytes = MakeSpan(begin, stop + 1);
+    if (m_text[stop] == '{') {
+      if (m_text[stop - 1] == '$' || blocks.Reading() == Body::kValues) return;
+      if (InsideOf(bytes) != Inside::kDirectives) return;
+      blocks.Open(bytes, Body::kDirectives);
+    } else if (m_text[stop] != ';') {
+      return;
+    } else if (first == First::kOfState) {
+      const States states = StatesOf(m_text.substr(begin));
+      if (states != States::kNothing) blocks.AddMark(bytes, states);
     }
     m_at = stop + 1;
+    stops.Drop(2);
   }
 }
 
@@ -273,6 +303,8 @@ std::optional<std::size_t> NginxScanner::TooLong(std::size_t begin, std::size_t 
 }
 
 Inside NginxScanner::InsideOf(Span head) const {
+  const std::string_view text = m_text.substr(head.begin, head.size());
+  if (Begins(text, "location ") || Begins(text, "server ")) return Inside::kDirectives;
   constexpr std::string_view kLua = "_by_lua_block";
   std::string buffer;
   const std::string_view name = Name(head, buffer);

@@ -15,43 +15,32 @@
 
 #include "document/byte_map.h"
 #include "document/scanner.h"
+#include "document/stop_list.h"
 
 namespace tov_document {
 
-// The bytes that may mean more than being a part of a word: ; { } " ' # and the backslash.
 struct NginxClasses {
-  static constexpr bool IsStop(char byte) {
-    switch (byte) {
-      case ';':
-      case '{':
-      case '}':
-      case '"':
-      case '\'':
-      case '#':
-      case '\\':
-        return true;
-      default:
-        return false;
-    }
-  }
-  static constexpr bool IsBlank(char byte) {
-    return byte == ' ' || byte == '\t' || byte == '\r' || byte == '\n';
+  // The bytes that may mean more than being a part of a word: ; { } " ' # and the backslash. ";"
+  // and
+  // "{" differ in one bit, the quotes and "#" in two, with "&" as the fourth, which does no harm.
+  using Stops = AnyOf<Bytes<'{', 0x40>, Bytes<'"', 0, 0x05>, Bytes<'}'>, Bytes<'\\'>>;
+
+  // Tab and CR differ in one bit.
+  using Blanks = AnyOf<Bytes<' '>, Bytes<'\r', 0x04>, Bytes<'\n'>>;
+};
+
+// Stops, and where directives may begin: behind the end of another one, of a head, or of a line.
+class NginxFinder {
+ public:
+  using Sets = SetList<NginxClasses::Stops, NginxClasses::Blanks, Bytes<'\n'>>;
+
+  std::uint64_t Stops(const Sets::Masks& masks, std::string_view /*text*/, std::size_t /*base*/) {
+    const auto [stops, blanks, line_ends] = masks;
+    return stops | m_firsts.Of(stops | line_ends, blanks);
   }
 
-#ifdef __SSE2__
-  // One comparison for several bytes: ";" and "{" differ in one bit, so do tab and CR, and the
-  // quotes and "#" in two, with "&" as the fourth.
-  static Sixteen Stops(Sixteen bytes) {
-    return bytes.With(0x40)
-        .Is('{')
-        .Or(bytes.Only(~0x05).Is('"'))
-        .Or(bytes.Is('}'))
-        .Or(bytes.Is('\\'));
-  }
-  static Sixteen Blanks(Sixteen bytes) {
-    return bytes.Is(' ').Or(bytes.With(0x04).Is('\r')).Or(bytes.Is('\n'));
-  }
-#endif
+ private:
+  FirstsBehind m_firsts;
 };
 
 class NginxScanner {
@@ -61,8 +50,12 @@ class NginxScanner {
 
   Item Next();
 
-  // The same, but passes over directives that neither name a server nor say where it listens.
-  Item NextThatMatters();
+  // Reads on as far as Next would give nothing but blocks and directives that are plain, and tells
+  // `blocks` of them, the Reader, but for directives that neither name a server nor say where it
+  // listens. `stops` are those of the whole text, and lose those that are behind.
+  using Stops = StopList<NginxFinder>;
+  template <class Blocks>
+  void ReadPlain(Stops& stops, Blocks& blocks);
 
   // Goes on at `offset`, which is ahead.
   void SkipTo(std::size_t offset) { m_at = offset; }

@@ -24,7 +24,8 @@ class Reader {
       : m_document(document),
         m_blocks(document.m_blocks),
         m_size(static_cast<std::uint32_t>(document.m_text.size())),
-        m_scanner(document.m_text, 0, m_size) {}
+        m_scanner(document.m_text, 0, m_size),
+        m_stops(document.m_text) {}
 
   void Run() {
     Block whole;
@@ -45,6 +46,45 @@ class Reader {
     }
   }
 
+  // --- What the scanner tells of what it reads at a glance. All of it happens for nearly every
+  // line of a text, so that nothing is handed over but numbers: to copy what has just been put
+  // together takes longer than all the rest.
+
+  // How the innermost open block is read, and how it begins.
+  Body Reading() const { return m_blocks[m_open].reading; }
+  Span Head() const { return m_blocks[m_open].head; }
+
+  // Whether there is an open block that may be closed.
+  bool CanClose() const { return m_open != m_outermost; }
+
+  void AddMark(Span directive, States states) {
+    if (Reading() == Body::kValues) return;
+    Mark& mark = m_document.m_marks.emplace_back();
+    mark.directive.begin = directive.begin;
+    mark.directive.end = directive.end;
+    mark.block = m_open;
+    mark.names = states == States::kNames;
+  }
+
+  void Open(Span head, Body reading) {
+    Block& block = m_blocks.emplace_back();
+    block.head.begin = head.begin;
+    block.head.end = block.body.begin = head.end;
+    block.body.end = block.closing.begin = block.closing.end = m_size;
+    block.parent = m_open;
+    block.reading = reading;
+    m_open = Count() - 1;
+  }
+
+  // Closes the innermost open block.
+  void Close(Span closing) {
+    Block& block = m_blocks[m_open];
+    block.body.end = block.closing.begin = closing.begin;
+    block.closing.end = closing.end;
+    block.next = Count();
+    m_open = block.parent;
+  }
+
  private:
   // A macro whose lines are being read, to see whether its sections nest.
   struct Macro {
@@ -59,10 +99,11 @@ class Reader {
   // Reads on, up to the end or to an error, which is returned.
   Item Read() {
     for (;;) {
-      Item item = m_scanner.NextThatMatters();
+      m_scanner.ReadPlain(m_stops, *this);
+      Item item = m_scanner.Next();
       switch (item.kind) {
         case Item::Kind::kDirective:
-          if (item.states != States::kNothing) AddMark(item);
+          if (item.states != States::kNothing) AddMark(item.bytes, item.states);
           break;
         case Item::Kind::kComment:
           break;
@@ -79,31 +120,20 @@ class Reader {
     }
   }
 
-  void AddMark(const Item& item) {
-    if (m_blocks[m_open].reading == Body::kValues) return;
-    m_document.m_marks.push_back({item.bytes, m_open, item.states == States::kNames});
-  }
-
   // Returns `item`, or an error instead.
   Item Open(const Item& item) {
     if (m_blocks[m_open].reading == Body::kValues) {
       return Item::Error(Problem::kBraceInValues, item.bytes.begin, item.bytes.end - 1);
     }
     const Inside inside = m_scanner.InsideOf(item.bytes);
-    const BlockId parent = m_open;
-    m_open = Count();
-    m_blocks.push_back({item.bytes,
-                        {item.bytes.end, m_size},
-                        {m_size, m_size},
-                        parent,
-                        kWholeText,
-                        inside == Inside::kValues ? Body::kValues : Body::kDirectives});
+    Open(item.bytes, inside == Inside::kValues ? Body::kValues : Body::kDirectives);
     const bool code = inside == Inside::kCode;
     if (!code && (inside != Inside::kMacro || m_macro)) return item;
     const Item closing = m_scanner.ClosingOfCode(item.bytes);
     if (closing.kind == Item::Kind::kError) return closing;
     if (!code) {
       m_macro = Macro{m_open, closing.bytes, m_document.m_marks.size(), m_scanner};
+      m_outermost = m_open;
       m_scanner = Scanner(m_document.m_text, item.bytes.end, closing.bytes.begin);
       return item;
     }
@@ -126,26 +156,18 @@ class Reader {
     m_scanner = m_macro->outer;
     m_scanner.SkipTo(m_macro->closing.end);
     m_macro.reset();
+    m_outermost = kWholeText;
   }
 
   // Returns `item`, or an error instead.
   Item Closed(const Item& item) {
-    if (m_open == (m_macro ? m_macro->block : kWholeText)) {
+    if (!CanClose()) {
       return Item::Error(Problem::kExtraClosing, item.bytes.begin, item.bytes.begin);
     }
     const std::optional<Problem> problem = m_scanner.Mismatch(m_blocks[m_open].head, item.bytes);
     if (problem) return Item::Error(*problem, item.bytes.begin, item.bytes.begin);
     Close(item.bytes);
     return item;
-  }
-
-  // Closes the innermost open block.
-  void Close(Span closing) {
-    Block& block = m_blocks[m_open];
-    block.body.end = closing.begin;
-    block.closing = closing;
-    block.next = Count();
-    m_open = block.parent;
   }
 
   // The blocks that are open go on to the text's end.
@@ -165,7 +187,9 @@ class Reader {
   std::vector<Block>& m_blocks;
   std::uint32_t m_size;
   Scanner m_scanner;
-  BlockId m_open = kWholeText;  // the innermost open block
+  typename Scanner::Stops m_stops;
+  BlockId m_open = kWholeText;       // the innermost open block
+  BlockId m_outermost = kWholeText;  // the one that cannot be closed
   std::optional<Macro> m_macro;
 };
 
