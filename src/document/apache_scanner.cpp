@@ -246,10 +246,8 @@ bool PlainlyCloses(std::string_view text, Span head, std::size_t begin, std::siz
   return ends && size != 0 && IsSameWord(text, head.begin + 1, begin + 2, size);
 }
 
-// The end of the line whose LF stands at `line_end`, without the blanks before it; of a line that
-// does not end there with an LF, the end of what is no text.
-std::size_t EndOfPlainLine(std::string_view text, std::size_t line_end) {
-  std::size_t end = line_end;
+// Where the blanks before `end` begin. Something else stands before them.
+std::size_t WithoutBlanks(std::string_view text, std::size_t end) {
   while (IsBlank(text[end - 1])) --end;
   return end;
 }
@@ -315,13 +313,12 @@ std::size_t ApacheScanner::Nul() {
   return m_nul;
 }
 
-// Reads the tag that is the line from `begin` to `line_end`; false: it takes a closer look.
+// The same for a tag. Most are "<Name ...>" or "</Name>" and nothing else.
 template <class Blocks>
 [[gnu::always_inline]] inline bool ApacheScanner::ReadPlainTag(std::size_t begin,
                                                                std::size_t line_end,
-                                                               Blocks& blocks) {
-  m_at = begin;
-  const std::size_t end = EndOfPlainLine(m_text, line_end);
+                                                               Blocks& blocks) const {
+  const std::size_t end = WithoutBlanks(m_text, line_end);
   if (m_text[end - 1] != '>') return false;
   if (m_text[begin + 1] == '/') {
     if (!blocks.CanClose() || !PlainlyCloses(m_text, blocks.Head(), begin, end)) return false;
@@ -333,48 +330,42 @@ template <class Blocks>
   return true;
 }
 
-// The same for a directive that begins with "s" or "S".
+// Reads the line whose first byte stands at `begin` and whose LF at `line_end`; false: it takes a
+// closer look.
 template <class Blocks>
-[[gnu::always_inline]] inline bool ApacheScanner::ReadPlainDirective(std::size_t begin,
-                                                                     std::size_t line_end,
-                                                                     Blocks& blocks) {
-  m_at = begin;
-  const std::size_t end = EndOfPlainLine(m_text, line_end);
-  if (m_text[end - 1] == '\\') return false;
-  if (StatesOfLine(m_text.substr(begin, end - begin)) != States::kNothing) {
-    blocks.AddMark(MakeSpan(begin, end), States::kNames);
+[[gnu::always_inline]] inline bool ApacheScanner::ReadPlainLine(std::size_t begin,
+                                                                std::size_t line_end,
+                                                                Blocks& blocks) const {
+  if (m_text[line_end] != '\n') return false;
+  switch (m_text[begin]) {
+    case '<':
+      return ReadPlainTag(begin, line_end, blocks);
+    case 's':
+    case 'S': {
+      const std::size_t end = WithoutBlanks(m_text, line_end);
+      if (m_text[end - 1] == '\\') return false;
+      const States states = StatesOfLine(m_text.substr(begin, end - begin));
+      if (states != States::kNothing) blocks.AddMark(MakeSpan(begin, end), states);
+      return true;
+    }
+    case '#':
+    case '&':
+      return !Continues(m_text, begin, line_end);
+    default:
+      return false;
   }
-  return true;
 }
 
-// Most tags are "<Name ...>" or "</Name>" and nothing else.
 template <class Blocks>
 void ApacheScanner::ReadPlain(Stops& stops, Blocks& blocks) {
   stops.DropBefore(m_at);
-  if (m_nul < m_at) return;
-  while (stops.HasTwo()) {
+  while (stops.HasTwo() && m_at <= m_nul) {
     const std::size_t begin = stops.First();
     const std::size_t line_end = stops.Second();
-    if (line_end >= m_text.size() || m_text[line_end] == '\0') return;
-    switch (m_text[begin]) {
-      case '<':
-        if (!ReadPlainTag(begin, line_end, blocks)) return;
-        break;
-      case 's':
-      case 'S':
-        if (!ReadPlainDirective(begin, line_end, blocks)) return;
-        break;
-      case '#':
-      case '&':
-        if (Continues(m_text, begin, line_end)) return;
-        break;
-      case '\n':
-      case '\0':
-        m_at = LineBegin(begin);
-        return;
-      default:
-        m_at = begin;
-        return;
+    if (line_end >= m_text.size()) return;
+    if (!ReadPlainLine(begin, line_end, blocks)) {
+      m_at = LineBegin(begin);
+      return;
     }
     m_at = line_end + 1;
     stops.Drop(2);

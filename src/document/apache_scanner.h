@@ -124,9 +124,9 @@ class ApacheScanner {
 
  private:
   template <class Blocks>
-  bool ReadPlainTag(std::size_t begin, std::size_t line_end, Blocks& blocks);
+  bool ReadPlainLine(std::size_t begin, std::size_t line_end, Blocks& blocks) const;
   template <class Blocks>
-  bool ReadPlainDirective(std::size_t begin, std::size_t line_end, Blocks& blocks);
+  bool ReadPlainTag(std::size_t begin, std::size_t line_end, Blocks& blocks) const;
   std::size_t LineBegin(std::size_t at) const;
   Item Line(const ApacheLine& line) const;
 

@@ -61,10 +61,11 @@ bool IsOneOf(std::string_view name, std::initializer_list<std::string_view> name
                      [name](std::string_view other) { return SameLetters(name, other); });
 }
 
-// Whether one of the arguments of `directive` may mean `name`, which is not empty: a quick look
-// before a close one. It is a guess where upper-case letters or escapes stand in them.
+// Whether one of the arguments of `directive` may mean `name`: a quick look before a close one,
+// which is needed as well where upper-case letters or escapes stand in them.
 bool MayHold(std::string_view text, Span directive, std::string_view name) {
   using Odd = AnyOf<Range<'A', 'Z'>, Bytes<'\\'>>;
+  if (name.empty()) return true;
   std::size_t at = directive.begin + kShortestName;
 #ifdef __SSE2__
   // Where the first byte of the name stands and its last one as far behind it, all of it may.

@@ -56,11 +56,16 @@ struct SetList {
 //   std::uint64_t Stops(const Sets::Masks& masks, std::string_view text, std::size_t base)
 //
 // gives the stops among the kMaskSize bytes of the text at `base`, or among those left; it is asked
-// for all of them in their order. Bytes behind the text's end have no bits.
+// for all of them in their order. Behind the text's end no bit of a mask is set, and what is said of
+// the bytes there does not count.
 template <class Finder>
 class StopList {
  public:
-  explicit StopList(std::string_view text) : m_text(text) {}
+  explicit StopList(std::string_view text) : StopList(text, CanBeWide()) {}
+
+  // `wide`: to compare as many bytes at once as CanBeWide says; false: half of them. The stops are
+  // the same.
+  StopList(std::string_view text, bool wide) : m_text(text), m_wide(wide) {}
 
   StopList(const StopList&) = delete;
   StopList& operator=(const StopList&) = delete;
@@ -68,14 +73,34 @@ class StopList {
   StopList& operator=(StopList&&) = delete;
   ~StopList() = default;
 
+  // Whether the processor compares 32 bytes at once.
+  static bool CanBeWide() {
+#ifdef __SSE2__
+    static const bool kCan = __builtin_cpu_supports("avx2") != 0 &&
+                             __builtin_cpu_supports("bmi") != 0 &&
+                             __builtin_cpu_supports("popcnt") != 0;
+    return kCan;
+#else
+    return false;
+#endif
+  }
+
   // Whether there are two stops that have not been dropped.
-  bool HasTwo() { return m_last - m_first >= 2 || FindMore(); }
+  bool HasTwo() {
+    return m_last - m_first >= 2 || FindMore();
+  }
 
   // The first two of them.
-  std::size_t First() const { return *m_first; }
-  std::size_t Second() const { return *(m_first + 1); }
+  std::size_t First() const {
+    return *m_first;
+  }
+  std::size_t Second() const {
+    return *(m_first + 1);
+  }
 
-  void Drop(std::size_t count) { m_first += count; }
+  void Drop(std::size_t count) {
+    m_first += count;
+  }
 
   // Drops those before `offset`.
   void DropBefore(std::size_t offset) {
@@ -101,16 +126,14 @@ class StopList {
     const std::size_t left = m_text.size() - m_found;
     if (left < kMaskSize) {
       const auto masks = Finder::Sets::Part(m_text.data() + m_found, left);
-      to = Put(m_finder.Stops(masks, m_text, m_found), m_found, to);
+      const std::uint64_t own = (std::uint64_t{1} << left) - 1;
+      to = Put(m_finder.Stops(masks, m_text, m_found) & own, m_found, to);
       m_found = m_text.size();
       return to;
     }
     const std::size_t end = m_found + std::min(left - left % kMaskSize, kText);
 #ifdef __SSE2__
-    static const bool kIsWide = __builtin_cpu_supports("avx2") != 0 &&
-                                __builtin_cpu_supports("bmi") != 0 &&
-                                __builtin_cpu_supports("popcnt") != 0;
-    if (kIsWide) return FindWide(end, to);
+    if (m_wide) return FindWide(end, to);
 #endif
     for (; m_found < end; m_found += kMaskSize) {
       const auto masks = Finder::Sets::Whole(m_text.data() + m_found);
@@ -165,6 +188,7 @@ class StopList {
 #endif
 
   std::string_view m_text;
+  bool m_wide;
   Finder m_finder;
   std::size_t m_found = 0;  // up to where the stops are known
   std::array<std::uint32_t, 2 + kText + kUnwound> m_stops;
