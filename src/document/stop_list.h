@@ -56,8 +56,8 @@ struct SetList {
 //   std::uint64_t Stops(const Sets::Masks& masks, std::string_view text, std::size_t base)
 //
 // gives the stops among the kMaskSize bytes of the text at `base`, or among those left; it is asked
-// for all of them in their order. Behind the text's end no bit of a mask is set, and what is said of
-// the bytes there does not count.
+// for all of them in their order. Behind the text's end no bit of a mask is set, and what is said
+// of the bytes there does not count.
 template <class Finder>
 class StopList {
  public:
@@ -110,7 +110,7 @@ class StopList {
   }
 
  private:
-  static constexpr std::size_t kText = 2048;  // how much of it at a time
+  static constexpr std::size_t kText = 4096;  // how much of it at a time
   static constexpr std::size_t kUnwound = 8;
 
   bool FindMore() {
