@@ -72,6 +72,9 @@ enum class First : std::uint8_t {
   kOfWord,
   kOfState,  // its name may be one that matters
   kClosing,
+
+  // No directive that could be read at a glance.
+  kComment,
   kOther
 };
 
@@ -82,6 +85,7 @@ constexpr std::array<First, 256> FirstBytes() {
   }
   firsts.at('l') = firsts.at('s') = First::kOfState;
   firsts.at('}') = First::kClosing;
+  firsts.at('#') = First::kComment;
   return firsts;
 }
 constexpr std::array<First, 256> kFirsts = FirstBytes();
@@ -123,6 +127,20 @@ Item NginxScanner::Next() {
   return ItemAt(m_map.NextVisible(m_at));
 }
 
+// Passes over the comment at `begin`; false: it is too long, or nearly.
+bool NginxScanner::PassComment(std::size_t begin, Stops& stops) {
+  const std::size_t end = LineEnd(m_text, begin);
+  if (end - begin >= kBuffer) return false;
+  m_at = end;
+  stops.DropBefore(end);
+  return true;
+}
+
+// Whether the words up to the "{" at the end of `head` open a block, and one of directives.
+bool NginxScanner::IsPlainHead(Span head) const {
+  return m_text[head.end - 2] != '$' && InsideOf(head) == Inside::kDirectives;
+}
+
 // Most directives are some words and a ";", most heads some words and a "{".
 template <class Blocks>
 void NginxScanner::ReadPlain(Stops& stops, Blocks& blocks) {
@@ -138,11 +156,11 @@ void NginxScanner::ReadPlain(Stops& stops, Blocks& blocks) {
       stops.Drop(1);
       continue;
     }
-    if (first == First::kOther || stop - begin >= kBuffer) return;
+    if (first == First::kComment && PassComment(begin, stops)) continue;
+    if (first >= First::kComment || stop - begin >= kBuffer) return;
     const Span bytes = MakeSpan(begin, stop + 1);
     if (m_text[stop] == '{') {
-      if (m_text[stop - 1] == '$' || blocks.Reading() == Body::kValues) return;
-      if (InsideOf(bytes) != Inside::kDirectives) return;
+      if (blocks.Reading() == Body::kValues || !IsPlainHead(bytes)) return;
       blocks.Open(bytes, Body::kDirectives);
     } else if (m_text[stop] != ';') {
       return;

@@ -69,6 +69,8 @@ class NginxScanner {
   static std::optional<Problem> Mismatch(Span /*head*/, Span /*closing*/) { return std::nullopt; }
 
  private:
+  bool PassComment(std::size_t begin, Stops& stops);
+  bool IsPlainHead(Span head) const;
   Item ItemAt(std::size_t begin);
   Item Comment();
   Item Directive();
