@@ -188,7 +188,7 @@ class StopList {
 #endif
 
   std::string_view m_text;
-  bool m_wide;
+  [[maybe_unused]] bool m_wide;
   Finder m_finder;
   std::size_t m_found = 0;  // up to where the stops are known
   std::array<std::uint32_t, 2 + kText + kUnwound> m_stops;
