@@ -10,7 +10,9 @@ BUILD_PACKAGES = g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-de
   libacl1-dev libattr1-dev libutfcpp-dev libyaml-cpp-dev
 DEMO_PACKAGES = $(BUILD_PACKAGES) nginx apache2-bin openssl
 TEST_PACKAGES = $(BUILD_PACKAGES) clang googletest librapidcheck-dev patch locales \
-  nginx libnginx-mod-stream libnginx-mod-mail libnginx-mod-http-lua apache2-bin openssl \
+  nginx libnginx-mod-stream libnginx-mod-mail libnginx-mod-http-lua \
+  libnginx-mod-http-headers-more-filter libnginx-mod-http-brotli-filter \
+  libnginx-mod-http-brotli-static apache2-bin openssl \
   libcurl4-openssl-dev acl strace mandoc bash fish zsh python3-jsonschema python3-certbot-nginx augeas-tools
 BINDINGS_PACKAGES = $(TEST_PACKAGES) pybind11-dev python3-dev python3-pip python3-venv python3-setuptools \
   python3-wheel python3-pytest mypy libffi-platypus-perl

@@ -10,14 +10,14 @@ _qeltemplate_command() {
 _qeltemplate() {
   local current=${COMP_WORDS[COMP_CWORD]}
   local previous=${COMP_WORDS[COMP_CWORD - 1]}
-  local command options
+  local command options attached
   command=$(_qeltemplate_command)
 
   # "--option=value" comes as three words, "=" being one of them.
   if [[ $current == '=' ]]; then
-    current=''
+    current='' attached=yes
   elif [[ $previous == '=' ]]; then
-    previous=${COMP_WORDS[COMP_CWORD - 2]}
+    previous=${COMP_WORDS[COMP_CWORD - 2]} attached=yes
   fi
 
   local IFS=$'\n'
@@ -29,6 +29,12 @@ _qeltemplate() {
     --color)
       COMPREPLY=($(compgen -W $'auto\nalways\nnever' -- "$current"))
       return
+      ;;
+    --check)
+      if [[ -n $attached ]]; then
+        COMPREPLY=($(compgen -W strict -- "$current"))
+        return
+      fi
       ;;
     --import-root)
       compopt -o filenames

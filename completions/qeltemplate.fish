@@ -31,7 +31,7 @@ complete -c qeltemplate -n $coloured -l color -x -a 'auto always never' -d 'Colo
 complete -c qeltemplate -n $apply -l in-place -d 'Replace CONFIG'
 complete -c qeltemplate -n $apply -l output -r -F -d 'Write the edited text to a file'
 complete -c qeltemplate -n $apply -l dry-run -d 'Only say what would change'
-complete -c qeltemplate -n $apply -l check -d 'Have the server judge the result'
+complete -c qeltemplate -n $apply -l check -a strict -d 'Have the server judge the result'
 complete -c qeltemplate -n $apply -l reload -x -d 'Run a command when all files are in place'
 complete -c qeltemplate -n $apply -l exit-code -d 'Exit with 1 when something changed'
 complete -c qeltemplate -n $apply -l jobs -x -d 'Edit so many files at a time'

@@ -44,6 +44,9 @@ Examples:
       --in-place=.orig --check --reload 'systemctl reload nginx' \
       /etc/nginx/sites-available/*)";
 
+// In the place of a command: the dialect's own test, and no new warning.
+constexpr char kStrict[] = "strict";
+
 constexpr char kNothingWritten[] = "nothing is written: all files or none";
 
 struct ApplyOptions : RequestOptions, GuardOptions {
@@ -55,10 +58,14 @@ struct ApplyOptions : RequestOptions, GuardOptions {
   std::string output;         // "": none
   bool dry_run = false;
   bool check = false;
-  std::string check_command;  // "": the dialect's
+  std::string check_command;  // "": the dialect's; kStrict: the same
   std::string reload;         // "": none
   bool exit_code = false;
   unsigned jobs = 0;
+
+  bool ChecksByDialect() const {
+    return check && (check_command.empty() || check_command == kStrict);
+  }
 
   bool WritesFiles() const { return (in_place || !output.empty()) && !dry_run; }
 };
@@ -122,8 +129,9 @@ void AddOutputOptions(CLI::App& command, ApplyOptions& options) {
   AddFileOption(command, "--output", options.output, "Write the edited text to FILE");
   command.add_flag("--dry-run", options.dry_run,
                    "Only say what would change: nothing is written, checked or reloaded");
-  AddOptionalValue(command, "--check", "CMD", options.check_command,
-                   "Have the server judge the result, by CMD or its own test");
+  AddOptionalValue(
+      command, "--check", "CMD", options.check_command,
+      "Have the server judge the result, by CMD or its own test; strict: no new warning");
   command.add_option("--reload", options.reload, "Run CMD when all files are in place")
       ->check(CheckCommandText)
       ->type_name("CMD");
@@ -165,7 +173,7 @@ class Run {
     SayWarnings();
     if (m_names.size() == 1 && m_results[0].failure) std::rethrow_exception(m_results[0].failure);
     const ExitCode failed = ReportFailures();
-    if (failed == kDone && m_update) m_update->Commit(UpdateFor(m_results[0].dialect));
+    if (failed == kDone && m_update) Commit(UpdateFor(m_results[0].dialect));
     SaySummary();
     if (failed != kDone && m_options.in_place) Say(kNothingWritten);
     return {TakeOutput(),
@@ -196,9 +204,19 @@ class Run {
     UpdateOptions options;
     if (!m_options.backup_suffix.empty()) options.backup_suffix = m_options.backup_suffix;
     options.check = m_options.check_command;
-    if (m_options.check && options.check.empty()) options.check = CheckCommand(dialect);
     options.reload = m_options.reload;
+    if (m_options.ChecksByDialect()) {
+      const bool strict = m_options.check_command == kStrict;
+      options.check = CheckCommand(dialect);
+      options.new_warnings = strict ? NewWarnings::kRefused : NewWarnings::kTold;
+    }
     return options;
+  }
+
+  void Commit(const UpdateOptions& options) {
+    for (const std::string& warning : m_update->Commit(options)) {
+      Say("warning: " + options.check + ": " + warning);
+    }
   }
 
   void EditAll() {

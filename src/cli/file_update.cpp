@@ -13,6 +13,7 @@
 #include "cli/explained_output.h"
 #include "cli/failure.h"
 #include "cli/replacement.h"
+#include "cli/server_warnings.h"
 #include "cli/shell_command.h"
 #include "cli/stop_signals.h"
 #include "cli/work_files.h"
@@ -129,6 +130,14 @@ std::vector<JudgedFile> Judged(const std::vector<Change>& changes) {
   return judged;
 }
 
+std::vector<std::string> Explained(std::vector<std::string> warnings,
+                                   const std::vector<Change>& changes) {
+  if (warnings.empty()) return warnings;
+  const std::vector<JudgedFile> files = Judged(changes);
+  for (std::string& warning : warnings) warning = ExplainedOutput(warning, files);
+  return warnings;
+}
+
 void JudgeStaged(const std::string& check, const Change& change, const sigset_t& signals) {
   const std::string& path = change.file.Path();
   const std::string staged = WorkFiles(path).new_file;
@@ -140,14 +149,34 @@ void JudgeStaged(const std::string& check, const Change& change, const sigset_t&
                           Said(WithReplaced(result.output, staged, path), {Judged(change)}));
 }
 
-void JudgeInPlace(const std::string& check, Swap& swap, const std::vector<Change>& changes,
-                  const sigset_t& signals) {
+// What the check says of the old files. Whether it takes them does not matter.
+std::string SaidOfOldFiles(const std::string& check, const HeldStopSignals& held) {
+  const CommandResult result = RunInShell(check, held.Before());
+  if (!result.Succeeded() && held.Waiting()) {
+    throw Failure(check, "stopped (" + result.end + "), nothing is changed");
+  }
+  return result.output;
+}
+
+// What the check says of the new files, which it takes.
+std::string JudgeInPlace(const std::string& check, Swap& swap, const std::vector<Change>& changes,
+                         const sigset_t& signals) {
   const CommandResult result = swap.Run(check, signals);
-  if (result.Succeeded()) return;
+  if (result.Succeeded()) return result.output;
   const std::string refusal = "refuses the new files (" + result.end + ')';
   const std::string output = Said(result.output, Judged(changes));
   swap.TakeBack(check + ": " + refusal + output);
   throw ServerRefusal(check, refusal + ", the old ones are back" + output);
+}
+
+void RefuseWarnings(const std::string& check, const std::vector<std::string>& warnings, Swap& swap,
+                    const std::vector<Change>& changes) {
+  std::string all;
+  for (const std::string& warning : warnings) all += (all.empty() ? "" : "\n") + warning;
+  const std::string refusal = "warns of the new files as it did not of the old ones";
+  const std::string output = Said(all, Judged(changes));
+  swap.TakeBack(check + ": " + refusal + output);
+  throw ServerRefusal(check, refusal + ", which are back" + output);
 }
 
 void Reload(const std::string& reload, Swap& swap, const std::vector<Change>& changes,
@@ -230,17 +259,21 @@ void FileUpdate::ExpectFreeForBackups(const std::string& suffix) const {
   }
 }
 
-void FileUpdate::Commit(const UpdateOptions& options) {
+std::vector<std::string> FileUpdate::Commit(const UpdateOptions& options) {
   std::vector<Change> changes;
   for (const File& file : m_files) {
     if (file.new_text) changes.push_back({file.locked, *file.new_text});
   }
   if (options.backup_suffix) ExpectFreeForBackups(*options.backup_suffix);
-  if (changes.empty()) return;
+  if (changes.empty()) return {};
 
   const HeldStopSignals held;
-  std::vector<Replacement> staged = Staged(changes, options.backup_suffix);
   const bool judge_staged = options.check.find(kStagedPlace) != std::string::npos;
+  const bool judge_in_place = !judge_staged && !options.check.empty();
+  const bool compare = judge_in_place && options.new_warnings != NewWarnings::kNotLookedFor;
+  const std::string said_before = compare ? SaidOfOldFiles(options.check, held) : std::string();
+
+  std::vector<Replacement> staged = Staged(changes, options.backup_suffix);
   for (const Change& change : changes) {
     if (judge_staged) JudgeStaged(options.check, change, held.Before());
     change.file.ExpectUntouched();
@@ -248,11 +281,17 @@ void FileUpdate::Commit(const UpdateOptions& options) {
 
   Swap swap(std::move(staged));
   swap.PutInPlace();
-  if (!judge_staged && !options.check.empty()) {
-    JudgeInPlace(options.check, swap, changes, held.Before());
+  std::vector<std::string> warnings;
+  if (judge_in_place) {
+    const std::string said = JudgeInPlace(options.check, swap, changes, held.Before());
+    if (compare) warnings = NewServerWarnings(said_before, said);
+  }
+  if (!warnings.empty() && options.new_warnings == NewWarnings::kRefused) {
+    RefuseWarnings(options.check, warnings, swap, changes);
   }
   if (!options.reload.empty()) Reload(options.reload, swap, changes, held.Before());
   swap.Settle();
+  return Explained(std::move(warnings), changes);
 }
 
 }  // namespace cli

@@ -16,7 +16,8 @@
 // all this happens beside the file that it leads to, and the link stays.
 //
 // Signals: SIGINT, SIGTERM and SIGHUP wait until Commit is through. They reach the commands that it
-// runs, so that Ctrl-C stops a check, which then counts as refused.
+// runs, so that Ctrl-C stops a check, which then counts as refused; where that was about the old
+// files, nothing is changed.
 //
 // Killed at any moment: each file, and each backup, is whole, the old one or the new one, and a
 // file that is new has its backup already. A file may be new although its check or its reload was
@@ -36,6 +37,10 @@
 #include "cli/locked_file.h"
 
 namespace cli {
+
+// What becomes of a warning that the server's test gives for the new files and not for the old
+// ones.
+enum class NewWarnings { kNotLookedFor, kTold, kRefused };
 
 struct UpdateOptions {
   // Keeps the old file as NAME + suffix, beside the file (where a symbolic link leads to). What is
@@ -58,6 +63,10 @@ struct UpdateOptions {
   // files are put back, and it is run once more: a server that the new ones have stopped gets up
   // again.
   std::string reload;
+
+  // Of a `check` without "{}". Where they are looked for, it is run on the old files, too, before
+  // anything else is done; whether it takes them does not matter.
+  NewWarnings new_warnings = NewWarnings::kNotLookedFor;
 };
 
 class FileUpdate {
@@ -94,10 +103,12 @@ class FileUpdate {
   // Carries out what Replace was told. When there is nothing to change, no file is touched and no
   // command run. May be called once; the locks are held as long as this object lives.
   //
-  // Throws ServerRefusal when a command refuses, and Failure for everything else. Then all files
-  // and backups are what they were before; where one cannot be put back, the message says which,
-  // and where its old content is.
-  void Commit(const UpdateOptions& options);
+  // Returns the new warnings, if they are to be told, each with the lines that it names.
+  //
+  // Throws ServerRefusal when a command refuses, or warns where that is refused, and Failure for
+  // everything else. Then all files and backups are what they were before; where one cannot be put
+  // back, the message says which, and where its old content is.
+  std::vector<std::string> Commit(const UpdateOptions& options);
 
  private:
   struct File {

@@ -3,14 +3,18 @@
 // The signals by which people and systems ask a program to stop.
 #pragma once
 
+#include <algorithm>
 #include <csignal>
+#include <iterator>
 
 namespace cli {
+
+inline constexpr int kStopSignals[] = {SIGHUP, SIGINT, SIGTERM};
 
 inline sigset_t StopSignals() {
   sigset_t signals;
   sigemptyset(&signals);
-  for (const int signal : {SIGHUP, SIGINT, SIGTERM}) sigaddset(&signals, signal);
+  for (const int signal : kStopSignals) sigaddset(&signals, signal);
   return signals;
 }
 
@@ -24,6 +28,14 @@ class HeldStopSignals {
   ~HeldStopSignals() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
   HeldStopSignals(const HeldStopSignals&) = delete;
   HeldStopSignals& operator=(const HeldStopSignals&) = delete;
+
+  // Whether one has come, be it one that the program ignores.
+  bool Waiting() const {
+    sigset_t waiting = {};
+    sigpending(&waiting);
+    return std::any_of(std::begin(kStopSignals), std::end(kStopSignals),
+                       [&waiting](int signal) { return sigismember(&waiting, signal) != 0; });
+  }
 
   // The mask that was there before.
   const sigset_t& Before() const { return m_before; }

@@ -10,7 +10,7 @@
 
 namespace tov_document {
 
-inline char Lower(char byte) {
+constexpr char Lower(char byte) {
   return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
 }
 

@@ -402,6 +402,97 @@ TEST_F(Apply, KeepsTheOldFileWhenApacheRefuses) {
   EXPECT_THAT(m_sandbox.Read("site.conf"), HasSubstr("ServerName b\n"));
 }
 
+// The server's own test, with the configuration `main` of this directory.
+class ServersOwnTest : public Apply {
+ protected:
+  void ReadMain(const char* name, const char* server) const {
+    WriteScript(name, "PATH=${PATH#.:}; exec "s + server + " \"$@\"");
+  }
+
+  Outcome Renamed(const char* dialect, const std::string& check, const std::string& name,
+                  const Words& more = {}) const {
+    Words words = {"apply",  "--dialect",  dialect, "--template",  "site.template", "--old",
+                   "name=a", "--in-place", check,   "--exit-code", "--set",         "name=" + name};
+    words.insert(words.end(), more.begin(), more.end());
+    words.emplace_back("site.conf");
+    return RunInShell("PATH=.:$PATH \"$@\"", words);
+  }
+};
+
+TEST_F(ServersOwnTest, OfNginxTellsNewWarnings) {
+  const auto site = [](const std::string& name) {
+    return "server {\nlisten 127.0.0.1:8081;\nserver_name " + name + ";\n}\n";
+  };
+  m_sandbox.Write("main.conf", "pid nginx.pid;\nevents {\n}\nhttp {\naccess_log off;\n" +
+                                   site("b") + site("b") + site("c") + "include site.conf;\n}\n");
+  ReadMain("nginx", "nginx -p . -c main.conf -e stderr");
+  struct Case {
+    const char* name;
+    const char* check;
+    Words said;
+    int exit_code;
+  };
+  const std::string conflict = "conflicting server name \"c\" on 127.0.0.1:8081, ignored";
+  const Case cases[] = {
+      {"d", "--check", {}, 1},
+      {"d", "--check=strict", {}, 1},
+      {"c", "--check", {"warning: nginx -t: " + conflict}, 1},
+      {"c",
+       "--check=strict",
+       {"nginx -t: warns of the new files as it did not of the old ones, which are back:\n" +
+        conflict},
+       5},
+      {"a", "--check=strict", {}, 0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.check + " "s + c.name);
+    m_sandbox.Write("site.conf", site("a"));
+    const Outcome outcome = Renamed("nginx", c.check, c.name);
+    ExpectSaid(outcome, c.said);
+    EXPECT_EQ(outcome.exit_code, c.exit_code);
+    EXPECT_EQ(m_sandbox.Read("site.conf"), site(c.exit_code == 1 ? c.name : "a"));
+  }
+}
+
+TEST_F(ServersOwnTest, OfApacheTellsNewWarnings) {
+  const auto site = [](const std::string& name, const std::string& more) {
+    return "<VirtualHost 127.0.0.1:8089>\nServerName " + name + "\n" + more + "</VirtualHost>\n";
+  };
+  m_sandbox.Write("site.template", site("{% $name %}", "DocumentRoot {% $root %}\n"));
+  m_sandbox.Write("httpd.conf",
+                  "LoadModule mpm_event_module /usr/lib/apache2/modules/mod_mpm_event.so\n"
+                  "ServerName x\nListen 127.0.0.1:8089\nErrorLog /dev/null\nPidFile httpd.pid\n"
+                  "NameVirtualHost *:8089\n" +
+                      site("y", "DocumentRoot /no-such-root-of-y\n") + "Include site.conf\n");
+  ReadMain("apache2ctl", "apache2 -d . -f httpd.conf");
+  const auto rename = [&](const char* check, const std::string& root) {
+    m_sandbox.Write("site.conf", site("a", ""));
+    return Renamed("apache", check, "b", {"--set", "root=" + root});
+  };
+  ExpectSaid(rename("--check=strict", "/tmp"), {});
+  EXPECT_EQ(m_sandbox.Read("site.conf"), site("b", "DocumentRoot /tmp\n"));
+  const std::string missing = "AH00112: Warning: DocumentRoot [/no-such-root] does not exist";
+  ExpectSaid(rename("--check", "/no-such-root"), {"warning: apache2ctl -t: " + missing});
+  EXPECT_EQ(m_sandbox.Read("site.conf"), site("b", "DocumentRoot /no-such-root\n"));
+  const Outcome refused = rename("--check=strict", "/no-such-root");
+  ExpectSaid(refused,
+             {"apache2ctl -t: warns of the new files as it did not of the old ones, which are "
+              "back:\n" +
+              missing});
+  EXPECT_EQ(refused.exit_code, 5);
+  EXPECT_EQ(m_sandbox.Read("site.conf"), site("a", ""));
+}
+
+TEST_F(ServersOwnTest, IsNotWhatACommandOfThatNameIs) {
+  WriteScript("nginx", "touch asked");
+  WriteScript("strict", "touch strictly");
+  m_sandbox.Write("site.template", "server {\nserver_name {% $name %};\n}\n");
+  m_sandbox.Write("site.conf", ServerNamed("a"));
+  EXPECT_EQ(Renamed("nginx", "--check=./strict", "b").exit_code, 1);
+  EXPECT_TRUE(Exists("strictly"));
+  EXPECT_FALSE(Exists("asked"));
+}
+
 // --- Many files ---
 
 TEST_F(Apply, ShowsWhatChangesInSeveralFilesInTheirOrder) {

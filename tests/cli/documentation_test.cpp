@@ -126,6 +126,9 @@ const Completion kCompletions[] = {
     {"options of lint", {"qeltemplate", "lint", "--"}, {"--json", "--values"}, {"--template"}},
     {"a dialect", {"qeltemplate", "apply", "--dialect", ""}, {"apache", "nginx"}, {"site.conf"}},
     {"a colour", {"qeltemplate", "apply", "--color", "a"}, {"always", "auto"}, {"never"}},
+    {"a colour behind a sign", {"qeltemplate", "apply", "--color=al"}, {"always"}, {"auto"}},
+    {"what to check", {"qeltemplate", "apply", "--check=s"}, {"strict"}, {"--diff"}},
+    {"what comes behind a check", {"qeltemplate", "apply", "--check", "s"}, {"site."}, {"strict"}},
     {"a reason",
      {"qeltemplate", "apply", "--force", "un"},
      {"unbalanced", "unmatched-section"},
@@ -163,25 +166,30 @@ COMP_CWORD=$(($# - 1))
 _qeltemplate
 printf '%s\n' "${COMPREPLY[@]}")";
 
+// "--option=value" comes as three words.
+Words AsBashSplits(const Words& words) {
+  Words split;
+  for (const std::string& word : words) {
+    const std::size_t sign = word.find('=');
+    split.push_back(word.substr(0, sign));
+    if (sign == std::string::npos) continue;
+    split.emplace_back("=");
+    if (sign + 1 < word.size()) split.push_back(word.substr(sign + 1));
+  }
+  return split;
+}
+
 TEST_F(Completions, OfBash) {
   for (const Completion& c : kCompletions) {
     SCOPED_TRACE(c.name);
     Words command = {"bash", "-c", kAskBash, "bash",
                      kRoot + std::string("completions/qeltemplate.bash")};
-    command.insert(command.end(), c.words.begin(), c.words.end());
+    const Words words = AsBashSplits(c.words);
+    command.insert(command.end(), words.begin(), words.end());
     const Outcome outcome = m_sandbox.Run(command);
     EXPECT_EQ(outcome.err, "");
     ExpectOffers(c, outcome.out);
   }
-}
-
-TEST_F(Completions, OfBashBehindAnEqualsSign) {
-  const Completion colour = {
-      "", {"qeltemplate", "apply", "--color", "=", "al"}, {"always"}, {"auto"}};
-  Words command = {"bash", "-c", kAskBash, "bash",
-                   kRoot + std::string("completions/qeltemplate.bash")};
-  command.insert(command.end(), colour.words.begin(), colour.words.end());
-  ExpectOffers(colour, m_sandbox.Run(command).out);
 }
 
 TEST_F(Completions, OfFish) {

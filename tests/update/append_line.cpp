@@ -3,6 +3,7 @@
 // append_line [OPTION...] LINE FILE...: adds a line to each file by one FileUpdate.
 //
 //   --backup=SUFFIX --check=COMMAND --reload=COMMAND   as in UpdateOptions
+//   --warnings=told|refused                            the same
 //   --wait=MILLISECONDS                                for the locks
 //   --missing                                          the one file need not be there
 
@@ -35,6 +36,9 @@ Arguments Parsed(int argc, char** argv) {
       parsed.options.check = value;
     } else if (option == "--reload") {
       parsed.options.reload = value;
+    } else if (option == "--warnings") {
+      parsed.options.new_warnings =
+          value == "refused" ? cli::NewWarnings::kRefused : cli::NewWarnings::kTold;
     } else if (option == "--wait") {
       parsed.wait = std::chrono::milliseconds(std::stoi(value));
     } else if (option == "--missing") {

@@ -402,4 +402,23 @@ TEST_F(FileUpdates, ASignalThatEndsTheCheckTakesTheFilesBack) {
   EXPECT_THAT(m_sandbox.Names(), ElementsAre("a"));
 }
 
+TEST_F(FileUpdates, ASignalThatEndsTheCheckOfTheOldFilesLeavesThemAlone) {
+  const ino_t before = m_sandbox.Status("a").st_ino;
+  const std::string check = "--check=echo checked >>log; grep -q new a || kill -s INT 0";
+  const Outcome outcome =
+      m_sandbox.Append({check, "--warnings=told", "--reload=touch loaded", "new", "a"}, {"setsid"});
+  EXPECT_EQ(outcome.exit_code, -1);
+  EXPECT_EQ(m_sandbox.Read("a"), "old\n");
+  EXPECT_EQ(m_sandbox.Read("log"), "checked\n");
+  EXPECT_EQ(m_sandbox.Status("a").st_ino, before);
+  EXPECT_THAT(m_sandbox.Names(), ElementsAre("a", "log"));
+}
+
+TEST_F(FileUpdates, ASignalDuringTheCheckOfTheOldFilesWaitsForTheEndOfTheUpdate) {
+  const Outcome outcome =
+      m_sandbox.Append({"--check=kill -s TERM $PPID; sleep 0.1", "--warnings=told", "new", "a"});
+  EXPECT_EQ(outcome.exit_code, -1);
+  EXPECT_EQ(m_sandbox.Read("a"), "old\nnew\n");
+}
+
 }  // namespace

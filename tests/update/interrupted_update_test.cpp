@@ -184,11 +184,15 @@ const Case kAccepted[] = {
     {"Backup", {"--backup=~"}, true},
     {"CheckInPlace", {"--check=true"}, false},
     {"CheckOfStaged", {"--check=grep -q new {}"}, false},
-    {"Everything", {"--backup=~", "--check=true", "--reload=true"}, true},
+    {"CheckOfWarnings", {"--check=cat a sites/b", "--warnings=refused"}, false},
+    {"Everything", {"--backup=~", "--check=true", "--warnings=told", "--reload=true"}, true},
 };
 
 const Case kRefused[] = {
     {"Check", {"--backup=~", "--check=false"}, true},
+    {"Warnings",
+     {"--backup=~", "--check=grep -q new a && echo '[warn] new'; true", "--warnings=refused"},
+     true},
     {"Reload", {"--backup=~", "--reload=false"}, true},
 };
 

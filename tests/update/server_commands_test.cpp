@@ -17,6 +17,7 @@ using cli::Failure;
 using cli::ServerRefusal;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing::Not;
 
@@ -103,6 +104,73 @@ TEST_F(ServerCommands, ACommandThatCannotBeRunIsNoRefusal) {
     }
     ExpectAllOld();
   }
+}
+
+// --- Warnings ---
+
+TEST_F(ServerCommands, WarningsAreToldThatTheOldFilesDidNotGive) {
+  struct Case {
+    const char* name;
+    const char* check;
+    std::vector<std::string> told;
+  };
+  const Case cases[] = {
+      {"of both", "echo '[warn] x'", {}},
+      {"of the old files only", "grep -q old a && echo '[warn] x'; true", {}},
+      {"of the new files only", "grep -q new a && echo '[warn] x'; true", {"x"}},
+      {"of one line more", "sed -n \"s|.*|[warn] x in $PWD/a:1|p\" a", {"x in a:1\na:1: new"}},
+      {"of none, and not taken before", "! grep -q old a", {}},
+      {"not taken before", "grep -q old a && exit 1; echo '[warn] x'", {"x"}},
+      {"no warning", "grep new a; true", {}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    m_sandbox.Write("a", "old\n");
+    std::vector<std::string> told =
+        Commit("new\nlines\n", {"a"}, WithCheck(Here(c.check), cli::NewWarnings::kTold));
+    for (std::string& warning : told) warning = WithoutDirectory(warning);
+    EXPECT_EQ(told, c.told);
+    EXPECT_EQ(m_sandbox.Read("a"), "new\nlines\n");
+  }
+}
+
+TEST_F(ServerCommands, TheOldFilesAreCheckedBeforeAnythingElseIsDone) {
+  const std::string check = Here("ls -A | wc -l >>../log; cat a >>../log");
+  Commit("new\n", {"a", "b"}, {"~", check, "", cli::NewWarnings::kTold});
+  EXPECT_EQ(m_sandbox.Read("../log"), "2\nold\n6\nnew\n");
+  std::filesystem::remove(PathOf("../log"));
+  Commit("new\n", {"a", "b"}, {"~", check, "", cli::NewWarnings::kTold});
+  EXPECT_FALSE(m_sandbox.Exists("../log")) << "nothing has changed";
+}
+
+TEST_F(ServerCommands, WarningsOfACheckAreNotLookedForUnasked) {
+  const std::string check = "echo checked >>log; grep -q new a && echo '[warn] x'; true";
+  EXPECT_THAT(Commit("new\n", {"a"}, WithCheck(Here(check))), IsEmpty());
+  EXPECT_EQ(m_sandbox.Read("log"), "checked\n");
+}
+
+TEST_F(ServerCommands, WarningsOfACheckWithBracesAreNotLookedFor) {
+  const std::string check = Here("echo checked >>log; echo '[warn] x' {}");
+  EXPECT_THAT(Commit("new\n", {"a"}, WithCheck(check, cli::NewWarnings::kRefused)), IsEmpty());
+  EXPECT_EQ(m_sandbox.Read("log"), "checked\n");
+}
+
+TEST_F(ServerCommands, AllIsBackWhereNewWarningsAreRefused) {
+  const std::string check =
+      "echo '[warn] old'; grep -q new a && echo \"[warn] x in $PWD/b:2\n"
+      "AH00001: y\"; true";
+  EXPECT_EQ(RefusalOf("new\nlines\n", {"a", "b"},
+                      {"~", Here(check), Here("touch loaded"), cli::NewWarnings::kRefused}),
+            WithoutDirectory(Here(check)) +
+                ": warns of the new files as it did not of the old ones, which are back:\n"
+                "x in b:2\nAH00001: y\nb:2: lines");
+  ExpectAllOld();
+  EXPECT_THAT(m_sandbox.Names(), ElementsAre("a", "b"));
+}
+
+TEST_F(ServerCommands, OldWarningsAreNotRefused) {
+  Commit("new\n", {"a"}, WithCheck("echo '[warn] old'", cli::NewWarnings::kRefused));
+  EXPECT_EQ(m_sandbox.Read("a"), "new\n");
 }
 
 // --- A reload ---
@@ -203,6 +271,40 @@ TEST_F(Nginx, JudgesACompleteConfigurationBeforeItIsInPlace) {
   EXPECT_EQ(m_sandbox.Read("nginx.conf"), good);
 }
 
+TEST_F(Nginx, WarnsOfANameThatAnotherSiteHas) {
+  const auto sites = [](const std::string& second) {
+    return "server {\nlisten 127.0.0.1:8081;\nserver_name a;\n}\n\n"
+           "server {\nlisten 127.0.0.1:8081;\nserver_name a;\n}\n"
+           "server {\nlisten 127.0.0.1:8081;\nserver_name " +
+           second + ";\n}\n";
+  };
+  const std::string test = Test(PathOf("nginx.conf"));
+  const auto told = WithCheck(test, cli::NewWarnings::kTold);
+  const auto refused = WithCheck(test, cli::NewWarnings::kRefused);
+  EXPECT_THAT(Commit(sites("b"), {"enabled/site"}, told),
+              ElementsAre("conflicting server name \"a\" on 127.0.0.1:8081, ignored"));
+  EXPECT_THAT(Commit(sites("c"), {"enabled/site"}, refused), IsEmpty());
+  EXPECT_THAT(RefusalOf(sites("a"), {"enabled/site"}, refused),
+              testing::EndsWith(
+                  "which are back:\nconflicting server name \"a\" on 127.0.0.1:8081, ignored"));
+  EXPECT_EQ(m_sandbox.Read("available/site"), sites("c"));
+}
+
+TEST_F(Nginx, KnowsAWarningAgainThatHasMoved) {
+  const auto site = [](const std::string& above, const std::string& below) {
+    const std::string balanced = " { server 127.0.0.1:9; least_conn; ip_hash; }\n";
+    return above + "upstream a" + balanced + "upstream b" + balanced + below;
+  };
+  const auto refused = WithCheck(Test(PathOf("nginx.conf")), cli::NewWarnings::kRefused);
+  Commit(site("", ""), {"enabled/site"});
+  EXPECT_THAT(Commit(site("gzip on;\n", ""), {"enabled/site"}, refused), IsEmpty());
+  EXPECT_THAT(
+      RefusalOf(site("gzip on;\n", "upstream c { server 127.0.0.1:9; least_conn; ip_hash; }"),
+                {"enabled/site"}, refused),
+      testing::EndsWith("\nload balancing method redefined in enabled/site:4\nenabled/site:4: "
+                        "upstream c { server 127.0.0.1:9; least_conn; ip_hash; }"));
+}
+
 TEST_F(ServerCommands, HttpdJudgesASiteByTheServersMainFile) {
   std::filesystem::create_directory(PathOf("sites"));
   m_sandbox.Write("sites/site.conf", "ServerAdmin old@a.example\n");
@@ -217,6 +319,32 @@ TEST_F(ServerCommands, HttpdJudgesASiteByTheServersMainFile) {
               testing::AllOf(HasSubstr("Syntax error on line 2 of sites/site.conf:"),
                              testing::EndsWith("\nsites/site.conf:2: \tNoSuch thing")));
   EXPECT_EQ(m_sandbox.Read("sites/site.conf"), "ServerAdmin new@a.example\n");
+}
+
+TEST_F(ServerCommands, HttpdWarnsOfASiteAndOfItself) {
+  std::filesystem::create_directory(PathOf("sites"));
+  m_sandbox.Write("sites/site.conf", "");
+  m_sandbox.Write("httpd.conf",
+                  "ServerName no_such_host.invalid\nPidFile httpd.pid\nErrorLog error.log\n"
+                  "LoadModule mpm_event_module /usr/lib/apache2/modules/mod_mpm_event.so\n"
+                  "LoadModule alias_module /usr/lib/apache2/modules/mod_alias.so\n"
+                  "IncludeOptional sites/*\n");
+  const std::string test = "apache2 -t -d " + PathOf("") + " -f httpd.conf";
+  const auto told = [&](const std::string& text) {
+    std::vector<std::string> warnings =
+        Commit(text, {"sites/site.conf"}, WithCheck(test, cli::NewWarnings::kTold));
+    for (std::string& warning : warnings) warning = WithoutDirectory(warning);
+    return warnings;
+  };
+  EXPECT_THAT(told("NameVirtualHost *:80\n"),
+              ElementsAre("AH00548: NameVirtualHost has no effect and will be removed in the next "
+                          "release sites/site.conf:1"));
+  EXPECT_THAT(told("# moved\nNameVirtualHost *:80\n"), IsEmpty());
+  EXPECT_THAT(told("# \nAlias /a /x\nAlias /a/b /y\n"),
+              ElementsAre("AH00671: The Alias directive in sites/site.conf at line 3 will probably "
+                          "never match because it overlaps an earlier Alias."));
+  EXPECT_THAT(told("Alias /a /x\nAlias /a/b /y\nTimeout ${NONE}5\n"),
+              ElementsAre("AH00111: Config variable ${NONE} is not defined"));
 }
 
 }  // namespace

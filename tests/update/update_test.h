@@ -30,9 +30,9 @@ class UpdateTest : public testing::Test {
     return update;
   }
 
-  void Commit(const std::string& text, const std::vector<std::string>& names,
-              const cli::UpdateOptions& options = {}) const {
-    To(text, names).Commit(options);
+  std::vector<std::string> Commit(const std::string& text, const std::vector<std::string>& names,
+                                  const cli::UpdateOptions& options = {}) const {
+    return To(text, names).Commit(options);
   }
 
   // The message without the sandbox's directory.
@@ -64,6 +64,10 @@ inline cli::UpdateOptions WithBackup(const std::string& suffix) {
 
 inline cli::UpdateOptions WithCheck(const std::string& check) {
   return {std::nullopt, check, ""};
+}
+
+inline cli::UpdateOptions WithCheck(const std::string& check, cli::NewWarnings warnings) {
+  return {std::nullopt, check, "", warnings};
 }
 
 inline cli::UpdateOptions WithReload(const std::string& reload) {
