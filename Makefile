@@ -73,14 +73,15 @@ bindings-test:
 	ctest --preset release -R '^(Bindings[.]|C(Interface|Golden|FailingMemory))'
 
 CASES = 1000
-PROPERTY_TESTS = cli/cli_explain_test edit_property_test model_test property_test sequence_test
+PROPERTY_TESTS = cli/cli_explain_test edit/edit_alike_test edit/edit_engine_test \
+  edit/edit_laws_test model_test property_test sequence_test
 
 properties:
 	cmake/install-packages.sh $(TEST_PACKAGES)
 	cmake --preset release -DQELTEMPLATE_BUILD_TESTS=ON
 	cmake --build --preset release --target $(notdir $(PROPERTY_TESTS))
 	for test in $(PROPERTY_TESTS); do \
-	  RC_PARAMS=max_success=$(CASES) build/release/tests/$$test || exit 1; \
+	  SEED=$$(date +%s) CASES=$(CASES) RC_PARAMS=max_success=$(CASES) build/release/tests/$$test || exit 1; \
 	done
 
 JUDGE_TESTS = nginx/document_nginx_mutants_test apache/document_apache_mutants_test

@@ -47,7 +47,7 @@ _qeltemplate() {
       return
       ;;
     --force)
-      COMPREPLY=($(compgen -W $'ambiguous\nduplicate-identity\nlost-lines\nmixed-options\nnot-applied\nodd-line\nother-block\nother-directive\npart-of-directive\ntemplate\nunbalanced\nunmatched-section' -- "$current"))
+      COMPREPLY=($(compgen -W $'collision\nmixed-options\nother-value\nsyntax\nunmatched-section\nunused-value' -- "$current"))
       return
       ;;
     --set | --old | --unset | --raw | --reload | --jobs | --ignore)
@@ -66,16 +66,17 @@ _qeltemplate() {
   fi
   local request=$'\n--template\n--import-root'
   local values=$'\n--set\n--old\n--unset\n--values'
-  local guards=$'\n--force\n--raw\n--no-create\n--only-create'
+  local raw=$'\n--raw'
+  local guards=$raw$'\n--force\n--all\n--must-exist\n--no-create\n--only-create'
   local output=$'\n--json\n--color\n--ignore'
   options=$'--help\n--dialect'
   case $command in
     apply)
       options+=$request$values$guards
       options+=$'\n--diff\n--color\n--in-place\n--output\n--dry-run\n--check\n--reload'
-      options+=$'\n--exit-code\n--jobs'
+      options+=$'\n--skip-missing\n--exit-code\n--jobs'
       ;;
-    prototype) options+=$request$values ;;
+    prototype) options+=$request$values$raw ;;
     explain) options+=$request$values$guards$output ;;
     inspect) options+=$output ;;
     lint) options+=$values$output ;;

@@ -2,7 +2,7 @@
 
 # Sourced by the run.sh of each example, which has set $dialect and $site.
 #
-# Leaves the edited site in $work/site.conf, a temporary directory that goes with the script.
+# Leaves the edited sites in $work/site.conf, a temporary directory that goes with the script.
 
 if [ $# -ne 1 ]; then
   echo "usage: run.sh PATH_TO_QELTEMPLATE" >&2
@@ -23,37 +23,45 @@ apply() {
   "$qeltemplate" apply --dialect "$dialect" --template site.template --values values.json "$@"
 }
 
-# named_file DIRECTIVE: the file that the edited site names, if it names any.
-named_file() {
-  sed -n "s/^[[:blank:]]*$1[[:blank:]][[:blank:]]*\([^;]*\);*\$/\1/p" "$work/site.conf"
+# named_files DIRECTIVE...: the files that the edited sites name by these directives.
+named_files() {
+  for directive in "$@"; do
+    sed -n "s/^[[:blank:]]*${directive}[[:blank:]][[:blank:]]*\([^;[:blank:]]*\).*/\1/p" "$work/site.conf"
+  done
 }
 
-# make_certificates CERTIFICATE KEY: a self-signed pair at the places that these directives of the
-# edited site name.
+# make_certificates CERTIFICATE KEY: self-signed ones at the places that these directives of the
+# edited sites name.
 make_certificates() {
-  certificate=$(named_file "$1")
-  key=$(named_file "$2")
-  [ -n "$certificate" ] || return 0
-  mkdir -p "$work/$(dirname "$certificate")" "$work/$(dirname "$key")"
   openssl req -x509 -newkey rsa:2048 -nodes -days 1 -subj /CN=localhost \
-    -out "$work/$certificate" -keyout "$work/$key" 2>"$work/openssl.log" || {
+    -out "$work/certificate" -keyout "$work/key" 2>"$work/openssl.log" || {
     cat "$work/openssl.log" >&2
     exit 1
   }
+  for file in $(named_files "$1" "$2"); do
+    mkdir -p "$work/$(dirname "$file")"
+  done
+  for file in $(named_files "$1"); do cp "$work/certificate" "$work/$file"; done
+  for file in $(named_files "$2"); do cp "$work/key" "$work/$file"; done
 }
 
-# judge SERVER COMMAND...: says whether the server's own check accepts the edited site.
+# judge SERVER COMMAND...: says whether the server's own check accepts the edited sites.
 judge() {
   server=$1
   shift
   if ! "$@" >"$work/verdict" 2>&1; then
     cat "$work/verdict" >&2
-    echo "$server refuses the edited site" >&2
+    echo "$server refuses the edited sites" >&2
     exit 1
   fi
-  echo "$server accepts the edited site"
+  echo "$server accepts the edited sites"
 }
 
 apply --diff "$site"
 apply "$site" >"$work/site.conf"
+apply "$work/site.conf" | cmp "$work/site.conf" - || {
+  echo "the same edit once more changes the edited sites" >&2
+  exit 1
+}
+echo "the same edit once more changes nothing"
 mkdir "$work/logs"

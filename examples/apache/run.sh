@@ -1,21 +1,23 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
 
-# Edits the example site by the example template, shows what changes, and has httpd judge the result.
+# Edits one of the example sites by the example template, shows what changes, and has httpd judge the
+# result.
 #
 #   run.sh PATH_TO_QELTEMPLATE
 #
-# Ends with 0 only when httpd accepts the edited site. Nothing outside a temporary directory is
+# Ends with 0 only when httpd accepts the edited sites. Nothing outside a temporary directory is
 # written, and no server is started.
 set -eu
 
 dialect=apache
-site=example.com.conf
+site=sites.conf
 . "$(dirname "$0")/../common.sh"
 
 make_certificates SSLCertificateFile SSLCertificateKeyFile
+echo "SSLEngine on" >"$work/certs/options-ssl-apache.conf"
 {
-  for module in mpm_event authz_core alias ssl; do
+  for module in mpm_event authz_core alias rewrite ssl; do
     echo "LoadModule ${module}_module /usr/lib/apache2/modules/mod_$module.so"
   done
   cat <<'END'

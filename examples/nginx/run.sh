@@ -1,19 +1,21 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
 
-# Edits the example site by the example template, shows what changes, and has nginx judge the result.
+# Edits one of the example sites by the example template, shows what changes, and has nginx judge the
+# result.
 #
 #   run.sh PATH_TO_QELTEMPLATE
 #
-# Ends with 0 only when nginx accepts the edited site. Nothing outside a temporary directory is
+# Ends with 0 only when nginx accepts the edited sites. Nothing outside a temporary directory is
 # written, and no server is started.
 set -eu
 
 dialect=nginx
-site=example.com.conf
+site=sites.conf
 . "$(dirname "$0")/../common.sh"
 
 make_certificates ssl_certificate ssl_certificate_key
+echo "ssl_session_timeout 1440m;" >"$work/certs/options-ssl-nginx.conf"
 mkdir "$work/temp"
 cat >"$work/nginx.conf" <<'END'
 pid nginx.pid;

@@ -11,13 +11,13 @@
 
 #include "cli/command.h"
 #include "cli/diff.h"
-#include "cli/edit.h"
 #include "cli/file_update.h"
 #include "cli/guard_options.h"
 #include "cli/parallel.h"
 #include "cli/request.h"
 #include "cli/terminal.h"
 #include "cli/text_io.h"
+#include "edit/edit.h"
 
 namespace cli {
 namespace {
@@ -25,12 +25,13 @@ namespace {
 constexpr char kFooter[] = R"(
 The edited text goes to standard output, or to where --in-place or --output say.
 Only the lines that the edit changes differ from CONFIG. Blocks of the template
-that CONFIG does not have are made. The template's imports are looked up from the
-current directory.
+that CONFIG does not have are made. Imports are looked up beside the file that
+names them first, then from the current directory.
 
-An edit that would do more than the template says, or something else, is refused.
-The message ends with a reason in brackets (see below): --force REASON makes the
-edit all the same, --raw NAME puts in the value NAME whatever it holds.
+An edit that would do other than the template says is refused. The message ends
+with the reason in brackets (see below): --force REASON makes the edit all the
+same, --raw NAME puts in the value NAME whatever it holds, and where several
+blocks fit, --all edits all of them.
 
 Several CONFIG need --diff, --in-place or --dry-run. With --in-place all of them
 are replaced or none. A CMD of --check that holds "{}" is asked about each new
@@ -62,6 +63,7 @@ struct ApplyOptions : RequestOptions, GuardOptions {
   std::string reload;         // "": none
   bool exit_code = false;
   unsigned jobs = 0;
+  bool skip_missing = false;
 
   bool ChecksByDialect() const {
     return check && (check_command.empty() || check_command == kStrict);
@@ -135,6 +137,8 @@ void AddOutputOptions(CLI::App& command, ApplyOptions& options) {
   command.add_option("--reload", options.reload, "Run CMD when all files are in place")
       ->check(CheckCommandText)
       ->type_name("CMD");
+  command.add_flag("--skip-missing", options.skip_missing,
+                   "Leave a CONFIG alone that has no block of the template");
   command.add_flag("--exit-code", options.exit_code, "Exit with 1 when something changed");
   command.add_option("--jobs", options.jobs, "Edit N files at a time; 0: one for each processor")
       ->type_name("N");
@@ -145,8 +149,9 @@ void AddOutputOptions(CLI::App& command, ApplyOptions& options) {
 struct Result {
   std::string dialect;
   bool changed = false;
-  std::string out;  // for standard output
-  std::vector<Finding> warnings;
+  bool skipped = false;  // it has none of the template's blocks
+  std::string out;       // for standard output
+  std::vector<edit::Finding> warnings;
   std::exception_ptr failure;
 };
 
@@ -183,7 +188,8 @@ class Run {
  private:
   static Request MakeRequest(const ApplyOptions& options) {
     Request request = LoadRequest(options);
-    SetGuards(options, request);
+    SetGuards(options, request.edit);
+    request.edit.skip_missing = options.skip_missing;
     return request;
   }
 
@@ -232,9 +238,11 @@ class Run {
       const std::string text = Read(file);
       const std::string name = TextName(m_names[file]);
       Request request = m_request;
-      if (request.dialect.empty()) request.dialect = DialectOf(text, name);
+      if (request.dialect.empty()) SetDialect(request, DialectOf(text, name));
       result.dialect = request.dialect;
-      Edited made = Edit(request, text, name);
+      edit::Result made = edit::Edit(request.edit, text, name);
+      RefuseIfFound(made.refusals, name, "not edited:");
+      result.skipped = made.skipped;
       result.warnings = std::move(made.warnings);
       std::string edited = std::move(made.text);
       result.changed = edited != text;
@@ -292,7 +300,7 @@ class Run {
     std::set<std::string> said;
     for (const Result& result : m_results) {
       if (result.failure) continue;
-      for (const Finding& warning : result.warnings) {
+      for (const edit::Finding& warning : result.warnings) {
         if (said.insert(warning.message).second) {
           Say("warning: " + warning.message + " [" + warning.name + "]");
         }
@@ -325,19 +333,34 @@ class Run {
     return kFailed;
   }
 
+  static ExitCode CodeOf(const std::exception_ptr& failure) {
+    try {
+      std::rethrow_exception(failure);
+    } catch (const Failure& error) {
+      return error.exit_code();
+    } catch (const std::exception&) {
+      return kFailed;
+    }
+  }
+
   void SaySummary() const {
     if (m_results.size() == 1 && !m_options.dry_run) return;
     std::size_t changed = 0;
+    std::size_t skipped = 0;
+    std::size_t refused = 0;
     std::size_t failed = 0;
     for (const Result& result : m_results) {
       if (result.failure) {
-        ++failed;
+        ++(CodeOf(result.failure) == kRefused ? refused : failed);
+      } else if (result.skipped) {
+        ++skipped;
       } else if (result.changed) {
         ++changed;
       }
     }
-    Say(std::to_string(changed) + " changed, " +
-        std::to_string(m_results.size() - changed - failed) + " unchanged, " +
+    const std::size_t unchanged = m_results.size() - changed - skipped - refused - failed;
+    Say(std::to_string(changed) + " changed, " + std::to_string(unchanged) + " unchanged, " +
+        std::to_string(skipped) + " skipped, " + std::to_string(refused) + " refused, " +
         std::to_string(failed) + " failed");
   }
 

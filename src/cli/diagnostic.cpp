@@ -39,13 +39,6 @@ std::string CheckWarningName(const std::string& name) {
 
 }  // namespace
 
-std::string Shown(const FilePlace& place) {
-  std::string shown = place.file;
-  if (place.line != 0) shown += ':' + std::to_string(place.line);
-  if (place.line != 0 && place.column != 0) shown += ':' + std::to_string(place.column);
-  return shown;
-}
-
 std::string Shown(const Diagnostic& diagnostic, bool coloured) {
   const std::string kind = diagnostic.is_error ? Styled("error: ", kRed, coloured)
                                                : Styled("warning: ", kYellow, coloured);

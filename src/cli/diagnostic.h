@@ -10,17 +10,11 @@
 #include <string>
 #include <vector>
 
+#include "edit/finding.h"
+
 namespace cli {
 
-// A place in a file. Lines and columns count from 1, columns in bytes; 0: none in particular.
-struct FilePlace {
-  std::string file;
-  std::size_t line = 0;
-  std::size_t column = 0;
-};
-
-// "site.conf:12:5", without what is 0.
-std::string Shown(const FilePlace& place);
+using edit::FilePlace;
 
 struct Diagnostic {
   std::string name;  // by which --ignore switches it off

@@ -9,23 +9,23 @@
 
 #include "cli/command.h"
 #include "cli/diagnostic.h"
-#include "cli/edit.h"
 #include "cli/explanation.h"
 #include "cli/guard_options.h"
 #include "cli/json_text.h"
 #include "cli/request.h"
 #include "cli/terminal.h"
 #include "cli/text_io.h"
+#include "edit/edit.h"
 
 namespace cli {
 namespace {
 
 constexpr char kFooter[] = R"(
 For each line of the template: whether it is taken, in which block and by which
-text it is looked for, which line of CONFIG it finds, and what is done. Nothing is
-written. The edit is the one of "qeltemplate apply" with the same options; where
-that refuses it, the reasons are shown and what it would do with --force, and the
-exit status is 4, too.
+text it is looked for, which directive of CONFIG it finds, and what is done.
+Nothing is written. The edit is the one of "qeltemplate apply" with the same
+options; where that refuses it, the reasons are shown and what would be done but
+for them, and the exit status is 4, too.
 
 Example:
   qeltemplate explain --template site.template --values site.yaml site.conf)";
@@ -47,21 +47,22 @@ void Check(const ExplainOptions& options) {
 
 Outcome Run(const ExplainOptions& options) {
   Request request = LoadRequest(options);
-  SetGuards(options, request);
+  SetGuards(options, request.edit);
   const bool standard_input = options.ReadsStandardInput();
   const std::string text = standard_input ? ReadStandardInput() : ReadFile(options.config_file);
   const std::string name = TextName(standard_input ? "-" : options.config_file);
   if (request.dialect.empty()) {
-    request.dialect = DialectOf(text, name);
+    SetDialect(request, DialectOf(text, name));
     SayGuess(name, request.dialect);
   }
-  EditReport report = Explain(request, text, name).report;
+  edit::Explained explained = edit::Explain(request.edit, text, name);
+  std::vector<edit::Finding>& warnings = explained.result.warnings;
   const auto ignored = std::remove_if(
-      report.warnings.begin(), report.warnings.end(),
-      [&](const Finding& warning) { return options.ignored.count(warning.name) != 0; });
-  report.warnings.erase(ignored, report.warnings.end());
-  const ExitCode code = report.refusals.empty() ? kDone : kRefused;
-  const ExplainedEdit edit{request, name, report};
+      warnings.begin(), warnings.end(),
+      [&](const edit::Finding& warning) { return options.ignored.count(warning.name) != 0; });
+  warnings.erase(ignored, warnings.end());
+  const ExitCode code = explained.result.refusals.empty() ? kDone : kRefused;
+  const ExplainedEdit edit{request, name, explained};
   if (options.json) return {JsonText(ExplanationJson(edit)), code};
   return {Explanation(edit, WantsColour(options.colour)), code};
 }

@@ -13,11 +13,12 @@
 namespace cli {
 namespace {
 
+using edit::EditReport;
 using nlohmann::ordered_json;
 using Action = EditReport::Action;
 using Event = EditReport::Event;
 using Item = EditReport::Item;
-using Kind = EditReport::Event::Kind;
+using Kind = edit::Event::Kind;
 using Statement = EditReport::Statement;
 
 const char* NameOf(Action action) {
@@ -34,14 +35,10 @@ const char* NameOf(Action action) {
       return "not-there";
     case Action::kMissingValue:
       return "missing-value";
-    case Action::kOutside:
-      return "outside";
     case Action::kNoBlock:
       return "no-block";
-    case Action::kNoKey:
-      return "no-key";
-    case Action::kNoEffect:
-      return "no-effect";
+    case Action::kNothing:
+      return "nothing";
   }
   return "";
 }
@@ -60,24 +57,18 @@ const char* NameOf(Kind kind) {
   return "";
 }
 
-std::string JoinedLevels(const std::vector<std::string>& levels) {
-  std::string joined;
-  for (const std::string& level : levels) joined += (joined.empty() ? "" : " > ") + level;
-  return joined;
-}
-
 std::string StatementText(const Statement& statement) {
   return "{% " + statement.text + " %}";
 }
 
-std::string PlaceText(const ReportedPlace& place) {
+std::string PlaceText(const FilePlace& place) {
   return Shown(FilePlace{place.file, place.line, 0});
 }
 
 // What is said of a template line, for people and for programs.
 class Sayer {
  public:
-  explicit Sayer(const ExplainedEdit& edit) : m_edit(edit), m_report(edit.report) {}
+  explicit Sayer(const ExplainedEdit& edit) : m_report(edit.explained.report) {}
 
   // Why the line is as it is: the second half of Said.
   std::string Why(const Item& item) const {
@@ -85,7 +76,7 @@ class Sayer {
       case Action::kAdded:
         if (item.opens) return "there was no such block";
         if (item.block && m_report.blocks[*item.block].created) return "its block is new";
-        return "no line of the block begins with " + Quoted(item.key);
+        return NoSuch(item);
       case Action::kChanged:
         return std::string();
       case Action::kRemoved:
@@ -97,15 +88,10 @@ class Sayer {
       case Action::kMissingValue:
         return "no new value for " + Names(item.missing) +
                "; such a line neither adds, changes nor removes anything";
-      case Action::kOutside:
-        return "it stands outside every block, and such lines are never edited";
       case Action::kNoBlock:
-        return "its block is not there: " + BlockOf(item);
-      case Action::kNoKey:
-        return "with its values, nothing is left of it by which it could be found";
-      case Action::kNoEffect:
-        return "the library does not understand its value, or another line of the template has "
-               "undone it";
+        return item.block ? "its block is not there: " + BlockOf(item) : std::string();
+      case Action::kNothing:
+        break;
     }
     return std::string();
   }
@@ -131,20 +117,11 @@ class Sayer {
   // What the lines of the template's block `number` are looked for in.
   std::string Heading(std::size_t number) const {
     const EditReport::Block& block = m_report.blocks[number];
-    if (block.path.empty()) return "not there: " + JoinedLevels(block.own);
-    std::string heading = JoinedLevels(block.path);
-    if (block.created) return heading + " (new)";
-    if (block.line) heading += " (" + ConfigPlace(*block.line) + ")";
-    if (block.renamed) {
-      heading += ", before " + Quoted(block.own.back());
-    } else if (block.path != block.own) {
-      heading += ", which the template calls " + Quoted(JoinedLevels(block.own));
-    }
-    return heading;
-  }
-
-  std::string ConfigPlace(std::size_t line) const {
-    return Shown(FilePlace{m_edit.config_name, line, 0});
+    if (block.created) return Quoted(block.text) + " (new)";
+    if (block.found.empty()) return "not there: " + Quoted(block.text);
+    std::string heading;
+    for (const std::string& found : block.found) heading += (heading.empty() ? "" : "; ") + found;
+    return heading + (block.renamed ? ", which becomes " + Quoted(block.text) : "");
   }
 
  private:
@@ -154,16 +131,19 @@ class Sayer {
     return joined;
   }
 
-  std::string BlockOf(const Item& item) const {
-    return Quoted(JoinedLevels(m_report.blocks[*item.block].own));
+  std::string BlockOf(const Item& item) const { return Quoted(m_report.blocks[*item.block].text); }
+
+  static std::string NoSuch(const Item& item) {
+    return std::string("no directive of the block ") +
+           (item.key_is_beginning ? "begins with " : "is ") + Quoted(item.key);
   }
 
   // Why nothing has been found that would have to go.
   std::string NotThere(const Item& item) const {
-    if (item.block && m_report.blocks[*item.block].path.empty())
+    if (item.block && m_report.blocks[*item.block].found.empty())
       return "its block is not there, and ";
     if (item.opens || item.key.empty()) return std::string();
-    return "no line of the block begins with " + Quoted(item.key) + ", and ";
+    return NoSuch(item) + ", and ";
   }
 
   // The branch for which a line is not taken.
@@ -201,7 +181,7 @@ class Sayer {
       if (event.kind == Kind::kAdded) {
         said += "added " + Quoted(event.to);
       } else {
-        said += std::string(NameOf(event.kind)) + ' ' + ConfigPlace(event.line) + ' ' +
+        said += std::string(NameOf(event.kind)) + ' ' + PlaceText(event.place) + ' ' +
                 Quoted(event.from);
         if (event.kind == Kind::kChanged) said += " to " + Quoted(event.to);
       }
@@ -216,14 +196,13 @@ class Sayer {
     for (const Event& event : item.events) {
       if (event.kind != kind || count++ != 0) continue;
       const std::string& text = kind == Kind::kRemoved ? event.from : event.to;
-      if (event.line != 0) said = ConfigPlace(event.line) + ' ';
+      if (event.place.line != 0) said = PlaceText(event.place) + ' ';
       said += Quoted(text);
     }
     if (count > 1) said += " and " + std::to_string(count - 1) + " more";
     return said;
   }
 
-  const ExplainedEdit& m_edit;
   const EditReport& m_report;
 };
 
@@ -232,16 +211,14 @@ class Sayer {
 class Table {
  public:
   Table(const ExplainedEdit& edit, bool coloured)
-      : m_edit(edit), m_report(edit.report), m_sayer(edit), m_coloured(coloured) {}
+      : m_edit(edit), m_report(edit.explained.report), m_sayer(edit), m_coloured(coloured) {}
 
   std::string Make() {
     AddSummary();
     AddLines();
     AddRows();
-    AddOthers("Shown to the library otherwise, so that it is recognised:", m_report.shown);
-    AddOthers("Put back, because nobody asked for it to go:", m_report.put_back);
-    AddFindings("Warnings:", m_report.warnings);
-    AddFindings("apply refuses this edit:", m_report.refusals);
+    AddFindings("Warnings:", m_edit.explained.result.warnings);
+    AddFindings("apply refuses this edit:", m_edit.explained.result.refusals);
     return std::move(m_text);
   }
 
@@ -251,7 +228,7 @@ class Table {
   void AddSummary() {
     std::size_t gone = 0;
     std::size_t come = 0;
-    for (const EditReport::Edit& edit : m_report.edits) {
+    for (const edit::TextEdit& edit : m_report.edits) {
       gone += edit.count;
       come += static_cast<std::size_t>(std::count(edit.text.begin(), edit.text.end(), '\n'));
       if (!edit.text.empty() && edit.text.back() != '\n') ++come;
@@ -310,16 +287,6 @@ class Table {
     }
   }
 
-  void AddOthers(const char* heading, const std::vector<EditReport::Shown>& lines) {
-    if (lines.empty()) return;
-    m_text += '\n' + Bold(heading, m_coloured) + '\n';
-    for (const EditReport::Shown& line : lines) {
-      m_text += m_sayer.ConfigPlace(line.line) + ": " + Quoted(line.text);
-      if (!line.shown.empty()) m_text += " as " + Quoted(line.shown);
-      m_text += '\n';
-    }
-  }
-
   void AddFindings(const char* heading, const std::vector<Finding>& findings) {
     if (findings.empty()) return;
     m_text += '\n' + Bold(heading, m_coloured) + '\n';
@@ -338,13 +305,16 @@ class Table {
 
 // --- For programs ---
 
-ordered_json Json(const ReportedPlace& place) {
+ordered_json Json(const FilePlace& place) {
   return ToJson(FilePlace{place.file, place.line, 0});
 }
 
 ordered_json Json(const Event& event) {
   ordered_json json = {{"kind", NameOf(event.kind)}};
-  if (event.line != 0) json["line"] = event.line;
+  if (event.place.line != 0) {
+    json["line"] = event.place.line;
+    json["column"] = event.place.column;
+  }
   if (event.kind != Kind::kAdded) json["from"] = event.from;
   if (event.kind != Kind::kRemoved) json["to"] = event.to;
   return json;
@@ -367,7 +337,7 @@ ordered_json Json(const Item& item, const Sayer& sayer) {
     json["missing"] = item.missing;
   }
   json["key"] = item.key;
-  json["key_is_beginning"] = item.part_key;
+  json["key_is_beginning"] = item.key_is_beginning;
   if (item.block) json["block"] = *item.block;
   json["action"] = NameOf(item.action);
   json["said"] = sayer.Said(item);
@@ -378,20 +348,12 @@ ordered_json Json(const Item& item, const Sayer& sayer) {
 
 ordered_json Json(const EditReport::Block& block) {
   ordered_json json = {{"opening", block.item},
-                       {"path", JoinedLevels(block.path)},
-                       {"template_path", JoinedLevels(block.own)},
-                       {"found", !block.path.empty() && !block.created},
+                       {"text", block.text},
                        {"created", block.created},
-                       {"renamed", block.renamed}};
-  if (block.line) json["line"] = *block.line;
-  return json;
-}
-
-ordered_json Json(const std::vector<EditReport::Shown>& lines) {
-  ordered_json json = ordered_json::array();
-  for (const EditReport::Shown& line : lines) {
-    json.push_back({{"line", line.line}, {"text", line.text}});
-    if (!line.shown.empty()) json.back()["shown"] = line.shown;
+                       {"renamed", block.renamed},
+                       {"found", ordered_json::array()}};
+  for (const FilePlace& place : block.places) {
+    json["found"].push_back({{"line", place.line}, {"column", place.column}});
   }
   return json;
 }
@@ -404,11 +366,11 @@ ordered_json Json(const std::vector<Finding>& findings) {
   return json;
 }
 
-ordered_json Json(const EditReport::Edit& edit) {
+ordered_json Json(const edit::TextEdit& edit) {
   return {{"line", edit.line},
           {"count", edit.count},
           {"text", edit.text},
-          {"template_lines", edit.items}};
+          {"template_lines", edit.lines}};
 }
 
 template <class List, class... Rest>
@@ -425,20 +387,19 @@ std::string Explanation(const ExplainedEdit& edit, bool coloured) {
 }
 
 ordered_json ExplanationJson(const ExplainedEdit& edit) {
-  const EditReport& report = edit.report;
+  const EditReport& report = edit.explained.report;
+  const edit::Result& result = edit.explained.result;
   const Sayer sayer(edit);
   return {{"config", edit.config_name},
           {"dialect", edit.request.dialect},
-          {"template", edit.request.template_file},
-          {"refused", !report.refusals.empty()},
+          {"template", edit.request.edit.template_name},
+          {"refused", !result.refusals.empty()},
           {"statements", JsonList(report.statements)},
           {"template_lines", JsonList(report.items, sayer)},
           {"blocks", JsonList(report.blocks)},
           {"edits", JsonList(report.edits)},
-          {"shown", Json(report.shown)},
-          {"put_back", Json(report.put_back)},
-          {"warnings", Json(report.warnings)},
-          {"refusals", Json(report.refusals)}};
+          {"warnings", Json(result.warnings)},
+          {"refusals", Json(result.refusals)}};
 }
 
 }  // namespace cli

@@ -6,15 +6,15 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "cli/edit_report.h"
 #include "cli/request.h"
+#include "edit/edit.h"
 
 namespace cli {
 
 struct ExplainedEdit {
   const Request& request;
   const std::string& config_name;
-  const EditReport& report;
+  const edit::Explained& explained;
 };
 
 // A table with a line for each line of the template, under the blocks that they are for; then what

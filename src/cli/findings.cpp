@@ -4,48 +4,12 @@
 
 #include <algorithm>
 
-#include "template/framework/str.h"
-
 namespace cli {
-
-std::string At(const std::string& file, std::size_t line) {
-  return file + ":" + std::to_string(line);
-}
-
-std::string Printable(std::string_view text) {
-  std::string result(text);
-  std::replace_if(
-      result.begin(), result.end(),
-      [](char c) { return (static_cast<unsigned char>(c) < 0x20 && c != '\t') || c == 0x7f; }, '?');
-  return result;
-}
-
-std::string Quoted(std::string_view text) {
-  constexpr std::size_t kMost = 100;
-  const std::string_view trimmed = str::view::Trim(text);
-  const bool cut = trimmed.size() > kMost;
-  return "'" + Printable(trimmed.substr(0, kMost)) + (cut ? "...'" : "'");
-}
-
-const std::vector<FindingKind> kRefusals = {
-    {"lost-lines", "lines go that no line of the template names"},
-    {"other-directive", "a line of another directive, or with more on it, is changed"},
-    {"unbalanced", "braces or tags no longer fit together"},
-    {"duplicate-identity", "two blocks come to have the same identity"},
-    {"unmatched-section", "a block of the template is nowhere, and is not new"},
-    {"ambiguous", "a block of the template is there several times"},
-    {"other-block", "lines of another server than the template's are touched"},
-    {"part-of-directive", "only some of the lines of one directive are touched"},
-    {"odd-line", "a brace stands where the library does not see it"},
-    {"not-applied", "a line of the template had no effect"},
-    {"mixed-options", "Options words that httpd does not take together"},
-    {"template", "the template's own blocks do not fit together"},
-};
 
 const std::vector<FindingKind> kWarnings = {
     // Of an edit
     {"missing-value", "a value of a template line is missing: the line does nothing"},
-    {"outside", "a template line stands outside every block: it does nothing"},
+    {"not-removed", "a block that may be meant to go stays"},
     {"second-line", "a line is added beside one of the same directive"},
 
     // Of a configuration, and of a template
@@ -73,15 +37,10 @@ const std::vector<FindingKind> kWarnings = {
     {"repeated-import", "a file that is imported twice"},
     {"extra-closing", "a closing line too many"},
     {"unclosed-block", "a block never closes"},
-    {"branch-identity", "a line that identifies a block stands in a branch"},
+    {"branch-identity", "a line that names a block stands in a branch"},
+    {"not-a-directive", "a line that is no directive, or more than one"},
     {"branch-opening", "an opening or closing line alone in a branch"},
-    {"comment-after-opening", "a comment behind an opening line"},
-    {"short-key", "a line whose key is the beginning of other directives"},
     {"empty-key", "a line without a text of its own"},
-    {"unknown-address", "a listen address that the library does not understand"},
-    {"listen-order", "a listen line before one that changes"},
-    {"options-stay", "Options words that a change does not take away"},
-    {"rule-order", "a rule whose place among others matters"},
 };
 
 std::string KnownNames(const std::vector<FindingKind>& kinds) {

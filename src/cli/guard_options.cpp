@@ -8,8 +8,9 @@ namespace cli {
 namespace {
 
 std::string CheckRefusalName(const std::string& name) {
-  if (IsNamed(kRefusals, name)) return std::string();
-  return "'" + name + "' is no reason for a refusal; known are: " + KnownNames(kRefusals);
+  if (IsNamed(edit::kForcedRefusals, name)) return std::string();
+  return "'" + name + "' is no refusal that can be switched off; those are: " +
+         KnownNames(edit::kForcedRefusals);
 }
 
 }  // namespace
@@ -18,9 +19,15 @@ void AddGuardOptions(CLI::App& command, GuardOptions& options) {
   AddNames(command, "--force", options.forced, "Make an edit that is refused for REASON")
       ->check(CheckRefusalName)
       ->type_name("REASON");
-  AddNames(command, "--raw", options.raw, "Put the value NAME in whatever it holds");
+  AddRawOption(command, options.raw);
+  command.add_flag("--all", options.all, "Edit all blocks that fit, where several do");
+  command.add_flag("--must-exist", options.must_exist, "Refuse to remove what is not there");
   command.add_flag("--no-create", options.no_create, "Make no block that is not there");
   command.add_flag("--only-create", options.only_create, "Only make blocks that are not there");
+}
+
+void AddRawOption(CLI::App& command, std::set<std::string>& names) {
+  AddNames(command, "--raw", names, "Put the value NAME in whatever it holds");
 }
 
 void CheckGuardOptions(const GuardOptions& options) {
@@ -29,19 +36,35 @@ void CheckGuardOptions(const GuardOptions& options) {
   }
 }
 
-void SetGuards(const GuardOptions& options, Request& request) {
+void SetGuards(const GuardOptions& options, edit::Request& request) {
   request.forced = options.forced;
   request.raw = options.raw;
-  if (options.no_create) request.create = Create::kNever;
-  if (options.only_create) request.create = Create::kOnly;
+  request.all = options.all;
+  request.must_exist = options.must_exist;
+  if (options.no_create) request.create = edit::Create::kNever;
+  if (options.only_create) request.create = edit::Create::kOnly;
+}
+
+void RefuseIfFound(const std::vector<Finding>& refusals, const std::string& name,
+                   const std::string& outcome) {
+  if (refusals.empty()) return;
+  std::string message = outcome;
+  for (const Finding& finding : refusals) {
+    message += "\n  " + finding.message + " [" + finding.name + "]";
+  }
+  throw Refusal(name, message);
 }
 
 std::string RefusalHelp() {
-  std::string text = "Reasons for which an edit is refused:\n";
-  for (const FindingKind& kind : kRefusals) {
-    text += "  " + std::string(kind.name) + ": " + kind.what + "\n";
-  }
-  return text;
+  const auto listed = [](const std::vector<FindingKind>& kinds) {
+    std::string text;
+    for (const FindingKind& kind : kinds) {
+      text += "  " + std::string(kind.name) + ": " + kind.what + "\n";
+    }
+    return text;
+  };
+  return "Reasons for which an edit is refused:\n" + listed(edit::kForcedRefusals) +
+         "and, whatever --force says:\n" + listed(edit::kFirmRefusals);
 }
 
 }  // namespace cli

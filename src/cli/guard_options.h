@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "cli/request.h"
 
@@ -14,19 +15,28 @@ namespace cli {
 struct GuardOptions {
   std::set<std::string> forced;
   std::set<std::string> raw;
+  bool all = false;
+  bool must_exist = false;
   bool no_create = false;
   bool only_create = false;
 };
 
-// Adds --force, --raw, --no-create and --only-create to `command`. Parsing a command line fills
-// `options`, which must live until then.
+// Adds --force, --raw, --all, --must-exist, --no-create and --only-create to `command`. Parsing a
+// command line fills `options`, which must live until then.
 void AddGuardOptions(CLI::App& command, GuardOptions& options);
+
+// Adds --raw.
+void AddRawOption(CLI::App& command, std::set<std::string>& names);
 
 // Throws CLI::ValidationError for options that contradict each other.
 void CheckGuardOptions(const GuardOptions& options);
 
 // Has `request` do what `options` say.
-void SetGuards(const GuardOptions& options, Request& request);
+void SetGuards(const GuardOptions& options, edit::Request& request);
+
+// Throws Refusal, about the file `name`, when there are refusals: `outcome`, then what each says.
+void RefuseIfFound(const std::vector<edit::Finding>& refusals, const std::string& name,
+                   const std::string& outcome);
 
 // The reasons for which an edit is refused, for the footer of a command's help.
 std::string RefusalHelp();

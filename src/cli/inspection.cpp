@@ -8,6 +8,7 @@
 
 #include "cli/findings.h"
 #include "document/meaning.h"
+#include "edit/comparison.h"
 #include "template/framework/str.h"
 
 namespace cli {
@@ -99,7 +100,11 @@ class Checks {
     const auto comment = std::find_if(words.begin() + 1, words.end(), [this](const Word& word) {
       return m_document.Value(word).substr(0, 1) == "#";
     });
-    if (AreMixed({words.begin() + 1, comment})) {
+    std::vector<std::string> options;
+    for (auto word = words.begin() + 1; word != comment; ++word) {
+      options.push_back(m_document.Value(*word));
+    }
+    if (edit::AreMixedOptions(options)) {
       Warn("mixed-options", directive.begin,
            "httpd refuses words with a sign beside words without one. Write all of them with a "
            "sign, or none");
@@ -128,29 +133,6 @@ class Checks {
   std::vector<Diagnostic> Warnings() { return std::move(m_warnings); }
 
  private:
-  // Words with a sign may come behind those without one if the first is "None" or "All". What a
-  // variable stands for is not known.
-  bool AreMixed(const std::vector<Word>& words) const {
-    bool with_sign = false;
-    bool without = false;
-    bool whole = false;
-    bool mixed = false;
-    for (const Word& word : words) {
-      const std::string value = m_document.Value(word);
-      if (value.find_first_of("$%@") != std::string::npos) return false;
-      const bool sign = value.substr(0, 1) == "+" || value.substr(0, 1) == "-";
-      mixed = mixed || (sign ? without && !whole : with_sign);
-      whole = whole || (!without && IsWhole(value));
-      (sign ? with_sign : without) = true;
-    }
-    return mixed;
-  }
-
-  static bool IsWhole(const std::string& option) {
-    return tov_document::SameName(Dialect::kApache, option, "None") ||
-           tov_document::SameName(Dialect::kApache, option, "All");
-  }
-
   std::string HeadAt(std::uint32_t begin) const {
     const auto& blocks = m_document.blocks();
     const auto block =

@@ -38,17 +38,16 @@ struct LintOptions : RequestOptions {
 
 std::vector<Diagnostic> Check(const LintOptions& options) {
   Request request;
-  request.values = CollectValues(options);
+  request.edit.values = CollectValues(options);
   std::vector<Diagnostic> all;
   for (const std::string& file : options.templates) {
-    request.template_text = IsStandardInput(file) ? ReadStandardInput() : ReadFile(file);
-    request.template_file = TextName(file);
-    request.dialect = options.dialect;
-    if (request.dialect.empty()) {
-      request.dialect = DialectOf(request.template_text, request.template_file);
-    }
+    edit::Request& edit = request.edit;
+    edit.template_text = IsStandardInput(file) ? ReadStandardInput() : ReadFile(file);
+    edit.template_name = TextName(file);
+    SetDialect(request, options.dialect.empty() ? DialectOf(edit.template_text, edit.template_name)
+                                                : options.dialect);
     std::vector<Diagnostic> found =
-        Sorted(CheckTemplateText(request, options.HasValues()), options.ignored);
+        Sorted(CheckTemplateText(edit, options.HasValues()), options.ignored);
     all.insert(all.end(), std::make_move_iterator(found.begin()),
                std::make_move_iterator(found.end()));
   }

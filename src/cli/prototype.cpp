@@ -5,8 +5,10 @@
 #include <memory>
 
 #include "cli/command.h"
+#include "cli/guard_options.h"
 #include "cli/request.h"
 #include "cli/text_io.h"
+#include "edit/template_tree.h"
 
 namespace cli {
 namespace {
@@ -16,7 +18,8 @@ The prototype is the skeleton that the template stands for: the opening and
 closing lines of its blocks and the lines that identify them, with the new
 values and without the branches not taken. It is the same for every CONFIG, so
 that one need not be named; standard input is read for "-" only. Without
---dialect and CONFIG, the dialect is guessed from the template.
+--dialect and CONFIG, the dialect is guessed from the template. What
+"qeltemplate apply" refuses of a template and its values is refused here, too.
 
 Example:
   qeltemplate prototype --dialect nginx --template site.template \
@@ -24,6 +27,7 @@ Example:
 
 struct PrototypeOptions : RequestOptions {
   std::string config_file;  // "": none named
+  std::set<std::string> raw;
 };
 
 void Check(const PrototypeOptions& options) {
@@ -39,8 +43,8 @@ std::string ReadNamedConfig(const std::string& file) {
 
 void GuessDialect(Request& request, const std::string& config, const std::string& config_file) {
   const bool by_template = config_file.empty();
-  const std::string name = by_template ? request.template_file : TextName(config_file);
-  request.dialect = DialectOf(by_template ? request.template_text : config, name);
+  const std::string name = by_template ? request.edit.template_name : TextName(config_file);
+  SetDialect(request, DialectOf(by_template ? request.edit.template_text : config, name));
   SayGuess(name, request.dialect);
 }
 
@@ -48,7 +52,10 @@ Outcome Run(const PrototypeOptions& options) {
   Request request = LoadRequest(options);
   const std::string config = ReadNamedConfig(options.config_file);
   if (request.dialect.empty()) GuessDialect(request, config, options.config_file);
-  std::string text = MakeParser(request, config).GetPrototype();
+  request.edit.raw = options.raw;
+  edit::Findings findings;
+  std::string text = edit::Prototype(request.edit, findings);
+  RefuseIfFound(findings.refusals, request.edit.template_name, "no prototype:");
   if (!text.empty()) text += '\n';
   return {text};
 }
@@ -59,8 +66,9 @@ Command AddPrototype(CLI::App& program) {
   CLI::App* command = program.add_subcommand("prototype", "Write the skeleton of a template");
   const auto options = std::make_shared<PrototypeOptions>();
   AddRequestOptions(*command, *options);
+  AddRawOption(*command, options->raw);
   AddFileOption(*command, "CONFIG", options->config_file, "A configuration; need not be named");
-  command->footer(std::string(kValuesHelp) + kFooter);
+  command->footer(std::string(kValuesHelp) + kFooter + "\n\n" + kExitHelp);
   command->callback([options] { Check(*options); });
   return {command, [options] { return Run(*options); }};
 }

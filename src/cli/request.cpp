@@ -8,20 +8,20 @@
 
 #include "cli/dialect_guess.h"
 #include "cli/failure.h"
-#include "cli/import_root.h"
+#include "cli/imports.h"
 #include "cli/text_io.h"
 
 namespace cli {
 namespace {
 
 struct Dialect {
-  const char* name;          // the program's
-  const char* library_name;  // GetConfigType's
+  const char* name;  // the program's
+  edit::Dialect dialect;
   const char* check_command;
 };
 
-constexpr Dialect kDialects[] = {{"apache", "Apache", "apache2ctl -t"},
-                                 {"nginx", "Nginx", "nginx -t"}};
+constexpr Dialect kDialects[] = {{"apache", edit::Dialect::kApache, "apache2ctl -t"},
+                                 {"nginx", edit::Dialect::kNginx, "nginx -t"}};
 
 const Dialect* FindDialect(const std::string& name) {
   for (const Dialect& dialect : kDialects) {
@@ -99,22 +99,6 @@ void AddAssignmentOption(CLI::App& command, const AssignmentOption& option,
   AddWords(command, option.name, store, option.description)->type_name(option.form);
 }
 
-std::string FileOf(const tov_err::Error& error, const std::string& otherwise) {
-  for (const tov_err::Error::Param& param : error.params()) {
-    if (param.name == "filename") return param.value;
-  }
-  return otherwise;
-}
-
-void SetTemplate(tov_template::ParserTemplate& parser, const std::string& text,
-                 const std::string& file) {
-  try {
-    parser.SetTemplate(text);
-  } catch (const tov_err::Error& error) {
-    throw TemplateFailure(error, file);
-  }
-}
-
 }  // namespace
 
 Values CollectValues(const RequestOptions& options) {
@@ -124,20 +108,8 @@ Values CollectValues(const RequestOptions& options) {
   }
   for (const auto& [name, text] : options.old_values) values[name].old_value = text;
   for (const auto& [name, text] : options.new_values) values[name].new_value = text;
-  for (const std::string& name : options.unset) values[name].new_value = tov_template::NullValue();
+  for (const std::string& name : options.unset) values[name].new_value = std::nullopt;
   return values;
-}
-
-Failure TemplateFailure(const tov_err::Error& error, const std::string& template_file) {
-  const std::string file = FileOf(error, template_file);
-  if (error.object() == "circular_import") {
-    return Failure(file, "imported twice by " + template_file +
-                             " (a template can import each file only once)");
-  }
-  if (error.type() == "file") {
-    return Failure(file, "imported by " + template_file + ", but not a file that can be read");
-  }
-  return Failure(file, error.what());
 }
 
 CLI::Option* AddFileOption(CLI::App& command, const std::string& option, std::string& file,
@@ -228,26 +200,19 @@ void RefuseValuesOnStandardInput(const RequestOptions& options) {
 
 Request LoadRequest(const RequestOptions& options) {
   Request request;
-  request.dialect = options.dialect;
-  request.template_file = options.template_file;
-  request.template_text = ReadFile(options.template_file);
-  request.values = CollectValues(options);
-  if (!options.import_root.empty()) CheckImports(request, options.import_root);
+  if (!options.dialect.empty()) SetDialect(request, options.dialect);
+  request.edit.template_name = options.template_file;
+  request.edit.template_text = ReadFile(options.template_file);
+  request.edit.values = CollectValues(options);
+  request.edit.importer = FileImporter(options.import_root);
+  for (const auto& [name, value] : options.new_values) request.edit.must_be_used.insert(name);
+  for (const auto& [name, value] : options.old_values) request.edit.must_be_used.insert(name);
   return request;
 }
 
-std::shared_ptr<tov_template::BaseConfig> MakeConfig(const Request& request,
-                                                     const std::string& config) {
-  return tov_template::GetConfigType(FindDialect(request.dialect)->library_name, config);
-}
-
-tov_template::ParserTemplate MakeParser(const Request& request, const std::string& config) {
-  tov_template::ParserTemplate parser(MakeConfig(request, config));
-  for (const auto& [name, value] : request.values) {
-    parser.SetValue(name, value.old_value, value.new_value);
-  }
-  SetTemplate(parser, request.template_text, request.template_file);
-  return parser;
+void SetDialect(Request& request, const std::string& dialect) {
+  request.dialect = dialect;
+  request.edit.dialect = FindDialect(dialect)->dialect;
 }
 
 std::string DialectOf(const std::string& text, const std::string& name) {

@@ -6,34 +6,20 @@
 
 #include <CLI/CLI.hpp>
 #include <map>
-#include <memory>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "cli/failure.h"
 #include "cli/values_file.h"
-#include "template/qeltemplate.h"
+#include "edit/request.h"
 
 namespace cli {
 
-// Whether blocks that are not there may be made.
-enum class Create {
-  kIfMissing,  // edit what is there, make what is not
-  kNever,      // only edit what is there
-  kOnly        // only make what is not there
-};
-
-// An edit, with all that it needs in memory: it can be carried out on any number of texts, by
-// several threads at a time.
+// An edit, with all that it needs in memory.
 struct Request {
-  std::string dialect;        // the program's name for it: "nginx", "apache"
-  std::string template_file;  // for messages
-  std::string template_text;
-  Values values;
-  std::set<std::string> forced;  // the guards that are switched off, by name
-  std::set<std::string> raw;     // the values that are put in whatever they hold, by name
-  Create create = Create::kIfMissing;
+  std::string dialect;  // the program's name for it: "nginx", "apache"; "": to be guessed
+  edit::Request edit;   // its dialect counts when SetDialect has been called
 };
 
 // The options that make a request, as the command line gives them.
@@ -100,23 +86,15 @@ void CheckRequestOptions(const RequestOptions& options);
 void RefuseValuesOnStandardInput(const RequestOptions& options);
 
 // The request, its template and its values read. The dialect is the one on the command line: ""
-// when that names none. Throws Failure when a file cannot be had or an import leads out of the
-// import root.
+// when that names none. Throws Failure when a file cannot be had. Imports are read when the edit is
+// made, see imports.h.
 Request LoadRequest(const RequestOptions& options);
 
 // The values that `options` give. Throws Failure when a file cannot be had.
 Values CollectValues(const RequestOptions& options);
 
-// What to say when the library could not take the template `template_file`.
-Failure TemplateFailure(const tov_err::Error& error, const std::string& template_file);
-
-// The lines of `config` in the request's dialect.
-std::shared_ptr<tov_template::BaseConfig> MakeConfig(const Request& request,
-                                                     const std::string& config);
-
-// A parser over `config` that has the request's values and its template, not yet applied. Throws
-// Failure when a file that the template imports cannot be had.
-tov_template::ParserTemplate MakeParser(const Request& request, const std::string& config);
+// Names the dialect by the program's name for it.
+void SetDialect(Request& request, const std::string& dialect);
 
 // The program's name of the dialect of `text`, guessed. Throws Failure, under `name`, where that
 // cannot be done.

@@ -12,32 +12,16 @@
 #include <utility>
 
 #include "cli/findings.h"
-#include "cli/syntax.h"
 #include "cli/template_lines.h"
 #include "cli/text.h"
+#include "edit/comparison.h"
+#include "edit/template_tree.h"
 #include "template/framework/str.h"
 
 namespace cli {
 namespace {
 
 using Branch = std::pair<std::size_t, std::size_t>;  // the number of its chain, and its own in that
-
-// Directives whose names are the beginnings of others, so that a key which ends behind the name
-// finds those, too.
-const std::set<std::string_view> kBeginnings = {
-    // nginx
-    "aio", "auth_basic", "auth_request", "autoindex", "charset", "client_body_in_file_only",
-    "fastcgi_bind", "fastcgi_cache", "fastcgi_pass", "gzip", "http2", "limit_conn", "limit_rate",
-    "limit_req", "open_file_cache", "proxy_bind", "proxy_cache", "proxy_pass", "proxy_set_header",
-    "resolver", "rewrite", "server", "ssl", "ssl_certificate", "ssl_stapling", "sub_filter",
-    "types", "user", "uwsgi_pass",
-    // httpd
-    "Alias", "Allow", "DirectoryIndex", "ErrorLog", "Include", "KeepAlive", "ProxyPass", "Redirect",
-    "Require", "ScriptAlias", "SSLCACertificate", "SetEnv"};
-
-// Directives of which the server takes the first that fits.
-const std::set<std::string_view> kRules = {"allow",       "deny",        "rewrite",
-                                           "RewriteRule", "RewriteCond", "RedirectMatch"};
 
 // A place in a line, full or trailing.
 struct PlaceInLine {
@@ -92,17 +76,14 @@ std::vector<std::string> Words(std::string_view text) {
 
 class Checker {
  public:
-  Checker(const Request& request, bool values_given)
+  Checker(const edit::Request& request, bool values_given)
       : m_request(request),
         m_values_given(values_given),
-        m_syntax(SyntaxOf(request.dialect)),
-        m_config(MakeConfig(request, std::string())) {
-    m_config->GetIdentParams(m_idents);
-  }
+        m_nginx(request.dialect == edit::Dialect::kNginx) {}
 
   std::vector<Diagnostic> Check() {
     for (const TemplateLine& line :
-         ReadTemplateLines(m_request.template_text, m_request.template_file, m_diagnostics)) {
+         ReadTemplateLines(m_request.template_text, m_request.template_name, m_diagnostics)) {
       m_line = &line;
       CheckLine();
     }
@@ -135,7 +116,6 @@ class Checker {
   struct OpenBlock {
     Spot opening;
     std::vector<Branch> branches;  // that it was opened in
-    std::vector<Spot> listens;     // without places
   };
 
   // --- Findings ---
@@ -378,28 +358,35 @@ class Checker {
   void CheckConfigLine() {
     std::string_view rest = m_line->text;
     const std::string text(str::view::GetWord(rest, "{#}"));
-    CheckPlaces(text);
+    const bool whole = CheckPlaces(text);
     const std::string plain(str::view::Trim(WithPlacesAs(text, "x")));
-    const bool opens = m_config->StartsSection(text);
-    CheckOpeningComment(text, opens);
-    if (m_config->EndedSection(plain)) {
+    if (plain.empty() || plain.front() == '#') return;
+    if (str::view::StartsWith(plain, m_nginx ? "}" : "</")) {
       CloseBlock();
-    } else if (!opens && m_blocks.empty()) {
-      Warn(Begin(), "outside",
-           "this line stands outside every block, and such lines are never edited. Put it into its "
-           "block");
-    } else if (!opens) {
-      CheckDirective(text, plain);
+      return;
     }
-    if (opens) {
-      m_blocks.push_back({Here(Begin()), Branches(), {}});
+    edit::TemplateLine::Kind kind = edit::TemplateLine::Kind::kBlank;
+    const auto written = edit::ReadWritten(m_request.dialect, plain, kind);
+    if (!written && !whole) return;  // it has been said what is missing
+    if (!written) {
+      Warn(Begin(), "not-a-directive",
+           "this is neither one directive nor the opening of a block, and apply refuses the "
+           "template. Write each directive whole, on a line of its own" +
+               std::string(m_nginx ? ", and an opening brace behind the name of its block" : ""));
+    } else if (kind == edit::TemplateLine::Kind::kOpening) {
+      m_blocks.push_back({Here(Begin()), Branches()});
       CheckOldValues(text);
+    } else {
+      CheckDirective(text, *written);
     }
   }
 
-  void CheckPlaces(const std::string& text) {
+  // False when a place does not close.
+  bool CheckPlaces(const std::string& text) {
+    bool whole = true;
     for (const PlaceInLine& place : PlacesIn(text)) {
       if (!place.closed) {
+        whole = false;
         Warn(place.begin, "unclosed-place",
              std::string("this place does not close: the rest of the line is taken for the name. "
                          "Write ") +
@@ -413,21 +400,7 @@ class Checker {
       }
       CheckIsSet(place.content.substr(1), text.substr(place.begin, place.end - place.begin));
     }
-  }
-
-  void CheckOpeningComment(const std::string& text, bool opens) {
-    const std::string plain = WithPlacesAs(text, "x");
-    const std::size_t hash = text.find('#');
-    const bool nginx = m_syntax == Syntax::kNginx;
-    const bool hidden = nginx && !opens && hash != std::string::npos &&
-                        str::EndsWith(NormalForm(m_syntax, plain), "{");
-    const bool in_tag = !nginx && opens && hash != std::string::npos && hash > text.rfind('>');
-    if (!hidden && !in_tag) return;
-    Warn(hash, "comment-after-opening",
-         nginx ? "because of the comment this line opens no block for the library. Comments of a "
-                 "template begin with {#}"
-               : "the comment becomes part of the block's identity. Comments of a template begin "
-                 "with {#}");
+    return whole;
   }
 
   void CloseBlock() {
@@ -444,35 +417,25 @@ class Checker {
     m_blocks.pop_back();
   }
 
-  void CheckDirective(const std::string& text, const std::string& plain) {
-    const std::string name(str::view::FirstWord(plain));
-    if (m_idents.count(name) != 0) CheckIdentity(text);
+  void CheckDirective(const std::string& text, const edit::Written& written) {
+    const std::string& name = written.words.front();
+    const edit::Role role = edit::RoleOf(m_request.dialect, name);
+    if (role == edit::Role::kNames && !m_blocks.empty()) CheckIdentity(text);
+    if (role == edit::Role::kOptions) CheckOptions(text, written);
     const std::string bare(str::view::Trim(WithPlacesAs(text, "")));
-    if (bare == ";") {
+    if (bare.empty() || bare == ";") {
       Warn(Begin(), "empty-key",
-           "this line has no text of its own: it finds any line of its block, the opening line "
-           "first. Write the directive's name");
-    }
-    CheckKey(text, name);
-    if (m_syntax == Syntax::kNginx && name == "listen") CheckListen(text, plain);
-    if (m_syntax == Syntax::kApache && name == "Options") CheckOptions(text, plain);
-    if (kRules.count(name) != 0) {
-      Warn(name, "rule-order",
-           "the server reads rules in their order, and a new line goes to the end of its block: "
-           "behind an " +
-               std::string(name == "deny" ? "'allow all;'" : "earlier rule") +
-               " it may come too late. Take the last rule out in a branch that is never taken and "
-               "write it again behind this line");
+           "this line has no text of its own: it stands for any directive of its block. Write the "
+           "directive's name");
     }
   }
 
   void CheckIdentity(const std::string& text) {
     if (m_blocks.back().branches != Branches()) {
-      Warn(
-          Begin(), "branch-identity",
-          "this line identifies its block, and stands in a branch: the block is looked for with it "
-          "and without it, and a block that differs otherwise, too, is made a second time. Keep "
-          "such lines out of branches; let a value differ instead");
+      Warn(Begin(), "branch-identity",
+           "this line names its block, and stands in a branch: the block is looked for by the name "
+           "of the branch that is taken. Keep such lines out of branches; let a value differ "
+           "instead");
     }
     CheckOldValues(text);
   }
@@ -482,8 +445,8 @@ class Checker {
     for (const PlaceInLine& place : PlacesIn(text)) {
       if (!str::StartsWith(place.content, "$")) continue;
       const auto value = m_request.values.find(place.content.substr(1));
-      if (value == m_request.values.end() || value->second.new_value.IsNull()) continue;
-      if (!value->second.old_value.IsNull()) continue;
+      if (value == m_request.values.end() || !value->second.new_value) continue;
+      if (value->second.old_value) continue;
       Warn(place.begin, "missing-old-value",
            "this value identifies a block and has no old text: the block is looked for under its "
            "new name, and made when it has another one. Give the old text, by --old or in the "
@@ -491,43 +454,9 @@ class Checker {
     }
   }
 
-  // A trailing place right behind the directive's name.
-  void CheckKey(const std::string& text, const std::string& name) {
-    const std::vector<PlaceInLine> places = PlacesIn(text);
-    const auto trailing = std::find_if(places.begin(), places.end(),
-                                       [](const PlaceInLine& place) { return place.trailing; });
-    if (trailing == places.end() || kBeginnings.count(name) == 0) return;
-    if (str::view::Trim(std::string_view(text).substr(0, trailing->begin)) != name) return;
-    Warn(trailing->begin, "short-key",
-         "the line is looked for by " + Quoted(name) +
-             ", with which other directives begin, too: where one of them stands first, apply "
-             "refuses to change it. Put more of the line before the place, or use a full place "
-             "{% ... %} with an old value");
-  }
-
-  void CheckListen(const std::string& text, const std::string& plain) {
-    const bool has_places = !PlacesIn(text).empty();
-    if (!has_places) {
-      const std::string address(UnknownListenAddress(plain));
-      if (!address.empty()) {
-        Warn(address, "unknown-address",
-             "the library does not understand " + Quoted(address) +
-                 ", and drops it. Write a port "
-                 "alone (80), or a numeric address and a port (0.0.0.0:80)");
-      }
-      m_blocks.back().listens.push_back(Here(Begin()));
-      return;
-    }
-    for (const Spot& listen : m_blocks.back().listens) {
-      WarnAt(listen, "listen-order",
-             "a listen line that changes replaces all others of its block, and one comes behind "
-             "this line. Write the lines with values first");
-    }
-    m_blocks.back().listens.clear();
-  }
-
-  void CheckOptions(const std::string& text, const std::string& plain) {
-    if (HasMixedOptions(plain)) {
+  void CheckOptions(const std::string& text, const edit::Written& written) {
+    if (PlacesIn(text).empty() &&
+        edit::AreMixedOptions({written.words.begin() + 1, written.words.end()})) {
       Warn("Options", "mixed-options",
            "words with and without a sign on one line are refused by httpd. Write all of them with "
            "a sign, or none");
@@ -536,18 +465,11 @@ class Checker {
       Warn(text.find('#'), "options-comment",
            "a comment behind Options becomes options. Comments of a template begin with {#}");
     }
-    const std::vector<PlaceInLine> places = PlacesIn(text);
-    if (places.empty()) return;
-    Warn(places.front().begin, "options-stay",
-         "a change adds the new words and takes none away. Name the words that are to go in a "
-         "branch that is not taken, before this line");
   }
 
-  const Request& m_request;
+  const edit::Request& m_request;
   const bool m_values_given;
-  const Syntax m_syntax;
-  const std::shared_ptr<tov_template::BaseConfig> m_config;
-  std::set<std::string> m_idents;
+  const bool m_nginx;
   const TemplateLine* m_line = nullptr;
   std::vector<Chain> m_chains;
   std::size_t m_next_chain = 0;
@@ -558,7 +480,7 @@ class Checker {
 
 }  // namespace
 
-std::vector<Diagnostic> CheckTemplateText(const Request& request, bool values_given) {
+std::vector<Diagnostic> CheckTemplateText(const edit::Request& request, bool values_given) {
   return Checker(request, values_given).Check();
 }
 

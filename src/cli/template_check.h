@@ -7,13 +7,13 @@
 #include <vector>
 
 #include "cli/diagnostic.h"
-#include "cli/request.h"
+#include "edit/request.h"
 
 namespace cli {
 
 // Looks at the request's template without a configuration. `values_given`: its values are all there
-// will be, so that one that is missing is missed. The request's dialect must be known. Throws
+// will be, so that one that is missing is missed. Throws
 // Failure when a file that the template imports cannot be read.
-std::vector<Diagnostic> CheckTemplateText(const Request& request, bool values_given);
+std::vector<Diagnostic> CheckTemplateText(const edit::Request& request, bool values_given);
 
 }  // namespace cli

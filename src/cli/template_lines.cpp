@@ -3,13 +3,14 @@
 #include "cli/template_lines.h"
 
 #include <algorithm>
+#include <optional>
 #include <set>
 #include <utility>
 
 #include "cli/findings.h"
+#include "cli/imports.h"
 #include "cli/text_io.h"
 #include "template/framework/str.h"
-#include "template/framework/tov_file.h"
 
 namespace cli {
 namespace {
@@ -78,19 +79,19 @@ class Reader {
     std::string name = line.statement;
     str::GetWord(name);  // the keyword
     name = str::Trim(name);
-    const std::string path = tov_file::RealPath(name);
-    if (path.empty() || !tov_file::Exists(path)) {
+    const std::optional<std::string> path = FindImport(name, line.file);
+    if (!path) {
       Warn("missing-import", line,
            "there is no file " + Quoted(name) +
-               ": nothing is imported, without a word. Names are looked up from the current "
-               "directory");
-    } else if (!m_imported.insert(path).second) {
+               ", and apply refuses the template. Names are looked up beside the file that "
+               "imports them, then from the current directory");
+    } else if (!m_imported.insert(*path).second) {
       Warn("repeated-import", line,
            Quoted(name) +
                " is imported a second time, which makes the template fail. Import each "
                "file once, before all lines that need it");
     } else {
-      m_unread.push_back({ReadFile(path), path, 0, 0});
+      m_unread.push_back({ReadFile(*path), *path, 0, 0});
     }
   }
 

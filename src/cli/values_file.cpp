@@ -23,8 +23,7 @@ namespace cli {
 namespace {
 
 using nlohmann::json;
-using tov_template::NullValue;
-using tov_template::Value;
+using Value = std::optional<std::string>;
 
 // As JSON writes it, so that no byte of a name can spoil the message.
 std::string Quoted(const std::string& name) {
@@ -70,8 +69,8 @@ class Assembler {
   }
 
   std::string Scalar(const Value& value) {
-    if (m_depth == 0) return NotAValue(value.IsNull() ? "null" : "string");
-    OldAndNew& pair = m_values[m_name];
+    if (m_depth == 0) return NotAValue(!value ? "null" : "string");
+    edit::OldAndNew& pair = m_values[m_name];
     (m_depth == 2 && m_side == "old" ? pair.old_value : pair.new_value) = value;
     return std::string();
   }
@@ -139,7 +138,7 @@ class JsonReader : public nlohmann::json_sax<json> {
 
   bool key(string_t& name) override { return Expect(m_assembler.Key(name)); }
   bool string(string_t& text) override { return Expect(m_assembler.Scalar(text)); }
-  bool null() override { return Expect(m_assembler.Scalar(NullValue())); }
+  bool null() override { return Expect(m_assembler.Scalar(std::nullopt)); }
   bool start_object(std::size_t /*size*/) override { return Expect(m_assembler.OpenMap()); }
   bool end_object() override {
     m_assembler.CloseMap();
@@ -190,7 +189,7 @@ class YamlReader : public YAML::EventHandler {
   void OnNull(const YAML::Mark& mark, YAML::anchor_t /*anchor*/) override {
     if (!m_map) return;  // a document of comments, say
     if (m_key_next) Fail(mark, "a name is missing; quote it if it is \"null\" or empty");
-    Take(mark, NullValue());
+    Take(mark, std::nullopt);
   }
   void OnAlias(const YAML::Mark& mark, YAML::anchor_t /*anchor*/) override {
     Fail(mark, "an alias, which is not followed; write the value itself");

@@ -3,20 +3,13 @@
 // Named values, and the files that hold them.
 #pragma once
 
-#include <map>
 #include <string>
 
-#include "template/qeltemplate.h"
+#include "edit/request.h"
 
 namespace cli {
 
-// What the configuration holds now, and what it is to hold. Null: not given.
-struct OldAndNew {
-  tov_template::Value old_value = tov_template::NullValue();
-  tov_template::Value new_value = tov_template::NullValue();
-};
-
-using Values = std::map<std::string, OldAndNew>;
+using edit::Values;
 
 // The values in `text`: an object (a mapping) with a member for each name, which is the new value
 // (a string or null) or an object with the members "old" and "new" (each a string or null, or left

@@ -3,81 +3,703 @@
 #include "edit/address.h"
 
 #include <algorithm>
+#include <map>
+#include <set>
+#include <utility>
 
 #include "document/meaning.h"
+#include "edit/comparison.h"
 
 namespace edit {
 namespace {
 
-using tov_document::BlockId;
-using tov_document::Dialect;
-using tov_document::Document;
-using Texts = std::vector<std::string>;
+using tov_document::kWholeText;
+using Kind = TemplateLine::Kind;
+using Blocks = std::vector<BlockId>;
 
-bool IsServer(const Document& document, BlockId id) {
-  if (id == tov_document::kWholeText) return false;
-  return tov_document::IsServer(document.dialect(), document.Value(document.HeadWords(id).front()));
+// A line's words with its old values, and with its new ones.
+using Phase = std::optional<Written> TemplateLine::*;
+constexpr std::initializer_list<Phase> kPhases = {&TemplateLine::was, &TemplateLine::now};
+
+// What a template says of one block.
+struct Evidence {
+  const TemplateLine* opening = nullptr;
+  bool enabled = true;
+
+  // The first name, as it was and as it will be; none: it is not stated.
+  std::optional<std::string> old_name;
+  std::optional<std::string> new_name;
+
+  Texts old_addresses;
+  Texts new_addresses;
+
+  std::vector<const TemplateLine*> changed;  // lines of which an old value is known
+  std::vector<const TemplateLine*> others;   // all other lines with their full text
+  std::vector<std::size_t> blocks;           // inside
+  std::vector<std::size_t> going_blocks;     // inside, of branches that are not taken
+
+  bool is_nginx_server = false;
+  bool says_something = false;  // not only that blocks inside are to go
+
+  bool HasName() const { return old_name || new_name; }
+  bool HasAddress() const { return !old_addresses.empty() || !new_addresses.empty(); }
+};
+
+std::optional<std::string> FirstName(Dialect dialect, const Texts& words) {
+  const Texts names = NamesIn(dialect, words);
+  if (names.empty()) return std::nullopt;
+  return names.front();
 }
 
-std::vector<BlockId> AllServers(const Document& document) {
-  std::vector<BlockId> servers;
-  for (BlockId id = 0; id < document.blocks().size(); ++id) {
-    if (IsServer(document, id)) servers.push_back(id);
-  }
-  return servers;
+std::optional<std::string> FirstName(Dialect dialect, const std::optional<Written>& written) {
+  return written ? FirstName(dialect, written->words) : std::nullopt;
 }
 
-// Those that have one of `names`, else those that have one of `instead`.
-std::vector<BlockId> ServersNamed(const Document& document, const Texts& names,
-                                  const Texts& instead) {
-  std::vector<BlockId> servers;
-  for (const Texts& texts : {names, instead}) {
-    for (const std::string& name : texts) {
-      for (const BlockId id : tov_document::BlocksNamed(document, name)) {
-        if (IsServer(document, id)) servers.push_back(id);
+bool IsTlsState(Dialect dialect, const std::string& name) {
+  return dialect == Dialect::kNginx && (name == "ssl" || name == "ssl_prefer_server_ciphers");
+}
+
+class EvidenceReader {
+ public:
+  EvidenceReader(const TemplateTree& tree, Dialect dialect, Findings& findings)
+      : m_tree(tree), m_dialect(dialect), m_findings(findings) {}
+
+  Evidence Read(std::size_t number) {
+    const TemplateBlock& block = m_tree.blocks[number];
+    m_evidence = Evidence();
+    m_evidence.opening = &m_tree.lines[block.opening];
+    m_evidence.enabled = block.enabled;
+    m_is_server = IsServerHead(*m_evidence.opening);
+    m_evidence.is_nginx_server = m_is_server && m_dialect == Dialect::kNginx;
+    m_named = false;
+    for (const std::size_t child : block.children) {
+      const TemplateLine& line = m_tree.lines[child];
+      if (line.kind == Kind::kOpening) {
+        (line.enabled == block.enabled ? m_evidence.blocks : m_evidence.going_blocks)
+            .push_back(line.block);
+      }
+      // A line of another branch does not stand in the block that is meant.
+      if (line.enabled != block.enabled) {
+        m_evidence.says_something = m_evidence.says_something || line.kind == Kind::kDirective;
+        continue;
+      }
+      m_evidence.says_something = true;
+      if (line.kind == Kind::kDirective) {
+        ReadLine(line);
       }
     }
-    if (!servers.empty()) break;
+    return std::move(m_evidence);
   }
-  std::sort(servers.begin(), servers.end());
-  servers.erase(std::unique(servers.begin(), servers.end()), servers.end());
-  return servers;
-}
 
-bool ShareOne(const Texts& a, const Texts& b) {
-  return std::any_of(a.begin(), a.end(), [&b](const std::string& text) {
-    return std::find(b.begin(), b.end(), text) != b.end();
-  });
-}
+ private:
+  static const Texts* AnyWords(const TemplateLine& line) {
+    if (line.was && !line.was->words.empty()) return &line.was->words;
+    if (line.now && !line.now->words.empty()) return &line.now->words;
+    return line.beginning && !line.beginning->words.empty() ? &line.beginning->words : nullptr;
+  }
 
-// Those of `servers` that listen on one of `addresses`, else those that do on one of `instead`.
-std::vector<BlockId> Listening(const Document& document, const std::vector<BlockId>& servers,
-                               const Texts& addresses, const Texts& instead) {
-  std::vector<BlockId> listening;
-  for (const Texts& texts : {addresses, instead}) {
-    for (const BlockId id : servers) {
-      if (ShareOne(tov_document::ServerAddresses(document, id), texts)) listening.push_back(id);
+  bool IsServerHead(const TemplateLine& opening) const {
+    const Texts* const words = AnyWords(opening);
+    return words != nullptr && tov_document::IsServer(m_dialect, words->front());
+  }
+
+  // The directive's name where its values are missing.
+  std::string DirectiveName(const TemplateLine& line) const {
+    const Texts* const words = AnyWords(line);
+    return words == nullptr ? line.text.substr(0, line.text.find_first_of(" \t{[;"))
+                            : words->front();
+  }
+
+  void ReadLine(const TemplateLine& line) {
+    const std::string name = DirectiveName(line);
+    const Role role = RoleOf(m_dialect, name);
+    const bool is_alias = m_dialect == Dialect::kApache && role == Role::kNames &&
+                          !tov_document::SameName(m_dialect, name, "ServerName");
+    if (m_is_server && role == Role::kNames && !is_alias) {
+      if (!std::exchange(m_named, true)) ReadName(line);
+    } else if (m_is_server && role == Role::kAddress) {
+      ReadAddress(line);
+    } else if (!IsTlsState(m_dialect, name) && !line.beginning && !line.raw) {
+      if (line.old_given && line.was) {
+        m_evidence.changed.push_back(&line);
+      } else if (line.now) {
+        m_evidence.others.push_back(&line);
+      }
     }
-    if (!listening.empty()) break;
   }
-  return listening;
-}
+
+  void ReadName(const TemplateLine& line) {
+    const bool missing = m_evidence.enabled ? !line.now : !line.now && !line.was;
+    if (missing && (!line.beginning || line.old_given)) RefuseMissing(line);
+    if (line.beginning) {
+      m_evidence.old_name = FirstName(m_dialect, line.beginning->words);
+      if (line.new_beginning) {
+        m_evidence.new_name = FirstName(m_dialect, line.new_beginning->words);
+      }
+      return;
+    }
+    m_evidence.old_name = FirstName(m_dialect, line.was);
+    m_evidence.new_name = FirstName(m_dialect, line.now);
+  }
+
+  void RefuseMissing(const TemplateLine& line) {
+    m_findings.refusals.push_back(
+        {"missing-value", Shown(line.place) +
+                              ": a value of this line is missing, by which its "
+                              "block is found: " +
+                              Quoted(line.text) + ". Set it"});
+  }
+
+  void ReadAddress(const TemplateLine& line) {
+    const auto add = [this](const Texts& words, Texts& addresses) {
+      if (words.size() > 1) {
+        addresses.push_back(tov_document::NormalAddress(m_dialect, words[1]));
+      }
+    };
+    if (line.beginning) {
+      add(line.beginning->words, m_evidence.old_addresses);
+      if (line.new_beginning) add(line.new_beginning->words, m_evidence.new_addresses);
+      return;
+    }
+    if (line.was) add(line.was->words, m_evidence.old_addresses);
+    if (line.now) add(line.now->words, m_evidence.new_addresses);
+  }
+
+  const TemplateTree& m_tree;
+  const Dialect m_dialect;
+  Findings& m_findings;
+  Evidence m_evidence;
+  bool m_is_server = false;
+  bool m_named = false;
+};
+
+class Finder {
+ public:
+  Finder(const TemplateTree& tree, Contents& contents, const std::string& config_name, bool all,
+         Findings& findings)
+      : m_tree(tree),
+        m_contents(contents),
+        m_document(contents.document()),
+        m_dialect(contents.dialect()),
+        m_config_name(config_name),
+        m_all(all),
+        m_findings(findings) {
+    EvidenceReader reader(tree, m_dialect, findings);
+    m_evidence.resize(1);
+    for (std::size_t i = 1; i < tree.blocks.size(); ++i) m_evidence.push_back(reader.Read(i));
+  }
+
+  std::vector<Match> Find() {
+    m_matches.push_back({0, kWholeText, 0});
+    for (std::size_t i = 0; i < m_matches.size(); ++i) {
+      const Match match = m_matches[i];
+      if (match.at && m_tree.blocks[match.block].enabled) MatchBlocksIn(i);
+    }
+    return std::move(m_matches);
+  }
+
+ private:
+  // A block of the template that is looked for.
+  struct Sought {
+    std::size_t block = 0;
+    Blocks fitting;
+    bool sure = true;  // false: the address that the template states is yet to be added
+    bool settled = false;
+  };
+
+  // --- The blocks of one block of the template ---
+
+  void MatchBlocksIn(std::size_t parent) {
+    const BlockId scope = *m_matches[parent].at;
+    std::vector<Sought> all;
+    for (const std::size_t child : m_tree.blocks[m_matches[parent].block].children) {
+      const TemplateLine& line = m_tree.lines[child];
+      if (line.kind == Kind::kOpening) all.push_back(Seek(line.block, scope));
+    }
+    std::map<BlockId, std::size_t> taken;  // by which block of the template
+    Settle(all, taken, true);
+    for (Sought& sought : all) LeaveOut(sought, taken);
+    Settle(all, taken, false);
+    for (Sought& sought : all) {
+      if (!sought.settled) LeaveOut(sought, taken);
+      Take(sought, parent, taken);
+    }
+  }
+
+  // Takes those blocks that are clear.
+  void Settle(std::vector<Sought>& all, std::map<BlockId, std::size_t>& taken, bool sure) {
+    for (Sought& sought : all) {
+      if (sought.settled || sought.sure != sure || sought.fitting.empty()) continue;
+      if (!m_all) sought.fitting = Narrowed(sought.block, std::move(sought.fitting));
+      if (sought.fitting.size() > 1 && !m_all) continue;
+      for (const BlockId id : sought.fitting) {
+        const auto [entry, is_new] = taken.emplace(id, sought.block);
+        if (!is_new) RefuseTwice(entry->second, sought.block, id);
+      }
+      sought.settled = true;
+    }
+  }
+
+  void LeaveOut(Sought& sought, const std::map<BlockId, std::size_t>& taken) {
+    if (sought.settled) return;
+    const auto is_taken = [&](BlockId id) { return taken.count(id) != 0; };
+    sought.fitting.erase(std::remove_if(sought.fitting.begin(), sought.fitting.end(), is_taken),
+                         sought.fitting.end());
+    if (!m_all) sought.fitting = Narrowed(sought.block, std::move(sought.fitting));
+  }
+
+  void Take(const Sought& sought, std::size_t parent, std::map<BlockId, std::size_t>& taken) {
+    if (sought.fitting.empty()) m_matches.push_back({sought.block, std::nullopt, parent});
+    if (sought.fitting.size() > 1 && !m_all) {
+      // None of them has what is to go.
+      const Evidence& evidence = m_evidence[sought.block];
+      if (evidence.enabled && HasNothingToGo(evidence, sought.fitting)) return;
+      RefuseAmbiguous(sought);
+      return;
+    }
+    for (const BlockId id : sought.fitting) {
+      const auto entry = taken.emplace(id, sought.block).first;
+      if (entry->second == sought.block) m_matches.push_back({sought.block, id, parent});
+    }
+  }
+
+  // --- One block of the template ---
+
+  Sought Seek(std::size_t block, BlockId scope) {
+    const Evidence& evidence = m_evidence[block];
+    Sought sought;
+    sought.block = block;
+    for (const std::string* const name : NamesOf(evidence)) {
+      Blocks fitting = Fitting(evidence, name, scope);
+      if (fitting.empty() || IsDoneAlready(evidence, name, fitting, scope)) continue;
+      if (!evidence.HasAddress() || KeepListening(fitting, evidence)) {
+        sought.fitting = MayGo(evidence, std::move(fitting));
+        sought.sure = true;
+        return sought;
+      }
+      if (!sought.sure) continue;
+      sought.sure = false;
+      // Nothing comes to listen where it is about to go.
+      if (!evidence.enabled) continue;
+      sought.fitting =
+          name == nullptr ? HoldingAny(evidence, std::move(fitting)) : std::move(fitting);
+    }
+    return sought;
+  }
+
+  // Whether a block with the new name is all that the template says, while those with the old name
+  // are not: then it has been renamed before, and others have kept the old name.
+  bool IsDoneAlready(const Evidence& evidence, const std::string* name, const Blocks& old_blocks,
+                     BlockId scope) {
+    if (!evidence.old_name || name != &*evidence.old_name) return false;
+    if (!evidence.new_name || evidence.new_name == evidence.old_name) return false;
+    if (!HasLines(evidence)) return false;
+    const auto holds_all = [&](BlockId id) { return HoldsAll(id, evidence); };
+    const Blocks new_blocks = Fitting(evidence, &*evidence.new_name, scope);
+    return std::any_of(new_blocks.begin(), new_blocks.end(), holds_all) &&
+           std::none_of(old_blocks.begin(), old_blocks.end(), holds_all);
+  }
+
+  bool HoldsAll(BlockId id, const Evidence& evidence) {
+    const auto held = [&](const TemplateLine* line) {
+      return Holds(id, *line, &TemplateLine::was) || Holds(id, *line, &TemplateLine::now);
+    };
+    return std::all_of(evidence.changed.begin(), evidence.changed.end(), held) &&
+           std::all_of(evidence.others.begin(), evidence.others.end(), held) &&
+           std::all_of(evidence.blocks.begin(), evidence.blocks.end(),
+                       [&](std::size_t block) { return HasFitting(block, id); });
+  }
+
+  // What goes has to be what the template states: where the other lines told it from its like, it
+  // is gone when none has them any more. And a name alone does not tell a site from the redirect to
+  // it.
+  Blocks MayGo(const Evidence& evidence, Blocks blocks) {
+    const bool by_name_only =
+        evidence.is_nginx_server && !evidence.HasAddress() && HasLines(evidence);
+    const bool by_lines_only = !evidence.HasName() && !evidence.changed.empty();
+    if (evidence.enabled || !(by_name_only || by_lines_only)) return blocks;
+    Blocks holding = HoldingAny(evidence, blocks);
+    if (!holding.empty()) return holding;
+    for (const BlockId id : blocks) {
+      m_findings.warnings.push_back(
+          {"not-removed", Shown(evidence.opening->place) + ": " +
+                              Described(m_contents, m_config_name, id) +
+                              " stays: it has none of the lines of the block that is to be "
+                              "removed. State its address, if it is meant"});
+    }
+    return holding;
+  }
+
+  static bool HasLines(const Evidence& evidence) {
+    return !evidence.changed.empty() || !evidence.others.empty() || !evidence.blocks.empty();
+  }
+
+  // The names by which a block may be found, the most wanted first; null: by any.
+  static std::vector<const std::string*> NamesOf(const Evidence& evidence) {
+    std::vector<const std::string*> names;
+    if (!evidence.HasName()) names.push_back(nullptr);
+    if (evidence.old_name) names.push_back(&*evidence.old_name);
+    if (evidence.new_name && evidence.new_name != evidence.old_name) {
+      names.push_back(&*evidence.new_name);
+    }
+    return names;
+  }
+
+  // Those whose opening line and name fit.
+  Blocks Fitting(const Evidence& evidence, const std::string* name, BlockId scope) const {
+    return FittingByHead(evidence, name == nullptr ? BlocksIn(scope) : BlocksNamed(*name, scope));
+  }
+
+  bool HasFitting(std::size_t block, BlockId scope) const {
+    const Evidence& evidence = m_evidence[block];
+    const std::vector<const std::string*> names = NamesOf(evidence);
+    return std::any_of(names.begin(), names.end(), [&](const std::string* name) {
+      return !Fitting(evidence, name, scope).empty();
+    });
+  }
+
+  // Keeps of `blocks` those that have one of the addresses; false: none has, and all stay.
+  bool KeepListening(Blocks& blocks, const Evidence& evidence) const {
+    for (const Texts* const addresses : {&evidence.old_addresses, &evidence.new_addresses}) {
+      Blocks listening = Listening(blocks, *addresses);
+      if (listening.empty()) continue;
+      blocks = std::move(listening);
+      return true;
+    }
+    return false;
+  }
+
+  Blocks FittingByHead(const Evidence& evidence, const Blocks& blocks) const {
+    const TemplateLine& opening = *evidence.opening;
+    for (const auto* const beginning : {&opening.beginning, &opening.new_beginning}) {
+      if (!*beginning) continue;
+      Blocks fitting = Those(
+          blocks, [&](const Texts& head) { return BeginsWith(m_dialect, head, **beginning); });
+      if (!fitting.empty()) return fitting;
+    }
+    if (opening.beginning) return {};
+    for (const Phase phase : kPhases) {
+      const std::optional<Written>& written = opening.*phase;
+      if (!written) continue;
+      Blocks fitting = Those(
+          blocks, [&](const Texts& head) { return SameHead(m_dialect, head, written->words); });
+      if (!fitting.empty()) return fitting;
+    }
+    return {};
+  }
+
+  template <class Fits>
+  Blocks Those(const Blocks& blocks, const Fits& fits) const {
+    Blocks fitting;
+    for (const BlockId id : blocks) {
+      if (fits(m_contents.HeadOf(id))) fitting.push_back(id);
+    }
+    return fitting;
+  }
+
+  Blocks BlocksIn(BlockId scope) const {
+    Blocks blocks;
+    const auto& all = m_document.blocks();
+    for (BlockId id = scope + 1; id < all[scope].next;) {
+      blocks.push_back(id);
+      id = MayBeLeftOut(m_contents, id, scope) ? id + 1 : all[id].next;
+    }
+    return blocks;
+  }
+
+  Blocks BlocksNamed(const std::string& name, BlockId scope) const {
+    Blocks blocks;
+    for (const BlockId id : tov_document::BlocksNamed(m_document, name)) {
+      if (id != kWholeText && IsIn(id, scope)) blocks.push_back(id);
+    }
+    return blocks;
+  }
+
+  bool IsIn(BlockId id, BlockId scope) const {
+    for (BlockId around = m_document.blocks()[id].parent; around != scope;
+         around = m_document.blocks()[around].parent) {
+      if (around == kWholeText || !MayBeLeftOut(m_contents, around, scope)) return false;
+    }
+    return true;
+  }
+
+  Blocks Listening(const Blocks& blocks, const Texts& addresses) const {
+    Blocks listening;
+    for (const BlockId id : blocks) {
+      if (ShareOne(tov_document::ServerAddresses(m_document, id), addresses)) {
+        listening.push_back(id);
+      }
+    }
+    return listening;
+  }
+
+  // --- The other lines ---
+
+  bool Holds(BlockId id, const TemplateLine& line, Phase phase) {
+    const std::optional<Written>& written = line.*phase;
+    if (!written) return false;
+    const std::vector<Child>& children = m_contents.Of(id);
+    return std::any_of(children.begin(), children.end(), [&](const Child& child) {
+      return child.IsDirective() && SaysSo(child.values, written->words);
+    });
+  }
+
+  // Of names, listens and options the words count one by one.
+  bool SaysSo(const Texts& values, const Texts& words) const {
+    if (RoleOf(m_dialect, words.empty() ? std::string() : words.front()) == Role::kPlain) {
+      return SameWords(m_dialect, values, words);
+    }
+    return tov_document::SameName(m_dialect, values.front(), words.front()) &&
+           std::all_of(words.begin() + 1, words.end(),
+                       [&](const std::string& word) { return Contains(values, word); });
+  }
+
+  // Whether the blocks only say "if", and the template only says which blocks are to go from there,
+  // of which none has any.
+  bool HasNothingToGo(const Evidence& evidence, const Blocks& blocks) {
+    if (evidence.says_something || evidence.going_blocks.empty()) return false;
+    return std::none_of(blocks.begin(), blocks.end(), [&](BlockId id) {
+      return !tov_document::IsCondition(m_dialect, m_contents.HeadOf(id).front()) ||
+             HoldsBlock(id, evidence.going_blocks);
+    });
+  }
+
+  bool HoldsBlock(BlockId id, const std::vector<std::size_t>& blocks) const {
+    return std::any_of(blocks.begin(), blocks.end(),
+                       [&](std::size_t block) { return HasFitting(block, id); });
+  }
+
+  bool HoldsAny(BlockId id, const Evidence& evidence) {
+    const auto held = [&](const TemplateLine* line) {
+      return Holds(id, *line, &TemplateLine::was) || Holds(id, *line, &TemplateLine::now);
+    };
+    return std::any_of(evidence.changed.begin(), evidence.changed.end(), held) ||
+           std::any_of(evidence.others.begin(), evidence.others.end(), held) ||
+           HoldsBlock(id, evidence.blocks) || HoldsBlock(id, evidence.going_blocks);
+  }
+
+  Blocks HoldingAny(const Evidence& evidence, Blocks blocks) {
+    blocks.erase(std::remove_if(blocks.begin(), blocks.end(),
+                                [&](BlockId id) { return !HoldsAny(id, evidence); }),
+                 blocks.end());
+    return blocks;
+  }
+
+  // Of several blocks the one that alone has what the other lines state.
+  Blocks Narrowed(std::size_t block, Blocks blocks) {
+    if (blocks.size() < 2) return blocks;
+    const Evidence& evidence = m_evidence[block];
+    for (const Phase phase : kPhases) {
+      const auto one = OnlyOneWithAll(evidence.changed, phase, blocks);
+      if (one) return {*one};
+    }
+    if (!evidence.changed.empty()) return blocks;
+    const auto last = std::partition(blocks.begin(), blocks.end(),
+                                     [&](BlockId id) { return HoldsAny(id, evidence); });
+    if (last - blocks.begin() == 1) return {blocks.front()};
+    std::sort(blocks.begin(), blocks.end());
+    return blocks;
+  }
+
+  std::optional<BlockId> OnlyOneWithAll(const std::vector<const TemplateLine*>& lines, Phase phase,
+                                        const Blocks& blocks) {
+    std::optional<BlockId> found;
+    for (const BlockId id : blocks) {
+      const auto held = static_cast<std::size_t>(
+          std::count_if(lines.begin(), lines.end(),
+                        [&](const TemplateLine* line) { return Holds(id, *line, phase); }));
+      if (held == 0) continue;
+      if (found || held != lines.size()) return std::nullopt;
+      found = id;
+    }
+    return found;
+  }
+
+  // --- Messages ---
+
+  const FilePlace& PlaceOf(std::size_t block) const {
+    return m_tree.lines[m_tree.blocks[block].opening].place;
+  }
+
+  void RefuseTwice(std::size_t one, std::size_t other, BlockId id) {
+    m_findings.refusals.push_back(
+        {"ambiguous", Shown(PlaceOf(other)) + ": this block and the one at " + Shown(PlaceOf(one)) +
+                          " are both " + Described(m_contents, m_config_name, id) +
+                          ". Say of each what the other one does not have: an address, a name"});
+  }
+
+  void RefuseAmbiguous(const Sought& sought) {
+    constexpr std::size_t kMost = 5;
+    std::string message = Shown(PlaceOf(sought.block)) + ": " +
+                          Quoted(m_evidence[sought.block].opening->text) + " may be each of ";
+    for (std::size_t i = 0; i < std::min(kMost, sought.fitting.size()); ++i) {
+      message += (i == 0 ? "" : ", ") + Described(m_contents, m_config_name, sought.fitting[i]);
+    }
+    if (sought.fitting.size() > kMost) {
+      message += " and " + std::to_string(sought.fitting.size() - kMost) + " more";
+    }
+    const std::string advice = Advice(m_evidence[sought.block], sought.fitting);
+    const std::string around = AroundOnly(sought.fitting);
+    if (!advice.empty()) {
+      message += ". " + Quoted(advice) + " in the template would mean the first one";
+    } else if (!around.empty()) {
+      message += ". Within " + Quoted(around) + ", the template would mean the first one";
+    } else {
+      message += ". Say more of the one that is meant: an address, a name";
+    }
+    m_findings.refusals.push_back({"ambiguous", message + "; --all edits all of them"});
+  }
+
+  // The condition around the first of `blocks` that none of the others stands in; "": there is
+  // none.
+  std::string AroundOnly(const Blocks& blocks) const {
+    const auto around = [this](BlockId id) {
+      const BlockId parent = m_document.blocks()[id].parent;
+      return parent == kWholeText ? Texts() : m_contents.HeadOf(parent);
+    };
+    const Texts head = around(blocks.front());
+    if (head.empty() || !tov_document::IsCondition(m_dialect, head.front())) return std::string();
+    const bool elsewhere = std::any_of(blocks.begin() + 1, blocks.end(), [&](BlockId id) {
+      const Texts other = around(id);
+      return SameHead(m_dialect, head, other);
+    });
+    if (elsewhere) return std::string();
+    const BlockId parent = m_document.blocks()[blocks.front()].parent;
+    return std::string(m_document.Bytes(m_document.blocks()[parent].head));
+  }
+
+  // A line that would make the template mean the first of `blocks`; "": there is none.
+  std::string Advice(const Evidence& evidence, const Blocks& blocks) {
+    const std::vector<BlockId> others(blocks.begin() + 1, blocks.end());
+    const bool is_server =
+        tov_document::IsServer(m_dialect, m_contents.HeadOf(blocks.front()).front());
+    std::string line;
+    if (is_server && !evidence.HasName()) line = NameOnlyIn(blocks.front(), others);
+    if (line.empty() && evidence.is_nginx_server && !evidence.HasAddress()) {
+      line = AddressOnlyIn(blocks.front(), others);
+    }
+    const bool lines_count = evidence.changed.empty() &&
+                             std::none_of(blocks.begin(), blocks.end(),
+                                          [&](BlockId id) { return HoldsAny(id, evidence); });
+    if (line.empty() && lines_count) line = DirectiveOnlyIn(blocks.front(), others);
+    if (!line.empty() && m_dialect == Dialect::kNginx) line += ';';
+    return line;
+  }
+
+  std::string NameOnlyIn(BlockId block, const Blocks& others) const {
+    for (const std::string& name : tov_document::ServerNames(m_document, block)) {
+      const bool elsewhere = std::any_of(others.begin(), others.end(), [&](BlockId id) {
+        return Contains(tov_document::ServerNames(m_document, id), name);
+      });
+      if (elsewhere || name.empty()) continue;
+      return (m_dialect == Dialect::kNginx ? "server_name " : "ServerName ") + name;
+    }
+    return std::string();
+  }
+
+  // As the block writes it.
+  std::string AddressOnlyIn(BlockId block, const Blocks& others) {
+    for (const Child& child : m_contents.Of(block)) {
+      if (!child.IsDirective() || child.values.size() < 2) continue;
+      if (RoleOf(m_dialect, child.values.front()) != Role::kAddress) continue;
+      const std::string address = tov_document::NormalAddress(m_dialect, child.values[1]);
+      const bool elsewhere = std::any_of(others.begin(), others.end(), [&](BlockId id) {
+        return Contains(tov_document::ServerAddresses(m_document, id), address);
+      });
+      if (!elsewhere) return "listen " + child.values[1];
+    }
+    return std::string();
+  }
+
+  std::string DirectiveOnlyIn(BlockId block, const Blocks& others) {
+    for (const Child& child : m_contents.Of(block)) {
+      if (!child.IsDirective() || IsTlsState(m_dialect, child.values.front())) continue;
+      if (RoleOf(m_dialect, child.values.front()) != Role::kPlain) continue;
+      const bool elsewhere = std::any_of(others.begin(), others.end(), [&](BlockId id) {
+        const std::vector<Child>& children = m_contents.Of(id);
+        return std::any_of(children.begin(), children.end(), [&](const Child& other) {
+          return other.IsDirective() && SameWords(m_dialect, child.values, other.values);
+        });
+      });
+      if (elsewhere) continue;
+      std::string line;
+      for (const tov_document::Word& word : child.words) {
+        line += (line.empty() ? "" : " ") + std::string(m_document.Bytes(word.bytes));
+      }
+      return line;
+    }
+    return std::string();
+  }
+
+  const TemplateTree& m_tree;
+  Contents& m_contents;
+  const Document& m_document;
+  const Dialect m_dialect;
+  const std::string& m_config_name;
+  const bool m_all;
+  Findings& m_findings;
+  std::vector<Evidence> m_evidence;  // by blocks of the template
+  std::vector<Match> m_matches;
+};
 
 }  // namespace
 
-FoundServers FindServers(const Document& document, const ServerEvidence& evidence) {
-  FoundServers found;
-  const bool named = !evidence.names.empty() || !evidence.new_names.empty();
-  found.blocks =
-      named ? ServersNamed(document, evidence.names, evidence.new_names) : AllServers(document);
-  if (evidence.addresses.empty() && evidence.new_addresses.empty()) return found;
-  std::vector<BlockId> listening =
-      Listening(document, found.blocks, evidence.addresses, evidence.new_addresses);
-  const bool may_come_to_listen = named && document.dialect() == Dialect::kNginx;
-  if (listening.empty() && may_come_to_listen) return found;
-  found.by_address = !listening.empty();
-  found.blocks = std::move(listening);
-  return found;
+std::vector<Match> FindBlocks(const TemplateTree& tree, Contents& contents,
+                              const std::string& config_name, bool all, Findings& findings) {
+  return Finder(tree, contents, config_name, all, findings).Find();
+}
+
+bool SaysRenamed(const TemplateTree& tree, Dialect dialect, std::size_t block) {
+  Findings ignored;
+  const Evidence evidence = EvidenceReader(tree, dialect, ignored).Read(block);
+  const TemplateLine& opening = *evidence.opening;
+  const bool opens_otherwise =
+      opening.was && opening.now && !SameHead(dialect, opening.was->words, opening.now->words);
+  const bool moves = !evidence.HasName() && !evidence.old_addresses.empty() &&
+                     evidence.old_addresses != evidence.new_addresses;
+  return opens_otherwise || moves ||
+         (evidence.old_name && evidence.new_name && evidence.old_name != evidence.new_name);
+}
+
+std::string SoughtBlock(const TemplateTree& tree, Dialect dialect, std::size_t block) {
+  Findings ignored;
+  const Evidence evidence = EvidenceReader(tree, dialect, ignored).Read(block);
+  const TemplateLine& opening = *evidence.opening;
+  const std::optional<Written>& written = opening.was ? opening.was : opening.now;
+  const std::optional<std::string>& name =
+      evidence.old_name ? evidence.old_name : evidence.new_name;
+  std::string listed = name.value_or(std::string());
+  for (const std::string& address :
+       evidence.old_addresses.empty() ? evidence.new_addresses : evidence.old_addresses) {
+    listed += (listed.empty() ? "" : ", ") + address;
+  }
+  const std::string text = Quoted(written ? written->text : opening.text);
+  return listed.empty() ? text : text + " (" + Printable(listed) + ")";
+}
+
+bool MayBeLeftOut(const Contents& contents, BlockId block, BlockId scope) {
+  const Texts head = contents.HeadOf(block);
+  if (contents.dialect() == Dialect::kApache) {
+    return tov_document::IsCondition(Dialect::kApache, head.front());
+  }
+  return scope == kWholeText && head.front() == "http" && head.size() == 1;
+}
+
+std::string Described(const Contents& contents, const std::string& config_name, BlockId block) {
+  const Document& document = contents.document();
+  std::string head;
+  for (const std::string& word : contents.HeadOf(block)) head += (head.empty() ? "" : " ") + word;
+  std::string text = Shown(contents.PlaceOf(config_name, document.blocks()[block].head.begin)) +
+                     " " + Quoted(head);
+  if (!tov_document::IsServer(document.dialect(), contents.HeadOf(block).front())) return text;
+  Texts all = tov_document::ServerNames(document, block);
+  if (document.dialect() == Dialect::kNginx) {
+    const Texts addresses = tov_document::ServerAddresses(document, block);
+    all.insert(all.end(), addresses.begin(), addresses.end());
+  }
+  std::string listed;
+  for (const std::string& each : all) listed += (listed.empty() ? "" : ", ") + each;
+  return listed.empty() ? text : text + " (" + Printable(listed) + ")";
 }
 
 }  // namespace edit

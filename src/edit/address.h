@@ -1,46 +1,63 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// Which block of a configuration is meant. It knows nothing of editing.
+// Which blocks of a configuration the blocks of a template are. It knows nothing of editing.
+//
+// A block is found by all that the template says of it:
+//
+//   the opening line     the same words, the old ones or the new ones; of an Apache <VirtualHost>
+//                        one of the addresses
+//   server_name,         the first name is one of the block's, aliases included
+//   ServerName
+//   listen               of the blocks that are left those that have one of the addresses, if any
+//                        has: else the line is to be added
+//   all other lines      of several blocks one, if it alone has what they state
+//
+// Lines count with their old values first. "ssl" and "ssl_prefer_server_ciphers" say nothing: a
+// site with TLS and without it is one site. nginx's http and Apache's conditions (<IfModule> and
+// the like) may be left out of the template: blocks are looked for inside of them, too.
 #pragma once
 
+#include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "document/document.h"
+#include "edit/contents.h"
+#include "edit/finding.h"
+#include "edit/template_tree.h"
 
 namespace edit {
 
-// What is known of a server's block that is looked for. All texts are in normal form
-// (document/meaning.h); those of a name or an address that is to change come in both lists.
-struct ServerEvidence {
-  // One of the names that the server has, aliases included. Empty: it may have any, or none.
-  std::vector<std::string> names;      // as it is called now
-  std::vector<std::string> new_names;  // as it is called when the change has been made already
-
-  // Some of the addresses that it listens on. Empty: nothing is known of them.
-  std::vector<std::string> addresses;
-  std::vector<std::string> new_addresses;
+// A block of the template, and what it is in the configuration.
+struct Match {
+  std::size_t block = 0;      // of the template
+  std::optional<BlockId> at;  // none: it is not there
+  std::size_t parent = 0;     // the match of the block around it
 };
 
-// The blocks of servers that fit, in the order of the text.
-struct FoundServers {
-  // One: it is the one that is meant. Several cannot be told apart. None: there is no such server
-  // yet.
-  std::vector<tov_document::BlockId> blocks;
-
-  // Whether they listen on one of the addresses. False also when no address is known.
-  bool by_address = false;
-};
-
-// Looks for a server in the whole of `document`, whatever stands around it.
+// The whole text first, then the blocks of the template from the outside to the inside, those of
+// one block in the order of the template; nothing of those whose enclosing block is not there or
+// has to go. With `all` a block of the template comes once for each block that fits; without it,
+// several that fit are refused in `findings` as "ambiguous". Two blocks of the template are never
+// one of the configuration.
 //
-// A server has to have one of the names, if any are known: those as of now count before the new
-// ones. Of the servers that are left those that listen on one of the addresses count. Where none
-// does, a server of nginx with the right name fits all the same, since its "listen" may be yet to
-// be added; any other does not.
-//
-// Cost: one step for each identifying directive of the document where a name is known, else for
-// each block.
-FoundServers FindServers(const tov_document::Document& document, const ServerEvidence& evidence);
+// Cost: where a name is known, one step for each directive of the text that names a server; else
+// one for each block around.
+std::vector<Match> FindBlocks(const TemplateTree& tree, Contents& contents,
+                              const std::string& config_name, bool all, Findings& findings);
+
+// Whether the template says that the block was called otherwise: its opening line, or its name, had
+// an old value.
+bool SaysRenamed(const TemplateTree& tree, Dialect dialect, std::size_t block);
+
+// What is looked for, as messages name it: "'server {' (a.example, *:80)".
+std::string SoughtBlock(const TemplateTree& tree, Dialect dialect, std::size_t block);
+
+// Whether what stands in `block` may be looked for as if it stood around it, in a template's block
+// whose own scope is `scope`.
+bool MayBeLeftOut(const Contents& contents, BlockId block, BlockId scope);
+
+// A block as messages name it: "site.conf:3:1 'server' (a.example, *:80)".
+std::string Described(const Contents& contents, const std::string& config_name, BlockId block);
 
 }  // namespace edit

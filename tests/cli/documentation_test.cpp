@@ -9,8 +9,10 @@
 #include <regex>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "cli/program.h"
+#include "edit/finding.h"
 
 namespace {
 
@@ -29,6 +31,24 @@ Names NamesIn(const std::string& text, const std::string& pattern) {
     names.insert((*found)[1]);
   }
   return names;
+}
+
+// Of the help, and of a manual page.
+constexpr char kReason[] = "^  ([a-z-]+): ";
+constexpr char kPageItem[] = "^\\.It Cm ([a-z-]+)$";
+
+Names NamesOf(const std::vector<edit::FindingKind>& kinds) {
+  Names names;
+  for (const edit::FindingKind& kind : kinds) names.insert(kind.name);
+  return names;
+}
+
+// What stands in `text` behind `begin` and before `end`; "" when they are not there.
+std::string Between(const std::string& text, const std::string& begin, const std::string& end) {
+  const std::size_t from = text.find(begin);
+  if (from == std::string::npos) return std::string();
+  const std::size_t to = text.find(end, from);
+  return to == std::string::npos ? std::string() : text.substr(from, to - from);
 }
 
 class Documentation : public Program {
@@ -86,12 +106,23 @@ TEST_F(Documentation, HelpAndManualKnowEachExitStatus) {
 
 TEST_F(Documentation, HelpAndManualKnowEachRefusal) {
   const std::string help = Run({"apply", "--help"}).out;
-  const Names in_help = NamesIn(help.substr(help.find("Reasons for which")), "^  ([a-z-]+): ");
-  EXPECT_THAT(in_help, testing::Contains("lost-lines"));
+  const std::size_t firm = help.find("whatever --force says");
+  ASSERT_NE(firm, std::string::npos);
+  const std::string forced_help = help.substr(help.find("Reasons for which"));
+  EXPECT_EQ(NamesIn(forced_help.substr(0, forced_help.find("whatever --force says")), kReason),
+            NamesOf(edit::kForcedRefusals));
+  EXPECT_EQ(NamesIn(help.substr(firm), kReason), NamesOf(edit::kFirmRefusals));
   const std::string page = Page("qeltemplate-apply.1");
-  const std::size_t begin = page.find(".Sh REFUSALS");
-  EXPECT_EQ(NamesIn(page.substr(begin, page.find(".Sh WARNINGS") - begin), "^\\.It Cm ([a-z-]+)$"),
-            in_help);
+  EXPECT_EQ(NamesIn(Between(page, ".Sh REFUSALS", "\nThese cannot:"), kPageItem),
+            NamesOf(edit::kForcedRefusals));
+  EXPECT_EQ(NamesIn(Between(page, "\nThese cannot:", ".Sh WARNINGS"), kPageItem),
+            NamesOf(edit::kFirmRefusals));
+}
+
+TEST_F(Documentation, ManualKnowsEachWarningOfAnEdit) {
+  const std::string page = Page("qeltemplate-apply.1");
+  EXPECT_EQ(NamesIn(Between(page, ".Sh WARNINGS", ".Sh EXIT STATUS"), kPageItem),
+            NamesOf(edit::kEditWarnings));
 }
 
 // --- Completions ---
@@ -131,8 +162,17 @@ const Completion kCompletions[] = {
     {"what comes behind a check", {"qeltemplate", "apply", "--check", "s"}, {"site."}, {"strict"}},
     {"a reason",
      {"qeltemplate", "apply", "--force", "un"},
-     {"unbalanced", "unmatched-section"},
-     {"lost-lines"}},
+     {"unmatched-section", "unused-value"},
+     {"other-value"}},
+    {"a reason that --force does not know",
+     {"qeltemplate", "apply", "--force", ""},
+     {"mixed-options", "syntax"},
+     {"ambiguous", "not-found"}},
+    {"an option for many files", {"qeltemplate", "apply", "--sk"}, {"--skip-missing"}, {"--set"}},
+    {"an option of edits only",
+     {"qeltemplate", "prototype", "--"},
+     {"--raw"},
+     {"--all", "--must-exist", "--force"}},
     {"a configuration", {"qeltemplate", "apply", "site.c"}, {"site.conf"}, {"site.template"}},
     {"a template",
      {"qeltemplate", "prototype", "--template", "site.t"},
@@ -227,13 +267,29 @@ TEST_F(Completions, OfZsh) {
   }
 }
 
-TEST_F(Completions, NameEachRefusal) {
-  const std::string help = Run({"apply", "--help"}).out;
-  const Names reasons = NamesIn(help.substr(help.find("Reasons for which")), "^  ([a-z-]+): ");
-  for (const char* const file : {"qeltemplate.bash", "_qeltemplate", "qeltemplate.fish"}) {
-    SCOPED_TRACE(file);
-    const std::string text = m_sandbox.Run({"cat", kRoot + std::string("completions/") + file}).out;
-    for (const std::string& reason : reasons) EXPECT_THAT(text, HasSubstr(reason));
+// Each shell's file lists the reasons in its own way.
+TEST_F(Completions, NameEachRefusalThatCanBeForced) {
+  struct Case {
+    const char* file;
+    std::string before;
+    std::string between;
+  };
+  const Case cases[] = {
+      {"qeltemplate.bash", "compgen -W $'", "\\n"},
+      {"_qeltemplate", ":reason:(", " "},
+      {"qeltemplate.fish", "-a '", " "},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.file);
+    std::string list = c.before;
+    for (const std::string& name : NamesOf(edit::kForcedRefusals)) {
+      list += (list == c.before ? "" : c.between) + name;
+    }
+    const std::string text =
+        m_sandbox.Run({"cat", kRoot + std::string("completions/") + c.file}).out;
+    EXPECT_TRUE(text.find(list + "'") != std::string::npos ||
+                text.find(list + ")'") != std::string::npos)
+        << list;
   }
 }
 

@@ -332,7 +332,8 @@ TEST_F(Lint, HasAnOptionForEachThing) {
   EXPECT_THAT(Run({"lint", "--color", "always", "site.template"}).out, HasSubstr("\x1b[1m"));
   EXPECT_EQ(json::parse(Run({"lint", "--json", "site.template"}).out)["warnings"][0]["name"],
             "extra-endif");
-  EXPECT_THAT(Run({"lint", "--dialect", "nginx", "site.template"}).out, HasSubstr("[outside]"));
+  EXPECT_THAT(Run({"lint", "--dialect", "nginx", "site.template"}).out,
+              HasSubstr("[not-a-directive]"));
   EXPECT_EQ(Run({"lint"}).exit_code, 2);
   m_sandbox.Write("empty", "");
   ExpectFailure(Run({"lint", "empty"}),

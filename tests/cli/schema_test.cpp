@@ -61,6 +61,52 @@ TEST_F(Schema, HoldsForExplain) {
   }
 }
 
+TEST_F(Schema, HoldsForExplainWhateverBecomesOfAnEdit) {
+  const std::string site = ServerNamed("a.example");
+  struct Case {
+    const char* name;
+    std::string config;
+    std::string template_text;
+    Words options;
+    int exit_code;
+  };
+  const std::string location = "location {% $name %} {\nexpires 1d;\n}\n";
+  const Case cases[] = {
+      {"blocks that change, several of them",
+       "location /a {\n}\nserver {\nlocation /a {\n}\n}\n",
+       location + "server {\n" + location + "}\n",
+       {"--old", "name=/a", "--set", "name=/b"},
+       0},
+      {"all that fit",
+       site + site,
+       "server {\nserver_name a.example;\nroot [% $name %];\n}\n",
+       {"--all", "--set", "name=/b"},
+       0},
+      {"several fit", site + site, "server {\nserver_name a.example;\n}\n", {}, 4},
+      {"a block that goes",
+       site,
+       "{% if $none %}\nserver {\nserver_name a.example;\nroot [% $root %];\n}\n{% endif %}\n",
+       {},
+       0},
+      {"a template that is refused", site, "gzip on;\nserver {\nroot /a\n{% $x %};\n", {}, 4},
+      {"an import that is not there", site, "user x;\n{% import none %}\n", {}, 4},
+      {"a directive over several lines",
+       "root\n  /a\n;\n",
+       "root {% $name %};\n",
+       {"--old", "name=/a", "--set", "name=/b"},
+       0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    m_sandbox.Write("site.conf", c.config);
+    m_sandbox.Write("site.template", c.template_text);
+    Words words = {"explain", "--json", "--dialect", "nginx", "--template", "site.template"};
+    words.insert(words.end(), c.options.begin(), c.options.end());
+    words.emplace_back("site.conf");
+    ExpectValid("explain", words, c.exit_code);
+  }
+}
+
 TEST_F(Schema, HoldsForInspect) {
   ExpectValid("inspect", {"inspect", "--json", "site.conf"}, 0);
   m_sandbox.Write("site.conf", kSiteOfAllKinds);

@@ -33,20 +33,21 @@ const Server kNginx = {
     "    server_name one.example;\n\n    root /srv/one; # moved 2021\n    location / {\n"
     "        try_files $uri =404;\n    }\n}\n\nserver {\n    listen 127.0.0.1:18080;\n"
     "    server_name two.example;\n    return 301 http://one.example$request_uri;\n}\n",
-    "server {\n\tlisten {% $address %}{% $tls %};\n\tserver_name {% $name %};\n"
+    "server {\n{% if $certificate %}\n\tlisten {% $address %} ssl;\n{% else %}\n"
+    "\tlisten {% $address %};\n{% endif %}\n\tserver_name {% $name %};\n"
     "\tlocation /static/ {\n\t\texpires 30d;\n\t\tlocation ~ \\.php$ {\n\t\t\treturn 404;\n"
     "\t\t}\n\t}\n\troot /srv/new;\n{% if $certificate %}\n"
     "\tssl_certificate [% $certificate %];\n\tssl_certificate_key [% $key %];\n{% endif %}\n}\n",
-    {"server {\n    listen 127.0.0.1:18080;\n    server_name new.example;\n"
+    {"\nserver {\n    listen 127.0.0.1:18080;\n    server_name new.example;\n"
      "    location /static/ {\n        expires 30d;\n        location ~ \\.php$ {\n"
      "            return 404;\n        }\n    }\n    root /srv/new;\n}\n",
-     "server {\n    listen 127.0.0.1:18080;\n    server_name shop.example;\n"
+     "\nserver {\n    listen 127.0.0.1:18080;\n    server_name shop.example;\n"
      "    location /static/ {\n        expires 30d;\n        location ~ \\.php$ {\n"
      "            return 404;\n        }\n    }\n    root /srv/new;\n}\n",
-     "server {\n    listen 127.0.0.2:18080;\n    server_name shop.example;\n"
+     "\nserver {\n    listen 127.0.0.2:18080;\n    server_name shop.example;\n"
      "    location /static/ {\n        expires 30d;\n        location ~ \\.php$ {\n"
      "            return 404;\n        }\n    }\n    root /srv/new;\n}\n",
-     "server {\n    listen 127.0.0.2:18080 ssl;\n    server_name shop.example;\n"
+     "\nserver {\n    listen 127.0.0.2:18080 ssl;\n    server_name shop.example;\n"
      "    location /static/ {\n        expires 30d;\n        location ~ \\.php$ {\n"
      "            return 404;\n        }\n    }\n    root /srv/new;\n"
      "    ssl_certificate cert.pem;\n    ssl_certificate_key key.pem;\n}\n"}};
@@ -66,7 +67,8 @@ const Server kApache = {
     "\t</Location>\n\tDocumentRoot /srv\n{% if $certificate %}\n\tSSLEngine on\n"
     "\tSSLCertificateFile [% $certificate %]\n\tSSLCertificateKeyFile [% $key %]\n{% endif %}\n"
     "</VirtualHost>\n",
-    {"<VirtualHost 127.0.0.2:18089>\n    ServerName new.example\n    ServerAlias www.new.example\n"
+    {"<VirtualHost 127.0.0.2:18089>\n    ServerName new.example\n    ServerAlias "
+     "www.new.example\n"
      "    <Location />\n        <RequireAny>\n            Require env new.example\n"
      "        </RequireAny>\n    </Location>\n    DocumentRoot /srv\n</VirtualHost>\n",
      "<VirtualHost 127.0.0.2:18089>\n    ServerName shop.example\n    ServerAlias "
@@ -103,16 +105,16 @@ class SiteLife : public Program {
     m_sandbox.Write("site.template", server.template_text);
     const Words tls = {"--set", "certificate=cert.pem", "--set", "key=key.pem"};
 
-    Expect(server, 0, Edit(server, {"new.example"}, {first}, {""}, {"--only-create"}));
-    Expect(server, 1, Edit(server, {"new.example", "shop.example"}, {first}, {""}, {}));
-    Expect(server, 2, Edit(server, {"shop.example"}, {first, second}, {""}, {}));
-    Expect(server, 3, Edit(server, {"shop.example"}, {second}, {"", " ssl"}, tls));
-    Expect(server, 2, Edit(server, {"shop.example"}, {second}, {" ssl", ""}, {}));
+    Expect(server, 0, Edit(server, {"new.example"}, {first}, {"--only-create"}));
+    Expect(server, 1, Edit(server, {"new.example", "shop.example"}, {first}, {}));
+    Expect(server, 2, Edit(server, {"shop.example"}, {first, second}, {}));
+    Expect(server, 3, Edit(server, {"shop.example"}, {second}, tls));
+    Expect(server, 2, Edit(server, {"shop.example"}, {second}, {}));
   }
 
  private:
   // Each value has one text, or an old one and a new one.
-  Outcome Edit(const Server& server, const Words& name, const Words& address, const Words& tls,
+  Outcome Edit(const Server& server, const Words& name, const Words& address,
                const Words& more) const {
     Words words = {"apply",
                    "--dialect",
@@ -127,7 +129,6 @@ class SiteLife : public Program {
     };
     add("name", name);
     add("address", address);
-    add("tls", tls);
     words.insert(words.end(), more.begin(), more.end());
     words.emplace_back("site.conf");
     return Run(words);

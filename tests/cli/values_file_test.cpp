@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 
 #include "cli/failure.h"
@@ -18,8 +19,8 @@ using cli::ReadValuesFile;
 using cli::Values;
 using std::string_literals::operator""s;
 
-std::string Shown(const tov_template::Value& value) {
-  return value.IsNull() ? "null" : "'" + value.Str() + "'";
+std::string Shown(const std::optional<std::string>& value) {
+  return value ? "'" + *value + "'" : "null";
 }
 
 // "name: old -> new" for each value.

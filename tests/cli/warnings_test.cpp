@@ -13,6 +13,8 @@
 
 #include "cli/findings.h"
 #include "cli/program.h"
+#include "cli/values_file.h"
+#include "edit/finding.h"
 #include "template/framework/str.h"
 
 namespace {
@@ -27,16 +29,25 @@ struct Example {
   std::string config;
 };
 
+constexpr char kPage[] = QELTEMPLATE_SOURCE_DIR "/docs/warnings.md";
+
+// The headings of the page.
+constexpr char kForced[] = "Edits that are refused unless forced";
+constexpr char kFirm[] = "Edits that are refused";
+constexpr char kUndone[] = "Edits that leave something undone";
+constexpr char kTemplates[] = "Templates";
+constexpr char kConfigurations[] = "Configurations";
+
 struct Section {
-  std::string part;  // the heading above: "Templates"
+  std::string part;  // the heading above
   std::string name;
   int line = 0;
-  std::vector<Example> examples;  // the first has the warning, the second has not
+  std::vector<Example> examples;  // the first has the warning, the second has not, and so on
 };
 
 // The sections "### name" of the page.
 std::vector<Section> ReadPage() {
-  std::ifstream page(QELTEMPLATE_SOURCE_DIR "/docs/warnings.md");
+  std::ifstream page(kPage);
   std::vector<Section> sections;
   std::string part;
   std::string* block = nullptr;
@@ -72,34 +83,62 @@ class Warnings : public Program {
  protected:
   Warnings() { m_sandbox.Write("part.template", "gzip on;\n"); }
 
-  // What the program says of `example`, which stands in `section`.
-  Outcome Say(const Section& section, const Example& example) const {
+  // What the program, told `more`, says of `example`, which stands in `section`.
+  Outcome Say(const Section& section, const Example& example, const Words& more = {}) const {
     m_sandbox.Write("site.template", example.text);
-    m_sandbox.Write("site.conf", section.part == "Configurations" ? example.text : example.config);
+    m_sandbox.Write("site.conf", section.part == kConfigurations ? example.text : example.config);
     m_sandbox.Write("values.json", example.values);
-    Words words = {"--dialect", example.dialect};
-    if (section.part == "Configurations") {
-      words.insert(words.begin(), "inspect");
-      words.emplace_back("site.conf");
-      return Run(words);
+    Words words;
+    if (section.part == kConfigurations) {
+      words = {"inspect", "site.conf"};
+    } else if (section.part == kTemplates) {
+      words = {"lint", "site.template"};
+      if (example.values != "{}") words.insert(words.end(), {"--values", "values.json"});
+    } else {
+      words = {"apply", "--template", "site.template", "site.conf"};
+      const Words options = OptionsFor(section.name, example);
+      words.insert(words.end(), options.begin(), options.end());
     }
-    if (example.values != "{}" || section.part != "Templates") {
-      words.insert(words.end(), {"--values", "values.json"});
-    }
-    if (section.part == "Templates") {
-      words.insert(words.begin(), "lint");
-      words.emplace_back("site.template");
-      return Run(words);
-    }
-    words.insert(words.begin(), "apply");
-    if (section.name == "exists") words.emplace_back("--only-create");
-    words.insert(words.end(), {"--template", "site.template", "site.conf"});
+    words.insert(words.end(), {"--dialect", example.dialect});
+    words.insert(words.end(), more.begin(), more.end());
     return Run(words);
   }
 
+  // The options of apply with which the page says that the examples of `name` are run.
+  static Words OptionsFor(const std::string& name, const Example& example) {
+    if (name == "unused-value") {
+      Words words;
+      for (const auto& [value, texts] : cli::ParseValues(example.values, "values.json")) {
+        words.insert(words.end(), {"--set", value + "=" + texts.new_value.value_or("")});
+      }
+      return words;
+    }
+    Words words = {"--values", "values.json"};
+    if (name == "exists") words.emplace_back("--only-create");
+    if (name == "not-found") words.emplace_back("--must-exist");
+    return words;
+  }
+
   static int ExitCodeOf(const Section& section) {
-    if (section.part == "Edits that are refused") return 4;
-    return section.part == "Edits that leave something undone" ? 0 : 6;
+    if (section.part == kForced || section.part == kFirm) return 4;
+    return section.part == kUndone ? 0 : 6;
+  }
+
+  static std::set<std::string> NamesIn(const std::string& part) {
+    std::set<std::string> names;
+    for (const Section& section : ReadPage()) {
+      if (section.part != part) continue;
+      EXPECT_TRUE(names.insert(section.name).second) << section.name << " is explained twice";
+    }
+    return names;
+  }
+
+  static std::set<std::string> NamesOf(const std::vector<cli::FindingKind>& kinds) {
+    std::set<std::string> names;
+    for (const cli::FindingKind& kind : kinds) {
+      EXPECT_TRUE(names.insert(kind.name).second) << kind.name << " stands twice";
+    }
+    return names;
   }
 };
 
@@ -108,49 +147,68 @@ TEST_F(Warnings, AreWhatTheirExamplesShow) {
   ASSERT_FALSE(sections.empty());
   for (const Section& section : sections) {
     SCOPED_TRACE("docs/warnings.md:" + std::to_string(section.line) + ": " + section.name);
-    ASSERT_EQ(section.examples.size(), 2U);
-    const Outcome bad = Say(section, section.examples[0]);
-    EXPECT_THAT(bad.out + bad.err, HasSubstr("[" + section.name + "]"));
-    EXPECT_EQ(bad.exit_code, ExitCodeOf(section)) << bad.err;
-    const Outcome good = Say(section, section.examples[1]);
-    EXPECT_THAT(good.out + good.err, Not(HasSubstr("[" + section.name + "]")));
-    EXPECT_TRUE(good.exit_code == 0 || good.exit_code == 6) << good.err;
+    ASSERT_FALSE(section.examples.empty());
+    ASSERT_EQ(section.examples.size() % 2, 0U);
+    for (std::size_t i = 0; i < section.examples.size(); i += 2) {
+      const Outcome bad = Say(section, section.examples[i]);
+      EXPECT_THAT(bad.out + bad.err, HasSubstr("[" + section.name + "]"));
+      EXPECT_EQ(bad.exit_code, ExitCodeOf(section)) << bad.err;
+      const Outcome good = Say(section, section.examples[i + 1]);
+      EXPECT_EQ(good.err, "");
+      EXPECT_THAT(good.out, Not(HasSubstr("[" + section.name + "]")));
+      EXPECT_EQ(good.exit_code, 0) << good.out;
+    }
   }
 }
 
-TEST_F(Warnings, AreAllExplained) {
-  std::set<std::string> refusals;
-  std::set<std::string> others;
-  for (const Section& section : ReadPage()) {
-    (section.part == "Edits that are refused" ? refusals : others).insert(section.name);
+// The message that the page begins with is that of its first example of the name.
+TEST_F(Warnings, LookAsThePageShowsThem) {
+  std::ifstream page(kPage);
+  std::string shown;
+  for (std::string line; std::getline(page, line) && line != "```text";) {
   }
-  // These two have options of their own.
-  EXPECT_EQ(refusals.erase("value"), 1U);
-  EXPECT_EQ(refusals.erase("exists"), 1U);
+  for (std::string line; std::getline(page, line) && line != "```";) {
+    shown += (shown.empty() ? "" : " ") + line;
+  }
+  for (const Section& section : ReadPage()) {
+    if (section.part != kFirm || section.name != "ambiguous") continue;
+    EXPECT_EQ(Say(section, section.examples.at(0)).err,
+              "qeltemplate: site.conf: not edited:\n  " + shown + "\n");
+    return;
+  }
+  FAIL() << "the page has no such example";
+}
+
+TEST_F(Warnings, AreAllExplained) {
+  EXPECT_EQ(NamesIn(kForced), NamesOf(edit::kForcedRefusals));
+  EXPECT_EQ(NamesIn(kFirm), NamesOf(edit::kFirmRefusals));
+  EXPECT_EQ(NamesIn(kUndone), NamesOf(edit::kEditWarnings));
+  std::set<std::string> others = NamesIn(kUndone);
+  others.merge(NamesIn(kTemplates));
+  others.merge(NamesIn(kConfigurations));
   EXPECT_EQ(others.erase("syntax-error"), 1U) << "it is no warning";
-  const auto names = [](const std::vector<cli::FindingKind>& kinds) {
-    std::set<std::string> all;
-    for (const cli::FindingKind& kind : kinds) all.insert(kind.name);
-    EXPECT_EQ(all.size(), kinds.size()) << "a name stands twice";
-    return all;
-  };
-  EXPECT_EQ(refusals, names(cli::kRefusals));
-  EXPECT_EQ(others, names(cli::kWarnings));
+  EXPECT_EQ(others, NamesOf(cli::kWarnings));
+}
+
+TEST_F(Warnings, AreForcedOnlyWhereThePageSaysSo) {
+  for (const Section& section : ReadPage()) {
+    if (section.part != kForced && section.part != kFirm) continue;
+    SCOPED_TRACE(section.name);
+    ASSERT_FALSE(section.examples.empty());
+    const Outcome outcome = Say(section, section.examples[0], {"--force", section.name});
+    EXPECT_EQ(outcome.exit_code, section.part == kForced ? 0 : 2) << outcome.err;
+    EXPECT_EQ(outcome.out.empty(), section.part == kFirm);
+  }
 }
 
 TEST_F(Warnings, CanBeIgnored) {
   for (const Section& section : ReadPage()) {
-    if (section.part != "Templates" && section.part != "Configurations") continue;
+    if (section.part != kTemplates && section.part != kConfigurations) continue;
     if (section.name == "syntax-error") continue;  // no warning: nothing ignores it
     SCOPED_TRACE(section.name);
-    const Example& example = section.examples[0];
-    const bool lint = section.part == "Templates";
-    m_sandbox.Write("file", example.text);
-    m_sandbox.Write("values.json", example.values);
-    Words words = {lint ? "lint" : "inspect", "--dialect", example.dialect};
-    if (example.values != "{}") words.insert(words.end(), {"--values", "values.json"});
-    words.insert(words.end(), {"--ignore", section.name, "file"});
-    EXPECT_THAT(Run(words).out, Not(HasSubstr("[" + section.name + "]")));
+    const Outcome outcome = Say(section, section.examples[0], {"--ignore", section.name});
+    EXPECT_THAT(outcome.out, Not(HasSubstr("[" + section.name + "]")));
+    EXPECT_EQ(outcome.err, "");
   }
 }
 

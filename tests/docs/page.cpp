@@ -4,7 +4,10 @@
 
 #include <fstream>
 #include <set>
+#include <sstream>
 #include <stdexcept>
+#include <tuple>
+#include <utility>
 
 #include "template/framework/str.h"
 
@@ -12,6 +15,9 @@ namespace {
 
 const std::string kFence = "```";
 const std::set<std::string> kPlainLanguages = {"", "cpp", "sh", "text"};
+
+// Those that may stand behind a result.
+const std::set<std::string> kFollowing = {"library", "prototype", "refused", "warning"};
 
 struct Block {
   std::string language;
@@ -67,21 +73,16 @@ class PageReader {
 
   void TakeText(const std::string& line) {
     if (str::StartsWith(line, "#")) m_heading = line.substr(line.find(' ') + 1);
-    const std::string link = "](../tests/golden/";
-    const std::size_t begin = line.find(link);
-    if (begin != std::string::npos) {
-      const std::size_t path = begin + 2;
-      m_golden_case = m_file.parent_path() / line.substr(path, line.find(')', path) - path);
-    }
     if (!str::Trim(line).empty()) m_text = line;
   }
 
   void TakeBlock(const Block& block) {
     const std::string& language = block.language;
     if (language == "nginx" || language == "apache") return Begin(block);
-    if (language == "prototype") return TakePrototype(block);
-    m_takes_prototype = false;
+    if (kFollowing.count(language) != 0) return TakeFollowing(block);
+    m_takes_more = false;
     if (language == "json") return TakeValues(block);
+    if (language == "options") return TakeOptions(block);
     if (language == "diff" || language == "error") return TakeResult(block);
     if (m_open) Fail(block.line, "'" + language + "' inside an example");
     if (language == "file") return TakeFile(block);
@@ -99,7 +100,6 @@ class PageReader {
     m_example.dialect = block.language;
     m_example.template_text = block.Text();
     m_example.files = m_files;
-    m_example.golden_case.swap(m_golden_case);
     m_has_values = false;
   }
 
@@ -109,19 +109,27 @@ class PageReader {
     m_example.values = block.Text();
   }
 
+  void TakeOptions(const Block& block) {
+    if (!m_open) Fail(block.line, "options without a template");
+    std::istringstream words(block.Text());
+    for (std::string word; words >> word;) m_example.options.push_back(word);
+  }
+
   void TakeResult(const Block& block) {
     if (!m_open) Fail(block.line, "a result without a template");
     m_open = false;
-    m_takes_prototype = block.language == "diff";
+    m_takes_more = true;
     if (block.language == "error") {
       m_example.error = block.Text();
     } else {
-      TakeDiff(block);
+      m_example.diff = block.lines;
+      std::tie(m_example.before, m_example.after) = ReadDiff(block);
     }
     m_examples.push_back(m_example);
   }
 
-  void TakeDiff(const Block& block) {
+  // The texts before and after.
+  std::pair<std::string, std::string> ReadDiff(const Block& block) const {
     Block before;
     Block after;
     int line = block.line;
@@ -132,14 +140,22 @@ class PageReader {
       if (sign != "+") before.lines.push_back(text.substr(1));
       if (sign != "-") after.lines.push_back(text.substr(1));
     }
-    m_example.before = before.Text();
-    m_example.after = after.Text();
+    return {before.Text(), after.Text()};
   }
 
-  void TakePrototype(const Block& block) {
-    if (!m_takes_prototype) Fail(block.line, "a prototype without a result");
-    m_takes_prototype = false;
-    m_examples.back().prototype = block.Text();
+  void TakeFollowing(const Block& block) {
+    if (!m_takes_more) Fail(block.line, "'" + block.language + "' without a result");
+    Example& example = m_examples.back();
+    if (block.language == "prototype") example.prototype = block.Text();
+    if (block.language == "warning") example.warning = block.Text();
+    if (block.language == "refused") {
+      example.refused = block.Text();
+      if (example.before != example.after) Fail(block.line, "a refused edit changes nothing");
+    }
+    if (block.language != "library") return;
+    const auto [before, after] = ReadDiff(block);
+    if (before != example.before) Fail(block.line, "not the configuration of the example");
+    example.library = after;
   }
 
   void TakeFile(const Block& block) {
@@ -158,11 +174,10 @@ class PageReader {
   std::string m_heading;
   std::string m_text;  // the last line outside of blocks that is not blank
   std::map<std::string, std::string> m_files;
-  std::optional<std::filesystem::path> m_golden_case;
 
   bool m_open = false;  // false: no example waits for its result
   bool m_has_values = false;
-  bool m_takes_prototype = false;  // the block before was a result
+  bool m_takes_more = false;  // nothing stands between the result and here but what follows it
   Example m_example;
   std::vector<Example> m_examples;
 };

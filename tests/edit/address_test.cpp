@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
+// Which block of a configuration a template's block is.
+
 #include "edit/address.h"
 
 #include <gtest/gtest.h>
@@ -7,66 +9,990 @@
 #include <string>
 #include <vector>
 
+#include "edit/edit_case.h"
+
+namespace edit {
 namespace {
 
-using tov_document::BlockId;
-using tov_document::Dialect;
-using tov_document::Document;
-using Blocks = std::vector<BlockId>;
-
-struct Case {
-  const char* name;
-  edit::ServerEvidence evidence;
-  Blocks found;
-  bool by_address;
-};
-
-void ExpectFound(const Document& document, const std::vector<Case>& cases) {
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    const edit::FoundServers found = edit::FindServers(document, c.evidence);
-    EXPECT_EQ(found.blocks, c.found);
-    EXPECT_EQ(found.by_address, c.by_address);
-  }
+void AskForAll(Request& request) {
+  request.all = true;
 }
 
-TEST(FindServers, FindsServersOfNginxByNamesAndAddresses) {
-  const std::string text =
-      "http {\n"                                                      // 1
-      "  server { listen 80; server_name a www.a; }\n"                // 2
-      "  server { listen 0.0.0.0:443 ssl; server_name A www.A; }\n"   // 3
-      "  server { listen [::]:80; server_name b; location / { } }\n"  // 4, 5
-      "  server { listen 80 default_server; }\n"                      // 6
-      "}\n";
-  const Document document(Dialect::kNginx, text);
-  ExpectFound(document,
-              {{"a name of two", {{"a"}, {"a"}, {}, {}}, {2, 3}, false},
-               {"a name and an address", {{"a"}, {}, {"*:443"}, {}}, {3}, true},
-               {"an alias", {{"www.a"}, {}, {"*:80"}, {}}, {2}, true},
-               {"a name of one", {{"b"}, {}, {}, {}}, {4}, false},
-               {"a name, and an address that is to come", {{"b"}, {}, {"*:81"}, {}}, {4}, false},
-               {"the old name before the new one", {{"b"}, {"a"}, {}, {}}, {4}, false},
-               {"the new name where the old one is gone", {{"x"}, {"b"}, {}, {}}, {4}, false},
-               {"the new address likewise", {{"a"}, {}, {"*:81"}, {"*:443"}}, {3}, true},
-               {"a name of none", {{"c"}, {}, {"*:80"}, {}}, {}, false},
-               {"an address alone", {{}, {}, {"[::]:80"}, {}}, {4}, true},
-               {"an address of two", {{}, {}, {"*:80"}, {}}, {2, 6}, true},
-               {"an address of none", {{}, {}, {"*:81"}, {}}, {}, false},
-               {"nothing known", {}, {2, 3, 4, 6}, false}});
+void AskForExistence(Request& request) {
+  request.must_exist = true;
 }
 
-TEST(FindServers, FindsVirtualHostsByNamesAndAddresses) {
-  const std::string text =
-      "<VirtualHost *:80>\nServerName a\nServerAlias www.a\n</VirtualHost>\n"      // 1
-      "<IfModule mod_ssl.c>\n"                                                     // 2
-      "<virtualhost _default_:443 192.0.2.1:443>\nServerName A\n</virtualhost>\n"  // 3
-      "</IfModule>\n";
-  const Document document(Dialect::kApache, text);
-  ExpectFound(document,
-              {{"a name of two", {{"a"}, {}, {}, {}}, {1, 3}, false},
-               {"one of several addresses", {{"a"}, {}, {"192.0.2.1:443"}, {}}, {3}, true},
-               {"an alias", {{"www.a"}, {}, {"*:80"}, {}}, {1}, true},
-               {"another address is another host", {{"a"}, {}, {"*:81"}, {}}, {}, false}});
+// What certbot leaves behind: a redirect and the site, of one name, and another site on either
+// side.
+const std::string kTwoOfOneName = R"(server {
+    listen 80;
+    server_name b.example;
+    root /srv/b;
+}
+
+server {
+    listen 80;
+    server_name a.example www.a.example;
+    return 301 https://$host$request_uri;
+}
+
+server {
+    listen 443 ssl http2;
+    server_name a.example www.a.example;
+    root /srv/a;
+    ssl_certificate /etc/a.pem;
+    ssl_certificate_key /etc/a.key;
+}
+
+server {
+    listen 80;
+    listen 443 ssl;
+    server_name c.example;
+    root /srv/c;
+}
+)";
+
+const std::string kSecure = "443 ssl http2;\n    server_name a.example www.a.example";
+
+// --- Sites of one name ---
+
+TEST(SitesOfOneName, AreToldApartByTheirAddress) {
+  ExpectEdits(
+      Dialect::kNginx,
+      {{"a root of the one on 443",
+        kTwoOfOneName,
+        "server {\nlisten 443 ssl;\nserver_name a.example;\nroot {% $root %};\n}\n",
+        {{"root", "/srv/a", "/srv/new"}},
+        With(kTwoOfOneName, "root /srv/a;", "root /srv/new;")},
+       {"a line that is new, into the one on 443",
+        kTwoOfOneName,
+        "server {\nlisten 443 ssl;\nserver_name a.example;\ngzip on;\n}\n",
+        {},
+        With(kTwoOfOneName, "a.key;\n", "a.key;\n    gzip on;\n")},
+       {"... and into the one on 80",
+        kTwoOfOneName,
+        "server {\nlisten 80;\nserver_name a.example;\naccess_log off;\n}\n",
+        {},
+        With(kTwoOfOneName, "$host$request_uri;\n", "$host$request_uri;\n    access_log off;\n")},
+       {"the site on 443 is renamed",
+        kTwoOfOneName,
+        "server {\nlisten 443 ssl;\nserver_name {% $name %};\n}\n",
+        {{"name", "a.example", "n.example"}},
+        With(kTwoOfOneName, kSecure, "443 ssl http2;\n    server_name n.example www.a.example")},
+       {"the redirect goes",
+        kTwoOfOneName,
+        "{% if $redirect %}\nserver {\nlisten 80;\nserver_name a.example;\n}\n{% endif %}\n",
+        {},
+        Without(kTwoOfOneName,
+                "server {\n    listen 80;\n    server_name a.example www.a.example;\n"
+                "    return 301 https://$host$request_uri;\n}\n\n")},
+       {"the address changes",
+        kTwoOfOneName,
+        "server {\nlisten {% $port %} ssl;\nserver_name a.example;\n}\n",
+        {{"port", "443", "8443"}},
+        With(kTwoOfOneName, "listen 443 ssl http2;", "listen 8443 ssl http2;")}});
+}
+
+TEST(SitesOfOneName, AreToldApartByLinesWithOldValues) {
+  ExpectEdits(Dialect::kNginx,
+              {{"a certificate",
+                kTwoOfOneName,
+                "server {\nserver_name a.example;\nssl_certificate {% $c %};\n"
+                "ssl_certificate_key {% $k %};\n}\n",
+                {{"c", "/etc/a.pem", "/etc/n.pem"}, {"k", "/etc/a.key", "/etc/n.key"}},
+                With(With(kTwoOfOneName, "a.pem", "n.pem"), "a.key", "n.key")}});
+}
+
+TEST(SitesOfOneName, AreRefusedWhenNothingTellsThemApart) {
+  const std::string both =
+      "'server {' may be each of site.conf:7:1 'server' (a.example, www.a.example, *:80), "
+      "site.conf:13:1 'server' (a.example, www.a.example, *:443). 'listen 80;' in the template "
+      "would mean the first one";
+  const auto message = [](const std::string& text, const NamedValues& values) {
+    const SaidCase c = {"", kTwoOfOneName, text, values, "", "", ""};
+    return AllOf(Edit(RequestOf(Dialect::kNginx, c), c.config, "site.conf").refusals);
+  };
+  EXPECT_EQ(message("server {\nserver_name a.example;\ngzip on;\n}\n", {}),
+            "site.template:1:1: " + both + "; --all edits all of them [ambiguous]\n");
+}
+
+TEST(SitesOfOneName, AreRefusedForEveryKindOfEdit) {
+  const auto refused = [](const std::string& name, const std::string& text,
+                          const NamedValues& values) {
+    return SaidCase{name,
+                    kTwoOfOneName,
+                    text,
+                    values,
+                    "ambiguous",
+                    "site.template:1:1:",
+                    "'listen 80;' in the template would mean the first one"};
+  };
+  std::vector<SaidCase> cases = {
+      refused("a line is added", "server {\nserver_name a.example;\ngzip on;\n}\n", {}),
+      refused("a rename", "server {\nserver_name {% $n %};\n}\n",
+              {{"n", "a.example", "n.example"}}),
+      refused("a block inside is added",
+              "server {\nserver_name a.example;\nlocation /x {\nreturn 404;\n}\n}\n", {}),
+      refused("a line that neither has goes",
+              "server {\nserver_name a.example;\n{% if $x %}\ngzip on;\n{% endif %}\n}\n", {})};
+  SaidCase removal =
+      refused("a removal", "{% if $x %}\nserver {\nserver_name a.example;\n}\n{% endif %}\n", {});
+  removal.place = "site.template:2:1:";
+  cases.push_back(removal);
+  ExpectRefusals(Dialect::kNginx, cases);
+}
+
+TEST(SitesOfOneName, AreAllEditedWhenAsked) {
+  const std::string renamed =
+      "server {\n    listen 80;\n    server_name n.example;\n}\n"
+      "server {\n    listen 81;\n    server_name n.example;\n}\n";
+  const std::string named =
+      "server {\n    listen 80;\n    server_name a.example;\n}\n"
+      "server {\n    listen 81;\n    server_name a.example;\n}\n";
+  const std::string other = "server {\n    listen 80;\n    server_name b.example;\n}\n";
+  ExpectEdits(Dialect::kNginx,
+              {{"a rename",
+                named + other,
+                "server {\nserver_name {% $n %};\n}\n",
+                {{"n", "a.example", "n.example"}},
+                renamed + other,
+                AskForAll},
+               {"a new line",
+                named + other,
+                "server {\nserver_name a.example;\ngzip on;\n}\n",
+                {},
+                "server {\n    listen 80;\n    server_name a.example;\n    gzip on;\n}\n"
+                "server {\n    listen 81;\n    server_name a.example;\n    gzip on;\n}\n" +
+                    other,
+                AskForAll},
+               {"a line that one of them has",
+                With(named, "listen 81;", "listen 81;\n    gzip on;") + other,
+                "server {\nserver_name a.example;\ngzip on;\n}\n",
+                {},
+                "server {\n    listen 80;\n    server_name a.example;\n    gzip on;\n}\n"
+                "server {\n    listen 81;\n    gzip on;\n    server_name a.example;\n}\n" +
+                    other,
+                AskForAll},
+               {"a new block inside",
+                named + other,
+                "server {\nserver_name a.example;\nlocation /x {\nreturn 404;\n}\n}\n",
+                {},
+                "server {\n    listen 80;\n    server_name a.example;\n    location /x {\n"
+                "        return 404;\n    }\n}\n"
+                "server {\n    listen 81;\n    server_name a.example;\n    location /x {\n"
+                "        return 404;\n    }\n}\n" +
+                    other,
+                AskForAll},
+               {"a removal",
+                named + other,
+                "{% if $x %}\nserver {\nserver_name a.example;\n}\n{% endif %}\n",
+                {},
+                other,
+                AskForAll}});
+}
+
+TEST(TwoBlocksOfATemplate, AreTwoOfTheConfiguration) {
+  const std::string both = R"(server {
+listen 80;
+server_name {% $name %};
+return 301 https://$host$request_uri;
+}
+server {
+listen 443 ssl;
+server_name {% $name %};
+root {% $root %};
+}
+)";
+  ExpectEdits(Dialect::kNginx,
+              {{"both are renamed, and the root goes where it belongs",
+                kTwoOfOneName,
+                both,
+                {{"name", "a.example", "n.example"}, {"root", "/srv/a", "/srv/n"}},
+                With(With(With(kTwoOfOneName, "80;\n    server_name a.example www.a.example",
+                               "80;\n    server_name n.example www.a.example"),
+                          kSecure, "443 ssl http2;\n    server_name n.example www.a.example"),
+                     "root /srv/a;", "root /srv/n;")},
+               {"one is there, the other is made",
+                "server {\n    listen 443 ssl;\n    server_name a.example;\n    root /srv/a;\n}\n",
+                "server {\nlisten 80;\nserver_name a.example;\nreturn 301 /x;\n}\n"
+                "server {\nlisten 443 ssl;\nserver_name a.example;\nroot /srv/a;\n}\n",
+                {},
+                "server {\n    listen 443 ssl;\n    server_name a.example;\n    root /srv/a;\n}\n"
+                "server {\n    listen 80;\n    server_name a.example;\n    return 301 /x;\n}\n"},
+               {"both are made",
+                "",
+                "server {\nlisten 80;\nserver_name a.example;\n}\n"
+                "server {\nlisten 443 ssl;\nserver_name a.example;\n}\n",
+                {},
+                "server {\n\tlisten 80;\n\tserver_name a.example;\n}\n"
+                "server {\n\tlisten 443 ssl;\n\tserver_name a.example;\n}\n"},
+               {"one goes, the other stays",
+                kTwoOfOneName,
+                "{% if $redirect %}\nserver {\nlisten 80;\nserver_name a.example;\n}\n{% endif %}\n"
+                "server {\nlisten 443 ssl;\nserver_name a.example;\ngzip on;\n}\n",
+                {},
+                With(Without(kTwoOfOneName,
+                             "server {\n    listen 80;\n    server_name a.example www.a.example;\n"
+                             "    return 301 https://$host$request_uri;\n}\n\n"),
+                     "a.key;\n", "a.key;\n    gzip on;\n")}});
+  ExpectRefusals(Dialect::kNginx,
+                 {{"one block that both mean",
+                   "server {\n    server_name a.example www.a.example;\n}\n",
+                   "server {\nserver_name a.example;\n}\nserver {\nserver_name www.a.example;\n}\n",
+                   {},
+                   "ambiguous",
+                   "site.template:4:1:",
+                   "this block and the one at site.template:1:1 are both site.conf:1:1 'server' "
+                   "(a.example, www.a.example)"}});
+}
+
+// --- The opening line ---
+
+TEST(TheOpeningLine, FitsWithItsOldOrItsNewWords) {
+  const std::string text = "server {\nserver_name a;\nlocation {% $p %} {\ngzip on;\n}\n}\n";
+  const auto site = [](const std::string& location) {
+    return "server {\n  server_name a;\n  location " + location + " {\n    gzip on;\n  }\n}\n";
+  };
+  ExpectEdits(Dialect::kNginx,
+              {{"the old ones", site("/old"), text, {{"p", "/old", "/new"}}, site("/new")},
+               {"the new ones", site("/new"), text, {{"p", "/old", "/new"}}, site("/new")},
+               {"no old ones are known", site("/new"), text, {{"p", kNone, "/new"}}, site("/new")},
+               {"none of them: a new one",
+                site("/old"),
+                text,
+                {{"p", kNone, "/new"}},
+                "server {\n  server_name a;\n  location /old {\n    gzip on;\n  }\n"
+                "  location /new {\n    gzip on;\n  }\n}\n"}});
+  ExpectRefusals(Dialect::kNginx,
+                 {{"none of them, though there was an old one",
+                   site("/odl"),
+                   text,
+                   {{"p", "/old", "/new"}},
+                   "unmatched-section",
+                   "site.template:3:1:",
+                   "there are site.conf:3:3 'location /odl'. Correct the old value"}});
+}
+
+TEST(TheOpeningLine, IsReadByWords) {
+  const auto edited = [](const std::string& name, const std::string& head,
+                         const std::string& wanted) {
+    return Case{name,
+                "server {\n  server_name a;\n  " + head + "    gzip off;\n  }\n}\n",
+                "server {\nserver_name a;\nlocation " + wanted + " {\netag on;\n}\n}\n",
+                {},
+                "server {\n  server_name a;\n  " + head + "    gzip off;\n    etag on;\n  }\n}\n"};
+  };
+  ExpectEdits(
+      Dialect::kNginx,
+      {edited("blanks", "location    /x  {\n", "/x"), edited("quotes", "location \"/x\" {\n", "/x"),
+       edited("quotes in the template", "location /x {\n", "'/x'"),
+       edited("the brace on the next line", "location /x\n  {\n", "/x"),
+       edited("a comment behind the brace", "location /x { # files\n", "/x"),
+       edited("a comment before the brace", "location /x # files\n  {\n", "/x"),
+       edited("a sign with a blank", "location = /x {\n", "=/x"),
+       edited("a sign without one", "location =/x {\n", "= /x"),
+       edited("a pattern", "location ~*\\.php$ {\n", "~* \\.php$")});
+}
+
+TEST(TheOpeningLine, OfALocationWithAnotherSignIsAnother) {
+  ExpectEdits(Dialect::kNginx,
+              {{"an exact one beside a prefix",
+                "server {\n  server_name a;\n  location /x {\n    gzip on;\n  }\n}\n",
+                "server {\nserver_name a;\nlocation = /x {\nreturn 404;\n}\n}\n",
+                {},
+                "server {\n  server_name a;\n  location /x {\n    gzip on;\n  }\n"
+                "  location = /x {\n    return 404;\n  }\n}\n"}});
+}
+
+TEST(AVirtualHost, FitsByOneOfItsAddresses) {
+  const auto host = [](const std::string& addresses, const std::string& more) {
+    return "<VirtualHost " + addresses + ">\n  ServerName a\n" + more + "</VirtualHost>\n";
+  };
+  const std::string text = "<VirtualHost *:80>\nServerName a\nProtocols h2\n</VirtualHost>\n";
+  const auto edited = [&](const std::string& name, const std::string& addresses) {
+    return Case{name, host(addresses, ""), text, {}, host(addresses, "  Protocols h2\n")};
+  };
+  ExpectEdits(Dialect::kApache,
+              {edited("the only one", "*:80"), edited("the first of two", "*:80 *:8080"),
+               edited("the second of two", "10.0.0.1:8080 *:80"),
+               edited("every address, in numbers", "0.0.0.0:80"),
+               edited("every address, by its name", "_default_:80"), edited("quotes", "\"*:80\"")});
+  ExpectEdits(Dialect::kApache,
+              {{"one address of two changes",
+                host("10.0.0.1:80 10.0.0.2:80", ""),
+                "<VirtualHost {% $ip %}:80>\nServerName a\n</VirtualHost>\n",
+                {{"ip", "10.0.0.2", "10.0.0.3"}},
+                host("10.0.0.1:80 10.0.0.3:80", "")},
+               {"all addresses by a trailing place",
+                host("10.0.0.1:80", ""),
+                "<VirtualHost [% $a %]>\nServerName a\n</VirtualHost>\n",
+                {{"a", kNone, "10.0.0.2:80 10.0.0.3:80"}},
+                host("10.0.0.2:80 10.0.0.3:80", "")},
+               {"another port is another one",
+                host("*:80", ""),
+                "<VirtualHost *:443>\nServerName a\n</VirtualHost>\n",
+                {},
+                host("*:80", "") + "<VirtualHost *:443>\n  ServerName a\n</VirtualHost>\n"}});
+}
+
+TEST(NamesOfSectionsAndDirectives, OfApacheAreReadInEitherCase) {
+  ExpectEdits(Dialect::kApache,
+              {{"a virtual host in small letters",
+                "<virtualhost *:80>\n  servername a\n</virtualhost>\n",
+                "<VirtualHost *:80>\nServerName a\nDocumentRoot /a\n</VirtualHost>\n",
+                {},
+                "<virtualhost *:80>\n  servername a\n  DocumentRoot /a\n</virtualhost>\n"},
+               {"a blank before the bracket",
+                "<VirtualHost *:80 >\n  ServerName a\n</VIRTUALHOST>\n",
+                "<VirtualHost *:80>\nServerName a\nDocumentRoot /a\n</VirtualHost>\n",
+                {},
+                "<VirtualHost *:80 >\n  ServerName a\n  DocumentRoot /a\n</VIRTUALHOST>\n"},
+               {"a template in capital letters",
+                "<Directory /a>\n  Require all granted\n</Directory>\n",
+                "<DIRECTORY /a>\nREQUIRE all granted\nALLOWOVERRIDE None\n</DIRECTORY>\n",
+                {},
+                "<Directory /a>\n  Require all granted\n  ALLOWOVERRIDE None\n</Directory>\n"}});
+}
+
+// --- Names ---
+
+TEST(TheFirstName, IsOneOfTheBlocksNames) {
+  const auto edited = [](const std::string& name, const std::string& names,
+                         const std::string& wanted) {
+    const std::string front =
+        "server {\n  listen 81;\n  server_name b;\n}\nserver {\n  listen 80;\n";
+    return Case{name,
+                front + names + "}\n",
+                "server {\nserver_name " + wanted + ";\ngzip on;\n}\n",
+                {},
+                front + names + "  gzip on;\n}\n"};
+  };
+  ExpectEdits(Dialect::kNginx,
+              {edited("the first one", "  server_name a;\n", "a"),
+               edited("the second one", "  server_name www.a a;\n", "a"),
+               edited("one of several directives", "  server_name x;\n  server_name a;\n", "a"),
+               edited("over several lines", "  server_name\n    x # old\n    a\n    ;\n", "a"),
+               edited("in other letters", "  server_name WWW.A.example;\n", "www.a.Example"),
+               edited("in quotes", "  server_name \"a\";\n", "a"),
+               edited("a wildcard", "  server_name *.a.example;\n", "*.a.example"),
+               edited("a pattern", "  server_name ~^www\\d+$;\n", "~^www\\d+$"),
+               edited("none", "  server_name \"\";\n", "\"\"")});
+  ExpectEdits(
+      Dialect::kApache,
+      {{"an alias",
+        "<VirtualHost *:80>\n  ServerName b\n</VirtualHost>\n<VirtualHost *:80>\n  ServerName x\n"
+        "  ServerAlias y a\n</VirtualHost>\n",
+        "<VirtualHost *:80>\nServerName a\nDocumentRoot /a\n</VirtualHost>\n",
+        {},
+        "<VirtualHost *:80>\n  ServerName b\n</VirtualHost>\n<VirtualHost *:80>\n  ServerName x\n"
+        "  ServerAlias y a\n  DocumentRoot /a\n</VirtualHost>\n"},
+       {"a name with a scheme and a port",
+        "<VirtualHost *:80>\n  ServerName https://A.example:443\n</VirtualHost>\n",
+        "<VirtualHost *:80>\nServerName a.example\nDocumentRoot /a\n</VirtualHost>\n",
+        {},
+        "<VirtualHost *:80>\n  ServerName https://A.example:443\n  DocumentRoot /a\n"
+        "</VirtualHost>\n"}});
+}
+
+TEST(TheFirstName, ContradictsABlockWithoutIt) {
+  ExpectEdits(Dialect::kNginx, {{"another name",
+                                 "server {\n  listen 80;\n  server_name b;\n  root /a;\n}\n",
+                                 "server {\nlisten 80;\nserver_name a;\nroot /a;\n}\n",
+                                 {},
+                                 "server {\n  listen 80;\n  server_name b;\n  root /a;\n}\n"
+                                 "server {\n  listen 80;\n  server_name a;\n  root /a;\n}\n"},
+                                {"no name",
+                                 "server {\n  listen 80;\n  root /a;\n}\n",
+                                 "server {\nlisten 80;\nserver_name a;\n}\n",
+                                 {},
+                                 "server {\n  listen 80;\n  root /a;\n}\n"
+                                 "server {\n  listen 80;\n  server_name a;\n}\n"},
+                                {"the empty name",
+                                 "server {\n  listen 80;\n  server_name b;\n}\n",
+                                 "server {\nlisten 80;\nserver_name \"\";\nreturn 444;\n}\n",
+                                 {},
+                                 "server {\n  listen 80;\n  server_name b;\n}\n"
+                                 "server {\n  listen 80;\n  server_name \"\";\n  return 444;\n}\n"},
+                                {"a name that begins alike",
+                                 "server {\n  server_name a.example.org;\n}\n",
+                                 "server {\nserver_name a.example;\n}\n",
+                                 {},
+                                 "server {\n  server_name a.example.org;\n}\n"
+                                 "server {\n  server_name a.example;\n}\n"}});
+}
+
+TEST(TheFirstName, DecidesBetweenTwoVirtualHostsOfOneAddress) {
+  const std::string hosts = R"(<VirtualHost *:80>
+    ServerName a.example
+    DocumentRoot /srv/a
+</VirtualHost>
+
+<VirtualHost *:80>
+    ServerName b.example
+    DocumentRoot /srv/b
+</VirtualHost>
+)";
+  ExpectEdits(Dialect::kApache,
+              {{"the second one is edited",
+                hosts,
+                "<VirtualHost *:80>\nServerName b.example\nDocumentRoot {% $d %}\n"
+                "</VirtualHost>\n",
+                {{"d", "/srv/b", "/srv/n"}},
+                With(hosts, "/srv/b", "/srv/n")},
+               {"... also by a trailing place",
+                hosts,
+                "<VirtualHost *:80>\nServerName b.example\nDocumentRoot [% $d %]\n"
+                "</VirtualHost>\n",
+                {{"d", kNone, "/srv/n"}},
+                With(hosts, "/srv/b", "/srv/n")},
+               {"the second one is removed",
+                hosts,
+                "{% if $b %}\n<VirtualHost *:80>\nServerName b.example\n</VirtualHost>\n"
+                "{% endif %}\n",
+                {},
+                Without(hosts,
+                        "\n<VirtualHost *:80>\n    ServerName b.example\n"
+                        "    DocumentRoot /srv/b\n</VirtualHost>\n")},
+               {"the second one is renamed",
+                hosts,
+                "<VirtualHost *:80>\nServerName {% $n %}\n</VirtualHost>\n",
+                {{"n", "b.example", "n.example"}},
+                With(hosts, "b.example", "n.example")}});
+  ExpectRefusals(Dialect::kApache,
+                 {{"no name",
+                   hosts,
+                   "<VirtualHost *:80>\nProtocols h2\n</VirtualHost>\n",
+                   {},
+                   "ambiguous",
+                   "site.template:1:1:",
+                   "'<VirtualHost *:80>' may be each of site.conf:1:1 'VirtualHost *:80' "
+                   "(a.example), site.conf:6:1 'VirtualHost *:80' (b.example). "
+                   "'ServerName a.example' in the template would mean the first one"},
+                  {"no name, to be removed",
+                   hosts,
+                   "{% if $x %}\n<VirtualHost *:80>\n</VirtualHost>\n{% endif %}\n",
+                   {},
+                   "ambiguous",
+                   "site.template:2:1:",
+                   "site.conf:6:1"}});
+}
+
+TEST(TheFirstName, OfALineWithAMissingValueIsMissed) {
+  const std::string config = "server {\n  listen 80 default_server;\n  return 444;\n}\n";
+  ExpectRefusals(Dialect::kNginx,
+                 {{"the block would go",
+                   config,
+                   "{% if $x %}\nserver {\nserver_name {% $name %};\n}\n{% endif %}\n",
+                   {},
+                   "missing-value",
+                   "site.template:3:1:",
+                   "'server_name {% $name %};'. Set it"},
+                  {"the block would be edited",
+                   config,
+                   "server {\nserver_name {% $name %};\ngzip on;\n}\n",
+                   {},
+                   "missing-value",
+                   "site.template:2:1:",
+                   "by which its block is found"},
+                  {"only the old name is known",
+                   config,
+                   "server {\nserver_name {% $name %};\n}\n",
+                   {{"name", "a", kNone}},
+                   "missing-value",
+                   "site.template:2:1:",
+                   "Set it"}});
+  ExpectEdits(Dialect::kNginx,
+              {{"the old name is enough for a removal",
+                config + "server {\n  server_name a;\n}\n",
+                "{% if $x %}\nserver {\nserver_name {% $name %};\n}\n{% endif %}\n",
+                {{"name", "a", kNone}},
+                config}});
+}
+
+TEST(TheFirstName, BehindATrailingPlaceDoesNotCount) {
+  ExpectEdits(Dialect::kNginx,
+              {{"all names of the only server change",
+                "server {\n  server_name a b;\n}\n",
+                "server {\nserver_name [% $names %];\n}\n",
+                {{"names", kNone, "c d"}},
+                "server {\n  server_name c d;\n}\n"},
+               {"a name before the place does",
+                "server {\n  server_name b x;\n}\nserver {\n  server_name a x;\n}\n",
+                "server {\nserver_name a [% $names %];\n}\n",
+                {{"names", kNone, "y z"}},
+                "server {\n  server_name b x;\n}\nserver {\n  server_name a y z;\n}\n"}});
+  ExpectRefusals(Dialect::kNginx,
+                 {{"one of two servers",
+                   "server {\n  server_name a;\n}\nserver {\n  server_name b;\n}\n",
+                   "server {\nserver_name [% $names %];\n}\n",
+                   {{"names", kNone, "c"}},
+                   "ambiguous",
+                   "site.template:1:1:",
+                   "site.conf:4:1 'server' (b)"}});
+}
+
+TEST(ARename, FindsTheOldNameOrTheNewOne) {
+  const std::string text = "server {\nserver_name {% $n %};\n}\n";
+  const NamedValues names = {{"n", "a", "b"}};
+  ExpectEdits(Dialect::kNginx,
+              {{"the old one", "server {\n  server_name x a y;\n}\n", text, names,
+                "server {\n  server_name x b y;\n}\n"},
+               {"the new one: it is done already", "server {\n  server_name x b y;\n}\n", text,
+                names, "server {\n  server_name x b y;\n}\n"},
+               {"both in one block", "server {\n  server_name a b;\n}\n", text, names,
+                "server {\n  server_name b;\n}\n"}});
+  ExpectRefusals(
+      Dialect::kNginx,
+      {{"none", "server {\n  server_name x;\n}\n", text, names, "unmatched-section",
+        "site.template:1:1:", "there are site.conf:1:1 'server' (x)"},
+       {"none, in an empty text", "", text, names, "unmatched-section",
+        "site.template:1:1:", "Correct the old value, or leave it out for a new block"},
+       {"both in two blocks of one address",
+        "server {\n  server_name a;\n}\nserver {\n  server_name b;\n}\n", text, names, "collision",
+        "site.conf:1:1 'server' (b) and site.conf:4:1 'server' (b) of the edited text",
+        "answer to 'b' on *:80, and the server would ignore"}});
+}
+
+// --- Addresses ---
+
+TEST(Addresses, AreComparedInNormalForm) {
+  const auto edited = [](const std::string& name, const std::string& there,
+                         const std::string& stated) {
+    const auto config = [&](const std::string& more) {
+      return "server {\n  listen 127.0.0.9:99;\n  server_name a;\n}\nserver {\n  listen " + there +
+             ";\n  server_name a;\n" + more + "}\n";
+    };
+    return Case{name,
+                config(""),
+                "server {\nlisten " + stated + ";\nserver_name a;\ngzip on;\n}\n",
+                {},
+                config("  gzip on;\n")};
+  };
+  ExpectEdits(
+      Dialect::kNginx,
+      {edited("a port", "80", "80"), edited("a port and a star", "80", "*:80"),
+       edited("a star and a port", "*:80", "80"), edited("every address", "0.0.0.0:80", "80"),
+       edited("the usual port", "127.0.0.1", "127.0.0.1:80"),
+       edited("a host's name", "localhost:80", "LOCALHOST"),
+       edited("of the new kind", "[::]:80", "[0:0::0]:80"),
+       edited("of the new kind, the usual port", "[::1]", "[::1]:80"),
+       edited("a socket", "unix:/run/a.sock", "unix:/run/a.sock"),
+       edited("options", "80 default_server backlog=5", "80"),
+       edited("a zero in front", "080", "80")});
+}
+
+TEST(Addresses, OfTwoKindsAreTwo) {
+  const std::string config =
+      "server {\n  listen [::]:80;\n  server_name a;\n}\nserver {\n  listen 80;\n"
+      "  server_name a;\n}\n";
+  ExpectEdits(
+      Dialect::kNginx,
+      {{"the old kind",
+        config,
+        "server {\nlisten 80;\nserver_name a;\ngzip on;\n}\n",
+        {},
+        With(config, "listen 80;\n  server_name a;\n",
+             "listen 80;\n  server_name a;\n  gzip on;\n")},
+       {"the new one",
+        config,
+        "server {\nlisten [::]:80;\nserver_name a;\ngzip on;\n}\n",
+        {},
+        With(config, "[::]:80;\n  server_name a;\n", "[::]:80;\n  server_name a;\n  gzip on;\n")}});
+}
+
+TEST(AnAddressThatNoBlockHas, IsAdded) {
+  ExpectEdits(Dialect::kNginx,
+              {{"to the site of that name",
+                "server {\n  listen 80;\n  server_name a;\n}\n",
+                "server {\nlisten 443 ssl;\nserver_name a;\n}\n",
+                {},
+                "server {\n  listen 80;\n  listen 443 ssl;\n  server_name a;\n}\n"},
+               {"to a site without any",
+                "server {\n  server_name a;\n  root /a;\n}\n",
+                "server {\nlisten 8080;\nserver_name a;\n}\n",
+                {},
+                "server {\n  listen 8080;\n  server_name a;\n  root /a;\n}\n"}});
+  ExpectRefusals(Dialect::kNginx, {{"to one of two sites of that name",
+                                    kTwoOfOneName,
+                                    "server {\nlisten 8080;\nserver_name a.example;\n}\n",
+                                    {},
+                                    "ambiguous",
+                                    "site.template:1:1:",
+                                    "site.conf:13:1"}});
+}
+
+TEST(AnAddressThatNoBlockHas, FindsNothingToRemove) {
+  const std::string gone =
+      "{% if $x %}\nserver {\nlisten 8080;\nserver_name b.example;\n}\n{% endif %}\n";
+  ExpectEdits(Dialect::kNginx, {{"nothing happens", kTwoOfOneName, gone, {}, kTwoOfOneName}});
+  ExpectRefusals(Dialect::kNginx, {{"unless it has to be there",
+                                    kTwoOfOneName,
+                                    gone,
+                                    {},
+                                    "not-found",
+                                    "site.template:2:1:",
+                                    "the block 'server {' is to be removed, and is not there",
+                                    AskForExistence}});
+}
+
+TEST(NamelessServers, AreFoundByTheirPort) {
+  const std::string config = R"(server {
+	listen 8081;
+	root /srv/1;
+}
+server {
+	listen 8082;
+	root /srv/2;
+}
+server {
+	listen 8083;
+	root /srv/3;
+}
+)";
+  ExpectEdits(Dialect::kNginx, {{"one is edited",
+                                 config,
+                                 "server {\nlisten 8082;\nroot {% $r %};\n}\n",
+                                 {{"r", "/srv/2", "/srv/n"}},
+                                 With(config, "/srv/2", "/srv/n")},
+                                {"one is removed",
+                                 config,
+                                 "{% if $x %}\nserver {\nlisten 8082;\n}\n{% endif %}\n",
+                                 {},
+                                 Without(config, "server {\n\tlisten 8082;\n\troot /srv/2;\n}\n")},
+                                {"none of them is removed",
+                                 config,
+                                 "{% if $x %}\nserver {\nlisten 8084;\n}\n{% endif %}\n",
+                                 {},
+                                 config},
+                                {"a port of its own is a new one",
+                                 config,
+                                 "server {\nlisten 8084;\nroot /srv/4;\n}\n",
+                                 {},
+                                 config + "server {\n\tlisten 8084;\n\troot /srv/4;\n}\n"},
+                                {"by what else they have",
+                                 config,
+                                 "server {\nroot {% $r %};\n}\n",
+                                 {{"r", "/srv/3", "/srv/n"}},
+                                 With(config, "/srv/3", "/srv/n")}});
+  const Case removal = {"", "", "{% if $x %}\nserver {\nroot /srv/3;\n}\n{% endif %}\n", {}, ""};
+  EXPECT_EQ(EditedText(RequestOf(Dialect::kNginx, removal), config),
+            Without(config, "server {\n\tlisten 8083;\n\troot /srv/3;\n}\n"));
+  ExpectRefusals(Dialect::kNginx,
+                 {{"one is removed, and nothing says which",
+                   config,
+                   "{% if $x %}\nserver {\n}\n{% endif %}\n",
+                   {},
+                   "ambiguous",
+                   "site.template:2:1:",
+                   "'server {' may be each of site.conf:1:1 'server' (*:8081), "
+                   "site.conf:5:1 'server' (*:8082), site.conf:9:1 'server' (*:8083). "
+                   "'listen 8081;' in the template would mean the first one"}});
+}
+
+// --- The other lines ---
+
+TEST(LinesWithOldValues, DecideWhenOneBlockHasThemAllAndNoOtherAny) {
+  const auto two = [](const std::string& first, const std::string& second) {
+    return "server {\n\tserver_name a;\n\tlisten 80;\n" + first +
+           "}\nserver {\n\tserver_name a;\n\tlisten 81;\n" + second + "}\n";
+  };
+  const std::string text = "server {\nserver_name a;\nroot {% $r %};\nindex {% $i %};\n}\n";
+  const NamedValues values = {{"r", "/a", "/n"}, {"i", "x", "y"}};
+  ExpectEdits(Dialect::kNginx, {{"all and none", two("", "\troot /a;\n\tindex x;\n"), text, values,
+                                 two("", "\troot /n;\n\tindex y;\n")},
+                                {"the new values count when nothing has the old ones",
+                                 two("", "\troot /n;\n\tindex y;\n"), text, values,
+                                 two("", "\troot /n;\n\tindex y;\n")}});
+  const auto refused = [&](const std::string& name, const std::string& first,
+                           const std::string& second) {
+    return SaidCase{name,
+                    two(first, second),
+                    text,
+                    values,
+                    "ambiguous",
+                    "site.template:1:1:",
+                    "'listen 80;' in the template would mean the first one"};
+  };
+  ExpectRefusals(
+      Dialect::kNginx,
+      {refused("both have all", "\troot /a;\n\tindex x;\n", "\troot /a;\n\tindex x;\n"),
+       refused("one has more", "\troot /a;\n", "\troot /a;\n\tindex x;\n"),
+       refused("each has one", "\troot /a;\n", "\tindex x;\n"),
+       refused("one has one of two", "", "\troot /a;\n"), refused("none has any", "", "")});
+}
+
+TEST(TheTlsState, IsNoEvidence) {
+  const auto site = [](const std::string& more) {
+    return "server {\n\tserver_name a;\n" + more + "\troot /a;\n}\n";
+  };
+  const std::string text = "server {\nserver_name a;\nroot {% $r %};\n}\n";
+  const NamedValues root = {{"r", "/a", "/b"}};
+  const auto edited = [&](const std::string& name, const std::string& more) {
+    return Case{name, site(more), text, root, With(site(more), "/a", "/b")};
+  };
+  ExpectEdits(
+      Dialect::kNginx,
+      {edited("ssl", "\tssl on;\n"),
+       edited("preferred ciphers", "\tssl_prefer_server_ciphers on;\n"),
+       {"both, of the template", site(""),
+        "server {\nserver_name a;\nssl_prefer_server_ciphers on;\nroot {% $r %};\n}\n", root,
+        "server {\n\tserver_name a;\n\tssl_prefer_server_ciphers on;\n\troot /b;\n}\n"},
+       {"in a branch that is not taken",
+        site("\tssl on;\n"),
+        "server {\nserver_name a;\n{% if $ssl %}\nssl on;\n{% endif %}\n}\n",
+        {},
+        site("")}});
+  ExpectRefusals(Dialect::kNginx, {{"of one of two sites of a name",
+                                    "server {\n\tlisten 80;\n\tserver_name a;\n}\n"
+                                    "server {\n\tlisten 81;\n\tserver_name a;\n\tssl on;\n}\n",
+                                    "server {\nserver_name a;\nssl on;\n}\n",
+                                    {},
+                                    "ambiguous",
+                                    "site.template:1:1:",
+                                    "site.conf:5:1 'server' (a, *:81)"}});
+}
+
+// --- Containers ---
+
+TEST(Http, MayBeLeftOut) {
+  const std::string config =
+      "events {\n}\nhttp {\n    gzip on;\n\n    server {\n        server_name a;\n"
+      "        root /a;\n    }\n}\nstream {\n    server {\n        listen 1;\n    }\n}\n";
+  ExpectEdits(
+      Dialect::kNginx,
+      {{"a site inside of it",
+        config,
+        "server {\nserver_name a;\nroot {% $r %};\n}\n",
+        {{"r", "/a", "/b"}},
+        With(config, "/a;", "/b;")},
+       {"http is written out",
+        config,
+        "http {\nserver {\nserver_name a;\nroot {% $r %};\n}\n}\n",
+        {{"r", "/a", "/b"}},
+        With(config, "/a;", "/b;")},
+       {"a new site stands there, too",
+        config,
+        "server {\nserver_name b;\n}\n",
+        {},
+        With(config, "/a;\n    }\n",
+             "/a;\n    }\n\n    server {\n        server_name b;\n    }\n")},
+       {"a new site, http is written out",
+        config,
+        "http {\nserver {\nserver_name b;\n}\n}\n",
+        {},
+        With(config, "/a;\n    }\n",
+             "/a;\n    }\n\n    server {\n        server_name b;\n    }\n")},
+       {"the first site of http",
+        "http {\n    gzip on;\n}\n",
+        "server {\nserver_name b;\n}\n",
+        {},
+        "http {\n    gzip on;\n    server {\n        server_name b;\n    }\n}\n"},
+       {"a site is removed from it",
+        config,
+        "{% if $x %}\nserver {\nserver_name a;\n}\n{% endif %}\n",
+        {},
+        Without(config, "\n    server {\n        server_name a;\n        root /a;\n    }\n")},
+       {"of stream, nothing is left out",
+        config,
+        "stream {\nserver {\nlisten {% $p %};\n}\n}\n",
+        {{"p", "1", "2"}},
+        With(config, "listen 1;", "listen 2;")}});
+}
+
+TEST(ApachesConditions, MayBeLeftOut) {
+  const std::string config = R"(<VirtualHost *:80>
+    ServerName a.example
+</VirtualHost>
+<IfModule mod_ssl.c>
+    <ifdefine TLS>
+        <VirtualHost *:443>
+            ServerName a.example
+            SSLEngine on
+        </VirtualHost>
+    </ifdefine>
+</IfModule>
+)";
+  ExpectEdits(
+      Dialect::kApache,
+      {{"a virtual host in two of them",
+        config,
+        "<VirtualHost *:443>\nServerName a.example\nSSLEngine {% $s %}\n</VirtualHost>\n",
+        {{"s", "on", "off"}},
+        With(config, "SSLEngine on", "SSLEngine off")},
+       {"the condition is written out",
+        config,
+        "<IfModule mod_ssl.c>\n<IfDefine TLS>\n<VirtualHost *:443>\nServerName a.example\n"
+        "SSLEngine {% $s %}\n</VirtualHost>\n</IfDefine>\n</IfModule>\n",
+        {{"s", "on", "off"}},
+        With(config, "SSLEngine on", "SSLEngine off")},
+       {"one of two is written out",
+        config,
+        "<IfModule mod_ssl.c>\n<VirtualHost *:443>\nServerName a.example\n"
+        "SSLEngine {% $s %}\n</VirtualHost>\n</IfModule>\n",
+        {{"s", "on", "off"}},
+        With(config, "SSLEngine on", "SSLEngine off")},
+       {"inside of a virtual host",
+        "<VirtualHost *:80>\n  ServerName a\n  <IfModule dir>\n    <Directory /a>\n"
+        "      Require all denied\n    </Directory>\n  </IfModule>\n</VirtualHost>\n",
+        "<VirtualHost *:80>\nServerName a\n<Directory /a>\nRequire {% $r %} denied\n</Directory>\n"
+        "</VirtualHost>\n",
+        {{"r", "all", "all"}},
+        "<VirtualHost *:80>\n  ServerName a\n  <IfModule dir>\n    <Directory /a>\n"
+        "      Require all denied\n    </Directory>\n  </IfModule>\n</VirtualHost>\n"}});
+  ExpectRefusals(Dialect::kApache,
+                 {{"the same site in two conditions",
+                   "<IfModule a>\n  <VirtualHost *:80>\n    ServerName a\n  </VirtualHost>\n"
+                   "</IfModule>\n<IfModule !a>\n  <VirtualHost *:80>\n    ServerName a\n"
+                   "  </VirtualHost>\n</IfModule>\n",
+                   "<VirtualHost *:80>\nServerName a\nProtocols h2\n</VirtualHost>\n",
+                   {},
+                   "ambiguous",
+                   "site.template:1:1:",
+                   "Within '<IfModule a>', the template would mean the first one"}});
+}
+
+TEST(OtherContainers, AreNotLeftOut) {
+  ExpectEdits(Dialect::kNginx,
+              {{"a location is not looked for in another one",
+                "server {\n\tserver_name a;\n\tlocation / {\n\t\tlocation /x {\n"
+                "\t\t\tgzip on;\n\t\t}\n\t}\n}\n",
+                "server {\nserver_name a;\nlocation /x {\nreturn 404;\n}\n}\n",
+                {},
+                "server {\n\tserver_name a;\n\tlocation / {\n\t\tlocation /x {\n"
+                "\t\t\tgzip on;\n\t\t}\n\t}\n\tlocation /x {\n\t\treturn 404;\n\t}\n}\n"}});
+}
+
+TEST(AMacro, IsABlockLikeAnyOther) {
+  const std::string config =
+      "<Macro Site $name>\n  <VirtualHost *:80>\n    ServerName $name\n  </VirtualHost>\n"
+      "</Macro>\nUse Site a.example\n";
+  ExpectEdits(Dialect::kApache,
+              {{"the virtual host inside of it",
+                config,
+                "<Macro Site $name>\n<VirtualHost *:80>\nServerName $name\nProtocols h2\n"
+                "</VirtualHost>\n</Macro>\n",
+                {},
+                With(config, "    ServerName $name\n", "    ServerName $name\n    Protocols h2\n")},
+               {"its uses",
+                config,
+                "Use Site {% $n %}\n",
+                {{"n", "a.example", "b.example"}},
+                With(config, "a.example", "b.example")}});
+}
+
+TEST(BlocksInBlocks, AreFoundAtAnyDepth) {
+  const std::string config = R"(server {
+    server_name a;
+    location / {
+        if ($x) {
+            return 403;
+        }
+        if ($y) {
+            return 404;
+        }
+        location /in {
+            limit_except GET {
+                deny all;
+            }
+        }
+    }
+    location /other {
+        limit_except GET {
+            deny all;
+        }
+    }
+}
+)";
+  ExpectEdits(
+      Dialect::kNginx,
+      {{"four deep",
+        config,
+        "server {\nserver_name a;\nlocation / {\nlocation /in {\nlimit_except GET {\n"
+        "deny {% $d %};\n}\n}\n}\n}\n",
+        {{"d", "all", "all"}},
+        config},
+       {"four deep, a new line",
+        config,
+        "server {\nserver_name a;\nlocation / {\nlocation /in {\nlimit_except GET {\n"
+        "deny 10.0.0.1;\ndeny all;\n}\n}\n}\n}\n",
+        {},
+        With(config, "/in {\n            limit_except GET {\n                deny all;\n",
+             "/in {\n            limit_except GET {\n                deny 10.0.0.1;\n"
+             "                deny all;\n")},
+       {"by its opening line",
+        config,
+        "server {\nserver_name a;\nlocation / {\nif ($y) {\nreturn {% $c %};\n}\n}\n}\n",
+        {{"c", "404", "410"}},
+        With(config, "return 404;", "return 410;")},
+       {"a removal",
+        config,
+        "server {\nserver_name a;\nlocation / {\n{% if $no %}\nif ($x) {\n}\n{% endif %}\n}\n}\n",
+        {},
+        Without(config, "        if ($x) {\n            return 403;\n        }\n")}});
+  ExpectRefusals(Dialect::kNginx,
+                 {{"two of one opening line",
+                   "server {\n  server_name a;\n  if ($x) {\n    return 403;\n  }\n  if ($x) {\n"
+                   "    return 404;\n  }\n}\n",
+                   "server {\nserver_name a;\nif ($x) {\nbreak;\n}\n}\n",
+                   {},
+                   "ambiguous",
+                   "site.template:3:1:",
+                   "'if ($x) {' may be each of site.conf:3:3 'if ($x)', site.conf:6:3 'if ($x)'. "
+                   "'return 403;' in the template would mean the first one"}});
+}
+
+// --- Blocks that are not there ---
+
+TEST(ATextWithoutTheBlock, IsLeftAloneWhenAsked) {
+  const auto skip = [](Request& request) { request.skip_missing = true; };
+  const std::string text = "server {\nserver_name {% $n %};\ngzip on;\n}\n";
+  const auto result = [&](const std::string& config) {
+    const Case c = {"", config, text, {{"n", "a", "b"}}, "", skip};
+    return Edit(RequestOf(Dialect::kNginx, c), config, "site.conf");
+  };
+  const std::string other = "server {\n  server_name x;\n}\n";
+  EXPECT_TRUE(result(other).skipped);
+  EXPECT_EQ(result(other).text, other);
+  EXPECT_EQ(AllOf(result(other).refusals), "");
+  const std::string site = "server {\n  server_name a;\n}\n";
+  EXPECT_FALSE(result(site).skipped);
+  EXPECT_EQ(result(site).text, "server {\n  server_name b;\n  gzip on;\n}\n");
+}
+
+TEST(BlocksAreMade, OnlyWhenThatIsAskedFor) {
+  const std::string text = "server {\nserver_name a;\nlocation /x {\nreturn 404;\n}\n}\n";
+  const auto never = [](Request& request) { request.create = Create::kNever; };
+  const auto only = [](Request& request) { request.create = Create::kOnly; };
+  const std::string site = "server {\n\tserver_name a;\n}\n";
+  const std::string made = "server {\n\tserver_name a;\n\tlocation /x {\n\t\treturn 404;\n\t}\n}\n";
+  ExpectRefusals(Dialect::kNginx, {{"no block",
+                                    "",
+                                    text,
+                                    {},
+                                    "unmatched-section",
+                                    "site.template:1:1:",
+                                    "It is not made, as was asked",
+                                    never},
+                                   {"no block inside",
+                                    site,
+                                    text,
+                                    {},
+                                    "unmatched-section",
+                                    "site.template:3:1:",
+                                    "there is no 'location /x {' in site.conf",
+                                    never},
+                                   {"a block that is there",
+                                    site,
+                                    text,
+                                    {},
+                                    "exists",
+                                    "site.template:1:1:",
+                                    "this block is there already, site.conf:1:1 'server' (a)",
+                                    only}});
+  ExpectEdits(Dialect::kNginx, {{"all are there", made, text, {}, made, never}});
+  const Case c = {"", "", text, {}, "", only};
+  EXPECT_EQ(EditedText(RequestOf(Dialect::kNginx, c), ""), made);
 }
 
 }  // namespace
+}  // namespace edit

@@ -49,7 +49,7 @@ std::vector<std::string> OutcomesIn(const std::string& locale, const Sandbox& sa
                 "server {\nserver_name {% $name %};\nlisten 127.0.0.1:{% $port %};\n"
                 "{% if $port == 1234567 %}\nI [% $name %];\n{% endif %}\n}\n");
   sandbox.Write("bad.template", "{% import bad.template %}\n{% import bad.template %}\n");
-  sandbox.Write("values.json", R"({"name": {"old": "ISTANBUL.example à", "new": "istanbul"}})");
+  sandbox.Write("values.json", R"({"name": {"old": "ISTANBUL.example", "new": "istanbul"}})");
   sandbox.Write("bad.json", R"({"port": 1234567.5})");
   const std::vector<std::vector<std::string>> requests = {
       {"apply", "--template", "site.template", "--set", "port=1234567", "--values", "values.json"},
@@ -77,8 +77,8 @@ TEST(Program, SaysTheSameInEveryLocale) {
   const std::vector<std::string> outcomes = OutcomesIn(kLocale, sandbox);
   EXPECT_EQ(outcomes, OutcomesIn("C", sandbox));
   EXPECT_EQ(outcomes[0],
-            "0\nserver {\nserver_name istanbul;\nlisten 1234567;\nroot /\xe0\xa0\x85;\n"
-            "listen 127.0.0.1:1234567;\nI istanbul;\n}\n");
+            "0\nserver {\nserver_name istanbul \xc3\xa0;\nlisten 1234567;\n"
+            "listen 127.0.0.1:1234567;\nroot /\xe0\xa0\x85;\nI istanbul;\n}\n");
 }
 
 }  // namespace

@@ -456,6 +456,153 @@ std::string SequenceSteps(const SequenceWords& words) {
   return text;
 }
 
+// --- Plain sites ---
+
+// In each text "@" is the name of the site.
+struct SiteWords {
+  std::vector<std::string> outer;        // openings that may stand around the sites; "": none
+  std::string site;                      // the opening of one
+  std::string name;                      // the directive that names it
+  std::string value_name;                // the same in a template, with the value "a"
+  std::vector<std::string> lines;        // of sites
+  std::vector<std::string> inner;        // openings of the blocks in them
+  std::vector<std::string> value_inner;  // the same with a value, of templates only
+  std::vector<std::string> inner_lines;
+  std::vector<std::string> value_lines;  // of templates, for sites and their blocks
+  std::string closing;
+};
+
+const SiteWords kNginxSites = {
+    {""},  // the engine closes an http around the sites twice
+    "server {",
+    "server_name @;",
+    "server_name {% $a %};",
+    {"listen 80;",
+     "listen 1.1.1.1:80;",
+     "listen 1.1.1.1:81 ssl;",
+     "listen [::1]:80;",
+     "root /a;",
+     "root /x;",
+     "index i;",
+     "gzip on;",
+     "gzip off;",
+     "add_header X x;",
+     "add_header Y y;",
+     "# note",
+     "allow 1.1.1.1;",
+     "deny all;",
+     "error_page 404 /404;",
+     "error_page 500 /500;",
+     "access_log logs/a.log;",
+     "ssl on;",
+     "ssl_protocols TLSv1.2;",
+     "client_max_body_size 1m;"},
+    {"location / {", "location /a {", "location /x {", "location = /y {", "if ($x) {"},
+    {"location {% $p %} {", "location = {% $p %} {"},
+    {"root /a;", "root /x;", "try_files x y;", "deny all;", "allow 1.1.1.1;", "return 404;",
+     "proxy_pass http://a;", "proxy_set_header A a;", "# inner"},
+    {"root {% $p %};", "root [% $p %];", "index [% $n %];", "access_log logs/{% $a %}.log;",
+     "listen {% $ip %}:80;", "add_header X {% $a %};", "add_header Z {% $n %};",
+     "add_header X [% $n %];", "error_page [% $n %];", "error_page 404 [% $n %];",
+     "proxy_pass http://{% $a %};", "gzip {% $none %};", "allow {% $ip %};",
+     "client_max_body_size {% $n %};", "ssl_protocols [% $n %];"},
+    "}"};
+
+const SiteWords kApacheSites = {
+    {"", "", "<IfModule mod_ssl.c>"},
+    "<VirtualHost @>",
+    "ServerName @",
+    "ServerName {% $a %}",
+    {"ServerAlias www.a", "ServerAlias x y", "DocumentRoot /a", "DocumentRoot /x", "# note",
+     "DirectoryIndex i", "ErrorLog logs/a", "ErrorDocument 404 /404", "ErrorDocument 500 /500",
+     "Header set X x", "SetEnv A a", "SetEnv B b", "Timeout 5", "php_admin_value a 1",
+     "php_admin_value x 1", "Alias /x /y"},
+    {"<Directory /a>", "<Directory /x>", "<Location />", "<Location /x>", "<Files x>"},
+    {"<Directory {% $p %}>", "<Location {% $p %}>"},
+    {"Require all granted", "Require ip 1.1.1.1", "AllowOverride None", "Options Indexes",
+     "SetEnv C c", "# inner", "DirectoryIndex i"},
+    {"DocumentRoot {% $p %}", "DocumentRoot [% $p %]", "ServerAlias {% $a %}",
+     "ServerAlias [% $n %]", "DirectoryIndex [% $n %]", "DirectoryIndex {% $n %}",
+     "ErrorDocument 404 [% $n %]", "ErrorDocument [% $n %]", "SetEnv A {% $a %}",
+     "SetEnv A [% $n %]", "php_admin_value a [% $n %]", "Require ip {% $ip %}",
+     "Timeout {% $none %}", "Alias /x {% $p %}"},
+    ""};
+
+// At least `least` and less than `limit` of `texts`, each at most once, in any order.
+std::vector<std::string> Some(std::vector<std::string> texts, int least, int limit) {
+  std::vector<std::string> some;
+  for (int i = least + Below(limit - least); i > 0 && !texts.empty(); --i) {
+    const int drawn = Below(static_cast<int>(texts.size()));
+    const auto at = texts.begin() + drawn;
+    some.push_back(*at);
+    texts.erase(at);
+  }
+  return some;
+}
+
+std::vector<std::string> Joined(std::vector<std::string> first,
+                                const std::vector<std::string>& second) {
+  first.insert(first.end(), second.begin(), second.end());
+  return first;
+}
+
+std::string Named(const std::string& pattern, const std::string& name) {
+  const std::size_t place = pattern.find('@');
+  return place == std::string::npos ? pattern : std::string(pattern).replace(place, 1, name);
+}
+
+std::string ClosingOf(const SiteWords& words, const std::string& opening) {
+  if (!words.closing.empty()) return words.closing;
+  return "</" + opening.substr(1, opening.find(' ') - 1) + ">";
+}
+
+// In a template the engine takes the blanks before an opening line for a part of its new name.
+std::string BlockText(const SiteWords& words, const std::string& opening, const std::string& body,
+                      bool in_template) {
+  return opening + "\n" + (in_template ? body : Indented(body)) + ClosingOf(words, opening) + "\n";
+}
+
+std::string MaybeInBranch(const std::string& text) {
+  const int kind = Below(9);
+  if (kind <= 5) return text;
+  return (kind == 6 ? "{% if $on %}\n" : "{% if $none %}\n") + text + "{% endif %}\n";
+}
+
+// A site in a file, or of a template with values and branches.
+std::string SiteText(const SiteWords& words, const std::string& name, bool in_template) {
+  const auto wrapped = [in_template](const std::string& text) {
+    return in_template ? MaybeInBranch(text) : text;
+  };
+  const auto with_values = [&](const std::vector<std::string>& lines) {
+    return in_template ? Joined(lines, words.value_lines) : lines;
+  };
+  const bool by_value = in_template && name == "a";
+  std::string body = Named(by_value ? words.value_name : words.name, name) + "\n";
+  for (const std::string& line : Some(with_values(words.lines), 0, in_template ? 4 : 7)) {
+    body += wrapped(line + "\n");
+  }
+  const bool other_inner = in_template && Below(3) == 0;
+  const auto inner = other_inner ? Joined(words.inner, words.value_inner) : words.inner;
+  for (const std::string& opening : Some(inner, 0, 3)) {
+    std::string lines;
+    for (const std::string& line : Some(with_values(words.inner_lines), 1, 4)) {
+      lines += wrapped(line + "\n");
+    }
+    body += wrapped(BlockText(words, opening, lines, in_template));
+  }
+  return BlockText(words, Named(words.site, name), body, in_template);
+}
+
+std::string SitesText(const SiteWords& words, const std::string& outer, bool in_template) {
+  std::string text;
+  const std::vector<std::string> names = {"a", "d", "e", "f"};
+  for (const std::string& name : in_template ? Some(names, 1, 3) : Some(names, 3, 5)) {
+    const std::string site = SiteText(words, name, in_template);
+    text += in_template ? MaybeInBranch(site) : site;
+  }
+  return outer.empty() ? text : BlockText(words, outer, text, in_template);
+}
+
 template <class Testable>
 std::string Report(const Testable& testable) {
   const rc::detail::TestResult result = rc::detail::checkTestable(testable);
@@ -528,5 +675,15 @@ std::string ForAllFilesOf(const std::string& dialect, PairLaw law) {
     const std::string config = *file;
     const std::string template_text = *text;
     Require(law(config, template_text));
+  });
+}
+
+std::string ForAllPlainSites(const std::string& dialect, PairLaw law) {
+  const SiteWords& words = dialect == "nginx" ? kNginxSites : kApacheSites;
+  return Report([&] {
+    const std::string outer = One(words.outer);
+    const std::string config = SitesText(words, outer, false);
+    const std::string text = SitesText(words, outer, true);
+    Require(law(config, text));
   });
 }

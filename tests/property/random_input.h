@@ -48,3 +48,9 @@ std::string ForAllSequences(const std::string& dialect, PairLaw law);
 
 // Two section paths, often related.
 std::string ForAllPaths(PairLaw law);
+
+// A file of `dialect` and a template, as the engine would write them: one directive a line, tabs,
+// no blank lines, no two blocks of one parent with one name. The template names blocks of the file
+// with lines that they have, or might have. The values are those of ForAllFilesOf, and "p" for
+// paths.
+std::string ForAllPlainSites(const std::string& dialect, PairLaw law);

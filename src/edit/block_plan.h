@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// What becomes of the directives of one block.
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <string>
+
+#include "edit/contents.h"
+#include "edit/finding.h"
+#include "edit/layout.h"
+#include "edit/plan.h"
+#include "edit/request.h"
+#include "edit/template_tree.h"
+
+namespace edit {
+
+// What a plan is made for and of.
+struct Planning {
+  const Request& request;
+  const TemplateTree& tree;
+  const std::string& config_name;
+  Contents& contents;
+  Layout& layout;
+  Findings& findings;
+  Plan& plan;
+};
+
+// Carries out those lines of the template's block `block` that are directives and comments, on the
+// block `at`. `inner` says which blocks inside of that the blocks of the template are.
+void PlanBlock(const Planning& planning, std::size_t block, BlockId at,
+               const std::map<std::size_t, BlockId>& inner);
+
+}  // namespace edit

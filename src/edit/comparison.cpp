@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "edit/comparison.h"
+
+#include <algorithm>
+
+#include "document/ascii.h"
+#include "document/meaning.h"
+
+namespace edit {
+
+using tov_document::SameName;
+
+Role RoleOf(Dialect dialect, std::string_view name) {
+  if (dialect == Dialect::kNginx) {
+    if (name == "server_name") return Role::kNames;
+    return name == "listen" ? Role::kAddress : Role::kPlain;
+  }
+  for (const char* const naming : {"ServerName", "ServerAlias"}) {
+    if (SameName(dialect, name, naming)) return Role::kNames;
+  }
+  return SameName(dialect, name, "Options") ? Role::kOptions : Role::kPlain;
+}
+
+namespace {
+
+// nginx reads "location = /x" and "location =/x" alike.
+std::string JoinedArguments(const Texts& words) {
+  std::string joined;
+  for (std::size_t i = 1; i < words.size(); ++i) joined += words[i];
+  return joined;
+}
+
+bool IsLocation(Dialect dialect, const Texts& words) {
+  return dialect == Dialect::kNginx && words.front() == "location" && words.size() <= 3;
+}
+
+bool HasSign(const Texts& words) {
+  const std::string& first = words[1];
+  return !first.empty() && std::string_view("=~^").find(first.front()) != std::string_view::npos;
+}
+
+}  // namespace
+
+bool SameWords(Dialect dialect, const Texts& a, const Texts& b) {
+  if (a.empty() || b.empty()) return a.size() == b.size();
+  if (!SameName(dialect, a.front(), b.front())) return false;
+  if (a.size() == b.size()) return std::equal(a.begin() + 1, a.end(), b.begin() + 1);
+  const bool locations = IsLocation(dialect, a) && IsLocation(dialect, b);
+  return locations && a.size() > 1 && b.size() > 1 && HasSign(a) && HasSign(b) &&
+         JoinedArguments(a) == JoinedArguments(b);
+}
+
+bool BeginsWith(Dialect dialect, const Texts& words, const Beginning& beginning) {
+  const std::size_t count = beginning.words.size();
+  if (words.size() < count || (count == 0 && words.empty())) return false;
+  for (std::size_t i = 0; i < count; ++i) {
+    const bool same =
+        i == 0 ? SameName(dialect, words[i], beginning.words[i]) : words[i] == beginning.words[i];
+    if (!same) return false;
+  }
+  if (beginning.next.empty()) return true;
+  return words.size() > count &&
+         words[count].compare(0, beginning.next.size(), beginning.next) == 0;
+}
+
+bool IsVirtualHost(Dialect dialect, std::string_view name) {
+  return dialect == Dialect::kApache && tov_document::IsServer(dialect, name);
+}
+
+bool SameHead(Dialect dialect, const Texts& a, const Texts& b) {
+  if (a.empty() || b.empty() || !SameName(dialect, a.front(), b.front())) return false;
+  if (!IsVirtualHost(dialect, a.front())) return SameWords(dialect, a, b);
+  return ShareOne(AddressesIn(dialect, a), AddressesIn(dialect, b));
+}
+
+Texts NamesIn(Dialect dialect, const Texts& words) {
+  Texts names;
+  if (words.empty() || RoleOf(dialect, words.front()) != Role::kNames) return names;
+  for (std::size_t i = 1; i < words.size(); ++i) {
+    names.push_back(tov_document::NormalName(dialect, words[i]));
+  }
+  return names;
+}
+
+Texts AddressesIn(Dialect dialect, const Texts& words) {
+  Texts addresses;
+  for (std::size_t i = 1; i < words.size(); ++i) {
+    addresses.push_back(tov_document::NormalAddress(dialect, words[i]));
+  }
+  return addresses;
+}
+
+bool AreMixedOptions(const Texts& words) {
+  bool with_sign = false;
+  bool without = false;
+  bool whole = false;
+  bool mixed = false;
+  for (const std::string& word : words) {
+    if (word.find_first_of("$%@") != std::string::npos) return false;
+    const bool sign = !word.empty() && (word.front() == '+' || word.front() == '-');
+    mixed = mixed || (sign ? without && !whole : with_sign);
+    whole = whole || (!without && (tov_document::SameLetters(word, "None") ||
+                                   tov_document::SameLetters(word, "All")));
+    (sign ? with_sign : without) = true;
+  }
+  return mixed;
+}
+
+bool Contains(const Texts& texts, const std::string& text) {
+  return std::find(texts.begin(), texts.end(), text) != texts.end();
+}
+
+bool ShareOne(const Texts& a, const Texts& b) {
+  return std::any_of(a.begin(), a.end(),
+                     [&b](const std::string& text) { return Contains(b, text); });
+}
+
+}  // namespace edit

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// Directives and blocks of a template beside those of a configuration, compared as the servers do.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "document/document.h"
+#include "edit/template_tree.h"
+
+namespace edit {
+
+using Texts = std::vector<std::string>;
+
+// What a directive's words are to its server.
+enum class Role {
+  kPlain,    // one text: they count as they stand
+  kNames,    // names of the server, in any order
+  kAddress,  // an address, and its options in any order
+  kOptions   // words in any order
+};
+
+Role RoleOf(Dialect dialect, std::string_view name);
+
+// Whether two directives, or two heads of blocks, are one: the name in any case in Apache, a
+// location of nginx with a blank behind its sign or without, all other words as they are.
+bool SameWords(Dialect dialect, const Texts& a, const Texts& b);
+
+// Whether `words` begin so.
+bool BeginsWith(Dialect dialect, const Texts& words, const Beginning& beginning);
+
+// Whether the heads are those of one block: two of <VirtualHost> are when they share an address.
+bool SameHead(Dialect dialect, const Texts& a, const Texts& b);
+
+// Whether blocks of this name are Apache's <VirtualHost>.
+bool IsVirtualHost(Dialect dialect, std::string_view name);
+
+// The names that a directive of a server states, in normal form; none for other directives.
+Texts NamesIn(Dialect dialect, const Texts& words);
+
+// The words from the second on, in the normal form of addresses.
+Texts AddressesIn(Dialect dialect, const Texts& words);
+
+// Whether Apache's Options would be refused for words with a sign beside words without one: those
+// may only come first, and only when "None" or "All" is the first of them. What a variable stands
+// for is not known. `words` are the arguments.
+bool AreMixedOptions(const Texts& words);
+
+bool Contains(const Texts& texts, const std::string& text);
+bool ShareOne(const Texts& a, const Texts& b);
+
+}  // namespace edit

@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// What stands in the blocks of a document, read when somebody asks for it.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "document/document.h"
+#include "document/places.h"
+#include "edit/finding.h"
+
+namespace edit {
+
+using tov_document::BlockId;
+using tov_document::Dialect;
+using tov_document::Document;
+using tov_document::Span;
+
+// A directive, a comment or a block. Blanks, and what is not read, are left out.
+struct Child {
+  tov_document::NodeKind kind = tov_document::NodeKind::kDirective;
+  Span bytes;
+  BlockId block = tov_document::kWholeText;  // which one it is: of a block only
+
+  // Of a directive, or of a block's head; none for a comment.
+  std::vector<tov_document::Word> words;
+  std::vector<std::string> values;  // what the server makes of each
+
+  bool IsDirective() const { return kind == tov_document::NodeKind::kDirective; }
+  bool IsBlock() const { return kind == tov_document::NodeKind::kBlock; }
+};
+
+class Contents {
+ public:
+  // `document` must outlive it.
+  explicit Contents(const Document& document) : m_document(document), m_places(document.text()) {}
+
+  const Document& document() const { return m_document; }
+  Dialect dialect() const { return m_document.dialect(); }
+
+  // In the order of the text. The reference stays valid. Cost: reads the block once.
+  const std::vector<Child>& Of(BlockId block);
+
+  // What a block's head says, as Child::values.
+  std::vector<std::string> HeadOf(BlockId block) const;
+
+  // Where a byte of the text stands, in the file `name`.
+  FilePlace PlaceOf(const std::string& name, std::size_t offset) const;
+
+ private:
+  const Document& m_document;
+  tov_document::Places m_places;
+  std::unordered_map<BlockId, std::vector<Child>> m_read;
+};
+
+}  // namespace edit

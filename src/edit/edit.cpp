@@ -1,0 +1,211 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "edit/edit.h"
+
+#include <algorithm>
+#include <map>
+#include <optional>
+#include <utility>
+
+#include "document/meaning.h"
+#include "edit/address.h"
+#include "edit/comparison.h"
+#include "edit/contents.h"
+#include "edit/layout.h"
+#include "edit/plan.h"
+#include "edit/template_tree.h"
+
+namespace edit {
+namespace {
+
+class Editor {
+ public:
+  Editor(const Request& request, std::string_view text, const std::string& name)
+      : m_request(request), m_text(text), m_name(name) {}
+
+  Result Run(EditReport* report) {
+    const TemplateTree tree = ReadTemplate(m_request, m_findings);
+    if (!m_findings.refusals.empty()) {
+      if (report != nullptr) *report = ReportOf(tree);
+      return Finish(std::string(m_text));
+    }
+    const Document document(m_request.dialect, m_text);
+    CheckSyntax(document);
+    Contents contents(document);
+    const std::vector<Match> matches =
+        FindBlocks(tree, contents, m_name, m_request.all, m_findings);
+    m_result.skipped = m_request.skip_missing && HasNoBlock(matches);
+    if (!m_result.skipped) CheckMissing(tree, contents, matches);
+    Layout layout(contents);
+    Plan plan;
+    if (!m_result.skipped) {
+      plan = MakePlan(m_request, tree, matches, m_name, contents, layout, m_findings);
+    }
+    std::string edited = layout.IsChanged() ? layout.Text() : std::string(m_text);
+    if (m_findings.refusals.empty() && layout.IsChanged()) CheckResult(document, edited, plan);
+    if (report != nullptr) {
+      *report = ReportEdit({m_request, tree, matches, contents, plan, m_name});
+      report->edits = layout.Edits();
+    }
+    return Finish(std::move(edited));
+  }
+
+ private:
+  Result Finish(std::string edited) {
+    m_result.text = m_findings.refusals.empty() ? std::move(edited) : std::string(m_text);
+    m_result.refusals = std::move(m_findings.refusals);
+    m_result.warnings = std::move(m_findings.warnings);
+    return std::move(m_result);
+  }
+
+  // What is known of a template that cannot be carried out.
+  EditReport ReportOf(const TemplateTree& tree) const {
+    const Document document(m_request.dialect, m_text);
+    const Contents contents(document);
+    return ReportEdit({m_request, tree, {}, contents, {}, m_name});
+  }
+
+  bool IsForced(const char* name) const { return m_request.forced.count(name) != 0; }
+
+  void Refuse(const char* name, const std::string& message) {
+    if (!IsForced(name)) m_findings.refusals.push_back({name, message});
+  }
+
+  void CheckSyntax(const Document& document) {
+    if (!document.error()) return;
+    const Contents contents(document);
+    std::string message =
+        Shown(contents.PlaceOf(m_name, document.error()->at)) + ": " + Describe(*document.error());
+    if (document.error()->opened && *document.error()->opened != document.error()->at) {
+      message += "; open since " + Shown(contents.PlaceOf(m_name, *document.error()->opened));
+    }
+    Refuse("syntax", message + ". The server would not take this file: mend it first");
+  }
+
+  // The whole text is the first match.
+  bool HasNoBlock(const std::vector<Match>& matches) const {
+    return matches.size() > 1 && std::none_of(matches.begin() + 1, matches.end(),
+                                              [](const Match& match) { return match.at; });
+  }
+
+  void CheckMissing(const TemplateTree& tree, const Contents& contents,
+                    const std::vector<Match>& matches) {
+    for (std::size_t i = 1; i < matches.size(); ++i) {
+      const Match& match = matches[i];
+      const TemplateBlock& block = tree.blocks[match.block];
+      if (!block.enabled) continue;
+      const TemplateLine& opening = tree.lines[block.opening];
+      if (match.at) {
+        if (m_request.create == Create::kOnly && block.parent == 0) {
+          m_findings.refusals.push_back({"exists", Shown(opening.place) +
+                                                       ": this block is there already, " +
+                                                       Described(contents, m_name, *match.at) +
+                                                       ", and only new ones are to be made"});
+        }
+        continue;
+      }
+      const bool renamed = SaysRenamed(tree, m_request.dialect, match.block);
+      if (!renamed && m_request.create != Create::kNever) continue;
+      Refuse("unmatched-section",
+             Shown(opening.place) + ": there is no " +
+                 SoughtBlock(tree, m_request.dialect, match.block) + " in " + m_name +
+                 Candidates(contents, opening) +
+                 (renamed ? ". Correct the old value, or leave it out for a new block"
+                          : ". It is not made, as was asked"));
+    }
+  }
+
+  // The first blocks of the same kind, for a message.
+  std::string Candidates(const Contents& contents, const TemplateLine& opening) const {
+    constexpr std::size_t kMost = 3;
+    const std::optional<Written>& head = opening.was ? opening.was : opening.now;
+    if (!head) return std::string();
+    std::string listed;
+    std::size_t count = 0;
+    const Document& document = contents.document();
+    for (BlockId id = 1; id < document.blocks().size() && count < kMost; ++id) {
+      const std::vector<std::string> words = contents.HeadOf(id);
+      if (words.front() != head->words.front()) continue;
+      listed += (count++ == 0 ? "; there are " : ", ") + Described(contents, m_name, id);
+    }
+    return listed;
+  }
+
+  // The result is what was meant when the server reads the same blocks in it, but for those that
+  // were made and removed.
+  void CheckResult(const Document& before, const std::string& edited, const Plan& plan) {
+    if (before.error()) return;
+    const Document after(m_request.dialect, edited);
+    if (after.error()) {
+      const Contents contents(after);
+      Refuse("syntax", Shown(contents.PlaceOf(m_name, after.error()->at)) +
+                           " of the edited text: " + Describe(*after.error()) +
+                           ". The server would not take it");
+      return;
+    }
+    if (plan.identities) CheckCollisions(before, after);
+    const std::size_t wanted = before.blocks().size() + plan.made_blocks - plan.removed_blocks;
+    if (plan.raw || after.blocks().size() == wanted) return;
+    Refuse("syntax", m_name + ": the edited text would have other blocks than the template means");
+  }
+
+  // Of two servers with one name on one address the server ignores the second one.
+  void CheckCollisions(const Document& before, const Document& after) {
+    const Answers known = AnswersOf(before);
+    for (const auto& [answer, servers] : AnswersOf(after)) {
+      if (servers.size() < 2) continue;
+      const auto old = known.find(answer);
+      if (old != known.end() && old->second.size() >= servers.size()) continue;
+      const Contents contents(after);
+      std::string listed;
+      for (const BlockId id : servers) {
+        listed += (listed.empty() ? "" : " and ") + Described(contents, m_name, id);
+      }
+      Refuse("collision", listed + " of the edited text " + (servers.size() == 2 ? "both" : "all") +
+                              " answer to " + Quoted(answer.first) + " on " + answer.second +
+                              ", and the server would ignore all but the first of them");
+      return;
+    }
+  }
+
+  // By a name and an address the servers that answer to them.
+  using Answers = std::map<std::pair<std::string, std::string>, std::vector<BlockId>>;
+
+  static Answers AnswersOf(const Document& document) {
+    Answers answers;
+    for (BlockId id = 1; id < document.blocks().size(); ++id) {
+      const auto words = document.HeadWords(id);
+      if (!tov_document::IsServer(document.dialect(), document.Value(words.front()))) continue;
+      const Texts names = tov_document::ServerNames(document, id);
+      Texts addresses = tov_document::ServerAddresses(document, id);
+      if (addresses.empty()) addresses.emplace_back("*:80");
+      for (const std::string& name : names) {
+        for (const std::string& address : addresses) {
+          std::vector<BlockId>& servers = answers[{name, address}];
+          if (servers.empty() || servers.back() != id) servers.push_back(id);
+        }
+      }
+    }
+    return answers;
+  }
+
+  const Request& m_request;
+  const std::string_view m_text;
+  const std::string& m_name;
+  Findings m_findings;
+  Result m_result;
+};
+
+}  // namespace
+
+Result Edit(const Request& request, std::string_view text, const std::string& name) {
+  return Editor(request, text, name).Run(nullptr);
+}
+
+Explained Explain(const Request& request, std::string_view text, const std::string& name) {
+  Explained explained;
+  explained.result = Editor(request, text, name).Run(&explained.report);
+  return explained;
+}
+
+}  // namespace edit

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// The careful edit of a configuration: a template is carried out on the blocks that it means, and
+// on nothing else. Start here.
+//
+//   edit::Request request;
+//   request.dialect = edit::Dialect::kNginx;
+//   request.template_text = "server {\n  server_name {% $name %};\n}\n";
+//   request.values["name"] = {"a.example", "b.example"};
+//   const edit::Result result = edit::Edit(request, text, "site.conf");
+//   if (result.refusals.empty()) use(result.text);
+//
+// The text is read as its server reads it (src/document), the template by the engine
+// (src/template). template_tree.h makes a tree of the template, address.h finds its blocks, plan.h
+// decides what becomes of their directives, layout.h writes that into the text.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "edit/finding.h"
+#include "edit/report.h"
+#include "edit/request.h"
+
+namespace edit {
+
+struct Result {
+  std::string text;      // edited; as it was, when the edit is refused
+  bool skipped = false;  // the text has none of the template's blocks, see Request::skip_missing
+  std::vector<Finding> refusals;
+  std::vector<Finding> warnings;
+};
+
+// Carries `request` out on `text`. Only what the edit is for differs in the result; where nothing
+// has to change, it is the same byte by byte. An edit that would do other than the template says is
+// refused: the result holds the reasons. `name` stands for the text in messages.
+//
+// Throws std::length_error for a text of 4 GiB or more, and what the request's importer throws.
+// Cost: two passes over the text, one before the edit and one after; the rest depends on the blocks
+// that the template means.
+Result Edit(const Request& request, std::string_view text, const std::string& name);
+
+// The same edit, and what became of each line of the template. Of a refused edit the report tells
+// what would be done but for the refusals.
+struct Explained {
+  Result result;
+  EditReport report;
+};
+Explained Explain(const Request& request, std::string_view text, const std::string& name);
+
+}  // namespace edit

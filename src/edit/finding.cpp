@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "edit/finding.h"
+
+#include "document/ascii.h"
+
+namespace edit {
+
+std::string Shown(const FilePlace& place) {
+  std::string text = place.file;
+  if (place.line != 0) text += ":" + std::to_string(place.line);
+  if (place.column != 0) text += ":" + std::to_string(place.column);
+  return text;
+}
+
+std::string Printable(std::string_view text) {
+  std::string result(text);
+  for (char& byte : result) {
+    const auto code = static_cast<unsigned char>(byte);
+    if ((code < 0x20 && byte != '\t') || code == 0x7f) byte = '?';
+  }
+  return result;
+}
+
+std::string Quoted(std::string_view text) {
+  constexpr std::size_t kMost = 100;
+  constexpr std::string_view kBlanks = " \t\r\n\v\f";
+  std::string line;
+  for (std::size_t at = 0; line.size() <= kMost;) {
+    at = text.find_first_not_of(kBlanks, at);
+    if (at == std::string_view::npos) break;
+    const std::size_t end = text.find_first_of(kBlanks, at);
+    if (!line.empty()) line += ' ';
+    line += text.substr(at, end - at);
+    at = end;
+    if (at == std::string_view::npos) break;
+  }
+  const bool cut = line.size() > kMost;
+  return "'" + Printable(std::string_view(line).substr(0, kMost)) + (cut ? "...'" : "'");
+}
+
+const std::vector<FindingKind> kForcedRefusals = {
+    {"unmatched-section", "a block of the template is nowhere, and is not new"},
+    {"other-value", "a directive that may stand only once has another value"},
+    {"collision",
+     "two servers come to answer to one name on one address, or two locations are one"},
+    {"mixed-options", "Options words that httpd does not take together"},
+    {"unused-value", "no line of the template uses a value"},
+    {"syntax", "the server would not take the configuration"},
+};
+
+const std::vector<FindingKind> kFirmRefusals = {
+    {"ambiguous", "several blocks, or directives, fit what the template says"},
+    {"exists", "a block is there already, and only new ones are to be made"},
+    {"not-found", "what is to be removed is not there"},
+    {"missing-value", "a value is missing without which a block cannot be found"},
+    {"value", "a value makes more, or fewer, words than its place stands for"},
+    {"import", "a file that the template imports is not there, or comes twice"},
+    {"template", "the template cannot be carried out as it is written"},
+};
+
+const std::vector<FindingKind> kEditWarnings = {
+    {"missing-value", "a value of a template line is missing: the line does nothing"},
+    {"not-removed", "a block that may be meant to go stays"},
+    {"second-line", "a line is added beside one of the same directive"},
+};
+
+}  // namespace edit

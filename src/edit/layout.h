@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// How changes stand in the text: whatever is not changed keeps its bytes, and what is new looks
+// like its neighbours.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "edit/contents.h"
+
+namespace edit {
+
+// A word that a directive is to have.
+struct NewWord {
+  std::string value;    // what the server makes of it
+  std::string spelled;  // how the template writes it
+};
+
+// Lines of a text that others stand for in the edited text.
+struct TextEdit {
+  std::size_t line = 1;            // the number of the first one, from 1
+  std::size_t count = 0;           // how many; 0: the others come before that one
+  std::string text;                // the others, with their line ends
+  std::vector<std::size_t> lines;  // of the template, whose doing it is
+};
+
+// Collects the changes of one text. `line` always is the template's line that is the reason.
+class Layout {
+ public:
+  // Both must outlive it.
+  explicit Layout(Contents& contents);
+
+  // Gives a directive, or a block's head, other words; a name in another case stays. Words that
+  // stay keep their bytes and what stands between them; a word that changes keeps its quotes where
+  // its new value allows.
+  void ChangeWords(const Child& child, const std::vector<NewWord>& words, std::size_t line);
+
+  // Puts `text` in the place of `bytes`.
+  void Replace(Span bytes, const std::string& text, std::size_t line);
+
+  // Takes a directive, comment or block away: with its lines, where nothing else stands on them. A
+  // block takes along the blank line that it would leave behind.
+  void Remove(const Child& child, std::size_t line);
+
+  // Where something new goes.
+  struct Place {
+    BlockId block = tov_document::kWholeText;
+    enum class Kind { kBehind, kBefore, kAtEnd } kind = Kind::kAtEnd;
+    std::size_t child = 0;  // the position among the block's contents; not for kAtEnd
+  };
+
+  // Puts lines there, the first one indented like its neighbours, the others as much more as they
+  // are deeper: `depths` has a number for each line. Several for one place come one after the
+  // other.
+  void Add(const Place& place, const std::vector<std::string>& lines,
+           const std::vector<std::size_t>& depths, bool blank_before, std::size_t line);
+
+  // The edited text.
+  std::string Text();
+
+  // The same as edits of lines, in their order. They do not touch.
+  std::vector<TextEdit> Edits();
+
+  bool IsChanged() const { return !m_patches.empty() || !m_removals.empty(); }
+
+ private:
+  struct Patch {
+    std::size_t begin = 0;
+    std::size_t end = 0;
+    std::string text;
+    std::size_t line = 0;
+  };
+
+  struct Removal {
+    Span bytes;
+    BlockId block = tov_document::kWholeText;  // of a block only
+    std::size_t line = 0;
+  };
+
+  std::size_t LineBegin(std::size_t offset) const;
+  std::size_t LineEnd(std::size_t offset) const;
+  std::string_view IndentationAt(std::size_t offset) const;
+  bool IsFirstOnLine(std::size_t offset) const;
+  bool EndsLine(std::size_t offset) const;
+  bool IsBlankLine(std::size_t begin) const;
+  std::string NewEnd() const;
+  const std::string& Step();
+  std::string IndentationIn(BlockId block);
+
+  std::size_t BeginWithComments(const std::vector<Child>& children, std::size_t child) const;
+  void AddLines(std::size_t at, const std::string& indentation,
+                const std::vector<std::string>& lines, const std::vector<std::size_t>& depths,
+                bool blank_before, std::size_t line);
+  bool HoldsComment(const std::vector<std::string>& lines) const;
+  void AddInline(std::size_t at, const std::string& before, const std::vector<std::string>& lines,
+                 const std::string& behind, std::size_t line);
+  void AddAtEnd(BlockId block, const std::vector<std::string>& lines,
+                const std::vector<std::size_t>& depths, bool blank_before, std::size_t line);
+
+  void FinishRemovals();
+  void LeaveLineEnd(Patch& removal);
+  Span RemovedBytes(const Removal& removal) const;
+  Span RemovedBesideOthers(Span bytes) const;
+  void TakeBlankLine(BlockId block, std::size_t& begin, std::size_t& end) const;
+  std::size_t SkipBlanksAndRemoved(std::size_t from) const;
+  std::size_t BackOverBlanksAndRemoved(std::size_t from) const;
+
+  Contents& m_contents;
+  const Document& m_document;
+  std::string_view m_text;
+  std::vector<Patch> m_patches;
+  std::vector<Removal> m_removals;
+  std::optional<std::string> m_step;
+};
+
+}  // namespace edit

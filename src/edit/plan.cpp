@@ -1,0 +1,287 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "edit/plan.h"
+
+#include <algorithm>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "document/meaning.h"
+#include "edit/block_plan.h"
+#include "edit/comparison.h"
+#include "edit/placement.h"
+#include "edit/word_directives.h"
+
+namespace edit {
+namespace {
+
+using Kind = TemplateLine::Kind;
+
+// The lines of a block that is new: what the template has twice comes once, and Apache's Options of
+// one block are one directive.
+class NewBlock {
+ public:
+  explicit NewBlock(Dialect dialect) : m_dialect(dialect) {}
+
+  // False: Options have come together that httpd does not take so.
+  bool Add(const TemplateLine& line) {
+    if (line.kind == Kind::kClosing) m_open.pop_back();
+    if (line.kind == Kind::kOpening || line.kind == Kind::kClosing) {
+      AddText(line.now->text);
+      if (line.kind == Kind::kOpening) m_open.emplace_back();
+      return true;
+    }
+    Level& level = m_open.back();
+    const bool options = line.kind == Kind::kDirective && !line.raw &&
+                         RoleOf(m_dialect, line.now->words.front()) == Role::kOptions;
+    if (options) return AddOptions(level, *line.now);
+    const auto [known, is_new] = level.known.emplace(line.now->text, m_lines.size());
+    if (is_new) AddText(line.now->text);
+    m_last = known->second;
+    return true;
+  }
+
+  // The line that the one that was added last has become, or is a part of.
+  std::size_t last() const { return m_last; }
+
+  const std::vector<std::string>& lines() const { return m_lines; }
+  const std::vector<std::size_t>& depths() const { return m_depths; }
+
+ private:
+  struct Level {
+    std::map<std::string, std::size_t> known;  // and their numbers
+    Texts options;                             // their words, without the name
+    std::size_t line = 0;                      // theirs
+  };
+
+  void AddText(const std::string& text) {
+    m_last = m_lines.size();
+    m_lines.push_back(text);
+    m_depths.push_back(m_open.size());
+  }
+
+  bool AddOptions(Level& level, const Written& written) {
+    const bool first = level.options.empty();
+    if (first) {
+      level.line = m_lines.size();
+      AddText(written.spelled.front());
+    }
+    m_last = level.line;
+    const bool was_mixed = AreMixedOptions(level.options);
+    for (std::size_t i = 1; i < written.words.size(); ++i) {
+      if (Contains(level.options, written.words[i])) continue;
+      level.options.push_back(written.words[i]);
+      m_lines[level.line] += " " + written.spelled[i];
+    }
+    return was_mixed || !AreMixedOptions(level.options);
+  }
+
+  const Dialect m_dialect;
+  std::vector<std::string> m_lines;
+  std::vector<std::size_t> m_depths;
+  std::vector<Level> m_open;
+  std::size_t m_last = 0;
+};
+
+class Planner {
+ public:
+  Planner(const Planning& planning, const std::vector<Match>& matches)
+      : m_planning(planning), m_matches(matches) {}
+
+  void Run() {
+    for (std::size_t i = 0; i < m_matches.size(); ++i) {
+      const Match& match = m_matches[i];
+      const TemplateBlock& block = m_planning.tree.blocks[match.block];
+      if (!block.enabled) {
+        if (match.at) RemoveBlock(block, *match.at);
+        if (!match.at) MissBlock(block);
+      } else if (!match.at) {
+        if (!IsElsewhere(match.block)) AddBlock(match, block);
+      } else {
+        if (match.block != 0) ChangeHead(block, *match.at);
+        PlanBlock(m_planning, match.block, *match.at, InnerOf(i));
+      }
+    }
+  }
+
+ private:
+  const Document& document() const { return m_planning.contents.document(); }
+  Dialect dialect() const { return m_planning.request.dialect; }
+
+  std::map<std::size_t, BlockId> InnerOf(std::size_t parent) const {
+    std::map<std::size_t, BlockId> inner;
+    for (std::size_t i = parent + 1; i < m_matches.size(); ++i) {
+      if (m_matches[i].parent == parent && m_matches[i].at) {
+        inner.emplace(m_matches[i].block, *m_matches[i].at);
+      }
+    }
+    return inner;
+  }
+
+  // Of several blocks around, one may have it already.
+  bool IsElsewhere(std::size_t block) const {
+    return std::any_of(m_matches.begin(), m_matches.end(),
+                       [block](const Match& match) { return match.block == block && match.at; });
+  }
+
+  void Tell(Event::Kind kind, std::size_t line, Span bytes, const std::string& to) {
+    m_planning.plan.events.push_back({kind, line, bytes, to});
+  }
+
+  // The block as what stands in the block around it.
+  Child ChildOf(BlockId id) const {
+    const tov_document::Block& block = document().blocks()[id];
+    Child child;
+    child.kind = tov_document::NodeKind::kBlock;
+    child.bytes = {block.head.begin, block.closing.end};
+    child.block = id;
+    child.words = document().HeadWords(id);
+    child.values = m_planning.contents.HeadOf(id);
+    return child;
+  }
+
+  void RemoveBlock(const TemplateBlock& block, BlockId id) {
+    const Child child = ChildOf(id);
+    m_planning.layout.Remove(child, block.opening);
+    m_planning.plan.removed_blocks += document().blocks()[id].next - id;
+    Tell(Event::Kind::kRemoved, block.opening, child.bytes, std::string());
+  }
+
+  void MissBlock(const TemplateBlock& block) {
+    if (!m_planning.request.must_exist) return;
+    const TemplateLine& opening = m_planning.tree.lines[block.opening];
+    m_planning.findings.refusals.push_back(
+        {"not-found", Shown(opening.place) + ": the block " + Quoted(opening.text) +
+                          " is to be removed, and is not there. Correct what it is found by"});
+  }
+
+  void ChangeHead(const TemplateBlock& block, BlockId id) {
+    const TemplateLine& opening = m_planning.tree.lines[block.opening];
+    const Child child = ChildOf(id);
+    const Span head = document().blocks()[id].head;
+    const Words words = opening.now ? HeadWords(opening, child) : Words();
+    Texts values;
+    for (const NewWord& word : words) values.push_back(word.value);
+    if (values.empty() || SameWords(dialect(), child.values, values)) {
+      Tell(Event::Kind::kFound, block.opening, head, std::string(document().Bytes(head)));
+      return;
+    }
+    m_planning.plan.identities = true;
+    RefuseTwins(opening, id, values);
+    m_planning.layout.ChangeWords(child, words, block.opening);
+    if (dialect() == Dialect::kApache &&
+        !tov_document::SameName(dialect(), child.values.front(), values.front())) {
+      m_planning.layout.Replace(document().blocks()[id].closing, "</" + values.front() + ">",
+                                block.closing);
+    }
+    Tell(Event::Kind::kChanged, block.opening, head, opening.now->text);
+  }
+
+  // nginx takes a location, and an upstream, once only.
+  void RefuseTwins(const TemplateLine& opening, BlockId id, const Texts& values) {
+    const bool once = values.front() == "location" || values.front() == "upstream";
+    if (dialect() != Dialect::kNginx || !once ||
+        m_planning.request.forced.count("collision") != 0) {
+      return;
+    }
+    const auto& blocks = document().blocks();
+    const BlockId parent = blocks[id].parent;
+    for (BlockId other = parent + 1; other < blocks[parent].next; other = blocks[other].next) {
+      if (other == id || !SameWords(dialect(), m_planning.contents.HeadOf(other), values)) continue;
+      m_planning.findings.refusals.push_back(
+          {"collision", Shown(opening.place) + ": there is a block " + Quoted(opening.now->text) +
+                            " already, " +
+                            Described(m_planning.contents, m_planning.config_name, other)});
+    }
+  }
+
+  // What the head of a block comes to say. Of a virtual host's addresses those change that the
+  // template states; the others stay.
+  Words HeadWords(const TemplateLine& opening, const Child& child) const {
+    Words now = WordsOf(*opening.now);
+    if (!IsVirtualHost(dialect(), child.values.front()) || opening.beginning) return now;
+    const auto normal = [&](const NewWord& word) {
+      return tov_document::NormalAddress(dialect(), word.value);
+    };
+    Words words;
+    for (std::size_t i = 0; i < child.values.size(); ++i) {
+      words.push_back({child.values[i], std::string(document().Bytes(child.words[i].bytes))});
+    }
+    const Words was = opening.was ? WordsOf(*opening.was) : Words();
+    const auto find = [&](const NewWord& word) {
+      return std::find_if(words.begin() + 1, words.end(),
+                          [&](const NewWord& other) { return normal(other) == normal(word); });
+    };
+    for (std::size_t i = 1; i < was.size(); ++i) {
+      const auto at = find(was[i]);
+      if (at == words.end() || (i < now.size() && normal(now[i]) == normal(was[i]))) continue;
+      if (i < now.size() && find(now[i]) == words.end()) {
+        *at = now[i];
+      } else if (words.size() > 2) {
+        words.erase(at);
+      }
+    }
+    return words;
+  }
+
+  void AddBlock(const Match& match, const TemplateBlock& block) {
+    const TemplateLine& opening = m_planning.tree.lines[block.opening];
+    if (!opening.now) {
+      m_planning.findings.refusals.push_back(
+          {"missing-value", Shown(opening.place) + ": a value of this opening line is missing, and "
+                                                   "its block is not there. Set it"});
+      return;
+    }
+    m_planning.plan.identities = true;
+    NewBlock made(dialect());
+    std::vector<std::pair<std::size_t, std::size_t>> made_of;  // lines of the template, and of it
+    for (std::size_t i = block.opening; i <= block.closing; ++i) {
+      const TemplateLine& line = m_planning.tree.lines[i];
+      if (!line.enabled || line.kind == Kind::kBlank) continue;
+      if (!line.now) {
+        WarnOfMissing(line);
+        continue;
+      }
+      if (!made.Add(line) && m_planning.request.forced.count("mixed-options") == 0) {
+        m_planning.findings.refusals.push_back(
+            {"mixed-options", Shown(line.place) + ": with this line the block would have words of "
+                                                  "Options with a sign beside words without one, "
+                                                  "which httpd does not take. Write all of them in "
+                                                  "one way"});
+      }
+      m_planning.plan.raw = m_planning.plan.raw || line.raw;
+      if (line.kind == Kind::kOpening) ++m_planning.plan.made_blocks;
+      made_of.emplace_back(i, made.last());
+    }
+    for (const auto& [line, text] : made_of) {
+      Tell(Event::Kind::kAdded, line, Span(), made.lines()[text]);
+    }
+    const BlockId around = *m_matches[match.parent].at;
+    const PlaceOfBlock where =
+        PlaceForBlock(m_planning.contents, around, opening.now->words.front());
+    m_planning.layout.Add(where.place, made.lines(), made.depths(), where.blank_before,
+                          block.opening);
+  }
+
+  void WarnOfMissing(const TemplateLine& line) {
+    m_planning.findings.warnings.push_back(
+        {"missing-value", Shown(line.place) + ": a value of this line is missing: it is left out"});
+  }
+
+  const Planning& m_planning;
+  const std::vector<Match>& m_matches;
+};
+
+}  // namespace
+
+Plan MakePlan(const Request& request, const TemplateTree& tree, const std::vector<Match>& matches,
+              const std::string& config_name, Contents& contents, Layout& layout,
+              Findings& findings) {
+  Plan plan;
+  Planner({request, tree, config_name, contents, layout, findings, plan}, matches).Run();
+  return plan;
+}
+
+}  // namespace edit

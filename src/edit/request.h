@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// What is asked of an edit.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+
+#include "document/document.h"
+#include "edit/finding.h"
+
+namespace edit {
+
+using tov_document::Dialect;
+
+// A value of a template. None: not given.
+struct OldAndNew {
+  std::optional<std::string> old_value;  // what the configuration holds now
+  std::optional<std::string> new_value;  // what it is to hold
+};
+
+using Values = std::map<std::string, OldAndNew>;  // by name
+
+// Whether blocks that are not there may be made.
+enum class Create {
+  kIfMissing,  // edit what is there, make what is not
+  kNever,      // only edit what is there
+  kOnly        // only make what is not there
+};
+
+// A file that a template imports.
+struct ImportedFile {
+  std::string name;  // that tells it from all others, for messages and for imports in it
+  std::string text;
+};
+
+// Finds what `name` stands for in an import that is written at `from`; none: there is no such file.
+// What it throws passes through the edit.
+using Importer =
+    std::function<std::optional<ImportedFile>(const std::string& name, const FilePlace& from)>;
+
+// An edit, with all that it needs but the configuration: it can be carried out on any number of
+// texts, by several threads at a time if the importer can.
+struct Request {
+  Dialect dialect = Dialect::kNginx;
+  std::string template_name;  // for messages, and for the importer
+  std::string template_text;
+
+  // A value without an old one is taken for what the configuration holds already.
+  Values values;
+
+  Importer importer;  // none: there is nothing to import
+
+  Create create = Create::kIfMissing;
+  bool all = false;           // edit each block that fits; false: several are refused
+  bool must_exist = false;    // what is to be removed has to be there
+  bool skip_missing = false;  // leave a text alone that has none of the template's blocks
+
+  // Values that a line or a condition of the template has to use: those that somebody has named by
+  // hand, perhaps wrongly.
+  std::set<std::string> must_be_used;
+
+  std::set<std::string> forced;  // the refusals that do not count, by name
+  std::set<std::string> raw;     // the values that may be more than a word, by name
+};
+
+}  // namespace edit

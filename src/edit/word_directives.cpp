@@ -1,0 +1,406 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "edit/word_directives.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "document/ascii.h"
+#include "document/meaning.h"
+
+namespace edit {
+namespace {
+
+using tov_document::SameLetters;
+using tov_document::SameName;
+using Kind = WordDirectives::Outcome::Kind;
+
+bool SameValues(const Words& a, const Words& b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [](const NewWord& x, const NewWord& y) { return x.value == y.value; });
+}
+
+// "+Indexes" and "-Indexes" without the sign; other words as they are.
+std::string WithoutSign(const std::string& word) {
+  const bool sign = !word.empty() && (word.front() == '+' || word.front() == '-');
+  return sign ? word.substr(1) : word;
+}
+
+bool HasSign(const std::string& word) {
+  return WithoutSign(word).size() != word.size();
+}
+
+bool HasWord(const Words& words, const std::string& value) {
+  return std::any_of(words.begin(), words.end(),
+                     [&](const NewWord& word) { return word.value == value; });
+}
+
+bool States(const Written& written, const std::string& word) {
+  return std::any_of(written.words.begin() + 1, written.words.end(),
+                     [&](const std::string& other) { return SameLetters(other, word); });
+}
+
+}  // namespace
+
+Words WordsOf(const Written& written) {
+  Words words;
+  for (std::size_t i = 0; i < written.words.size(); ++i) {
+    words.push_back({written.words[i], written.spelled[i]});
+  }
+  return words;
+}
+
+bool WordDirectives::Directive::IsChanged() const {
+  return !SameValues(words, before);
+}
+
+WordDirectives::WordDirectives(const Document& document, const std::vector<Child>& children)
+    : m_dialect(document.dialect()) {
+  for (std::size_t i = 0; i < children.size(); ++i) {
+    const Child& child = children[i];
+    if (!child.IsDirective() || RoleOf(m_dialect, child.values.front()) == Role::kPlain) continue;
+    Directive directive;
+    directive.child = i;
+    for (std::size_t word = 0; word < child.values.size(); ++word) {
+      directive.words.push_back(
+          {child.values[word], std::string(document.Bytes(child.words[word].bytes))});
+    }
+    directive.before = directive.words;
+    directive.stated.assign(directive.words.size(), false);
+    m_directives.push_back(std::move(directive));
+  }
+}
+
+const WordDirectives::Directive* WordDirectives::Of(std::size_t child) const {
+  for (const Directive& directive : m_directives) {
+    if (directive.child == child) return &directive;
+  }
+  return nullptr;
+}
+
+void WordDirectives::Take(std::size_t child) {
+  for (Directive& directive : m_directives) {
+    if (directive.child == child) directive.stated.assign(directive.words.size(), true);
+  }
+}
+
+bool WordDirectives::IsStated(const Directive& directive) {
+  return std::find(directive.stated.begin(), directive.stated.end(), true) !=
+         directive.stated.end();
+}
+
+void WordDirectives::Insert(Directive& directive, std::size_t at, const NewWord& word) {
+  directive.words.insert(directive.words.begin() + static_cast<std::ptrdiff_t>(at), word);
+  directive.stated.insert(directive.stated.begin() + static_cast<std::ptrdiff_t>(at), true);
+}
+
+void WordDirectives::Erase(Directive& directive, std::size_t at) {
+  directive.words.erase(directive.words.begin() + static_cast<std::ptrdiff_t>(at));
+  directive.stated.erase(directive.stated.begin() + static_cast<std::ptrdiff_t>(at));
+}
+
+WordDirectives::Outcome WordDirectives::OutcomeOf(const Directive& directive, bool changed) {
+  return {changed ? Kind::kChanged : Kind::kFound, {directive.child}};
+}
+
+// --- Names ---
+
+std::string WordDirectives::Normal(const std::string& name) const {
+  return tov_document::NormalName(m_dialect, name);
+}
+
+// The directives in which a name of a line may stand, those of the line's own name first.
+WordDirectives::Pointers WordDirectives::Naming(const std::string& name, bool aliases) {
+  Pointers own;
+  Pointers others;
+  for (Directive& directive : m_directives) {
+    const std::string& other = directive.words.front().value;
+    if (SameName(m_dialect, other, name)) {
+      own.push_back(&directive);
+    } else if (aliases && SameName(m_dialect, name, "ServerName") &&
+               SameName(m_dialect, other, "ServerAlias")) {
+      others.push_back(&directive);
+    }
+  }
+  own.insert(own.end(), others.begin(), others.end());
+  return own;
+}
+
+std::optional<WordDirectives::Spot> WordDirectives::SpotOf(const Pointers& naming,
+                                                           const std::string& name,
+                                                           bool stated_too) const {
+  for (Directive* const directive : naming) {
+    for (std::size_t i = 1; i < directive->words.size(); ++i) {
+      if (directive->stated[i] && !stated_too) continue;
+      if (Normal(directive->words[i].value) == Normal(name)) return Spot{directive, i};
+    }
+  }
+  return std::nullopt;
+}
+
+WordDirectives::Outcome WordDirectives::StateNames(const Written& was, const Written& now) {
+  const Pointers naming = Naming(now.words.front(), true);
+  Pointers touched;
+  std::vector<std::size_t> changed;
+  for (std::size_t i = 1; i < was.words.size(); ++i) {
+    const auto spot = SpotOf(naming, was.words[i], false);
+    if (!spot) continue;
+    touched.push_back(spot->directive);
+    if (i < now.words.size() && Normal(now.words[i]) == Normal(was.words[i])) {
+      spot->directive->stated[spot->word] = true;
+      continue;
+    }
+    changed.push_back(spot->directive->child);
+    // A ServerName has one name, alias or not.
+    const bool only = SameName(m_dialect, spot->directive->words.front().value, "ServerName");
+    if (i < now.words.size() && (only || !SpotOf(naming, now.words[i], true))) {
+      spot->directive->words[spot->word] = {now.words[i], now.spelled[i]};
+      spot->directive->stated[spot->word] = true;
+    } else {
+      Erase(*spot->directive, spot->word);
+    }
+  }
+  for (std::size_t i = 1; i < now.words.size(); ++i) {
+    const auto spot = SpotOf(naming, now.words[i], true);
+    if (spot) {
+      spot->directive->stated[spot->word] = true;
+      touched.push_back(spot->directive);
+    } else if (!touched.empty()) {
+      Insert(*touched.front(), touched.front()->words.size(), {now.words[i], now.spelled[i]});
+      changed.push_back(touched.front()->child);
+    }
+  }
+  if (touched.empty()) return {};
+  if (changed.empty()) return OutcomeOf(*touched.front(), false);
+  return {Kind::kChanged, changed};
+}
+
+// All words of the one directive that fits become those of `now`.
+WordDirectives::Outcome WordDirectives::WholeFor(Pointers fitting, const Written& now) {
+  const auto says_so = [&](const Directive* directive) {
+    Texts values;
+    for (const NewWord& word : directive->words) values.push_back(word.value);
+    Texts there = NamesIn(m_dialect, values);
+    Texts wanted = NamesIn(m_dialect, now.words);
+    std::sort(there.begin(), there.end());
+    std::sort(wanted.begin(), wanted.end());
+    return there == wanted;
+  };
+  const auto alike = std::find_if(fitting.begin(), fitting.end(), says_so);
+  if (alike != fitting.end()) {
+    (*alike)->stated.assign((*alike)->words.size(), true);
+    return OutcomeOf(**alike, false);
+  }
+  fitting.erase(std::remove_if(fitting.begin(), fitting.end(),
+                               [](const Directive* directive) { return IsStated(*directive); }),
+                fitting.end());
+  if (fitting.empty()) return {};
+  if (fitting.size() > 1) {
+    Outcome several{Kind::kSeveral, {}};
+    for (const Directive* const directive : fitting) several.children.push_back(directive->child);
+    return several;
+  }
+  Directive& directive = *fitting.front();
+  directive.words = WordsOf(now);
+  directive.words.front() = directive.before.front();
+  directive.stated.assign(directive.words.size(), true);
+  return OutcomeOf(directive, true);
+}
+
+WordDirectives::Outcome WordDirectives::StateAllNames(const std::string& old_fixed,
+                                                      const std::string& new_fixed,
+                                                      const Written& now) {
+  const Pointers own = Naming(now.words.front(), false);
+  if (old_fixed.empty()) return WholeFor(own, now);
+  for (const std::string* const fixed : {&old_fixed, &new_fixed}) {
+    Pointers fitting;
+    for (Directive* const directive : own) {
+      if (SpotOf({directive}, *fixed, true)) fitting.push_back(directive);
+    }
+    if (!fitting.empty()) return WholeFor(std::move(fitting), now);
+  }
+  return {};
+}
+
+WordDirectives::Outcome WordDirectives::FindAllNames(const std::string& directive,
+                                                     const std::string& fixed) const {
+  Outcome outcome;
+  for (const Directive& each : m_directives) {
+    if (!SameName(m_dialect, each.words.front().value, directive) || IsStated(each)) continue;
+    const bool holds = std::any_of(each.words.begin() + 1, each.words.end(), [&](const auto& word) {
+      return Normal(word.value) == Normal(fixed);
+    });
+    if (fixed.empty() || holds) outcome.children.push_back(each.child);
+  }
+  if (outcome.children.empty()) return outcome;
+  outcome.kind = outcome.children.size() == 1 ? Kind::kFound : Kind::kSeveral;
+  return outcome;
+}
+
+std::vector<std::size_t> WordDirectives::RemoveNames(const Written& written) {
+  const Pointers naming = Naming(written.words.front(), false);
+  std::vector<std::size_t> changed;
+  for (std::size_t i = 1; i < written.words.size(); ++i) {
+    while (const auto spot = SpotOf(naming, written.words[i], false)) {
+      Erase(*spot->directive, spot->word);
+      changed.push_back(spot->directive->child);
+    }
+  }
+  return changed;
+}
+
+// --- Addresses ---
+
+std::string WordDirectives::Address(const Words& words) const {
+  return words.size() < 2 ? std::string() : tov_document::NormalAddress(m_dialect, words[1].value);
+}
+
+// The directive with the address of `written`, the one with all its words first.
+WordDirectives::Directive* WordDirectives::ListenOn(const Written& written, bool stated_too) {
+  const Words wanted = WordsOf(written);
+  if (wanted.size() < 2) return nullptr;
+  Directive* found = nullptr;
+  for (Directive& directive : m_directives) {
+    if (directive.words.front().value != wanted.front().value) continue;
+    if (directive.words.size() < 2 || directive.stated[1] != stated_too) continue;
+    if (Address(directive.words) != Address(wanted)) continue;
+    if (SameValues(directive.words, wanted)) return &directive;
+    if (found == nullptr) found = &directive;
+  }
+  return found;
+}
+
+std::optional<std::size_t> WordDirectives::WordOf(const Directive& directive,
+                                                  const std::string& value) {
+  for (std::size_t i = 1; i < directive.words.size(); ++i) {
+    if (directive.words[i].value == value) return i;
+  }
+  return std::nullopt;
+}
+
+WordDirectives::Outcome WordDirectives::StateAddress(const Written* was, const Written& now,
+                                                     bool may_change) {
+  Directive* const old_one = was == nullptr ? nullptr : ListenOn(*was, false);
+  Directive* new_one = ListenOn(now, false);
+  if (new_one == nullptr) new_one = ListenOn(now, true);
+  if (old_one == nullptr) return new_one == nullptr ? Outcome() : Join(*new_one, now, may_change);
+  if (new_one == nullptr || new_one == old_one)
+    return ChangeAddress(*old_one, *was, now, may_change);
+  // The server takes an address once only.
+  Outcome outcome = Join(*new_one, now, true);
+  while (old_one->words.size() > 1) Erase(*old_one, 1);
+  outcome.kind = Kind::kChanged;
+  outcome.children.push_back(old_one->child);
+  return outcome;
+}
+
+// What `now` states besides the address joins the options that are there.
+WordDirectives::Outcome WordDirectives::Join(Directive& directive, const Written& now,
+                                             bool may_change) {
+  return ChangeAddress(directive, now, now, may_change);
+}
+
+WordDirectives::Outcome WordDirectives::ChangeAddress(Directive& directive, const Written& was,
+                                                      const Written& now, bool may_change) {
+  Directive result = directive;
+  const Words wanted = WordsOf(now);
+  if (Address(result.words) != Address(wanted)) result.words[1] = wanted[1];
+  result.stated[1] = true;
+  for (std::size_t i = 2; may_change && i < was.words.size(); ++i) {
+    const auto word = WordOf(result, was.words[i]);
+    const bool stays =
+        std::find(now.words.begin() + 2, now.words.end(), was.words[i]) != now.words.end();
+    if (word && !stays) Erase(result, *word);
+  }
+  for (std::size_t i = wanted.size(); i-- > 2;) {
+    const auto word = WordOf(result, wanted[i].value);
+    if (word) {
+      result.stated[*word] = true;
+    } else if (may_change) {
+      Insert(result, 2, wanted[i]);
+    } else {
+      return {Kind::kOther, {directive.child}};
+    }
+  }
+  const bool changed = !SameValues(result.words, directive.words);
+  directive = std::move(result);
+  return OutcomeOf(directive, changed);
+}
+
+WordDirectives::Outcome WordDirectives::StateAllOptions(const Written* was, const Written& now) {
+  Directive* directive = was == nullptr ? nullptr : ListenOn(*was, false);
+  if (directive == nullptr) directive = ListenOn(now, false);
+  if (directive == nullptr) return {};
+  Words wanted = WordsOf(now);
+  if (Address(directive->words) == Address(wanted)) wanted[1] = directive->words[1];
+  const auto by_value = [](const NewWord& a, const NewWord& b) { return a.value < b.value; };
+  Words there = directive->words;
+  Words sorted = wanted;
+  std::sort(there.begin() + 1, there.end(), by_value);
+  std::sort(sorted.begin() + 1, sorted.end(), by_value);
+  const bool changed = !SameValues(there, sorted);
+  if (changed) directive->words = std::move(wanted);
+  directive->stated.assign(directive->words.size(), true);
+  return OutcomeOf(*directive, changed);
+}
+
+std::vector<std::size_t> WordDirectives::RemoveAddress(const Written& written) {
+  const Words wanted = WordsOf(written);
+  std::vector<std::size_t> changed;
+  for (Directive& directive : m_directives) {
+    if (directive.words.front().value != wanted.front().value || wanted.size() < 2) continue;
+    if (directive.words.size() < 2 || Address(directive.words) != Address(wanted)) continue;
+    const std::size_t before = directive.words.size();
+    for (std::size_t i = directive.words.size(); i-- > 1;) {
+      const bool goes = !directive.stated[1] || (i > 1 && !directive.stated[i] &&
+                                                 HasWord(wanted, directive.words[i].value));
+      if (goes) Erase(directive, i);
+    }
+    if (directive.words.size() != before) changed.push_back(directive.child);
+  }
+  return changed;
+}
+
+// --- Options ---
+
+// Of several Options the last one counts.
+WordDirectives::Outcome WordDirectives::StateOptions(const Written& was, const Written& now) {
+  const Pointers all = Naming(now.words.front(), false);
+  if (all.empty()) return {};
+  Directive& directive = *all.back();
+  const Words before = directive.words;
+  for (std::size_t i = directive.words.size(); i-- > 1;) {
+    const std::string& word = directive.words[i].value;
+    if (!directive.stated[i] && States(was, word) && !States(now, word)) Erase(directive, i);
+  }
+  for (std::size_t i = 1; i < now.words.size(); ++i) {
+    const auto same =
+        std::find_if(directive.words.begin() + 1, directive.words.end(), [&](const NewWord& word) {
+          return SameLetters(WithoutSign(word.value), WithoutSign(now.words[i])) &&
+                 HasSign(word.value) == HasSign(now.words[i]);
+        });
+    if (same == directive.words.end()) {
+      Insert(directive, directive.words.size(), {now.words[i], now.spelled[i]});
+      continue;
+    }
+    directive.stated[static_cast<std::size_t>(same - directive.words.begin())] = true;
+    if (!SameLetters(same->value, now.words[i])) *same = {now.words[i], now.spelled[i]};
+  }
+  return OutcomeOf(directive, !SameValues(directive.words, before));
+}
+
+std::vector<std::size_t> WordDirectives::RemoveOptions(const Written& written) {
+  std::vector<std::size_t> changed;
+  for (Directive* const directive : Naming(written.words.front(), false)) {
+    bool found = false;
+    for (std::size_t i = directive->words.size(); i-- > 1;) {
+      if (directive->stated[i] || !States(written, directive->words[i].value)) continue;
+      Erase(*directive, i);
+      found = true;
+    }
+    if (found) changed.push_back(directive->child);
+  }
+  return changed;
+}
+
+}  // namespace edit

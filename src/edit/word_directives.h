@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// The directives of a block whose words count one by one: names, a listen with its options,
+// Apache's Options. Several lines of a template may be about the words of one directive; what no
+// line states stays.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "edit/comparison.h"
+#include "edit/contents.h"
+#include "edit/layout.h"
+#include "edit/template_tree.h"
+
+namespace edit {
+
+using Words = std::vector<NewWord>;
+
+// Those of a line of a template.
+Words WordsOf(const Written& written);
+
+class WordDirectives {
+ public:
+  struct Directive {
+    std::size_t child = 0;     // the position among the block's contents
+    Words words;               // as they are now, the name first
+    Words before;              // as they stand in the text
+    std::vector<bool> stated;  // words that a line of the template wants to be there
+
+    bool IsChanged() const;
+  };
+
+  // What a line has to do with a directive.
+  struct Outcome {
+    enum class Kind {
+      kMissing,  // there is no such directive yet
+      kFound,    // it says all of the line
+      kChanged,  // it says so now
+      kSeveral,  // more than one fits: `children`
+      kOther     // it says otherwise, and a second one is not allowed
+    };
+    Kind kind = Kind::kMissing;
+    std::vector<std::size_t> children;  // the directive first
+  };
+
+  // `children` are those of a block, and have to outlive it.
+  WordDirectives(const Document& document, const std::vector<Child>& children);
+
+  // A taken line with its full text: the names `was` states become those of `now`, and what `now`
+  // states besides is added to the directive that has one of them.
+  Outcome StateNames(const Written& was, const Written& now);
+
+  // A taken line with a trailing place: all words of one directive. `fixed` is the name that stands
+  // before the place, with its old and its new value; "": none does.
+  Outcome StateAllNames(const std::string& old_fixed, const std::string& new_fixed,
+                        const Written& now);
+
+  // A line that is not taken: its names go, but for those that a taken line states. The children
+  // that have changed.
+  std::vector<std::size_t> RemoveNames(const Written& written);
+
+  // The directive that RemoveNames would take whole for a line with a trailing place.
+  Outcome FindAllNames(const std::string& directive, const std::string& fixed) const;
+
+  // The listen with the line's address: `was` if that is given, else `now`. `may_change`: what
+  // `was` states gives way to what `now` states; false: an option more is refused as kOther.
+  Outcome StateAddress(const Written* was, const Written& now, bool may_change);
+
+  // The same for a line with a trailing place behind the address: all options are those of `now`.
+  Outcome StateAllOptions(const Written* was, const Written& now);
+
+  // A line that is not taken: the listens with its address go, but of one that a taken line states
+  // only the options that no taken line has. The children that have changed.
+  std::vector<std::size_t> RemoveAddress(const Written& written);
+
+  // Apache's Options: the words of `now` join those that are there, those of `was` go. A word with
+  // the other sign gives way.
+  Outcome StateOptions(const Written& was, const Written& now);
+  std::vector<std::size_t> RemoveOptions(const Written& written);
+
+  // The directive that is this child; null: its words do not count one by one.
+  const Directive* Of(std::size_t child) const;
+
+  // Takes it whole, so that no other line is about it.
+  void Take(std::size_t child);
+
+  const std::vector<Directive>& directives() const { return m_directives; }
+
+ private:
+  struct Spot {
+    Directive* directive = nullptr;
+    std::size_t word = 0;
+  };
+
+  using Pointers = std::vector<Directive*>;
+
+  Pointers Naming(const std::string& name, bool aliases);
+  std::optional<Spot> SpotOf(const Pointers& naming, const std::string& name,
+                             bool stated_too) const;
+  Directive* ListenOn(const Written& written, bool stated_too);
+  Outcome Join(Directive& directive, const Written& now, bool may_change);
+  Outcome ChangeAddress(Directive& directive, const Written& was, const Written& now,
+                        bool may_change);
+  Outcome WholeFor(Pointers fitting, const Written& now);
+  std::string Normal(const std::string& name) const;
+  std::string Address(const Words& words) const;
+  static bool IsStated(const Directive& directive);
+  static void Insert(Directive& directive, std::size_t at, const NewWord& word);
+  static void Erase(Directive& directive, std::size_t at);
+  static std::optional<std::size_t> WordOf(const Directive& directive, const std::string& value);
+  static Outcome OutcomeOf(const Directive& directive, bool changed);
+
+  Dialect m_dialect;
+  std::vector<Directive> m_directives;
+};
+
+}  // namespace edit

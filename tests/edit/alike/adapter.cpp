@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "adapter.h"
+
+#include <cstdlib>
+#include <string_view>
+
+#include "edit/edit.h"
+
+namespace alike {
+
+namespace {
+
+// From "site.template:3:1: ... . 'listen 80;' in the template would mean the first one ...".
+std::optional<Advice> AdviceOf(const std::string& message) {
+  constexpr std::string_view kPlace = "site.template:";
+  constexpr std::string_view kBehind = "' in the template would mean the first one";
+  const std::size_t end = message.find(kBehind);
+  const std::size_t begin = message.rfind(". '", end);
+  if (message.compare(0, kPlace.size(), kPlace) != 0 || end == std::string::npos ||
+      begin == std::string::npos) {
+    return std::nullopt;
+  }
+  return Advice{std::strtoul(message.c_str() + kPlace.size(), nullptr, 10),
+                message.substr(begin + 3, end - begin - 3)};
+}
+
+}  // namespace
+
+Answer Ask(const Question& question) {
+  edit::Request request;
+  request.dialect =
+      question.dialect == Dialect::kNginx ? edit::Dialect::kNginx : edit::Dialect::kApache;
+  request.template_name = "site.template";
+  request.template_text = question.template_text;
+  for (const auto& [name, value] : question.values) {
+    request.values[name] = {value.old_text, value.new_text};
+    request.must_be_used.insert(name);
+  }
+  request.all = question.all;
+  request.must_exist = question.must_exist;
+
+  const edit::Result result = edit::Edit(request, question.config, "site.conf");
+  Answer answer;
+  answer.refused = !result.refusals.empty();
+  if (!answer.refused) answer.text = result.text;
+  for (const edit::Finding& refusal : result.refusals) {
+    answer.reasons += refusal.message + " [" + refusal.name + "]\n";
+    if (!answer.advice) answer.advice = AdviceOf(refusal.message);
+  }
+  return answer;
+}
+
+}  // namespace alike

@@ -1,0 +1,156 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// When two directives are one.
+
+#include "edit/comparison.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace edit {
+namespace {
+
+constexpr Dialect kNginx = Dialect::kNginx;
+constexpr Dialect kApache = Dialect::kApache;
+
+struct Pair {
+  Dialect dialect;
+  Texts a;
+  Texts b;
+  bool same;
+};
+
+std::string Shown(const Pair& pair) {
+  std::string shown;
+  for (const std::string& word : pair.a) shown += "[" + word + "]";
+  shown += " and ";
+  for (const std::string& word : pair.b) shown += "[" + word + "]";
+  return shown;
+}
+
+TEST(Directives, AreOneWhenTheirWordsAre) {
+  const std::vector<Pair> pairs = {{kNginx, {"root", "/a"}, {"root", "/a"}, true},
+                                   {kNginx, {"root", "/a"}, {"root", "/ab"}, false},
+                                   {kNginx, {"root", "/a"}, {"root", "/a", "x"}, false},
+                                   {kNginx, {"root", "/a"}, {"Root", "/a"}, false},
+                                   {kNginx, {"set", "$x", "a b"}, {"set", "$x", "a", "b"}, false},
+                                   {kNginx, {"location", "=", "/x"}, {"location", "=/x"}, true},
+                                   {kNginx, {"location", "~*", "x"}, {"location", "~*x"}, true},
+                                   {kNginx, {"location", "^~", "/x"}, {"location", "^~/x"}, true},
+                                   {kNginx, {"location", "/x", "/y"}, {"location", "/x/y"}, false},
+                                   {kNginx, {"location", "=", "/x"}, {"location", "/x"}, false},
+                                   {kNginx, {"server"}, {"server"}, true},
+                                   {kNginx, {}, {}, true},
+                                   {kNginx, {}, {"server"}, false},
+                                   {kApache, {"DocumentRoot", "/a"}, {"documentroot", "/a"}, true},
+                                   {kApache, {"SetEnv", "A", "1"}, {"SetEnv", "a", "1"}, false}};
+  for (const Pair& pair : pairs) {
+    EXPECT_EQ(SameWords(pair.dialect, pair.a, pair.b), pair.same) << Shown(pair);
+    EXPECT_EQ(SameWords(pair.dialect, pair.b, pair.a), pair.same) << Shown(pair);
+  }
+}
+
+TEST(Heads, AreOfOneBlockWhenTheyShareAnAddress) {
+  const std::vector<Pair> pairs = {
+      {kApache, {"VirtualHost", "*:80"}, {"virtualhost", "0.0.0.0:80"}, true},
+      {kApache, {"VirtualHost", "*:80", "*:81"}, {"VirtualHost", "*:82", "*:81"}, true},
+      {kApache, {"VirtualHost", "*:80"}, {"VirtualHost", "*:81"}, false},
+      {kApache, {"VirtualHost", "*:80"}, {"Directory", "*:80"}, false},
+      {kApache, {"VirtualHost", "_default_:443"}, {"VirtualHost", "*:443"}, true},
+      {kApache, {"VirtualHost", "A.example:80"}, {"VirtualHost", "a.example:80"}, true},
+      {kApache, {"VirtualHost", "[::1]:80"}, {"VirtualHost", "[0::1]:80"}, true},
+      {kApache, {"Directory", "/a"}, {"directory", "/a"}, true},
+      {kApache, {"Directory", "/a"}, {"Directory", "/A"}, false},
+      {kNginx, {"location", "/a"}, {"location", "/a"}, true},
+      {kNginx, {"server"}, {"server"}, true},
+      {kNginx, {}, {}, false}};
+  for (const Pair& pair : pairs) {
+    EXPECT_EQ(SameHead(pair.dialect, pair.a, pair.b), pair.same) << Shown(pair);
+    EXPECT_EQ(SameHead(pair.dialect, pair.b, pair.a), pair.same) << Shown(pair);
+  }
+}
+
+TEST(ABeginning, IsWholeWordsAndAPartOfOne) {
+  struct Begun {
+    Dialect dialect;
+    Texts words;
+    Beginning beginning;
+    bool begins;
+  };
+  const std::vector<Begun> all = {
+      {kNginx, {"root", "/a"}, {{"root"}, ""}, true},
+      {kNginx, {"root"}, {{"root"}, ""}, true},
+      {kNginx, {"rooted", "/a"}, {{"root"}, ""}, false},
+      {kNginx, {"Root", "/a"}, {{"root"}, ""}, false},
+      {kApache, {"ErrorDocument", "404", "x"}, {{"errordocument", "404"}, ""}, true},
+      {kNginx, {"error_page", "404", "x"}, {{"error_page", "403"}, ""}, false},
+      {kNginx, {"error_page"}, {{"error_page", "403"}, ""}, false},
+      {kNginx, {"access_log", "/var/a"}, {{"access_log"}, "/var/"}, true},
+      {kNginx, {"access_log", "/srv/a"}, {{"access_log"}, "/var/"}, false},
+      {kNginx, {"access_log"}, {{"access_log"}, "/var/"}, false},
+      {kNginx, {"root", "/a"}, {{}, "ro"}, true},
+      {kNginx, {}, {{}, ""}, false}};
+  for (const Begun& begun : all) {
+    EXPECT_EQ(BeginsWith(begun.dialect, begun.words, begun.beginning), begun.begins)
+        << Shown({begun.dialect, begun.words, begun.beginning.words, false});
+  }
+}
+
+TEST(Roles, AreThoseOfNamesAddressesAndOptions) {
+  EXPECT_EQ(RoleOf(kNginx, "server_name"), Role::kNames);
+  EXPECT_EQ(RoleOf(kNginx, "listen"), Role::kAddress);
+  EXPECT_EQ(RoleOf(kNginx, "Listen"), Role::kPlain);
+  EXPECT_EQ(RoleOf(kNginx, "root"), Role::kPlain);
+  EXPECT_EQ(RoleOf(kApache, "servername"), Role::kNames);
+  EXPECT_EQ(RoleOf(kApache, "SERVERALIAS"), Role::kNames);
+  EXPECT_EQ(RoleOf(kApache, "Listen"), Role::kPlain);
+  EXPECT_EQ(RoleOf(kApache, "options"), Role::kOptions);
+  EXPECT_TRUE(IsVirtualHost(kApache, "virtualHOST"));
+  EXPECT_FALSE(IsVirtualHost(kNginx, "VirtualHost"));
+}
+
+TEST(Names, AreInNormalForm) {
+  EXPECT_EQ(NamesIn(kNginx, {"server_name", "A.example", "~^X$", ""}),
+            Texts({"a.example", "~^X$", ""}));
+  EXPECT_EQ(NamesIn(kNginx, {"root", "a"}), Texts());
+  EXPECT_EQ(NamesIn(kNginx, {}), Texts());
+  EXPECT_EQ(NamesIn(kApache, {"ServerName", "https://A.example:443"}), Texts({"a.example"}));
+  EXPECT_EQ(NamesIn(kApache, {"ServerAlias", "*.A", "b"}), Texts({"*.a", "b"}));
+}
+
+TEST(Addresses, AreInNormalForm) {
+  EXPECT_EQ(AddressesIn(kNginx, {"listen", "80"}), Texts({"*:80"}));
+  EXPECT_EQ(AddressesIn(kApache, {"VirtualHost", "0.0.0.0:080", "_default_", "[0:0::1]:80"}),
+            Texts({"*:80", "*:*", "[::1]:80"}));
+}
+
+TEST(OptionsWords, AreMixedWithAndWithoutASign) {
+  const std::vector<std::pair<Texts, bool>> all = {{{}, false},
+                                                   {{"Indexes", "MultiViews"}, false},
+                                                   {{"+Indexes", "-MultiViews"}, false},
+                                                   {{"Indexes", "+MultiViews"}, true},
+                                                   {{"+Indexes", "MultiViews"}, true},
+                                                   {{"None", "+Indexes"}, false},
+                                                   {{"all", "-Indexes"}, false},
+                                                   {{"Indexes", "None", "+MultiViews"}, true},
+                                                   {{"+Indexes", "None"}, true},
+                                                   {{"${X}", "Indexes", "+MultiViews"}, false}};
+  for (const auto& [words, mixed] : all) {
+    EXPECT_EQ(AreMixedOptions(words), mixed) << Shown({kApache, words, {}, false});
+  }
+}
+
+TEST(Lists, MayHoldOrShareATextAtAll) {
+  EXPECT_TRUE(Contains({"a", "b"}, "b"));
+  EXPECT_FALSE(Contains({"a", "b"}, "c"));
+  EXPECT_FALSE(Contains({}, ""));
+  EXPECT_TRUE(ShareOne({"a", "b"}, {"c", "b"}));
+  EXPECT_FALSE(ShareOne({"a", "b"}, {"c"}));
+  EXPECT_FALSE(ShareOne({}, {}));
+}
+
+}  // namespace
+}  // namespace edit

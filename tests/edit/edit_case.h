@@ -1,0 +1,132 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// Tables of edits: a configuration, a template, and what comes of them.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "edit/edit.h"
+
+namespace edit {
+
+inline const std::optional<std::string> kNone;
+
+struct NamedValue {
+  std::string name;
+  std::optional<std::string> old_value;
+  std::optional<std::string> new_value;
+};
+
+using NamedValues = std::vector<NamedValue>;
+
+// What a case asks for besides the values; none: nothing.
+using Ask = void (*)(Request&);
+
+struct Case {
+  std::string name;
+  std::string config;
+  std::string template_text;
+  NamedValues values;
+  std::string expected;  // the whole text
+  Ask ask = nullptr;
+};
+
+// An edit of which something is said. A part of the message, and the place that it begins with.
+struct SaidCase {
+  std::string name;
+  std::string config;
+  std::string template_text;
+  NamedValues values;
+  std::string finding;  // its name
+  std::string place;    // "site.template:3:1:"
+  std::string part;
+  Ask ask = nullptr;
+  std::string expected = {};  // the whole text, of a warning
+};
+
+// `text` with `to` in the place of `from`, which stands in it once.
+inline std::string With(std::string text, const std::string& from, const std::string& to) {
+  const std::size_t at = text.find(from);
+  EXPECT_NE(at, std::string::npos) << from;
+  if (at == std::string::npos) return text;
+  EXPECT_EQ(text.find(from, at + 1), std::string::npos) << from;
+  return text.replace(at, from.size(), to);
+}
+
+inline std::string Without(const std::string& text, const std::string& part) {
+  return With(text, part, "");
+}
+
+template <class AnyCase>
+Request RequestOf(Dialect dialect, const AnyCase& c) {
+  Request request;
+  request.dialect = dialect;
+  request.template_name = "site.template";
+  request.template_text = c.template_text;
+  for (const NamedValue& value : c.values) {
+    request.values[value.name] = {value.old_value, value.new_value};
+  }
+  if (c.ask != nullptr) c.ask(request);
+  return request;
+}
+
+inline std::string AllOf(const std::vector<Finding>& findings) {
+  std::string all;
+  for (const Finding& finding : findings) all += finding.message + " [" + finding.name + "]\n";
+  return all;
+}
+
+// The edited text, or why it is refused.
+inline std::string EditedText(const Request& request, const std::string& config) {
+  const Result result = Edit(request, config, "site.conf");
+  return result.refusals.empty() ? result.text : "refused:\n" + AllOf(result.refusals);
+}
+
+// Each edit, made without a word, and the same once more with every value as it is then: it has to
+// change nothing.
+inline void ExpectEdits(Dialect dialect, const std::vector<Case>& cases) {
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    Request request = RequestOf(dialect, c);
+    EXPECT_EQ(EditedText(request, c.config), c.expected);
+    EXPECT_EQ(AllOf(Edit(request, c.config, "site.conf").warnings), "");
+    for (auto& [name, value] : request.values) {
+      if (value.new_value) value.old_value = value.new_value;
+    }
+    EXPECT_EQ(EditedText(request, c.expected), c.expected) << "the second time";
+  }
+}
+
+inline void ExpectFinding(const std::vector<Finding>& findings, const SaidCase& c) {
+  ASSERT_EQ(findings.size(), 1U) << AllOf(findings);
+  EXPECT_EQ(findings[0].name, c.finding);
+  EXPECT_EQ(findings[0].message.substr(0, c.place.size()), c.place) << findings[0].message;
+  EXPECT_NE(findings[0].message.find(c.part), std::string::npos) << findings[0].message;
+}
+
+// Each edit is refused for this one reason, and the text stays as it was.
+inline void ExpectRefusals(Dialect dialect, const std::vector<SaidCase>& cases) {
+  for (const SaidCase& c : cases) {
+    SCOPED_TRACE(c.name);
+    const Result result = Edit(RequestOf(dialect, c), c.config, "site.conf");
+    EXPECT_EQ(result.text, c.config);
+    ExpectFinding(result.refusals, c);
+  }
+}
+
+// Each edit is made, with this one warning.
+inline void ExpectWarnings(Dialect dialect, const std::vector<SaidCase>& cases) {
+  for (const SaidCase& c : cases) {
+    SCOPED_TRACE(c.name);
+    const Result result = Edit(RequestOf(dialect, c), c.config, "site.conf");
+    EXPECT_EQ(AllOf(result.refusals), "");
+    EXPECT_EQ(result.text, c.expected);
+    ExpectFinding(result.warnings, c);
+  }
+}
+
+}  // namespace edit

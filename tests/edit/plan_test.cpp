@@ -1,0 +1,1359 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// What becomes of the directives of a block.
+
+#include "edit/plan.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "edit/edit_case.h"
+
+namespace edit {
+namespace {
+
+std::string Server(const std::string& lines) {
+  return "server {\n\tserver_name a;\n" + lines + "}\n";
+}
+
+std::string Host(const std::string& lines) {
+  return "<VirtualHost *:80>\n\tServerName a\n" + lines + "</VirtualHost>\n";
+}
+
+using Around = std::string (*)(const std::string&);
+
+// The same, of lines in a block each.
+std::vector<Case> Each(Around around, std::vector<Case> cases) {
+  for (Case& c : cases) {
+    c.config = around(c.config);
+    c.template_text = around(c.template_text);
+    c.expected = around(c.expected);
+  }
+  return cases;
+}
+
+std::vector<SaidCase> EachSaid(Around around, std::vector<SaidCase> cases) {
+  for (SaidCase& c : cases) {
+    c.config = around(c.config);
+    c.template_text = around(c.template_text);
+    if (!c.expected.empty()) c.expected = around(c.expected);
+  }
+  return cases;
+}
+
+std::string Untaken(const std::string& lines) {
+  return "{% if $none %}\n" + lines + "{% endif %}\n";
+}
+
+// --- Directives, not lines ---
+
+TEST(ADirectiveOverSeveralLines, IsOne) {
+  const std::string types = "\tgzip_types\n\t\ttext/css  # styles\n\t\ttext/xml\n\t;\n";
+  ExpectEdits(Dialect::kNginx,
+              Each(Server, {{"it is there", types, "gzip_types text/css text/xml;\n", {}, types},
+                            {"a word of it changes",
+                             types,
+                             "gzip_types text/css {% $t %};\n",
+                             {{"t", "text/xml", "text/plain"}},
+                             With(types, "text/xml", "text/plain")},
+                            {"all its words change",
+                             types,
+                             "gzip_types [% $t %];\n",
+                             {{"t", kNone, "a/a b/b"}},
+                             "\tgzip_types\n\t\ta/a  # styles\n\t\tb/b\n\t;\n"},
+                            {"it gets more words",
+                             types,
+                             "gzip_types [% $t %];\n",
+                             {{"t", kNone, "text/css text/xml a/a"}},
+                             With(types, "text/xml", "text/xml a/a")},
+                            {"it gets fewer words",
+                             types,
+                             "gzip_types [% $t %];\n",
+                             {{"t", kNone, "text/xml"}},
+                             "\tgzip_types  # styles\n\t\ttext/xml\n\t;\n"},
+                            {"it goes",
+                             types + "\troot /a;\n",
+                             Untaken("gzip_types text/css text/xml;\n"),
+                             {},
+                             "\troot /a;\n"},
+                            {"it goes, whatever it holds",
+                             "\troot /a;\n" + types,
+                             Untaken("gzip_types [% $t %];\n"),
+                             {},
+                             "\troot /a;\n"},
+                            {"something is added behind it",
+                             types,
+                             "gzip_types text/css text/xml;\n"
+                             "root /a;\n",
+                             {},
+                             types + "\troot /a;\n"}}));
+  const std::string alias = "\tServerAlias b \\\n\t\tc \\\n\t\td\n";
+  ExpectEdits(Dialect::kApache, Each(Host, {{"a word of a continued line",
+                                             alias,
+                                             "ServerAlias {% $c %}\n",
+                                             {{"c", "c", "x"}},
+                                             With(alias, "\tc ", "\tx ")},
+                                            {"a continued line goes",
+                                             alias + "\tProtocols h2\n",
+                                             Untaken("ServerAlias b c d\n"),
+                                             {},
+                                             "\tProtocols h2\n"},
+                                            {"a continued value",
+                                             "\tDocumentRoot \\\n\t\t/srv/a\n",
+                                             "DocumentRoot {% $d %}\n",
+                                             {{"d", "/srv/a", "/srv/b"}},
+                                             "\tDocumentRoot \\\n\t\t/srv/b\n"}}));
+}
+
+TEST(DirectivesOnOneLine, AreSeveral) {
+  const std::string line = "\tgzip on; etag off; root /a;  # three\n";
+  ExpectEdits(
+      Dialect::kNginx,
+      Each(Server,
+           {{"they are there", line, "root /a;\ngzip on;\netag off;\n", {}, line},
+            {"one changes",
+             line,
+             "etag {% $e %};\n",
+             {{"e", "off", "on"}},
+             With(line, "etag off", "etag on")},
+            {"the first one goes", line, Untaken("gzip on;\n"), {}, Without(line, "gzip on; ")},
+            {"one between goes", line, Untaken("etag off;\n"), {}, Without(line, "etag off; ")},
+            {"the last one goes", line, Untaken("root /a;\n"), {}, Without(line, "root /a;  ")},
+            {"all go", line, Untaken("gzip on;\netag off;\nroot /a;\n"), {}, ""},
+            {"one comes behind them", line, "expires 1d;\n", {}, line + "\texpires 1d;\n"},
+            {"one comes between them",
+             "\tallow 10.0.0.1; root /a;\n",
+             "allow 10.0.0.2;\n",
+             {},
+             "\tallow 10.0.0.1; allow 10.0.0.2; root /a;\n"}}));
+}
+
+TEST(Words, AreReadAsTheServerReadsThem) {
+  ExpectEdits(
+      Dialect::kNginx,
+      Each(Server,
+           {{"quotes in the file", "\troot \"/a\";\n", "root /a;\n", {}, "\troot \"/a\";\n"},
+            {"quotes in the template", "\troot /a;\n", "root '/a';\n", {}, "\troot /a;\n"},
+            {"quotes stay",
+             "\troot \"/a\";\n",
+             "root {% $r %};\n",
+             {{"r", "/a", "/b"}},
+             "\troot \"/b\";\n"},
+            {"an escape",
+             "\treturn 200 \"a\\\"b\";\n",
+             "return 200 'a\"b';\n",
+             {},
+             "\treturn 200 \"a\\\"b\";\n"},
+            {"blanks", "\troot\t  /a  ;\n", "root /a;\n", {}, "\troot\t  /a  ;\n"},
+            {"blanks in the template", "\troot /a;\n", "   root    /a  ;\n", {}, "\troot /a;\n"},
+            {"a blank in quotes is a part of the word",
+             "\tadd_header X \"a  b\";\n",
+             "add_header X \"a b\";\n",
+             {},
+             "\tadd_header X \"a  b\";\n\tadd_header X \"a b\";\n"},
+            {"a number sign in a word",
+             "\treturn 301 /x#y;  # moved\n",
+             "return 301 {% $t %};\n",
+             {{"t", "/x#y", "/x#z"}},
+             "\treturn 301 /x#z;  # moved\n"},
+            {"a number sign in quotes",
+             "\tadd_header X \"#fff\";\n",
+             "add_header X [% $c %];\n",
+             {{"c", kNone, "\"#000\""}},
+             "\tadd_header X \"#000\";\n"},
+            {"a variable",
+             "\tset $x ${y}z;\n",
+             "set $x ${y}z;\nset $v 1;\n",
+             {},
+             "\tset $x ${y}z;\n\tset $v 1;\n"}}));
+  ExpectEdits(Dialect::kApache, Each(Host, {{"quotes in the file",
+                                             "\tDocumentRoot \"/srv/a\"\n",
+                                             "DocumentRoot /srv/a\n",
+                                             {},
+                                             "\tDocumentRoot \"/srv/a\"\n"},
+                                            {"quotes stay",
+                                             "\tDocumentRoot \"/srv/a\"\n",
+                                             "DocumentRoot {% $d %}\n",
+                                             {{"d", "/srv/a", "/srv/b"}},
+                                             "\tDocumentRoot \"/srv/b\"\n"},
+                                            {"a name in other letters",
+                                             "\tdocumentroot /srv/a\n",
+                                             "DocumentRoot {% $d %}\n",
+                                             {{"d", "/srv/a", "/srv/b"}},
+                                             "\tdocumentroot /srv/b\n"},
+                                            {"an argument in other letters is another",
+                                             "\tSetEnv A x\n",
+                                             "SetEnv a x\n",
+                                             {},
+                                             "\tSetEnv A x\n\tSetEnv a x\n"}}));
+}
+
+TEST(ADirectiveThatOnlyBeginsAlike, IsAnother) {
+  ExpectEdits(
+      Dialect::kNginx,
+      Each(Server,
+           {{"a name: a certificate and its key",
+             "\tssl_certificate_key /k;\n\tssl_certificate /c;\n",
+             "ssl_certificate [% $c %];\n",
+             {{"c", kNone, "/d"}},
+             "\tssl_certificate_key /k;\n\tssl_certificate /d;\n"},
+            {"... the certificate is new",
+             "\tssl_certificate_key /k;\n",
+             "ssl_certificate [% $c %];\n",
+             {{"c", kNone, "/d"}},
+             "\tssl_certificate_key /k;\n\tssl_certificate /d;\n"},
+            {"a name: a password and its file",
+             "\tauth_basic_user_file /f;\n\tauth_basic x;\n",
+             "auth_basic [% $t %];\n",
+             {{"t", kNone, "y"}},
+             "\tauth_basic_user_file /f;\n\tauth_basic y;\n"},
+            {"an address is not removed",
+             "\tdeny 1.2.3.10;\n",
+             Untaken("deny 1.2.3.1;\n"),
+             {},
+             "\tdeny 1.2.3.10;\n"},
+            {"an address is added",
+             "\tdeny 1.2.3.10;\n",
+             "deny 1.2.3.1;\n",
+             {},
+             "\tdeny 1.2.3.10;\n\tdeny 1.2.3.1;\n"},
+            {"an address is changed",
+             "\tdeny 1.2.3.10;\n\tdeny 1.2.3.1;\n",
+             "deny {% $ip %};\n",
+             {{"ip", "1.2.3.1", "1.2.3.2"}},
+             "\tdeny 1.2.3.10;\n\tdeny 1.2.3.2;\n"},
+            {"a path is not removed", "\troot /ab;\n", Untaken("root /a;\n"), {}, "\troot /ab;\n"},
+            {"a word more",
+             "\taccess_log /a combined;\n",
+             "access_log /a;\n",
+             {},
+             "\taccess_log /a combined;\n\taccess_log /a;\n"}}));
+}
+
+// --- Full places ---
+
+TEST(ALineWithOldValues, IsTheDirectiveWithThem) {
+  const NamedValues root = {{"r", "/a", "/b"}};
+  ExpectEdits(
+      Dialect::kNginx,
+      Each(Server,
+           {{"it changes", "\troot /a;\n", "root {% $r %};\n", root, "\troot /b;\n"},
+            {"it has changed already", "\troot /b;\n", "root {% $r %};\n", root, "\troot /b;\n"},
+            {"it is not there: added", "", "root {% $r %};\n", root, "\troot /b;\n"},
+            {"one of several",
+             "\tadd_header X 1;\n\tadd_header Y 1;\n\tadd_header X 3;\n",
+             "add_header {% $n %} 1;\n",
+             {{"n", "Y", "Z"}},
+             "\tadd_header X 1;\n\tadd_header Z 1;\n\tadd_header X 3;\n"},
+            {"a part of a word",
+             "\taccess_log /var/log/a.log main;\n",
+             "access_log /var/log/{% $n %}.log main;\n",
+             {{"n", "a", "b"}},
+             "\taccess_log /var/log/b.log main;\n"},
+            {"two places of one value",
+             "\tproxy_cache_path /c/a keys_zone=a:1m;\n",
+             "proxy_cache_path /c/{% $n %} keys_zone={% $n %}:1m;\n",
+             {{"n", "a", "b"}},
+             "\tproxy_cache_path /c/b keys_zone=b:1m;\n"},
+            {"two values",
+             "\tlimit_req zone=a burst=5;\n",
+             "limit_req zone={% $z %} burst={% $b %};\n",
+             {{"z", "a", "x"}, {"b", kNone, "5"}},
+             "\tlimit_req zone=x burst=5;\n"},
+            {"an empty value",
+             "\tadd_header X-Site a;\n",
+             "add_header X-Site{% $s %} a;\n",
+             {{"s", "", "-Name"}},
+             "\tadd_header X-Site-Name a;\n"},
+            {"a quoted value",
+             "\tadd_header X \"old\";\n",
+             "add_header X \"{% $v %}\";\n",
+             {{"v", "old", "a; b { c } # d"}},
+             "\tadd_header X \"a; b { c } # d\";\n"},
+            {"the name of the directive",
+             "\tallow 10.0.0.1;\n",
+             "{% $what %} 10.0.0.1;\n",
+             {{"what", "allow", "deny"}},
+             "\tdeny 10.0.0.1;\n"},
+            {"two lines of the template that are one, added",
+             "",
+             "etag on;\netag on;\n",
+             {},
+             "\tetag on;\n"},
+            {"two lines of the template that are one, there",
+             "\tinclude /x;\n",
+             "include /x;\ninclude /x;\n",
+             {},
+             "\tinclude /x;\n"},
+            {"values that change places",
+             "\tset $a 1;\n\tset $b 2;\n",
+             "set $a {% $a %};\nset $b {% $b %};\n",
+             {{"a", "1", "2"}, {"b", "2", "1"}},
+             "\tset $a 2;\n\tset $b 1;\n"}}));
+}
+
+TEST(AMissingValue, LeavesTheDirectiveAlone) {
+  ExpectWarnings(
+      Dialect::kNginx,
+      EachSaid(Server,
+               {{"no new value",
+                 "\troot /a;\n",
+                 "root {% $r %};\n",
+                 {{"r", "/a", kNone}},
+                 "missing-value",
+                 "site.template:3:1:",
+                 "there is no value 'r': this line neither adds, changes nor removes anything",
+                 nullptr,
+                 "\troot /a;\n"},
+                {"no value at all",
+                 "\troot /a;\n",
+                 "root {% $r %};\n",
+                 {},
+                 "missing-value",
+                 "site.template:3:1:",
+                 "'r'",
+                 nullptr,
+                 "\troot /a;\n"},
+                {"none for a trailing place",
+                 "\troot /a;\n",
+                 "root [% $r %];\n",
+                 {},
+                 "missing-value",
+                 "site.template:3:1:",
+                 "'r'",
+                 nullptr,
+                 "\troot /a;\n"},
+                {"one of two",
+                 "\tlimit_req zone=a burst=5;\n",
+                 "limit_req zone={% $z %} burst={% $b %};\n",
+                 {{"z", "a", "x"}},
+                 "missing-value",
+                 "site.template:3:1:",
+                 "there is no value 'b'",
+                 nullptr,
+                 "\tlimit_req zone=a burst=5;\n"},
+                {"of a comment",
+                 "\t# by a\n",
+                 "# by {% $who %}\n",
+                 {},
+                 "missing-value",
+                 "site.template:3:1:",
+                 "'who'",
+                 nullptr,
+                 "\t# by a\n"},
+                {"in a new block",
+                 "",
+                 "location / {\nroot {% $r %};\nindex i;\n}\n",
+                 {},
+                 "missing-value",
+                 "site.template:4:1:",
+                 "a value of this line is missing: it is left out",
+                 nullptr,
+                 "\tlocation / {\n\t\tindex i;\n\t}\n"}}));
+}
+
+// --- Trailing places ---
+
+TEST(ATrailingPlace, IsTheOneDirectiveWithThatBeginning) {
+  const NamedValues value = {{"v", kNone, "/new"}};
+  ExpectEdits(
+      Dialect::kNginx,
+      Each(Server,
+           {{"whatever it holds", "\troot   /customer;  # by hand\n", "root [% $v %];\n", value,
+             "\troot   /new;  # by hand\n"},
+            {"it is there already", "\troot /new;\n", "root [% $v %];\n", value, "\troot /new;\n"},
+            {"it is not there", "", "root [% $v %];\n", value, "\troot /new;\n"},
+            {"with several words before it", "\terror_page 403 /403;\n\terror_page 404 /404;\n",
+             "error_page 404 [% $v %];\n", value,
+             "\terror_page 403 /403;\n\terror_page 404 /new;\n"},
+            {"with a full place before it",
+             "\terror_page 403 /403;\n\terror_page 404 /404;\n",
+             "error_page {% $c %} [% $v %];\n",
+             {{"c", "404", "410"}, {"v", kNone, "/new"}},
+             "\terror_page 403 /403;\n\terror_page 410 /new;\n"},
+            {"in the middle of a word",
+             "\taccess_log /var/log/a.log;\n\taccess_log /mnt/b;\n",
+             "access_log /var/log/[% $v %].log;\n",
+             {{"v", kNone, "z"}},
+             "\taccess_log /var/log/z.log;\n\taccess_log /mnt/b;\n"},
+            {"in quotes",
+             "\tadd_header X \"old words\" always;\n",
+             "add_header X \"[% $v %]\" always;\n",
+             {{"v", kNone, "new words"}},
+             "\tadd_header X \"new words\" always;\n"},
+            {"several words",
+             "\tindex a;\n",
+             "index [% $v %];\n",
+             {{"v", kNone, "a b c"}},
+             "\tindex a b c;\n"},
+            {"fewer words",
+             "\tindex a b c;\n",
+             "index [% $v %];\n",
+             {{"v", kNone, "c"}},
+             "\tindex c;\n"},
+            {"words behind it",
+             "\tadd_header X 1;\n",
+             "add_header X [% $v %] always;\n",
+             {{"v", kNone, "2"}},
+             "\tadd_header X 2 always;\n"},
+            {"two of them",
+             "\tlocation /x {\n\t\treturn 404;\n\t}\n",
+             "location /x {\nreturn [% $c %] [% $v %];\n}\n",
+             {{"c", kNone, "301"}, {"v", kNone, "/y"}},
+             "\tlocation /x {\n\t\treturn 301 /y;\n\t}\n"},
+            {"an opening line", "\tlocation /x {\n\t\tetag on;\n\t}\n",
+             "location [% $v %] {\netag on;\n}\n", value, "\tlocation /new {\n\t\tetag on;\n\t}\n"},
+            {"beside one with its full text",
+             "\terror_page 404 /404;\n\terror_page 500 /500;\n",
+             "error_page 404 /404;\nerror_page [% $v %];\n",
+             {{"v", kNone, "500 /new"}},
+             "\terror_page 404 /404;\n\terror_page 500 /new;\n"},
+            {"one of several that has the old value",
+             "\tinclude /a;\n\tinclude /b;\n",
+             "include [% $v %];\n",
+             {{"v", "/b", "/new"}},
+             "\tinclude /a;\n\tinclude /new;\n"},
+            {"one of several that has the new value", "\tinclude /a;\n\tinclude /new;\n",
+             "include [% $v %];\n", value, "\tinclude /a;\n\tinclude /new;\n"}}));
+}
+
+TEST(ATrailingPlace, ThatSeveralDirectivesFitIsRefused) {
+  const auto refused = [](const std::string& name, const std::string& lines,
+                          const std::string& text, const std::string& part) {
+    return SaidCase{
+        name, lines, text, {{"v", kNone, "/new"}}, "ambiguous", "site.template:3:1:", part};
+  };
+  ExpectRefusals(
+      Dialect::kNginx,
+      EachSaid(
+          Server,
+          {refused("error_page", "\terror_page 404 /404;\n\terror_page 500 /500;\n",
+                   "error_page [% $v %];\n",
+                   "'error_page [% $v %];' may be each of site.conf:3:2 'error_page 404 /404;', "
+                   "site.conf:4:2 'error_page 500 /500;'. Write more of the line before the place, "
+                   "or a full place {% ... %} with the old value"),
+           refused("add_header", "\tadd_header X 1;\n\tadd_header Y 2;\n", "add_header [% $v %];\n",
+                   "site.conf:4:2"),
+           refused("include", "\tinclude /a;\n\n\tinclude /b;\n", "include [% $v %];\n",
+                   "site.conf:5:2"),
+           refused("beginnings that are alike", "\tadd_header X 1;\n\tadd_header X 2;\n",
+                   "add_header X [% $v %];\n", "site.conf:4:2")}));
+  SaidCase removal = refused("a removal", "\terror_page 404 /404;\n\terror_page 500 /500;\n",
+                             Untaken("error_page [% $v %];\n"), "site.conf:4:2");
+  removal.place = "site.template:4:1:";
+  ExpectRefusals(Dialect::kNginx, EachSaid(Server, {removal}));
+  ExpectRefusals(
+      Dialect::kApache,
+      EachSaid(Host,
+               {refused("ErrorDocument", "\tErrorDocument 404 /404\n\terrordocument 500 /500\n",
+                        "ErrorDocument [% $v %]\n", "site.conf:4:2 'errordocument 500 /500'"),
+                refused("ProxyPass", "\tProxyPass /a http://a/\n\tProxyPass /b http://b/\n",
+                        "ProxyPass [% $v %]\n", "site.conf:4:2")}));
+}
+
+TEST(ATrailingPlace, InABranchNotTakenRemovesItsDirective) {
+  ExpectEdits(
+      Dialect::kNginx,
+      Each(Server,
+           {{"and no other one that begins alike",
+             "\tssl_certificate_key /k;\n\tssl_certificate /c;\n",
+             Untaken("ssl_certificate [% $c %];\n"),
+             {},
+             "\tssl_certificate_key /k;\n"},
+            {"nor one that begins alike alone",
+             "\tssl_certificate_key /k;\n",
+             Untaken("ssl_certificate [% $c %];\n"),
+             {},
+             "\tssl_certificate_key /k;\n"},
+            {"with a word before it",
+             "\terror_page 403 /403;\n\terror_page 404 /404;\n",
+             Untaken("error_page 404 [% $p %];\n"),
+             {},
+             "\terror_page 403 /403;\n"},
+            {"another branch sets it",
+             "\taccess_log /a;\n",
+             "{% if $l %}\naccess_log [% $l %];\n{% else %}\naccess_log off;\n{% endif %}\n",
+             {{"l", kNone, "/b"}},
+             "\taccess_log /b;\n"}}));
+}
+
+// --- Directives that are found by their name alone ---
+
+TEST(DirectivesFoundByTheirName, ChangeWhateverTheyHold) {
+  ExpectEdits(
+      Dialect::kNginx,
+      Each(Server, {{"protocols",
+                     "\tssl_protocols TLSv1 TLSv1.1;  # old\n\troot /a;\n",
+                     "ssl_protocols TLSv1.3;\n",
+                     {},
+                     "\tssl_protocols TLSv1.3;  # old\n\troot /a;\n"},
+                    {"ciphers by a value",
+                     "\tssl_ciphers HIGH;\n",
+                     "ssl_ciphers {% $c %};\n",
+                     {{"c", "LOW", "MEDIUM"}},
+                     "\tssl_ciphers MEDIUM;\n"},
+                    {"it is not there",
+                     "\troot /a;\n",
+                     "ssl_protocols TLSv1.3;\n",
+                     {},
+                     "\troot /a;\n\tssl_protocols TLSv1.3;\n"},
+                    {"a branch not taken",
+                     "\tssl_protocols TLSv1;\n",
+                     Untaken("ssl_protocols TLSv1.3;\n"),
+                     {},
+                     ""},
+                    {"one of two branches",
+                     "\tssl_protocols TLSv1;\n",
+                     "{% if $new %}\nssl_protocols TLSv1.3;\n{% else %}\nssl_protocols TLSv1.2;\n"
+                     "{% endif %}\n",
+                     {{"new", kNone, "1"}},
+                     "\tssl_protocols TLSv1.3;\n"}}));
+  ExpectEdits(
+      Dialect::kApache,
+      Each(Host, {{"protocols",
+                   "\tSSLProtocol all -SSLv3\n",
+                   "SSLProtocol TLSv1.3\n",
+                   {},
+                   "\tSSLProtocol TLSv1.3\n"},
+                  {"one setting of several",
+                   "\tphp_admin_value upload_max_filesize 8M\n\tphp_admin_value memory_limit 64M\n",
+                   "php_admin_value memory_limit 256M\n",
+                   {},
+                   "\tphp_admin_value upload_max_filesize 8M\n"
+                   "\tphp_admin_value memory_limit 256M\n"},
+                  {"a setting that is new",
+                   "\tphp_admin_value memory_limit 64M\n\tProtocols h2\n",
+                   "php_admin_value post_max_size 8M\n",
+                   {},
+                   "\tphp_admin_value memory_limit 64M\n\tphp_admin_value post_max_size 8M\n"
+                   "\tProtocols h2\n"}}));
+}
+
+// --- Branches that are not taken ---
+
+TEST(LinesOfABranchNotTaken, AreRemoved) {
+  ExpectEdits(Dialect::kNginx,
+              Each(Server, {{"as they are written",
+                             "\tgzip on;\n\tgzip_vary on;\n",
+                             Untaken("gzip on;\n"),
+                             {},
+                             "\tgzip_vary on;\n"},
+                            {"with their old values",
+                             "\troot /a;\n",
+                             Untaken("root {% $r %};\n"),
+                             {{"r", "/a", "/b"}},
+                             ""},
+                            {"else with their new ones",
+                             "\troot /b;\n",
+                             Untaken("root {% $r %};\n"),
+                             {{"r", "/a", "/b"}},
+                             ""},
+                            {"with an old value alone",
+                             "\troot /a;\n",
+                             Untaken("root {% $r %};\n"),
+                             {{"r", "/a", kNone}},
+                             ""},
+                            {"without any value nothing goes",
+                             "\troot /a;\n",
+                             Untaken("root {% $r %};\n"),
+                             {},
+                             "\troot /a;\n"},
+                            {"with another value nothing goes",
+                             "\troot /hand;\n",
+                             Untaken("root {% $r %};\n"),
+                             {{"r", "/a", "/b"}},
+                             "\troot /hand;\n"},
+                            {"all that are alike go together",
+                             "\tadd_header X 1;\n\tadd_header Y 1;\n\tadd_header  X  \"1\";\n",
+                             Untaken("add_header X 1;\n"),
+                             {},
+                             "\tadd_header Y 1;\n"},
+                            {"what another line wants, stays",
+                             "\tgzip on;\n",
+                             "gzip on;\n" + Untaken("gzip on;\n"),
+                             {},
+                             "\tgzip on;\n"},
+                            {"another branch comes in their place",
+                             "\troot /a;\n\tgzip off;\n\tindex i;\n",
+                             "{% if $z == on %}\ngzip on;\n{% else %}\ngzip off;\n{% endif %}\n",
+                             {{"z", kNone, "on"}},
+                             "\troot /a;\n\tgzip on;\n\tindex i;\n"},
+                            {"a whole block, with what the template does not name",
+                             "\tlocation /img {\n\t\texpires 1d;\n\t\tetag on;\n\t}\n\troot /a;\n",
+                             Untaken("location /img {\nexpires 30d;\n}\n"),
+                             {},
+                             "\troot /a;\n"},
+                            {"a comment above them stays",
+                             "\t# compressed\n\tgzip on;\n",
+                             Untaken("gzip on;\n"),
+                             {},
+                             "\t# compressed\n"},
+                            {"a comment beside them goes",
+                             "\tgzip on;  # compressed\n\troot /a;\n",
+                             Untaken("gzip on;\n"),
+                             {},
+                             "\troot /a;\n"}}));
+}
+
+TEST(LinesOfABranchNotTaken, HaveToBeThereWhenAsked) {
+  const auto exist = [](Request& request) { request.must_exist = true; };
+  ExpectRefusals(Dialect::kNginx,
+                 EachSaid(Server, {{"a line",
+                                    "\troot /b;\n",
+                                    Untaken("root /a;\n"),
+                                    {},
+                                    "not-found",
+                                    "site.template:4:1:",
+                                    "'root /a;' is to be removed, and is not there",
+                                    exist},
+                                   {"a comment",
+                                    "\troot /b;\n",
+                                    Untaken("# note\n"),
+                                    {},
+                                    "not-found",
+                                    "site.template:4:1:",
+                                    "'# note'",
+                                    exist},
+                                   {"a name",
+                                    "\troot /b;\n",
+                                    Untaken("server_name x;\n"),
+                                    {},
+                                    "not-found",
+                                    "site.template:4:1:",
+                                    "'server_name x;'",
+                                    exist},
+                                   {"an address",
+                                    "\tlisten 80;\n",
+                                    Untaken("listen 81;\n"),
+                                    {},
+                                    "not-found",
+                                    "site.template:4:1:",
+                                    "'listen 81;'",
+                                    exist},
+                                   {"a block",
+                                    "\troot /b;\n",
+                                    Untaken("location / {\n}\n"),
+                                    {},
+                                    "not-found",
+                                    "site.template:4:1:",
+                                    "the block 'location / {'",
+                                    exist}}));
+  const Case there = {"", Server("\troot /a;\n"), Server(Untaken("root /a;\n")), {}, "", exist};
+  EXPECT_EQ(EditedText(RequestOf(Dialect::kNginx, there), there.config), Server(""));
+}
+
+// --- Comments ---
+
+TEST(Comments, OfATemplateAreLinesLikeOthers) {
+  ExpectEdits(
+      Dialect::kNginx,
+      Each(Server,
+           {{"one is added",
+             "\troot /a;\n",
+             "root /a;\n# managed\n",
+             {},
+             "\troot /a;\n"
+             "\t# managed\n"},
+            {"one is there",
+             "\t# managed\n\troot /a;\n",
+             "root /a;\n# managed\n",
+             {},
+             "\t# managed\n\troot /a;\n"},
+            {"one is there, behind a directive",
+             "\troot /a; # managed\n",
+             "# managed\n",
+             {},
+             "\troot /a; # managed\n"},
+            {"one changes",
+             "\t# by ann\n\troot /a;\n",
+             "# by {% $who %}\n",
+             {{"who", "ann", "bob"}},
+             "\t# by bob\n\troot /a;\n"},
+            {"one goes", "\t# managed\n\troot /a;\n", Untaken("# managed\n"), {}, "\troot /a;\n"},
+            {"another one is another",
+             "\t# managed by hand\n",
+             "# managed\n",
+             {},
+             "\t# managed\n\t# managed by hand\n"},
+            {"the template's own are none",
+             "\troot /a;\n",
+             "{#} note\nroot /a; {#} as asked for\n",
+             {},
+             "\troot /a;\n"}}));
+}
+
+// --- Where new directives go ---
+
+TEST(ANewDirective, StandsBehindTheLastOneOfItsName) {
+  ExpectEdits(
+      Dialect::kNginx,
+      Each(Server,
+           {{"directly",
+             "\tallow 1.1.1.1;\n\troot /a;\n\tallow 2.2.2.2;\n\tindex i;\n",
+             "allow 3.3.3.3;\n",
+             {},
+             "\tallow 1.1.1.1;\n\troot /a;\n\tallow 2.2.2.2;\n\tallow 3.3.3.3;\n\tindex i;\n"},
+            {"also behind a block",
+             "\tlocation / {\n\t}\n\tinclude /a;\n\tindex i;\n",
+             "include /b;\n",
+             {},
+             "\tlocation / {\n\t}\n\tinclude /a;\n\tinclude /b;\n"
+             "\tindex i;\n"},
+            {"several, in the template's order",
+             "\tinclude /a;\n\tindex i;\n",
+             "include /b;\ninclude /c;\n",
+             {},
+             "\tinclude /a;\n\tinclude /b;\n\tinclude /c;\n\tindex i;\n"},
+            {"but before one that the template names behind it",
+             "\tdeny 1.1.1.1;\n\tdeny all;\n",
+             "deny 2.2.2.2;\ndeny all;\n",
+             {},
+             "\tdeny 1.1.1.1;\n\tdeny 2.2.2.2;\n\tdeny all;\n"},
+            {"... also before one that is not the last",
+             "\tset $a 1;\n\tset $c 1;\n\tset $z 1;\n",
+             "set $a 1;\nset $b 1;\nset $c 1;\n",
+             {},
+             "\tset $a 1;\n\tset $b 1;\n\tset $c 1;\n\tset $z 1;\n"},
+            {"... also between two that it names",
+             "\tset $a 1;\n\tset $x 1;\n\tset $c 1;\n",
+             "set $a 1;\nset $b 1;\nset $c 1;\n",
+             {},
+             "\tset $a 1;\n\tset $x 1;\n\tset $b 1;\n\tset $c 1;\n"}}));
+}
+
+TEST(ANewDirective, StandsBeforeTheFirstBlockInside) {
+  ExpectEdits(
+      Dialect::kNginx,
+      Each(Server, {{"behind the directives there",
+                     "\troot /a;\n\tlocation / {\n\t}\n\tindex i;\n",
+                     "etag on;\n",
+                     {},
+                     "\troot /a;\n\tetag on;\n\tlocation / {\n\t}\n\tindex i;\n"},
+                    {"behind a comment on their line",
+                     "\troot /a; # disk\n\n\t# files\n\tlocation / {\n\t}\n",
+                     "etag on;\n",
+                     {},
+                     "\troot /a; # disk\n\tetag on;\n\n\t# files\n\tlocation / {\n\t}\n"}}));
+  ExpectEdits(Dialect::kApache,
+              {{"where nothing stands before it",
+                "<VirtualHost *:80>\n\t# files\n\t# of a\n\t<Files x>\n"
+                "\t</Files>\n</VirtualHost>\n",
+                "<VirtualHost *:80>\nProtocols h2\n</VirtualHost>\n",
+                {},
+                "<VirtualHost *:80>\n\tProtocols h2\n\t# files\n\t# of a\n\t<Files x>\n\t</Files>\n"
+                "</VirtualHost>\n"},
+               {"in an empty block",
+                "<VirtualHost *:80>\n</VirtualHost>\n",
+                "<VirtualHost *:80>\nProtocols h2\n</VirtualHost>\n",
+                {},
+                "<VirtualHost *:80>\n\tProtocols h2\n</VirtualHost>\n"}});
+}
+
+TEST(ANewDirective, KeepsToTheOrderOfTheTemplate) {
+  ExpectEdits(
+      Dialect::kNginx,
+      Each(Server, {{"before a directive that follows it",
+                     "\troot /a;\n\tindex i;\n\tetag on;\n",
+                     "expires 1d;\nindex i;\n",
+                     {},
+                     "\troot /a;\n\texpires 1d;\n\tindex i;\n\tetag on;\n"},
+                    {"behind a block that precedes it",
+                     "\troot /a;\n\tlocation /x {\n\t}\n\tlocation /y {\n\t}\n",
+                     "location /x {\n}\netag on;\n",
+                     {},
+                     "\troot /a;\n\tlocation /x {\n\t}\n\tetag on;\n\tlocation /y {\n\t}\n"},
+                    {"behind a directive behind a block",
+                     "\tlocation /x {\n\t}\n\tindex i;\n\tlocation /y {\n\t}\n",
+                     "index i;\netag on;\n",
+                     {},
+                     "\tlocation /x {\n\t}\n\tindex i;\n\tetag on;\n\tlocation /y {\n\t}\n"},
+                    {"not where the file has another order",
+                     "\troot /a;\n\tindex i;\n\tetag on;\n",
+                     "etag on;\nexpires 1d;\nroot /a;\n",
+                     {},
+                     "\troot /a;\n\tindex i;\n\tetag on;\n\texpires 1d;\n"}}));
+}
+
+TEST(ANewBlock, StandsBehindTheLastOneOfItsKind) {
+  ExpectEdits(
+      Dialect::kNginx,
+      Each(Server, {{"before what follows that",
+                     "\tlocation /x {\n\t}\n\tindex i;\n",
+                     "location /y {\netag on;\n}\n",
+                     {},
+                     "\tlocation /x {\n\t}\n\tlocation /y {\n\t\tetag on;\n\t}\n\tindex i;\n"},
+                    {"else at the end",
+                     "\tif ($x) {\n\t}\n\tindex i;\n",
+                     "location /y {\netag on;\n}\n",
+                     {},
+                     "\tif ($x) {\n\t}\n\tindex i;\n\tlocation /y {\n\t\tetag on;\n\t}\n"},
+                    {"several, in the template's order",
+                     "\tlocation /x {\n\t}\n",
+                     "location /y {\netag on;\n}\nlocation /z {\netag on;\n}\n",
+                     {},
+                     "\tlocation /x {\n\t}\n\tlocation /y {\n\t\tetag on;\n\t}\n\tlocation /z {\n"
+                     "\t\tetag on;\n\t}\n"},
+                    {"blocks in blocks, lines and blocks in the template's order",
+                     "",
+                     "location / {\nroot /srv;\nif ($x) {\nreturn 403;\n}\nindex i;\n}\n",
+                     {},
+                     "\tlocation / {\n\t\troot /srv;\n\t\tif ($x) {\n\t\t\treturn 403;\n\t\t}\n"
+                     "\t\tindex i;\n\t}\n"},
+                    {"without the lines of branches not taken",
+                     "",
+                     "location / {\n" + Untaken("root /srv;\n") + "index i;\n}\n",
+                     {},
+                     "\tlocation / {\n\t\tindex i;\n\t}\n"}}));
+}
+
+// --- listen ---
+
+TEST(Listen, IsItsAddressAndItsOptions) {
+  ExpectEdits(
+      Dialect::kNginx,
+      Each(Server,
+           {{"options that the template does not state stay",
+             "\tlisten 80 default_server backlog=5;\n",
+             "listen 80;\n",
+             {},
+             "\tlisten 80 default_server backlog=5;\n"},
+            {"options in another order",
+             "\tlisten 443 http2 ssl;\n",
+             "listen 443 ssl http2;\n",
+             {},
+             "\tlisten 443 http2 ssl;\n"},
+            {"another form of the address",
+             "\tlisten *:80;\n",
+             "listen 80;\n",
+             {},
+             "\tlisten *:80;\n"},
+            {"the address changes, the options stay",
+             "\tlisten 10.0.0.1:443 ssl http2; # office\n",
+             "listen {% $ip %}:443 ssl;\n",
+             {{"ip", "10.0.0.1", "10.0.0.2"}},
+             "\tlisten 10.0.0.2:443 ssl http2; # office\n"},
+            {"another listen stays",
+             "\tlisten 10.0.0.1:80;\n\tlisten 10.0.0.1:8080;\n",
+             "listen {% $ip %}:80;\n",
+             {{"ip", "10.0.0.1", "10.0.0.2"}},
+             "\tlisten 10.0.0.2:80;\n\tlisten 10.0.0.1:8080;\n"},
+            {"an option changes",
+             "\tlisten 443 ssl http2;\n",
+             "listen 443 ssl {% $o %};\n",
+             {{"o", "http2", "reuseport"}},
+             "\tlisten 443 reuseport ssl;\n"},
+            {"one is added",
+             "\tlisten 80;\n\troot /a;\n",
+             "listen 80;\nlisten [::]:80;\n",
+             {},
+             "\tlisten 80;\n\tlisten [::]:80;\n\troot /a;\n"},
+            {"one with a host's name is added",
+             "\tlisten 80;\n",
+             "listen localhost:8080;\n",
+             {},
+             "\tlisten 80;\n\tlisten localhost:8080;\n"},
+            {"one without a port is added",
+             "\tlisten 81;\n",
+             "listen 127.0.0.1;\n",
+             {},
+             "\tlisten 81;\n\tlisten 127.0.0.1;\n"},
+            {"one goes, with its options",
+             "\tlisten 80 default_server;\n\tlisten 81;\n",
+             Untaken("listen 80;\n"),
+             {},
+             "\tlisten 81;\n"},
+            {"one goes, in another form of its address",
+             "\tlisten *:80;\n\tlisten 81;\n",
+             Untaken("listen 80;\n"),
+             {},
+             "\tlisten 81;\n"},
+            {"an option of the other branch goes",
+             "\tlisten 80 default_server;\n",
+             "{% if $d %}\nlisten 80 default_server;\n{% else %}\nlisten 80;\n{% endif %}\n",
+             {},
+             "\tlisten 80;\n"},
+            {"an option of this branch comes",
+             "\tlisten 80;\n",
+             "{% if $d %}\nlisten 80 default_server;\n{% else %}\nlisten 80;\n{% endif %}\n",
+             {{"d", kNone, "1"}},
+             "\tlisten 80 default_server;\n"},
+            {"one changes to another that is there",
+             "\tlisten 80;\n\tlisten 443 ssl;\n",
+             "listen {% $p %};\n",
+             {{"p", "80", "443"}},
+             "\tlisten 443 ssl;\n"},
+            {"one changes to another form",
+             "\tlisten 80;\n",
+             "listen {% $a %};\n",
+             {{"a", "80", "*:80"}},
+             "\tlisten 80;\n"},
+            {"all options by a trailing place",
+             "\tlisten 80;\n\tlisten 443 ssl http2;\n",
+             "listen 443 [% $o %];\n",
+             {{"o", kNone, "ssl"}},
+             "\tlisten 80;\n\tlisten 443 ssl;\n"},
+            {"the whole by a trailing place",
+             "\tlisten 443 ssl http2;\n",
+             "listen [% $l %];\n",
+             {{"l", kNone, "8443 ssl"}},
+             "\tlisten 8443 ssl;\n"}}));
+  ExpectRefusals(
+      Dialect::kNginx,
+      EachSaid(Server, {{"an option that is not there",
+                         "\tlisten 443;\n",
+                         "listen 443 ssl;\n",
+                         {},
+                         "other-value",
+                         "site.template:3:1:",
+                         "'listen 443 ssl;' is not there, but site.conf:3:2 'listen 443;'"}}));
+}
+
+TEST(Listen, OfABlockWithNothingElseLeavesTheBlock) {
+  ExpectEdits(Dialect::kNginx, {{"it changes",
+                                 "server {\n\tlisten 10.0.0.1:80;\n}\n",
+                                 "server {\nlisten {% $ip %}:80;\n}\n",
+                                 {{"ip", "10.0.0.1", "10.0.0.2"}},
+                                 "server {\n\tlisten 10.0.0.2:80;\n}\n"}});
+}
+
+TEST(Listen, OfApacheIsALineOfTheTopLevel) {
+  ExpectEdits(
+      Dialect::kApache,
+      {{"one is added behind the others",
+        "ServerRoot /x\nListen 80\nUser www\n",
+        "Listen 80\nListen 8080\n",
+        {},
+        "ServerRoot /x\nListen 80\nListen 8080\nUser www\n"},
+       {"one changes",
+        "Listen 80\nListen 8080\n",
+        "Listen {% $p %}\n",
+        {{"p", "8080", "8081"}},
+        "Listen 80\nListen 8081\n"},
+       {"one goes", "Listen 80\nlisten 8080\n", Untaken("Listen 8080\n"), {}, "Listen 80\n"}});
+}
+
+// --- Names ---
+
+TEST(Names, AreComparedOneByOne) {
+  const auto server = [](const std::string& lines) {
+    return "server {\n\tlisten 80;\n" + lines + "}\n";
+  };
+  const NamedValues rename = {{"n", "a", "b"}};
+  const std::string name = server("server_name {% $n %};\n");
+  ExpectEdits(Dialect::kNginx,
+              {{"aliases stay",
+                server("\tserver_name a www.a;\n"),
+                server("server_name a;\n"),
+                {},
+                server("\tserver_name a www.a;\n")},
+               {"the first one changes", server("\tserver_name a www.a;\n"), name, rename,
+                server("\tserver_name b www.a;\n")},
+               {"the last one changes", server("\tserver_name www.a a;\n"), name, rename,
+                server("\tserver_name www.a b;\n")},
+               {"in one of several directives", server("\tserver_name x;\n\tserver_name y a;\n"),
+                name, rename, server("\tserver_name x;\n\tserver_name y b;\n")},
+               {"in other letters", server("\tserver_name X A;\n"), name, rename,
+                server("\tserver_name X b;\n")},
+               {"in quotes", server("\tserver_name \"a\";\n"), name, rename,
+                server("\tserver_name \"b\";\n")},
+               {"over several lines", server("\tserver_name x # one\n\t\ta\n\t\ty;\n"), name,
+                rename, server("\tserver_name x # one\n\t\tb\n\t\ty;\n")},
+               {"a new alias stands behind the last name",
+                server("\tserver_name a x;\n"),
+                server("server_name a www.a;\n"),
+                {},
+                server("\tserver_name a x www.a;\n")},
+               {"two names change", server("\tserver_name www.a x a;\n"),
+                server("server_name {% $n %} www.{% $n %};\n"), rename,
+                server("\tserver_name www.b x b;\n")},
+               {"two lines of the template, one directive", server("\tserver_name a www.a;\n"),
+                server("server_name {% $n %};\nserver_name www.{% $n %};\n"), rename,
+                server("\tserver_name b www.b;\n")},
+               {"two lines of the template, two directives",
+                server("\tserver_name a;\n\tserver_name www.a;\n"),
+                server("server_name {% $n %} www.{% $n %};\n"), rename,
+                server("\tserver_name b;\n\tserver_name www.b;\n")},
+               {"the new name is there already", server("\tserver_name a b c;\n"), name, rename,
+                server("\tserver_name b c;\n")},
+               {"all names, by a trailing place",
+                server("\tserver_name a www.a;\n"),
+                server("server_name a [% $n %];\n"),
+                {{"n", kNone, "shop.a"}},
+                server("\tserver_name a shop.a;\n")},
+               {"the same names in another order",
+                server("\tserver_name www.a a;\n"),
+                server("server_name a [% $n %];\n"),
+                {{"n", kNone, "www.a"}},
+                server("\tserver_name www.a a;\n")}});
+}
+
+TEST(Names, OfABranchNotTakenGoOneByOne) {
+  const std::string aliases = "\tServerAlias w.a x\n\tServerAlias y\n";
+  ExpectEdits(
+      Dialect::kApache,
+      Each(Host, {{"one of several",
+                   aliases,
+                   Untaken("ServerAlias x\n"),
+                   {},
+                   "\tServerAlias w.a\n\tServerAlias y\n"},
+                  {"two, of two directives",
+                   aliases,
+                   Untaken("ServerAlias w.a y\n"),
+                   {},
+                   "\tServerAlias x\n"},
+                  {"in other letters",
+                   aliases,
+                   Untaken("serveralias X\n"),
+                   {},
+                   "\tServerAlias w.a\n\tServerAlias y\n"},
+                  {"one that is not there", aliases, Untaken("ServerAlias z\n"), {}, aliases},
+                  {"all of a directive, by a trailing place",
+                   "\tServerAlias w.a x\n",
+                   Untaken("ServerAlias [% $x %]\n"),
+                   {},
+                   ""}}));
+}
+
+TEST(Names, OfABranchNotTakenGoFromAmongOthers) {
+  const std::string config = "server {\n\tserver_name a www.a x;\n}\n";
+  const std::string gone = "server {\n\tserver_name a x;\n}\n";
+  ExpectEdits(
+      Dialect::kNginx,
+      {{"a line for each",
+        config,
+        "server {\nserver_name a;\n" + Untaken("server_name www.a;\n") + "}\n",
+        {},
+        gone},
+       {"a line for both or one",
+        config,
+        "server {\n{% if $www %}\nserver_name a www.a;\n{% else %}\nserver_name a;\n"
+        "{% endif %}\n}\n",
+        {},
+        gone},
+       {"... the other way round",
+        gone,
+        "server {\n{% if $www %}\nserver_name a www.a;\n{% else %}\nserver_name a;\n"
+        "{% endif %}\n}\n",
+        {{"www", kNone, "1"}},
+        "server {\n\tserver_name a x www.a;\n}\n"},
+       {"with a rename",
+        config,
+        "server {\nserver_name {% $n %};\n" + Untaken("server_name www.{% $n %};\n") + "}\n",
+        {{"n", "a", "b"}},
+        "server {\n\tserver_name b x;\n}\n"}});
+  ExpectEdits(Dialect::kApache, Each(Host, {{"an alias",
+                                             "\tServerAlias x y\n",
+                                             "ServerAlias x\n" + Untaken("ServerAlias y\n"),
+                                             {},
+                                             "\tServerAlias x\n"}}));
+}
+
+TEST(Names, OfApacheStandInServerNameAndServerAlias) {
+  const NamedValues rename = {{"n", "a", "b"}};
+  ExpectEdits(
+      Dialect::kApache,
+      {{"an alias is renamed where it stands",
+        "<VirtualHost *:80>\n\tServerName x\n\tServerAlias y a\n</VirtualHost>\n",
+        "<VirtualHost *:80>\nServerName {% $n %}\n</VirtualHost>\n", rename,
+        "<VirtualHost *:80>\n\tServerName x\n\tServerAlias y b\n</VirtualHost>\n"},
+       {"a name and its alias",
+        "<VirtualHost *:80>\n\tServerName a\n\tServerAlias www.a x\n</VirtualHost>\n",
+        "<VirtualHost *:80>\nServerName {% $n %}\nServerAlias www.{% $n %}\n</VirtualHost>\n",
+        rename, "<VirtualHost *:80>\n\tServerName b\n\tServerAlias www.b x\n</VirtualHost>\n"},
+       {"an alias is added beside others",
+        "<VirtualHost *:80>\n\tServerName a\n\tServerAlias x\n\tProtocols h2\n</VirtualHost>\n",
+        "<VirtualHost *:80>\nServerName a\nServerAlias y\n</VirtualHost>\n",
+        {},
+        "<VirtualHost *:80>\n\tServerName a\n\tServerAlias x\n\tServerAlias y\n\tProtocols h2\n"
+        "</VirtualHost>\n"},
+       {"the new name is an alias already",
+        "<VirtualHost *:80>\n\tServerName a\n\tServerAlias b c\n</VirtualHost>\n",
+        "<VirtualHost *:80>\nServerName {% $n %}\n</VirtualHost>\n", rename,
+        "<VirtualHost *:80>\n\tServerName b\n\tServerAlias b c\n</VirtualHost>\n"},
+       {"an alias of a block that has nothing else",
+        "<VirtualHost *:80>\n\tServerAlias a\n</VirtualHost>\n",
+        "<VirtualHost *:80>\nServerAlias {% $n %}\n</VirtualHost>\n", rename,
+        "<VirtualHost *:80>\n\tServerAlias b\n</VirtualHost>\n"}});
+}
+
+TEST(Names, MayBeManyAndLong) {
+  std::string names;
+  for (int i = 0; i < 1500; ++i) names += " www" + std::to_string(i) + ".example";
+  const std::string text = "ServerAlias [% $n %]\n";
+  const NamedValues values = {{"n", kNone, names.substr(1)}};
+  ExpectEdits(Dialect::kApache,
+              Each(Host, {{"they are made", "", text, values, "\tServerAlias" + names + "\n"},
+                          {"they go",
+                           "\tServerAlias" + names + "\n",
+                           Untaken("ServerAlias" + names + "\n"),
+                           {},
+                           ""},
+                          {"one of them changes",
+                           "\tServerAlias" + names + "\n",
+                           "ServerAlias {% $x %}.example\n",
+                           {{"x", "www700", "x"}},
+                           With("\tServerAlias" + names + "\n", " www700.", " x.")}}));
+}
+
+// --- Options ---
+
+std::string Directory(const std::string& lines) {
+  return "<Directory /a>\n" + lines + "\tAllowOverride None\n</Directory>\n";
+}
+
+TEST(Options, AreComparedWordByWord) {
+  ExpectEdits(
+      Dialect::kApache,
+      Each(Directory,
+           {{"words are added",
+             "\tOptions Indexes\n",
+             "Options FollowSymLinks\n",
+             {},
+             "\tOptions Indexes FollowSymLinks\n"},
+            {"words are there, in other letters",
+             "\tOptions indexes FollowSymLinks\n",
+             "Options Indexes\n",
+             {},
+             "\tOptions indexes FollowSymLinks\n"},
+            {"a word changes",
+             "\tOptions +Includes -Indexes\n",
+             "Options {% $o %}\n",
+             {{"o", "+Includes", "+ExecCGI"}},
+             "\tOptions -Indexes +ExecCGI\n"},
+            {"words go",
+             "\tOptions -Indexes +Includes\n",
+             Untaken("Options +Includes\n"),
+             {},
+             "\tOptions -Indexes\n"},
+            {"all words go", "\tOptions Indexes\n", Untaken("Options Indexes\n"), {}, ""},
+            {"words of the other branch go",
+             "\tOptions Indexes\n",
+             "{% if $i %}\nOptions Indexes\n{% else %}\nOptions FollowSymLinks\n{% endif %}\n",
+             {},
+             "\tOptions FollowSymLinks\n"},
+            {"of several, the last one counts",
+             "\tOptions -Indexes\n\tOptions +Includes\n",
+             "Options +FollowSymLinks\n",
+             {},
+             "\tOptions -Indexes\n\tOptions +Includes +FollowSymLinks\n"},
+            {"there are none", "", "Options Indexes\n", {}, "\tOptions Indexes\n"},
+            {"all words, by a trailing place",
+             "\tOptions +Includes\n",
+             "Options [% $o %]\n",
+             {{"o", kNone, "None"}},
+             "\tOptions None\n"}}));
+  ExpectEdits(
+      Dialect::kApache,
+      {{"those of other blocks stay",
+        Directory("\tOptions Indexes\n\tOptions MultiViews\n") + "<Directory /b>\n\tOptions None\n"
+                                                                 "</Directory>\n",
+        "<Directory {% $d %}>\nOptions None\n</Directory>\n",
+        {{"d", "/b", "/c"}},
+        Directory("\tOptions Indexes\n\tOptions MultiViews\n") + "<Directory /c>\n\tOptions None\n"
+                                                                 "</Directory>\n"}});
+}
+
+TEST(Options, WithAndWithoutASignAreRefused) {
+  const SaidCase mixed = {"a word with a sign beside one without",
+                          "\tOptions Indexes FollowSymLinks\n",
+                          "Options +ExecCGI\n",
+                          {},
+                          "mixed-options",
+                          "site.template:2:1:",
+                          "'Options Indexes FollowSymLinks +ExecCGI'"};
+  ExpectRefusals(Dialect::kApache, EachSaid(Directory, {mixed}));
+  Case forced = {"",
+                 "\tOptions Indexes\n",
+                 "Options +ExecCGI\n",
+                 {},
+                 "\tOptions Indexes +ExecCGI\n",
+                 [](Request& request) { request.forced = {"mixed-options"}; }};
+  ExpectEdits(Dialect::kApache, Each(Directory, {forced}));
+}
+
+// --- Directives that may stand once ---
+
+TEST(AnotherValue, OfADirectiveThatMayStandOnceIsRefused) {
+  const NamedValues root = {{"r", "/a", "/b"}};
+  ExpectRefusals(
+      Dialect::kNginx,
+      EachSaid(
+          Server,
+          {{"with an old value", "\troot /hand;\n", "root {% $r %};\n", root, "other-value",
+            "site.template:3:1:",
+            "'root /b;' is not there, but site.conf:3:2 'root /hand;', and the server wants one of "
+            "them only. Give the value that is there as the old one, or write a trailing place: "
+            "'root [% $value %];'"},
+           {"without one",
+            "\troot /hand;\n",
+            "root {% $r %};\n",
+            {{"r", kNone, "/b"}},
+            "other-value",
+            "site.template:3:1:",
+            "site.conf:3:2 'root /hand;'"},
+           {"without a place",
+            "\tgzip off;\n",
+            "gzip on;\n",
+            {},
+            "other-value",
+            "site.template:3:1:",
+            "site.conf:3:2 'gzip off;'"},
+           {"with a word more",
+            "\texpires 1d;\n",
+            "expires modified 1d;\n",
+            {},
+            "other-value",
+            "site.template:3:1:",
+            "site.conf:3:2 'expires 1d;'"}}));
+  ExpectRefusals(
+      Dialect::kApache,
+      EachSaid(Host, {{"in other letters", "\tdocumentroot /hand\n", "DocumentRoot {% $r %}\n",
+                       root, "other-value", "site.template:3:1:",
+                       "site.conf:3:2 'documentroot /hand', and the server wants one of them only. "
+                       "Give the value that is there as the old one, or write a trailing place: "
+                       "'DocumentRoot [% $value %]'"}}));
+  const Case forced = {
+      "", Server("\troot /hand;\n"), Server("root {% $r %};\n"), root, "", [](Request& request) {
+        request.forced = {"other-value"};
+      }};
+  EXPECT_EQ(EditedText(RequestOf(Dialect::kNginx, forced), forced.config),
+            Server("\troot /hand;\n\troot /b;\n"));
+}
+
+TEST(AnotherValue, IsWarnedOfWhereItMayBeMeantToGo) {
+  ExpectWarnings(
+      Dialect::kNginx,
+      EachSaid(Server, {{"an old value that is not there",
+                         "\tadd_header X 2;\n",
+                         "add_header X {% $v %};\n",
+                         {{"v", "1", "3"}},
+                         "second-line",
+                         "site.template:3:1:",
+                         "'add_header X 3;' is added beside site.conf:3:2 'add_header X 2;'",
+                         nullptr,
+                         "\tadd_header X 2;\n\tadd_header X 3;\n"},
+                        {"a directive of which nothing is known",
+                         "\tmy_module on;\n",
+                         "my_module off;\n",
+                         {},
+                         "second-line",
+                         "site.template:3:1:",
+                         "site.conf:3:2 'my_module on;'",
+                         nullptr,
+                         "\tmy_module on;\n\tmy_module off;\n"}}));
+  ExpectEdits(Dialect::kNginx, Each(Server, {{"a directive that may stand several times",
+                                              "\tadd_header X 2;\n",
+                                              "add_header Y 1;\n",
+                                              {},
+                                              "\tadd_header X 2;\n\tadd_header Y 1;\n"}}));
+}
+
+// --- The top level, and files without blocks ---
+
+TEST(LinesOutsideEveryBlock, AreOfTheTopLevel) {
+  const std::string main =
+      "user www;\nworker_processes 2;\n\nevents {\n    worker_connections 64;\n}\n";
+  ExpectEdits(Dialect::kNginx,
+              {{"one changes",
+                main,
+                "worker_processes {% $n %};\n",
+                {{"n", "2", "4"}},
+                With(main, "processes 2", "processes 4")},
+               {"one is added before the blocks",
+                main,
+                "pid /run/x;\n",
+                {},
+                With(main, "processes 2;\n", "processes 2;\npid /run/x;\n")},
+               {"one goes", main, Untaken("user www;\n"), {}, Without(main, "user www;\n")},
+               {"beside a block",
+                main,
+                "worker_processes {% $n %};\nevents {\nworker_connections {% $c %};\n}\n",
+                {{"n", "2", "4"}, {"c", "64", "128"}},
+                With(With(main, "processes 2", "processes 4"), "64", "128")},
+               {"a file without blocks",
+                "gzip on;\ngzip_vary on;\n",
+                "gzip {% $g %};\n",
+                {{"g", "on", "off"}},
+                "gzip off;\ngzip_vary on;\n"},
+               {"an empty file", "", "gzip on;\ngzip_vary on;\n", {}, "gzip on;\ngzip_vary on;\n"},
+               {"no line of a block",
+                "server {\n\tgzip on;\n}\n",
+                Untaken("gzip on;\n"),
+                {},
+                "server {\n\tgzip on;\n}\n"}});
+}
+
+TEST(AnHtaccessFile, IsEditedLikeABlock) {
+  const std::string config = R"(# made by hand
+Options -Indexes
+RewriteEngine On
+RewriteCond %{HTTPS} off
+RewriteRule ^ https://a.example%{REQUEST_URI} [R=301,L]
+
+<FilesMatch "\.bak$">
+    Require all denied
+</FilesMatch>
+ErrorDocument 404 /404.html
+)";
+  ExpectEdits(
+      Dialect::kApache,
+      {{"a line changes",
+        config,
+        "ErrorDocument 404 {% $p %}\n",
+        {{"p", "/404.html", "/missing.html"}},
+        With(config, "/404.html", "/missing.html")},
+       {"a rule changes",
+        config,
+        "RewriteRule ^ https://{% $n %}%{REQUEST_URI} [R=301,L]\n",
+        {{"n", "a.example", "b.example"}},
+        With(config, "a.example", "b.example")},
+       {"Options get a word",
+        config,
+        "Options -Indexes +FollowSymLinks\n",
+        {},
+        With(config, "-Indexes", "-Indexes +FollowSymLinks")},
+       {"a block inside",
+        config,
+        "<FilesMatch \"\\.bak$\">\nRequire all {% $r %}\n</FilesMatch>\n",
+        {{"r", "denied", "granted"}},
+        With(config, "all denied", "all granted")},
+       {"the block goes",
+        config,
+        Untaken("<FilesMatch \"\\.bak$\">\n</FilesMatch>\n"),
+        {},
+        Without(config, "<FilesMatch \"\\.bak$\">\n    Require all denied\n</FilesMatch>\n")},
+       {"a new line",
+        config,
+        "DirectorySlash Off\n",
+        {},
+        With(config, "[R=301,L]\n", "[R=301,L]\nDirectorySlash Off\n")}});
+}
+
+// --- Raw values ---
+
+TEST(ARawValue, IsPutInAsItIs) {
+  const auto raw = [](Request& request) { request.raw = {"v"}; };
+  ExpectEdits(Dialect::kNginx, Each(Server, {{"several directives",
+                                              "\troot /a;\n",
+                                              "root {% $v %};\n",
+                                              {{"v", "/a", "/b; etag on"}},
+                                              "\troot /b; etag on;\n",
+                                              raw},
+                                             {"several lines",
+                                              "\troot /a;\n",
+                                              "{% $v %};\n",
+                                              {{"v", kNone, "etag on;\n\texpires 1d"}},
+                                              "\troot /a;\n\tetag on;\n\texpires 1d;\n",
+                                              raw},
+                                             {"several words",
+                                              "\tindex a;\n",
+                                              "index {% $v %};\n",
+                                              {{"v", "a", "b c"}},
+                                              "\tindex b c;\n",
+                                              raw}}));
+}
+
+}  // namespace
+}  // namespace edit
