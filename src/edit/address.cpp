@@ -281,8 +281,8 @@ class Finder {
       sought.sure = false;
       // Nothing comes to listen where it is about to go.
       if (!evidence.enabled) continue;
-      sought.fitting =
-          name == nullptr ? HoldingAny(evidence, std::move(fitting)) : std::move(fitting);
+      if (name == nullptr) fitting = HoldingAny(evidence, std::move(fitting));
+      sought.fitting = std::move(fitting);
     }
     return sought;
   }

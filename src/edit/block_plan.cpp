@@ -690,7 +690,11 @@ class BlockPlanner {
 
 void PlanBlock(const Planning& planning, std::size_t block, BlockId at,
                const std::map<std::size_t, BlockId>& inner) {
-  BlockPlanner(planning, block, at, inner).Run();
+  const std::vector<std::size_t>& lines = planning.tree.blocks[block].children;
+  const bool only_blocks = std::all_of(lines.begin(), lines.end(), [&](std::size_t line) {
+    return planning.tree.lines[line].kind == Kind::kOpening;
+  });
+  if (!only_blocks) BlockPlanner(planning, block, at, inner).Run();
 }
 
 }  // namespace edit

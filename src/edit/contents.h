@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -34,10 +35,11 @@ struct Child {
   bool IsBlock() const { return kind == tov_document::NodeKind::kBlock; }
 };
 
+// Used by one thread at a time.
 class Contents {
  public:
   // `document` must outlive it.
-  explicit Contents(const Document& document) : m_document(document), m_places(document.text()) {}
+  explicit Contents(const Document& document) : m_document(document) {}
 
   const Document& document() const { return m_document; }
   Dialect dialect() const { return m_document.dialect(); }
@@ -48,12 +50,12 @@ class Contents {
   // What a block's head says, as Child::values.
   std::vector<std::string> HeadOf(BlockId block) const;
 
-  // Where a byte of the text stands, in the file `name`.
+  // Where a byte of the text stands, in the file `name`. Cost: the first time a pass over the text.
   FilePlace PlaceOf(const std::string& name, std::size_t offset) const;
 
  private:
   const Document& m_document;
-  tov_document::Places m_places;
+  mutable std::optional<tov_document::Places> m_places;
   std::unordered_map<BlockId, std::vector<Child>> m_read;
 };
 

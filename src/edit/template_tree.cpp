@@ -290,7 +290,8 @@ class Reader {
     const bool as_read = written && kind == shape.kind;
     Template::Values judged = values;
     for (const std::string& name : m_request.raw) {
-      if (judged.count(name) != 0) judged[name] = "x";
+      const auto known = judged.find(name);
+      if (known != judged.end()) known->second = "x";
     }
     const auto filled = m_engine.Filled(line.text, judged);
     const auto real = filled ? ShapeOf(m_request.dialect, *filled) : std::nullopt;

@@ -103,7 +103,7 @@ std::string Edited(const std::string& text, const std::vector<TextEdit>& edits) 
     result += edit.text;
     copy_until(edit.line + edit.count, false);
   }
-  return result + text.substr(at);
+  return result.append(text, at);
 }
 
 struct Reported {

@@ -323,7 +323,11 @@ class EditMaker {
     std::vector<TemplateNode> lines;
     std::vector<TemplateNode> blocks;
     for (TemplateNode& node : block.children) {
-      (node.is_block ? blocks : lines).push_back(std::move(node));
+      if (node.is_block) {
+        blocks.push_back(std::move(node));
+      } else {
+        lines.push_back(std::move(node));
+      }
     }
     m_dice.Shuffle(lines);
     block.children = std::move(lines);

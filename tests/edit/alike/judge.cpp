@@ -799,8 +799,8 @@ Verdict Judge(Dialect dialect, const Node& root, const Edit& edit) {
   Verdict verdict;
   std::vector<unsigned> waiting = {0};
   std::set<unsigned> tried = {0};
-  std::set<std::string> summaries;
   try {
+    std::set<std::string> summaries;
     while (!waiting.empty()) {
       const unsigned readings = waiting.back();
       waiting.pop_back();

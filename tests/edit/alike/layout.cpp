@@ -15,8 +15,8 @@ class Renderer {
     m_rendered.placed.emplace_back();
     WriteNodes(root.children, 0, false);
     if (!m_at_line_start) EndLine();
-    std::string& text = m_rendered.text;
     if (!m_layout.final_line_end) {
+      std::string& text = m_rendered.text;
       while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
     }
     return std::move(m_rendered);
