@@ -318,13 +318,16 @@ class Finder {
         evidence.is_nginx_server && !evidence.HasAddress() && HasLines(evidence);
     const bool by_lines_only = !evidence.HasName() && !evidence.changed.empty();
     if (evidence.enabled || !(by_name_only || by_lines_only)) return blocks;
-    Blocks holding = HoldingAny(evidence, blocks);
+    // The last of its like has to be the very one.
+    const bool is_last = blocks.size() == 1 && !evidence.changed.empty();
+    Blocks holding =
+        is_last ? HoldingAllOf(evidence.changed, blocks) : HoldingAny(evidence, blocks);
     if (!holding.empty()) return holding;
     for (const BlockId id : blocks) {
       m_findings.warnings.push_back(
           {"not-removed", Shown(evidence.opening->place) + ": " +
                               Described(m_contents, m_config_name, id) +
-                              " stays: it has none of the lines of the block that is to be "
+                              " stays: it has not the lines of the block that is to be "
                               "removed. State its address, if it is meant"});
     }
     return holding;
@@ -476,6 +479,16 @@ class Finder {
     return std::any_of(evidence.changed.begin(), evidence.changed.end(), held) ||
            std::any_of(evidence.others.begin(), evidence.others.end(), held) ||
            HoldsBlock(id, evidence.blocks) || HoldsBlock(id, evidence.going_blocks);
+  }
+
+  Blocks HoldingAllOf(const std::vector<const TemplateLine*>& lines, Blocks blocks) {
+    const auto lacks_one = [&](BlockId id) {
+      return std::any_of(lines.begin(), lines.end(), [&](const TemplateLine* line) {
+        return !Holds(id, *line, &TemplateLine::was) && !Holds(id, *line, &TemplateLine::now);
+      });
+    };
+    blocks.erase(std::remove_if(blocks.begin(), blocks.end(), lacks_one), blocks.end());
+    return blocks;
   }
 
   Blocks HoldingAny(const Evidence& evidence, Blocks blocks) {

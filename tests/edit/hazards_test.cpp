@@ -161,7 +161,7 @@ TEST(ABlockThatIsGone, IsNotTakenForTheNextOneThatLooksAlike) {
         {{"r", "/c", "/c"}},
         "not-removed",
         "site.template:2:1:",
-        "site.conf:1:1 'location /' stays: it has none of the lines of the block that is "
+        "site.conf:1:1 'location /' stays: it has not the lines of the block that is "
         "to be removed",
         nullptr,
         a},

@@ -72,15 +72,22 @@ bool ClosesAt(std::string_view text, std::size_t line) {
   return line == text.size() || text.at(line) == '}' || text.substr(line, 2) == "</";
 }
 
-// Whether the line before is the begin of a block, or there is none.
+// Whether the line before is the begin of a block, or there is none. A line that a backslash
+// continues begins where the first of them does.
 bool OpensBefore(std::string_view text, std::size_t line) {
   if (line == 0) return true;
-  const std::size_t before = LineBegin(text, line - 1);
-  std::size_t begin = before;
-  while (IsLineBlank(text.at(begin))) ++begin;
+  std::size_t before = LineBegin(text, line - 1);
+  const auto is_continued = [&](std::size_t begin) {
+    std::size_t at = begin - 1;
+    while (at > 0 && IsBlank(text.at(at))) --at;
+    return text.at(at) == '\\';
+  };
   std::size_t end = line;
   while (end > before && IsBlank(text.at(end - 1))) --end;
   if (end == before) return false;
+  while (before > 0 && is_continued(before)) before = LineBegin(text, before - 1);
+  std::size_t begin = before;
+  while (IsLineBlank(text.at(begin))) ++begin;
   const bool section = text.at(begin) == '<' && text.at(begin + 1) != '/';
   return section || text.at(end - 1) == '{';
 }
