@@ -16,10 +16,4 @@ inline std::string_view Indentation(std::string_view text) {
   return text.substr(0, static_cast<std::size_t>(end - text.begin()));
 }
 
-// `text` without the blanks at its end.
-inline std::string_view TrimmedEnd(std::string_view text) {
-  while (!text.empty() && str::IsBlank(text.back())) text.remove_suffix(1);
-  return text;
-}
-
 }  // namespace cli

@@ -204,9 +204,6 @@ class BlockPlanner {
     return line.raw ? Role::kPlain : RoleOf(m_dialect, NameOf(line));
   }
 
-  // Whether the line has nothing but a trailing place behind the words that RoleOfLine is about.
-  bool IsOpen(const TemplateLine& line) const { return line.beginning.has_value(); }
-
   bool IsTaken(std::size_t position, Kind kind) const {
     const TemplateLine& line = Line(position);
     return line.kind == kind && line.enabled;
