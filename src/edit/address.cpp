@@ -441,10 +441,19 @@ class Finder {
   bool Holds(BlockId id, const TemplateLine& line, Phase phase) {
     const std::optional<Written>& written = line.*phase;
     if (!written) return false;
-    const std::vector<Child>& children = m_contents.Of(id);
-    return std::any_of(children.begin(), children.end(), [&](const Child& child) {
-      return child.IsDirective() && SaysSo(child.values, written->words);
-    });
+    return AnyIn(id, [&](const Child& child) { return SaysSo(child.values, written->words); });
+  }
+
+  // Whether a directive of the block is such a one, the conditions inside included.
+  template <class Fits>
+  bool AnyIn(BlockId id, const Fits& fits) {
+    const auto has = [&](BlockId block) {
+      const std::vector<Child>& children = m_contents.Of(block);
+      return std::any_of(children.begin(), children.end(),
+                         [&](const Child& child) { return child.IsDirective() && fits(child); });
+    };
+    const Blocks conditions = tov_document::ConditionsIn(m_document, id);
+    return has(id) || std::any_of(conditions.begin(), conditions.end(), has);
   }
 
   // Of names, listens and options the words count one by one.
@@ -629,9 +638,8 @@ class Finder {
       if (!child.IsDirective() || IsTlsState(m_dialect, child.values.front())) continue;
       if (RoleOf(m_dialect, child.values.front()) != Role::kPlain) continue;
       const bool elsewhere = std::any_of(others.begin(), others.end(), [&](BlockId id) {
-        const std::vector<Child>& children = m_contents.Of(id);
-        return std::any_of(children.begin(), children.end(), [&](const Child& other) {
-          return other.IsDirective() && SameWords(m_dialect, child.values, other.values);
+        return AnyIn(id, [&](const Child& other) {
+          return SameWords(m_dialect, child.values, other.values);
         });
       });
       if (elsewhere) continue;

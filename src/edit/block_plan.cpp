@@ -30,20 +30,21 @@ class BlockPlanner {
       : m_planning(planning),
         m_dialect(planning.request.dialect),
         m_at(at),
-        m_children(planning.contents.Of(at)),
+        m_children(planning.contents.WithConditions(at, ThoseIn(inner))),
         m_lines(planning.tree.blocks[block].children),
         m_inner(inner),
         m_words(planning.contents.document(), m_children),
         m_claimed(m_children.size(), false),
         m_removed(m_children.size(), false),
         m_found(m_lines.size(), kNoChild) {
-    for (const Child& child : m_children) m_values.push_back(child.values);
+    for (const Child* const child : m_children) m_values.push_back(child->values);
   }
 
   void Run() {
     PlaceInnerBlocks();
     ForEach(&BlockPlanner::SkipMissing);
     ForEach(&BlockPlanner::ClaimOld);
+    ChangeRepeated();
     ForEach(&BlockPlanner::ClaimNew);
     ForEach(&BlockPlanner::StateWords);
     ForEach(&BlockPlanner::StateAllWords);
@@ -58,6 +59,12 @@ class BlockPlanner {
 
  private:
   using Step = void (BlockPlanner::*)(std::size_t position);
+
+  static std::set<BlockId> ThoseIn(const std::map<std::size_t, BlockId>& inner) {
+    std::set<BlockId> blocks;
+    for (const auto& [number, block] : inner) blocks.insert(block);
+    return blocks;
+  }
 
   // A line of which a directive is made.
   struct Addition {
@@ -87,19 +94,19 @@ class BlockPlanner {
   }
 
   std::string TextOf(std::size_t child) const {
-    return std::string(m_planning.contents.document().Bytes(m_children[child].bytes));
+    return std::string(m_planning.contents.document().Bytes(m_children[child]->bytes));
   }
 
   // "site.conf:3:5 'root /srv;'"
   std::string ShownChild(std::size_t child) const {
-    return Shown(
-               m_planning.contents.PlaceOf(m_planning.config_name, m_children[child].bytes.begin)) +
+    return Shown(m_planning.contents.PlaceOf(m_planning.config_name,
+                                             m_children[child]->bytes.begin)) +
            " " + Quoted(TextOf(child));
   }
 
   void Tell(Event::Kind kind, std::size_t position, std::size_t child, const std::string& to) {
     m_planning.plan.events.push_back(
-        {kind, m_lines[position], child == kNoChild ? Span() : m_children[child].bytes, to});
+        {kind, m_lines[position], child == kNoChild ? Span() : m_children[child]->bytes, to});
   }
 
   // --- What is done with a line ---
@@ -120,12 +127,12 @@ class BlockPlanner {
     m_words.Take(child);
     if (Line(position).raw) {
       m_planning.plan.raw = true;
-      m_planning.layout.Replace(m_children[child].bytes, written.text, m_lines[position]);
+      m_planning.layout.Replace(m_children[child]->bytes, written.text, m_lines[position]);
       Tell(Event::Kind::kChanged, position, child, written.text);
       Done(position);
       return;
     }
-    m_planning.layout.ChangeWords(m_children[child], WordsOf(written), m_lines[position]);
+    m_planning.layout.ChangeWords(*m_children[child], WordsOf(written), m_lines[position]);
     if (m_words.Of(child) != nullptr) m_planning.plan.identities = true;
     Tell(Event::Kind::kChanged, position, child, written.text);
     Done(position);
@@ -135,7 +142,7 @@ class BlockPlanner {
     m_removed[child] = true;
     m_words.Take(child);
     if (m_found[position] == kNoChild) m_found[position] = child;
-    m_planning.layout.Remove(m_children[child], m_lines[position]);
+    m_planning.layout.Remove(*m_children[child], m_lines[position]);
     Tell(Event::Kind::kRemoved, position, child, std::string());
     Done(position);
   }
@@ -154,14 +161,14 @@ class BlockPlanner {
   // --- Looking ---
 
   bool IsFree(std::size_t child) const {
-    return m_children[child].IsDirective() && !m_claimed[child] && !m_removed[child];
+    return m_children[child]->IsDirective() && !m_claimed[child] && !m_removed[child];
   }
 
   template <class Fits>
   Positions Free(const Fits& fits) const {
     Positions found;
     for (std::size_t i = 0; i < m_children.size(); ++i) {
-      if (IsFree(i) && fits(m_children[i].values)) found.push_back(i);
+      if (IsFree(i) && fits(m_children[i]->values)) found.push_back(i);
     }
     return found;
   }
@@ -179,7 +186,7 @@ class BlockPlanner {
   // What another line of the template has found or made of a directive.
   std::size_t ClaimedLike(const Written& written) const {
     for (std::size_t i = 0; i < m_children.size(); ++i) {
-      if (m_claimed[i] && m_children[i].IsDirective() &&
+      if (m_claimed[i] && m_children[i]->IsDirective() &&
           SameWords(m_dialect, m_values[i], written.words)) {
         return i;
       }
@@ -242,6 +249,17 @@ class BlockPlanner {
     }
   }
 
+  // Where the block has the old directive more often than the template, all of them change.
+  void ChangeRepeated() {
+    for (std::size_t position = 0; position < m_lines.size(); ++position) {
+      const TemplateLine& line = Line(position);
+      const std::size_t first = m_found[position];
+      if (first == kNoChild || !IsPlain(position) || !StatesOther(line)) continue;
+      for (const std::size_t child : FreeLike(line.was)) Change(position, child, *line.now);
+      m_found[position] = first;
+    }
+  }
+
   void ClaimNew(std::size_t position) {
     if (!IsPlain(position)) return;
     const TemplateLine& line = Line(position);
@@ -277,7 +295,7 @@ class BlockPlanner {
     if (!child) return;
     if (*child == kNoChild) {
       ToBeAdded(position);
-    } else if (m_children[*child].values == line.now->words) {
+    } else if (m_children[*child]->values == line.now->words) {
       Found(position, *child);
     } else {
       Change(position, *child, *line.now);
@@ -454,9 +472,9 @@ class BlockPlanner {
       if (m_removed[child] || !written.insert(child).second || !directive.IsChanged()) continue;
       m_planning.plan.identities = true;
       if (gone) {
-        m_planning.layout.Remove(m_children[child], m_lines[position]);
+        m_planning.layout.Remove(*m_children[child], m_lines[position]);
       } else {
-        m_planning.layout.ChangeWords(m_children[child], directive.words, m_lines[position]);
+        m_planning.layout.ChangeWords(*m_children[child], directive.words, m_lines[position]);
       }
     }
   }
@@ -474,7 +492,7 @@ class BlockPlanner {
       if (!IsComment(i, line.was)) continue;
       m_claimed[i] = true;
       m_found[position] = i;
-      m_planning.layout.Replace(m_children[i].bytes, line.now->text, m_lines[position]);
+      m_planning.layout.Replace(m_children[i]->bytes, line.now->text, m_lines[position]);
       Tell(Event::Kind::kChanged, position, i, line.now->text);
       Done(position);
       return;
@@ -484,7 +502,7 @@ class BlockPlanner {
 
   bool IsComment(std::size_t child, const std::optional<Written>& written) const {
     if (!written || m_claimed[child] || m_removed[child]) return false;
-    if (m_children[child].kind != tov_document::NodeKind::kComment) return false;
+    if (m_children[child]->kind != tov_document::NodeKind::kComment) return false;
     return CommentText(child) == written->text;
   }
 
@@ -585,7 +603,7 @@ class BlockPlanner {
       return std::any_of(m_lines.begin(), m_lines.end(), [&](std::size_t number) {
         const TemplateLine& line = m_planning.tree.lines[number];
         if (line.enabled || line.kind != Kind::kDirective) return false;
-        const Texts& values = m_children[child].values;
+        const Texts& values = m_children[child]->values;
         if (line.beginning && BeginsWith(m_dialect, values, *line.beginning)) return true;
         return (line.was && SameWords(m_dialect, values, line.was->words)) ||
                (line.now && SameWords(m_dialect, values, line.now->words));
@@ -624,9 +642,10 @@ class BlockPlanner {
       return child.IsDirective() && !values.empty() &&
              SameName(m_dialect, child.values.front(), values.front());
     });
-    const Neighbours of_all = NeighboursOf(addition.position, [](const Child&) { return true; });
+    const Neighbours of_all = NeighboursOf(
+        addition.position, [this](const Child& child) { return child.around == m_at; });
     const Layout::Place place =
-        PlaceForDirective(m_planning.contents, m_at, values, of_name, of_all);
+        PlaceForDirective(m_dialect, m_at, m_children, values, of_name, of_all);
     m_planning.layout.Add(place, {text}, {0}, false, m_lines[addition.position]);
     Tell(Event::Kind::kAdded, addition.position, kNoChild, text);
   }
@@ -636,7 +655,7 @@ class BlockPlanner {
     Neighbours found;
     for (std::size_t i = 0; i < m_lines.size(); ++i) {
       const std::size_t child = m_found[i];
-      if (child == kNoChild || !counts(m_children[child])) continue;
+      if (child == kNoChild || !counts(*m_children[child])) continue;
       if (i < position && (found.earlier == kNoChild || child > found.earlier)) {
         found.earlier = child;
       }
@@ -656,7 +675,8 @@ class BlockPlanner {
       const auto at = m_inner.find(line.block);
       if (at == m_inner.end()) continue;
       for (std::size_t i = 0; i < m_children.size(); ++i) {
-        if (m_children[i].IsBlock() && IsAround(m_children[i].block, at->second)) {
+        const Child& child = *m_children[i];
+        if (child.IsBlock() && child.around == m_at && IsAround(child.block, at->second)) {
           m_found[position] = i;
         }
       }
@@ -670,8 +690,8 @@ class BlockPlanner {
   const Planning& m_planning;
   const Dialect m_dialect;
   const BlockId m_at;
-  const std::vector<Child>& m_children;
-  const Positions& m_lines;  // of the template
+  const std::vector<const Child*> m_children;  // with those of conditions inside
+  const Positions& m_lines;                    // of the template
   const std::map<std::size_t, BlockId>& m_inner;
   WordDirectives m_words;
   std::vector<Texts> m_values;   // the children's words, as lines of the template have changed them

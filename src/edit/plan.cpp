@@ -259,8 +259,7 @@ class Planner {
       Tell(Event::Kind::kAdded, line, Span(), made.lines()[text]);
     }
     const BlockId around = *m_matches[match.parent].at;
-    const PlaceOfBlock where =
-        PlaceForBlock(m_planning.contents, around, opening.now->words.front());
+    const PlaceOfBlock where = PlaceForBlock(m_planning.contents, around, opening.now->words);
     m_planning.layout.Add(where.place, made.lines(), made.depths(), where.blank_before,
                           block.opening);
   }

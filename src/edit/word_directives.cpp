@@ -54,10 +54,10 @@ bool WordDirectives::Directive::IsChanged() const {
   return !SameValues(words, before);
 }
 
-WordDirectives::WordDirectives(const Document& document, const std::vector<Child>& children)
+WordDirectives::WordDirectives(const Document& document, const std::vector<const Child*>& children)
     : m_dialect(document.dialect()) {
   for (std::size_t i = 0; i < children.size(); ++i) {
-    const Child& child = children[i];
+    const Child& child = *children[i];
     if (!child.IsDirective() || RoleOf(m_dialect, child.values.front()) == Role::kPlain) continue;
     Directive directive;
     directive.child = i;

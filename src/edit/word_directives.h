@@ -25,7 +25,7 @@ Words WordsOf(const Written& written);
 class WordDirectives {
  public:
   struct Directive {
-    std::size_t child = 0;     // the position among the block's contents
+    std::size_t child = 0;     // its position among the children
     Words words;               // as they are now, the name first
     Words before;              // as they stand in the text
     std::vector<bool> stated;  // words that a line of the template wants to be there
@@ -46,8 +46,8 @@ class WordDirectives {
     std::vector<std::size_t> children;  // the directive first
   };
 
-  // `children` are those of a block, and have to outlive it.
-  WordDirectives(const Document& document, const std::vector<Child>& children);
+  // `children` are those of a block, see Contents::WithConditions.
+  WordDirectives(const Document& document, const std::vector<const Child*>& children);
 
   // A taken line with its full text: the names `was` states become those of `now`, and what `now`
   // states besides is added to the directive that has one of them.
