@@ -165,14 +165,15 @@ class Reader {
   Reader(const Request& request, Findings& findings)
       : m_request(request),
         m_findings(findings),
-        m_text(WithImports(request, findings)),
+        m_text(WithImports(request)),
         m_engine(request.dialect, ValuesOf(request)) {
-    m_engine.SetTemplate(m_text.text);
+    m_engine.SetTemplate(m_text.Text());
   }
 
   TemplateTree Read() {
-    for (const OddStatement& odd : OddStatements(m_text.text, m_engine.new_values())) {
-      Refuse("template", PlaceOf(odd.line, 0), odd.what);
+    CheckImports();
+    for (const OddStatement& odd : OddStatements(m_text.Text(), m_engine.new_values())) {
+      Refuse("template", PlaceOf(odd.line), odd.what);
     }
     m_tree.blocks.emplace_back();
     for (const Template::TemplateActionItem& item : m_engine.items()) ReadItem(item);
@@ -188,11 +189,7 @@ class Reader {
  private:
   bool nginx() const { return m_request.dialect == Dialect::kNginx; }
 
-  FilePlace PlaceOf(std::size_t line, std::size_t column) const {
-    FilePlace place = m_text.places.at(line - 1);
-    place.column = column;
-    return place;
-  }
+  const FilePlace& PlaceOf(std::size_t line) const { return m_text.lines.at(line - 1).place; }
 
   void Refuse(const char* name, const FilePlace& place, const std::string& what) {
     m_findings.refusals.push_back({name, Shown(place) + ": " + what});
@@ -204,9 +201,7 @@ class Reader {
     TemplateLine line;
     const std::string_view written = str::view::Trim(item.m_text);
     line.text = written;
-    const std::size_t indentation =
-        static_cast<std::size_t>(written.data() - std::string_view(item.m_text).data());
-    line.place = PlaceOf(item.m_place.line, written.empty() ? 0 : indentation + 1);
+    line.place = PlaceOf(item.m_place.line);
     line.enabled = item.m_enabled;
     line.block = m_open.empty() ? 0 : m_open.back();
     if (written.empty()) {
@@ -547,31 +542,44 @@ class Reader {
 
   // --- The rest ---
 
+  void CheckImports() {
+    using Result = TemplateText::Import::Result;
+    for (const TemplateText::Import& import : m_text.imports) {
+      MarkUsed(import.statement);
+      if (import.result == Result::kMissing) {
+        Refuse("import", import.place,
+               "there is no file " + Quoted(import.name) +
+                   ". Correct its name, or take the import out");
+      } else if (import.result == Result::kRepeated) {
+        Refuse("import", import.place,
+               Quoted(import.name) +
+                   " is imported a second time. Import each file once, before all lines that need "
+                   "it");
+      }
+    }
+  }
+
+  // Those of the engine, which has not seen the imports, and these among them.
   void ReadStatements() {
     auto import = m_text.imports.begin();
-    const auto add_imports = [&](std::size_t line) {
-      for (; import != m_text.imports.end() && import->line <= line; ++import) {
-        m_tree.statements.push_back(
-            {import->place, import->statement, import->found, FirstLineFrom(import->line)});
+    auto item = m_engine.items().begin();
+    std::size_t number = 0;  // of the item
+    const auto add_imports = [&](std::size_t lines) {
+      for (; import != m_text.imports.end() && import->next < lines; ++import) {
+        for (; item != m_engine.items().end() && item->m_place.line <= import->next; ++item) {
+          ++number;
+        }
+        const bool found = import->result != TemplateText::Import::Result::kMissing;
+        m_tree.statements.push_back({import->place, import->statement, found, number});
       }
     };
     for (const Template::StatementRecord& record : m_engine.statements()) {
       add_imports(record.m_place.line);
       m_tree.statements.push_back(
-          {PlaceOf(record.m_place.line, 0), record.m_text, record.m_result, record.m_next_item});
+          {PlaceOf(record.m_place.line), record.m_text, record.m_result, record.m_next_item});
       MarkUsed(record.m_text);
     }
-    add_imports(m_text.places.size() + 1);
-  }
-
-  // The first item that stands at or behind the line `number` of the text.
-  std::size_t FirstLineFrom(std::size_t number) const {
-    std::size_t item = 0;
-    for (const Template::TemplateActionItem& each : m_engine.items()) {
-      if (each.m_place.line >= number) break;
-      ++item;
-    }
-    return item;
+    add_imports(m_text.lines.size() + 1);
   }
 
   void MarkUsed(std::string_view text) {
@@ -583,7 +591,6 @@ class Reader {
   }
 
   void CheckUse() {
-    for (const TemplateText::Import& import : m_text.imports) MarkUsed(import.statement);
     if (m_request.forced.count("unused-value") != 0) return;
     for (const std::string& name : m_request.must_be_used) {
       if (m_used.count(name) != 0) continue;
