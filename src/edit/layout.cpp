@@ -376,7 +376,8 @@ std::string Layout::Text() {
     text += patch.text;
     at = std::max({at, patch.begin, patch.end});
   }
-  return text += m_text.substr(at);
+  text += m_text.substr(at);
+  return text;
 }
 
 std::vector<TextEdit> Layout::Edits() {
