@@ -288,12 +288,7 @@ class Reader {
     Kind kind = Kind::kBlank;
     std::optional<Written> written = ReadWritten(m_request.dialect, text, kind);
     const bool as_read = written && kind == shape.kind;
-    Template::Values judged = values;
-    for (const std::string& name : m_request.raw) {
-      const auto known = judged.find(name);
-      if (known != judged.end()) known->second = "x";
-    }
-    const auto filled = m_engine.Filled(line.text, judged);
+    const auto filled = m_engine.Filled(line.text, Judged(line, values));
     const auto real = filled ? ShapeOf(m_request.dialect, *filled) : std::nullopt;
     const bool as_meant = real && real->kind == shape.kind && real->words == shape.words;
     if (as_meant && (as_read || IsRaw(line))) {
@@ -306,6 +301,17 @@ class Reader {
     const bool is_new = &values == &m_engine.new_values();
     if (is_judged && !odd) RefuseValue(line, text, shape, is_new);
     return std::nullopt;
+  }
+
+  // Its values, with a harmless one for each that may be more than a word.
+  Template::Values Judged(const TemplateLine& line, const Template::Values& values) const {
+    Template::Values judged;
+    for (const Place& place : PlacesIn(line.text)) {
+      const auto known = values.find(place.name);
+      if (known == values.end()) continue;
+      judged[place.name] = m_request.raw.count(place.name) != 0 ? "x" : known->second;
+    }
+    return judged;
   }
 
   bool IsRaw(const TemplateLine& line) const {
@@ -549,10 +555,12 @@ class Reader {
 
   void ReadStatements() {
     auto import = m_text.imports.begin();
+    auto item = m_engine.items().begin();
+    std::size_t items = 0;  // before that one
     const auto add_imports = [&](std::size_t line) {
       for (; import != m_text.imports.end() && import->line <= line; ++import) {
-        m_tree.statements.push_back(
-            {import->place, import->statement, import->found, FirstLineFrom(import->line)});
+        for (; item != m_engine.items().end() && item->m_place.line < import->line; ++item) ++items;
+        m_tree.statements.push_back({import->place, import->statement, import->found, items});
       }
     };
     for (const Template::StatementRecord& record : m_engine.statements()) {
@@ -562,16 +570,6 @@ class Reader {
       MarkUsed(record.m_text);
     }
     add_imports(m_text.places.size() + 1);
-  }
-
-  // The first item that stands at or behind the line `number` of the text.
-  std::size_t FirstLineFrom(std::size_t number) const {
-    std::size_t item = 0;
-    for (const Template::TemplateActionItem& each : m_engine.items()) {
-      if (each.m_place.line >= number) break;
-      ++item;
-    }
-    return item;
   }
 
   void MarkUsed(std::string_view text) {
