@@ -383,22 +383,26 @@ class Run {
   std::vector<Result> m_results;
 };
 
+void AddOptions(CLI::App& command, ApplyOptions& options) {
+  AddRequestOptions(command, options);
+  AddOutputOptions(command, options);
+  AddGuardOptions(command, options);
+  AddFiles(command, "CONFIG", options.configs,
+           "The configurations; standard input when it is \"-\" or left out");
+  command.footer(std::string(kValuesHelp) + kFooter + "\n\n" + RefusalHelp() + "\n" + kExitHelp);
+  command.callback([&command, &options] {
+    options.in_place = command.count("--in-place") > 0;
+    options.check = command.count("--check") > 0;
+    Check(options);
+  });
+}
+
 }  // namespace
 
 Command AddApply(CLI::App& program) {
   CLI::App* command = program.add_subcommand("apply", "Edit configurations by a template");
   const auto options = std::make_shared<ApplyOptions>();
-  AddRequestOptions(*command, *options);
-  AddOutputOptions(*command, *options);
-  AddGuardOptions(*command, *options);
-  AddFiles(*command, "CONFIG", options->configs,
-           "The configurations; standard input when it is \"-\" or left out");
-  command->footer(std::string(kValuesHelp) + kFooter + "\n\n" + RefusalHelp() + "\n" + kExitHelp);
-  command->callback([command, options] {
-    options->in_place = command->count("--in-place") > 0;
-    options->check = command->count("--check") > 0;
-    Check(*options);
-  });
+  command->preparse_callback([command, options](std::size_t) { AddOptions(*command, *options); });
   return {command, [options] { return Run(*options)(); }};
 }
 

@@ -2,6 +2,8 @@
 
 #include "cli/descriptor.h"
 
+#include <sys/stat.h>
+
 #include <array>
 #include <cerrno>
 #include <system_error>
@@ -10,15 +12,45 @@
 
 namespace cli {
 
+namespace {
+
+using Chunk = std::array<char, 65536>;
+
+// The bytes at `offset`, as many as come at once; none: the file ends there.
+std::string_view ReadAt(const Descriptor& opened, std::size_t offset, Chunk& chunk,
+                        const std::string& name) {
+  const ssize_t size =
+      pread(opened.Number(), chunk.data(), chunk.size(), static_cast<off_t>(offset));
+  if (size < 0) FailBySystem(name);
+  return {chunk.data(), static_cast<std::size_t>(size)};
+}
+
+// 0 for what has no size. A file may still grow while it is read.
+std::size_t ExpectedSize(const Descriptor& opened) {
+  struct stat status = {};
+  return fstat(opened.Number(), &status) == 0 ? static_cast<std::size_t>(status.st_size) : 0;
+}
+
+}  // namespace
+
 std::string ReadFromStart(const Descriptor& opened, const std::string& name) {
   std::string text;
-  std::array<char, 65536> chunk;
+  text.reserve(ExpectedSize(opened));
+  Chunk chunk;
   for (;;) {
-    const ssize_t size =
-        pread(opened.Number(), chunk.data(), chunk.size(), static_cast<off_t>(text.size()));
-    if (size < 0) FailBySystem(name);
-    if (size == 0) return text;
-    text.append(chunk.data(), static_cast<std::size_t>(size));
+    const std::string_view read = ReadAt(opened, text.size(), chunk, name);
+    if (read.empty()) return text;
+    text += read;
+  }
+}
+
+bool Holds(const Descriptor& opened, std::string_view text, const std::string& name) {
+  Chunk chunk;
+  for (std::size_t at = 0;;) {
+    const std::string_view read = ReadAt(opened, at, chunk, name);
+    if (read.empty()) return at == text.size();
+    if (text.substr(at, read.size()) != read) return false;
+    at += read.size();
   }
 }
 

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace cli {
@@ -33,6 +34,9 @@ class Descriptor {
 // All that is in the file that `opened` stands for, wherever it has been read up to. Throws Failure
 // about `name`.
 std::string ReadFromStart(const Descriptor& opened, const std::string& name);
+
+// Whether just `text` is in it. Reads up to the first difference.
+bool Holds(const Descriptor& opened, std::string_view text, const std::string& name);
 
 // The system's words for `error`.
 std::string SystemMessage(int error);

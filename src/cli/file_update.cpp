@@ -241,7 +241,7 @@ FileUpdate::FileUpdate(const std::vector<std::string>& names, std::chrono::milli
 
 void FileUpdate::Replace(std::size_t file, std::string text) {
   File& replaced = m_files[file];
-  const bool is_same = replaced.locked.Exists() && text == replaced.locked.Read();
+  const bool is_same = replaced.locked.Holds(text);
   replaced.new_text = is_same ? std::nullopt : std::optional(std::move(text));
 }
 

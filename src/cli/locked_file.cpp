@@ -103,6 +103,10 @@ std::string LockedFile::Read() const {
   return Exists() ? ReadFromStart(m_opened, m_name) : std::string();
 }
 
+bool LockedFile::Holds(const std::string& text) const {
+  return Exists() && cli::Holds(m_opened, text, m_name);
+}
+
 void LockedFile::ExpectUntouched() const {
   const bool untouched =
       IsStillThere() && (!Exists() || HasSameContent(StatusOf(m_opened, m_name), m_seen));

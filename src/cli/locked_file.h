@@ -39,6 +39,9 @@ class LockedFile {
   // The content of the locked file, wherever that has been renamed to; "" when there is none.
   std::string Read() const;
 
+  // Whether there is a file, and it holds just `text`.
+  bool Holds(const std::string& text) const;
+
   // The open file, or its directory when there is none.
   const Descriptor& Opened() const { return m_opened; }
 

@@ -60,16 +60,20 @@ Outcome Run(const PrototypeOptions& options) {
   return {text};
 }
 
+void AddOptions(CLI::App& command, PrototypeOptions& options) {
+  AddRequestOptions(command, options);
+  AddRawOption(command, options.raw);
+  AddFileOption(command, "CONFIG", options.config_file, "A configuration; need not be named");
+  command.footer(std::string(kValuesHelp) + kFooter + "\n\n" + kExitHelp);
+  command.callback([&options] { Check(options); });
+}
+
 }  // namespace
 
 Command AddPrototype(CLI::App& program) {
   CLI::App* command = program.add_subcommand("prototype", "Write the skeleton of a template");
   const auto options = std::make_shared<PrototypeOptions>();
-  AddRequestOptions(*command, *options);
-  AddRawOption(*command, options->raw);
-  AddFileOption(*command, "CONFIG", options->config_file, "A configuration; need not be named");
-  command->footer(std::string(kValuesHelp) + kFooter + "\n\n" + kExitHelp);
-  command->callback([options] { Check(*options); });
+  command->preparse_callback([command, options](std::size_t) { AddOptions(*command, *options); });
   return {command, [options] { return Run(*options); }};
 }
 

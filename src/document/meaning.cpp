@@ -192,6 +192,15 @@ std::vector<std::string> ServerAddresses(const Document& document, BlockId block
   return addresses;
 }
 
+namespace {
+
+void SortWithoutRepetition(std::vector<BlockId>& blocks) {
+  std::sort(blocks.begin(), blocks.end());
+  blocks.erase(std::unique(blocks.begin(), blocks.end()), blocks.end());
+}
+
+}  // namespace
+
 std::vector<BlockId> BlocksNamed(const Document& document, std::string_view name) {
   std::vector<BlockId> blocks;
   for (const Mark& mark : document.marks()) {
@@ -202,8 +211,21 @@ std::vector<BlockId> BlocksNamed(const Document& document, std::string_view name
     });
     if (has) blocks.push_back(BlockAround(document, mark.block));
   }
-  std::sort(blocks.begin(), blocks.end());
-  blocks.erase(std::unique(blocks.begin(), blocks.end()), blocks.end());
+  SortWithoutRepetition(blocks);
+  return blocks;
+}
+
+std::unordered_map<std::string, std::vector<BlockId>> BlocksByName(const Document& document) {
+  std::unordered_map<std::string, std::vector<BlockId>> blocks;
+  for (const Mark& mark : document.marks()) {
+    if (!mark.names) continue;
+    const BlockId around = BlockAround(document, mark.block);
+    const std::vector<Word> words = document.Words(mark.directive);
+    for (std::size_t i = 1; i < words.size(); ++i) {
+      blocks[NormalName(document.dialect(), document.Value(words[i]))].push_back(around);
+    }
+  }
+  for (auto& [name, named] : blocks) SortWithoutRepetition(named);
   return blocks;
 }
 

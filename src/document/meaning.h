@@ -5,6 +5,7 @@
 
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "document/document.h"
@@ -53,5 +54,8 @@ std::vector<std::string> ServerAddresses(const Document& document, BlockId block
 // The blocks that have `name` among their names, in the order of the text, each once. `name` is in
 // normal form. Cost: one step for each identifying directive of the text.
 std::vector<BlockId> BlocksNamed(const Document& document, std::string_view name);
+
+// The same for all names of the text, when many are looked for. Cost: reads each such directive.
+std::unordered_map<std::string, std::vector<BlockId>> BlocksByName(const Document& document);
 
 }  // namespace tov_document

@@ -5,10 +5,12 @@
 #include <algorithm>
 #include <map>
 #include <set>
+#include <unordered_map>
 #include <utility>
 
 #include "document/meaning.h"
 #include "edit/comparison.h"
+#include "edit/head_index.h"
 
 namespace edit {
 namespace {
@@ -183,10 +185,15 @@ class Finder {
         m_dialect(contents.dialect()),
         m_config_name(config_name),
         m_all(all),
-        m_findings(findings) {
+        m_findings(findings),
+        m_heads(contents) {
     EvidenceReader reader(tree, m_dialect, findings);
     m_evidence.resize(1);
     for (std::size_t i = 1; i < tree.blocks.size(); ++i) m_evidence.push_back(reader.Read(i));
+    const auto named = std::count_if(m_evidence.begin(), m_evidence.end(),
+                                     [](const Evidence& evidence) { return evidence.HasName(); });
+    constexpr int kFew = 4;
+    if (named > kFew) m_by_name = tov_document::BlocksByName(m_document);
   }
 
   std::vector<Match> Find() {
@@ -349,11 +356,29 @@ class Finder {
   }
 
   // Those whose opening line and name fit.
-  Blocks Fitting(const Evidence& evidence, const std::string* name, BlockId scope) const {
-    return FittingByHead(evidence, name == nullptr ? BlocksIn(scope) : BlocksNamed(*name, scope));
+  Blocks Fitting(const Evidence& evidence, const std::string* name, BlockId scope) {
+    const Blocks named = name == nullptr ? Blocks() : BlocksNamed(*name, scope);
+    const TemplateLine& opening = *evidence.opening;
+    for (const auto* const beginning : {&opening.beginning, &opening.new_beginning}) {
+      if (!*beginning) continue;
+      Blocks fitting =
+          Those(name == nullptr ? m_heads.BeginningWith(scope, **beginning) : named,
+                [&](const Texts& head) { return BeginsWith(m_dialect, head, **beginning); });
+      if (!fitting.empty()) return fitting;
+    }
+    if (opening.beginning) return {};
+    for (const Phase phase : kPhases) {
+      const std::optional<Written>& written = opening.*phase;
+      if (!written) continue;
+      Blocks fitting =
+          Those(name == nullptr ? m_heads.Like(scope, written->words) : named,
+                [&](const Texts& head) { return SameHead(m_dialect, head, written->words); });
+      if (!fitting.empty()) return fitting;
+    }
+    return {};
   }
 
-  bool HasFitting(std::size_t block, BlockId scope) const {
+  bool HasFitting(std::size_t block, BlockId scope) {
     const Evidence& evidence = m_evidence[block];
     const std::vector<const std::string*> names = NamesOf(evidence);
     return std::any_of(names.begin(), names.end(), [&](const std::string* name) {
@@ -372,25 +397,6 @@ class Finder {
     return false;
   }
 
-  Blocks FittingByHead(const Evidence& evidence, const Blocks& blocks) const {
-    const TemplateLine& opening = *evidence.opening;
-    for (const auto* const beginning : {&opening.beginning, &opening.new_beginning}) {
-      if (!*beginning) continue;
-      Blocks fitting = Those(
-          blocks, [&](const Texts& head) { return BeginsWith(m_dialect, head, **beginning); });
-      if (!fitting.empty()) return fitting;
-    }
-    if (opening.beginning) return {};
-    for (const Phase phase : kPhases) {
-      const std::optional<Written>& written = opening.*phase;
-      if (!written) continue;
-      Blocks fitting = Those(
-          blocks, [&](const Texts& head) { return SameHead(m_dialect, head, written->words); });
-      if (!fitting.empty()) return fitting;
-    }
-    return {};
-  }
-
   template <class Fits>
   Blocks Those(const Blocks& blocks, const Fits& fits) const {
     Blocks fitting;
@@ -400,22 +406,18 @@ class Finder {
     return fitting;
   }
 
-  Blocks BlocksIn(BlockId scope) const {
+  Blocks BlocksNamed(const std::string& name, BlockId scope) const {
     Blocks blocks;
-    const auto& all = m_document.blocks();
-    for (BlockId id = scope + 1; id < all[scope].next;) {
-      blocks.push_back(id);
-      id = MayBeLeftOut(m_contents, id, scope) ? id + 1 : all[id].next;
+    for (const BlockId id : AllNamed(name)) {
+      if (id != kWholeText && IsIn(id, scope)) blocks.push_back(id);
     }
     return blocks;
   }
 
-  Blocks BlocksNamed(const std::string& name, BlockId scope) const {
-    Blocks blocks;
-    for (const BlockId id : tov_document::BlocksNamed(m_document, name)) {
-      if (id != kWholeText && IsIn(id, scope)) blocks.push_back(id);
-    }
-    return blocks;
+  Blocks AllNamed(const std::string& name) const {
+    if (!m_by_name) return tov_document::BlocksNamed(m_document, name);
+    const auto known = m_by_name->find(name);
+    return known == m_by_name->end() ? Blocks() : known->second;
   }
 
   bool IsIn(BlockId id, BlockId scope) const {
@@ -476,7 +478,7 @@ class Finder {
     });
   }
 
-  bool HoldsBlock(BlockId id, const std::vector<std::size_t>& blocks) const {
+  bool HoldsBlock(BlockId id, const std::vector<std::size_t>& blocks) {
     return std::any_of(blocks.begin(), blocks.end(),
                        [&](std::size_t block) { return HasFitting(block, id); });
   }
@@ -659,7 +661,9 @@ class Finder {
   const std::string& m_config_name;
   const bool m_all;
   Findings& m_findings;
-  std::vector<Evidence> m_evidence;  // by blocks of the template
+  HeadIndex m_heads;
+  std::optional<std::unordered_map<std::string, Blocks>> m_by_name;  // none: few names are sought
+  std::vector<Evidence> m_evidence;                                  // by blocks of the template
   std::vector<Match> m_matches;
 };
 

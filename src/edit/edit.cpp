@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <map>
 #include <optional>
+#include <string>
 #include <utility>
 
 #include "document/meaning.h"
@@ -116,16 +117,21 @@ class Editor {
   }
 
   // The first blocks of the same kind, for a message.
-  std::string Candidates(const Contents& contents, const TemplateLine& opening) const {
-    constexpr std::size_t kMost = 3;
+  const std::string& Candidates(const Contents& contents, const TemplateLine& opening) {
     const std::optional<Written>& head = opening.was ? opening.was : opening.now;
-    if (!head) return std::string();
+    const auto [known, is_new] =
+        m_candidates.try_emplace(head ? head->words.front() : std::string());
+    if (is_new && head) known->second = Listed(contents, head->words.front());
+    return known->second;
+  }
+
+  std::string Listed(const Contents& contents, const std::string& name) const {
+    constexpr std::size_t kMost = 3;
     std::string listed;
     std::size_t count = 0;
     const Document& document = contents.document();
     for (BlockId id = 1; id < document.blocks().size() && count < kMost; ++id) {
-      const std::vector<std::string> words = contents.HeadOf(id);
-      if (words.front() != head->words.front()) continue;
+      if (contents.HeadOf(id).front() != name) continue;
       listed += (count++ == 0 ? "; there are " : ", ") + Described(contents, m_name, id);
     }
     return listed;
@@ -194,6 +200,7 @@ class Editor {
   const std::string& m_name;
   Findings m_findings;
   Result m_result;
+  std::map<std::string, std::string> m_candidates;  // by the names of blocks
 };
 
 }  // namespace

@@ -41,15 +41,18 @@ Layout::Layout(Contents& contents)
 
 // --- Lines ---
 
-std::size_t Layout::LineBegin(std::size_t offset) const {
-  if (offset == 0) return 0;
-  const std::size_t end = m_text.rfind('\n', offset - 1);
-  return end == std::string_view::npos ? 0 : end + 1;
-}
-
-std::size_t Layout::LineEnd(std::size_t offset) const {
+// The line that `offset` is in, or the line end that it is.
+const Layout::Line& Layout::LineAt(std::size_t offset) const {
+  const auto holds = [&](const Line& line) {
+    return line.begin <= offset &&
+           (offset < line.end || (offset == line.end && !BeginsLine(offset)));
+  };
+  if (m_line && holds(*m_line)) return *m_line;
+  const std::size_t before = offset == 0 ? std::string_view::npos : m_text.rfind('\n', offset - 1);
   const std::size_t end = m_text.find('\n', offset);
-  return end == std::string_view::npos ? m_text.size() : end + 1;
+  m_line = {before == std::string_view::npos ? 0 : before + 1,
+            end == std::string_view::npos ? m_text.size() : end + 1};
+  return *m_line;
 }
 
 std::string_view Layout::IndentationAt(std::size_t offset) const {
@@ -57,6 +60,10 @@ std::string_view Layout::IndentationAt(std::size_t offset) const {
   std::size_t end = begin;
   while (end < m_text.size() && (m_text[end] == ' ' || m_text[end] == '\t')) ++end;
   return m_text.substr(begin, end - begin);
+}
+
+bool Layout::BeginsLine(std::size_t offset) const {
+  return offset == 0 || m_text[offset - 1] == '\n';
 }
 
 bool Layout::IsFirstOnLine(std::size_t offset) const {
@@ -75,10 +82,12 @@ bool Layout::IsBlankLine(std::size_t begin) const {
 }
 
 // What a new line ends with: as the text's first line does.
-std::string Layout::NewEnd() const {
+const std::string& Layout::NewEnd() {
+  if (m_end) return *m_end;
   const std::size_t end = m_text.find('\n');
   const bool crlf = end != std::string_view::npos && end > 0 && m_text[end - 1] == '\r';
-  return crlf ? "\r\n" : "\n";
+  m_end = crlf ? "\r\n" : "\n";
+  return *m_end;
 }
 
 // By how much most blocks are indented more than the lines that open them.
@@ -106,12 +115,17 @@ const std::string& Layout::Step() {
 }
 
 // That of what stands in the block already.
-std::string Layout::IndentationIn(BlockId block) {
+const std::string& Layout::IndentationIn(BlockId block) {
+  const auto [known, is_new] = m_indentations.try_emplace(block);
+  if (!is_new) return known->second;
   for (const Child& child : m_contents.Of(block)) {
-    if (IsFirstOnLine(child.bytes.begin)) return std::string(IndentationAt(child.bytes.begin));
+    if (IsFirstOnLine(child.bytes.begin)) {
+      return known->second = IndentationAt(child.bytes.begin);
+    }
   }
-  if (block == tov_document::kWholeText) return std::string();
-  return std::string(IndentationAt(m_document.blocks()[block].head.begin)) + Step();
+  if (block == tov_document::kWholeText) return known->second;
+  known->second = IndentationAt(m_document.blocks()[block].head.begin);
+  return known->second += Step();
 }
 
 // --- Changes ---
@@ -155,37 +169,40 @@ void Layout::ChangeWords(const Child& child, const std::vector<NewWord>& words, 
 void Layout::Remove(const Child& child, std::size_t line) {
   m_removals.push_back(
       {child.bytes, child.IsBlock() ? child.block : tov_document::kWholeText, line});
+  m_removed_from.emplace(child.bytes.begin, child.bytes.end);
+  m_removed_to.emplace(child.bytes.end, child.bytes.begin);
+  m_indentations.clear();
 }
 
 std::size_t Layout::SkipBlanksAndRemoved(std::size_t from) const {
-  for (bool moved = true; moved;) {
-    moved = false;
+  std::vector<std::size_t*> passed;
+  for (;;) {
     while (from < m_text.size() && IsBlank(m_text[from])) ++from;
-    for (const Removal& removal : m_removals) {
-      if (removal.bytes.begin != from) continue;
-      from = removal.bytes.end;
-      moved = true;
-    }
+    const auto removed = m_removed_from.find(from);
+    if (removed == m_removed_from.end()) break;
+    passed.push_back(&removed->second);
+    from = removed->second;
   }
+  for (std::size_t* const end : passed) *end = from;
   return from;
 }
 
 std::size_t Layout::BackOverBlanksAndRemoved(std::size_t from) const {
-  for (bool moved = true; moved;) {
-    moved = false;
+  std::vector<std::size_t*> passed;
+  for (;;) {
     while (from > 0 && IsBlank(m_text[from - 1])) --from;
-    for (const Removal& removal : m_removals) {
-      if (removal.bytes.end != from) continue;
-      from = removal.bytes.begin;
-      moved = true;
-    }
+    const auto removed = m_removed_to.find(from);
+    if (removed == m_removed_to.end()) break;
+    passed.push_back(&removed->second);
+    from = removed->second;
   }
+  for (std::size_t* const begin : passed) *begin = from;
   return from;
 }
 
 Span Layout::RemovedBytes(const Removal& removal) const {
   const std::size_t first = BackOverBlanksAndRemoved(removal.bytes.begin);
-  if (first != LineBegin(first) || !EndsLine(removal.bytes.end)) {
+  if (!BeginsLine(first) || !EndsLine(removal.bytes.end)) {
     return RemovedBesideOthers(removal.bytes);
   }
   std::size_t begin = LineBegin(removal.bytes.begin);
@@ -246,8 +263,9 @@ void Layout::FinishRemovals() {
 // Where a text does not end its last line, and loses it, the line end before goes, too: but it
 // stays for what is added there, which then is the last line.
 void Layout::LeaveLineEnd(Patch& removal) {
+  if (removal.end != m_text.size()) return;
   const std::size_t line = LineEnd(removal.begin);
-  if (removal.end != m_text.size() || line >= m_text.size() || LineBegin(line) != line) return;
+  if (line >= m_text.size() || !BeginsLine(line)) return;
   if (m_text.substr(removal.begin, line - removal.begin).find_first_not_of("\r\n") !=
       std::string_view::npos) {
     return;
@@ -282,7 +300,7 @@ std::size_t Layout::BeginWithComments(const std::vector<Child>& children, std::s
 void Layout::AddLines(std::size_t at, const std::string& indentation,
                       const std::vector<std::string>& lines, const std::vector<std::size_t>& depths,
                       bool blank_before, std::size_t line) {
-  const std::string end = NewEnd();
+  const std::string& end = NewEnd();
   const bool open_end = at == m_text.size() && !m_text.empty() && m_text.back() != '\n';
   std::string text = blank_before ? end : std::string();
   for (std::size_t i = 0; i < lines.size(); ++i) {
@@ -376,7 +394,8 @@ std::string Layout::Text() {
     text += patch.text;
     at = std::max({at, patch.begin, patch.end});
   }
-  return text += m_text.substr(at);
+  text += m_text.substr(at);
+  return text;
 }
 
 std::vector<TextEdit> Layout::Edits() {
@@ -414,9 +433,8 @@ std::vector<TextEdit> Layout::Edits() {
   };
   for (std::size_t i = 0; i < m_patches.size(); ++i) {
     const Patch& patch = m_patches[i];
-    const bool whole_lines = LineBegin(patch.begin) == patch.begin &&
-                             (patch.text.empty() || patch.text.back() == '\n') &&
-                             LineBegin(patch.end) == patch.end;
+    const bool whole_lines = BeginsLine(patch.begin) && BeginsLine(patch.end) &&
+                             (patch.text.empty() || patch.text.back() == '\n');
     const std::size_t patch_begin = LineBegin(patch.begin);
     const std::size_t patch_end =
         whole_lines ? patch.end : std::max(LineEnd(patch.end), patch_begin);

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "edit/contents.h"
@@ -81,15 +82,23 @@ class Layout {
     std::size_t line = 0;
   };
 
-  std::size_t LineBegin(std::size_t offset) const;
-  std::size_t LineEnd(std::size_t offset) const;
+  // A line of the text, with its line end.
+  struct Line {
+    std::size_t begin = 0;
+    std::size_t end = 0;
+  };
+
+  const Line& LineAt(std::size_t offset) const;
+  std::size_t LineBegin(std::size_t offset) const { return LineAt(offset).begin; }
+  std::size_t LineEnd(std::size_t offset) const { return LineAt(offset).end; }
   std::string_view IndentationAt(std::size_t offset) const;
   bool IsFirstOnLine(std::size_t offset) const;
   bool EndsLine(std::size_t offset) const;
   bool IsBlankLine(std::size_t begin) const;
-  std::string NewEnd() const;
+  bool BeginsLine(std::size_t offset) const;
+  const std::string& NewEnd();
   const std::string& Step();
-  std::string IndentationIn(BlockId block);
+  const std::string& IndentationIn(BlockId block);
 
   std::size_t BeginWithComments(const std::vector<Child>& children, std::size_t child) const;
   void AddLines(std::size_t at, const std::string& indentation,
@@ -114,7 +123,17 @@ class Layout {
   std::string_view m_text;
   std::vector<Patch> m_patches;
   std::vector<Removal> m_removals;
+
+  // Where what is removed ends, by where it begins, and the other way round. What has been passed
+  // with all that follows it is passed in one step the next time.
+  using Ends = std::unordered_map<std::size_t, std::size_t>;
+  mutable Ends m_removed_from;
+  mutable Ends m_removed_to;
+
+  mutable std::optional<Line> m_line;  // the one looked at last: a line may be long
+  std::optional<std::string> m_end;
   std::optional<std::string> m_step;
+  std::unordered_map<BlockId, std::string> m_indentations;  // in blocks, as long as nothing goes
 };
 
 }  // namespace edit

@@ -88,7 +88,17 @@ class NewBlock {
 class Planner {
  public:
   Planner(const Planning& planning, const std::vector<Match>& matches)
-      : m_planning(planning), m_matches(matches) {}
+      : m_planning(planning),
+        m_matches(matches),
+        m_inner(matches.size()),
+        m_is_there(planning.tree.blocks.size(), false) {
+    for (std::size_t i = 1; i < matches.size(); ++i) {  // the first one is the whole text
+      const Match& match = matches[i];
+      if (!match.at) continue;
+      m_inner[match.parent].emplace(match.block, *match.at);
+      m_is_there[match.block] = true;
+    }
+  }
 
   void Run() {
     for (std::size_t i = 0; i < m_matches.size(); ++i) {
@@ -98,10 +108,11 @@ class Planner {
         if (match.at) RemoveBlock(block, *match.at);
         if (!match.at) MissBlock(block);
       } else if (!match.at) {
-        if (!IsElsewhere(match.block)) AddBlock(match, block);
+        // Of several blocks around, one may have it already.
+        if (!m_is_there[match.block]) AddBlock(match, block);
       } else {
         if (match.block != 0) ChangeHead(block, *match.at);
-        PlanBlock(m_planning, match.block, *match.at, InnerOf(i));
+        PlanBlock(m_planning, match.block, *match.at, m_inner[i]);
       }
     }
   }
@@ -109,22 +120,6 @@ class Planner {
  private:
   const Document& document() const { return m_planning.contents.document(); }
   Dialect dialect() const { return m_planning.request.dialect; }
-
-  std::map<std::size_t, BlockId> InnerOf(std::size_t parent) const {
-    std::map<std::size_t, BlockId> inner;
-    for (std::size_t i = parent + 1; i < m_matches.size(); ++i) {
-      if (m_matches[i].parent == parent && m_matches[i].at) {
-        inner.emplace(m_matches[i].block, *m_matches[i].at);
-      }
-    }
-    return inner;
-  }
-
-  // Of several blocks around, one may have it already.
-  bool IsElsewhere(std::size_t block) const {
-    return std::any_of(m_matches.begin(), m_matches.end(),
-                       [block](const Match& match) { return match.block == block && match.at; });
-  }
 
   void Tell(Event::Kind kind, std::size_t line, Span bytes, const std::string& to) {
     m_planning.plan.events.push_back({kind, line, bytes, to});
@@ -259,9 +254,17 @@ class Planner {
       Tell(Event::Kind::kAdded, line, Span(), made.lines()[text]);
     }
     const BlockId around = *m_matches[match.parent].at;
-    const PlaceOfBlock where = PlaceForBlock(m_planning.contents, around, opening.now->words);
+    const PlaceOfBlock& where = PlaceFor(around, opening.now->words);
     m_planning.layout.Add(where.place, made.lines(), made.depths(), where.blank_before,
                           block.opening);
+  }
+
+  // The same for all blocks of one name; of virtual hosts the address may count.
+  const PlaceOfBlock& PlaceFor(BlockId around, const Texts& head) {
+    const Texts alike = IsVirtualHost(dialect(), head.front()) ? head : Texts{head.front()};
+    const auto [known, is_new] = m_places.try_emplace({around, alike});
+    if (is_new) known->second = PlaceForBlock(m_planning.contents, around, head);
+    return known->second;
   }
 
   void WarnOfMissing(const TemplateLine& line) {
@@ -271,6 +274,10 @@ class Planner {
 
   const Planning& m_planning;
   const std::vector<Match>& m_matches;
+  std::vector<std::map<std::size_t, BlockId>>
+      m_inner;  // by matches: the blocks inside, see PlanBlock
+  std::map<std::pair<BlockId, Texts>, PlaceOfBlock> m_places;  // of new blocks
+  std::vector<bool> m_is_there;                                // by blocks of the template
 };
 
 }  // namespace

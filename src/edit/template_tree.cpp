@@ -283,12 +283,7 @@ class Reader {
     Kind kind = Kind::kBlank;
     std::optional<Written> written = ReadWritten(m_request.dialect, text, kind);
     const bool as_read = written && kind == shape.kind;
-    Template::Values judged = values;
-    for (const std::string& name : m_request.raw) {
-      const auto known = judged.find(name);
-      if (known != judged.end()) known->second = "x";
-    }
-    const auto filled = m_engine.Filled(line.text, judged);
+    const auto filled = m_engine.Filled(line.text, Judged(line, values));
     const auto real = filled ? ShapeOf(m_request.dialect, *filled) : std::nullopt;
     const bool as_meant = real && real->kind == shape.kind && real->words == shape.words;
     if (as_meant && (as_read || IsRaw(line))) {
@@ -301,6 +296,17 @@ class Reader {
     const bool is_new = &values == &m_engine.new_values();
     if (is_judged && !odd) RefuseValue(line, text, shape, is_new);
     return std::nullopt;
+  }
+
+  // Its values, with a harmless one for each that may be more than a word.
+  Template::Values Judged(const TemplateLine& line, const Template::Values& values) const {
+    Template::Values judged;
+    for (const Place& place : PlacesIn(line.text)) {
+      const auto known = values.find(place.name);
+      if (known == values.end()) continue;
+      judged[place.name] = m_request.raw.count(place.name) != 0 ? "x" : known->second;
+    }
+    return judged;
   }
 
   bool IsRaw(const TemplateLine& line) const {
