@@ -323,7 +323,9 @@ class Finder {
   Blocks MayGo(const Evidence& evidence, Blocks blocks) {
     const bool by_name_only =
         evidence.is_nginx_server && !evidence.HasAddress() && HasLines(evidence);
-    const bool by_lines_only = !evidence.HasName() && !evidence.changed.empty();
+    const bool by_lines_only =
+        !evidence.HasName() &&
+        (!evidence.changed.empty() || (evidence.others.empty() && HasLines(evidence)));
     if (evidence.enabled || !(by_name_only || by_lines_only)) return blocks;
     // The last of its like has to be the very one.
     const bool is_last = blocks.size() == 1 && !evidence.changed.empty();

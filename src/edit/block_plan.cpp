@@ -178,9 +178,29 @@ class BlockPlanner {
     return Free([&](const Texts& values) { return SameWords(m_dialect, values, written->words); });
   }
 
+  // In the block itself: whatever a line is to mean in a condition, it has to say in full.
   Positions FreeBeginning(const std::optional<Beginning>& beginning) const {
     if (!beginning) return {};
-    return Free([&](const Texts& values) { return BeginsWith(m_dialect, values, *beginning); });
+    Positions fitting =
+        Free([&](const Texts& values) { return BeginsWith(m_dialect, values, *beginning); });
+    return HasOwn(fitting) ? OwnFirst(std::move(fitting)) : Positions();
+  }
+
+  // Whether it stands in the block itself, not in a condition.
+  bool IsOwn(std::size_t child) const { return m_children[child]->around == m_at; }
+
+  bool HasOwn(const Positions& children) const {
+    return std::any_of(children.begin(), children.end(),
+                       [this](std::size_t child) { return IsOwn(child); });
+  }
+
+  // `children`, but for those in conditions if the block itself has one.
+  Positions OwnFirst(Positions children) const {
+    if (!HasOwn(children)) return children;
+    children.erase(std::remove_if(children.begin(), children.end(),
+                                  [this](std::size_t child) { return !IsOwn(child); }),
+                   children.end());
+    return children;
   }
 
   // What another line of the template has found or made of a directive.
@@ -239,9 +259,10 @@ class BlockPlanner {
   void ClaimOld(std::size_t position) {
     if (!IsPlain(position)) return;
     const TemplateLine& line = Line(position);
-    const Positions alike = FreeLike(line.was);
+    const Positions alike = OwnFirst(FreeLike(line.was));
     if (alike.empty()) return;
     const std::size_t child = alike.front();
+    if (!IsOwn(child) && HasOwn(FreeLike(line.now))) return;
     if (!line.raw && line.was->words == line.now->words) {
       Found(position, child);
     } else {
@@ -249,13 +270,16 @@ class BlockPlanner {
     }
   }
 
-  // Where the block has the old directive more often than the template, all of them change.
+  // Where the block, or its conditions, have the old directive more often than the template, all of
+  // them change.
   void ChangeRepeated() {
     for (std::size_t position = 0; position < m_lines.size(); ++position) {
       const TemplateLine& line = Line(position);
       const std::size_t first = m_found[position];
       if (first == kNoChild || !IsPlain(position) || !StatesOther(line)) continue;
-      for (const std::size_t child : FreeLike(line.was)) Change(position, child, *line.now);
+      for (const std::size_t child : FreeLike(line.was)) {
+        if (IsOwn(child) == IsOwn(first)) Change(position, child, *line.now);
+      }
       m_found[position] = first;
     }
   }
@@ -267,7 +291,7 @@ class BlockPlanner {
       ClaimRaw(position);
       return;
     }
-    const Positions alike = FreeLike(line.now);
+    const Positions alike = OwnFirst(FreeLike(line.now));
     const std::size_t child = alike.empty() ? ClaimedLike(*line.now) : alike.front();
     child == kNoChild ? ToBeAdded(position) : Found(position, child);
   }
@@ -310,7 +334,7 @@ class BlockPlanner {
     if (fitting.empty()) fitting = FreeBeginning(line.new_beginning);
     if (fitting.size() < 2) return fitting.empty() ? kNoChild : fitting.front();
     for (const std::optional<Written>* const written : {&line.was, &line.now}) {
-      const Positions alike = FreeLike(*written);
+      const Positions alike = OwnFirst(FreeLike(*written));
       if (!alike.empty()) return alike.front();
     }
     RefuseSeveral(position, fitting);
@@ -628,8 +652,10 @@ class BlockPlanner {
     Refuse("other-value", position,
            Quoted(line.now->text) + " is not there, but " + ShownChild(other) +
                ", and the server wants one of them only. Give the value that is there as the old "
-               "one, or write a trailing place: " +
-               Quoted(beginning + " [% $value %]" + end));
+               "one" +
+               (IsOwn(other)
+                    ? ", or write a trailing place: " + Quoted(beginning + " [% $value %]" + end)
+                    : " of a full place, or write the condition into the template"));
     return false;
   }
 
@@ -638,12 +664,13 @@ class BlockPlanner {
     const std::string text = addition.words.empty() ? line.now->text : Joined(addition.words);
     const Texts values = line.kind == Kind::kDirective ? line.now->words : Texts();
     if (RoleOfLine(line) != Role::kPlain) m_planning.plan.identities = true;
-    const Neighbours of_name = NeighboursOf(addition.position, [&](const Child& child) {
-      return child.IsDirective() && !values.empty() &&
-             SameName(m_dialect, child.values.front(), values.front());
-    });
+    // What a condition holds is no place for what the template states without one.
     const Neighbours of_all = NeighboursOf(
         addition.position, [this](const Child& child) { return child.around == m_at; });
+    const Neighbours of_name = NeighboursOf(addition.position, [&](const Child& child) {
+      return child.around == m_at && child.IsDirective() && !values.empty() &&
+             SameName(m_dialect, child.values.front(), values.front());
+    });
     const Layout::Place place =
         PlaceForDirective(m_dialect, m_at, m_children, values, of_name, of_all);
     m_planning.layout.Add(place, {text}, {0}, false, m_lines[addition.position]);

@@ -6,7 +6,6 @@
 
 #include "document/meaning.h"
 #include "edit/address.h"
-#include "edit/comparison.h"
 
 namespace edit {
 namespace {
@@ -59,20 +58,18 @@ Layout::Place Beside(const Child& child, PlaceKind kind) {
   return {child.around, kind, child.position};
 }
 
-// Behind the last one of its name, or before the one of which the template says so.
+// Behind the last one of its name in the block itself, or before the one of which the template says
+// so.
 std::optional<Layout::Place> BesideItsLike(Dialect dialect, BlockId block, const Children& children,
                                            const std::string& name, const Neighbours& of_name) {
   const Child* last = nullptr;
   for (const std::size_t position : ThoseNamed(dialect, children, NodeKind::kDirective, name)) {
-    const Child& child = *children[position];
-    if (last == nullptr || last->around != block || child.around == block) last = &child;
+    if (children[position]->around == block) last = children[position];
   }
   if (last == nullptr) return std::nullopt;
-  if (of_name.later != kNoChild && of_name.InOrder()) {
-    const Child& later = *children[of_name.later];
-    if (later.around == last->around) return Beside(later, PlaceKind::kBefore);
-  }
-  return Beside(*last, PlaceKind::kBehind);
+  const bool before = of_name.later != kNoChild && of_name.InOrder();
+  return before ? Beside(*children[of_name.later], PlaceKind::kBefore)
+                : Beside(*last, PlaceKind::kBehind);
 }
 
 Layout::Place BesideOthers(BlockId block, const Children& children, const Neighbours& of_all) {
@@ -116,38 +113,24 @@ bool HasBlankBefore(std::string_view text, const Children& children, const Posit
   });
 }
 
-// Whether two heads are alike enough for their blocks to share a condition: a virtual host that a
-// condition lets serve one port says nothing of those of another port.
-bool AreKin(Dialect dialect, const Texts& a, const Texts& b) {
-  if (!tov_document::SameName(dialect, a.front(), b.front())) return false;
-  if (!IsVirtualHost(dialect, a.front())) return true;
-  const auto ports = [dialect](const Texts& head) {
-    Texts found;
-    for (const std::string& address : AddressesIn(dialect, head)) {
-      found.push_back(address.substr(address.rfind(':')));
-    }
-    return found;
-  };
-  return ShareOne(ports(a), ports(b));
-}
-
-// What a new block with this head stands in, when that is not `block` itself: where its like stand,
+// What a new block of this name stands in, when that is not `block` itself: where its like stand,
 // or nginx's http.
-std::optional<BlockId> ContainerFor(const Contents& contents, BlockId block, const Texts& head) {
+std::optional<BlockId> ContainerFor(const Contents& contents, BlockId block,
+                                    const std::string& name) {
   const Document& document = contents.document();
   std::optional<BlockId> container;
   std::optional<BlockId> http;
   for (BlockId id = block + 1; id < document.blocks()[block].next;) {
     const bool open = MayBeLeftOut(contents, id, block);
     if (open && contents.dialect() == Dialect::kNginx) http = id;
-    if (AreKin(contents.dialect(), head, contents.HeadOf(id))) {
+    if (tov_document::SameName(contents.dialect(), name, contents.HeadOf(id).front())) {
       container = document.blocks()[id].parent;
     }
     id = open ? id + 1 : document.blocks()[id].next;
   }
   if (container) return *container == block ? std::nullopt : container;
   for (const char* const main : {"events", "http", "stream", "mail"}) {
-    if (head.front() == main) return std::nullopt;
+    if (name == main) return std::nullopt;
   }
   return http;
 }
@@ -170,12 +153,11 @@ Layout::Place PlaceForDirective(Dialect dialect, BlockId block, const Children& 
   return place;
 }
 
-PlaceOfBlock PlaceForBlock(Contents& contents, BlockId block, const Texts& head) {
-  const std::string& name = head.front();
+PlaceOfBlock PlaceForBlock(Contents& contents, BlockId block, const std::string& name) {
   const Dialect dialect = contents.dialect();
   BlockId container = block;
   if (ThoseNamed(dialect, OwnOf(contents, block), NodeKind::kBlock, name).empty()) {
-    container = ContainerFor(contents, block, head).value_or(block);
+    container = ContainerFor(contents, block, name).value_or(block);
   }
   const Children children = OwnOf(contents, container);
   const Positions kin = ThoseNamed(dialect, children, NodeKind::kBlock, name);

@@ -41,9 +41,9 @@ struct PlaceOfBlock {
   bool blank_before = false;  // a blank line stands before it, as before its like
 };
 
-// For a block with the words `head`: behind the last block of its name, else at the end. What may
-// be left out of a template counts as the block itself: where its like stand in there, it goes
-// there (a virtual host where those of its port do), and into nginx's http in any case.
-PlaceOfBlock PlaceForBlock(Contents& contents, BlockId block, const std::vector<std::string>& head);
+// Behind the last block of its name, else at the end. What may be left out of a template counts as
+// the block itself: where its like stand in there, it goes there, and into nginx's http in any
+// case.
+PlaceOfBlock PlaceForBlock(Contents& contents, BlockId block, const std::string& name);
 
 }  // namespace edit

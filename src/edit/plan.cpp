@@ -254,16 +254,15 @@ class Planner {
       Tell(Event::Kind::kAdded, line, Span(), made.lines()[text]);
     }
     const BlockId around = *m_matches[match.parent].at;
-    const PlaceOfBlock& where = PlaceFor(around, opening.now->words);
+    const PlaceOfBlock& where = PlaceFor(around, opening.now->words.front());
     m_planning.layout.Add(where.place, made.lines(), made.depths(), where.blank_before,
                           block.opening);
   }
 
-  // The same for all blocks of one name; of virtual hosts the address may count.
-  const PlaceOfBlock& PlaceFor(BlockId around, const Texts& head) {
-    const Texts alike = IsVirtualHost(dialect(), head.front()) ? head : Texts{head.front()};
-    const auto [known, is_new] = m_places.try_emplace({around, alike});
-    if (is_new) known->second = PlaceForBlock(m_planning.contents, around, head);
+  // The same for all blocks of one name.
+  const PlaceOfBlock& PlaceFor(BlockId around, const std::string& name) {
+    const auto [known, is_new] = m_places.try_emplace({around, name});
+    if (is_new) known->second = PlaceForBlock(m_planning.contents, around, name);
     return known->second;
   }
 
@@ -276,8 +275,8 @@ class Planner {
   const std::vector<Match>& m_matches;
   std::vector<std::map<std::size_t, BlockId>>
       m_inner;  // by matches: the blocks inside, see PlanBlock
-  std::map<std::pair<BlockId, Texts>, PlaceOfBlock> m_places;  // of new blocks
-  std::vector<bool> m_is_there;                                // by blocks of the template
+  std::map<std::pair<BlockId, std::string>, PlaceOfBlock> m_places;  // of new blocks
+  std::vector<bool> m_is_there;                                      // by blocks of the template
 };
 
 }  // namespace

@@ -191,6 +191,15 @@ WordDirectives::Outcome WordDirectives::WholeFor(Pointers fitting, const Written
     (*alike)->stated.assign((*alike)->words.size(), true);
     return OutcomeOf(**alike, false);
   }
+  // What other lines of the template state already is not added a second time.
+  for (const Directive* const directive : fitting) {
+    const auto has = [&](const std::string& name) {
+      return std::any_of(directive->words.begin() + 1, directive->words.end(),
+                         [&](const NewWord& word) { return Normal(word.value) == Normal(name); });
+    };
+    const bool all = std::all_of(now.words.begin() + 1, now.words.end(), has);
+    if (IsStated(*directive) && all) return OutcomeOf(*directive, false);
+  }
   fitting.erase(std::remove_if(fitting.begin(), fitting.end(),
                                [](const Directive* directive) { return IsStated(*directive); }),
                 fitting.end());
