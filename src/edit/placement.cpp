@@ -70,38 +70,40 @@ bool HasBlankBefore(std::string_view text, const Children& children, const Posit
   });
 }
 
-// Whether two heads are alike enough for their blocks to share a condition: a virtual host that a
-// condition lets serve one port says nothing of those of another port.
-bool AreKin(Dialect dialect, const Texts& a, const Texts& b) {
-  if (!tov_document::SameName(dialect, a.front(), b.front())) return false;
-  if (!IsVirtualHost(dialect, a.front())) return true;
-  const auto ports = [dialect](const Texts& head) {
-    Texts found;
-    for (const std::string& address : AddressesIn(dialect, head)) {
-      found.push_back(address.substr(address.rfind(':')));
-    }
-    return found;
-  };
-  return ShareOne(ports(a), ports(b));
+// What makes blocks alike enough to share a condition: the name, then the ports of a virtual host.
+// One that a condition lets serve one port says nothing of those of another port.
+Texts KinOf(Dialect dialect, const Texts& head) {
+  Texts kin = {NameKey(dialect, head.front())};
+  if (!IsVirtualHost(dialect, head.front())) return kin;
+  for (const std::string& address : AddressesIn(dialect, head)) {
+    kin.push_back(address.substr(address.rfind(':')));
+  }
+  return kin;
 }
 
-// What a new block with this head stands in, when that is not `block` itself: where its like stand,
+bool AreKin(Dialect dialect, const Texts& a, const Texts& b) {
+  if (a.front() != b.front()) return false;
+  return !IsVirtualHost(dialect, a.front()) ||
+         std::find_first_of(a.begin() + 1, a.end(), b.begin() + 1, b.end()) != a.end();
+}
+
+// What a new block of this kind stands in, when that is not `block` itself: where its like stand,
 // or nginx's http.
-std::optional<BlockId> ContainerFor(const Contents& contents, BlockId block, const Texts& head) {
+std::optional<BlockId> ContainerFor(const Contents& contents, BlockId block, const Texts& kin) {
   const Document& document = contents.document();
   std::optional<BlockId> container;
   std::optional<BlockId> http;
   for (BlockId id = block + 1; id < document.blocks()[block].next;) {
     const bool open = MayBeLeftOut(contents, id, block);
     if (open && contents.dialect() == Dialect::kNginx) http = id;
-    if (AreKin(contents.dialect(), head, contents.HeadOf(id))) {
+    if (AreKin(contents.dialect(), kin, KinOf(contents.dialect(), contents.HeadOf(id)))) {
       container = document.blocks()[id].parent;
     }
     id = open ? id + 1 : document.blocks()[id].next;
   }
   if (container) return *container == block ? std::nullopt : container;
   for (const char* const main : {"events", "http", "stream", "mail"}) {
-    if (head.front() == main) return std::nullopt;
+    if (kin.front() == main) return std::nullopt;
   }
   return http;
 }
@@ -182,19 +184,26 @@ Layout::Place DirectivePlaces::BesideOthers(const Neighbours& of_all) const {
   return {m_block, PlaceKind::kAtEnd, 0};
 }
 
-PlaceOfBlock PlaceForBlock(Contents& contents, BlockId block, const Texts& head) {
-  const std::string& name = head.front();
-  const Dialect dialect = contents.dialect();
+const PlaceOfBlock& BlockPlaces::For(BlockId block, const std::vector<std::string>& head) {
+  const Texts kin = KinOf(m_contents.dialect(), head);
+  const auto [known, is_new] = m_found.try_emplace({block, kin});
+  if (is_new) known->second = Find(block, kin);
+  return known->second;
+}
+
+PlaceOfBlock BlockPlaces::Find(BlockId block, const std::vector<std::string>& kin) const {
+  const std::string& name = kin.front();
+  const Dialect dialect = m_contents.dialect();
   BlockId container = block;
-  if (ThoseNamed(dialect, OwnOf(contents, block), NodeKind::kBlock, name).empty()) {
-    container = ContainerFor(contents, block, head).value_or(block);
+  if (ThoseNamed(dialect, OwnOf(m_contents, block), NodeKind::kBlock, name).empty()) {
+    container = ContainerFor(m_contents, block, kin).value_or(block);
   }
-  const Children children = OwnOf(contents, container);
-  const Positions kin = ThoseNamed(dialect, children, NodeKind::kBlock, name);
-  const bool blank = HasBlankBefore(contents.document().text(), children,
-                                    kin.empty() ? BlocksAmong(children) : kin);
-  if (kin.empty()) return {{container, PlaceKind::kAtEnd, 0}, blank};
-  return {Beside(*children[kin.back()], PlaceKind::kBehind), blank};
+  const Children children = OwnOf(m_contents, container);
+  const Positions like = ThoseNamed(dialect, children, NodeKind::kBlock, name);
+  const bool blank = HasBlankBefore(m_contents.document().text(), children,
+                                    like.empty() ? BlocksAmong(children) : like);
+  if (like.empty()) return {{container, PlaceKind::kAtEnd, 0}, blank};
+  return {Beside(*children[like.back()], PlaceKind::kBehind), blank};
 }
 
 }  // namespace edit

@@ -7,6 +7,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "edit/child_index.h"
@@ -64,9 +65,24 @@ struct PlaceOfBlock {
   bool blank_before = false;  // a blank line stands before it, as before its like
 };
 
-// For a block with the words `head`: behind the last block of its name, else at the end. What may
-// be left out of a template counts as the block itself: where its like stand in there, it goes
-// there (a virtual host where those of its port do), and into nginx's http in any case.
-PlaceOfBlock PlaceForBlock(Contents& contents, BlockId block, const std::vector<std::string>& head);
+// Where new blocks go.
+class BlockPlaces {
+ public:
+  // `contents` must outlive it.
+  explicit BlockPlaces(Contents& contents) : m_contents(contents) {}
+
+  // For a block with the words `head` in `block`: behind the last block of its name, else at the
+  // end. What may be left out of a template counts as the block itself: where its like stand in
+  // there, it goes there (a virtual host where those of its port do), and into nginx's http in any
+  // case. The reference stays valid. Cost: a step for each block around the place, once for all
+  // blocks that are alike.
+  const PlaceOfBlock& For(BlockId block, const std::vector<std::string>& head);
+
+ private:
+  PlaceOfBlock Find(BlockId block, const std::vector<std::string>& kin) const;
+
+  Contents& m_contents;
+  std::map<std::pair<BlockId, std::vector<std::string>>, PlaceOfBlock> m_found;
+};
 
 }  // namespace edit
