@@ -727,8 +727,11 @@ std::string SoughtBlock(const TemplateTree& tree, Dialect dialect, std::size_t b
 }
 
 bool MayBeLeftOut(const Contents& contents, BlockId block, BlockId scope) {
-  const Texts head = contents.HeadOf(block);
-  if (contents.dialect() == Dialect::kApache) {
+  return MayBeLeftOut(contents.dialect(), contents.HeadOf(block), scope);
+}
+
+bool MayBeLeftOut(Dialect dialect, const Texts& head, BlockId scope) {
+  if (dialect == Dialect::kApache) {
     return tov_document::IsCondition(Dialect::kApache, head.front());
   }
   return scope == kWholeText && head.front() == "http" && head.size() == 1;

@@ -69,10 +69,11 @@ const std::vector<HeadIndex::Entry>& HeadIndex::EntriesFor(BlockId scope) {
   if (!is_new) return entries;
   const auto& blocks = m_contents.document().blocks();
   for (BlockId id = root + 1; id < blocks[root].next;) {
-    for (std::string& key : KeysOf(m_contents.dialect(), m_contents.HeadOf(id))) {
+    const Texts head = m_contents.HeadOf(id);
+    for (std::string& key : KeysOf(m_contents.dialect(), head)) {
       entries.push_back({std::move(key), id});
     }
-    id = MayBeLeftOut(m_contents, id, root) ? id + 1 : blocks[id].next;
+    id = MayBeLeftOut(m_contents.dialect(), head, root) ? id + 1 : blocks[id].next;
   }
   std::sort(entries.begin(), entries.end());
   return entries;

@@ -94,9 +94,10 @@ std::optional<BlockId> ContainerFor(const Contents& contents, BlockId block, con
   std::optional<BlockId> container;
   std::optional<BlockId> http;
   for (BlockId id = block + 1; id < document.blocks()[block].next;) {
-    const bool open = MayBeLeftOut(contents, id, block);
+    const Texts head = contents.HeadOf(id);
+    const bool open = MayBeLeftOut(contents.dialect(), head, block);
     if (open && contents.dialect() == Dialect::kNginx) http = id;
-    if (AreKin(contents.dialect(), kin, KinOf(contents.dialect(), contents.HeadOf(id)))) {
+    if (AreKin(contents.dialect(), kin, KinOf(contents.dialect(), head))) {
       container = document.blocks()[id].parent;
     }
     id = open ? id + 1 : document.blocks()[id].next;
