@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "document/meaning.h"
+#include "edit/child_index.h"
 #include "edit/comparison.h"
 #include "edit/head_index.h"
 
@@ -206,6 +207,15 @@ class Finder {
   }
 
  private:
+  // What stands in a block, and its index.
+  struct Indexed {
+    Indexed(const Document& document, std::vector<const Child*> all)
+        : children(std::move(all)), index(document, children) {}
+
+    std::vector<const Child*> children;
+    ChildIndex index;
+  };
+
   // A block of the template that is looked for.
   struct Sought {
     std::size_t block = 0;
@@ -445,7 +455,24 @@ class Finder {
   bool Holds(BlockId id, const TemplateLine& line, Phase phase) {
     const std::optional<Written>& written = line.*phase;
     if (!written) return false;
-    return AnyIn(id, [&](const Child& child) { return SaysSo(child.values, written->words); });
+    const ChildIndex& index = IndexOf(id);
+    const Texts& words = written->words;
+    if (words.empty() || RoleOf(m_dialect, words.front()) == Role::kPlain) {
+      return !index.Like(words).empty();
+    }
+    const std::vector<std::size_t>& named = index.Named(words.front());
+    return std::any_of(named.begin(), named.end(), [&](std::size_t child) {
+      return SaysAll(m_indexed.at(id).children[child]->values, words);
+    });
+  }
+
+  // Of what stands in a block, the conditions inside included.
+  const ChildIndex& IndexOf(BlockId id) {
+    auto known = m_indexed.find(id);
+    if (known == m_indexed.end()) {
+      known = m_indexed.try_emplace(id, m_document, m_contents.WithConditions(id, {})).first;
+    }
+    return known->second.index;
   }
 
   // Whether a directive of the block is such a one, the conditions inside included.
@@ -461,12 +488,8 @@ class Finder {
   }
 
   // Of names, listens and options the words count one by one.
-  bool SaysSo(const Texts& values, const Texts& words) const {
-    if (RoleOf(m_dialect, words.empty() ? std::string() : words.front()) == Role::kPlain) {
-      return SameWords(m_dialect, values, words);
-    }
-    return tov_document::SameName(m_dialect, values.front(), words.front()) &&
-           std::all_of(words.begin() + 1, words.end(),
+  static bool SaysAll(const Texts& values, const Texts& words) {
+    return std::all_of(words.begin() + 1, words.end(),
                        [&](const std::string& word) { return Contains(values, word); });
   }
 
@@ -664,6 +687,7 @@ class Finder {
   const bool m_all;
   Findings& m_findings;
   HeadIndex m_heads;
+  std::unordered_map<BlockId, Indexed> m_indexed;
   std::optional<std::unordered_map<std::string, Blocks>> m_by_name;  // none: few names are sought
   std::vector<Evidence> m_evidence;                                  // by blocks of the template
   std::vector<Match> m_matches;
@@ -705,8 +729,11 @@ std::string SoughtBlock(const TemplateTree& tree, Dialect dialect, std::size_t b
 }
 
 bool MayBeLeftOut(const Contents& contents, BlockId block, BlockId scope) {
-  const Texts head = contents.HeadOf(block);
-  if (contents.dialect() == Dialect::kApache) {
+  return MayBeLeftOut(contents.dialect(), contents.HeadOf(block), scope);
+}
+
+bool MayBeLeftOut(Dialect dialect, const Texts& head, BlockId scope) {
+  if (dialect == Dialect::kApache) {
     return tov_document::IsCondition(Dialect::kApache, head.front());
   }
   return scope == kWholeText && head.front() == "http" && head.size() == 1;

@@ -3,10 +3,8 @@
 #include "edit/head_index.h"
 
 #include <algorithm>
-#include <cstddef>
-#include <string_view>
+#include <utility>
 
-#include "document/ascii.h"
 #include "document/meaning.h"
 #include "edit/address.h"
 
@@ -15,22 +13,12 @@ namespace {
 
 using tov_document::kWholeText;
 
-// The name, and all arguments as one text: heads that are the same have the same key, and that of
-// one that begins like another begins with that one's.
-std::string KeyOf(Dialect dialect, const Texts& words) {
-  std::string key =
-      dialect == Dialect::kApache ? tov_document::Lower(words.front()) : words.front();
-  key += '\0';
-  for (std::size_t i = 1; i < words.size(); ++i) key += words[i];
-  return key;
-}
-
 // Virtual hosts are the same when they share an address.
 std::vector<std::string> KeysOf(Dialect dialect, const Texts& head) {
   if (!IsVirtualHost(dialect, head.front())) return {KeyOf(dialect, head)};
   std::vector<std::string> keys;
   for (const std::string& address : AddressesIn(dialect, head)) {
-    keys.push_back(KeyOf(dialect, {head.front(), address}));
+    keys.push_back(KeyOf(dialect, Texts{head.front(), address}));
   }
   return keys;
 }
@@ -58,11 +46,11 @@ std::vector<BlockId> HeadIndex::Like(BlockId scope, const Texts& head) {
 }
 
 std::vector<BlockId> HeadIndex::BeginningWith(BlockId scope, const Beginning& beginning) {
-  if (beginning.words.empty()) return In(scope);
   const Dialect dialect = m_contents.dialect();
-  const bool by_address = IsVirtualHost(dialect, beginning.words.front());
-  const std::string key = by_address ? KeyOf(dialect, {beginning.words.front()})
-                                     : KeyOf(dialect, beginning.words) + beginning.next;
+  const bool by_address =
+      !beginning.words.empty() && IsVirtualHost(dialect, beginning.words.front());
+  const std::string key =
+      by_address ? KeyOf(dialect, Texts{beginning.words.front()}) : KeyOf(dialect, beginning);
   std::vector<BlockId> found;
   const std::vector<Entry>& entries = EntriesFor(scope);
   const BlockId end = m_contents.document().blocks()[scope].next;
@@ -74,30 +62,21 @@ std::vector<BlockId> HeadIndex::BeginningWith(BlockId scope, const Beginning& be
   return found;
 }
 
-std::vector<BlockId> HeadIndex::In(BlockId scope) const {
-  std::vector<BlockId> blocks;
-  const auto& all = m_contents.document().blocks();
-  for (BlockId id = scope + 1; id < all[scope].next;) {
-    blocks.push_back(id);
-    id = MayBeLeftOut(m_contents, id, scope) ? id + 1 : all[id].next;
-  }
-  return blocks;
-}
-
 const std::vector<HeadIndex::Entry>& HeadIndex::EntriesFor(BlockId scope) {
   const BlockId root = RootOf(scope);
   const auto [known, is_new] = m_entries.try_emplace(root);
   std::vector<Entry>& entries = known->second;
   if (!is_new) return entries;
-  for (const BlockId block : In(root)) AddEntries(block, entries);
+  const auto& blocks = m_contents.document().blocks();
+  for (BlockId id = root + 1; id < blocks[root].next;) {
+    const Texts head = m_contents.HeadOf(id);
+    for (std::string& key : KeysOf(m_contents.dialect(), head)) {
+      entries.push_back({std::move(key), id});
+    }
+    id = MayBeLeftOut(m_contents.dialect(), head, root) ? id + 1 : blocks[id].next;
+  }
   std::sort(entries.begin(), entries.end());
   return entries;
-}
-
-void HeadIndex::AddEntries(BlockId block, std::vector<Entry>& entries) const {
-  for (std::string& key : KeysOf(m_contents.dialect(), m_contents.HeadOf(block))) {
-    entries.push_back({std::move(key), block});
-  }
 }
 
 // The block around `scope` that no condition is, which has all that `scope` has: conditions may

@@ -26,9 +26,6 @@ class HeadIndex {
   std::vector<BlockId> Like(BlockId scope, const Texts& head);
   std::vector<BlockId> BeginningWith(BlockId scope, const Beginning& beginning);
 
-  // All of them.
-  std::vector<BlockId> In(BlockId scope) const;
-
  private:
   struct Entry {
     std::string key;
@@ -39,7 +36,6 @@ class HeadIndex {
     }
   };
 
-  void AddEntries(BlockId block, std::vector<Entry>& entries) const;
   const std::vector<Entry>& EntriesFor(BlockId scope);
   BlockId RootOf(BlockId scope);
 

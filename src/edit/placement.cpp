@@ -43,52 +43,8 @@ bool IsAccessRule(const std::vector<std::string>& values) {
   return values.size() > 1 && (values.front() == "allow" || values.front() == "deny");
 }
 
-// The first rule of nginx that says what holds for everybody.
-std::size_t RuleForAll(const Children& children) {
-  for (std::size_t i = 0; i < children.size(); ++i) {
-    if (children[i]->IsDirective() && IsAccessRule(children[i]->values) &&
-        children[i]->values[1] == "all") {
-      return i;
-    }
-  }
-  return kNoChild;
-}
-
 Layout::Place Beside(const Child& child, PlaceKind kind) {
   return {child.around, kind, child.position};
-}
-
-// Behind the last one of its name in the block itself, or before the one of which the template says
-// so.
-std::optional<Layout::Place> BesideItsLike(Dialect dialect, BlockId block, const Children& children,
-                                           const std::string& name, const Neighbours& of_name) {
-  const Child* last = nullptr;
-  for (const std::size_t position : ThoseNamed(dialect, children, NodeKind::kDirective, name)) {
-    if (children[position]->around == block) last = children[position];
-  }
-  if (last == nullptr) return std::nullopt;
-  const bool before = of_name.later != kNoChild && of_name.InOrder();
-  return before ? Beside(*children[of_name.later], PlaceKind::kBefore)
-                : Beside(*last, PlaceKind::kBehind);
-}
-
-Layout::Place BesideOthers(BlockId block, const Children& children, const Neighbours& of_all) {
-  const Positions blocks = BlocksAmong(children);
-  const std::size_t first_block = blocks.empty() ? children.size() : blocks.front();
-  std::size_t last = kNoChild;  // directive
-  for (std::size_t i = 0; i < first_block; ++i) {
-    if (children[i]->IsDirective()) last = i;
-  }
-  const std::size_t slot = last == kNoChild ? first_block : last + 1;
-  if (of_all.InOrder() && of_all.earlier != kNoChild && slot <= of_all.earlier) {
-    return Beside(*children[of_all.earlier], PlaceKind::kBehind);
-  }
-  if (of_all.InOrder() && of_all.later != kNoChild && slot > of_all.later) {
-    return Beside(*children[of_all.later], PlaceKind::kBefore);
-  }
-  if (last != kNoChild) return Beside(*children[last], PlaceKind::kBehind);
-  if (!blocks.empty()) return Beside(*children[first_block], PlaceKind::kBefore);
-  return {block, PlaceKind::kAtEnd, 0};
 }
 
 // Whether a comment stands on a line of its own.
@@ -121,7 +77,8 @@ std::optional<BlockId> ContainerFor(const Contents& contents, BlockId block,
   std::optional<BlockId> container;
   std::optional<BlockId> http;
   for (BlockId id = block + 1; id < document.blocks()[block].next;) {
-    const bool open = MayBeLeftOut(contents, id, block);
+    const Texts head = contents.HeadOf(id);
+    const bool open = MayBeLeftOut(contents.dialect(), head, block);
     if (open && contents.dialect() == Dialect::kNginx) http = id;
     if (tov_document::SameName(contents.dialect(), name, contents.HeadOf(id).front())) {
       container = document.blocks()[id].parent;
@@ -137,34 +94,94 @@ std::optional<BlockId> ContainerFor(const Contents& contents, BlockId block,
 
 }  // namespace
 
-Layout::Place PlaceForDirective(Dialect dialect, BlockId block, const Children& children,
-                                const std::vector<std::string>& values, const Neighbours& of_name,
-                                const Neighbours& of_all) {
-  Layout::Place place = BesideOthers(block, children, of_all);
+DirectivePlaces::DirectivePlaces(Dialect dialect, BlockId block, const Children& children,
+                                 const ChildIndex& index)
+    : m_dialect(dialect),
+      m_block(block),
+      m_children(children),
+      m_index(index),
+      m_first_block(children.size()) {
+  for (std::size_t i = children.size(); i-- > 0;) {
+    const Child& child = *children[i];
+    if (child.IsBlock()) {
+      m_first_block = i;
+      m_last_before = kNoChild;
+    }
+    if (!child.IsDirective()) continue;
+    if (m_last_before == kNoChild) m_last_before = i;
+    if (IsAccessRule(child.values) && child.values[1] == "all") m_rule_for_all = i;
+  }
+}
+
+Layout::Place DirectivePlaces::For(const std::vector<std::string>& values,
+                                   const Neighbours& of_name, const Neighbours& of_all) {
+  Layout::Place place = BesideOthers(of_all);
   if (values.empty()) return place;
-  place = BesideItsLike(dialect, block, children, values.front(), of_name).value_or(place);
-  if (dialect != Dialect::kNginx || !IsAccessRule(values) || values[1] == "all") return place;
-  const std::size_t rule = RuleForAll(children);
+  place = BesideItsLike(values.front(), of_name).value_or(place);
+  if (m_dialect != Dialect::kNginx || !IsAccessRule(values) || values[1] == "all") return place;
+  const std::size_t rule = m_rule_for_all;
   const bool too_late =
       rule != kNoChild && (place.kind == PlaceKind::kAtEnd || place.child > rule ||
                            (place.child == rule && place.kind == PlaceKind::kBehind));
   const bool meant = of_all.earlier != kNoChild && rule <= of_all.earlier;
-  if (too_late && !meant) return Beside(*children[rule], PlaceKind::kBefore);
+  if (too_late && !meant) return Beside(*m_children[rule], PlaceKind::kBefore);
   return place;
 }
 
-PlaceOfBlock PlaceForBlock(Contents& contents, BlockId block, const std::string& name) {
-  const Dialect dialect = contents.dialect();
-  BlockId container = block;
-  if (ThoseNamed(dialect, OwnOf(contents, block), NodeKind::kBlock, name).empty()) {
-    container = ContainerFor(contents, block, name).value_or(block);
+// Behind the last one of its name, or before the one of which the template says so.
+std::optional<Layout::Place> DirectivePlaces::BesideItsLike(const std::string& name,
+                                                            const Neighbours& of_name) {
+  const Child* const last = LastNamed(name);
+  if (last == nullptr) return std::nullopt;
+  const bool before = of_name.later != kNoChild && of_name.InOrder();
+  return before ? Beside(*m_children[of_name.later], PlaceKind::kBefore)
+                : Beside(*last, PlaceKind::kBehind);
+}
+
+// In the block itself: what the template states without a condition does not come to depend on one.
+const Child* DirectivePlaces::LastNamed(const std::string& name) {
+  const auto [known, is_new] = m_last.try_emplace(NameKey(m_dialect, name), nullptr);
+  if (!is_new) return known->second;
+  for (const std::size_t position : m_index.Named(name)) {
+    if (m_children[position]->around == m_block) known->second = m_children[position];
   }
-  const Children children = OwnOf(contents, container);
-  const Positions kin = ThoseNamed(dialect, children, NodeKind::kBlock, name);
-  const bool blank = HasBlankBefore(contents.document().text(), children,
-                                    kin.empty() ? BlocksAmong(children) : kin);
-  if (kin.empty()) return {{container, PlaceKind::kAtEnd, 0}, blank};
-  return {Beside(*children[kin.back()], PlaceKind::kBehind), blank};
+  return known->second;
+}
+
+Layout::Place DirectivePlaces::BesideOthers(const Neighbours& of_all) const {
+  const std::size_t last = m_last_before;
+  const std::size_t slot = last == kNoChild ? m_first_block : last + 1;
+  if (of_all.InOrder() && of_all.earlier != kNoChild && slot <= of_all.earlier) {
+    return Beside(*m_children[of_all.earlier], PlaceKind::kBehind);
+  }
+  if (of_all.InOrder() && of_all.later != kNoChild && slot > of_all.later) {
+    return Beside(*m_children[of_all.later], PlaceKind::kBefore);
+  }
+  if (last != kNoChild) return Beside(*m_children[last], PlaceKind::kBehind);
+  if (m_first_block < m_children.size()) {
+    return Beside(*m_children[m_first_block], PlaceKind::kBefore);
+  }
+  return {m_block, PlaceKind::kAtEnd, 0};
+}
+
+const PlaceOfBlock& BlockPlaces::For(BlockId block, const std::string& name) {
+  const auto [known, is_new] = m_found.try_emplace({block, NameKey(m_contents.dialect(), name)});
+  if (is_new) known->second = Find(block, name);
+  return known->second;
+}
+
+PlaceOfBlock BlockPlaces::Find(BlockId block, const std::string& name) const {
+  const Dialect dialect = m_contents.dialect();
+  BlockId container = block;
+  if (ThoseNamed(dialect, OwnOf(m_contents, block), NodeKind::kBlock, name).empty()) {
+    container = ContainerFor(m_contents, block, name).value_or(block);
+  }
+  const Children children = OwnOf(m_contents, container);
+  const Positions like = ThoseNamed(dialect, children, NodeKind::kBlock, name);
+  const bool blank = HasBlankBefore(m_contents.document().text(), children,
+                                    like.empty() ? BlocksAmong(children) : like);
+  if (like.empty()) return {{container, PlaceKind::kAtEnd, 0}, blank};
+  return {Beside(*children[like.back()], PlaceKind::kBehind), blank};
 }
 
 }  // namespace edit

@@ -90,6 +90,7 @@ class Planner {
   Planner(const Planning& planning, const std::vector<Match>& matches)
       : m_planning(planning),
         m_matches(matches),
+        m_places(planning.contents),
         m_inner(matches.size()),
         m_is_there(planning.tree.blocks.size(), false) {
     for (std::size_t i = 1; i < matches.size(); ++i) {  // the first one is the whole text
@@ -254,16 +255,9 @@ class Planner {
       Tell(Event::Kind::kAdded, line, Span(), made.lines()[text]);
     }
     const BlockId around = *m_matches[match.parent].at;
-    const PlaceOfBlock& where = PlaceFor(around, opening.now->words.front());
+    const PlaceOfBlock& where = m_places.For(around, opening.now->words.front());
     m_planning.layout.Add(where.place, made.lines(), made.depths(), where.blank_before,
                           block.opening);
-  }
-
-  // The same for all blocks of one name.
-  const PlaceOfBlock& PlaceFor(BlockId around, const std::string& name) {
-    const auto [known, is_new] = m_places.try_emplace({around, name});
-    if (is_new) known->second = PlaceForBlock(m_planning.contents, around, name);
-    return known->second;
   }
 
   void WarnOfMissing(const TemplateLine& line) {
@@ -273,10 +267,9 @@ class Planner {
 
   const Planning& m_planning;
   const std::vector<Match>& m_matches;
-  std::vector<std::map<std::size_t, BlockId>>
-      m_inner;  // by matches: the blocks inside, see PlanBlock
-  std::map<std::pair<BlockId, std::string>, PlaceOfBlock> m_places;  // of new blocks
-  std::vector<bool> m_is_there;                                      // by blocks of the template
+  BlockPlaces m_places;
+  std::vector<std::map<std::size_t, BlockId>> m_inner;  // by matches: see PlanBlock
+  std::vector<bool> m_is_there;                         // by blocks of the template
 };
 
 }  // namespace

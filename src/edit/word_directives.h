@@ -7,7 +7,9 @@
 
 #include <cstddef>
 #include <optional>
+#include <set>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "edit/comparison.h"
@@ -100,6 +102,7 @@ class WordDirectives {
   Pointers Naming(const std::string& name, bool aliases);
   std::optional<Spot> SpotOf(const Pointers& naming, const std::string& name,
                              bool stated_too) const;
+  std::vector<std::size_t> WithAddress(const Words& words) const;
   Directive* ListenOn(const Written& written, bool stated_too);
   Outcome Join(Directive& directive, const Written& now, bool may_change);
   Outcome ChangeAddress(Directive& directive, const Written& was, const Written& now,
@@ -115,6 +118,10 @@ class WordDirectives {
 
   Dialect m_dialect;
   std::vector<Directive> m_directives;
+  std::unordered_map<std::size_t, std::size_t> m_by_child;
+
+  // By addresses that they have, or had: what becomes of one is looked at when it is found.
+  std::unordered_map<std::string, std::set<std::size_t>> m_by_address;
 };
 
 }  // namespace edit
