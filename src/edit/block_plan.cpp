@@ -516,7 +516,7 @@ class BlockPlanner {
       if (!IsComment(i, line.was)) continue;
       m_claimed[i] = true;
       m_found[position] = i;
-      m_planning.layout.Replace(m_children[i]->bytes, line.now->text, m_lines[position]);
+      m_planning.layout.ChangeComment(*m_children[i], line.now->text, m_lines[position]);
       Tell(Event::Kind::kChanged, position, i, line.now->text);
       Done(position);
       return;
