@@ -141,7 +141,6 @@ class Planner {
   void RemoveBlock(const TemplateBlock& block, BlockId id) {
     const Child child = ChildOf(id);
     m_planning.layout.Remove(child, block.opening);
-    m_planning.plan.removed_blocks += document().blocks()[id].next - id;
     Tell(Event::Kind::kRemoved, block.opening, child.bytes, std::string());
   }
 
@@ -169,8 +168,7 @@ class Planner {
     m_planning.layout.ChangeWords(child, words, block.opening);
     if (dialect() == Dialect::kApache &&
         !tov_document::SameName(dialect(), child.values.front(), values.front())) {
-      m_planning.layout.Replace(document().blocks()[id].closing, "</" + values.front() + ">",
-                                block.closing);
+      m_planning.layout.ChangeClosing(id, "</" + values.front() + ">", block.closing);
     }
     Tell(Event::Kind::kChanged, block.opening, head, opening.now->text);
   }
@@ -224,12 +222,7 @@ class Planner {
 
   void AddBlock(const Match& match, const TemplateBlock& block) {
     const TemplateLine& opening = m_planning.tree.lines[block.opening];
-    if (!opening.now) {
-      m_planning.findings.refusals.push_back(
-          {"missing-value", Shown(opening.place) + ": a value of this opening line is missing, and "
-                                                   "its block is not there. Set it"});
-      return;
-    }
+    if (RefuseMissing(block)) return;
     m_planning.plan.identities = true;
     NewBlock made(dialect());
     std::vector<std::pair<std::size_t, std::size_t>> made_of;  // lines of the template, and of it
@@ -248,7 +241,6 @@ class Planner {
                                                   "one way"});
       }
       m_planning.plan.raw = m_planning.plan.raw || line.raw;
-      if (line.kind == Kind::kOpening) ++m_planning.plan.made_blocks;
       made_of.emplace_back(i, made.last());
     }
     for (const auto& [line, text] : made_of) {
@@ -258,6 +250,19 @@ class Planner {
     const PlaceOfBlock& where = m_places.For(around, opening.now->words.front());
     m_planning.layout.Add(where.place, made.lines(), made.depths(), where.blank_before,
                           block.opening);
+  }
+
+  // Whether the block cannot be made for want of its opening line, or of that of one inside.
+  bool RefuseMissing(const TemplateBlock& block) const {
+    for (std::size_t i = block.opening; i <= block.closing; ++i) {
+      const TemplateLine& line = m_planning.tree.lines[i];
+      if (line.kind != Kind::kOpening || !line.enabled || line.now) continue;
+      m_planning.findings.refusals.push_back(
+          {"missing-value", Shown(line.place) + ": a value of this opening line is missing, and "
+                                                "its block is not there. Set it"});
+      return true;
+    }
+    return false;
   }
 
   void WarnOfMissing(const TemplateLine& line) {
