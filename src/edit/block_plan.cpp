@@ -16,6 +16,7 @@
 #include "edit/comparison.h"
 #include "edit/placement.h"
 #include "edit/repetition.h"
+#include "edit/rewrite_rules.h"
 #include "edit/word_directives.h"
 
 namespace edit {
@@ -76,11 +77,14 @@ class BlockPlanner {
         m_claimed(m_children.size(), false),
         m_removed(m_children.size(), false),
         m_found(m_lines.size(), kNoChild),
-        m_done(m_lines.size(), false) {}
+        m_done(m_lines.size(), false) {
+    if (m_dialect == Dialect::kApache) ReadRewriteRules();
+  }
 
   void Run() {
     PlaceInnerBlocks();
     ForEach(&BlockPlanner::SkipMissing);
+    ClaimRewriteRules();
     ForEach(&BlockPlanner::ClaimOld);
     ChangeRepeated();
     ForEach(&BlockPlanner::ClaimNew);
@@ -107,7 +111,9 @@ class BlockPlanner {
   // A line of which a directive is made.
   struct Addition {
     std::size_t position = 0;
-    Words words;  // of Options, which may be those of several lines; else none
+    Words words = {};               // of Options, which may be those of several lines; else none
+    Positions conditions = {};      // of a RewriteRule: the lines that stand before it
+    std::size_t before = kNoChild;  // it stands directly before this child
   };
 
   void ForEach(Step step) {
@@ -188,6 +194,10 @@ class BlockPlanner {
     m_planning.layout.Remove(*m_children[child], m_lines[position]);
     Tell(Event::Kind::kRemoved, position, child, std::string());
     Done(position);
+    // They would belong to the next rule.
+    for (const std::size_t condition : ConditionsOf(child)) {
+      if (!m_removed[condition]) Remove(position, condition);
+    }
   }
 
   void ToBeAdded(std::size_t position) {
@@ -199,7 +209,7 @@ class BlockPlanner {
   }
 
   void AddLater(std::size_t position) {
-    m_additions.push_back({position, {}});
+    m_additions.push_back({position});
     m_added.insert(Line(position).now->text);
   }
 
@@ -220,11 +230,8 @@ class BlockPlanner {
     return written ? FreeOf(m_index.Like(written->words)) : Positions();
   }
 
-  // In the block itself: whatever a line is to mean in a condition, it has to say in full.
   Positions FreeBeginning(const std::optional<Beginning>& beginning) const {
-    if (!beginning) return {};
-    Positions fitting = FreeOf(m_index.BeginningWith(*beginning));
-    return HasOwn(fitting) ? OwnFirst(std::move(fitting)) : Positions();
+    return beginning ? FreeOf(m_index.BeginningWith(*beginning)) : Positions();
   }
 
   // Whether it stands in the block itself, not in a condition.
@@ -329,6 +336,7 @@ class BlockPlanner {
       const TemplateLine& line = Line(position);
       const std::size_t first = m_found[position];
       if (first == kNoChild || !IsPlain(position) || !StatesOther(line)) continue;
+      if (m_rewrites.count(SpotOf(first)) != 0) continue;
       for (const std::size_t child : FreeLike(line.was)) {
         if (IsOwn(child) == IsOwn(first)) Change(position, child, *line.now);
       }
@@ -369,13 +377,13 @@ class BlockPlanner {
     }
     const auto child = OneBeginning(position);
     if (!child) return;
-    if (*child == kNoChild) {
-      ToBeAdded(position);
-    } else if (m_children[*child]->values == line.now->words) {
-      Found(position, *child);
-    } else {
-      Change(position, *child, *line.now);
-    }
+    *child == kNoChild ? ToBeAdded(position) : Settle(position, *child);
+  }
+
+  // The line is this directive, whatever that holds.
+  void Settle(std::size_t position, std::size_t child) {
+    const Written& now = *Line(position).now;
+    m_children[child]->values == now.words ? Found(position, child) : Change(position, child, now);
   }
 
   // The directive that the line stands for; kNoChild: there is none. No value: they are several,
@@ -383,7 +391,10 @@ class BlockPlanner {
   std::optional<std::size_t> OneBeginning(std::size_t position) {
     const TemplateLine& line = Line(position);
     Positions fitting = FreeBeginning(line.beginning);
-    if (fitting.empty()) fitting = FreeBeginning(line.new_beginning);
+    const Positions renamed = FreeBeginning(line.new_beginning);
+    if (fitting.empty() || (!HasOwn(fitting) && HasOwn(renamed))) fitting = renamed;
+    // What goes has to go from the conditions, too.
+    if (line.enabled) fitting = OwnFirst(std::move(fitting));
     if (fitting.size() < 2) return fitting.empty() ? kNoChild : fitting.front();
     for (const std::optional<Written>* const written : {&line.was, &line.now}) {
       const Positions alike = OwnFirst(FreeLike(*written));
@@ -399,10 +410,14 @@ class BlockPlanner {
     for (std::size_t i = 0; i < std::min(kMost, fitting.size()); ++i) {
       shown += (i == 0 ? "" : ", ") + ShownChild(fitting[i]);
     }
+    const bool own = std::all_of(fitting.begin(), fitting.end(),
+                                 [this](std::size_t child) { return IsOwn(child); });
     Refuse("ambiguous", position,
            Quoted(Line(position).text) + " may be each of " + shown +
-               ". Write more of the line before the place, or a full place {% ... %} with the old "
-               "value");
+               (own ? ". Write more of the line before the place, or a full place {% ... %} with "
+                      "the old value"
+                    : ". Write the condition into the template around the one that is meant, or a "
+                      "full place {% ... %} with the old value"));
   }
 
   // --- Names, addresses, options ---
@@ -601,11 +616,14 @@ class BlockPlanner {
     } else {
       RemoveDirective(position);
     }
-    if (!m_done[position] && m_planning.request.must_exist) {
-      Refuse("not-found", position,
-             Quoted(line.text) + " is to be removed, and is not there. Correct its old value");
-    }
+    if (!m_done[position] && m_planning.request.must_exist) RefuseMissing(position);
     Done(position);
+  }
+
+  void RefuseMissing(std::size_t position) {
+    Refuse(
+        "not-found", position,
+        Quoted(Line(position).text) + " is to be removed, and is not there. Correct its old value");
   }
 
   // With its old text or its new one.
@@ -729,8 +747,7 @@ class BlockPlanner {
     for (std::size_t position = 0; position < m_lines.size(); ++position) {
       if (m_found[position] == kNoChild) continue;
       const Child& child = *m_children[m_found[position]];
-      if (child.around != m_at) continue;
-      own.Add(position, m_found[position]);
+      if (child.around == m_at) own.Add(position, m_found[position]);
       if (!child.IsDirective()) continue;
       named[NameKey(m_dialect, child.values.front())].Add(position, m_found[position]);
     }
@@ -743,7 +760,11 @@ class BlockPlanner {
           values.empty() ? named.end() : named.find(NameKey(m_dialect, values.front()));
       const Neighbours of_name =
           like == named.end() ? Neighbours() : like->second.Around(addition.position);
-      Add(addition, places.For(values, of_name, own.Around(addition.position)));
+      const Layout::Place place =
+          addition.before == kNoChild
+              ? OutOfRewriteRules(places.For(values, of_name, own.Around(addition.position)))
+              : Beside(*m_children[addition.before], Layout::Place::Kind::kBefore);
+      Add(addition, place);
     }
   }
 
@@ -754,10 +775,131 @@ class BlockPlanner {
 
   void Add(const Addition& addition, const Layout::Place& place) {
     const TemplateLine& line = Line(addition.position);
-    const std::string text = addition.words.empty() ? line.now->text : Joined(addition.words);
     if (RoleOfLine(line) != Role::kPlain) m_planning.plan.identities = true;
-    m_planning.layout.Add(place, {text}, {0}, false, m_lines[addition.position]);
-    Tell(Event::Kind::kAdded, addition.position, kNoChild, text);
+    Texts texts;
+    for (const std::size_t condition : addition.conditions) {
+      texts.push_back(Line(condition).now->text);
+      Tell(Event::Kind::kAdded, condition, kNoChild, texts.back());
+    }
+    texts.push_back(addition.words.empty() ? line.now->text : Joined(addition.words));
+    Tell(Event::Kind::kAdded, addition.position, kNoChild, texts.back());
+    m_planning.layout.Add(place, texts, std::vector<std::size_t>(texts.size(), 0), false,
+                          m_lines[addition.position]);
+  }
+
+  // --- Apache's rewrite rules, with their conditions ---
+
+  using Spot = std::pair<BlockId, std::size_t>;
+
+  Spot SpotOf(std::size_t child) const {
+    return {m_children[child]->around, m_children[child]->position};
+  }
+
+  void ReadRewriteRules() {
+    if (m_index.Named("RewriteCond").empty()) return;
+    std::vector<std::string_view> names;
+    for (const Child* const child : m_children) {
+      names.push_back(child->values.empty() ? std::string_view() : child->values.front());
+    }
+    for (const RewriteRule& rule : RewriteRules(names)) {
+      for (const std::size_t condition : rule.conditions) m_rewrites[SpotOf(condition)] = rule;
+      m_rewrites[SpotOf(rule.rule)] = rule;
+    }
+  }
+
+  Positions ConditionsOf(std::size_t child) const {
+    const auto rule = m_rewrites.find(SpotOf(child));
+    return rule != m_rewrites.end() && rule->second.rule == child ? rule->second.conditions
+                                                                  : Positions();
+  }
+
+  // Nothing comes between a rule and its conditions.
+  Layout::Place OutOfRewriteRules(const Layout::Place& place) const {
+    const auto rule = m_rewrites.find({place.block, place.child});
+    if (rule == m_rewrites.end() || place.kind == Layout::Place::Kind::kAtEnd) return place;
+    const bool behind = place.kind == Layout::Place::Kind::kBehind;
+    return Beside(*m_children[behind ? rule->second.rule : rule->second.conditions.front()],
+                  place.kind);
+  }
+
+  void ClaimRewriteRules() {
+    std::vector<std::string_view> names;
+    for (const std::size_t number : m_lines) {
+      const TemplateLine& line = m_planning.tree.lines[number];
+      names.push_back(line.kind == Kind::kComment ? std::string_view() : NameOf(line));
+    }
+    if (m_dialect != Dialect::kApache) return;
+    for (const RewriteRule& rule : RewriteRules(names)) ClaimRewriteRule(rule);
+  }
+
+  void ClaimRewriteRule(const RewriteRule& rule) {
+    Positions lines = rule.conditions;
+    lines.push_back(rule.rule);
+    const bool missing = std::any_of(lines.begin(), lines.end(),
+                                     [this](std::size_t position) { return m_done[position]; });
+    const bool enabled = Line(rule.rule).enabled;
+    const std::size_t child = missing ? kNoChild : RewriteRuleFor(rule);
+    if (child != kNoChild && enabled) {
+      for (const std::size_t condition : rule.conditions) {
+        ClaimRewriteCondition(condition, child);
+      }
+      Settle(rule.rule, child);
+    } else if (child != kNoChild) {
+      Remove(rule.rule, child);
+    } else if (enabled && !missing && MayBeAdded(rule.rule)) {
+      Addition addition = {rule.rule};
+      for (const std::size_t condition : rule.conditions) {
+        if (Line(condition).enabled) addition.conditions.push_back(condition);
+      }
+      m_additions.push_back(std::move(addition));
+    } else if (!enabled && m_planning.request.must_exist) {
+      RefuseMissing(rule.rule);
+    }
+    for (const std::size_t position : lines) Done(position);
+  }
+
+  // The rule of the block that has the most of the conditions, and at least one if it has any. One
+  // that is to go has all of them.
+  std::size_t RewriteRuleFor(const RewriteRule& rule) const {
+    const TemplateLine& line = Line(rule.rule);
+    std::size_t best = kNoChild;
+    std::size_t most = 0;
+    for (const Positions& alike :
+         {FreeLike(line.was), FreeLike(line.now), FreeBeginning(line.beginning)}) {
+      for (const std::size_t child : alike) {
+        const Positions conditions = ConditionsOf(child);
+        const auto held = static_cast<std::size_t>(std::count_if(
+            rule.conditions.begin(), rule.conditions.end(), [&](std::size_t position) {
+              return ConditionAmong(conditions, Line(position)) != kNoChild;
+            }));
+        const bool fits =
+            line.enabled ? held > 0 || conditions.empty() : held == rule.conditions.size();
+        if (!fits || (best != kNoChild && held <= most)) continue;
+        best = child;
+        most = held;
+      }
+    }
+    return best;
+  }
+
+  std::size_t ConditionAmong(const Positions& conditions, const TemplateLine& line) const {
+    for (const std::size_t child : conditions) {
+      const Texts& values = m_children[child]->values;
+      const bool fits = (line.was && SameWords(m_dialect, values, line.was->words)) ||
+                        (line.now && SameWords(m_dialect, values, line.now->words)) ||
+                        (line.beginning && BeginsWith(m_dialect, values, *line.beginning));
+      if (fits && IsFree(child)) return child;
+    }
+    return kNoChild;
+  }
+
+  void ClaimRewriteCondition(std::size_t position, std::size_t rule) {
+    const std::size_t child = ConditionAmong(ConditionsOf(rule), Line(position));
+    if (Line(position).enabled) {
+      child == kNoChild ? m_additions.push_back({position, {}, {}, rule}) : Settle(position, child);
+    } else if (child != kNoChild) {
+      Remove(position, child);
+    }
   }
 
   // --- Blocks inside ---
@@ -802,6 +944,7 @@ class BlockPlanner {
   std::unordered_map<std::size_t, Texts> m_changed;  // the words that lines have given to children
   std::unordered_map<std::string, std::set<std::size_t>> m_claimed_like;  // children, by KeyOf
   std::unordered_map<std::string, std::size_t> m_next_named;  // among those of a name, see there
+  std::map<Spot, RewriteRule> m_rewrites;  // rules with conditions, by all that belongs to them
   std::vector<Addition> m_additions;
   std::unordered_set<std::string> m_added;   // their texts
   std::optional<std::size_t> m_options;      // the addition that has the words of all Options

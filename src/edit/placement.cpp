@@ -43,10 +43,6 @@ bool IsAccessRule(const std::vector<std::string>& values) {
   return values.size() > 1 && (values.front() == "allow" || values.front() == "deny");
 }
 
-Layout::Place Beside(const Child& child, PlaceKind kind) {
-  return {child.around, kind, child.position};
-}
-
 // Whether a comment stands on a line of its own.
 bool HasItsLine(std::string_view text, const Children& children, std::size_t child) {
   const std::size_t behind = child == 0 ? 0 : children[child - 1]->bytes.end;
@@ -94,6 +90,10 @@ std::optional<BlockId> ContainerFor(const Contents& contents, BlockId block,
 
 }  // namespace
 
+Layout::Place Beside(const Child& child, PlaceKind kind) {
+  return {child.around, kind, child.position};
+}
+
 DirectivePlaces::DirectivePlaces(Dialect dialect, BlockId block, const Children& children,
                                  const ChildIndex& index)
     : m_dialect(dialect),
@@ -133,19 +133,22 @@ std::optional<Layout::Place> DirectivePlaces::BesideItsLike(const std::string& n
                                                             const Neighbours& of_name) {
   const Child* const last = LastNamed(name);
   if (last == nullptr) return std::nullopt;
-  const bool before = of_name.later != kNoChild && of_name.InOrder();
+  const bool before = of_name.later != kNoChild && of_name.InOrder() &&
+                      m_children[of_name.later]->around == last->around;
   return before ? Beside(*m_children[of_name.later], PlaceKind::kBefore)
                 : Beside(*last, PlaceKind::kBehind);
 }
 
-// In the block itself: what the template states without a condition does not come to depend on one.
+// The last one in the block itself, else in a condition: what its like need, it needs, too.
 const Child* DirectivePlaces::LastNamed(const std::string& name) {
   const auto [known, is_new] = m_last.try_emplace(NameKey(m_dialect, name), nullptr);
   if (!is_new) return known->second;
+  const Child*& last = known->second;
   for (const std::size_t position : m_index.Named(name)) {
-    if (m_children[position]->around == m_block) known->second = m_children[position];
+    const Child& child = *m_children[position];
+    if (last == nullptr || last->around != m_block || child.around == m_block) last = &child;
   }
-  return known->second;
+  return last;
 }
 
 Layout::Place DirectivePlaces::BesideOthers(const Neighbours& of_all) const {

@@ -28,6 +28,9 @@ struct Neighbours {
   bool InOrder() const { return earlier == kNoChild || later == kNoChild || earlier < later; }
 };
 
+// Before or behind a child.
+Layout::Place Beside(const Child& child, Layout::Place::Kind kind);
+
 // Where new directives go in one block.
 class DirectivePlaces {
  public:
@@ -36,9 +39,10 @@ class DirectivePlaces {
   DirectivePlaces(Dialect dialect, BlockId block, const std::vector<const Child*>& children,
                   const ChildIndex& index);
 
-  // Behind the last directive of its name in the block itself, as far as the template's lines of
-  // this name allow (`of_name`). Else behind the directives that stand before the first block
-  // inside, and as near to there as the template's lines (`of_all`) allow. An access rule of nginx stands before "allow all" and "deny all", behind which nobody would
+  // Behind the last directive of its name, in the block itself before one in a condition, as far as
+  // the template's lines of this name allow (`of_name`). Else behind the directives that stand
+  // before the first block inside, and as near to there as the template's lines (`of_all`) allow.
+  // An access rule of nginx stands before "allow all" and "deny all", behind which nobody would
   // read it. `values` are the new directive's words; none: it is a comment.
   Layout::Place For(const std::vector<std::string>& values, const Neighbours& of_name,
                     const Neighbours& of_all);

@@ -336,11 +336,21 @@ TEST(ADirectiveInACondition, IsOneOfTheBlock) {
              {{"mail", "a@a", "b@b"}},
              "\t<IfVersion < 2.4>\n\t\tServerAdmin b@b\n\t</IfVersion>\n"
              "\t<IfVersion >= 2.4>\n\t\tServerAdmin b@b\n\t</IfVersion>\n"},
-            {"a new one stands in the block itself",
+            {"it changes by its beginning",
+             tls,
+             "SSLCertificateFile [% $file %]\n",
+             {{"file", kNone, "/b.pem"}},
+             With(tls, "/a.pem", "/b.pem")},
+            {"a new one stands beside its like",
              headers,
              "Header set B 2\n",
              {},
-             "\tHeader set B 2\n" + headers},
+             With(headers, "A 1\n", "A 1\n\t\tHeader set B 2\n")},
+            {"but rather beside one of the block itself",
+             "\tHeader set C 3\n" + headers,
+             "Header set B 2\n",
+             {},
+             "\tHeader set C 3\n\tHeader set B 2\n" + headers},
             {"one of a new name stands in the block itself",
              tls,
              "SSLEngine on\nDocumentRoot /a\n",
@@ -363,21 +373,96 @@ TEST(ADirectiveInACondition, IsOneOfTheBlock) {
 }
 
 TEST(ADirectiveInACondition, IsRefusedLikeOthersOfTheBlock) {
-  ExpectRefusals(Dialect::kApache,
-                 EachSaid(Host, {{"another value of one that may stand once",
-                                  "\t<IfModule a>\n\t\tSSLEngine on\n\t</IfModule>\n",
-                                  "SSLEngine off\n",
-                                  {},
-                                  "other-value",
-                                  "site.template:3:1:",
-                                  "site.conf:4:3 'SSLEngine on'"},
-                                 {"the same for a trailing place",
-                                  "\t<IfModule a>\n\t\tSSLEngine on\n\t</IfModule>\n",
-                                  "SSLEngine [% $on %]\n",
-                                  {{"on", kNone, "optional"}},
-                                  "other-value",
-                                  "site.template:3:1:",
-                                  "of a full place, or write the condition into the template"}}));
+  ExpectRefusals(
+      Dialect::kApache,
+      EachSaid(Host, {{"another value of one that may stand once",
+                       "\t<IfModule a>\n\t\tSSLEngine on\n\t</IfModule>\n",
+                       "SSLEngine off\n",
+                       {},
+                       "other-value",
+                       "site.template:3:1:",
+                       "site.conf:4:3 'SSLEngine on'"},
+                      {"a trailing place that fits in two",
+                       "\t<IfModule a>\n\t\tSSLEngine on\n\t</IfModule>\n\t<IfModule !a>\n"
+                       "\t\tSSLEngine off\n\t</IfModule>\n",
+                       "SSLEngine [% $on %]\n",
+                       {{"on", kNone, "optional"}},
+                       "ambiguous",
+                       "site.template:3:1:",
+                       "Write the condition into the template"},
+                      {"one that is to go, and stands in the block as well",
+                       "\tErrorLog /a\n\t<IfModule a>\n\t\tErrorLog /b\n\t</IfModule>\n",
+                       Untaken("ErrorLog [% $log %]\n"),
+                       {{"log", kNone, "/c"}},
+                       "ambiguous",
+                       "site.template:4:1:",
+                       "site.conf:3:2 'ErrorLog /a', site.conf:5:3 'ErrorLog /b'"}}));
+}
+
+// Apache's RewriteCond lines belong to the RewriteRule behind them.
+TEST(ARewriteRule, KeepsItsConditions) {
+  const std::string front =
+      "\tRewriteCond %{REQUEST_FILENAME} !-f\n\tRewriteRule ^ /index.php [L]\n";
+  const std::string image =
+      "\tRewriteCond %{REQUEST_FILENAME} !-f\n\tRewriteRule ^/img/ /missing.png [L]\n";
+  const std::string tls =
+      "\tRewriteCond %{HTTPS} off\n\tRewriteRule ^ https://a%{REQUEST_URI} [R=301,L]\n";
+  ExpectEdits(
+      Dialect::kApache,
+      Each(Host,
+           {{"a new one comes with them, behind the last rule", front, tls, {}, front + tls},
+            {"or before a rule that the template states behind it",
+             front,
+             tls + front,
+             {},
+             tls + front},
+            {"or between two rules", image + front, image + tls + front, {}, image + tls + front},
+            {"a new one without conditions stands before those of another one",
+             front,
+             "RewriteRule ^/x$ /y [L]\n" + front,
+             {},
+             "\tRewriteRule ^/x$ /y [L]\n" + front},
+            {"what is there for another rule is added for this one",
+             front,
+             image,
+             {},
+             front + image},
+            {"it is there with its own conditions", image + front, front, {}, image + front},
+            {"a new condition stands before its rule",
+             "\tRewriteRule ^/a /b\n" + front,
+             "RewriteCond %{HTTP_HOST} =a\nRewriteRule ^/a /b\n",
+             {},
+             "\tRewriteCond %{HTTP_HOST} =a\n\tRewriteRule ^/a /b\n" + front},
+            {"a condition changes where it belongs",
+             "\tRewriteCond %{HTTP_HOST} =a\n\tRewriteRule ^/a /b\n"
+             "\tRewriteCond %{HTTP_HOST} =a\n\tRewriteRule ^/c /d\n",
+             "RewriteCond %{HTTP_HOST} ={% $host %}\nRewriteRule ^/c /d\n",
+             {{"host", "a", "b"}},
+             "\tRewriteCond %{HTTP_HOST} =a\n\tRewriteRule ^/a /b\n"
+             "\tRewriteCond %{HTTP_HOST} =b\n\tRewriteRule ^/c /d\n"},
+            {"one of two equal rules is told by its conditions",
+             "\tRewriteCond %{REQUEST_URI} =/a\n\tRewriteRule ^ - [L]\n"
+             "\tRewriteCond %{REQUEST_URI} =/b\n\tRewriteRule ^ - [L]\n",
+             "RewriteCond %{REQUEST_URI} =/c\nRewriteRule ^ - [L]\n",
+             {},
+             "\tRewriteCond %{REQUEST_URI} =/a\n\tRewriteRule ^ - [L]\n"
+             "\tRewriteCond %{REQUEST_URI} =/b\n\tRewriteRule ^ - [L]\n"
+             "\tRewriteCond %{REQUEST_URI} =/c\n\tRewriteRule ^ - [L]\n"},
+            {"it goes with them, and those of other rules stay",
+             image + front,
+             Untaken(image),
+             {},
+             front},
+            {"where it is not there, its conditions are not either",
+             front,
+             Untaken(image),
+             {},
+             front},
+            {"a rule that goes takes all its conditions along",
+             front + image,
+             Untaken("RewriteRule ^ /index.php [L]\n"),
+             {},
+             image}}));
 }
 
 TEST(AMissingValue, LeavesTheDirectiveAlone) {

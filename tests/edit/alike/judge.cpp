@@ -453,9 +453,40 @@ class Run {
         if (line.enabled && wanted != kNoPlace && Reads(kWantedLineIsThere)) return wanted;
         throw Refusal{"a trailing place fits several lines"};
       }
+      const bool in_condition = StandsInCondition(line, words, At(parent));
+      // A user sees it in the block: it may be meant, and it may not.
+      if (in_condition && (found.empty() || !line.enabled)) throw Open{};
       if (!found.empty()) return found.front();
     }
+    if (NameStandsInConditionOnly(line, At(parent))) throw Open{};
     return kNoPlace;
+  }
+
+  bool StandsInCondition(const TemplateNode& line, const Words& words, const Node& block) const {
+    return std::any_of(block.children.begin(), block.children.end(), [&](const Node& child) {
+      if (!child.IsBlock() || !SameName(child.words.at(0), "IfModule")) return false;
+      return std::any_of(child.children.begin(), child.children.end(), [&](const Node& node) {
+        return node.IsDirective() && !node.removed &&
+               (HasTrailing(line) ? BeginsWith(node, words) : Equals(node, words));
+      });
+    });
+  }
+
+  // Then a new one may stand beside them, and it may not.
+  bool NameStandsInConditionOnly(const TemplateNode& line, const Node& block) const {
+    const Words name = {NameOf(line)};
+    const bool own =
+        std::any_of(block.children.begin(), block.children.end(), [&](const Node& node) {
+          return node.IsDirective() && SameName(node.words.at(0), name.front());
+        });
+    return !own &&
+           std::any_of(block.children.begin(), block.children.end(), [&](const Node& child) {
+             if (!child.IsBlock() || !SameName(child.words.at(0), "IfModule")) return false;
+             return std::any_of(
+                 child.children.begin(), child.children.end(), [&](const Node& node) {
+                   return node.IsDirective() && SameName(node.words.at(0), name.front());
+                 });
+           });
   }
 
   bool BeginsWith(const Node& node, const Words& words) const {
