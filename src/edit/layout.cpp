@@ -142,7 +142,12 @@ void Layout::ChangeWords(const Child& child, const std::vector<NewWord>& words, 
   const std::size_t fewer = std::min(old_words.size(), words.size());
   const bool keeps_name =
       tov_document::SameName(m_document.dialect(), child.values.front(), words.front().value);
-  if (!keeps_name) Replace(old_words.front().inner, words.front().value, line);
+  if (!keeps_name) {
+    const auto& name = old_words.front();
+    const bool section = child.IsBlock() && m_document.dialect() == Dialect::kApache;
+    if (section) Replace(name.inner, words.front().value, line);
+    if (!section) Replace(name.bytes, Respelled(words.front(), name.quote), line);
+  }
   std::size_t front = 1;
   while (front < fewer && same(front, front)) ++front;
   std::size_t back = 0;

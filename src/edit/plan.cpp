@@ -224,12 +224,7 @@ class Planner {
 
   void AddBlock(const Match& match, const TemplateBlock& block) {
     const TemplateLine& opening = m_planning.tree.lines[block.opening];
-    if (!opening.now) {
-      m_planning.findings.refusals.push_back(
-          {"missing-value", Shown(opening.place) + ": a value of this opening line is missing, and "
-                                                   "its block is not there. Set it"});
-      return;
-    }
+    if (RefuseMissing(block)) return;
     m_planning.plan.identities = true;
     NewBlock made(dialect());
     std::vector<std::pair<std::size_t, std::size_t>> made_of;  // lines of the template, and of it
@@ -258,6 +253,19 @@ class Planner {
     const PlaceOfBlock& where = m_places.For(around, opening.now->words.front());
     m_planning.layout.Add(where.place, made.lines(), made.depths(), where.blank_before,
                           block.opening);
+  }
+
+  // Whether the block cannot be made for want of its opening line, or of that of one inside.
+  bool RefuseMissing(const TemplateBlock& block) const {
+    for (std::size_t i = block.opening; i <= block.closing; ++i) {
+      const TemplateLine& line = m_planning.tree.lines[i];
+      if (line.kind != Kind::kOpening || !line.enabled || line.now) continue;
+      m_planning.findings.refusals.push_back(
+          {"missing-value", Shown(line.place) + ": a value of this opening line is missing, and "
+                                                "its block is not there. Set it"});
+      return true;
+    }
+    return false;
   }
 
   void WarnOfMissing(const TemplateLine& line) {
