@@ -93,6 +93,10 @@ bool HoldsLiterals(const std::vector<std::string>& literals, std::string_view va
   return value.size() >= last.size() && value.substr(value.size() - last.size()) == last;
 }
 
+const char* BlanksOf(Dialect dialect) {
+  return dialect == Dialect::kNginx ? " \t\r\n" : " \t\r\n\v\f";
+}
+
 bool EndsWith(std::string_view text, std::string_view end) {
   return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
 }
@@ -235,9 +239,10 @@ std::string AuthoredLine::Spelled(const AuthoredWord& word, const Texts& texts) 
     at = m_marks.at(place) + 1;
   }
   spelled += m_marked.substr(at, word.end - at);
-  if (word.quote != '\0') return spelled;
   const std::string meant = Meant(word, texts);
-  return StandsBare(m_dialect, spelled, meant) ? spelled : InQuotes(m_dialect, meant);
+  if (IsWordFor(m_dialect, spelled, meant)) return spelled;
+  if (word.quote == '\0') return InQuotes(m_dialect, meant);
+  return word.quote + Escaped(m_dialect, meant, word.quote) + word.quote;
 }
 
 Unwritable AuthoredLine::WhyNotQuoted(const Texts& texts) const {
@@ -282,7 +287,7 @@ AuthoredLine::Assembled AuthoredLine::Assemble(const Texts& texts, bool quote) c
   assembled.at.resize(m_marked.size() + 1, assembled.text.size());
   // What a value has at the end of the line goes with the blanks there: behind a backslash the next
   // line would be a part of this one.
-  assembled.text.erase(assembled.text.find_last_not_of(" \t\r\n\v\f") + 1);
+  assembled.text.erase(assembled.text.find_last_not_of(BlanksOf(m_dialect)) + 1);
   return assembled;
 }
 
@@ -347,7 +352,8 @@ std::optional<AuthoredLine::Filling> AuthoredLine::Fill(const Values& values,
   const std::optional<Texts> texts = TextsOf(values, handling);
   if (!texts) return std::nullopt;
   Filling filling;
-  filling.text = str::Trim(Assemble(*texts, handling.quote).text);
+  filling.text = Assemble(*texts, handling.quote).text;
+  filling.text.erase(0, filling.text.find_first_not_of(BlanksOf(m_dialect)));
   if (m_kind == Kind::kBlank) return filling;
   Texts judged = *texts;
   for (Text& text : judged) {
@@ -363,6 +369,8 @@ std::optional<AuthoredLine::Filling> AuthoredLine::Fill(const Values& values,
   Kind kind = Kind::kBlank;
   filling.written = ReadWritten(m_dialect, filling.text, kind);
   if (kind != m_kind) filling.written.reset();
+  filling.in_place = filling.written || std::any_of(texts->begin(), texts->end(),
+                                                    [](const Text& text) { return text.raw; });
   return filling;
 }
 
@@ -370,16 +378,18 @@ std::optional<Beginning> AuthoredLine::BeginningWith(const Values& values,
                                                      const Handling& handling) const {
   const auto is_trailing = [](const Place& place) { return place.trailing; };
   if (std::none_of(m_places.begin(), m_places.end(), is_trailing)) return std::nullopt;
-  Values all = values;
+  Texts texts;
   for (const Place& place : m_places) {
-    if (place.trailing) all.emplace(place.name, std::string());
+    const auto value = place.trailing ? values.end() : values.find(place.name);
+    if (place.trailing) {
+      texts.push_back({std::string(1, kMark), true});
+    } else if (place.is_value && value != values.end()) {
+      texts.push_back({value->second, handling.raw.count(place.name) != 0});
+    } else {
+      return std::nullopt;
+    }
   }
-  std::optional<Texts> texts = TextsOf(all, handling);
-  if (!texts) return std::nullopt;
-  for (std::size_t i = 0; i < texts->size(); ++i) {
-    if (m_places.at(i).trailing) texts->at(i) = {std::string(1, kMark), true};
-  }
-  const std::optional<Reading> reading = Read(m_dialect, Assemble(*texts, handling.quote).text);
+  const std::optional<Reading> reading = Read(m_dialect, Assemble(texts, handling.quote).text);
   if (!reading) return std::nullopt;
   Beginning beginning;
   for (const std::string& word : reading->written.words) {

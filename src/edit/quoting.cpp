@@ -64,15 +64,19 @@ std::string InQuotes(Dialect dialect, const std::string& text) {
   return quote + Escaped(dialect, text, quote) + quote;
 }
 
-bool StandsBare(Dialect dialect, const std::string& spelled, const std::string& meant) {
-  if (spelled.empty() || spelled.find_first_of("<>\n\r") != std::string::npos) return false;
+bool IsWordFor(Dialect dialect, const std::string& spelled, const std::string& meant) {
+  if (spelled.empty()) return false;
+  const bool quoted = spelled.front() == '"' || spelled.front() == '\'';
+  const bool odd = spelled.front() == '#' || spelled.back() == '\\' ||
+                   spelled.find_first_of("<>\n\r") != std::string::npos;
+  if (!quoted && odd) return false;
   const std::string line = "x " + spelled + (dialect == Dialect::kNginx ? " y;" : " y");
   const Document document(dialect, line);
   if (document.error()) return false;
   const auto nodes = document.Nodes(tov_document::kWholeText);
   if (nodes.size() != 1 || nodes.front().kind != tov_document::NodeKind::kDirective) return false;
   const auto words = document.Words(nodes.front());
-  return words.size() == 3 && words[1].quote == '\0' && words[1].bytes.size() == spelled.size() &&
+  return words.size() == 3 && words[1].bytes.size() == spelled.size() &&
          document.Value(words[1]) == meant && document.Value(words[2]) == "y";
 }
 

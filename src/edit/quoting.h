@@ -18,9 +18,9 @@ std::string Escaped(Dialect dialect, std::string_view text, char quote);
 // `text` in quotes: in double ones, but where single ones need fewer escapes.
 std::string InQuotes(Dialect dialect, const std::string& text);
 
-// Whether `spelled` is, without quotes around it, one word anywhere in a directive or a block's
-// head, and means `meant`.
-bool StandsBare(Dialect dialect, const std::string& spelled, const std::string& meant);
+// Whether `spelled` is one word anywhere in a directive or a block's head, its beginning and its
+// end included, and means `meant`.
+bool IsWordFor(Dialect dialect, const std::string& spelled, const std::string& meant);
 
 // Whether `text` holds a control byte that the server has no escape for, so that it could only
 // stand as it is: it would end a line, or hide text from people.

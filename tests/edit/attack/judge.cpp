@@ -54,6 +54,12 @@ Judge::Judge(const Attempt& attempt, bool quoted) : m_attempt(attempt) {
   }
 }
 
+bool Judge::MayBeWritten() const {
+  return std::all_of(m_meant.begin(), m_meant.end(), [](const Meant& meant) {
+    return (!meant.now || meant.now->in_place) && (!meant.was || meant.was->in_place);
+  });
+}
+
 std::string Judge::LabelOf(std::size_t block) const {
   if (block == 0) return "";
   const std::string& mark = m_attempt.blocks.at(block).mark;

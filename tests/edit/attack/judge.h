@@ -20,6 +20,9 @@ class Judge {
   // Why the edit must not be made; "": nothing speaks against it.
   const std::string& MustBeRefused() const { return m_refused; }
 
+  // Whether every line of the template can be written with its values, the old ones, too.
+  bool MayBeWritten() const;
+
   // What is wrong with a result; "": the configuration has what the template says, with each value
   // in its place, and all else is as it was.
   std::string WhatIsWrong(const std::string& result) const;
