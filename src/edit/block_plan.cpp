@@ -574,7 +574,7 @@ class BlockPlanner {
     } else if (was != kNoChild) {
       Claim(was, {});
       m_found[position] = was;
-      m_planning.layout.Replace(m_children[was]->bytes, line.now->text, m_lines[position]);
+      m_planning.layout.ChangeComment(*m_children[was], line.now->text, m_lines[position]);
       Tell(Event::Kind::kChanged, position, was, line.now->text);
       Done(position);
     } else {

@@ -57,6 +57,7 @@ const std::vector<FindingKind> kFirmRefusals = {
     {"value", "a value makes more, or fewer, words than its place stands for"},
     {"import", "a file that the template imports is not there, or comes twice"},
     {"template", "the template cannot be carried out as it is written"},
+    {"fault", "the edited text would not be what the template means"},
 };
 
 const std::vector<FindingKind> kEditWarnings = {

@@ -7,6 +7,7 @@
 #include <map>
 
 #include "document/meaning.h"
+#include "edit/quoting.h"
 
 namespace edit {
 namespace {
@@ -37,7 +38,10 @@ std::string Respelled(const NewWord& word, char quote) {
 }  // namespace
 
 Layout::Layout(Contents& contents)
-    : m_contents(contents), m_document(contents.document()), m_text(m_document.text()) {}
+    : m_contents(contents),
+      m_document(contents.document()),
+      m_text(m_document.text()),
+      m_meant(m_document) {}
 
 // --- Lines ---
 
@@ -134,7 +138,20 @@ void Layout::Replace(Span bytes, const std::string& text, std::size_t line) {
   m_patches.push_back({bytes.begin, bytes.end, text, line});
 }
 
+void Layout::ChangeComment(const Child& comment, const std::string& text, std::size_t line) {
+  m_meant.ChangeComment(comment, text);
+  Replace(comment.bytes, text, line);
+}
+
+void Layout::ChangeClosing(BlockId block, const std::string& text, std::size_t line) {
+  m_meant.ChangeClosing(block, text);
+  Replace(m_document.blocks()[block].closing, text, line);
+}
+
 void Layout::ChangeWords(const Child& child, const std::vector<NewWord>& words, std::size_t line) {
+  std::vector<std::string> meant;
+  for (const NewWord& word : words) meant.push_back(word.value);
+  m_meant.ChangeWords(child, meant);
   const auto& old_words = child.words;
   const auto same = [&](std::size_t old_word, std::size_t word) {
     return child.values[old_word] == words[word].value;
@@ -164,6 +181,12 @@ void Layout::ChangeWords(const Child& child, const std::vector<NewWord>& words, 
   for (std::size_t i = replaced; i < words.size() - back; ++i) {
     added += " " + Respelled(words[i], '\0');
   }
+  // A quote that nothing ends would take what comes behind along.
+  const auto& end_word = old_words[replaced - 1];
+  const bool open = end_word.quote != '\0' && end_word.bytes.size() < end_word.inner.size() + 2;
+  if (!added.empty() && open && same(replaced - 1, replaced - 1)) {
+    Replace(end_word.bytes, InQuotes(m_document.dialect(), words[replaced - 1].value), line);
+  }
   const std::size_t last = old_words.size() - back;
   const std::uint32_t end = last > replaced ? old_words[last - 1].bytes.end : behind;
   if (!added.empty() || end != behind) Replace({behind, end}, added, line);
@@ -172,6 +195,7 @@ void Layout::ChangeWords(const Child& child, const std::vector<NewWord>& words, 
 // --- Removals ---
 
 void Layout::Remove(const Child& child, std::size_t line) {
+  m_meant.Remove(child);
   m_removals.push_back(
       {child.bytes, child.IsBlock() ? child.block : tov_document::kWholeText, line});
   m_removed_from.emplace(child.bytes.begin, child.bytes.end);
@@ -258,6 +282,7 @@ void Layout::FinishRemovals() {
   std::vector<Patch> patches;
   for (const Removal& removal : m_removals) {
     const Span bytes = RemovedBytes(removal);
+    m_meant.TakeAlong(bytes);
     patches.push_back({bytes.begin, bytes.end, std::string(), removal.line});
   }
   m_removals.clear();
@@ -345,6 +370,12 @@ void Layout::AddInline(std::size_t at, const std::string& before,
 
 void Layout::Add(const Place& place, const std::vector<std::string>& lines,
                  const std::vector<std::size_t>& depths, bool blank_before, std::size_t line) {
+  AddText(place, lines, depths, blank_before, line);
+  m_meant.Add(place.block, m_patches.back().begin, lines);
+}
+
+void Layout::AddText(const Place& place, const std::vector<std::string>& lines,
+                     const std::vector<std::size_t>& depths, bool blank_before, std::size_t line) {
   if (place.kind == Place::Kind::kAtEnd) {
     AddAtEnd(place.block, lines, depths, blank_before, line);
     return;

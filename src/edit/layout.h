@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "edit/contents.h"
+#include "edit/meant_tree.h"
 
 namespace edit {
 
@@ -40,7 +41,13 @@ class Layout {
   // its new value allows.
   void ChangeWords(const Child& child, const std::vector<NewWord>& words, std::size_t line);
 
-  // Puts `text` in the place of `bytes`.
+  // Puts `text` in the place of a comment.
+  void ChangeComment(const Child& comment, const std::string& text, std::size_t line);
+
+  // Puts `text` in the place of a block's closing line.
+  void ChangeClosing(BlockId block, const std::string& text, std::size_t line);
+
+  // Puts any `text` in the place of `bytes`: what it means is not known.
   void Replace(Span bytes, const std::string& text, std::size_t line);
 
   // Takes a directive, comment or block away: with its lines, where nothing else stands on them. A
@@ -65,6 +72,9 @@ class Layout {
 
   // The same as edits of lines, in their order. They do not touch.
   std::vector<TextEdit> Edits();
+
+  // What the edited text has to be, unless something was put in of which that is not known.
+  const MeantTree& meant() const { return m_meant; }
 
   bool IsChanged() const { return !m_patches.empty() || !m_removals.empty(); }
 
@@ -100,6 +110,8 @@ class Layout {
   const std::string& Step();
   const std::string& IndentationIn(BlockId block);
 
+  void AddText(const Place& place, const std::vector<std::string>& lines,
+               const std::vector<std::size_t>& depths, bool blank_before, std::size_t line);
   std::size_t BeginWithComments(const std::vector<Child>& children, std::size_t child) const;
   void AddLines(std::size_t at, const std::string& indentation,
                 const std::vector<std::string>& lines, const std::vector<std::size_t>& depths,
@@ -121,6 +133,7 @@ class Layout {
   Contents& m_contents;
   const Document& m_document;
   std::string_view m_text;
+  MeantTree m_meant;
   std::vector<Patch> m_patches;
   std::vector<Removal> m_removals;
 

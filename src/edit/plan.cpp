@@ -141,7 +141,6 @@ class Planner {
   void RemoveBlock(const TemplateBlock& block, BlockId id) {
     const Child child = ChildOf(id);
     m_planning.layout.Remove(child, block.opening);
-    m_planning.plan.removed_blocks += document().blocks()[id].next - id;
     Tell(Event::Kind::kRemoved, block.opening, child.bytes, std::string());
   }
 
@@ -169,8 +168,7 @@ class Planner {
     m_planning.layout.ChangeWords(child, words, block.opening);
     if (dialect() == Dialect::kApache &&
         !tov_document::SameName(dialect(), child.values.front(), values.front())) {
-      m_planning.layout.Replace(document().blocks()[id].closing, "</" + values.front() + ">",
-                                block.closing);
+      m_planning.layout.ChangeClosing(id, "</" + values.front() + ">", block.closing);
     }
     Tell(Event::Kind::kChanged, block.opening, head, opening.now->text);
   }
@@ -243,7 +241,6 @@ class Planner {
                                                   "one way"});
       }
       m_planning.plan.raw = m_planning.plan.raw || line.raw;
-      if (line.kind == Kind::kOpening) ++m_planning.plan.made_blocks;
       made_of.emplace_back(i, made.last());
     }
     for (const auto& [line, text] : made_of) {

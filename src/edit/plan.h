@@ -28,8 +28,6 @@ struct Event {
 
 struct Plan {
   std::vector<Event> events;
-  std::size_t made_blocks = 0;
-  std::size_t removed_blocks = 0;
   bool identities = false;  // names or addresses change, or a block is made
   bool raw = false;         // something is put in that was not read by the server's grammar
 };
