@@ -30,8 +30,9 @@ names them first, then from the current directory.
 
 An edit that would do other than the template says is refused. The message ends
 with the reason in brackets (see below): --force REASON makes the edit all the
-same, --raw NAME puts in the value NAME whatever it holds, and where several
-blocks fit, --all edits all of them.
+same, and where several blocks fit, --all edits all of them. A value that does
+not fit its place is refused; --quote writes it in quotes, or with escapes, so
+that the server reads just it, and --raw NAME puts it in whatever it holds.
 
 Several CONFIG need --diff, --in-place or --dry-run. With --in-place all of them
 are replaced or none. A CMD of --check that holds "{}" is asked about each new

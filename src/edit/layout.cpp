@@ -23,10 +23,13 @@ Span SpanOf(std::size_t begin, std::size_t end) {
   return {static_cast<std::uint32_t>(begin), static_cast<std::uint32_t>(end)};
 }
 
-// `word`, spelled like the word that it takes the place of, where that is possible.
-std::string Respelled(const NewWord& word, char quote) {
+// `word`, spelled like the word that it takes the place of, where that is possible. Quotes that the
+// old value needed are no matter of style.
+std::string Respelled(Dialect dialect, const NewWord& word, char quote, const std::string& old) {
   if (quote != '\0') {
+    const bool quoted = word.spelled.find_first_of("\"'") == 0;
     const bool may_keep =
+        (quoted || IsWordFor(dialect, old, old)) &&
         word.value.find_first_of(std::string("\\\n") + quote) == std::string::npos;
     return may_keep ? quote + word.value + quote : word.spelled;
   }
@@ -152,18 +155,21 @@ void Layout::ChangeWords(const Child& child, const std::vector<NewWord>& words, 
   std::vector<std::string> meant;
   for (const NewWord& word : words) meant.push_back(word.value);
   m_meant.ChangeWords(child, meant);
+  const Dialect dialect = m_document.dialect();
   const auto& old_words = child.words;
   const auto same = [&](std::size_t old_word, std::size_t word) {
     return child.values[old_word] == words[word].value;
   };
   const std::size_t fewer = std::min(old_words.size(), words.size());
   const bool keeps_name =
-      tov_document::SameName(m_document.dialect(), child.values.front(), words.front().value);
+      tov_document::SameName(dialect, child.values.front(), words.front().value);
   if (!keeps_name) {
     const auto& name = old_words.front();
-    const bool section = child.IsBlock() && m_document.dialect() == Dialect::kApache;
+    const bool section = child.IsBlock() && dialect == Dialect::kApache;
     if (section) Replace(name.inner, words.front().value, line);
-    if (!section) Replace(name.bytes, Respelled(words.front(), name.quote), line);
+    if (!section)
+      Replace(name.bytes, Respelled(dialect, words.front(), name.quote, child.values.front()),
+              line);
   }
   std::size_t front = 1;
   while (front < fewer && same(front, front)) ++front;
@@ -174,18 +180,19 @@ void Layout::ChangeWords(const Child& child, const std::vector<NewWord>& words, 
   const std::size_t replaced = fewer - back;
   for (std::size_t i = front; i < replaced; ++i) {
     if (same(i, i)) continue;
-    Replace(old_words[i].bytes, Respelled(words[i], old_words[i].quote), line);
+    Replace(old_words[i].bytes, Respelled(dialect, words[i], old_words[i].quote, child.values[i]),
+            line);
   }
   const std::uint32_t behind = old_words[replaced - 1].bytes.end;
   std::string added;
   for (std::size_t i = replaced; i < words.size() - back; ++i) {
-    added += " " + Respelled(words[i], '\0');
+    added += " " + Respelled(dialect, words[i], '\0', std::string());
   }
   // A quote that nothing ends would take what comes behind along.
   const auto& end_word = old_words[replaced - 1];
   const bool open = end_word.quote != '\0' && end_word.bytes.size() < end_word.inner.size() + 2;
   if (!added.empty() && open && same(replaced - 1, replaced - 1)) {
-    Replace(end_word.bytes, InQuotes(m_document.dialect(), words[replaced - 1].value), line);
+    Replace(end_word.bytes, InQuotes(dialect, words[replaced - 1].value), line);
   }
   const std::size_t last = old_words.size() - back;
   const std::uint32_t end = last > replaced ? old_words[last - 1].bytes.end : behind;
