@@ -9,6 +9,7 @@
 #include <string_view>
 #include <utility>
 
+#include "edit/statement_values.h"
 #include "template/config_type.h"
 #include "template/framework/str.h"
 #include "template/template.h"
@@ -79,12 +80,20 @@ class Reader {
     std::string name = statement;
     str::GetWord(name);  // the keyword
     name = str::Trim(name);
+    std::vector<std::string> odd = OddPathParts(line, m_values);
+    const auto is_raw = [&](const std::string& value) { return m_request.raw.count(value) != 0; };
+    odd.erase(std::remove_if(odd.begin(), odd.end(), is_raw), odd.end());
+    if (!odd.empty()) {
+      m_result.imports.push_back(
+          {place, line, statement, name, Result::kOddValue, odd, m_result.lines.size()});
+      return;
+    }
     std::optional<ImportedFile> file;
     if (!name.empty() && m_request.importer) file = m_request.importer(name, place);
     const bool is_new = file && m_imported.insert(file->name).second;
     const Result result = !file ? Result::kMissing : is_new ? Result::kRead : Result::kRepeated;
     if (file) name = file->name;
-    m_result.imports.push_back({place, line, statement, name, result, m_result.lines.size()});
+    m_result.imports.push_back({place, line, statement, name, result, {}, m_result.lines.size()});
     if (is_new) m_unread.push_back({file->name, file->text, 0, 0});
   }
 

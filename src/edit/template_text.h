@@ -20,14 +20,15 @@ struct TemplateText {
 
   // An import, which stood before the line `next`.
   struct Import {
-    enum class Result { kRead, kMissing, kRepeated };
+    enum class Result { kRead, kMissing, kRepeated, kOddValue };
 
     FilePlace place;        // of the word "import"
     std::string text;       // the whole line
     std::string statement;  // "import common.template"
     std::string name;       // the file's, as the importer calls it; else as the statement does
     Result result = Result::kRead;
-    std::size_t next = 0;  // in `lines`
+    std::vector<std::string> odd_values;  // with which it is another path than meant
+    std::size_t next = 0;                 // in `lines`
   };
 
   std::vector<Line> lines;  // without imports
@@ -38,8 +39,8 @@ struct TemplateText {
 };
 
 // The request's template, each import replaced by the lines of its file, in the order in which the
-// engine reads them; but for one whose file is not there, or was imported before. Throws what the
-// request's importer throws.
+// engine reads them; but for one whose file is not there, or was imported before. The importer is
+// not asked for a path of which a value makes another one than meant. Throws what it throws.
 TemplateText WithImports(const Request& request);
 
 }  // namespace edit

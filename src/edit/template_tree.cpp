@@ -13,6 +13,7 @@
 #include "edit/authored_line.h"
 #include "edit/quoting.h"
 #include "edit/repetition.h"
+#include "edit/statement_values.h"
 #include "edit/statements.h"
 #include "edit/template_text.h"
 #include "template/config_type.h"
@@ -92,6 +93,7 @@ class Reader {
 
   TemplateTree Read() {
     CheckImports();
+    CheckConditions();
     for (const OddStatement& odd : OddStatements(m_text.Text(), m_engine.new_values())) {
       Refuse("template", PlaceOf(odd.line), odd.what);
     }
@@ -446,11 +448,36 @@ class Reader {
 
   // --- The rest ---
 
+  void RefuseInStatement(const FilePlace& place, const std::vector<std::string>& names,
+                         const std::string& text) {
+    Refuse("value", place,
+           "with the value " + Listed(names) +
+               " this statement is not what its author wrote: " + Quoted(text) +
+               ". A value is one word of a condition, or a part of a path that does "
+               "not lead out of its folder; --raw NAME puts it in as it is");
+  }
+
+  void CheckConditions() {
+    for (const TemplateText::Line& line : m_text.lines) {
+      const std::string_view text = str::view::Trim(line.text);
+      if (!str::view::StartsWith(text, "{%")) continue;
+      std::string_view content = text.substr(2);
+      const std::string_view keyword = str::view::FirstWord(content);
+      if (keyword != "if" && keyword != "elif") continue;
+      std::vector<std::string> odd = OddOperands(text, m_engine.new_values());
+      const auto is_raw = [&](const std::string& name) { return m_request.raw.count(name) != 0; };
+      odd.erase(std::remove_if(odd.begin(), odd.end(), is_raw), odd.end());
+      if (!odd.empty()) RefuseInStatement(line.place, odd, std::string(text));
+    }
+  }
+
   void CheckImports() {
     using Result = TemplateText::Import::Result;
     for (const TemplateText::Import& import : m_text.imports) {
       MarkUsed(import.statement);
-      if (import.result == Result::kMissing) {
+      if (import.result == Result::kOddValue) {
+        RefuseInStatement(import.place, import.odd_values, import.name);
+      } else if (import.result == Result::kMissing) {
         Refuse("import", import.place,
                "there is no file " + Quoted(import.name) +
                    ". Correct its name, or take the import out");

@@ -407,6 +407,53 @@ TEST(TheTemplatesOwnDelimiters, AreTextInAValue) {
                   "'DocumentRoot [% Alias / /etc/ %]'"}});
 }
 
+TEST(AValueInACondition, IsOneOperand) {
+  const std::string text = Server("{% if [% $v %] == on %}\ngzip on;\n{% endif %}\n");
+  std::vector<Refused> cases;
+  for (const std::string value : {"", "x or on", "or", "x\ny", "$w", "\"\"", "a == a"}) {
+    cases.push_back({value,
+                     text,
+                     {{"v", kNone, value}, {"w", kNone, "on"}},
+                     "value",
+                     "site.template:3:1:",
+                     "with the value 'v' this statement is not what its author wrote"});
+  }
+  ExpectRefused(Dialect::kNginx, kSite, cases);
+  ExpectEdits(
+      Dialect::kNginx,
+      {{"taken", kSite, text, {{"v", kNone, "on"}}, With(kSite, "a;\n", "a;\n\tgzip on;\n")},
+       {"not taken", kSite, text, {{"v", kNone, "{%"}}, kSite}});
+}
+
+TEST(AValueInAnImport, IsAPartOfItsPath) {
+  std::vector<std::string> asked;
+  const auto outcome = [&](const std::string& path, const std::string& v, const std::string& w) {
+    Request request = RequestOf(Dialect::kNginx, Case{"",
+                                                      kSite,
+                                                      Server("{% import " + path + " %}\n"),
+                                                      {{"v", kNone, v}, {"w", kNone, w}},
+                                                      ""});
+    request.importer = [&](const std::string& name, const FilePlace&) {
+      asked.push_back(name);
+      return ImportedFile{name, "gzip on;\n"};
+    };
+    const Result result = Edit(request, kSite, "site.conf");
+    return result.refusals.empty() ? "" : result.refusals.front().name;
+  };
+  EXPECT_EQ(outcome("sites/[% $v %].part", "a b", ""), "");
+  EXPECT_EQ(outcome("../[% $v %]/[% $w %]", "a", "b..c"), "");
+  EXPECT_EQ(asked, (std::vector<std::string>{"sites/a b.part", "../a/b..c"}));
+  asked.clear();
+  EXPECT_EQ(outcome("sites/[% $v %].part", "../../etc/shadow", ""), "value");
+  EXPECT_EQ(outcome("sites/[% $v %]", "..", ""), "value");
+  EXPECT_EQ(outcome("sites/[% $v %][% $w %]/x", ".", "."), "value");
+  EXPECT_EQ(outcome("sites/.[% $v %]x", "./", ""), "value");
+  EXPECT_EQ(outcome("sites/[% $v %]", "", ""), "value");
+  EXPECT_EQ(outcome("sites/[% $v %]", " a", ""), "value");
+  EXPECT_EQ(outcome("sites/[% $v %]", "a\nb", ""), "value");
+  EXPECT_TRUE(asked.empty());
+}
+
 TEST(ANewBlock, IsNotMadeWhileTheOpeningOfOneInsideIsMissing) {
   ExpectRefused(Dialect::kNginx, "",
                 {{"",

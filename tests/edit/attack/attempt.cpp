@@ -136,8 +136,9 @@ const Shapes kNamesOfApache = {"Dzero",        "Done",     "Dtwo",    "Dthree",
                                "Options",      "Redirect", "Require", "ErrorDocument",
                                "CustomLog",    "AddType",  "Dfour",   "RewriteRule"};
 
-const Shapes kConditions = {"${} == on", "{} == on",    "${} != on",
-                            "${}",       "${} == \"\"", "${} == ${}"};
+// Here {} is a value's name.
+const Shapes kConditions = {"${} == on",   "{} == on",   "${} != on", "${}",
+                            "${} == \"\"", "${} == ${}", "[] == on"};
 
 const Shapes kImports = {"[].part", "part-[]", "[]", "x/[]/[]"};
 
@@ -278,7 +279,8 @@ class Maker {
 
   // Whether it holds.
   bool AddCondition() {
-    std::string shape = m_dice.Pick(kConditions);
+    const std::string shape = m_dice.Pick(kConditions);
+    if (shape == "[] == on") return AddConditionWithPlace();
     std::string condition;
     std::vector<std::string> operands;
     for (std::size_t i = 0; i < shape.size(); ++i) {
@@ -291,14 +293,28 @@ class Maker {
       ++i;
     }
     m_template += "{% if " + condition + " %}\n";
-    const auto meant = [&](const std::string& operand) {
-      return m_new.count(operand) != 0 ? m_new.at(operand) : operand;
-    };
-    const std::string left = meant(operands.front());
+    const std::string left = Meant(operands.front());
     if (shape.find('=') == std::string::npos) return m_new.count(operands.front()) != 0;
-    if (operands.size() > 1) return left == meant(operands.back());
+    if (operands.size() > 1) return left == Meant(operands.back());
     if (shape.find("\"\"") != std::string::npos) return left.empty();
     return (left == "on") == (shape.find("==") != std::string::npos);
+  }
+
+  // What an operand of a condition stands for.
+  std::string Meant(const std::string& operand) const {
+    return m_new.count(operand) != 0 ? m_new.at(operand) : operand;
+  }
+
+  bool AddConditionWithPlace() {
+    const std::string name = m_dice.Pick(m_names);
+    m_template += "{% if [% $" + name + " %] == on %}\n";
+    if (m_new.count(name) == 0) return false;
+    const std::string& value = m_new.at(name);
+    const bool is_word = !value.empty() && value != "and" && value != "or" &&
+                         std::none_of(value.begin(), value.end(),
+                                      [](char c) { return static_cast<unsigned char>(c) <= 0x20; });
+    if (!is_word) m_made.odd_condition = true;
+    return Meant(value) == "on";
   }
 
   void MakeInner() {
@@ -335,6 +351,7 @@ class Maker {
     };
     while (!name.empty() && is_blank(name.back())) name.pop_back();
     while (!name.empty() && is_blank(name.front())) name.erase(0, 1);
+    if (("/" + name + "/").find("/../") != std::string::npos) return;
     m_made.imported_name = name;
     Line line = LineOf(Line::Kind::kDirective, m_nginx ? "imported yes;" : "Imported yes", 1);
     m_made.imported_text = line.text + "\n";

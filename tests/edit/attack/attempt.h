@@ -46,7 +46,8 @@ struct Attempt {
   std::vector<Block> blocks;                 // the first one is the whole text
   std::optional<std::string> imported_name;  // the only file that may be asked for
   std::string imported_text;
-  bool harmless = true;  // the new values are
+  bool odd_condition = false;  // a value in a condition is no operand of its own
+  bool harmless = true;        // the new values are
 };
 
 // The same for the same number on every machine.

@@ -35,6 +35,7 @@ bool IsOfWords(Dialect dialect, const std::string& name) {
 }  // namespace
 
 Judge::Judge(const Attempt& attempt, bool quoted) : m_attempt(attempt) {
+  if (attempt.odd_condition) m_refused = "a value in a condition is no operand of its own";
   Texts now;
   Texts was;
   for (const auto& [name, value] : attempt.values) {

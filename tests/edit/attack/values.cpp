@@ -52,7 +52,14 @@ const Pieces kLanguage = {"{%"sv,
                           "#}"sv,
                           "\n{% endif %}\n"sv,
                           "[% alias /etc/; %]"sv,
-                          "[% Alias / /etc/ %]"sv};
+                          "[% Alias / /etc/ %]"sv,
+                          "../"sv,
+                          ".."sv,
+                          "/../../etc/passwd"sv,
+                          "."sv,
+                          " or a "sv,
+                          "or"sv,
+                          "and"sv};
 
 const Pieces kDirectives = {"; evil on"sv,
                             "; evil on;"sv,
