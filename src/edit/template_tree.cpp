@@ -11,7 +11,6 @@
 
 #include "document/ascii.h"
 #include "edit/authored_line.h"
-#include "edit/quoting.h"
 #include "edit/repetition.h"
 #include "edit/statement_values.h"
 #include "edit/statements.h"
@@ -271,12 +270,6 @@ class Reader {
     return false;
   }
 
-  // A control byte that is written as an escape is no harm.
-  bool IsEscaped(const AuthoredLine& authored, std::size_t place, const std::string& value) const {
-    return m_handling.quote && authored.IsInWord(place) &&
-           !HoldsUnwritable(m_request.dialect, value);
-  }
-
   void CheckControls(const TemplateLine& line, const AuthoredLine& authored) {
     if (HoldsControl(line.text)) {
       Refuse("template", line.place,
@@ -287,7 +280,9 @@ class Reader {
       const std::string& name = authored.places()[i].name;
       const auto value = m_engine.new_values().find(name);
       if (value == m_engine.new_values().end() || m_request.raw.count(name) != 0) continue;
-      if (!HoldsControl(value->second) || IsEscaped(authored, i, value->second)) continue;
+      if (!HoldsControl(value->second)) continue;
+      if (m_handling.quote && authored.IsInWord(i))
+        continue;  // it is escaped, or refused as a word
       if (!m_controls.insert(name).second) continue;
       Refuse("value", line.place,
              "the value " + Quoted(name) +

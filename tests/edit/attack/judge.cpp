@@ -51,6 +51,11 @@ Judge::Judge(const Attempt& attempt, bool quoted) : m_attempt(attempt) {
     if (IsComplete(line.text, was)) meant.was = read(attempt.dialect, line, was);
     const bool matters = line.taken && meant.now && !meant.now->in_place;
     if (matters && m_refused.empty()) m_refused = "'" + line.text + "': " + meant.now->why;
+    const bool is_there = line.kind == Line::Kind::kOpening &&
+                          !attempt.blocks.at(line.block).mark.empty() && meant.was;
+    if (quoted && is_there && ReadLine(attempt.dialect, line, was).words != meant.was->words) {
+      m_is_open = true;
+    }
     m_meant.push_back(std::move(meant));
   }
 }
@@ -194,6 +199,7 @@ std::string Judge::Missing(const Entries& after) const {
 
 std::string Judge::WhatIsWrong(const std::string& result) const {
   if (!m_refused.empty()) return "it is not refused, though " + m_refused;
+  if (m_is_open) return "";
   std::string error;
   const Entries before = EntriesOf(m_attempt.config, error);
   if (!error.empty()) return "the attempt itself does not read: " + error;

@@ -55,6 +55,7 @@ class Judge {
   const Attempt& m_attempt;
   std::vector<Meant> m_meant;  // of each line
   std::string m_refused;
+  bool m_is_open = false;  // the old values, quoted, are another block than the one that is there
 };
 
 }  // namespace attack
