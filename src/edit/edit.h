@@ -12,7 +12,8 @@
 //
 // The text is read as its server reads it (src/document), the template by the engine
 // (src/template). template_tree.h makes a tree of the template, address.h finds its blocks, plan.h
-// decides what becomes of their directives, layout.h writes that into the text.
+// decides what becomes of their directives, layout.h writes that into the text, and meant_tree.h
+// looks whether the result is what was meant.
 #pragma once
 
 #include <string>

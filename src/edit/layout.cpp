@@ -153,6 +153,7 @@ void Layout::ChangeClosing(BlockId block, const std::string& text, std::size_t l
 
 void Layout::ChangeWords(const Child& child, const std::vector<NewWord>& words, std::size_t line) {
   std::vector<std::string> meant;
+  meant.reserve(words.size());
   for (const NewWord& word : words) meant.push_back(word.value);
   m_meant.ChangeWords(child, meant);
   const Dialect dialect = m_document.dialect();

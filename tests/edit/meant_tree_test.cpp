@@ -70,7 +70,7 @@ TEST_F(Meant, IsNoOtherTree) {
            Other{"the new block's comment", "# none", "# some", "location"},
            Other{"the new block's head", "location /", "location /x", "location /x"},
            Other{"the new block is gone", "    location / {\n        return 404; # none\n    }\n",
-                 "", "  }\n}"},
+                 "", "}\n}"},
            Other{"a directive that stays", "server_name a", "server_name c", "server_name c"},
            Other{"the quotes of one that stays", "name a;", "name \"a\";", "server_name \"a\""},
            Other{"a comment around", "# all", "# none", "# none"},

@@ -89,6 +89,15 @@ bool IsWritable(const Attempt& attempt) {
                         return static_cast<unsigned char>(c) >= 0x20 && c != 0x7f && c != '$';
                       }));
   };
+  // Blanks at the end of a line go, so that a backslash before them would end it.
+  const bool comments =
+      std::any_of(attempt.lines.begin(), attempt.lines.end(),
+                  [](const Line& line) { return line.kind == Line::Kind::kComment; });
+  const bool backslashes =
+      std::any_of(attempt.values.begin(), attempt.values.end(), [](const auto& value) {
+        return value.second.new_value.value_or("").find('\\') != std::string::npos;
+      });
+  if (comments && backslashes) return false;
   const bool names_directives =
       std::any_of(attempt.lines.begin(), attempt.lines.end(), [](const Line& line) {
         return line.text.rfind("{%", 0) == 0 || line.text.rfind("<{%", 0) == 0;
