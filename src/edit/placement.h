@@ -38,8 +38,9 @@ class DirectivePlaces {
 
   // Behind the last directive of its name in the block itself, as far as the template's lines of
   // this name allow (`of_name`). Else behind the directives that stand before the first block
-  // inside, and as near to there as the template's lines (`of_all`) allow. An access rule of nginx stands before "allow all" and "deny all", behind which nobody would
-  // read it. `values` are the new directive's words; none: it is a comment.
+  // inside, and as near to there as the template's lines (`of_all`) allow. An access rule of nginx
+  // stands before "allow all" and "deny all", behind which nobody would read it. `values` are the
+  // new directive's words; none: it is a comment.
   Layout::Place For(const std::vector<std::string>& values, const Neighbours& of_name,
                     const Neighbours& of_all);
 
@@ -52,11 +53,12 @@ class DirectivePlaces {
   const BlockId m_block;
   const std::vector<const Child*>& m_children;
   const ChildIndex& m_index;
-  std::size_t m_first_block;             // behind the children: there is none
-  std::size_t m_last_before = kNoChild;  // the last directive before that
-  std::size_t m_rule_for_all =
-      kNoChild;  // the first one of nginx that says what holds for everybody
+  std::size_t m_first_block;                   // behind the children: there is none
+  std::size_t m_last_before = kNoChild;        // the last directive before that
   std::map<std::string, const Child*> m_last;  // by name
+
+  // The first rule of nginx that says what holds for everybody.
+  std::size_t m_rule_for_all = kNoChild;
 };
 
 struct PlaceOfBlock {
