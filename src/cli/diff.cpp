@@ -35,7 +35,8 @@ class Symbol {
 };
 
 // libgit2, which computes the diffs. It brings two dozen other libraries with it, and to load them
-// takes longer than many an edit: so that is done when a diff is asked for, and not before.
+// takes longer than many an edit: so that is done when a diff is asked for that it has to compute,
+// and not before.
 class DiffLibrary {
   static constexpr char kFile[] = "libgit2.so." LIBGIT2_SOVERSION;
 

@@ -10,7 +10,8 @@ namespace cli {
 // The unified diff that makes `after` of `before`, with three lines of context, under header lines
 // that name the file `name` on both sides. Empty when nothing differs. Any bytes are text, NUL too.
 // Throws Failure when a text is too large for the diff library (1 GB), and when that library is not
-// installed: it is loaded at the first call. May be called by several threads at a time.
+// installed: it is loaded when more than one line differs. May be called by several threads at a
+// time.
 std::string UnifiedDiff(const std::string& before, const std::string& after,
                         const std::string& name);
 

@@ -6,6 +6,7 @@
 
 #include "document/meaning.h"
 #include "edit/address.h"
+#include "edit/comparison.h"
 
 namespace edit {
 namespace {
@@ -76,7 +77,7 @@ std::optional<BlockId> ContainerFor(const Contents& contents, BlockId block,
     const Texts head = contents.HeadOf(id);
     const bool open = MayBeLeftOut(contents.dialect(), head, block);
     if (open && contents.dialect() == Dialect::kNginx) http = id;
-    if (tov_document::SameName(contents.dialect(), name, contents.HeadOf(id).front())) {
+    if (tov_document::SameName(contents.dialect(), name, head.front())) {
       container = document.blocks()[id].parent;
     }
     id = open ? id + 1 : document.blocks()[id].next;

@@ -56,11 +56,12 @@ class DirectivePlaces {
   const BlockId m_block;
   const std::vector<const Child*>& m_children;
   const ChildIndex& m_index;
-  std::size_t m_first_block;             // behind the children: there is none
-  std::size_t m_last_before = kNoChild;  // the last directive before that
-  std::size_t m_rule_for_all =
-      kNoChild;  // the first one of nginx that says what holds for everybody
+  std::size_t m_first_block;                   // behind the children: there is none
+  std::size_t m_last_before = kNoChild;        // the last directive before that
   std::map<std::string, const Child*> m_last;  // by name
+
+  // The first rule of nginx that says what holds for everybody.
+  std::size_t m_rule_for_all = kNoChild;
 };
 
 struct PlaceOfBlock {
