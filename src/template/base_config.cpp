@@ -6,7 +6,7 @@
 
 namespace tov_template {
 
-BaseConfig::BaseConfig(const std::string& text) : m_conf_text(text) {}
+BaseConfig::BaseConfig(const std::string& /*text*/) {}
 
 BaseConfig::~BaseConfig() = default;
 

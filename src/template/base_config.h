@@ -38,7 +38,8 @@ using LineIterator = std::list<std::string>::iterator;
 //   without its line end.
 class QELTEMPLATE_EXPORT BaseConfig {
  public:
-  // Keeps a copy of `text`, the whole text of the configuration (not a file's name).
+  // `text` is the whole text of the configuration (not a file's name). It is not kept: a derived
+  // class keeps the lines.
   explicit BaseConfig(const std::string& text);
   virtual ~BaseConfig();
 
@@ -135,7 +136,6 @@ class QELTEMPLATE_EXPORT BaseConfig {
  private:
   friend class ConfigView;
 
-  std::string m_conf_text;
   const ConfigView* m_view = nullptr;  // the one that was made last
 };
 
