@@ -48,6 +48,9 @@ const char* BoolText(bool value) {
 
 // --- Helpers ---
 
+// A block of so many lines has nothing between the first and the last.
+constexpr std::size_t kEmptyBlockSize = 2;
+
 bool IsBlank(const std::string& text) {
   return str::view::Trim(text).empty();
 }
@@ -150,7 +153,7 @@ template void ConfigView::UpdateSectionPath(Places& map, const std::string& old_
 // When it closes, the identifying lines seen inside may give it another path.
 class ConfigView::Reader {
  public:
-  explicit Reader(const BaseConfig& config) : m_config(config) {
+  Reader(const BaseConfig& config, SectionTree& tree) : m_config(config), m_tree(tree) {
     std::set<std::string> idents;
     m_config.GetIdentParams(idents);
     m_ident_names.insert(idents.begin(), idents.end());
@@ -166,8 +169,6 @@ class ConfigView::Reader {
       }
     }
   }
-
-  SectionTree::Unique Release(Params& params, Places& ends) { return m_tree.Release(params, ends); }
 
  private:
   void ReadLine(const LineIterator& line, const std::string& text) {
@@ -193,7 +194,7 @@ class ConfigView::Reader {
     if (starts) {
       m_open.push_back(m_tree.OpenBlock(m_path, line, unique));
     } else if (!m_open.empty()) {
-      m_open.back() = SectionTree::AddLine(m_open.back(), line, unique);
+      m_open.back() = m_tree.AddLine(m_open.back(), line, unique);
     }
     SectionTree::SetEnd(m_path, line, unique);
   }
@@ -214,7 +215,7 @@ class ConfigView::Reader {
 
   const BaseConfig& m_config;
   std::set<std::string, std::less<>> m_ident_names;
-  SectionTree m_tree;
+  SectionTree& m_tree;
   SectionTree::Node* m_path = m_tree.Root();
   std::vector<SectionTree::Block*> m_open;                   // those whose lines are recorded
   std::vector<std::map<std::string, std::string>> m_idents;  // of each open block
@@ -230,11 +231,17 @@ EditObserver* Nobody() {
 }  // namespace
 
 ConfigView::ConfigView(const std::shared_ptr<BaseConfig>& config)
-    : m_config(config), m_observer(Nobody()), m_lines(config->GetList()) {
+    : ConfigView(config, Maps::kWhole) {}
+
+ConfigView::ConfigView(const std::shared_ptr<BaseConfig>& config, Maps maps)
+    : m_config(config),
+      m_observer(Nobody()),
+      m_lines(config->GetList()),
+      m_tree(std::make_shared<SectionTree>()) {
   config->m_view = this;
-  Reader reader(*config);
-  reader.Read(*m_lines);
-  RegisterUniqueParams(reader.Release(m_params, m_ends));
+  Reader(*config, *m_tree).Read(*m_lines);
+  RegisterUniqueParams();
+  if (maps == Maps::kWhole || !m_tree->IsPlain()) TakeEverything();
 }
 
 namespace {
@@ -289,41 +296,123 @@ bool ConfigView::MergesIntoOrdinary(const std::string& section, const std::strin
 // A merged line that an earlier view has left without the directive's name gets it back when
 // another line is merged into it, and is a unique one from then on: if its turn is still to come,
 // it has to be registered as well.
-template <class Unique>
-void ConfigView::RegisterUniqueParams(Unique unique) {
+void ConfigView::RegisterUniqueParams() {
   MergedElements merged;
-  bool all = false;  // what is not known to be unique has its turn as well
-  PlaceIndex ends;   // on lines that have their turn: no other is erased here
-  for (Places::value_type* const end : unique.ends) ends.Add(*end);
-  const auto look_at_all = [&](const std::string& behind) {
-    all = true;
-    ends = IndexOf(m_ends);
-    for (auto block = m_params.upper_bound(behind); block != m_params.end(); ++block) {
-      unique.blocks.push_back({&*block, block->second.begin()});
+  SectionTree::Paths blocks = m_tree->BlocksInOrder(false);
+  bool all = false;                    // what is not known to be unique has its turn as well
+  LineIndex<SectionTree::Node*> ends;  // on lines that have their turn: no other is erased here
+  const auto index_ends = [&] {
+    for (SectionTree::Node& node : m_tree->Nodes()) {
+      if (!node.has_end || !IsLine(node.end)) continue;
+      if (all || node.end_unique) ends.Add(&*node.end, &node, &node);
     }
   };
+  const auto look_at_all_behind = [&](const std::string& section) {
+    all = true;
+    index_ends();
+    SectionTree::Paths behind = m_tree->BlocksInOrder(true);
+    const auto has_had_its_turn = [&](const auto& block) { return block.first <= section; };
+    behind.erase(std::remove_if(behind.begin(), behind.end(), has_had_its_turn), behind.end());
+    blocks = std::move(behind);
+  };
 
-  for (std::size_t i = 0; i < unique.blocks.size(); ++i) {
-    const auto [block, first] = unique.blocks[i];
-    for (auto param = first; param != block->second.end(); ++param) {
-      if (!m_config->IsUniqueParam(*param->m_line)) continue;
-      const bool hidden = MergesIntoOrdinary(block->first, *param->m_line);
-      const std::string* const line = Address(param->m_line);
-      const LineIterator before = Before(param->m_line);
-      LineIterator pos = param->m_line;
-      param->m_line = m_config->RegisterUniqueParam(block->first, pos);
-      if (Address(param->m_line) == line) continue;
-      merged.Follow(line, Address(param->m_line), *param);
-      for (Places::value_type* const end : ends.Take(line)) {
-        end->second = before;
-        if (IsLine(before) && (all || m_config->IsUniqueParam(*before))) ends.Add(*end);
+  index_ends();
+  for (std::size_t i = 0; i < blocks.size();) {
+    const std::string section = std::move(blocks.at(i).first);
+    const SectionTree::Block& block = *blocks.at(i).second->block;
+    ++i;
+    for (auto* element = all ? block.first : block.first_unique; element != nullptr;
+         element = element->next) {
+      ConfParam& param = element->param;
+      if (!m_config->IsUniqueParam(*param.m_line)) continue;
+      const bool hidden = MergesIntoOrdinary(section, *param.m_line);
+      const std::string* const line = Address(param.m_line);
+      const LineIterator before = Before(param.m_line);
+      LineIterator pos = param.m_line;
+      param.m_line = m_config->RegisterUniqueParam(section, pos);
+      if (Address(param.m_line) == line) continue;
+      merged.Follow(line, Address(param.m_line), param);
+      for (SectionTree::Node* const end : ends.Take(line)) {
+        end->end = before;
+        if (IsLine(before) && (all || m_config->IsUniqueParam(*before))) {
+          ends.Add(&*before, end, end);
+        }
       }
       if (!hidden || all) continue;
-      unique.blocks.resize(i + 1);
-      look_at_all(block->first);
+      look_at_all_behind(section);
+      i = 0;
     }
   }
   m_lines_shared = merged.Settle();
+}
+
+// --- View: blocks that are not in the maps yet ---
+
+// The view that the facade makes leaves what it has read in the tree, and takes a block from there
+// when an edit asks for it. An edit that needs more than certain blocks takes everything, and goes
+// on as if it had always been in the maps. What stays behind needs no care: a block's lines are
+// erased, and its path changes, when it has been taken only.
+
+template <class Node>
+void ConfigView::Take(const std::string& section, Node* node) {
+  Params params;
+  Places ends;
+  SectionTree::CopyTo(node, section, params, ends);
+  Places::value_type& end = *ends.begin();
+  m_params.merge(params);
+  m_ends.merge(ends);
+  SectionTree::Clear(node);
+  if (!m_end_index || !IsLine(end.second)) return;
+  try {
+    m_end_index->Add(end);
+  } catch (...) {
+    ForgetIndexes();
+    throw;
+  }
+}
+
+template <class Paths>
+void ConfigView::TakeAll(const Paths& paths) {
+  for (const auto& [section, node] : paths) Take(section, node);
+}
+
+// The block `section`, if there is one.
+void ConfigView::Take(const std::string& section) {
+  if (m_tree == nullptr) return;
+  SectionTree::Node* const node = m_tree->Find(section);
+  if (node != nullptr && node->HoldsAnything()) Take(section, node);
+}
+
+// The block `section` and those below it. A path with empty levels stands for others as well.
+void ConfigView::TakeAtAndBelow(const std::string& section) {
+  if (m_tree == nullptr) return;
+  const std::string padded = kSectionSeparator + section + kSectionSeparator;
+  if (str::view::Contains(padded, kSectionSeparator + kSectionSeparator)) {
+    TakeEverything();
+  } else if (SectionTree::Node* const node = m_tree->Find(section)) {
+    TakeAll(m_tree->AtAndBelow(node));
+  }
+}
+
+void ConfigView::TakeBeginningWith(const std::string& section) {
+  if (m_tree != nullptr) TakeAll(m_tree->BeginningWith(section));
+}
+
+void ConfigView::TakeEverything() {
+  if (m_tree == nullptr) return;
+  Params params;
+  Places ends;
+  m_tree->CopyTo(params, ends);
+  const bool none = m_params.empty() && m_ends.empty();
+  if (none) {
+    m_params.swap(params);
+    m_ends.swap(ends);
+  } else {
+    m_params.merge(params);
+    m_ends.merge(ends);
+  }
+  m_tree.reset();
+  ForgetIndexes();
 }
 
 // --- View: positions ---
@@ -358,7 +447,8 @@ bool ConfigView::Precedes(const LineIterator& first, const LineIterator& last) c
 
 // Where the next line of `section` goes: before its last line when that closes a block, else behind
 // it; the end of the list when it has none.
-LineIterator ConfigView::InsertionPoint(const std::string& section) const {
+LineIterator ConfigView::InsertionPoint(const std::string& section) {
+  Take(section);
   const auto end = m_ends.find(section);
   if (end == m_ends.end()) return m_lines->end();
   return EndsBlock(end->second) ? end->second : After(end->second);
@@ -376,6 +466,7 @@ bool ConfigView::AdvanceCreated(const std::string& section, LineIterator& pos) {
 
 // The lines of a block, null when it is missing. A block that has lost all its lines is missing.
 ConfigView::ParamList* ConfigView::FindBlock(const std::string& section) {
+  Take(section);
   const auto block = m_params.find(section);
   return block == m_params.end() || block->second.empty() ? nullptr : &block->second;
 }
@@ -443,6 +534,7 @@ PlaceIndex ConfigView::IndexOf(Places& places) const {
 
 void ConfigView::IndexOwners() {
   if (m_owners) return;
+  TakeEverything();
   OwnerIndex made;
   for (auto& [section, params] : m_params) {
     for (auto param = params.begin(); param != params.end(); ++param) {
@@ -724,6 +816,7 @@ void ConfigView::RemoveBlock(const std::string& section, ParamList& params) {
   const LineIterator first = params.front().m_line;
   const LineIterator last = params.back().m_line;
   if (!IsLine(first) || !IsLine(last) || !Precedes(first, last)) return;
+  TakeBeginningWith(section);
   LineSet dropped;
   auto block = m_params.lower_bound(section);
   while (block != m_params.end() && str::StartsWith(block->first, section)) {
@@ -744,6 +837,7 @@ void ConfigView::RemoveOrdinary(ParamList& params, const std::string& param) {
 
 void ConfigView::RemoveEmptySections() {
   assert(IsLast());
+  TakeSmallBlocks();
   for (auto block = m_params.begin(); block != m_params.end();) {
     if (!IsRemovable(*block)) {
       ++block;
@@ -752,18 +846,26 @@ void ConfigView::RemoveEmptySections() {
     const LineIterator first = block->second.front().m_line;
     const LineIterator last = block->second.back().m_line;
     LOG_DEBUG("Remove empty section '%s'", str::Trim(*first).c_str());
-    m_observer->RemovingEmptyBlock(block->first);
+    const std::string section = block->first;
+    m_observer->RemovingEmptyBlock(section);
     LineSet dropped;
-    block = DropBlock(block, dropped);
+    DropBlock(block, dropped);
     EraseLines(first, std::next(last), dropped);
+    block = m_params.upper_bound(section);
   }
+}
+
+// Those that may have to go. What has a block below it is protected.
+void ConfigView::TakeSmallBlocks() {
+  if (m_tree != nullptr) TakeAll(m_tree->SmallBlocks(kEmptyBlockSize));
 }
 
 // Whether `block` is empty and nothing protects it. What protects it is the end of a block whose
 // path begins with its own; the ends of removed blocks stay, and go on protecting.
 bool ConfigView::IsRemovable(const Params::value_type& block) const {
   const auto& [section, params] = block;
-  if (params.empty() || params.size() > 2) return false;
+  if (params.empty() || params.size() > kEmptyBlockSize) return false;
+  if (m_tree != nullptr && m_tree->HoldsMoreThan(section)) return false;
   const auto next_end = m_ends.upper_bound(section);
   if (next_end != m_ends.end() && str::StartsWith(next_end->first, section)) return false;
   const LineIterator first = params.front().m_line;
@@ -806,6 +908,8 @@ void ConfigView::ChangeOrdinary(const std::string& section, ParamList& params,
   }
   if (!m_config->StartsSection(new_param)) return;
   const std::string new_path = JoinSection(ParentSection(section), new_param);
+  TakeAtAndBelow(section);
+  TakeAtAndBelow(str::Trim(new_path));
   UpdateSectionPath(m_params, section, new_path);
   UpdateSectionPath(m_ends, section, new_path);
 }
@@ -953,7 +1057,11 @@ const std::string kComment = "{#}";
 
 Template::Template(const std::shared_ptr<BaseConfig>& config, const Values& old_values,
                    const Values& new_values)
-    : ConfigView(config), m_old_values(old_values), m_new_values(new_values) {}
+    : Template(config, old_values, new_values, Maps::kWhole) {}
+
+Template::Template(const std::shared_ptr<BaseConfig>& config, const Values& old_values,
+                   const Values& new_values, Maps maps)
+    : ConfigView(config, maps), m_old_values(old_values), m_new_values(new_values) {}
 
 Value Template::ParseString(const std::string& text, const std::string& open,
                             const std::string& close, const Values& values) const {
@@ -1280,7 +1388,7 @@ void Template::ChangeItem(TemplateActionItem& item, std::string& path) {
 // The template and the values it reads. Copies of a ParserTemplate share it.
 struct ParserTemplate::Data : Template {
   explicit Data(const std::shared_ptr<BaseConfig>& config)
-      : Template(config, m_old_value_map, m_new_value_map) {}
+      : Template(config, m_old_value_map, m_new_value_map, Maps::kOnDemand) {}
 
   using Template::m_actions;
   using Template::m_config;

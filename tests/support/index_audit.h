@@ -21,6 +21,7 @@
 #include "template/framework/str.h"
 #include "template/line_list_config.h"
 #include "template/nginx.h"
+#include "template/section_tree.h"
 
 namespace tov_template {
 
@@ -48,6 +49,37 @@ struct IndexAudit {
 
   static std::string WrongInDialect(BaseConfig& config) {
     return WrongInDialect(config, LinesOf(*config.GetList()));
+  }
+
+  // The maps of a view as they are when it takes all that it has read.
+  struct WholeMaps {
+    ConfigView::Params m_params;
+    ConfigView::Places m_ends;
+    ConfigView::Places m_created;
+  };
+
+  template <class View>
+  static WholeMaps WholeMapsOf(const View& view) {
+    const ConfigView& base = view;
+    WholeMaps maps{base.m_params, base.m_ends, base.m_created};
+    if (base.m_tree != nullptr) base.m_tree->CopyTo(maps.m_params, maps.m_ends);
+    return maps;
+  }
+
+  // Whether the view has left a block where it read it.
+  template <class View>
+  static bool IsPartial(const View& view) {
+    const ConfigView& base = view;
+    return base.m_tree != nullptr;
+  }
+
+  // What the nginx dialect has registered: block -> its lines.
+  static std::map<std::string, std::vector<LineIterator>> Registered(const Nginx& nginx) {
+    std::map<std::string, std::vector<LineIterator>> registered;
+    for (const auto& [section, lines] : nginx.m_listen) {
+      registered[section] = {lines.begin(), lines.end()};
+    }
+    return registered;
   }
 
   // What the Apache dialect has registered: block and directive, separated by the byte 0x1f, -> its
@@ -102,6 +134,28 @@ struct IndexAudit {
     }
     for (const std::string* const line : view.m_disguised) {
       if (lines.count(line) == 0) return "a disguised line";
+    }
+    return view.m_tree == nullptr ? "" : WrongInTree(view, lines);
+  }
+
+  // A block is in the tree or in the maps, and only lines of its own stand for its end.
+  static std::string WrongInTree(const ConfigView& view, const Lines& lines) {
+    const auto is_line = [&](LineIterator line) {
+      return line != view.m_lines->end() && lines.count(&*line) != 0;
+    };
+    for (const SectionTree::Node& node : view.m_tree->Nodes()) {
+      if (!node.HoldsAnything()) continue;
+      const std::string section = SectionTree::Path(&node);
+      if (node.block == nullptr || !node.has_end) return "half a block in the tree: " + section;
+      if (view.m_params.count(section) != 0) return "lines in the maps and the tree: " + section;
+      if (view.m_ends.count(section) != 0) return "an end in the maps and the tree: " + section;
+      std::size_t size = 0;
+      for (const auto* each = node.block->first; each != nullptr; each = each->next, ++size) {
+        if (!is_line(each->param.m_line)) return "element in the tree of " + section;
+      }
+      if (size != node.block->size) return "size of a block in the tree: " + section;
+      if (!is_line(node.end)) return "end in the tree of " + section;
+      if (node.end != node.block->last->param.m_line) return "another line ends " + section;
     }
     return "";
   }
