@@ -47,6 +47,10 @@ LineIterator BaseConfig::SharedLine(const std::string& /*section*/, const std::s
   return GetList()->end();
 }
 
+BaseConfig::LookAtLine BaseConfig::GetLookAtLine() const {
+  return nullptr;
+}
+
 void BaseConfig::ForgetLine(const LineIterator& /*line*/) {}
 
 }  // namespace tov_template

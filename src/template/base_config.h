@@ -7,6 +7,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <string_view>
 
 #include "template/export.h"
 #include "template/section_path.h"
@@ -132,6 +133,20 @@ class QELTEMPLATE_EXPORT BaseConfig {
   // dialect keeps of it, for other blocks as well, has to be forgotten now. A line that is handed
   // back and belongs to another block stays. Default: does nothing.
   virtual void ForgetLine(const LineIterator& line);
+
+  // What the operations above say of a line, found out at one look.
+  struct LineLook {
+    std::string_view text;    // without its comment, trimmed; only of a line that starts or names
+    bool starts = false;      // StartsSection
+    bool ends = false;        // EndedSection
+    bool unique = false;      // IsUniqueParam
+    bool identifies = false;  // its first word is one of GetIdentParams
+  };
+  using LookAtLine = LineLook (*)(const std::string& line);
+
+  // How a view that is being read looks at the lines; null: it asks the operations one by one. To
+  // be overridden by a dialect none of whose operations is overridden in turn. Default: null.
+  QELTEMPLATE_LOCAL virtual LookAtLine GetLookAtLine() const;
 
  private:
   friend class ConfigView;

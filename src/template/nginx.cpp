@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <typeinfo>
 #include <utility>
 
 #include "template/framework/str.h"
@@ -11,6 +12,24 @@
 
 namespace tov_template {
 namespace {
+
+constexpr std::string_view kListen = "listen";
+constexpr std::string_view kSslOn = "ssl on";
+
+// The directives that identify a block.
+const std::string kServerName = "server_name";
+const std::string kSsl = "ssl";
+const std::string kSslPreferServerCiphers = "ssl_prefer_server_ciphers";
+
+bool Identifies(std::string_view name) {
+  return name == kServerName || name == kSsl || name == kSslPreferServerCiphers;
+}
+
+// Adds `word`, which may be empty, to `text`, behind a blank.
+void AppendWord(std::string& text, std::string_view word) {
+  if (!text.empty() && !word.empty()) text += ' ';
+  text += word;
+}
 
 std::string WithoutBrackets(std::string_view word) {
   std::string text(word);
@@ -55,7 +74,27 @@ bool Nginx::EndedSection(const std::string& line) const {
 }
 
 bool Nginx::IsUniqueParam(const std::string& line) const {
-  return str::view::StartsWith(str::view::Trim(line), "listen");
+  return str::view::StartsWith(str::view::Trim(line), kListen);
+}
+
+Nginx::LineLook Nginx::Look(const std::string& line) {
+  LineLook look;
+  look.text = str::view::Trim(line);
+  if (look.text.empty()) return look;
+  const char first = look.text.front();
+  look.unique = first == kListen.front() && str::view::StartsWith(look.text, kListen);
+  if (look.text.find('#') != std::string_view::npos) {
+    look.text = str::view::Trim(look.text.substr(0, look.text.rfind('#')));
+    if (look.text.empty()) return look;
+  }
+  look.ends = first == '}';
+  look.starts = look.text.back() == '{' && look.text.find('#') == std::string_view::npos;
+  look.identifies = first == 's' && Identifies(str::view::FirstWord(look.text));
+  return look;
+}
+
+Nginx::LookAtLine Nginx::GetLookAtLine() const {
+  return typeid(*this) == typeid(Nginx) ? Look : nullptr;
 }
 
 std::string Nginx::GetKeyFieldConstParam(const std::string& line) const {
@@ -65,25 +104,28 @@ std::string Nginx::GetKeyFieldConstParam(const std::string& line) const {
 // Identity of a block
 
 void Nginx::GetIdentParams(std::set<std::string>& names) const {
-  names.insert({"server_name", "ssl", "ssl_prefer_server_ciphers"});
+  names.insert({kServerName, kSsl, kSslPreferServerCiphers});
 }
 
 std::string Nginx::MakeSectionPath(const std::string& name,
                                    const std::map<std::string, std::string>& idents) const {
-  std::string path = name;
-  const auto server_name = idents.find("server_name");
+  std::string path;
+  const auto server_name = idents.find(kServerName);
+  const std::size_t names_size = server_name == idents.end() ? 0 : server_name->second.size();
+  path.reserve(name.size() + names_size + kSslOn.size() + 2);
+  path = name;
   if (server_name != idents.end()) {
     std::string names = server_name->second;
     names.erase(std::remove(names.begin(), names.end(), ';'), names.end());
     if (!str::view::Contains(names, "{%")) {
       std::string_view rest = names;
       for (int word = 0; word < 2; ++word) {  // the directive itself and its first name
-        str::inpl::Append(path, std::string(str::view::GetWord(rest)), " ");
+        AppendWord(path, str::view::GetWord(rest));
       }
     }
   }
-  if (idents.count("ssl") != 0 || idents.count("ssl_prefer_server_ciphers") != 0) {
-    str::inpl::Append(path, "ssl on", " ");
+  if (idents.count(kSsl) != 0 || idents.count(kSslPreferServerCiphers) != 0) {
+    AppendWord(path, kSslOn);
   }
   return path;
 }
@@ -122,12 +164,7 @@ std::string Nginx::SetIndent(const std::string& section, const std::string& text
 
 LineIterator Nginx::RegisterUniqueParam(const std::string& section, LineIterator& pos) {
   if (pos == m_lines.end()) return pos;
-  // The sections come in order.
-  auto listens = m_listen.end();
-  if (m_listen.empty() || (--listens)->first != section) {
-    listens = m_listen.try_emplace(m_listen.end(), section);
-  }
-  m_registry.Add(listens->second, pos);
+  m_registry.Add(EntryInOrder(m_listen, section).first->second, pos);
   return pos;
 }
 

@@ -3,6 +3,7 @@
 #include "template/section_tree.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <functional>
 #include <iterator>
 #include <map>
@@ -40,6 +41,42 @@ std::size_t HashOf(std::string_view level) {
   return std::hash<std::string_view>()(level);
 }
 
+std::size_t CommonBeginning(std::string_view a, std::string_view b) {
+  const auto end = std::mismatch(a.begin(), a.end(), b.begin(), b.end()).first;
+  return static_cast<std::size_t>(end - a.begin());
+}
+
+// The bytes of `level` from `begin` on, as many as fit into a number that is in their order.
+std::uint64_t NextBytes(std::string_view level, std::size_t begin) {
+  constexpr unsigned kBitsOfByte = 8;
+  std::uint64_t number = 0;
+  for (std::size_t i = begin; i < begin + sizeof number; ++i) {
+    number = number << kBitsOfByte | (i < level.size() ? static_cast<unsigned char>(level[i]) : 0U);
+  }
+  return number;
+}
+
+// Levels begin alike, as a rule ("server { server_name "), and the next few bytes decide.
+void SortByLevels(std::vector<Node*>& nodes) {
+  const auto by_level = [](const Node* a, const Node* b) { return a->level < b->level; };
+  if (std::is_sorted(nodes.begin(), nodes.end(), by_level)) return;
+  std::string_view beginning = nodes.front()->level;
+  for (const Node* const node : nodes) {
+    if (str::view::StartsWith(node->level, beginning)) continue;
+    beginning = beginning.substr(0, CommonBeginning(beginning, node->level));
+  }
+  std::vector<std::pair<std::uint64_t, Node*>> ranked;
+  ranked.reserve(nodes.size());
+  for (Node* const node : nodes) {
+    ranked.emplace_back(NextBytes(node->level, beginning.size()), node);
+  }
+  std::sort(ranked.begin(), ranked.end(), [&](const auto& a, const auto& b) {
+    return a.first != b.first ? a.first < b.first : by_level(a.second, b.second);
+  });
+  std::transform(ranked.begin(), ranked.end(), nodes.begin(),
+                 [](const auto& each) { return each.second; });
+}
+
 std::string_view TrimEnd(std::string_view text) {
   while (!text.empty() && str::IsBlank(text.back())) text.remove_suffix(1);
   return text;
@@ -52,8 +89,7 @@ SectionTree::SectionTree()
       m_families(&m_memory),
       m_blocks(&m_memory),
       m_elements(&m_memory),
-      m_hashes(&m_memory),
-      m_orders(&m_memory) {
+      m_hashes(&m_memory) {
   m_nodes.emplace_back();
 }
 
@@ -205,7 +241,10 @@ Block* SectionTree::AddLine(Block* block, const LineIterator& line, bool unique)
   (current->last == nullptr ? current->first : current->last->next) = &added;
   current->last = &added;
   ++current->size;
-  if (unique && current->first_unique == nullptr) current->first_unique = &added;
+  if (unique) {
+    if (current->first_unique == nullptr) current->first_unique = &added;
+    current->last_unique = &added;
+  }
   return current;
 }
 
@@ -359,7 +398,7 @@ void SectionTree::Walk(Node* top, Wanted wanted, Use use) {
     Node* node;
     std::size_t above;  // the length of the path above it
   };
-  const auto by_level = [](const Step& a, const Step& b) { return a.node->level > b.node->level; };
+  std::vector<Node*> children;
   std::string path = IsRoot(top) ? std::string() : Path(top->family->parent);
   std::vector<Step> steps{{top, path.size()}};
   while (!steps.empty()) {
@@ -372,12 +411,14 @@ void SectionTree::Walk(Node* top, Wanted wanted, Use use) {
     }
     use(path, node);
     if (node->children == nullptr) continue;
-    const std::size_t first = steps.size();
-    for (Node* child = node->children->last; child != nullptr; child = child->previous) {
-      if (wanted(child)) steps.push_back({child, path.size()});
+    children.clear();
+    for (Node* child = node->children->first; child != nullptr; child = child->next) {
+      if (wanted(child)) children.push_back(child);
     }
-    const auto begin = steps.begin() + static_cast<std::ptrdiff_t>(first);
-    if (!std::is_sorted(begin, steps.end(), by_level)) std::sort(begin, steps.end(), by_level);
+    SortByLevels(children);
+    for (auto child = children.rbegin(); child != children.rend(); ++child) {
+      steps.push_back({*child, path.size()});
+    }
   }
 }
 
@@ -459,12 +500,11 @@ SectionTree::Paths SectionTree::AtAndBelow(Node* node) const {
 
 const SectionTree::InOrder& SectionTree::InOrderOf(Family& family) {
   if (family.in_order == nullptr) {
-    InOrder& order = m_orders.emplace_back();
+    InOrder order;
     order.reserve(family.size);
     for (Node* each = family.first; each != nullptr; each = each->next) order.push_back(each);
-    std::sort(order.begin(), order.end(),
-              [](const Node* a, const Node* b) { return a->level < b->level; });
-    family.in_order = &order;
+    SortByLevels(order);
+    family.in_order = &m_orders.emplace_back(std::move(order));
   }
   return *family.in_order;
 }

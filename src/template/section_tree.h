@@ -46,7 +46,8 @@ class SectionTree {
   struct Block {
     Element* first = nullptr;
     Element* last = nullptr;
-    Element* first_unique = nullptr;  // the first one that is a unique directive; null: none is
+    Element* first_unique = nullptr;  // of those that are unique directives; null: none is
+    Element* last_unique = nullptr;
     std::size_t size = 0;
     Block* kept = nullptr;
   };
@@ -141,7 +142,7 @@ class SectionTree {
     bool operator()(const Node* a, const Node* b) const;
   };
   using ByHash = std::pmr::unordered_set<Node*, LevelHash, SameLevel>;
-  using InOrder = std::pmr::vector<Node*>;
+  using InOrder = std::vector<Node*>;
 
   // The paths one level below a path. It can change hands as a whole.
   struct Family {
@@ -176,14 +177,14 @@ class SectionTree {
   const InOrder& InOrderOf(Family& family);
   std::vector<Node*> TopsBeginningWith(std::string_view section);
 
-  // All that it makes goes in one piece.
+  // All that reading makes goes in one piece.
   std::pmr::monotonic_buffer_resource m_memory;
   std::pmr::deque<Node> m_nodes;
   std::pmr::deque<Family> m_families;
   std::pmr::deque<Block> m_blocks;
   std::pmr::deque<Element> m_elements;
   std::pmr::deque<ByHash> m_hashes;
-  std::pmr::deque<InOrder> m_orders;
+  std::deque<InOrder> m_orders;
   bool m_empty_levels = false;  // some level is, or was, empty
 };
 

@@ -153,7 +153,8 @@ template void ConfigView::UpdateSectionPath(Places& map, const std::string& old_
 // When it closes, the identifying lines seen inside may give it another path.
 class ConfigView::Reader {
  public:
-  Reader(const BaseConfig& config, SectionTree& tree) : m_config(config), m_tree(tree) {
+  Reader(const BaseConfig& config, SectionTree& tree)
+      : m_config(config), m_look(config.GetLookAtLine()), m_tree(tree) {
     std::set<std::string> idents;
     m_config.GetIdentParams(idents);
     m_ident_names.insert(idents.begin(), idents.end());
@@ -162,35 +163,44 @@ class ConfigView::Reader {
   void Read(std::list<std::string>& lines) {
     const std::string marker = m_config.GetCommentChar();
     for (LineIterator line = lines.begin(); line != lines.end(); ++line) {
-      if (!marker.empty() && str::view::Contains(*line, marker)) {
-        ReadLine(line, SeparateParam(*line, marker).m_text);
+      if (m_look != nullptr) {
+        ReadAtALook(line);
+      } else if (!marker.empty() && str::view::Contains(*line, marker)) {
+        ReadAsking(line, SeparateParam(*line, marker).m_text);
       } else {
-        ReadLine(line, *line);
+        ReadAsking(line, *line);
       }
     }
   }
 
  private:
-  void ReadLine(const LineIterator& line, const std::string& text) {
+  void ReadAtALook(const LineIterator& line) {
+    const BaseConfig::LineLook look = m_look(*line);
+    if (look.starts) OpenBlock(look.text);
+    if (look.identifies) KeepIdent(str::view::FirstWord(look.text), look.text);
+    if (m_path != m_tree.Root()) Record(line, look.starts, look.unique);
+    if (look.ends) CloseBlock();
+  }
+
+  void ReadAsking(const LineIterator& line, const std::string& text) {
     const bool starts = m_config.StartsSection(text);
-    if (starts) {
-      m_path = m_tree.Below(m_path, str::view::Trim(text));
-      m_idents.emplace_back();
-    }
-    KeepIdent(text);
-    if (m_path != m_tree.Root()) Record(line, starts);
+    if (starts) OpenBlock(str::view::Trim(text));
+    const std::string_view name = str::view::FirstWord(text);
+    if (m_ident_names.find(name) != m_ident_names.end()) KeepIdent(name, str::view::Trim(text));
+    if (m_path != m_tree.Root()) Record(line, starts, m_config.IsUniqueParam(*line));
     if (m_config.EndedSection(text)) CloseBlock();
   }
 
-  void KeepIdent(const std::string& text) {
-    if (m_idents.empty()) return;
-    const std::string_view name = str::view::FirstWord(text);
-    if (m_ident_names.find(name) == m_ident_names.end()) return;
-    m_idents.back().emplace(name, str::Trim(text));
+  void OpenBlock(std::string_view level) {
+    m_path = m_tree.Below(m_path, level);
+    m_idents.emplace_back();
   }
 
-  void Record(const LineIterator& line, bool starts) {
-    const bool unique = m_config.IsUniqueParam(*line);
+  void KeepIdent(std::string_view name, std::string_view text) {
+    if (!m_idents.empty()) m_idents.back().emplace(name, text);
+  }
+
+  void Record(const LineIterator& line, bool starts, bool unique) {
     if (starts) {
       m_open.push_back(m_tree.OpenBlock(m_path, line, unique));
     } else if (!m_open.empty()) {
@@ -214,6 +224,7 @@ class ConfigView::Reader {
   }
 
   const BaseConfig& m_config;
+  const BaseConfig::LookAtLine m_look;
   std::set<std::string, std::less<>> m_ident_names;
   SectionTree& m_tree;
   SectionTree::Node* m_path = m_tree.Root();
@@ -321,8 +332,11 @@ void ConfigView::RegisterUniqueParams() {
     const std::string section = std::move(blocks.at(i).first);
     const SectionTree::Block& block = *blocks.at(i).second->block;
     ++i;
-    for (auto* element = all ? block.first : block.first_unique; element != nullptr;
-         element = element->next) {
+    auto* element = all ? block.first : block.first_unique;
+    // What has been looked at is still the same, unless another line has been written to.
+    const SectionTree::Element* const behind =
+        all || m_config->GetLookAtLine() == nullptr ? nullptr : block.last_unique->next;
+    for (; element != (all ? nullptr : behind); element = element->next) {
       ConfParam& param = element->param;
       if (!m_config->IsUniqueParam(*param.m_line)) continue;
       const bool hidden = MergesIntoOrdinary(section, *param.m_line);

@@ -128,12 +128,6 @@ void Append(std::string& a, const std::string& b, const std::string& separator) 
 
 namespace view {
 
-std::string_view Trim(std::string_view text) {
-  while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
-  while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
-  return text;
-}
-
 std::string_view GetWord(std::string_view& text) {
   while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
   std::size_t end = 0;
