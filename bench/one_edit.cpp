@@ -37,8 +37,8 @@ std::string ReadFile(const std::string& name) {
 
 std::string Edit(const std::string& dialect, const std::string& config,
                  const std::string& template_text) {
-  return tov_template::ParserTemplate(tov_template::GetConfigType(dialect, config))
-      .SetValue("folder", bench::kOldFolder, bench::kNewFolder)
+  tov_template::ParserTemplate parser(tov_template::GetConfigType(dialect, config));
+  return parser.SetValue("folder", bench::kOldFolder, bench::kNewFolder)
       .SetTemplate(template_text)
       .ApplyTemplate()
       .GetConfig();

@@ -21,10 +21,12 @@ constexpr std::array<std::string_view, 3> kManaged = {kOptions, "ServerAlias", "
 
 bool IsManaged(std::string_view line) {
   const std::string_view text = str::view::Trim(line);
-  if (text.empty()) return false;
-  return std::any_of(kManaged.begin(), kManaged.end(), [&](std::string_view name) {
-    return text.front() == name.front() && str::view::FirstWord(text) == name;
-  });
+  for (const std::string_view name : kManaged) {
+    if (text.empty() || text.front() != name.front()) continue;
+    if (text.substr(0, name.size()) != name) continue;
+    return text.size() == name.size() || str::IsBlank(text[name.size()]);
+  }
+  return false;
 }
 
 // How far a line of `section` is indented.
@@ -250,7 +252,8 @@ Apache::ParseOptions::Added Apache::ParseOptions::AddWords(const std::string& se
                            ? positions->count(word) != 0
                            : std::find(words.begin(), words.end(), word) != words.end();
     if (known) continue;
-    std::list<std::string> one{std::string(word)};
+    std::list<std::string> one;
+    one.emplace_back(word);
     if (positions != nullptr) positions->emplace(one.front(), one.begin());
     words.splice(words.end(), one);
     added.words.append(" ").append(word);
@@ -295,11 +298,11 @@ void Apache::ParseOptions::WriteWords(const Lines::value_type& merged, const std
 // directive's name and `words`, each behind a blank.
 bool Apache::ParseOptions::IsWritten(const std::string& section, const std::string& line,
                                      std::string_view words) {
-  const std::size_t indentation = line.find_first_not_of('\t');
-  if (indentation != line.size() - str::view::Trim(line).size()) return false;
-  const std::string_view name = str::view::FirstWord(line);
-  return std::string_view(line).substr(indentation + name.size()) == words &&
-         indentation == Depth(section);
+  const std::string_view text = str::view::Trim(line);
+  const std::size_t indentation = Depth(section);
+  return line.size() == indentation + text.size() && line.find_first_not_of('\t') == indentation &&
+         str::view::EndsWith(text, words) &&
+         str::view::FirstWord(text).size() + words.size() == text.size();
 }
 
 std::string Apache::ParseOptions::Line(const std::string& section) const {

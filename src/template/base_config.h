@@ -136,11 +136,11 @@ class QELTEMPLATE_EXPORT BaseConfig {
 
   // What the operations above say of a line, found out at one look.
   struct LineLook {
-    std::string_view text;    // without its comment, trimmed; only of a line that starts or names
-    bool starts = false;      // StartsSection
-    bool ends = false;        // EndedSection
-    bool unique = false;      // IsUniqueParam
-    bool identifies = false;  // its first word is one of GetIdentParams
+    std::string_view text;  // without its comment, trimmed; only of a line that starts or names
+    std::string_view name;  // its first word, where that is one of GetIdentParams; else ""
+    bool starts = false;    // StartsSection
+    bool ends = false;      // EndedSection
+    bool unique = false;    // IsUniqueParam
   };
   using LookAtLine = LineLook (*)(const std::string& line);
 

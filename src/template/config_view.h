@@ -133,6 +133,9 @@ class ConfigView {
   QELTEMPLATE_EXPORT void UpdateSectionPath(Map& map, const std::string& old_path,
                                             const std::string& new_path);
 
+  // Whether nobody else can get at the lines, which a dialect of the library's own keeps.
+  QELTEMPLATE_LOCAL bool OwnsLines() const;
+
   const std::shared_ptr<BaseConfig> m_config;
 
   // Never null.

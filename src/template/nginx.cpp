@@ -21,8 +21,14 @@ const std::string kServerName = "server_name";
 const std::string kSsl = "ssl";
 const std::string kSslPreferServerCiphers = "ssl_prefer_server_ciphers";
 
-bool Identifies(std::string_view name) {
-  return name == kServerName || name == kSsl || name == kSslPreferServerCiphers;
+// The first word of `text`, when it is one of them; else "".
+std::string_view IdentOf(std::string_view text) {
+  for (const std::string_view name : {std::string_view(kServerName), std::string_view(kSsl),
+                                      std::string_view(kSslPreferServerCiphers)}) {
+    if (text.substr(0, name.size()) != name) continue;
+    if (text.size() == name.size() || str::IsBlank(text[name.size()])) return name;
+  }
+  return {};
 }
 
 // Adds `word`, which may be empty, to `text`, behind a blank.
@@ -89,7 +95,7 @@ Nginx::LineLook Nginx::Look(const std::string& line) {
   }
   look.ends = first == '}';
   look.starts = look.text.back() == '{' && look.text.find('#') == std::string_view::npos;
-  look.identifies = first == 's' && Identifies(str::view::FirstWord(look.text));
+  if (first == 's') look.name = IdentOf(look.text);
   return look;
 }
 

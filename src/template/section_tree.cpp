@@ -423,9 +423,11 @@ void SectionTree::Walk(Node* top, Wanted wanted, Use use) {
 }
 
 SectionTree::Paths SectionTree::BlocksInOrder(bool all) {
+  std::size_t count = 0;
   if (!all) {
     for (Node& node : m_nodes) {
       if (node.block == nullptr || node.block->first_unique == nullptr) continue;
+      ++count;
       for (Node* each = &node; !each->leads_to_unique; each = each->family->parent) {
         each->leads_to_unique = true;
         if (IsRoot(each)) break;
@@ -433,6 +435,7 @@ SectionTree::Paths SectionTree::BlocksInOrder(bool all) {
     }
   }
   Paths blocks;
+  blocks.reserve(count);
   Walk(
       Root(), [&](const Node* node) { return all || node->leads_to_unique; },
       [&](const std::string& path, Node* node) {

@@ -177,7 +177,7 @@ class ConfigView::Reader {
   void ReadAtALook(const LineIterator& line) {
     const BaseConfig::LineLook look = m_look(*line);
     if (look.starts) OpenBlock(look.text);
-    if (look.identifies) KeepIdent(str::view::FirstWord(look.text), look.text);
+    if (!look.name.empty()) KeepIdent(look.name, look.text);
     if (m_path != m_tree.Root()) Record(line, look.starts, look.unique);
     if (look.ends) CloseBlock();
   }
@@ -253,6 +253,10 @@ ConfigView::ConfigView(const std::shared_ptr<BaseConfig>& config, Maps maps)
   Reader(*config, *m_tree).Read(*m_lines);
   RegisterUniqueParams();
   if (maps == Maps::kWhole || !m_tree->IsPlain()) TakeEverything();
+}
+
+bool ConfigView::OwnsLines() const {
+  return m_config.use_count() == 1 && m_config->GetLookAtLine() != nullptr;
 }
 
 namespace {
@@ -1405,15 +1409,35 @@ struct ParserTemplate::Data : Template {
       : Template(config, m_old_value_map, m_new_value_map, Maps::kOnDemand) {}
 
   using Template::m_actions;
-  using Template::m_config;
 
   void ValuesChanged() {
     m_applied = false;
     m_prototype_ready = false;
   }
 
-  bool m_applied = false;          // m_config_text is current
+  // The lines have been edited. The text is long: where the lines stay as they are until it is
+  // asked for, it is not kept as well.
+  void LinesChanged() {
+    if (OwnsLines()) {
+      m_config_text = std::string();
+      m_text_due = true;
+    } else {
+      m_config_text = m_config->Str();
+    }
+  }
+
+  // The lines are going to be edited, and the text may be asked for before that is done.
+  void KeepText() {
+    if (!m_text_due) return;
+    m_config_text = m_config->Str();
+    m_text_due = false;
+  }
+
+  std::string Text() const { return m_text_due ? m_config->Str() : m_config_text; }
+
+  bool m_applied = false;          // the text is current
   bool m_prototype_ready = false;  // m_prototype is current
+  bool m_text_due = false;         // the text is that of the lines; false: it is m_config_text
   std::string m_config_text;       // as the last application left it
   std::string m_prototype;
   Values m_old_value_map;
@@ -1476,17 +1500,18 @@ ParserTemplate& ParserTemplate::SetTemplate(const std::string& text) {
 ParserTemplate& ParserTemplate::ApplyTemplate() {
   LogCall("tov_template::ParserTemplate& tov_template::ParserTemplate::ApplyTemplate()");
   if (m_data->m_applied) return *this;
+  m_data->KeepText();
   m_data->ApplyTemplate(false);
   m_data->ApplyTemplate(true);
   m_data->RemoveEmptySections();
-  m_data->m_config_text = m_data->m_config->Str();
+  m_data->LinesChanged();
   m_data->m_applied = true;
   return *this;
 }
 
 std::string ParserTemplate::GetConfig() const {
   LogCall("std::string tov_template::ParserTemplate::GetConfig() const");
-  return m_data->m_config_text;
+  return m_data->Text();
 }
 
 std::string ParserTemplate::GetPrototype() const {
