@@ -160,6 +160,7 @@ class ConfigView {
   friend struct IndexAudit;  // compares it with a fresh one, in tests
 
   class Reader;
+  class Registration;
 
   using ParamList = std::list<ConfParam>;
   using LineSet = std::unordered_set<const std::string*>;
@@ -178,10 +179,6 @@ class ConfigView {
     std::optional<std::string_view> operator()(const ConfParam& param) const;
     bool IsSteady(const ConfParam& param) const;
   };
-
-  void RegisterUniqueParams();
-
-  bool MergesIntoOrdinary(const std::string& section, const std::string& text) const;
 
   // Whether no other view has been made over the dialect since.
   bool IsLast() const { return m_config->m_view == this; }

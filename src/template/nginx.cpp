@@ -37,6 +37,19 @@ void AppendWord(std::string& text, std::string_view word) {
   text += word;
 }
 
+// Adds the directive's name and the first one of the names in `line`, a server_name.
+void AppendFirstName(std::string& path, const std::string& line) {
+  std::string names = line;
+  names.erase(std::remove(names.begin(), names.end(), ';'), names.end());
+  if (str::view::Contains(names, "{%")) return;
+  std::string_view rest = names;
+  const std::string_view directive = str::view::GetWord(rest);
+  const std::string_view first = str::view::GetWord(rest);
+  path.reserve(path.size() + directive.size() + first.size() + kSslOn.size() + 3);
+  AppendWord(path, directive);
+  AppendWord(path, first);
+}
+
 std::string WithoutBrackets(std::string_view word) {
   std::string text(word);
   text.erase(std::remove_if(text.begin(), text.end(), [](char c) { return c == '[' || c == ']'; }),
@@ -115,24 +128,13 @@ void Nginx::GetIdentParams(std::set<std::string>& names) const {
 
 std::string Nginx::MakeSectionPath(const std::string& name,
                                    const std::map<std::string, std::string>& idents) const {
-  std::string path;
-  const auto server_name = idents.find(kServerName);
-  const std::size_t names_size = server_name == idents.end() ? 0 : server_name->second.size();
-  path.reserve(name.size() + names_size + kSslOn.size() + 2);
-  path = name;
-  if (server_name != idents.end()) {
-    std::string names = server_name->second;
-    names.erase(std::remove(names.begin(), names.end(), ';'), names.end());
-    if (!str::view::Contains(names, "{%")) {
-      std::string_view rest = names;
-      for (int word = 0; word < 2; ++word) {  // the directive itself and its first name
-        AppendWord(path, str::view::GetWord(rest));
-      }
-    }
+  std::string path = name;
+  bool ssl = false;
+  for (const auto& [ident, line] : idents) {
+    if (ident == kServerName) AppendFirstName(path, line);
+    ssl = ssl || ident == kSsl || ident == kSslPreferServerCiphers;
   }
-  if (idents.count(kSsl) != 0 || idents.count(kSslPreferServerCiphers) != 0) {
-    AppendWord(path, kSslOn);
-  }
+  if (ssl) AppendWord(path, kSslOn);
   return path;
 }
 

@@ -24,6 +24,9 @@ constexpr std::size_t kLargeFamily = 1;
 constexpr std::size_t kLargeFamily = 16;
 #endif
 
+// The first byte of what stands between two levels.
+constexpr unsigned char kSeparatorByte = '\x18';
+
 void Drop(Block* dropped, Block* kept) {
   *dropped = {};
   dropped->kept = kept;
@@ -391,7 +394,7 @@ void SectionTree::RekeyByText(Node* node, const std::string& level) {
 // --- What has been read ---
 
 // Calls `use` with each path at and below `top` that is `wanted`, and its node, level by level in
-// the order of the levels. Below a path that is not wanted nothing is.
+// the order of the levels, until it returns false. Below a path that is not wanted nothing is.
 template <class Wanted, class Use>
 void SectionTree::Walk(Node* top, Wanted wanted, Use use) {
   struct Step {
@@ -409,7 +412,7 @@ void SectionTree::Walk(Node* top, Wanted wanted, Use use) {
       if (!IsRoot(node->family->parent)) path += kSectionSeparator;
       path += node->level;
     }
-    use(path, node);
+    if (!use(path, node)) return;
     if (node->children == nullptr) continue;
     children.clear();
     for (Node* child = node->children->first; child != nullptr; child = child->next) {
@@ -422,32 +425,45 @@ void SectionTree::Walk(Node* top, Wanted wanted, Use use) {
   }
 }
 
-SectionTree::Paths SectionTree::BlocksInOrder(bool all) {
-  std::size_t count = 0;
-  if (!all) {
-    for (Node& node : m_nodes) {
-      if (node.block == nullptr || node.block->first_unique == nullptr) continue;
-      ++count;
-      for (Node* each = &node; !each->leads_to_unique; each = each->family->parent) {
-        each->leads_to_unique = true;
-        if (IsRoot(each)) break;
-      }
+// Marks the paths at and above blocks with unique directives. Returns whether Walk meets them in
+// the order of their paths, too: seldom not, where a level holds a byte that comes before the
+// separator.
+bool SectionTree::MarkWaysToUnique() {
+  const auto may_precede_separator = [](unsigned char c) { return c <= kSeparatorByte; };
+  bool in_order = true;
+  for (Node& node : m_nodes) {
+    if (node.block == nullptr || node.block->first_unique == nullptr) continue;
+    for (Node* each = &node; !each->leads_to_unique; each = each->family->parent) {
+      each->leads_to_unique = true;
+      const std::string_view level = each->level;
+      in_order = in_order && std::none_of(level.begin(), level.end(), may_precede_separator);
+      if (IsRoot(each)) break;
     }
   }
-  Paths blocks;
-  blocks.reserve(count);
-  Walk(
-      Root(), [&](const Node* node) { return all || node->leads_to_unique; },
-      [&](const std::string& path, Node* node) {
-        if (node->block == nullptr) return;
-        if (all || node->block->first_unique != nullptr) blocks.emplace_back(path, node);
-      });
-  // Seldom not in order yet: a level may go on with a byte that comes before the separator.
-  const auto by_path = [](const auto& a, const auto& b) { return a.first < b.first; };
-  if (!std::is_sorted(blocks.begin(), blocks.end(), by_path)) {
-    std::sort(blocks.begin(), blocks.end(), by_path);
+  return in_order;
+}
+
+void SectionTree::ForEachBlock(bool all,
+                               const std::function<bool(const std::string&, Node*)>& use) {
+  const bool in_order = MarkWaysToUnique() && !all;
+  const auto wanted = [&](const Node* node) { return all || node->leads_to_unique; };
+  const auto is_meant = [&](const Node* node) {
+    return node->block != nullptr && (all || node->block->first_unique != nullptr);
+  };
+  if (in_order) {
+    Walk(Root(), wanted,
+         [&](const std::string& path, Node* node) { return !is_meant(node) || use(path, node); });
+    return;
   }
-  return blocks;
+  Paths blocks;
+  Walk(Root(), wanted, [&](const std::string& path, Node* node) {
+    if (is_meant(node)) blocks.emplace_back(path, node);
+    return true;
+  });
+  std::sort(blocks.begin(), blocks.end());
+  for (const auto& [path, node] : blocks) {
+    if (!use(path, node)) return;
+  }
 }
 
 void SectionTree::CopyTo(const Node* node, const std::string& path, ConfigView::Params& params,
@@ -464,7 +480,10 @@ void SectionTree::CopyTo(const Node* node, const std::string& path, ConfigView::
 void SectionTree::CopyTo(ConfigView::Params& params, ConfigView::Places& ends) {
   Walk(
       Root(), [](const Node* /*node*/) { return true; },
-      [&](const std::string& path, const Node* node) { CopyTo(node, path, params, ends); });
+      [&](const std::string& path, const Node* node) {
+        CopyTo(node, path, params, ends);
+        return true;
+      });
 }
 
 void SectionTree::Clear(Node* node) {
@@ -497,6 +516,7 @@ SectionTree::Paths SectionTree::AtAndBelow(Node* node) const {
       node, [](const Node* /*node*/) { return true; },
       [&](const std::string& path, Node* each) {
         if (each->HoldsAnything()) paths.emplace_back(path, each);
+        return true;
       });
   return paths;
 }
@@ -528,7 +548,7 @@ std::vector<Node*> SectionTree::TopsBeginningWith(std::string_view section) {
     tops.push_back(*each);
   }
   // The first byte of a separator, too, may be what `section` ends with.
-  if (level.empty() || level.back() != kSectionSeparator.front()) return tops;
+  if (level.empty() || level.back() != kSeparatorByte) return tops;
   const Node* const cut = FindChild(parent, level.substr(0, level.size() - 1));
   if (cut == nullptr || cut->children == nullptr) return tops;
   for (Node* each = cut->children->first; each != nullptr; each = each->next) tops.push_back(each);

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <deque>
+#include <functional>
 #include <list>
 #include <memory_resource>
 #include <string>
@@ -96,8 +97,9 @@ class SectionTree {
   // All paths, those as well that hold nothing, in no order.
   std::pmr::deque<Node>& Nodes() { return m_nodes; }
 
-  // The blocks that hold unique directives, or all blocks, in the order of their paths.
-  Paths BlocksInOrder(bool all);
+  // Calls `use` with the path and the node of each block that holds unique directives, or of each
+  // block at all, in the order of the paths, until it returns false.
+  void ForEachBlock(bool all, const std::function<bool(const std::string&, Node*)>& use);
 
   // The whole path, written out.
   static std::string Path(const Node* node);
@@ -171,6 +173,7 @@ class SectionTree {
   void RekeyAll(const std::string& level);
   void RekeyByText(Node* node, const std::string& level);
 
+  bool MarkWaysToUnique();
   template <class Wanted, class Use>
   static void Walk(Node* top, Wanted wanted, Use use);
   static bool HoldsAnythingBelow(const Node* node);
@@ -201,7 +204,7 @@ struct SectionTree::Node {
   LineIterator end{};  // where has_end says so
   bool has_end = false;
   bool end_unique = false;
-  bool leads_to_unique = false;  // it, or a path below it, has unique directives; see BlocksInOrder
+  bool leads_to_unique = false;  // it, or a path below it, has unique directives; see ForEachBlock
 };
 
 }  // namespace tov_template

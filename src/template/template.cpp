@@ -241,24 +241,6 @@ EditObserver* Nobody() {
 
 }  // namespace
 
-ConfigView::ConfigView(const std::shared_ptr<BaseConfig>& config)
-    : ConfigView(config, Maps::kWhole) {}
-
-ConfigView::ConfigView(const std::shared_ptr<BaseConfig>& config, Maps maps)
-    : m_config(config),
-      m_observer(Nobody()),
-      m_lines(config->GetList()),
-      m_tree(std::make_shared<SectionTree>()) {
-  config->m_view = this;
-  Reader(*config, *m_tree).Read(*m_lines);
-  RegisterUniqueParams();
-  if (maps == Maps::kWhole || !m_tree->IsPlain()) TakeEverything();
-}
-
-bool ConfigView::OwnsLines() const {
-  return m_config.use_count() == 1 && m_config->GetLookAtLine() != nullptr;
-}
-
 namespace {
 
 // Elements that stand for a line that is erased while unique lines are registered, because the
@@ -302,66 +284,102 @@ class MergedElements {
 
 }  // namespace
 
-// Whether `text` goes with others into a line that does not look like a unique directive.
-bool ConfigView::MergesIntoOrdinary(const std::string& section, const std::string& text) const {
-  const LineIterator shared = m_config->SharedLine(section, text);
-  return IsLine(shared) && !m_config->IsUniqueParam(*shared);
-}
-
+// Has the dialect register the unique directives, block by block in the order of the paths.
+//
 // A merged line that an earlier view has left without the directive's name gets it back when
 // another line is merged into it, and is a unique one from then on: if its turn is still to come,
 // it has to be registered as well.
-void ConfigView::RegisterUniqueParams() {
-  MergedElements merged;
-  SectionTree::Paths blocks = m_tree->BlocksInOrder(false);
-  bool all = false;                    // what is not known to be unique has its turn as well
-  LineIndex<SectionTree::Node*> ends;  // on lines that have their turn: no other is erased here
-  const auto index_ends = [&] {
-    for (SectionTree::Node& node : m_tree->Nodes()) {
-      if (!node.has_end || !IsLine(node.end)) continue;
-      if (all || node.end_unique) ends.Add(&*node.end, &node, &node);
-    }
-  };
-  const auto look_at_all_behind = [&](const std::string& section) {
-    all = true;
-    index_ends();
-    SectionTree::Paths behind = m_tree->BlocksInOrder(true);
-    const auto has_had_its_turn = [&](const auto& block) { return block.first <= section; };
-    behind.erase(std::remove_if(behind.begin(), behind.end(), has_had_its_turn), behind.end());
-    blocks = std::move(behind);
-  };
+class ConfigView::Registration {
+ public:
+  Registration(ConfigView& view, SectionTree& tree)
+      : m_view(view), m_config(*view.m_config), m_tree(tree) {}
 
-  index_ends();
-  for (std::size_t i = 0; i < blocks.size();) {
-    const std::string section = std::move(blocks.at(i).first);
-    const SectionTree::Block& block = *blocks.at(i).second->block;
-    ++i;
-    auto* element = all ? block.first : block.first_unique;
-    // What has been looked at is still the same, unless another line has been written to.
-    const SectionTree::Element* const behind =
-        all || m_config->GetLookAtLine() == nullptr ? nullptr : block.last_unique->next;
-    for (; element != (all ? nullptr : behind); element = element->next) {
-      ConfParam& param = element->param;
-      if (!m_config->IsUniqueParam(*param.m_line)) continue;
-      const bool hidden = MergesIntoOrdinary(section, *param.m_line);
-      const std::string* const line = Address(param.m_line);
-      const LineIterator before = Before(param.m_line);
-      LineIterator pos = param.m_line;
-      param.m_line = m_config->RegisterUniqueParam(section, pos);
-      if (Address(param.m_line) == line) continue;
-      merged.Follow(line, Address(param.m_line), param);
-      for (SectionTree::Node* const end : ends.Take(line)) {
-        end->end = before;
-        if (IsLine(before) && (all || m_config->IsUniqueParam(*before))) {
-          ends.Add(&*before, end, end);
-        }
-      }
-      if (!hidden || all) continue;
-      look_at_all_behind(section);
-      i = 0;
+  // Returns whether several elements stand for one line now.
+  bool Run() {
+    IndexEnds();
+    std::string last;
+    m_tree.ForEachBlock(false, [&](const std::string& section, SectionTree::Node* node) {
+      RegisterBlock(section, *node->block);
+      if (m_all) last = section;
+      return !m_all;
+    });
+    if (m_all) {
+      m_tree.ForEachBlock(true, [&](const std::string& section, SectionTree::Node* node) {
+        if (section > last) RegisterBlock(section, *node->block);
+        return true;
+      });
+    }
+    return m_merged.Settle();
+  }
+
+ private:
+  using Element = SectionTree::Element;
+
+  void RegisterBlock(const std::string& section, const SectionTree::Block& block) {
+    Element* const first = m_all ? block.first : block.first_unique;
+    // What was looked at is as it was, unless another line has been written to.
+    const bool looked_at = !m_all && m_config.GetLookAtLine() != nullptr;
+    const Element* const behind = looked_at ? block.last_unique->next : nullptr;
+    for (Element* each = first; each != (m_all ? nullptr : behind); each = each->next) {
+      if (m_config.IsUniqueParam(*each->param.m_line)) RegisterLine(section, each->param);
     }
   }
-  m_lines_shared = merged.Settle();
+
+  void RegisterLine(const std::string& section, ConfParam& param) {
+    const bool hidden = MergesIntoOrdinary(section, *param.m_line);
+    const std::string* const line = m_view.Address(param.m_line);
+    const LineIterator before = m_view.Before(param.m_line);
+    LineIterator pos = param.m_line;
+    param.m_line = m_config.RegisterUniqueParam(section, pos);
+    if (m_view.Address(param.m_line) == line) return;
+    m_merged.Follow(line, m_view.Address(param.m_line), param);
+    for (SectionTree::Node* const end : m_ends.Take(line)) {
+      end->end = before;
+      if (!m_view.IsLine(before)) continue;
+      if (m_all || m_config.IsUniqueParam(*before)) m_ends.Add(&*before, end, end);
+    }
+    if (!hidden || m_all) return;
+    m_all = true;
+    IndexEnds();
+  }
+
+  // Whether `text` goes with others into a line that does not look like a unique directive.
+  bool MergesIntoOrdinary(const std::string& section, const std::string& text) const {
+    const LineIterator shared = m_config.SharedLine(section, text);
+    return m_view.IsLine(shared) && !m_config.IsUniqueParam(*shared);
+  }
+
+  void IndexEnds() {
+    for (SectionTree::Node& node : m_tree.Nodes()) {
+      if (!node.has_end || !m_view.IsLine(node.end)) continue;
+      if (m_all || node.end_unique) m_ends.Add(&*node.end, &node, &node);
+    }
+  }
+
+  ConfigView& m_view;
+  BaseConfig& m_config;
+  SectionTree& m_tree;
+  MergedElements m_merged;
+  bool m_all = false;                    // what is not known to be unique has its turn as well
+  LineIndex<SectionTree::Node*> m_ends;  // on lines that have their turn: no other is erased here
+};
+
+ConfigView::ConfigView(const std::shared_ptr<BaseConfig>& config)
+    : ConfigView(config, Maps::kWhole) {}
+
+ConfigView::ConfigView(const std::shared_ptr<BaseConfig>& config, Maps maps)
+    : m_config(config),
+      m_observer(Nobody()),
+      m_lines(config->GetList()),
+      m_tree(std::make_shared<SectionTree>()) {
+  config->m_view = this;
+  Reader(*config, *m_tree).Read(*m_lines);
+  m_lines_shared = Registration(*this, *m_tree).Run();
+  if (maps == Maps::kWhole || !m_tree->IsPlain()) TakeEverything();
+}
+
+bool ConfigView::OwnsLines() const {
+  return m_config.use_count() == 1 && m_config->GetLookAtLine() != nullptr;
 }
 
 // --- View: blocks that are not in the maps yet ---

@@ -48,6 +48,24 @@ struct IndexAudit {
     return wrong;
   }
 
+  // The same for references to lines that are not there, and the indexes of the view; what else the
+  // dialect keeps may be half changed.
+  template <class View>
+  static std::string DanglingIn(const View& view) {
+    const ConfigView& base = view;
+    const Lines lines = LinesOf(*base.m_lines);
+    std::string wrong = WrongReferences(base, lines);
+    if (wrong.empty()) wrong = WrongOwners(base);
+    if (wrong.empty()) wrong = WrongPlaces(base, base.m_ends, base.m_end_index);
+    if (wrong.empty()) wrong = WrongPlaces(base, base.m_created, base.m_created_index);
+    const auto* const dialect = dynamic_cast<const LineListConfig*>(base.m_config.get());
+    if (!wrong.empty() || dialect == nullptr) return wrong;
+    for (const LineIterator& line : dialect->RegisteredLines()) {
+      if (lines.count(&*line) == 0) return "a line registered by the dialect";
+    }
+    return "";
+  }
+
   static std::string WrongInDialect(BaseConfig& config) {
     return WrongInDialect(config, LinesOf(*config.GetList()));
   }
