@@ -188,6 +188,8 @@ class ConfigView {
   const std::string* Address(const LineIterator& line) const;
   LineIterator Before(const LineIterator& line) const;
   LineIterator After(const LineIterator& line) const;
+  static LineIterator LineOf(const Places::value_type& place,
+                             const std::optional<PlaceIndex>& index);
   bool EndsBlock(const LineIterator& line) const;
   bool Precedes(const LineIterator& first, const LineIterator& last) const;
   LineIterator InsertionPoint(const std::string& section);
@@ -257,6 +259,9 @@ class ConfigView {
   std::optional<PlaceIndex> m_end_index;
   std::optional<PlaceIndex> m_created_index;
   std::optional<OwnerIndex> m_owners;
+
+  // In the maps that nobody else looks at places are written when the indexes go.
+  const PlaceIndex::Values m_place_values;
 
   // A line may have several elements that stand for it. False: each line has at most one.
   bool m_lines_shared = false;

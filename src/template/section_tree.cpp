@@ -45,8 +45,8 @@ std::size_t HashOf(std::string_view level) {
 }
 
 std::size_t CommonBeginning(std::string_view a, std::string_view b) {
-  const auto end = std::mismatch(a.begin(), a.end(), b.begin(), b.end()).first;
-  return static_cast<std::size_t>(end - a.begin());
+  const auto differ = std::mismatch(a.begin(), a.end(), b.begin(), b.end());
+  return static_cast<std::size_t>(differ.first - a.begin());
 }
 
 // The bytes of `level` from `begin` on, as many as fit into a number that is in their order.

@@ -371,7 +371,9 @@ ConfigView::ConfigView(const std::shared_ptr<BaseConfig>& config, Maps maps)
     : m_config(config),
       m_observer(Nobody()),
       m_lines(config->GetList()),
-      m_tree(std::make_shared<SectionTree>()) {
+      m_tree(std::make_shared<SectionTree>()),
+      m_place_values(maps == Maps::kWhole ? PlaceIndex::Values::kAtOnce
+                                          : PlaceIndex::Values::kWhenSettled) {
   config->m_view = this;
   Reader(*config, *m_tree).Read(*m_lines);
   m_lines_shared = Registration(*this, *m_tree).Run();
@@ -466,6 +468,11 @@ LineIterator ConfigView::After(const LineIterator& line) const {
   return IsLine(line) ? std::next(line) : line;
 }
 
+LineIterator ConfigView::LineOf(const Places::value_type& place,
+                                const std::optional<PlaceIndex>& index) {
+  return index ? index->LineOf(place.second) : place.second;
+}
+
 bool ConfigView::EndsBlock(const LineIterator& line) const {
   return IsLine(line) && m_config->EndedSection(*line);
 }
@@ -487,7 +494,8 @@ LineIterator ConfigView::InsertionPoint(const std::string& section) {
   Take(section);
   const auto end = m_ends.find(section);
   if (end == m_ends.end()) return m_lines->end();
-  return EndsBlock(end->second) ? end->second : After(end->second);
+  const LineIterator line = LineOf(*end, m_end_index);
+  return EndsBlock(line) ? line : After(line);
 }
 
 // Whether new lines of `section` follow one another behind a block made in it. If so, moves that
@@ -495,7 +503,7 @@ LineIterator ConfigView::InsertionPoint(const std::string& section) {
 bool ConfigView::AdvanceCreated(const std::string& section, LineIterator& pos) {
   const auto created = m_created.find(section);
   if (created == m_created.end()) return false;
-  pos = After(created->second);
+  pos = After(LineOf(*created, m_created_index));
   SetPlace(m_created, m_created_index, section, pos);
   return true;
 }
@@ -561,7 +569,7 @@ void ConfigView::IndexPlaces() {
 }
 
 PlaceIndex ConfigView::IndexOf(Places& places) const {
-  PlaceIndex index;
+  PlaceIndex index(m_place_values);
   for (Places::value_type& place : places) {
     if (IsLine(place.second)) index.Add(place);
   }
@@ -681,6 +689,8 @@ void ConfigView::Forget(const LineIterator& first, const LineIterator& last) try
 }
 
 void ConfigView::ForgetIndexes() {
+  if (m_end_index) m_end_index->Settle();
+  if (m_created_index) m_created_index->Settle();
   m_end_index.reset();
   m_created_index.reset();
   m_owners.reset();
@@ -775,7 +785,7 @@ void ConfigView::AppendOrdinary(const std::string& section, ParamList& params,
   if (!starts) ErasePlace(m_created, m_created_index, section);
   if (parent.empty()) {
     m_created.clear();
-    if (m_created_index) m_created_index.emplace();
+    if (m_created_index) m_created_index.emplace(m_place_values);
   }
 }
 

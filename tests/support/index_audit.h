@@ -80,7 +80,13 @@ struct IndexAudit {
   template <class View>
   static WholeMaps WholeMapsOf(const View& view) {
     const ConfigView& base = view;
-    WholeMaps maps{base.m_params, base.m_ends, base.m_created};
+    WholeMaps maps{base.m_params, {}, {}};
+    for (const auto& [section, line] : base.m_ends) {
+      maps.m_ends.emplace(section, LineOf(base.m_end_index, line));
+    }
+    for (const auto& [section, line] : base.m_created) {
+      maps.m_created.emplace(section, LineOf(base.m_created_index, line));
+    }
     if (base.m_tree != nullptr) base.m_tree->CopyTo(maps.m_params, maps.m_ends);
     return maps;
   }
@@ -146,10 +152,10 @@ struct IndexAudit {
       }
     }
     for (const auto& [section, line] : view.m_ends) {
-      if (broken(line)) return "end of " + section;
+      if (broken(LineOf(view.m_end_index, line))) return "end of " + section;
     }
     for (const auto& [section, line] : view.m_created) {
-      if (broken(line)) return "created of " + section;
+      if (broken(LineOf(view.m_created_index, line))) return "created of " + section;
     }
     for (const std::string* const line : view.m_disguised) {
       if (lines.count(line) == 0) return "a disguised line";
@@ -207,18 +213,31 @@ struct IndexAudit {
     if (!index) return "";
     std::size_t count = 0;
     for (const auto& place : places) {
-      if (!view.IsLine(place.second)) continue;
-      ++count;
       const auto position = index->m_positions.find(&place.second);
-      const auto line = index->m_lines.find(&*place.second);
-      if (position == index->m_positions.end() || line == index->m_lines.end() ||
-          position->second >= line->second.size() || line->second[position->second] != &place) {
+      if (!view.IsLine(index->LineOf(place.second))) {
+        if (position != index->m_positions.end()) return "no line in an index: " + place.first;
+        continue;
+      }
+      ++count;
+      if (position == index->m_positions.end()) return "not in its index: " + place.first;
+      const auto [pile, number] = position->second;
+      const auto on_line = index->m_piles.find(&*pile->line);
+      if (on_line == index->m_piles.end() || &on_line->second != pile ||
+          number >= pile->places.size() || pile->places[number] != &place) {
         return "the place of " + place.first + " in its index";
+      }
+      if (view.m_place_values == PlaceIndex::Values::kAtOnce && place.second != pile->line) {
+        return "the value of the place of " + place.first;
       }
     }
     std::size_t on_lines = 0;
-    for (const auto& [line, entries] : index->m_lines) on_lines += entries.size();
+    for (const auto& [line, pile] : index->m_piles) on_lines += pile.places.size();
     return index->m_positions.size() == count && on_lines == count ? "" : "too many places";
+  }
+
+  // The line of a place, whose value in the map may not have been written yet.
+  static LineIterator LineOf(const std::optional<PlaceIndex>& index, const LineIterator& place) {
+    return index ? index->LineOf(place) : place;
   }
 
   template <class Finder, class List>
