@@ -210,7 +210,7 @@ class QELTEMPLATE_EXPORT Apache : public LineListConfig {
   friend struct IndexAudit;  // as above
 
   QELTEMPLATE_LOCAL static LineLook Look(const std::string& line);
-  QELTEMPLATE_LOCAL LookAtLine GetLookAtLine() const override;
+  LookAtLine GetLookAtLine() const override;
 };
 
 }  // namespace tov_template

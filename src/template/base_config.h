@@ -146,7 +146,7 @@ class QELTEMPLATE_EXPORT BaseConfig {
 
   // How a view that is being read looks at the lines; null: it asks the operations one by one. To
   // be overridden by a dialect none of whose operations is overridden in turn. Default: null.
-  QELTEMPLATE_LOCAL virtual LookAtLine GetLookAtLine() const;
+  virtual LookAtLine GetLookAtLine() const;
 
  private:
   friend class ConfigView;

@@ -37,17 +37,21 @@ void AppendWord(std::string& text, std::string_view word) {
   text += word;
 }
 
-// Adds the directive's name and the first one of the names in `line`, a server_name.
-void AppendFirstName(std::string& path, const std::string& line) {
-  std::string names = line;
-  names.erase(std::remove(names.begin(), names.end(), ';'), names.end());
-  if (str::view::Contains(names, "{%")) return;
-  std::string_view rest = names;
-  const std::string_view directive = str::view::GetWord(rest);
-  const std::string_view first = str::view::GetWord(rest);
-  path.reserve(path.size() + directive.size() + first.size() + kSslOn.size() + 3);
-  AppendWord(path, directive);
-  AppendWord(path, first);
+// Adds the directive's name and the first one of the names in `line`, a server_name, without
+// terminators.
+void AppendFirstName(std::string& path, std::string_view line) {
+  while (str::view::EndsWith(line, ";")) line.remove_suffix(1);
+  std::string without_terminators;
+  if (line.find(';') != std::string_view::npos) {  // others than those at the end, seldom
+    without_terminators = line;
+    without_terminators.erase(
+        std::remove(without_terminators.begin(), without_terminators.end(), ';'),
+        without_terminators.end());
+    line = without_terminators;
+  }
+  if (str::view::Contains(line, "{%")) return;
+  AppendWord(path, str::view::GetWord(line));
+  AppendWord(path, str::view::GetWord(line));
 }
 
 std::string WithoutBrackets(std::string_view word) {
@@ -128,7 +132,10 @@ void Nginx::GetIdentParams(std::set<std::string>& names) const {
 
 std::string Nginx::MakeSectionPath(const std::string& name,
                                    const std::map<std::string, std::string>& idents) const {
-  std::string path = name;
+  constexpr std::size_t kRoomForNames = 64;  // most fit
+  std::string path;
+  path.reserve(name.size() + kRoomForNames);
+  path = name;
   bool ssl = false;
   for (const auto& [ident, line] : idents) {
     if (ident == kServerName) AppendFirstName(path, line);

@@ -130,6 +130,7 @@ std::string_view SectionTree::Level(const Node* node) {
 // Adds a level also for an empty text, but below the root.
 Node* SectionTree::Descend(Node* node, std::string_view text) {
   if (IsRoot(node) && text.empty()) return node;
+  if (text.find(kSeparatorByte) == std::string_view::npos) return MakeChild(node, text);
   for (bool more = true; more;) {
     const std::size_t end = text.find(kSectionSeparator);
     more = end != std::string_view::npos;
@@ -249,12 +250,6 @@ Block* SectionTree::AddLine(Block* block, const LineIterator& line, bool unique)
     current->last_unique = &added;
   }
   return current;
-}
-
-void SectionTree::SetEnd(Node* node, const LineIterator& line, bool unique) {
-  node->end = line;
-  node->has_end = true;
-  node->end_unique = unique;
 }
 
 void SectionTree::MoveValues(Node* from, Node* into, bool from_wins) {

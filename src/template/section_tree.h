@@ -207,4 +207,10 @@ struct SectionTree::Node {
   bool leads_to_unique = false;  // it, or a path below it, has unique directives; see ForEachBlock
 };
 
+inline void SectionTree::SetEnd(Node* node, const LineIterator& line, bool unique) {
+  node->end = line;
+  node->has_end = true;
+  node->end_unique = unique;
+}
+
 }  // namespace tov_template

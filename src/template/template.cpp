@@ -216,8 +216,8 @@ class ConfigView::Reader {
       // A re-keyed block drops a second level. What follows in the enclosing block is therefore
       // recorded further out; configurations that were edited so far rely on the resulting paths.
       m_path = m_tree.Above(m_path);
-      const std::string level(SectionTree::Level(block));
-      m_tree.Rekey(block, m_config.MakeSectionPath(level, m_idents.back()));
+      m_level = SectionTree::Level(block);
+      m_tree.Rekey(block, m_config.MakeSectionPath(m_level, m_idents.back()));
     }
     if (!m_open.empty()) m_open.pop_back();
     if (!m_idents.empty()) m_idents.pop_back();
@@ -230,6 +230,7 @@ class ConfigView::Reader {
   SectionTree::Node* m_path = m_tree.Root();
   std::vector<SectionTree::Block*> m_open;                   // those whose lines are recorded
   std::vector<std::map<std::string, std::string>> m_idents;  // of each open block
+  std::string m_level;                                       // of the block that closes
 };
 
 namespace {

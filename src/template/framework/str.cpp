@@ -96,7 +96,11 @@ std::string Join(const std::list<std::string>& parts, const std::string& separat
   for (const std::string& part : parts) size += part.size() + separator.size();
   std::string result;
   result.reserve(size);
-  for (const std::string& part : parts) inpl::Append(result, part, separator);
+  for (const std::string& part : parts) {
+    if (part.empty()) continue;
+    if (!result.empty()) result += separator;
+    result += part;
+  }
   return result;
 }
 
