@@ -43,7 +43,7 @@ help:
 	@echo 'make tidy          run clang-tidy over the library, the program and the bindings'
 	@echo 'make cppcheck      run cppcheck over everything'
 	@echo 'make bench         time, memory and growth, beside other programs; QUICK=1 for a short run'
-	@echo 'make instructions  has any of three fixed requests become slower by a tenth'
+	@echo 'make instructions  has any of some fixed requests become slower by a tenth'
 	@echo 'make docs          the pages in docs/ and the C++ interface as a site, build/docs/site/index.html'
 	@echo 'make bench-python  what a request costs more from Python than in C++'
 	@echo 'make deb           build Debian packages, in build/deb, and run lintian over them'
