@@ -23,6 +23,8 @@ BOUND = 1.10
 
 REQUESTS = [
     ("one-site", "Nginx", "1000"),
+    ("one-site", "Apache", "1000"),
+    ("from-the-last", "Nginx", "1000"),
     ("every-site", "Apache", "300"),
     ("lines-of-one-block", "Nginx", "5000"),
 ]

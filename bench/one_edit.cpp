@@ -6,6 +6,7 @@
 //   one_edit DIALECT CONFIG TEMPLATE     edits one site with the library
 //   one_edit text CONFIG                 only reads the file
 //   one_edit DIALECT CONFIG              reads the text's blocks
+//   one_edit read DIALECT CONFIG         has the library read it, and edits nothing
 //
 // All hold the text that was read, and the text that came out, until the end.
 #include <cstddef>
@@ -36,8 +37,8 @@ std::string ReadFile(const std::string& name) {
 
 std::string Edit(const std::string& dialect, const std::string& config,
                  const std::string& template_text) {
-  return tov_template::ParserTemplate(tov_template::GetConfigType(dialect, config))
-      .SetValue("folder", bench::kOldFolder, bench::kNewFolder)
+  tov_template::ParserTemplate parser(tov_template::GetConfigType(dialect, config));
+  return parser.SetValue("folder", bench::kOldFolder, bench::kNewFolder)
       .SetTemplate(template_text)
       .ApplyTemplate()
       .GetConfig();
@@ -61,12 +62,17 @@ std::size_t Run(const std::vector<std::string>& arguments) {
     const std::string config = ReadFile(arguments[1]);
     return arguments[0] == "text" ? config.size() : CountBlocks(arguments[0], config);
   }
+  if (arguments.size() == 3 && arguments[0] == "read") {
+    const std::string config = ReadFile(arguments[2]);
+    const tov_template::ParserTemplate parser(tov_template::GetConfigType(arguments[1], config));
+    return parser.GetConfig().size();
+  }
   if (arguments.size() == 3) {
     const std::string config = ReadFile(arguments[1]);
     return Edit(arguments[0], config, ReadFile(arguments[2])).size();
   }
   throw std::invalid_argument(
-      "usage: one_edit floor|text|DIALECT CONFIG | DIALECT CONFIG TEMPLATE");
+      "usage: one_edit floor|text|DIALECT CONFIG | read DIALECT CONFIG | DIALECT CONFIG TEMPLATE");
 }
 
 }  // namespace

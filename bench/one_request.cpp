@@ -20,13 +20,14 @@ namespace {
 const std::map<std::string, bench::Request (*)(const bench::Dialect&, std::size_t)> kRequests = {
     {"one-site", bench::OneSite},
     {"every-site", bench::EverySite},
+    {"from-the-last", bench::RemoveFromTheLast},
     {"lines-of-one-block", bench::LinesOfOneBlock},
 };
 
 void Run(const std::vector<std::string>& arguments) {
   if (arguments.size() != 3 || kRequests.count(arguments[0]) == 0) {
     throw std::invalid_argument(
-        "usage: one_request one-site|every-site|lines-of-one-block DIALECT N");
+        "usage: one_request one-site|every-site|from-the-last|lines-of-one-block DIALECT N");
   }
   const bench::Dialect& dialect = bench::DialectOf(arguments[1]);
   const bench::Request request = kRequests.at(arguments[0])(dialect, std::stoul(arguments[2]));

@@ -3,7 +3,9 @@
 #include "template/apache.h"
 
 #include <algorithm>
+#include <array>
 #include <iterator>
+#include <typeinfo>
 #include <utility>
 #include <vector>
 
@@ -13,6 +15,25 @@ namespace tov_template {
 namespace {
 
 constexpr std::string_view kOptions = "Options";
+
+// The directives that are managed here.
+constexpr std::array<std::string_view, 3> kManaged = {kOptions, "ServerAlias", "DirectoryIndex"};
+
+bool IsManaged(std::string_view line) {
+  const std::string_view text = str::view::Trim(line);
+  for (const std::string_view name : kManaged) {
+    if (text.empty() || text.front() != name.front()) continue;
+    if (text.substr(0, name.size()) != name) continue;
+    return text.size() == name.size() || str::IsBlank(text[name.size()]);
+  }
+  return false;
+}
+
+// How far a line of `section` is indented.
+std::size_t Depth(const std::string& section) {
+  const std::string_view trimmed = str::view::Trim(section);
+  return SectionDepth(trimmed.size() == section.size() ? section : std::string(trimmed));
+}
 
 bool IsOptions(std::string_view text) {
   return str::view::StartsWith(str::view::Trim(text), kOptions);
@@ -36,8 +57,27 @@ bool Apache::EndedSection(const std::string& line) const {
 }
 
 bool Apache::IsUniqueParam(const std::string& line) const {
-  const std::string_view name = str::view::FirstWord(line);
-  return name == kOptions || name == "ServerAlias" || name == "DirectoryIndex";
+  return IsManaged(line);
+}
+
+Apache::LineLook Apache::Look(const std::string& line) {
+  LineLook look;
+  look.text = str::view::Trim(line);
+  if (look.text.empty()) return look;
+  if (look.text.front() != '<') {
+    look.unique = IsManaged(look.text);
+    return look;
+  }
+  if (look.text.find('#') != std::string_view::npos) {
+    look.text = str::view::Trim(look.text.substr(0, look.text.rfind('#')));
+  }
+  look.ends = str::view::StartsWith(look.text, "</");
+  look.starts = !look.ends;
+  return look;
+}
+
+Apache::LookAtLine Apache::GetLookAtLine() const {
+  return typeid(*this) == typeid(Apache) ? Look : nullptr;
 }
 
 std::string Apache::GetKeyFieldConstParam(const std::string& line) const {
@@ -49,7 +89,8 @@ std::string Apache::GetKeyFieldConstParam(const std::string& line) const {
 }
 
 std::string Apache::PrepareLine(const std::string& section, const std::string& text) const {
-  return Indented(str::Trim(section), str::Trim(text));
+  std::string line(Depth(section), '\t');
+  return line += str::view::Trim(text);
 }
 
 // Directives that are managed here
@@ -107,26 +148,25 @@ void Apache::LineChanged(const LineIterator& line) {
 // Options
 
 LineIterator Apache::ParseOptions::Register(const std::string& section, LineIterator& pos) {
-  const bool first = m_words.count(section) == 0;
-  const std::string added = AddWords(section, *pos);
-  if (first) SetLine(section, pos);
-  const auto merged = m_merged_lines.find(section);
+  const Added added = AddWords(section, *pos);
+  if (added.first) SetLine(section, pos);
+  const auto merged = FindInOrder(m_merged_lines, section);
   if (merged != m_merged_lines.end()) {
-    // A block may have any number of such lines, which come in a row: only what is new is written,
-    // behind what was written for the line before.
-    const bool goes_on = m_registered_last == &merged->first;
-    m_apache->Write(merged->second, goes_on ? std::move(*merged->second) + added : Line(section));
-    m_registered_last = &merged->first;
+    if (added.first && IsWritten(section, *pos, added.words)) {
+      m_written_last = &merged->first;
+    } else {
+      WriteWords(*merged, added.words);
+    }
   }
-  return first ? pos : m_apache->RemoveParam(pos);
+  return added.first ? pos : m_apache->RemoveParam(pos);
 }
 
 LineIterator Apache::ParseOptions::Append(const std::string& section, const LineIterator& pos,
                                           const std::string& text) {
-  AddWords(section, text);
+  const Added added = AddWords(section, text);
   const auto merged = m_merged_lines.find(section);
   if (merged != m_merged_lines.end()) {
-    m_apache->Write(merged->second, Line(section));
+    WriteWords(*merged, added.words);
     return pos;
   }
   const LineIterator line = m_apache->AppendParam(pos, Line(section));
@@ -139,19 +179,20 @@ void Apache::ParseOptions::Remove(const std::string& section, const std::string&
   const auto entry = m_words.find(section);
   if (merged == m_merged_lines.end() || entry == m_words.end()) return;
   std::list<std::string>& words = entry->second;
-  if (!flag) RemoveWords(section, text);
+  m_written_last = nullptr;
+  if (!flag) RemoveWords(section, words, text);
   if (words.empty()) return;
   if (!flag && words.back() != kOptions) {
     m_apache->Write(merged->second, Line(section));
     return;
   }
-  m_positions[section].clear();
+  m_positions.erase(section);
   words.clear();
   m_apache->Write(merged->second, "");
 }
 
 LineIterator Apache::ParseOptions::MergedLine(const std::string& section) const {
-  const auto merged = m_merged_lines.find(section);
+  const auto merged = FindInOrder(m_merged_lines, section);
   return merged == m_merged_lines.end() ? m_apache->m_lines.end() : merged->second;
 }
 
@@ -163,10 +204,10 @@ void Apache::ParseOptions::Forget(const LineIterator& line) {
     m_sections = std::move(made);
   }
   for (const std::string* section : m_sections->Take(&*line)) {
-    m_positions.erase(m_positions.find(*section));
+    m_positions.erase(*section);
     m_words.erase(m_words.find(*section));
     m_merged_lines.erase(m_merged_lines.find(*section));
-    m_registered_last = nullptr;
+    m_written_last = nullptr;
   }
 }
 
@@ -174,48 +215,98 @@ void Apache::ParseOptions::AddLines(std::vector<LineIterator>& lines) const {
   for (const auto& [section, merged] : m_merged_lines) lines.push_back(merged);
 }
 
-// Adds the words of the line `text` that the block does not have yet. Returns them, each behind a
-// blank.
-std::string Apache::ParseOptions::AddWords(const std::string& section, std::string_view text) {
+// The index of `words`, those of `section`, made when they are many by now; null when they have
+// always been few.
+Apache::ParseOptions::Positions* Apache::ParseOptions::PositionsOf(const std::string& section,
+                                                                   std::list<std::string>& words) {
+  const bool few = words.size() < kShortList;
+  if (few && m_positions.empty()) return nullptr;
+  auto entry = m_positions.find(section);
+  if (entry != m_positions.end()) return &entry->second;
+  if (few) return nullptr;
+  entry = m_positions.try_emplace(section).first;
+  try {
+    for (auto word = words.begin(); word != words.end(); ++word) {
+      entry->second.emplace(*word, word);
+    }
+  } catch (...) {
+    m_positions.erase(entry);
+    throw;
+  }
+  return &entry->second;
+}
+
+// Adds the words of the line `text` that the block does not have yet.
+Apache::ParseOptions::Added Apache::ParseOptions::AddWords(const std::string& section,
+                                                           std::string_view text) {
   std::string_view rest = str::view::Trim(text);
-  const auto [entry, made] = m_words.try_emplace(section);
+  const auto [entry, made] = EntryInOrder(m_words, section);
   std::list<std::string>& words = entry->second;
-  auto& positions = m_positions[section];
-  const auto add = [&](std::string_view word) {
-    words.emplace_back(word);
-    positions.emplace(words.back(), std::prev(words.end()));
-  };
-  if (made) add(str::view::GetWord(rest));
-  std::string added;
+  Added added{made, {}};
+  if (made) words.emplace_back(str::view::GetWord(rest));
+  Positions* positions = nullptr;
   while (!rest.empty()) {
     const std::string_view word = str::view::GetWord(rest);
-    if (positions.count(word) != 0) continue;
-    add(word);
-    added.append(" ").append(word);
+    if (positions == nullptr) positions = PositionsOf(section, words);
+    const bool known = positions != nullptr
+                           ? positions->count(word) != 0
+                           : std::find(words.begin(), words.end(), word) != words.end();
+    if (known) continue;
+    std::list<std::string> one;
+    one.emplace_back(word);
+    if (positions != nullptr) positions->emplace(one.front(), one.begin());
+    words.splice(words.end(), one);
+    added.words.append(" ").append(word);
   }
   return added;
 }
 
-void Apache::ParseOptions::RemoveWords(const std::string& section, std::string_view text) {
+void Apache::ParseOptions::RemoveWords(const std::string& section, std::list<std::string>& words,
+                                       std::string_view text) {
   std::string_view rest = str::view::Trim(text);
   str::view::GetWord(rest);  // the directive's name
-  auto& positions = m_positions[section];
+  const auto many = m_positions.find(section);
   while (!rest.empty()) {
-    const auto found = positions.find(str::view::GetWord(rest));
-    if (found == positions.end()) continue;
-    const auto word = found->second;
-    positions.erase(found);
-    m_words[section].erase(word);
+    const std::string_view word = str::view::GetWord(rest);
+    auto found = words.end();
+    if (many == m_positions.end()) {
+      found = std::find(words.begin(), words.end(), word);
+    } else if (const auto position = many->second.find(word); position != many->second.end()) {
+      found = position->second;
+      many->second.erase(position);
+    }
+    if (found != words.end()) words.erase(found);
   }
 }
 
 void Apache::ParseOptions::SetLine(const std::string& section, const LineIterator& line) {
-  const auto entry = m_merged_lines.emplace(section, line).first;
+  const auto [entry, made] = EntryInOrder(m_merged_lines, section);
+  if (made) entry->second = line;
   if (m_sections) m_sections->Add(&*line, &entry->first, &entry->first);
 }
 
+// Writes a block's line, whose words are the same as before but for those `added`. Where they come
+// in a row, only these are written.
+void Apache::ParseOptions::WriteWords(const Lines::value_type& merged, const std::string& added) {
+  const auto& [section, line] = merged;
+  const bool goes_on = m_written_last == &section;
+  m_apache->Write(line, goes_on ? std::move(*line) + added : Line(section));
+  m_written_last = &section;
+}
+
+// Whether the only line of `section` is, to the byte, what would be written for its words: the
+// directive's name and `words`, each behind a blank.
+bool Apache::ParseOptions::IsWritten(const std::string& section, const std::string& line,
+                                     std::string_view words) {
+  const std::string_view text = str::view::Trim(line);
+  const std::size_t indentation = Depth(section);
+  return line.size() == indentation + text.size() && line.find_first_not_of('\t') == indentation &&
+         str::view::EndsWith(text, words) &&
+         str::view::FirstWord(text).size() + words.size() == text.size();
+}
+
 std::string Apache::ParseOptions::Line(const std::string& section) const {
-  return m_apache->PrepareLine(section, str::Join(m_words.at(section), " "));
+  return m_apache->PrepareLine(section, str::Join(FindInOrder(m_words, section)->second, " "));
 }
 
 // ServerAlias and DirectoryIndex
@@ -263,7 +354,7 @@ std::string Apache::ParseHugeParam::GetPartParam(std::string& value) {
 
 void Apache::ParseHugeParam::Register(const std::string& section, const LineIterator& pos) {
   const std::string name(str::view::FirstWord(*pos));
-  m_registry.Add(m_huge_lines[section][name], pos);
+  m_registry.Add(EntryInOrder(m_huge_lines, section).first->second[name], pos);
 }
 
 LineIterator Apache::ParseHugeParam::Append(const std::string& section, const LineIterator& pos,

@@ -58,7 +58,7 @@ class QELTEMPLATE_EXPORT Apache : public LineListConfig {
     void Forget(const LineIterator& line);
 
     // To be called when the text of a line has changed.
-    void Changed() { m_registered_last = nullptr; }
+    void Changed() { m_written_last = nullptr; }
 
     // Appends the blocks' lines to `lines`.
     void AddLines(std::vector<LineIterator>& lines) const;
@@ -70,8 +70,23 @@ class QELTEMPLATE_EXPORT Apache : public LineListConfig {
     using Words = std::map<std::string, std::list<std::string>>;
     using Lines = std::map<std::string, LineIterator>;
 
-    QELTEMPLATE_LOCAL std::string AddWords(const std::string& section, std::string_view text);
-    QELTEMPLATE_LOCAL void RemoveWords(const std::string& section, std::string_view text);
+    // The words of a list by their texts.
+    using Positions = std::unordered_map<std::string_view, std::list<std::string>::iterator>;
+
+    // What AddWords has done.
+    struct Added {
+      bool first;         // the block had no words before
+      std::string words;  // each behind a blank
+    };
+
+    QELTEMPLATE_LOCAL Added AddWords(const std::string& section, std::string_view text);
+    QELTEMPLATE_LOCAL void RemoveWords(const std::string& section, std::list<std::string>& words,
+                                       std::string_view text);
+    QELTEMPLATE_LOCAL Positions* PositionsOf(const std::string& section,
+                                             std::list<std::string>& words);
+    QELTEMPLATE_LOCAL static bool IsWritten(const std::string& section, const std::string& line,
+                                            std::string_view words);
+    QELTEMPLATE_LOCAL void WriteWords(const Lines::value_type& merged, const std::string& added);
     QELTEMPLATE_LOCAL void SetLine(const std::string& section, const LineIterator& line);
     QELTEMPLATE_LOCAL std::string Line(const std::string& section) const;
 
@@ -79,16 +94,15 @@ class QELTEMPLATE_EXPORT Apache : public LineListConfig {
     Words m_words;
     Lines m_merged_lines;  // section path -> the block's line
 
-    // The words of m_words by their texts.
-    std::map<std::string, std::unordered_map<std::string_view, std::list<std::string>::iterator>>
-        m_positions;
+    // Of the blocks that have, or had, many words.
+    std::map<std::string, Positions> m_positions;
 
     // The entries of m_merged_lines by their lines. Made when the first line is erased.
     std::optional<LineIndex<const std::string*>> m_sections;
 
-    // The key in m_merged_lines of the block whose line Register has written, and nobody has
-    // written to any line since; null when somebody has.
-    const std::string* m_registered_last = nullptr;
+    // The key in m_merged_lines of the block whose line holds its words and was written last, of
+    // all lines; null when another one was.
+    const std::string* m_written_last = nullptr;
   };
 
   // The lines of "ServerAlias" and "DirectoryIndex".
@@ -194,6 +208,9 @@ class QELTEMPLATE_EXPORT Apache : public LineListConfig {
 
  private:
   friend struct IndexAudit;  // as above
+
+  QELTEMPLATE_LOCAL static LineLook Look(const std::string& line);
+  LookAtLine GetLookAtLine() const override;
 };
 
 }  // namespace tov_template

@@ -6,7 +6,7 @@
 
 namespace tov_template {
 
-BaseConfig::BaseConfig(const std::string& text) : m_conf_text(text) {}
+BaseConfig::BaseConfig(const std::string& /*text*/) {}
 
 BaseConfig::~BaseConfig() = default;
 
@@ -45,6 +45,10 @@ void BaseConfig::ChangeUniqueParam(const std::string& /*section*/, LineIterator&
 
 LineIterator BaseConfig::SharedLine(const std::string& /*section*/, const std::string& /*text*/) {
   return GetList()->end();
+}
+
+BaseConfig::LookAtLine BaseConfig::GetLookAtLine() const {
+  return nullptr;
 }
 
 void BaseConfig::ForgetLine(const LineIterator& /*line*/) {}

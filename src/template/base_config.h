@@ -7,6 +7,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <string_view>
 
 #include "template/export.h"
 #include "template/section_path.h"
@@ -38,7 +39,8 @@ using LineIterator = std::list<std::string>::iterator;
 //   without its line end.
 class QELTEMPLATE_EXPORT BaseConfig {
  public:
-  // Keeps a copy of `text`, the whole text of the configuration (not a file's name).
+  // `text` is the whole text of the configuration (not a file's name). It is not kept: a derived
+  // class keeps the lines.
   explicit BaseConfig(const std::string& text);
   virtual ~BaseConfig();
 
@@ -132,10 +134,23 @@ class QELTEMPLATE_EXPORT BaseConfig {
   // back and belongs to another block stays. Default: does nothing.
   virtual void ForgetLine(const LineIterator& line);
 
+  // What the operations above say of a line, found out at one look.
+  struct LineLook {
+    std::string_view text;  // without its comment, trimmed; only of a line that starts or names
+    std::string_view name;  // its first word, where that is one of GetIdentParams; else ""
+    bool starts = false;    // StartsSection
+    bool ends = false;      // EndedSection
+    bool unique = false;    // IsUniqueParam
+  };
+  using LookAtLine = LineLook (*)(const std::string& line);
+
+  // How a view that is being read looks at the lines; null: it asks the operations one by one. To
+  // be overridden by a dialect none of whose operations is overridden in turn. Default: null.
+  virtual LookAtLine GetLookAtLine() const;
+
  private:
   friend class ConfigView;
 
-  std::string m_conf_text;
   const ConfigView* m_view = nullptr;  // the one that was made last
 };
 

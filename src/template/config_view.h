@@ -27,6 +27,8 @@ struct ConfParam {
 
 namespace tov_template {
 
+class SectionTree;
+
 // The blocks of one configuration, found by their section path (section_path.h), and the operations
 // that edit them. The view holds no text: it refers to the lines of the dialect's list, edits them
 // through the dialect, and BaseConfig::Str writes the result back.
@@ -115,6 +117,14 @@ class ConfigView {
   QELTEMPLATE_EXPORT std::string TrimTerm(std::string text);
 
  protected:
+  // How much of what has been read stands in the three maps. kOnDemand: the blocks that edits have
+  // asked for, which saves nearly all the work when these are few. It is for a view whose maps
+  // nobody looks at.
+  enum class Maps { kWhole, kOnDemand };
+
+  // As the other constructor, which makes whole maps.
+  QELTEMPLATE_LOCAL ConfigView(const std::shared_ptr<BaseConfig>& config, Maps maps);
+
   // Moves the entries of `map` (m_params or m_ends) at or below `old_path` to the same places below
   // `new_path`, which is trimmed. Of several entries that come to the same path the last moved one
   // counts; one that was there already stays, and the moved one is dropped. Cost: grows with the
@@ -122,6 +132,9 @@ class ConfigView {
   template <class Map>
   QELTEMPLATE_EXPORT void UpdateSectionPath(Map& map, const std::string& old_path,
                                             const std::string& new_path);
+
+  // Whether nobody else can get at the lines, which a dialect of the library's own keeps.
+  QELTEMPLATE_LOCAL bool OwnsLines() const;
 
   const std::shared_ptr<BaseConfig> m_config;
 
@@ -147,6 +160,7 @@ class ConfigView {
   friend struct IndexAudit;  // compares it with a fresh one, in tests
 
   class Reader;
+  class Registration;
 
   using ParamList = std::list<ConfParam>;
   using LineSet = std::unordered_set<const std::string*>;
@@ -166,12 +180,6 @@ class ConfigView {
     bool IsSteady(const ConfParam& param) const;
   };
 
-  // `Unique` is SectionTree::Unique, whose header builds on this one.
-  template <class Unique>
-  void RegisterUniqueParams(Unique unique);
-
-  bool MergesIntoOrdinary(const std::string& section, const std::string& text) const;
-
   // Whether no other view has been made over the dialect since.
   bool IsLast() const { return m_config->m_view == this; }
 
@@ -180,12 +188,24 @@ class ConfigView {
   const std::string* Address(const LineIterator& line) const;
   LineIterator Before(const LineIterator& line) const;
   LineIterator After(const LineIterator& line) const;
+  static LineIterator LineOf(const Places::value_type& place,
+                             const std::optional<PlaceIndex>& index);
   bool EndsBlock(const LineIterator& line) const;
   bool Precedes(const LineIterator& first, const LineIterator& last) const;
-  LineIterator InsertionPoint(const std::string& section) const;
+  LineIterator InsertionPoint(const std::string& section);
   bool AdvanceCreated(const std::string& section, LineIterator& pos);
   ParamList* FindBlock(const std::string& section);
   ParamList::iterator FindOwn(ParamList& params, const std::string& key);
+
+  // Blocks that are not in the maps yet
+  template <class Node>
+  void Take(const std::string& section, Node* node);
+  template <class Paths>
+  void TakeAll(const Paths& paths);
+  void Take(const std::string& section);
+  void TakeAtAndBelow(const std::string& section);
+  void TakeBeginningWith(const std::string& section);
+  void TakeEverything();
 
   // References to lines
   void IndexPlaces();
@@ -223,10 +243,15 @@ class ConfigView {
   void EraseHandedBack(ParamList& params, const std::list<LineIterator>& removed, bool log);
   void RemoveBlock(const std::string& section, ParamList& params);
   void RemoveOrdinary(ParamList& params, const std::string& param);
+  void TakeSmallBlocks();
   bool IsRemovable(const Params::value_type& block) const;
   void ChangeOrdinary(const std::string& section, ParamList& params, ParamList::iterator param,
                       const std::string& new_param);
   void ChangeUnique(const std::string& section, ParamList& params, const std::string& new_param);
+
+  // The blocks that are not in the maps yet; null when all are. Each block is in one of the two,
+  // with all its lines and its end.
+  std::shared_ptr<SectionTree> m_tree;
 
   // The indexes by line are made when they are first needed: m_end_index and m_created_index when
   // the first line is erased; m_owners only when lines are erased that may have other owners than
@@ -234,6 +259,9 @@ class ConfigView {
   std::optional<PlaceIndex> m_end_index;
   std::optional<PlaceIndex> m_created_index;
   std::optional<OwnerIndex> m_owners;
+
+  // In the maps that nobody else looks at places are written when the indexes go.
+  const PlaceIndex::Values m_place_values;
 
   // A line may have several elements that stand for it. False: each line has at most one.
   bool m_lines_shared = false;

@@ -196,6 +196,7 @@ class LineFinder {
   // Calls `update` with the index of `list`, if there is one, which is given up when that fails.
   template <class Change>
   void Update(const List& list, Change update) {
+    if (m_indexes.empty()) return;
     const auto found = m_indexes.find(&list);
     if (found == m_indexes.end() || !found->second.made) return;
     try {

@@ -2,7 +2,8 @@
 
 #include "template/line_list_config.h"
 
-#include <string_view>
+#include <algorithm>
+#include <cstddef>
 #include <utility>
 
 #include "template/framework/str.h"
@@ -11,9 +12,10 @@ namespace tov_template {
 
 LineListConfig::LineListConfig(const std::string& text, std::set<std::string> const_params)
     : BaseConfig(text), m_const_params(std::move(const_params)) {
-  for (std::string_view rest = text; !rest.empty();) {
-    const std::string_view line = str::view::GetWord(rest, '\n');
-    if (!line.empty()) m_lines.emplace_back(line);
+  for (std::size_t begin = 0; begin < text.size();) {
+    const std::size_t end = std::min(text.find('\n', begin), text.size());
+    if (end != begin) m_lines.emplace_back(text, begin, end - begin);
+    begin = end + 1;
   }
 }
 

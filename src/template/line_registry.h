@@ -8,7 +8,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -27,7 +26,7 @@ class LineRegistry {
 
   // Appends `line`, which must be a line, to `list`.
   void Add(List& list, const LineIterator& line) {
-    if (list.empty()) m_lists.insert(&list);
+    if (list.empty() && !m_index) m_lists.push_back(&list);
     List added{line};
     const auto element = added.begin();
     if (m_index) Index(*m_index, list, element);
@@ -105,8 +104,8 @@ class LineRegistry {
     m_index = std::move(made);
   }
 
-  // Those that have, or once had, any elements.
-  std::unordered_set<List*> m_lists;
+  // Those that had any elements before the index was made. One may come more than once.
+  std::vector<List*> m_lists;
 
   // The elements by their lines. Made when it is first needed.
   std::optional<ListIndex> m_index;

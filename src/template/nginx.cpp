@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <typeinfo>
 #include <utility>
 
 #include "template/framework/str.h"
@@ -11,6 +12,47 @@
 
 namespace tov_template {
 namespace {
+
+constexpr std::string_view kListen = "listen";
+constexpr std::string_view kSslOn = "ssl on";
+
+// The directives that identify a block.
+const std::string kServerName = "server_name";
+const std::string kSsl = "ssl";
+const std::string kSslPreferServerCiphers = "ssl_prefer_server_ciphers";
+
+// The first word of `text`, when it is one of them; else "".
+std::string_view IdentOf(std::string_view text) {
+  for (const std::string_view name : {std::string_view(kServerName), std::string_view(kSsl),
+                                      std::string_view(kSslPreferServerCiphers)}) {
+    if (text.substr(0, name.size()) != name) continue;
+    if (text.size() == name.size() || str::IsBlank(text[name.size()])) return name;
+  }
+  return {};
+}
+
+// Adds `word`, which may be empty, to `text`, behind a blank.
+void AppendWord(std::string& text, std::string_view word) {
+  if (!text.empty() && !word.empty()) text += ' ';
+  text += word;
+}
+
+// Adds the directive's name and the first one of the names in `line`, a server_name, without
+// terminators.
+void AppendFirstName(std::string& path, std::string_view line) {
+  while (str::view::EndsWith(line, ";")) line.remove_suffix(1);
+  std::string without_terminators;
+  if (line.find(';') != std::string_view::npos) {  // others than those at the end, seldom
+    without_terminators = line;
+    without_terminators.erase(
+        std::remove(without_terminators.begin(), without_terminators.end(), ';'),
+        without_terminators.end());
+    line = without_terminators;
+  }
+  if (str::view::Contains(line, "{%")) return;
+  AppendWord(path, str::view::GetWord(line));
+  AppendWord(path, str::view::GetWord(line));
+}
 
 std::string WithoutBrackets(std::string_view word) {
   std::string text(word);
@@ -55,7 +97,27 @@ bool Nginx::EndedSection(const std::string& line) const {
 }
 
 bool Nginx::IsUniqueParam(const std::string& line) const {
-  return str::view::StartsWith(str::view::Trim(line), "listen");
+  return str::view::StartsWith(str::view::Trim(line), kListen);
+}
+
+Nginx::LineLook Nginx::Look(const std::string& line) {
+  LineLook look;
+  look.text = str::view::Trim(line);
+  if (look.text.empty()) return look;
+  const char first = look.text.front();
+  look.unique = first == kListen.front() && str::view::StartsWith(look.text, kListen);
+  if (look.text.find('#') != std::string_view::npos) {
+    look.text = str::view::Trim(look.text.substr(0, look.text.rfind('#')));
+    if (look.text.empty()) return look;
+  }
+  look.ends = first == '}';
+  look.starts = look.text.back() == '{' && look.text.find('#') == std::string_view::npos;
+  if (first == 's') look.name = IdentOf(look.text);
+  return look;
+}
+
+Nginx::LookAtLine Nginx::GetLookAtLine() const {
+  return typeid(*this) == typeid(Nginx) ? Look : nullptr;
 }
 
 std::string Nginx::GetKeyFieldConstParam(const std::string& line) const {
@@ -65,26 +127,21 @@ std::string Nginx::GetKeyFieldConstParam(const std::string& line) const {
 // Identity of a block
 
 void Nginx::GetIdentParams(std::set<std::string>& names) const {
-  names.insert({"server_name", "ssl", "ssl_prefer_server_ciphers"});
+  names.insert({kServerName, kSsl, kSslPreferServerCiphers});
 }
 
 std::string Nginx::MakeSectionPath(const std::string& name,
                                    const std::map<std::string, std::string>& idents) const {
-  std::string path = name;
-  const auto server_name = idents.find("server_name");
-  if (server_name != idents.end()) {
-    std::string names = server_name->second;
-    names.erase(std::remove(names.begin(), names.end(), ';'), names.end());
-    if (!str::view::Contains(names, "{%")) {
-      std::string_view rest = names;
-      for (int word = 0; word < 2; ++word) {  // the directive itself and its first name
-        str::inpl::Append(path, std::string(str::view::GetWord(rest)), " ");
-      }
-    }
+  constexpr std::size_t kRoomForNames = 64;  // most fit
+  std::string path;
+  path.reserve(name.size() + kRoomForNames);
+  path = name;
+  bool ssl = false;
+  for (const auto& [ident, line] : idents) {
+    if (ident == kServerName) AppendFirstName(path, line);
+    ssl = ssl || ident == kSsl || ident == kSslPreferServerCiphers;
   }
-  if (idents.count("ssl") != 0 || idents.count("ssl_prefer_server_ciphers") != 0) {
-    str::inpl::Append(path, "ssl on", " ");
-  }
+  if (ssl) AppendWord(path, kSslOn);
   return path;
 }
 
@@ -122,12 +179,7 @@ std::string Nginx::SetIndent(const std::string& section, const std::string& text
 
 LineIterator Nginx::RegisterUniqueParam(const std::string& section, LineIterator& pos) {
   if (pos == m_lines.end()) return pos;
-  // The sections come in order.
-  auto listens = m_listen.end();
-  if (m_listen.empty() || (--listens)->first != section) {
-    listens = m_listen.try_emplace(m_listen.end(), section);
-  }
-  m_registry.Add(listens->second, pos);
+  m_registry.Add(EntryInOrder(m_listen, section).first->second, pos);
   return pos;
 }
 

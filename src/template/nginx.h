@@ -105,6 +105,8 @@ class QELTEMPLATE_EXPORT Nginx : public LineListConfig {
  private:
   friend struct IndexAudit;  // compares it with a fresh one, in tests
 
+  QELTEMPLATE_LOCAL static LineLook Look(const std::string& line);
+  LookAtLine GetLookAtLine() const override;
   QELTEMPLATE_LOCAL LineIterator MakeListen(const std::string& section, LineRegistry::List& listens,
                                             const LineIterator& pos, const std::string& listen);
 

@@ -57,7 +57,8 @@ class ParserTemplate {
   QELTEMPLATE_EXPORT ParserTemplate& ApplyTemplate();
 
   // The configuration as the last ApplyTemplate left it, without blank lines and without a line end
-  // at its end; "" before the first.
+  // at its end; "" before the first. It is made of the lines each time while the parser is the only
+  // owner of a dialect object of the library's own.
   QELTEMPLATE_EXPORT std::string GetConfig() const;
 
   // The template's own result: the opening, closing and identifying lines of its blocks, with the

@@ -3,11 +3,11 @@
 #include "template/section_tree.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <functional>
 #include <iterator>
 #include <map>
 #include <utility>
-#include <vector>
 
 #include "template/framework/str.h"
 
@@ -24,10 +24,12 @@ constexpr std::size_t kLargeFamily = 1;
 constexpr std::size_t kLargeFamily = 16;
 #endif
 
+// The first byte of what stands between two levels.
+constexpr unsigned char kSeparatorByte = '\x18';
+
 void Drop(Block* dropped, Block* kept) {
+  *dropped = {};
   dropped->kept = kept;
-  dropped->lines.clear();
-  dropped->first_unique.reset();
 }
 
 Block* Current(Block* block) {
@@ -38,6 +40,46 @@ Block* Current(Block* block) {
   return block;
 }
 
+std::size_t HashOf(std::string_view level) {
+  return std::hash<std::string_view>()(level);
+}
+
+std::size_t CommonBeginning(std::string_view a, std::string_view b) {
+  const auto differ = std::mismatch(a.begin(), a.end(), b.begin(), b.end());
+  return static_cast<std::size_t>(differ.first - a.begin());
+}
+
+// The bytes of `level` from `begin` on, as many as fit into a number that is in their order.
+std::uint64_t NextBytes(std::string_view level, std::size_t begin) {
+  constexpr unsigned kBitsOfByte = 8;
+  std::uint64_t number = 0;
+  for (std::size_t i = begin; i < begin + sizeof number; ++i) {
+    number = number << kBitsOfByte | (i < level.size() ? static_cast<unsigned char>(level[i]) : 0U);
+  }
+  return number;
+}
+
+// Levels begin alike, as a rule ("server { server_name "), and the next few bytes decide.
+void SortByLevels(std::vector<Node*>& nodes) {
+  const auto by_level = [](const Node* a, const Node* b) { return a->level < b->level; };
+  if (std::is_sorted(nodes.begin(), nodes.end(), by_level)) return;
+  std::string_view beginning = nodes.front()->level;
+  for (const Node* const node : nodes) {
+    if (str::view::StartsWith(node->level, beginning)) continue;
+    beginning = beginning.substr(0, CommonBeginning(beginning, node->level));
+  }
+  std::vector<std::pair<std::uint64_t, Node*>> ranked;
+  ranked.reserve(nodes.size());
+  for (Node* const node : nodes) {
+    ranked.emplace_back(NextBytes(node->level, beginning.size()), node);
+  }
+  std::sort(ranked.begin(), ranked.end(), [&](const auto& a, const auto& b) {
+    return a.first != b.first ? a.first < b.first : by_level(a.second, b.second);
+  });
+  std::transform(ranked.begin(), ranked.end(), nodes.begin(),
+                 [](const auto& each) { return each.second; });
+}
+
 std::string_view TrimEnd(std::string_view text) {
   while (!text.empty() && str::IsBlank(text.back())) text.remove_suffix(1);
   return text;
@@ -45,14 +87,19 @@ std::string_view TrimEnd(std::string_view text) {
 
 }  // namespace
 
-SectionTree::SectionTree() : m_nodes(&m_memory), m_families(&m_memory), m_blocks(&m_memory) {
+SectionTree::SectionTree()
+    : m_nodes(&m_memory),
+      m_families(&m_memory),
+      m_blocks(&m_memory),
+      m_elements(&m_memory),
+      m_hashes(&m_memory) {
   m_nodes.emplace_back();
 }
 
 // --- Paths ---
 
-std::size_t SectionTree::LevelHash::operator()(const Node* node) const {
-  return std::hash<std::string_view>()(node->level);
+std::size_t SectionTree::LevelHash::operator()(const Node* node) const noexcept {
+  return node->hash;
 }
 
 bool SectionTree::SameLevel::operator()(const Node* a, const Node* b) const {
@@ -83,6 +130,7 @@ std::string_view SectionTree::Level(const Node* node) {
 // Adds a level also for an empty text, but below the root.
 Node* SectionTree::Descend(Node* node, std::string_view text) {
   if (IsRoot(node) && text.empty()) return node;
+  if (text.find(kSeparatorByte) == std::string_view::npos) return MakeChild(node, text);
   for (bool more = true; more;) {
     const std::size_t end = text.find(kSectionSeparator);
     more = end != std::string_view::npos;
@@ -100,32 +148,39 @@ Node* SectionTree::DescendTrimmed(Node* parent, const std::string& level) {
   return trimmed == parent->level ? parent : Descend(parent->family->parent, trimmed);
 }
 
-Node* SectionTree::FindChild(const Node* node, std::string_view level) {
+Node* SectionTree::FindChild(const Node* node, std::string_view level, std::size_t hash) {
   const Family* const family = node->children;
   if (family == nullptr) return nullptr;
-  if (!family->by_level.empty()) {
+  if (family->by_hash != nullptr) {
     Node wanted;
     wanted.level = level;
-    const auto found = family->by_level.find(&wanted);
-    return found == family->by_level.end() ? nullptr : *found;
+    wanted.hash = hash;
+    const auto found = family->by_hash->find(&wanted);
+    return found == family->by_hash->end() ? nullptr : *found;
   }
   Node* child = family->first;
-  while (child != nullptr && child->level != level) child = child->next;
+  while (child != nullptr && (child->hash != hash || child->level != level)) child = child->next;
   return child;
 }
 
+Node* SectionTree::FindChild(const Node* node, std::string_view level) {
+  return FindChild(node, level, HashOf(level));
+}
+
 SectionTree::Family* SectionTree::FamilyOf(Node* parent) {
-  if (parent->children == nullptr) {
-    parent->children = &m_families.emplace_back(parent, &m_memory);
-  }
+  if (parent->children == nullptr) parent->children = &m_families.emplace_back(Family{parent});
   return parent->children;
 }
 
 Node* SectionTree::MakeChild(Node* node, std::string_view level) {
-  if (Node* const child = FindChild(node, level)) return child;
+  const std::size_t hash = HashOf(level);
+  if (Node* const child = FindChild(node, level, hash)) return child;
+  Family* const family = FamilyOf(node);
   Node& child = m_nodes.emplace_back();
   child.level = Kept(level);
-  Attach(FamilyOf(node), &child);
+  child.hash = hash;
+  m_empty_levels = m_empty_levels || level.empty();
+  Attach(family, &child);
   return &child;
 }
 
@@ -144,18 +199,18 @@ void SectionTree::Attach(Family* family, Node* node) {
   (family->last == nullptr ? family->first : family->last->next) = node;
   family->last = node;
   ++family->size;
-  if (!family->by_level.empty()) {
-    family->by_level.insert(node);
+  if (family->by_hash != nullptr) {
+    family->by_hash->insert(node);
   } else if (family->size == kLargeFamily) {
-    for (Node* each = family->first; each != nullptr; each = each->next) {
-      family->by_level.insert(each);
-    }
+    ByHash& by_hash = m_hashes.emplace_back();
+    for (Node* each = family->first; each != nullptr; each = each->next) by_hash.insert(each);
+    family->by_hash = &by_hash;
   }
 }
 
 void SectionTree::Detach(Node* node) {
   Family& family = *node->family;
-  family.by_level.erase(node);
+  if (family.by_hash != nullptr) family.by_hash->erase(node);
   (node->previous == nullptr ? family.first : node->previous->next) = node->next;
   (node->next == nullptr ? family.last : node->next->previous) = node->previous;
   --family.size;
@@ -177,22 +232,24 @@ std::string SectionTree::Path(const Node* node) {
 
 Block* SectionTree::OpenBlock(Node* node, const LineIterator& line, bool unique) {
   if (node->block == nullptr) {
-    node->block = &m_blocks.emplace_back();
-    AddLine(node->block, line, unique);
+    Block& block = m_blocks.emplace_back();
+    AddLine(&block, line, unique);
+    node->block = &block;
   }
   return node->block;
 }
 
 Block* SectionTree::AddLine(Block* block, const LineIterator& line, bool unique) {
   Block* const current = Current(block);
-  current->lines.push_back({line});
-  if (unique && !current->first_unique) current->first_unique = std::prev(current->lines.end());
+  Element& added = m_elements.emplace_back(Element{{line}});
+  (current->last == nullptr ? current->first : current->last->next) = &added;
+  current->last = &added;
+  ++current->size;
+  if (unique) {
+    if (current->first_unique == nullptr) current->first_unique = &added;
+    current->last_unique = &added;
+  }
   return current;
-}
-
-void SectionTree::SetEnd(Node* node, const LineIterator& line, bool unique) {
-  node->end = line;
-  node->end_unique = unique;
 }
 
 void SectionTree::MoveValues(Node* from, Node* into, bool from_wins) {
@@ -207,8 +264,8 @@ void SectionTree::MoveValues(Node* from, Node* into, bool from_wins) {
     }
     from->block = nullptr;
   }
-  if (from->end && (from_wins || !into->end)) SetEnd(into, *from->end, from->end_unique);
-  from->end.reset();
+  if (from->has_end && (from_wins || !into->has_end)) SetEnd(into, from->end, from->end_unique);
+  from->has_end = false;
 }
 
 // --- Another path ---
@@ -255,9 +312,28 @@ void SectionTree::Rekey(Node* node, const std::string& level) {
     // A path that goes on with an empty level and ends is written like one that does not go on.
     if (Node* const same = FindChild(node, "")) MoveValues(same, node, true);
     Node* const above = Above(node);
+    if (Rename(node, above, level)) return;
     Detach(node);
     Merge(node, DescendTrimmed(above, level), false);
   }
+}
+
+// As nearly always: the new path is one level below `above`, as the old one is, and nothing is
+// there. Returns whether it was so.
+bool SectionTree::Rename(Node* node, Node* above, const std::string& level) {
+  const std::string_view trimmed = str::view::Trim(level);
+  if (trimmed.empty() || str::IsBlank(level.front()) || node->family->parent != above) return false;
+  if (str::view::Contains(trimmed, kSectionSeparator)) return false;
+  const std::size_t hash = HashOf(trimmed);
+  if (FindChild(above, trimmed, hash) != nullptr) return false;
+  const std::string_view kept = Kept(trimmed);
+  Family& family = *node->family;
+  ByHash::node_type entry;
+  if (family.by_hash != nullptr) entry = family.by_hash->extract(node);
+  node->level = kept;
+  node->hash = hash;
+  if (entry) family.by_hash->insert(std::move(entry));
+  return true;
 }
 
 // Of the paths that come to the same place the last one, in the order of the old paths, counts.
@@ -298,7 +374,7 @@ void SectionTree::RekeyByText(Node* node, const std::string& level) {
 
   std::map<std::string, Node*> by_path;
   for (Node* const entry : concerned) {
-    if (entry->block != nullptr || entry->end) by_path.emplace(Path(entry), entry);
+    if (entry->HoldsAnything()) by_path.emplace(Path(entry), entry);
   }
   Node* const target = DescendTrimmed(Above(node), level);
   std::map<std::string, Node> moved;
@@ -310,17 +386,19 @@ void SectionTree::RekeyByText(Node* node, const std::string& level) {
   for (auto& [rest, entry] : moved) MoveValues(&entry, Below(target, rest), false);
 }
 
-// --- The maps ---
+// --- What has been read ---
 
-SectionTree::Unique SectionTree::Release(ConfigView::Params& params, ConfigView::Places& ends) {
+// Calls `use` with each path at and below `top` that is `wanted`, and its node, level by level in
+// the order of the levels, until it returns false. Below a path that is not wanted nothing is.
+template <class Wanted, class Use>
+void SectionTree::Walk(Node* top, Wanted wanted, Use use) {
   struct Step {
     Node* node;
     std::size_t above;  // the length of the path above it
   };
-  const auto by_level = [](const Step& a, const Step& b) { return a.node->level > b.node->level; };
-  Unique unique;
-  std::string path;
-  std::vector<Step> steps{{Root(), 0}};
+  std::vector<Node*> children;
+  std::string path = IsRoot(top) ? std::string() : Path(top->family->parent);
+  std::vector<Step> steps{{top, path.size()}};
   while (!steps.empty()) {
     const auto [node, above] = steps.back();
     steps.pop_back();
@@ -329,32 +407,186 @@ SectionTree::Unique SectionTree::Release(ConfigView::Params& params, ConfigView:
       if (!IsRoot(node->family->parent)) path += kSectionSeparator;
       path += node->level;
     }
-    if (node->block != nullptr) {
-      const auto entry = params.emplace_hint(params.end(), path, std::move(node->block->lines));
-      if (node->block->first_unique) {
-        unique.blocks.push_back({&*entry, *node->block->first_unique});
-      }
-    }
-    if (node->end) {
-      const auto entry = ends.emplace_hint(ends.end(), path, *node->end);
-      if (node->end_unique) unique.ends.push_back(&*entry);
-    }
+    if (!use(path, node)) return;
     if (node->children == nullptr) continue;
-    const std::size_t first = steps.size();
-    for (Node* child = node->children->last; child != nullptr; child = child->previous) {
-      steps.push_back({child, path.size()});
+    children.clear();
+    for (Node* child = node->children->first; child != nullptr; child = child->next) {
+      if (wanted(child)) children.push_back(child);
     }
-    const auto begin = steps.begin() + static_cast<std::ptrdiff_t>(first);
-    if (!std::is_sorted(begin, steps.end(), by_level)) std::sort(begin, steps.end(), by_level);
+    SortByLevels(children);
+    for (auto child = children.rbegin(); child != children.rend(); ++child) {
+      steps.push_back({*child, path.size()});
+    }
   }
-  // Seldom not in order yet: a level may go on with a byte that comes before the separator.
-  const auto by_path = [](const Unique::Lines& a, const Unique::Lines& b) {
-    return a.block->first < b.block->first;
+}
+
+// Marks the paths at and above blocks with unique directives. Returns whether Walk meets them in
+// the order of their paths, too: seldom not, where a level holds a byte that comes before the
+// separator.
+bool SectionTree::MarkWaysToUnique() {
+  const auto may_precede_separator = [](unsigned char c) { return c <= kSeparatorByte; };
+  bool in_order = true;
+  for (Node& node : m_nodes) {
+    if (node.block == nullptr || node.block->first_unique == nullptr) continue;
+    for (Node* each = &node; !each->leads_to_unique; each = each->family->parent) {
+      each->leads_to_unique = true;
+      const std::string_view level = each->level;
+      in_order = in_order && std::none_of(level.begin(), level.end(), may_precede_separator);
+      if (IsRoot(each)) break;
+    }
+  }
+  return in_order;
+}
+
+void SectionTree::ForEachBlock(bool all,
+                               const std::function<bool(const std::string&, Node*)>& use) {
+  const bool in_order = MarkWaysToUnique() && !all;
+  const auto wanted = [&](const Node* node) { return all || node->leads_to_unique; };
+  const auto is_meant = [&](const Node* node) {
+    return node->block != nullptr && (all || node->block->first_unique != nullptr);
   };
-  if (!std::is_sorted(unique.blocks.begin(), unique.blocks.end(), by_path)) {
-    std::sort(unique.blocks.begin(), unique.blocks.end(), by_path);
+  if (in_order) {
+    Walk(Root(), wanted,
+         [&](const std::string& path, Node* node) { return !is_meant(node) || use(path, node); });
+    return;
   }
-  return unique;
+  Paths blocks;
+  Walk(Root(), wanted, [&](const std::string& path, Node* node) {
+    if (is_meant(node)) blocks.emplace_back(path, node);
+    return true;
+  });
+  std::sort(blocks.begin(), blocks.end());
+  for (const auto& [path, node] : blocks) {
+    if (!use(path, node)) return;
+  }
+}
+
+void SectionTree::CopyTo(const Node* node, const std::string& path, ConfigView::Params& params,
+                         ConfigView::Places& ends) {
+  if (node->block != nullptr) {
+    std::list<ConfParam>& lines = params.try_emplace(params.end(), path)->second;
+    for (const Element* each = node->block->first; each != nullptr; each = each->next) {
+      lines.push_back(each->param);
+    }
+  }
+  if (node->has_end) ends.emplace_hint(ends.end(), path, node->end);
+}
+
+void SectionTree::CopyTo(ConfigView::Params& params, ConfigView::Places& ends) {
+  Walk(
+      Root(), [](const Node* /*node*/) { return true; },
+      [&](const std::string& path, const Node* node) {
+        CopyTo(node, path, params, ends);
+        return true;
+      });
+}
+
+void SectionTree::Clear(Node* node) {
+  node->block = nullptr;
+  node->has_end = false;
+}
+
+bool SectionTree::IsPlain() const {
+  return !m_empty_levels && std::all_of(m_nodes.begin(), m_nodes.end(), [](const Node& node) {
+    if (!node.HoldsAnything()) return true;
+    return !IsRoot(&node) && node.block != nullptr && node.has_end &&
+           node.end == node.block->last->param.m_line;
+  });
+}
+
+Node* SectionTree::Find(std::string_view section) {
+  Node* node = Root();
+  for (bool more = true; more && node != nullptr;) {
+    const std::size_t end = section.find(kSectionSeparator);
+    more = end != std::string_view::npos;
+    node = FindChild(node, section.substr(0, end));
+    if (more) section.remove_prefix(end + kSectionSeparator.size());
+  }
+  return node;
+}
+
+SectionTree::Paths SectionTree::AtAndBelow(Node* node) const {
+  Paths paths;
+  Walk(
+      node, [](const Node* /*node*/) { return true; },
+      [&](const std::string& path, Node* each) {
+        if (each->HoldsAnything()) paths.emplace_back(path, each);
+        return true;
+      });
+  return paths;
+}
+
+const SectionTree::InOrder& SectionTree::InOrderOf(Family& family) {
+  if (family.in_order == nullptr) {
+    InOrder order;
+    order.reserve(family.size);
+    for (Node* each = family.first; each != nullptr; each = each->next) order.push_back(each);
+    SortByLevels(order);
+    family.in_order = &m_orders.emplace_back(std::move(order));
+  }
+  return *family.in_order;
+}
+
+// The paths that begin with the text `section`, without those that are below another one of them.
+std::vector<Node*> SectionTree::TopsBeginningWith(std::string_view section) {
+  const std::size_t separator = section.rfind(kSectionSeparator);
+  const bool one_level = separator == std::string_view::npos;
+  const Node* const parent = one_level ? Root() : Find(section.substr(0, separator));
+  if (parent == nullptr || parent->children == nullptr) return {};
+  const std::string_view level =
+      one_level ? section : section.substr(separator + kSectionSeparator.size());
+  std::vector<Node*> tops;
+  const InOrder& order = InOrderOf(*parent->children);
+  const auto before = [](const Node* node, std::string_view text) { return node->level < text; };
+  for (auto each = std::lower_bound(order.begin(), order.end(), level, before);
+       each != order.end() && str::view::StartsWith((*each)->level, level); ++each) {
+    tops.push_back(*each);
+  }
+  // The first byte of a separator, too, may be what `section` ends with.
+  if (level.empty() || level.back() != kSeparatorByte) return tops;
+  const Node* const cut = FindChild(parent, level.substr(0, level.size() - 1));
+  if (cut == nullptr || cut->children == nullptr) return tops;
+  for (Node* each = cut->children->first; each != nullptr; each = each->next) tops.push_back(each);
+  return tops;
+}
+
+SectionTree::Paths SectionTree::BeginningWith(std::string_view section) {
+  Paths paths;
+  for (Node* const top : TopsBeginningWith(section)) {
+    for (auto& path : AtAndBelow(top)) paths.push_back(std::move(path));
+  }
+  return paths;
+}
+
+bool SectionTree::HoldsMoreThan(std::string_view section) {
+  const Node* const itself = Find(section);
+  const std::vector<Node*> tops = TopsBeginningWith(section);
+  return std::any_of(tops.begin(), tops.end(), [&](const Node* top) {
+    return (top != itself && top->HoldsAnything()) || HoldsAnythingBelow(top);
+  });
+}
+
+bool SectionTree::HoldsAnythingBelow(const Node* node) {
+  std::vector<const Node*> parents{node};
+  while (!parents.empty()) {
+    const Family* const family = parents.back()->children;
+    parents.pop_back();
+    if (family == nullptr) continue;
+    for (const Node* child = family->first; child != nullptr; child = child->next) {
+      if (child->HoldsAnything()) return true;
+      parents.push_back(child);
+    }
+  }
+  return false;
+}
+
+SectionTree::Paths SectionTree::SmallBlocks(std::size_t size) {
+  Paths paths;
+  for (Node& node : m_nodes) {
+    if (node.block == nullptr || node.block->size > size || HoldsAnythingBelow(&node)) continue;
+    paths.emplace_back(Path(&node), &node);
+  }
+  return paths;
 }
 
 }  // namespace tov_template

@@ -48,6 +48,9 @@ const char* BoolText(bool value) {
 
 // --- Helpers ---
 
+// A block of so many lines has nothing between the first and the last.
+constexpr std::size_t kEmptyBlockSize = 2;
+
 bool IsBlank(const std::string& text) {
   return str::view::Trim(text).empty();
 }
@@ -150,7 +153,8 @@ template void ConfigView::UpdateSectionPath(Places& map, const std::string& old_
 // When it closes, the identifying lines seen inside may give it another path.
 class ConfigView::Reader {
  public:
-  explicit Reader(const BaseConfig& config) : m_config(config) {
+  Reader(const BaseConfig& config, SectionTree& tree)
+      : m_config(config), m_look(config.GetLookAtLine()), m_tree(tree) {
     std::set<std::string> idents;
     m_config.GetIdentParams(idents);
     m_ident_names.insert(idents.begin(), idents.end());
@@ -159,41 +163,48 @@ class ConfigView::Reader {
   void Read(std::list<std::string>& lines) {
     const std::string marker = m_config.GetCommentChar();
     for (LineIterator line = lines.begin(); line != lines.end(); ++line) {
-      if (!marker.empty() && str::view::Contains(*line, marker)) {
-        ReadLine(line, SeparateParam(*line, marker).m_text);
+      if (m_look != nullptr) {
+        ReadAtALook(line);
+      } else if (!marker.empty() && str::view::Contains(*line, marker)) {
+        ReadAsking(line, SeparateParam(*line, marker).m_text);
       } else {
-        ReadLine(line, *line);
+        ReadAsking(line, *line);
       }
     }
   }
 
-  SectionTree::Unique Release(Params& params, Places& ends) { return m_tree.Release(params, ends); }
-
  private:
-  void ReadLine(const LineIterator& line, const std::string& text) {
+  void ReadAtALook(const LineIterator& line) {
+    const BaseConfig::LineLook look = m_look(*line);
+    if (look.starts) OpenBlock(look.text);
+    if (!look.name.empty()) KeepIdent(look.name, look.text);
+    if (m_path != m_tree.Root()) Record(line, look.starts, look.unique);
+    if (look.ends) CloseBlock();
+  }
+
+  void ReadAsking(const LineIterator& line, const std::string& text) {
     const bool starts = m_config.StartsSection(text);
-    if (starts) {
-      m_path = m_tree.Below(m_path, str::view::Trim(text));
-      m_idents.emplace_back();
-    }
-    KeepIdent(text);
-    if (m_path != m_tree.Root()) Record(line, starts);
+    if (starts) OpenBlock(str::view::Trim(text));
+    const std::string_view name = str::view::FirstWord(text);
+    if (m_ident_names.find(name) != m_ident_names.end()) KeepIdent(name, str::view::Trim(text));
+    if (m_path != m_tree.Root()) Record(line, starts, m_config.IsUniqueParam(*line));
     if (m_config.EndedSection(text)) CloseBlock();
   }
 
-  void KeepIdent(const std::string& text) {
-    if (m_idents.empty()) return;
-    const std::string_view name = str::view::FirstWord(text);
-    if (m_ident_names.find(name) == m_ident_names.end()) return;
-    m_idents.back().emplace(name, str::Trim(text));
+  void OpenBlock(std::string_view level) {
+    m_path = m_tree.Below(m_path, level);
+    m_idents.emplace_back();
   }
 
-  void Record(const LineIterator& line, bool starts) {
-    const bool unique = m_config.IsUniqueParam(*line);
+  void KeepIdent(std::string_view name, std::string_view text) {
+    if (!m_idents.empty()) m_idents.back().emplace(name, text);
+  }
+
+  void Record(const LineIterator& line, bool starts, bool unique) {
     if (starts) {
       m_open.push_back(m_tree.OpenBlock(m_path, line, unique));
     } else if (!m_open.empty()) {
-      m_open.back() = SectionTree::AddLine(m_open.back(), line, unique);
+      m_open.back() = m_tree.AddLine(m_open.back(), line, unique);
     }
     SectionTree::SetEnd(m_path, line, unique);
   }
@@ -205,19 +216,21 @@ class ConfigView::Reader {
       // A re-keyed block drops a second level. What follows in the enclosing block is therefore
       // recorded further out; configurations that were edited so far rely on the resulting paths.
       m_path = m_tree.Above(m_path);
-      const std::string level(SectionTree::Level(block));
-      m_tree.Rekey(block, m_config.MakeSectionPath(level, m_idents.back()));
+      m_level = SectionTree::Level(block);
+      m_tree.Rekey(block, m_config.MakeSectionPath(m_level, m_idents.back()));
     }
     if (!m_open.empty()) m_open.pop_back();
     if (!m_idents.empty()) m_idents.pop_back();
   }
 
   const BaseConfig& m_config;
+  const BaseConfig::LookAtLine m_look;
   std::set<std::string, std::less<>> m_ident_names;
-  SectionTree m_tree;
+  SectionTree& m_tree;
   SectionTree::Node* m_path = m_tree.Root();
   std::vector<SectionTree::Block*> m_open;                   // those whose lines are recorded
   std::vector<std::map<std::string, std::string>> m_idents;  // of each open block
+  std::string m_level;                                       // of the block that closes
 };
 
 namespace {
@@ -228,14 +241,6 @@ EditObserver* Nobody() {
 }
 
 }  // namespace
-
-ConfigView::ConfigView(const std::shared_ptr<BaseConfig>& config)
-    : m_config(config), m_observer(Nobody()), m_lines(config->GetList()) {
-  config->m_view = this;
-  Reader reader(*config);
-  reader.Read(*m_lines);
-  RegisterUniqueParams(reader.Release(m_params, m_ends));
-}
 
 namespace {
 
@@ -280,50 +285,173 @@ class MergedElements {
 
 }  // namespace
 
-// Whether `text` goes with others into a line that does not look like a unique directive.
-bool ConfigView::MergesIntoOrdinary(const std::string& section, const std::string& text) const {
-  const LineIterator shared = m_config->SharedLine(section, text);
-  return IsLine(shared) && !m_config->IsUniqueParam(*shared);
-}
-
+// Has the dialect register the unique directives, block by block in the order of the paths.
+//
 // A merged line that an earlier view has left without the directive's name gets it back when
 // another line is merged into it, and is a unique one from then on: if its turn is still to come,
 // it has to be registered as well.
-template <class Unique>
-void ConfigView::RegisterUniqueParams(Unique unique) {
-  MergedElements merged;
-  bool all = false;  // what is not known to be unique has its turn as well
-  PlaceIndex ends;   // on lines that have their turn: no other is erased here
-  for (Places::value_type* const end : unique.ends) ends.Add(*end);
-  const auto look_at_all = [&](const std::string& behind) {
-    all = true;
-    ends = IndexOf(m_ends);
-    for (auto block = m_params.upper_bound(behind); block != m_params.end(); ++block) {
-      unique.blocks.push_back({&*block, block->second.begin()});
-    }
-  };
+class ConfigView::Registration {
+ public:
+  Registration(ConfigView& view, SectionTree& tree)
+      : m_view(view), m_config(*view.m_config), m_tree(tree) {}
 
-  for (std::size_t i = 0; i < unique.blocks.size(); ++i) {
-    const auto [block, first] = unique.blocks[i];
-    for (auto param = first; param != block->second.end(); ++param) {
-      if (!m_config->IsUniqueParam(*param->m_line)) continue;
-      const bool hidden = MergesIntoOrdinary(block->first, *param->m_line);
-      const std::string* const line = Address(param->m_line);
-      const LineIterator before = Before(param->m_line);
-      LineIterator pos = param->m_line;
-      param->m_line = m_config->RegisterUniqueParam(block->first, pos);
-      if (Address(param->m_line) == line) continue;
-      merged.Follow(line, Address(param->m_line), *param);
-      for (Places::value_type* const end : ends.Take(line)) {
-        end->second = before;
-        if (IsLine(before) && (all || m_config->IsUniqueParam(*before))) ends.Add(*end);
-      }
-      if (!hidden || all) continue;
-      unique.blocks.resize(i + 1);
-      look_at_all(block->first);
+  // Returns whether several elements stand for one line now.
+  bool Run() {
+    IndexEnds();
+    std::string last;
+    m_tree.ForEachBlock(false, [&](const std::string& section, SectionTree::Node* node) {
+      RegisterBlock(section, *node->block);
+      if (m_all) last = section;
+      return !m_all;
+    });
+    if (m_all) {
+      m_tree.ForEachBlock(true, [&](const std::string& section, SectionTree::Node* node) {
+        if (section > last) RegisterBlock(section, *node->block);
+        return true;
+      });
+    }
+    return m_merged.Settle();
+  }
+
+ private:
+  using Element = SectionTree::Element;
+
+  void RegisterBlock(const std::string& section, const SectionTree::Block& block) {
+    Element* const first = m_all ? block.first : block.first_unique;
+    // What was looked at is as it was, unless another line has been written to.
+    const bool looked_at = !m_all && m_config.GetLookAtLine() != nullptr;
+    const Element* const behind = looked_at ? block.last_unique->next : nullptr;
+    for (Element* each = first; each != (m_all ? nullptr : behind); each = each->next) {
+      if (m_config.IsUniqueParam(*each->param.m_line)) RegisterLine(section, each->param);
     }
   }
-  m_lines_shared = merged.Settle();
+
+  void RegisterLine(const std::string& section, ConfParam& param) {
+    const bool hidden = MergesIntoOrdinary(section, *param.m_line);
+    const std::string* const line = m_view.Address(param.m_line);
+    const LineIterator before = m_view.Before(param.m_line);
+    LineIterator pos = param.m_line;
+    param.m_line = m_config.RegisterUniqueParam(section, pos);
+    if (m_view.Address(param.m_line) == line) return;
+    m_merged.Follow(line, m_view.Address(param.m_line), param);
+    for (SectionTree::Node* const end : m_ends.Take(line)) {
+      end->end = before;
+      if (!m_view.IsLine(before)) continue;
+      if (m_all || m_config.IsUniqueParam(*before)) m_ends.Add(&*before, end, end);
+    }
+    if (!hidden || m_all) return;
+    m_all = true;
+    IndexEnds();
+  }
+
+  // Whether `text` goes with others into a line that does not look like a unique directive.
+  bool MergesIntoOrdinary(const std::string& section, const std::string& text) const {
+    const LineIterator shared = m_config.SharedLine(section, text);
+    return m_view.IsLine(shared) && !m_config.IsUniqueParam(*shared);
+  }
+
+  void IndexEnds() {
+    for (SectionTree::Node& node : m_tree.Nodes()) {
+      if (!node.has_end || !m_view.IsLine(node.end)) continue;
+      if (m_all || node.end_unique) m_ends.Add(&*node.end, &node, &node);
+    }
+  }
+
+  ConfigView& m_view;
+  BaseConfig& m_config;
+  SectionTree& m_tree;
+  MergedElements m_merged;
+  bool m_all = false;                    // what is not known to be unique has its turn as well
+  LineIndex<SectionTree::Node*> m_ends;  // on lines that have their turn: no other is erased here
+};
+
+ConfigView::ConfigView(const std::shared_ptr<BaseConfig>& config)
+    : ConfigView(config, Maps::kWhole) {}
+
+ConfigView::ConfigView(const std::shared_ptr<BaseConfig>& config, Maps maps)
+    : m_config(config),
+      m_observer(Nobody()),
+      m_lines(config->GetList()),
+      m_tree(std::make_shared<SectionTree>()),
+      m_place_values(maps == Maps::kWhole ? PlaceIndex::Values::kAtOnce
+                                          : PlaceIndex::Values::kWhenSettled) {
+  config->m_view = this;
+  Reader(*config, *m_tree).Read(*m_lines);
+  m_lines_shared = Registration(*this, *m_tree).Run();
+  if (maps == Maps::kWhole || !m_tree->IsPlain()) TakeEverything();
+}
+
+bool ConfigView::OwnsLines() const {
+  return m_config.use_count() == 1 && m_config->GetLookAtLine() != nullptr;
+}
+
+// --- View: blocks that are not in the maps yet ---
+
+// The view that the facade makes leaves what it has read in the tree, and takes a block from there
+// when an edit asks for it. An edit that needs more than certain blocks takes everything, and goes
+// on as if it had always been in the maps. What stays behind needs no care: a block's lines are
+// erased, and its path changes, when it has been taken only.
+
+template <class Node>
+void ConfigView::Take(const std::string& section, Node* node) {
+  Params params;
+  Places ends;
+  SectionTree::CopyTo(node, section, params, ends);
+  Places::value_type& end = *ends.begin();
+  m_params.merge(params);
+  m_ends.merge(ends);
+  SectionTree::Clear(node);
+  if (!m_end_index || !IsLine(end.second)) return;
+  try {
+    m_end_index->Add(end);
+  } catch (...) {
+    ForgetIndexes();
+    throw;
+  }
+}
+
+template <class Paths>
+void ConfigView::TakeAll(const Paths& paths) {
+  for (const auto& [section, node] : paths) Take(section, node);
+}
+
+// The block `section`, if there is one.
+void ConfigView::Take(const std::string& section) {
+  if (m_tree == nullptr) return;
+  SectionTree::Node* const node = m_tree->Find(section);
+  if (node != nullptr && node->HoldsAnything()) Take(section, node);
+}
+
+// The block `section` and those below it. A path with empty levels stands for others as well.
+void ConfigView::TakeAtAndBelow(const std::string& section) {
+  if (m_tree == nullptr) return;
+  const std::string padded = kSectionSeparator + section + kSectionSeparator;
+  if (str::view::Contains(padded, kSectionSeparator + kSectionSeparator)) {
+    TakeEverything();
+  } else if (SectionTree::Node* const node = m_tree->Find(section)) {
+    TakeAll(m_tree->AtAndBelow(node));
+  }
+}
+
+void ConfigView::TakeBeginningWith(const std::string& section) {
+  if (m_tree != nullptr) TakeAll(m_tree->BeginningWith(section));
+}
+
+void ConfigView::TakeEverything() {
+  if (m_tree == nullptr) return;
+  Params params;
+  Places ends;
+  m_tree->CopyTo(params, ends);
+  const bool none = m_params.empty() && m_ends.empty();
+  if (none) {
+    m_params.swap(params);
+    m_ends.swap(ends);
+  } else {
+    m_params.merge(params);
+    m_ends.merge(ends);
+  }
+  m_tree.reset();
+  ForgetIndexes();
 }
 
 // --- View: positions ---
@@ -339,6 +467,11 @@ LineIterator ConfigView::Before(const LineIterator& line) const {
 
 LineIterator ConfigView::After(const LineIterator& line) const {
   return IsLine(line) ? std::next(line) : line;
+}
+
+LineIterator ConfigView::LineOf(const Places::value_type& place,
+                                const std::optional<PlaceIndex>& index) {
+  return index ? index->LineOf(place.second) : place.second;
 }
 
 bool ConfigView::EndsBlock(const LineIterator& line) const {
@@ -358,10 +491,12 @@ bool ConfigView::Precedes(const LineIterator& first, const LineIterator& last) c
 
 // Where the next line of `section` goes: before its last line when that closes a block, else behind
 // it; the end of the list when it has none.
-LineIterator ConfigView::InsertionPoint(const std::string& section) const {
+LineIterator ConfigView::InsertionPoint(const std::string& section) {
+  Take(section);
   const auto end = m_ends.find(section);
   if (end == m_ends.end()) return m_lines->end();
-  return EndsBlock(end->second) ? end->second : After(end->second);
+  const LineIterator line = LineOf(*end, m_end_index);
+  return EndsBlock(line) ? line : After(line);
 }
 
 // Whether new lines of `section` follow one another behind a block made in it. If so, moves that
@@ -369,13 +504,14 @@ LineIterator ConfigView::InsertionPoint(const std::string& section) const {
 bool ConfigView::AdvanceCreated(const std::string& section, LineIterator& pos) {
   const auto created = m_created.find(section);
   if (created == m_created.end()) return false;
-  pos = After(created->second);
+  pos = After(LineOf(*created, m_created_index));
   SetPlace(m_created, m_created_index, section, pos);
   return true;
 }
 
 // The lines of a block, null when it is missing. A block that has lost all its lines is missing.
 ConfigView::ParamList* ConfigView::FindBlock(const std::string& section) {
+  Take(section);
   const auto block = m_params.find(section);
   return block == m_params.end() || block->second.empty() ? nullptr : &block->second;
 }
@@ -434,7 +570,7 @@ void ConfigView::IndexPlaces() {
 }
 
 PlaceIndex ConfigView::IndexOf(Places& places) const {
-  PlaceIndex index;
+  PlaceIndex index(m_place_values);
   for (Places::value_type& place : places) {
     if (IsLine(place.second)) index.Add(place);
   }
@@ -443,6 +579,7 @@ PlaceIndex ConfigView::IndexOf(Places& places) const {
 
 void ConfigView::IndexOwners() {
   if (m_owners) return;
+  TakeEverything();
   OwnerIndex made;
   for (auto& [section, params] : m_params) {
     for (auto param = params.begin(); param != params.end(); ++param) {
@@ -553,6 +690,8 @@ void ConfigView::Forget(const LineIterator& first, const LineIterator& last) try
 }
 
 void ConfigView::ForgetIndexes() {
+  if (m_end_index) m_end_index->Settle();
+  if (m_created_index) m_created_index->Settle();
   m_end_index.reset();
   m_created_index.reset();
   m_owners.reset();
@@ -647,7 +786,7 @@ void ConfigView::AppendOrdinary(const std::string& section, ParamList& params,
   if (!starts) ErasePlace(m_created, m_created_index, section);
   if (parent.empty()) {
     m_created.clear();
-    if (m_created_index) m_created_index.emplace();
+    if (m_created_index) m_created_index.emplace(m_place_values);
   }
 }
 
@@ -724,6 +863,7 @@ void ConfigView::RemoveBlock(const std::string& section, ParamList& params) {
   const LineIterator first = params.front().m_line;
   const LineIterator last = params.back().m_line;
   if (!IsLine(first) || !IsLine(last) || !Precedes(first, last)) return;
+  TakeBeginningWith(section);
   LineSet dropped;
   auto block = m_params.lower_bound(section);
   while (block != m_params.end() && str::StartsWith(block->first, section)) {
@@ -744,6 +884,7 @@ void ConfigView::RemoveOrdinary(ParamList& params, const std::string& param) {
 
 void ConfigView::RemoveEmptySections() {
   assert(IsLast());
+  TakeSmallBlocks();
   for (auto block = m_params.begin(); block != m_params.end();) {
     if (!IsRemovable(*block)) {
       ++block;
@@ -752,18 +893,26 @@ void ConfigView::RemoveEmptySections() {
     const LineIterator first = block->second.front().m_line;
     const LineIterator last = block->second.back().m_line;
     LOG_DEBUG("Remove empty section '%s'", str::Trim(*first).c_str());
-    m_observer->RemovingEmptyBlock(block->first);
+    const std::string section = block->first;
+    m_observer->RemovingEmptyBlock(section);
     LineSet dropped;
-    block = DropBlock(block, dropped);
+    DropBlock(block, dropped);
     EraseLines(first, std::next(last), dropped);
+    block = m_params.upper_bound(section);
   }
+}
+
+// Those that may have to go. What has a block below it is protected.
+void ConfigView::TakeSmallBlocks() {
+  if (m_tree != nullptr) TakeAll(m_tree->SmallBlocks(kEmptyBlockSize));
 }
 
 // Whether `block` is empty and nothing protects it. What protects it is the end of a block whose
 // path begins with its own; the ends of removed blocks stay, and go on protecting.
 bool ConfigView::IsRemovable(const Params::value_type& block) const {
   const auto& [section, params] = block;
-  if (params.empty() || params.size() > 2) return false;
+  if (params.empty() || params.size() > kEmptyBlockSize) return false;
+  if (m_tree != nullptr && m_tree->HoldsMoreThan(section)) return false;
   const auto next_end = m_ends.upper_bound(section);
   if (next_end != m_ends.end() && str::StartsWith(next_end->first, section)) return false;
   const LineIterator first = params.front().m_line;
@@ -806,6 +955,8 @@ void ConfigView::ChangeOrdinary(const std::string& section, ParamList& params,
   }
   if (!m_config->StartsSection(new_param)) return;
   const std::string new_path = JoinSection(ParentSection(section), new_param);
+  TakeAtAndBelow(section);
+  TakeAtAndBelow(str::Trim(new_path));
   UpdateSectionPath(m_params, section, new_path);
   UpdateSectionPath(m_ends, section, new_path);
 }
@@ -953,7 +1104,11 @@ const std::string kComment = "{#}";
 
 Template::Template(const std::shared_ptr<BaseConfig>& config, const Values& old_values,
                    const Values& new_values)
-    : ConfigView(config), m_old_values(old_values), m_new_values(new_values) {}
+    : Template(config, old_values, new_values, Maps::kWhole) {}
+
+Template::Template(const std::shared_ptr<BaseConfig>& config, const Values& old_values,
+                   const Values& new_values, Maps maps)
+    : ConfigView(config, maps), m_old_values(old_values), m_new_values(new_values) {}
 
 Value Template::ParseString(const std::string& text, const std::string& open,
                             const std::string& close, const Values& values) const {
@@ -1280,18 +1435,38 @@ void Template::ChangeItem(TemplateActionItem& item, std::string& path) {
 // The template and the values it reads. Copies of a ParserTemplate share it.
 struct ParserTemplate::Data : Template {
   explicit Data(const std::shared_ptr<BaseConfig>& config)
-      : Template(config, m_old_value_map, m_new_value_map) {}
+      : Template(config, m_old_value_map, m_new_value_map, Maps::kOnDemand) {}
 
   using Template::m_actions;
-  using Template::m_config;
 
   void ValuesChanged() {
     m_applied = false;
     m_prototype_ready = false;
   }
 
-  bool m_applied = false;          // m_config_text is current
+  // The lines have been edited. The text is long: where the lines stay as they are until it is
+  // asked for, it is not kept as well.
+  void LinesChanged() {
+    if (OwnsLines()) {
+      m_config_text = std::string();
+      m_text_due = true;
+    } else {
+      m_config_text = m_config->Str();
+    }
+  }
+
+  // The lines are going to be edited, and the text may be asked for before that is done.
+  void KeepText() {
+    if (!m_text_due) return;
+    m_config_text = m_config->Str();
+    m_text_due = false;
+  }
+
+  std::string Text() const { return m_text_due ? m_config->Str() : m_config_text; }
+
+  bool m_applied = false;          // the text is current
   bool m_prototype_ready = false;  // m_prototype is current
+  bool m_text_due = false;         // the text is that of the lines; false: it is m_config_text
   std::string m_config_text;       // as the last application left it
   std::string m_prototype;
   Values m_old_value_map;
@@ -1354,17 +1529,18 @@ ParserTemplate& ParserTemplate::SetTemplate(const std::string& text) {
 ParserTemplate& ParserTemplate::ApplyTemplate() {
   LogCall("tov_template::ParserTemplate& tov_template::ParserTemplate::ApplyTemplate()");
   if (m_data->m_applied) return *this;
+  m_data->KeepText();
   m_data->ApplyTemplate(false);
   m_data->ApplyTemplate(true);
   m_data->RemoveEmptySections();
-  m_data->m_config_text = m_data->m_config->Str();
+  m_data->LinesChanged();
   m_data->m_applied = true;
   return *this;
 }
 
 std::string ParserTemplate::GetConfig() const {
   LogCall("std::string tov_template::ParserTemplate::GetConfig() const");
-  return m_data->m_config_text;
+  return m_data->Text();
 }
 
 std::string ParserTemplate::GetPrototype() const {

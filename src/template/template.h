@@ -127,6 +127,10 @@ class Template : public ConfigView {
   QELTEMPLATE_EXPORT static bool IsImport(const std::string& line);
 
  protected:
+  // As the other constructor, see ConfigView for `maps`.
+  QELTEMPLATE_LOCAL Template(const std::shared_ptr<BaseConfig>& config, const Values& old_values,
+                             const Values& new_values, Maps maps);
+
   const Values& m_old_values;
   const Values& m_new_values;
   std::list<TemplateActionItem> m_actions;

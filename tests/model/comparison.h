@@ -141,7 +141,8 @@ std::string NumberedKey(const Map& map, std::size_t number) {
 
 // The path of block number `number`: the blocks of the index in turn, blocks beside and below them,
 // blocks that were there once, and a few that never were.
-inline std::string NumberedSection(const View& view, std::size_t number) {
+template <class View>
+std::string NumberedSection(const View& view, std::size_t number) {
   const std::size_t turn = number / 12;
   const std::string known = NumberedKey(view.m_params, turn);
   switch (number % 12) {
@@ -169,7 +170,8 @@ inline std::string NumberedSection(const View& view, std::size_t number) {
   }
 }
 
-inline Edit ParseEdit(const View& view, std::string_view text) {
+template <class View>
+Edit ParseEdit(const View& view, std::string_view text) {
   const auto part = [&text] { return std::string(str::view::GetWord(text, '\x1f')); };
   Edit edit;
   edit.operation = part();

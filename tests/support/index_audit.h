@@ -4,6 +4,7 @@
 // anew: references, indexes, registries.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <iterator>
 #include <list>
@@ -21,6 +22,7 @@
 #include "template/framework/str.h"
 #include "template/line_list_config.h"
 #include "template/nginx.h"
+#include "template/section_tree.h"
 
 namespace tov_template {
 
@@ -46,8 +48,63 @@ struct IndexAudit {
     return wrong;
   }
 
+  // The same for references to lines that are not there, and the indexes of the view; what else the
+  // dialect keeps may be half changed.
+  template <class View>
+  static std::string DanglingIn(const View& view) {
+    const ConfigView& base = view;
+    const Lines lines = LinesOf(*base.m_lines);
+    std::string wrong = WrongReferences(base, lines);
+    if (wrong.empty()) wrong = WrongOwners(base);
+    if (wrong.empty()) wrong = WrongPlaces(base, base.m_ends, base.m_end_index);
+    if (wrong.empty()) wrong = WrongPlaces(base, base.m_created, base.m_created_index);
+    const auto* const dialect = dynamic_cast<const LineListConfig*>(base.m_config.get());
+    if (!wrong.empty() || dialect == nullptr) return wrong;
+    for (const LineIterator& line : dialect->RegisteredLines()) {
+      if (lines.count(&*line) == 0) return "a line registered by the dialect";
+    }
+    return "";
+  }
+
   static std::string WrongInDialect(BaseConfig& config) {
     return WrongInDialect(config, LinesOf(*config.GetList()));
+  }
+
+  // The maps of a view as they are when it takes all that it has read.
+  struct WholeMaps {
+    ConfigView::Params m_params;
+    ConfigView::Places m_ends;
+    ConfigView::Places m_created;
+  };
+
+  template <class View>
+  static WholeMaps WholeMapsOf(const View& view) {
+    const ConfigView& base = view;
+    WholeMaps maps{base.m_params, {}, {}};
+    for (const auto& [section, line] : base.m_ends) {
+      maps.m_ends.emplace(section, LineOf(base.m_end_index, line));
+    }
+    for (const auto& [section, line] : base.m_created) {
+      maps.m_created.emplace(section, LineOf(base.m_created_index, line));
+    }
+    if (base.m_tree != nullptr) base.m_tree->CopyTo(maps.m_params, maps.m_ends);
+    return maps;
+  }
+
+  // Whether the view has left a block where it read it.
+  template <class View>
+  static bool IsPartial(const View& view) {
+    const ConfigView& base = view;
+    return base.m_tree != nullptr;
+  }
+
+  // What the nginx dialect has registered: block -> its lines.
+  static std::map<std::string, std::vector<LineIterator>> Registered(const Nginx& nginx) {
+    std::map<std::string, std::vector<LineIterator>> registered;
+    for (const auto& [section, lines] : nginx.m_listen) {
+      registered[section] = {lines.begin(), lines.end()};
+    }
+    return registered;
   }
 
   // What the Apache dialect has registered: block and directive, separated by the byte 0x1f, -> its
@@ -95,13 +152,35 @@ struct IndexAudit {
       }
     }
     for (const auto& [section, line] : view.m_ends) {
-      if (broken(line)) return "end of " + section;
+      if (broken(LineOf(view.m_end_index, line))) return "end of " + section;
     }
     for (const auto& [section, line] : view.m_created) {
-      if (broken(line)) return "created of " + section;
+      if (broken(LineOf(view.m_created_index, line))) return "created of " + section;
     }
     for (const std::string* const line : view.m_disguised) {
       if (lines.count(line) == 0) return "a disguised line";
+    }
+    return view.m_tree == nullptr ? "" : WrongInTree(view, lines);
+  }
+
+  // A block is in the tree or in the maps, and only lines of its own stand for its end.
+  static std::string WrongInTree(const ConfigView& view, const Lines& lines) {
+    const auto is_line = [&](LineIterator line) {
+      return line != view.m_lines->end() && lines.count(&*line) != 0;
+    };
+    for (const SectionTree::Node& node : view.m_tree->Nodes()) {
+      if (!node.HoldsAnything()) continue;
+      const std::string section = SectionTree::Path(&node);
+      if (node.block == nullptr || !node.has_end) return "half a block in the tree: " + section;
+      if (view.m_params.count(section) != 0) return "lines in the maps and the tree: " + section;
+      if (view.m_ends.count(section) != 0) return "an end in the maps and the tree: " + section;
+      std::size_t size = 0;
+      for (const auto* each = node.block->first; each != nullptr; each = each->next, ++size) {
+        if (!is_line(each->param.m_line)) return "element in the tree of " + section;
+      }
+      if (size != node.block->size) return "size of a block in the tree: " + section;
+      if (!is_line(node.end)) return "end in the tree of " + section;
+      if (node.end != node.block->last->param.m_line) return "another line ends " + section;
     }
     return "";
   }
@@ -134,18 +213,31 @@ struct IndexAudit {
     if (!index) return "";
     std::size_t count = 0;
     for (const auto& place : places) {
-      if (!view.IsLine(place.second)) continue;
-      ++count;
       const auto position = index->m_positions.find(&place.second);
-      const auto line = index->m_lines.find(&*place.second);
-      if (position == index->m_positions.end() || line == index->m_lines.end() ||
-          position->second >= line->second.size() || line->second[position->second] != &place) {
+      if (!view.IsLine(index->LineOf(place.second))) {
+        if (position != index->m_positions.end()) return "no line in an index: " + place.first;
+        continue;
+      }
+      ++count;
+      if (position == index->m_positions.end()) return "not in its index: " + place.first;
+      const auto [pile, number] = position->second;
+      const auto on_line = index->m_piles.find(&*pile->line);
+      if (on_line == index->m_piles.end() || &on_line->second != pile ||
+          number >= pile->places.size() || pile->places[number] != &place) {
         return "the place of " + place.first + " in its index";
+      }
+      if (view.m_place_values == PlaceIndex::Values::kAtOnce && place.second != pile->line) {
+        return "the value of the place of " + place.first;
       }
     }
     std::size_t on_lines = 0;
-    for (const auto& [line, entries] : index->m_lines) on_lines += entries.size();
+    for (const auto& [line, pile] : index->m_piles) on_lines += pile.places.size();
     return index->m_positions.size() == count && on_lines == count ? "" : "too many places";
+  }
+
+  // The line of a place, whose value in the map may not have been written yet.
+  static LineIterator LineOf(const std::optional<PlaceIndex>& index, const LineIterator& place) {
+    return index ? index->LineOf(place) : place;
   }
 
   template <class Finder, class List>
@@ -211,7 +303,9 @@ struct IndexAudit {
                                    const Lines& lines) {
     std::set<Entry> fresh;
     for (const auto& [address, list] : lists.known) {
-      if (!list->empty() && registry.m_lists.count(const_cast<LineRegistry::List*>(list)) == 0) {
+      const auto& known = registry.m_lists;
+      if (!registry.m_index && !list->empty() &&
+          std::find(known.begin(), known.end(), list) == known.end()) {
         return "a list that the registry does not know";
       }
       for (const LineIterator& line : *list) {
@@ -232,13 +326,15 @@ struct IndexAudit {
       if (lines.count(&*line) == 0) return "the merged line of " + section;
       if (options.m_words.count(section) == 0) return "no words for the line of " + section;
       fresh.emplace(&*line, &section);
-      if (options.m_registered_last == &section && *line != options.Line(section)) {
+      if (options.m_written_last == &section && *line != options.Line(section)) {
         return "the line of " + section + " was not written last";
       }
     }
-    if (options.m_merged_lines.size() != options.m_words.size() ||
-        options.m_positions.size() != options.m_words.size()) {
+    if (options.m_merged_lines.size() != options.m_words.size()) {
       return "words of a block without a merged line";
+    }
+    for (const auto& [section, positions] : options.m_positions) {
+      if (options.m_words.count(section) == 0) return "positions of no words for " + section;
     }
     if (options.m_sections) {
       std::set<std::pair<const void*, const void*>> entries;
@@ -250,7 +346,7 @@ struct IndexAudit {
     }
     for (const auto& [section, words] : options.m_words) {
       const auto positions = options.m_positions.find(section);
-      if (positions == options.m_positions.end()) return "no positions for " + section;
+      if (positions == options.m_positions.end()) continue;
       if (positions->second.size() != words.size()) return "positions of words of " + section;
       for (const std::string& word : words) {
         const auto position = positions->second.find(word);

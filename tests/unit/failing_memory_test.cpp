@@ -4,11 +4,15 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <iterator>
 #include <memory>
 #include <new>
 #include <string>
+#include <vector>
 
-#include "support/view_probe.h"
+#include "support/index_audit.h"
+#include "support/merging_dialect.h"
+#include "support/template_probe.h"
 #include "template/qeltemplate.h"
 
 namespace {
@@ -113,13 +117,76 @@ bool RunWithFailure(const Request& request, long failing) {
   return true;
 }
 
-TEST(FailingMemory, ComesOutAndLeavesTheResultAsItWas) {
-  const Request requests[] = {
-      {"nginx", "Nginx", kNginxConfig, kNginxTemplate},
-      {"apache", "Apache", kApacheConfig, kApacheTemplate},
-      {"long block", "Nginx", LongBlock(40, "a"), LongBlock(60, "{% $name %}")},
-  };
+// A request over a view whose maps are whole, or hold what edits ask for.
+class View : public TemplateProbeValues, public tov_template::Template {
+ public:
+  View(const std::shared_ptr<tov_template::BaseConfig>& config, bool whole)
+      : Template(config, old_values, new_values, whole ? Maps::kWhole : Maps::kOnDemand) {}
+
+  void Apply(const std::string& template_text) {
+    old_values = {{"name", "a"}, {"port", "80"}, {"root", "/a"}};
+    new_values = {{"name", "b"}, {"port", "90"}, {"root", "/b"}};
+    SetTemplate(template_text);
+    ApplyTemplate(false);
+    ApplyTemplate(true);
+    RemoveEmptySections();
+  }
+
+  std::string Text() const { return m_config->Str(); }
+};
+
+std::shared_ptr<tov_template::BaseConfig> DialectOf(const Request& request) {
+  if (request.dialect != std::string("Merging")) {
+    return tov_template::GetConfigType(request.dialect, request.config);
+  }
+  return std::make_shared<MergingDialect>(request.config);
+}
+
+// As RunWithFailure. The view refers to no line that is not there, whatever has failed.
+bool ViewWithFailure(const Request& request, bool whole, long failing) {
+  const std::shared_ptr<tov_template::BaseConfig> dialect = DialectOf(request);
+  std::unique_ptr<View> view;
+  try {
+    g_allocations_left = failing;
+    view = std::make_unique<View>(dialect, whole);
+    view->Apply(request.template_text);
+    EXPECT_GE(g_allocations_left, 0) << "the failure was swallowed";
+    g_allocations_left = -1;
+    return false;
+  } catch (const std::bad_alloc&) {
+    g_allocations_left = -1;
+  }
+  if (!view) return true;
+  EXPECT_EQ(tov_template::IndexAudit::DanglingIn(*view), "") << "allocation " << failing;
+  view->Apply(request.template_text);
+  EXPECT_EQ(tov_template::IndexAudit::DanglingIn(*view), "") << "allocation " << failing;
+  EXPECT_NE(view->Text(), request.config);
+  return true;
+}
+
+const Request kRequests[] = {
+    {"nginx", "Nginx", kNginxConfig, kNginxTemplate},
+    {"apache", "Apache", kApacheConfig, kApacheTemplate},
+    {"long block", "Nginx", LongBlock(40, "a"), LongBlock(60, "{% $name %}")},
+};
+
+TEST(FailingMemory, LeavesNoViewWithABrokenReference) {
+  std::vector<Request> requests(std::begin(kRequests), std::end(kRequests));
+  requests.push_back({"merging", "Merging",
+                      "a (\nset 1\nset 2\nx\n)\nb (\nset 3\nb2 (\ny\n)\n)\nc (\nz\nzz\n)",
+                      "a (\nset {% $name %}\nx\n)\n{% if $gone %}\nb (\nset 3\n)\n{% endif %}"});
   for (const Request& request : requests) {
+    for (const bool whole : {false, true}) {
+      SCOPED_TRACE(std::string(request.name) + (whole ? ", whole" : ", on demand"));
+      long failing = 0;
+      while (ViewWithFailure(request, whole, failing)) ++failing;
+      EXPECT_GT(failing, 50);
+    }
+  }
+}
+
+TEST(FailingMemory, ComesOutAndLeavesTheResultAsItWas) {
+  for (const Request& request : kRequests) {
     SCOPED_TRACE(request.name);
     long failing = 0;
     while (RunWithFailure(request, failing)) ++failing;

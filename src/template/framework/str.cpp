@@ -96,7 +96,11 @@ std::string Join(const std::list<std::string>& parts, const std::string& separat
   for (const std::string& part : parts) size += part.size() + separator.size();
   std::string result;
   result.reserve(size);
-  for (const std::string& part : parts) inpl::Append(result, part, separator);
+  for (const std::string& part : parts) {
+    if (part.empty()) continue;
+    if (!result.empty()) result += separator;
+    result += part;
+  }
   return result;
 }
 
@@ -127,12 +131,6 @@ void Append(std::string& a, const std::string& b, const std::string& separator) 
 }  // namespace inpl
 
 namespace view {
-
-std::string_view Trim(std::string_view text) {
-  while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
-  while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
-  return text;
-}
 
 std::string_view GetWord(std::string_view& text) {
   while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);

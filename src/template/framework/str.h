@@ -81,7 +81,12 @@ void Append(std::string& a, const std::string& b, const std::string& separator);
 // nothing, so a long text can be cut into pieces in linear time.
 namespace view {
 
-std::string_view Trim(std::string_view text);
+inline std::string_view Trim(std::string_view text) {
+  while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
+  while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
+  return text;
+}
+
 std::string_view GetWord(std::string_view& text);
 std::string_view GetWord(std::string_view& text, char delimiter);
 std::string_view GetWord(std::string_view& text, std::string_view delimiter);
