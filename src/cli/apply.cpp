@@ -11,13 +11,13 @@
 
 #include "cli/command.h"
 #include "cli/diff.h"
-#include "cli/file_update.h"
 #include "cli/guard_options.h"
 #include "cli/parallel.h"
 #include "cli/request.h"
 #include "cli/terminal.h"
 #include "cli/text_io.h"
 #include "edit/edit.h"
+#include "update/file_update.h"
 
 namespace cli {
 namespace {
@@ -195,31 +195,31 @@ class Run {
 
   void Lock() {
     if (!m_options.in_place) {
-      m_update.emplace(FileUpdate::OfMissing(m_options.output));
+      m_update.emplace(update::FileUpdate::OfMissing(m_options.output));
       return;
     }
     try {
       m_update.emplace(m_options.configs);
-    } catch (const Failure&) {
+    } catch (const update::Failure&) {
       if (m_options.configs.size() > 1) Say(kNothingWritten);
       throw;
     }
   }
 
-  UpdateOptions UpdateFor(const std::string& dialect) const {
-    UpdateOptions options;
+  update::UpdateOptions UpdateFor(const std::string& dialect) const {
+    update::UpdateOptions options;
     if (!m_options.backup_suffix.empty()) options.backup_suffix = m_options.backup_suffix;
     options.check = m_options.check_command;
     options.reload = m_options.reload;
     if (m_options.ChecksByDialect()) {
       const bool strict = m_options.check_command == kStrict;
       options.check = CheckCommand(dialect);
-      options.new_warnings = strict ? NewWarnings::kRefused : NewWarnings::kTold;
+      options.new_warnings = strict ? update::NewWarnings::kRefused : update::NewWarnings::kTold;
     }
     return options;
   }
 
-  void Commit(const UpdateOptions& options) {
+  void Commit(const update::UpdateOptions& options) {
     for (const std::string& warning : m_update->Commit(options)) {
       Say("warning: " + options.check + ": " + warning);
     }
@@ -322,24 +322,23 @@ class Run {
   static ExitCode Report(const std::exception_ptr& failure, const std::string& name) {
     try {
       std::rethrow_exception(failure);
-    } catch (const Failure& error) {
-      Say(error.what());
-      return error.exit_code();
     } catch (const std::bad_alloc&) {
       Say(name + ": out of memory");
+    } catch (const Failure& error) {
+      Say(error.what());
+    } catch (const update::Failure& error) {
+      Say(error.what());
     } catch (const std::exception& error) {
       Say(name + ": " + error.what());
     }
-    return kFailed;
+    return CodeOf(failure);
   }
 
   static ExitCode CodeOf(const std::exception_ptr& failure) {
     try {
       std::rethrow_exception(failure);
-    } catch (const Failure& error) {
-      return error.exit_code();
-    } catch (const std::exception&) {
-      return kFailed;
+    } catch (const std::exception& error) {
+      return ExitCodeOf(error);
     }
   }
 
@@ -378,7 +377,7 @@ class Run {
   const ApplyOptions& m_options;
   const Request m_request;
   const bool m_coloured;
-  std::optional<FileUpdate> m_update;
+  std::optional<update::FileUpdate> m_update;
   std::vector<std::string> m_names;
   std::vector<Result> m_results;
 };

@@ -106,11 +106,9 @@ int Run(int argc, char** argv) {
 int main(int argc, char** argv) {
   try {
     return cli::Run(argc, argv);
-  } catch (const cli::Failure& failure) {
-    return cli::Report(failure.exit_code(), failure.what());
   } catch (const std::bad_alloc&) {
     return cli::Report(cli::kFailed, "out of memory");
   } catch (const std::exception& error) {
-    return cli::Report(cli::kFailed, error.what());
+    return cli::Report(cli::ExitCodeOf(error), error.what());
   }
 }

@@ -2,7 +2,7 @@
 
 // What an update of files does, keeps and refuses.
 
-#include "cli/file_update.h"
+#include "update/file_update.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,17 +15,17 @@
 #include <string>
 #include <vector>
 
-#include "cli/failure.h"
+#include "update/failure.h"
 #include "update/update_test.h"
 
 namespace {
 
-using cli::Failure;
-using cli::FileUpdate;
-using cli::ServerRefusal;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsSupersetOf;
+using update::Failure;
+using update::FileUpdate;
+using update::ServerRefusal;
 using std::string_literals::operator""s;
 using Words = std::vector<std::string>;
 

@@ -5,9 +5,9 @@
 
 #include <string>
 
-#include "cli/descriptor.h"
+#include "update/descriptor.h"
 
-namespace cli {
+namespace update {
 
 // Writes a new file, lets it take the place of another, and can bring the old one back until it is
 // settled. At every moment the place holds the whole old file or the whole new one.
@@ -59,4 +59,4 @@ class Replacement {
 // Flushes the names in `directory` to the disk. Throws Failure.
 void FlushDirectory(const std::string& directory);
 
-}  // namespace cli
+}  // namespace update

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// Replaces the content of configuration files in place, all of them or none, so that nothing is
-// lost whatever happens meanwhile.
+// Replaces the content of files in place, all of them or none, so that nothing is lost whatever
+// happens meanwhile. This folder knows nothing of what the files hold. Start here.
 //
 //   FileUpdate update({"/etc/nginx/sites-enabled/a", "/etc/nginx/sites-enabled/b"});
 //   for (std::size_t i = 0; i < update.Size(); ++i) update.Replace(i, Edited(update.Read(i)));
@@ -34,9 +34,10 @@
 #include <string>
 #include <vector>
 
-#include "cli/locked_file.h"
+#include "update/failure.h"
+#include "update/locked_file.h"
 
-namespace cli {
+namespace update {
 
 // What becomes of a warning that the server's test gives for the new files and not for the old
 // ones.
@@ -124,4 +125,4 @@ class FileUpdate {
   std::vector<File> m_files;
 };
 
-}  // namespace cli
+}  // namespace update

@@ -8,7 +8,7 @@
 #include <string>
 #include <utility>
 
-namespace cli {
+namespace update {
 
 class Descriptor {
  public:
@@ -40,4 +40,4 @@ std::string SystemMessage(int error);
 // Throws Failure about `name` with the system's words for errno, behind `problem` if given.
 [[noreturn]] void FailBySystem(const std::string& name, const std::string& problem = "");
 
-}  // namespace cli
+}  // namespace update

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "cli/locked_file.h"
+#include "update/locked_file.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -9,10 +9,10 @@
 #include <thread>
 #include <utility>
 
-#include "cli/failure.h"
-#include "cli/work_files.h"
+#include "update/failure.h"
+#include "update/work_files.h"
 
-namespace cli {
+namespace update {
 namespace {
 
 constexpr std::chrono::milliseconds kBetweenTries{10};
@@ -109,4 +109,4 @@ void LockedFile::ExpectUntouched() const {
   if (!untouched) throw Failure(m_name, "has been changed by another program meanwhile");
 }
 
-}  // namespace cli
+}  // namespace update

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "cli/file_update.h"
+#include "update/file_update.h"
 
 #include <sys/resource.h>
 
@@ -10,15 +10,15 @@
 #include <set>
 #include <utility>
 
-#include "cli/explained_output.h"
-#include "cli/failure.h"
-#include "cli/replacement.h"
-#include "cli/server_warnings.h"
-#include "cli/shell_command.h"
-#include "cli/stop_signals.h"
-#include "cli/work_files.h"
+#include "update/explained_output.h"
+#include "update/failure.h"
+#include "update/replacement.h"
+#include "update/server_warnings.h"
+#include "update/shell_command.h"
+#include "update/stop_signals.h"
+#include "update/work_files.h"
 
-namespace cli {
+namespace update {
 namespace {
 
 constexpr char kStagedPlace[] = "{}";
@@ -294,4 +294,4 @@ std::vector<std::string> FileUpdate::Commit(const UpdateOptions& options) {
   return Explained(std::move(warnings), changes);
 }
 
-}  // namespace cli
+}  // namespace update

@@ -8,9 +8,9 @@
 #include <chrono>
 #include <string>
 
-#include "cli/descriptor.h"
+#include "update/descriptor.h"
 
-namespace cli {
+namespace update {
 
 class LockedFile {
  public:
@@ -55,4 +55,4 @@ class LockedFile {
   struct stat m_seen = {};  // as it was when it was locked
 };
 
-}  // namespace cli
+}  // namespace update

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "cli/descriptor.h"
+#include "update/descriptor.h"
 
 #include <array>
 #include <cerrno>
 #include <system_error>
 
-#include "cli/failure.h"
+#include "update/failure.h"
 
-namespace cli {
+namespace update {
 
 std::string ReadFromStart(const Descriptor& opened, const std::string& name) {
   std::string text;
@@ -31,4 +31,4 @@ void FailBySystem(const std::string& name, const std::string& problem) {
   throw Failure(name, problem.empty() ? message : problem + ": " + message);
 }
 
-}  // namespace cli
+}  // namespace update

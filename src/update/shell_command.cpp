@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "cli/shell_command.h"
+#include "update/shell_command.h"
 
 #include <fcntl.h>
 #include <spawn.h>
@@ -11,10 +11,10 @@
 #include <cstring>
 #include <string>
 
-#include "cli/descriptor.h"
-#include "cli/failure.h"
+#include "update/descriptor.h"
+#include "update/failure.h"
 
-namespace cli {
+namespace update {
 namespace {
 
 // What a command is started with, beyond its words.
@@ -95,4 +95,4 @@ std::string ShellQuoted(const std::string& text) {
   return quoted + '\'';
 }
 
-}  // namespace cli
+}  // namespace update

@@ -5,7 +5,7 @@
 
 #include <string>
 
-namespace cli {
+namespace update {
 
 // Their paths, for the file at a real path. They begin with a dot, so that "include sites/*" does
 // not read them. Only who has locked the file may touch them.
@@ -22,4 +22,4 @@ struct WorkFiles {
   std::string old_backup;
 };
 
-}  // namespace cli
+}  // namespace update

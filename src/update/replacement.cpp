@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "cli/replacement.h"
+#include "update/replacement.h"
 
 #include <acl/libacl.h>
 #include <attr/libattr.h>
@@ -11,9 +11,9 @@
 #include <filesystem>
 #include <utility>
 
-#include "cli/failure.h"
+#include "update/failure.h"
 
-namespace cli {
+namespace update {
 namespace {
 
 void Unlink(const std::string& path) {
@@ -134,4 +134,4 @@ void FlushDirectory(const std::string& directory) {
   if (!opened || fsync(opened.Number()) != 0) FailBySystem(directory);
 }
 
-}  // namespace cli
+}  // namespace update

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "cli/work_files.h"
+#include "update/work_files.h"
 
 #include <filesystem>
 
-#include "cli/descriptor.h"
+#include "update/descriptor.h"
 
-namespace cli {
+namespace update {
 namespace {
 
 std::string Beside(const std::filesystem::path& path, const char* kind) {
@@ -38,4 +38,4 @@ void WorkFiles::RemoveLeftovers(const std::string& path) const {
   if (IsSameFile(path, old_file)) Remove(old_file);
 }
 
-}  // namespace cli
+}  // namespace update
