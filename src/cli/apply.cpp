@@ -199,6 +199,7 @@ class Run {
       return;
     }
     try {
+      update::AllowOpenFiles(m_options.configs.size());
       m_update.emplace(m_options.configs);
     } catch (const update::Failure&) {
       if (m_options.configs.size() > 1) Say(kNothingWritten);
@@ -253,7 +254,7 @@ class Run {
     }
   }
 
-  std::string Read(std::size_t file) const {
+  std::string Read(std::size_t file) {
     if (m_options.in_place && m_update) return m_update->Read(file);
     return IsStandardInput(m_names[file]) ? ReadStandardInput() : ReadFile(m_names[file]);
   }

@@ -8,6 +8,7 @@ namespace cli {
 
 ExitCode ExitCodeOf(const std::exception& error) {
   if (const auto* failure = dynamic_cast<const Failure*>(&error)) return failure->exit_code();
+  if (dynamic_cast<const update::Overtaken*>(&error)) return kOvertaken;
   return dynamic_cast<const update::ServerRefusal*>(&error) ? kRefusedByServer : kFailed;
 }
 

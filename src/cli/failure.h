@@ -19,6 +19,7 @@ enum ExitCode : int {
   kRefused = 4,          // Refusal: an edit that would do harm
   kRefusedByServer = 5,  // update::ServerRefusal: the server does not take the result
   kFindings = 6,         // lint and inspect: there is something to look at
+  kOvertaken = 7,        // update::Overtaken: another program has changed a file meanwhile
 };
 
 // A right command line that cannot be carried out. what() is the message behind the program's name,

@@ -2,23 +2,54 @@
 
 #include "update/descriptor.h"
 
+#include <fcntl.h>
+
 #include <array>
-#include <cerrno>
 #include <system_error>
 
 #include "update/failure.h"
 
 namespace update {
+namespace {
+
+using Chunk = std::array<char, 65536>;
+
+ssize_t ReadChunk(const Descriptor& opened, std::size_t from, Chunk& chunk) {
+  return Retried(
+      [&] { return pread(opened.Number(), chunk.data(), chunk.size(), static_cast<off_t>(from)); });
+}
+
+}  // namespace
+
+Descriptor Open(const std::string& path, int flags, mode_t mode) {
+  const auto call = [&] { return open(path.c_str(), flags | O_CLOEXEC, mode); };
+  return AboveStandardStreams(Descriptor(Retried(call)));
+}
+
+Descriptor AboveStandardStreams(Descriptor opened) {
+  if (!opened || opened.Number() > STDERR_FILENO) return opened;
+  return Descriptor(fcntl(opened.Number(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+}
 
 std::string ReadFromStart(const Descriptor& opened, const std::string& name) {
   std::string text;
-  std::array<char, 65536> chunk;
+  Chunk chunk;
   for (;;) {
-    const ssize_t size =
-        pread(opened.Number(), chunk.data(), chunk.size(), static_cast<off_t>(text.size()));
+    const ssize_t size = ReadChunk(opened, text.size(), chunk);
     if (size < 0) FailBySystem(name);
     if (size == 0) return text;
     text.append(chunk.data(), static_cast<std::size_t>(size));
+  }
+}
+
+bool Holds(const Descriptor& opened, std::string_view text) {
+  Chunk chunk;
+  for (std::size_t at = 0;;) {
+    const ssize_t size = ReadChunk(opened, at, chunk);
+    if (size <= 0) return size == 0 && at == text.size();
+    const std::string_view read(chunk.data(), static_cast<std::size_t>(size));
+    if (text.substr(at, read.size()) != read) return false;
+    at += read.size();
   }
 }
 

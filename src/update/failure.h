@@ -21,4 +21,10 @@ class ServerRefusal : public Failure {
   using Failure::Failure;
 };
 
+// Another program has changed a file meanwhile, which stays as that program has left it.
+class Overtaken : public Failure {
+ public:
+  using Failure::Failure;
+};
+
 }  // namespace update

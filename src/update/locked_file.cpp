@@ -6,6 +6,7 @@
 #include <sys/file.h>
 
 #include <filesystem>
+#include <functional>
 #include <thread>
 #include <utility>
 
@@ -32,10 +33,20 @@ std::string RealPath(const std::string& name) {
   return (folder / absolute.filename()).string();
 }
 
-struct stat StatusOf(const Descriptor& opened, const std::string& name) {
+mode_t ModeOf(const Descriptor& opened, const std::string& name) {
   struct stat status = {};
   if (fstat(opened.Number(), &status) != 0) FailBySystem(name);
-  return status;
+  return status.st_mode;
+}
+
+nlink_t LinksOf(const Descriptor& opened, const std::string& name) {
+  struct stat status = {};
+  if (fstat(opened.Number(), &status) != 0) FailBySystem(name);
+  return status.st_nlink;
+}
+
+std::size_t DigestOf(const std::string& text) {
+  return std::hash<std::string>()(text);
 }
 
 void Wait(const Descriptor& opened, LockedFile::Deadline deadline, const std::string& name) {
@@ -48,15 +59,6 @@ void Wait(const Descriptor& opened, LockedFile::Deadline deadline, const std::st
   }
 }
 
-bool IsSameFile(const struct stat& one, const struct stat& other) {
-  return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
-}
-
-bool HasSameContent(const struct stat& one, const struct stat& other) {
-  return one.st_size == other.st_size && one.st_mtim.tv_sec == other.st_mtim.tv_sec &&
-         one.st_mtim.tv_nsec == other.st_mtim.tv_nsec;
-}
-
 }  // namespace
 
 LockedFile::LockedFile(std::string name) : m_name(std::move(name)), m_path(RealPath(m_name)) {}
@@ -64,49 +66,54 @@ LockedFile::LockedFile(std::string name) : m_name(std::move(name)), m_path(RealP
 // A lock that had to be waited for may be that of a file that its holder has replaced meanwhile.
 void LockedFile::Lock(Deadline deadline, Missing missing) {
   do {
-    m_opened = Open(missing);
+    m_opened = OpenToLock(missing);
     Wait(m_opened, deadline, m_name);
-    m_seen = StatusOf(m_opened, m_name);
+    m_mode = ModeOf(m_opened, m_name);
+    m_seen = MarkOf(m_opened, m_name);
   } while (!IsStillThere());
   WorkFiles(m_path).RemoveLeftovers(m_path);
-  if (!Exists()) return;
-  m_seen = StatusOf(m_opened, m_name);
-  if (m_seen.st_nlink > 1) {
+  if (Exists() && LinksOf(m_opened, m_name) > 1) {
     throw Failure(m_name, "has several hard links, which would no longer be one file");
   }
 }
 
 // Writing is asked for since a file that is protected from its user should stay as it is, and since
 // network file systems lock for writing only files that are open for it.
-Descriptor LockedFile::Open(Missing missing) const {
-  constexpr int kFlags = O_CLOEXEC | O_NOFOLLOW | O_NOCTTY | O_NONBLOCK;
-  Descriptor opened(open(m_path.c_str(), O_RDWR | kFlags));
+Descriptor LockedFile::OpenToLock(Missing missing) const {
+  constexpr int kFlags = O_NOFOLLOW | O_NOCTTY | O_NONBLOCK;
+  Descriptor opened = Open(m_path, O_RDWR | kFlags);
   if (!opened && errno == ENOENT && missing == Missing::kAllowed) {
     const std::string folder = std::filesystem::path(m_path).parent_path().string();
-    opened = Descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | kFlags));
+    opened = Open(folder, O_RDONLY | O_DIRECTORY | kFlags);
     if (!opened) FailBySystem(folder);
     return opened;
   }
   if (!opened) FailBySystem(m_name);
-  if (!S_ISREG(StatusOf(opened, m_name).st_mode)) throw Failure(m_name, "is not a regular file");
+  if (!S_ISREG(ModeOf(opened, m_name))) throw Failure(m_name, "is not a regular file");
   return opened;
 }
 
 // Whether the path leads to what is locked: for a directory, still to no file.
 bool LockedFile::IsStillThere() const {
-  struct stat now = {};
-  const bool found = lstat(m_path.c_str(), &now) == 0;
-  return Exists() ? found && IsSameFile(now, m_seen) : !found;
+  const std::optional<FileMark> now = MarkAt(m_path);
+  return Exists() ? now && now->IsOfSameFile(*m_seen) : !now;
 }
 
-std::string LockedFile::Read() const {
-  return Exists() ? ReadFromStart(m_opened, m_name) : std::string();
+std::string LockedFile::Read() {
+  if (!Exists()) return std::string();
+  if (MarkOf(m_opened, m_name).size > kLargest) throw Failure(m_name, "is larger than 1 GiB");
+  std::string text = ReadFromStart(m_opened, m_name);
+  if (!m_digest) m_digest = DigestOf(text);
+  return text;
 }
 
-void LockedFile::ExpectUntouched() const {
-  const bool untouched =
-      IsStillThere() && (!Exists() || HasSameContent(StatusOf(m_opened, m_name), m_seen));
-  if (!untouched) throw Failure(m_name, "has been changed by another program meanwhile");
+bool LockedFile::IsUntouched() const {
+  return Exists() ? IsSeenAt(m_path) && HoldsWhatWasRead() : IsStillThere();
+}
+
+// Two writes within one tick of a file system's clock leave the same mark.
+bool LockedFile::HoldsWhatWasRead() const {
+  return !m_digest || DigestOf(ReadFromStart(m_opened, m_name)) == *m_digest;
 }
 
 }  // namespace update

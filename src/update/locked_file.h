@@ -6,9 +6,12 @@
 #include <sys/stat.h>
 
 #include <chrono>
+#include <cstddef>
+#include <optional>
 #include <string>
 
 #include "update/descriptor.h"
+#include "update/file_mark.h"
 
 namespace update {
 
@@ -16,6 +19,9 @@ class LockedFile {
  public:
   using Deadline = std::chrono::steady_clock::time_point;
   enum class Missing { kRefused, kAllowed };
+
+  // No configuration is longer, and a text is held in memory several times over while it is edited.
+  static constexpr off_t kLargest = off_t{1} << 30;
 
   // The file that `name` leads to, over symbolic links. Throws Failure, under that name as every
   // member does, when one leads to nothing, or a directory on the way is not there.
@@ -34,25 +40,33 @@ class LockedFile {
 
   // The remaining members are for a locked file.
 
-  bool Exists() const { return S_ISREG(m_seen.st_mode); }
+  bool Exists() const { return S_ISREG(m_mode); }
 
   // The content of the locked file, wherever that has been renamed to; "" when there is none.
-  std::string Read() const;
+  // Throws Failure, also for a file of more than kLargest bytes.
+  std::string Read();
 
   // The open file, or its directory when there is none.
   const Descriptor& Opened() const { return m_opened; }
 
-  // Throws Failure when others have replaced the file, or its content, since it was locked.
-  void ExpectUntouched() const;
+  // Whether the path still leads to the file, and it holds what it held when it was locked and when
+  // it was first read; for one that is not there, whether that is still so. Throws Failure.
+  bool IsUntouched() const;
+
+  // Whether the file itself is at `path`, and nobody has written to it since it was locked.
+  bool IsSeenAt(const std::string& path) const { return MarkAt(path) == m_seen; }
 
  private:
-  Descriptor Open(Missing missing) const;
+  Descriptor OpenToLock(Missing missing) const;
   bool IsStillThere() const;
+  bool HoldsWhatWasRead() const;
 
   std::string m_name;
   std::string m_path;
   Descriptor m_opened;
-  struct stat m_seen = {};  // as it was when it was locked
+  mode_t m_mode = 0;                    // of what is locked
+  std::optional<FileMark> m_seen;       // when it was locked
+  std::optional<std::size_t> m_digest;  // of what was read first
 };
 
 }  // namespace update

@@ -77,7 +77,7 @@ std::string Described(int status) {
 CommandResult RunInShell(const std::string& command, const sigset_t& signals) {
   constexpr int kCannotBeExecuted = 126;
   constexpr int kNotFound = 127;
-  const Descriptor output(memfd_create("output", MFD_CLOEXEC));
+  const Descriptor output = AboveStandardStreams(Descriptor(memfd_create("output", MFD_CLOEXEC)));
   if (!output) FailBySystem(command, "cannot be run");
   const int status = WaitFor(Spawn(command, output, signals), command);
   CommandResult result = {Described(status), ReadFromStart(output, command)};

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // append_line [OPTION...] LINE FILE...: adds a line to each file by one FileUpdate. It exits
-// with 3 where that fails, and with 5 where a command refuses.
+// with 3 where that fails, with 5 where a command refuses, and with 7 where a file has been changed
+// by another program meanwhile.
 //
 //   --backup=SUFFIX --check=COMMAND --reload=COMMAND   as in UpdateOptions
 //   --warnings=told|refused                            the same
@@ -19,6 +20,7 @@ namespace {
 
 constexpr int kFailed = 3;
 constexpr int kRefused = 5;
+constexpr int kOvertaken = 7;
 
 struct Arguments {
   update::UpdateOptions options;
@@ -55,6 +57,7 @@ Arguments Parsed(int argc, char** argv) {
 
 update::FileUpdate Locked(const Arguments& arguments) {
   const std::vector<std::string> files(arguments.words.begin() + 1, arguments.words.end());
+  update::AllowOpenFiles(files.size());
   return arguments.missing ? update::FileUpdate::OfMissing(files.front(), arguments.wait)
                            : update::FileUpdate(files, arguments.wait);
 }
@@ -72,6 +75,9 @@ int main(int argc, char** argv) {
   } catch (const update::ServerRefusal& refusal) {
     std::fprintf(stderr, "%s\n", refusal.what());
     return kRefused;
+  } catch (const update::Overtaken& overtaken) {
+    std::fprintf(stderr, "%s\n", overtaken.what());
+    return kOvertaken;
   } catch (const update::Failure& failure) {
     std::fprintf(stderr, "%s\n", failure.what());
     return kFailed;

@@ -213,8 +213,8 @@ TEST_P(Refused, KilledAtAnyCallEachFileIsOldOrNew) {
 
 TEST_P(Accepted, WhenACallFailsAllFilesAreOldOrAllAreNew) {
   const std::set<std::string> calls_that_change = {
-      "openat", "flock", "fchown", "fchmod", "fsetxattr", "write",
-      "fsync",  "link",  "rename", "unlink", "pread64",   "memfd_create"};
+      "openat", "flock", "fchown",    "fchmod", "fsetxattr", "write",
+      "fsync",  "link",  "renameat2", "unlink", "pread64",   "memfd_create"};
   const Words update = UpdateWith(GetParam().options);
   for (const auto& [name, calls] : SystemCalls(update)) {
     if (calls_that_change.count(name) == 0) continue;
@@ -250,14 +250,15 @@ TEST_F(Interrupted, KilledAtAnyCallAFileThatWasNotThereIsMissingOrWhole) {
 
 TEST_F(Interrupted, FlushesAFileBeforeItGetsItsNameAndTheNameAfterwards) {
   MakeFiles();
-  RunTraced("trace=write,fsync,link,rename", {"new", "a"});
-  EXPECT_THAT(CallsInTrace(), ElementsAre("write", "fsync", "link", "rename", "fsync"));
+  RunTraced("trace=write,fsync,link,rename,renameat2", {"new", "a"});
+  EXPECT_THAT(CallsInTrace(), ElementsAre("write", "fsync", "link", "renameat2", "fsync"));
 }
 
 // The files are renamed one after the other, and back the other way round.
 TEST_F(Interrupted, SaysWhereTheOldContentIsThatCannotBePutBack) {
   MakeFiles();
-  const Outcome outcome = RunInjected("rename", "error=EIO", 3, {"--check=false", "new", "a", "b"});
+  const Outcome outcome =
+      RunInjected("renameat2", "error=EIO", 3, {"--check=false", "new", "a", "b"});
   const std::string kept = m_sandbox.PathOf("sites/.b.qeltemplate-old");
   EXPECT_EQ(outcome.err,
             "false: refuses the new files (exit status 1)\n"
