@@ -7,11 +7,13 @@
 #include <memory>
 #include <new>
 #include <optional>
+#include <set>
 #include <utility>
 
 #include "cli/command.h"
 #include "cli/diff.h"
 #include "cli/guard_options.h"
+#include "cli/leftovers.h"
 #include "cli/parallel.h"
 #include "cli/request.h"
 #include "cli/terminal.h"
@@ -34,7 +36,8 @@ same, --raw NAME puts in the value NAME whatever it holds, and where several
 blocks fit, --all edits all of them.
 
 Several CONFIG need --diff, --in-place or --dry-run. With --in-place all of them
-are replaced or none. A CMD of --check that holds "{}" is asked about each new
+are replaced or none. A CONFIG that is named like a backup or an editor's copy of
+another one given ("site.orig" beside "site") is left out. A CMD of --check that holds "{}" is asked about each new
 text before it is put in place; any other once, when all are: when it refuses,
 the old files are put back, and so they are when the CMD of --reload fails.
 
@@ -144,6 +147,17 @@ void AddOutputOptions(CLI::App& command, ApplyOptions& options) {
       ->type_name("N");
 }
 
+// The first of many.
+std::string Listed(const std::vector<std::string>& names) {
+  constexpr std::size_t kShown = 5;
+  std::string list;
+  for (std::size_t i = 0; i < std::min(names.size(), kShown); ++i) {
+    list += (i == 0 ? "" : ", ") + names[i];
+  }
+  if (names.size() <= kShown) return list;
+  return list + " and " + std::to_string(names.size() - kShown) + " more";
+}
+
 // --- One file ---
 
 struct Result {
@@ -161,12 +175,11 @@ class Run {
       : m_options(options),
         m_request(MakeRequest(options)),
         m_coloured(WantsColour(options.colour)) {
+    m_names = NamesToEdit();
     if (options.WritesFiles()) Lock();
     if (options.in_place && m_update) {
+      m_names.clear();
       for (std::size_t i = 0; i < m_update->Size(); ++i) m_names.push_back(m_update->Name(i));
-    } else {
-      m_names = options.configs;
-      if (m_names.empty()) m_names.emplace_back("-");
     }
     m_results.resize(m_names.size());
   }
@@ -193,16 +206,32 @@ class Run {
     return request;
   }
 
+  // Without what lies beside the configurations that are meant, and was named with them.
+  std::vector<std::string> NamesToEdit() {
+    std::vector<std::string> names = m_options.configs;
+    if (names.empty()) names.emplace_back("-");
+    const std::vector<std::string> left_out = LeftoversAmong(names, m_options.backup_suffix);
+    if (left_out.empty()) return names;
+    const std::set<std::string> leftovers(left_out.begin(), left_out.end());
+    const auto is_one = [&leftovers](const std::string& name) {
+      return leftovers.count(name) != 0;
+    };
+    names.erase(std::remove_if(names.begin(), names.end(), is_one), names.end());
+    m_left_out = left_out.size();
+    Say("left out, as copies of other files named here: " + Listed(left_out));
+    return names;
+  }
+
   void Lock() {
     if (!m_options.in_place) {
       m_update.emplace(update::FileUpdate::OfMissing(m_options.output));
       return;
     }
     try {
-      update::AllowOpenFiles(m_options.configs.size());
-      m_update.emplace(m_options.configs);
+      update::AllowOpenFiles(m_names.size());
+      m_update.emplace(m_names);
     } catch (const update::Failure&) {
-      if (m_options.configs.size() > 1) Say(kNothingWritten);
+      if (m_names.size() > 1) Say(kNothingWritten);
       throw;
     }
   }
@@ -344,7 +373,7 @@ class Run {
   }
 
   void SaySummary() const {
-    if (m_results.size() == 1 && !m_options.dry_run) return;
+    if (m_results.size() == 1 && m_left_out == 0 && !m_options.dry_run) return;
     std::size_t changed = 0;
     std::size_t skipped = 0;
     std::size_t refused = 0;
@@ -360,8 +389,8 @@ class Run {
     }
     const std::size_t unchanged = m_results.size() - changed - skipped - refused - failed;
     Say(std::to_string(changed) + " changed, " + std::to_string(unchanged) + " unchanged, " +
-        std::to_string(skipped) + " skipped, " + std::to_string(refused) + " refused, " +
-        std::to_string(failed) + " failed");
+        std::to_string(skipped + m_left_out) + " skipped, " + std::to_string(refused) +
+        " refused, " + std::to_string(failed) + " failed");
   }
 
   bool AnyChanged() const {
@@ -380,6 +409,7 @@ class Run {
   const bool m_coloured;
   std::optional<update::FileUpdate> m_update;
   std::vector<std::string> m_names;
+  std::size_t m_left_out = 0;
   std::vector<Result> m_results;
 };
 

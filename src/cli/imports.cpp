@@ -2,10 +2,12 @@
 
 #include "cli/imports.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <system_error>
 
 #include "cli/failure.h"
+#include "cli/text_io.h"
 #include "template/framework/str.h"
 #include "template/framework/tov_err.h"
 #include "template/framework/tov_file.h"
@@ -29,6 +31,11 @@ std::string RealRoot(const std::string& root) {
 }
 
 std::string Content(const std::string& path, const edit::FilePlace& from) {
+  std::error_code none;
+  const std::uintmax_t size = std::filesystem::file_size(path, none);
+  if (!none && size > kLargestTemplate) {
+    throw Failure(path, "imported by " + Shown(from) + ", but larger than 16 MiB");
+  }
   try {
     return tov_file::ReadE(path);
   } catch (const tov_err::Error&) {

@@ -10,6 +10,7 @@
 #include "cli/findings.h"
 #include "cli/imports.h"
 #include "cli/text_io.h"
+#include "edit/template_text.h"
 #include "template/framework/str.h"
 
 namespace cli {
@@ -37,7 +38,7 @@ class Reader {
  public:
   Reader(const std::string& text, const std::string& file, std::vector<Diagnostic>& diagnostics)
       : m_diagnostics(diagnostics) {
-    m_unread.push_back({text, file, 0, 0});
+    m_unread.push_back({edit::WithoutByteOrderMark(text), file, 0, 0});
   }
 
   std::vector<TemplateLine> Read() {
@@ -91,7 +92,8 @@ class Reader {
                " is imported a second time, which makes the template fail. Import each "
                "file once, before all lines that need it");
     } else {
-      m_unread.push_back({ReadFile(*path), *path, 0, 0});
+      m_unread.push_back(
+          {edit::WithoutByteOrderMark(ReadFile(*path, kLargestTemplate)), *path, 0, 0});
     }
   }
 

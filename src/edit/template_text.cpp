@@ -25,7 +25,7 @@ class Reader {
         m_findings(findings),
         m_values(NewValues(request)),
         m_template(tov_template::GetConfigType("Nginx", ""), m_values, m_values) {
-    m_unread.push_back({request.template_name, request.template_text, 0, 0});
+    m_unread.push_back({request.template_name, WithoutByteOrderMark(request.template_text), 0, 0});
   }
 
   TemplateText Read() {
@@ -87,7 +87,7 @@ class Reader {
                          " is imported a second time. Import each file once, before all lines "
                          "that need it"});
     } else {
-      m_unread.push_back({file->name, file->text, 0, 0});
+      m_unread.push_back({file->name, WithoutByteOrderMark(file->text), 0, 0});
     }
   }
 
@@ -101,6 +101,12 @@ class Reader {
 };
 
 }  // namespace
+
+std::string WithoutByteOrderMark(std::string text) {
+  constexpr std::string_view kMark = "\xEF\xBB\xBF";
+  if (str::view::StartsWith(text, kMark)) text.erase(0, kMark.size());
+  return text;
+}
 
 TemplateText WithImports(const Request& request, Findings& findings) {
   return Reader(request, findings).Read();

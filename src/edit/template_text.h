@@ -26,6 +26,9 @@ struct TemplateText {
   std::vector<Import> imports;
 };
 
+// `text` without the byte order mark that some editors put before it, which is no text.
+std::string WithoutByteOrderMark(std::string text);
+
 // The request's template, each import replaced by the lines of its file, in the order in which the
 // engine reads them. An import whose file is not there, or was imported before, is left out and
 // refused in `findings`. Throws what the request's importer throws.

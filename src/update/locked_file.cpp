@@ -101,7 +101,7 @@ bool LockedFile::IsStillThere() const {
 
 std::string LockedFile::Read() {
   if (!Exists()) return std::string();
-  if (MarkOf(m_opened, m_name).size > kLargest) throw Failure(m_name, "is larger than 1 GiB");
+  if (MarkOf(m_opened, m_name).size > kLargest) throw Failure(m_name, "is larger than 1024 MiB");
   std::string text = ReadFromStart(m_opened, m_name);
   if (!m_digest) m_digest = DigestOf(text);
   return text;
