@@ -42,11 +42,12 @@ std::string ReadFromStart(const Descriptor& opened, const std::string& name) {
   }
 }
 
-bool Holds(const Descriptor& opened, std::string_view text) {
+bool MayHold(const Descriptor& opened, std::string_view text) {
   Chunk chunk;
   for (std::size_t at = 0;;) {
     const ssize_t size = ReadChunk(opened, at, chunk);
-    if (size <= 0) return size == 0 && at == text.size();
+    if (size < 0) return true;
+    if (size == 0) return at == text.size();
     const std::string_view read(chunk.data(), static_cast<std::size_t>(size));
     if (text.substr(at, read.size()) != read) return false;
     at += read.size();

@@ -54,8 +54,8 @@ Descriptor AboveStandardStreams(Descriptor opened);
 // about `name`.
 std::string ReadFromStart(const Descriptor& opened, const std::string& name);
 
-// Whether that is `text`. False when it cannot be read.
-bool Holds(const Descriptor& opened, std::string_view text);
+// Whether that is `text`, or cannot be read.
+bool MayHold(const Descriptor& opened, std::string_view text);
 
 // The system's words for `error`.
 std::string SystemMessage(int error);

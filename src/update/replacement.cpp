@@ -117,8 +117,9 @@ void Replacement::Flush() const {
   }
 }
 
+// What cannot be read has been written by us, as far as its mark tells.
 bool Replacement::IsNewAt(const std::string& path) const {
-  return MarkAt(path) == m_new_mark && (!m_text || Holds(m_new, *m_text));
+  return MarkAt(path) == m_new_mark && (!m_text || MayHold(m_new, *m_text));
 }
 
 // --- Into its place ---
