@@ -277,7 +277,9 @@ class Run {
       std::string edited = std::move(made.text);
       result.changed = edited != text;
       result.out = Shown(text, edited, name);
-      if (m_update) m_update->Replace(m_options.in_place ? file : 0, std::move(edited));
+      if (m_update && (result.changed || !m_options.in_place)) {
+        m_update->Replace(m_options.in_place ? file : 0, std::move(edited));
+      }
     } catch (...) {
       result.failure = std::current_exception();
     }

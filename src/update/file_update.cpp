@@ -7,10 +7,12 @@
 #include <algorithm>
 #include <exception>
 #include <map>
+#include <set>
 #include <utility>
 
 #include "update/explained_output.h"
 #include "update/failure.h"
+#include "update/real_paths.h"
 #include "update/replacement.h"
 #include "update/server_warnings.h"
 #include "update/shell_command.h"
@@ -151,12 +153,13 @@ std::vector<Replacement> Staged(const std::vector<Change>& changes,
   std::vector<Replacement> staged;
   staged.reserve(kFileAndBackup * changes.size());
   for (const Change& change : changes) {
+    WorkFiles(change.file.Path()).RemoveLeftovers(change.file.Path());
     if (backup_suffix && change.file.Exists()) {
       staged.push_back(StagedBackup(change.file, *backup_suffix));
     }
   }
   for (const Change& change : changes) staged.push_back(StagedFile(change));
-  for (const Replacement& one : staged) one.Flush();
+  FlushAll(staged);
   return staged;
 }
 
@@ -184,8 +187,9 @@ FileUpdate FileUpdate::OfMissing(const std::string& name, std::chrono::milliseco
 FileUpdate::FileUpdate(const std::vector<std::string>& names, std::chrono::milliseconds lock_wait,
                        LockedFile::Missing missing) {
   std::map<std::string, std::size_t> by_path;
+  RealPaths paths;
   for (const std::string& name : names) {
-    LockedFile file(name);
+    LockedFile file(name, paths.Of(name));
     const bool is_first = by_path.emplace(file.Path(), m_files.size()).second;
     if (is_first) m_files.push_back({std::move(file), std::nullopt});
   }
@@ -196,19 +200,18 @@ FileUpdate::FileUpdate(const std::vector<std::string>& names, std::chrono::milli
 
 void FileUpdate::Replace(std::size_t file, std::string text) {
   File& replaced = m_files[file];
-  const bool is_same = replaced.locked.Exists() && text == replaced.locked.Read();
+  const bool is_same = replaced.locked.Holds(text);
   replaced.new_text = is_same ? std::nullopt : std::optional(std::move(text));
 }
 
 void FileUpdate::ExpectFreeForBackups(const std::string& suffix) const {
+  std::set<std::string> paths;
+  for (const File& file : m_files) paths.insert(file.locked.Path());
   for (const File& file : m_files) {
     if (suffix.empty() || suffix.find('/') != std::string::npos) {
       throw Failure(file.locked.Name(), "no backup can have the suffix '" + suffix + '\'');
     }
-    const auto is_backup = [backup = file.locked.Path() + suffix](const File& other) {
-      return other.locked.Path() == backup;
-    };
-    if (std::any_of(m_files.begin(), m_files.end(), is_backup)) {
+    if (paths.count(file.locked.Path() + suffix) != 0) {
       throw Failure(file.locked.Name() + suffix, "is to be a backup, and is itself to be edited");
     }
   }

@@ -18,31 +18,10 @@ namespace {
 
 constexpr std::chrono::milliseconds kBetweenTries{10};
 
-// The path without symbolic links; its last part need not be there.
-std::string RealPath(const std::string& name) {
-  std::error_code error;
-  const std::filesystem::path absolute = std::filesystem::absolute(name, error);
-  const bool is_link = std::filesystem::is_symlink(absolute, error);
-  if (is_link || std::filesystem::exists(absolute, error)) {
-    const std::filesystem::path real = std::filesystem::canonical(absolute, error);
-    if (error) throw Failure(name, error.message());
-    return real.string();
-  }
-  const std::filesystem::path folder = std::filesystem::canonical(absolute.parent_path(), error);
-  if (error) throw Failure(name, error.message());
-  return (folder / absolute.filename()).string();
-}
-
-mode_t ModeOf(const Descriptor& opened, const std::string& name) {
+struct stat StatusOf(const Descriptor& opened, const std::string& name) {
   struct stat status = {};
   if (fstat(opened.Number(), &status) != 0) FailBySystem(name);
-  return status.st_mode;
-}
-
-nlink_t LinksOf(const Descriptor& opened, const std::string& name) {
-  struct stat status = {};
-  if (fstat(opened.Number(), &status) != 0) FailBySystem(name);
-  return status.st_nlink;
+  return status;
 }
 
 std::size_t DigestOf(const std::string& text) {
@@ -61,22 +40,36 @@ void Wait(const Descriptor& opened, LockedFile::Deadline deadline, const std::st
 
 }  // namespace
 
-LockedFile::LockedFile(std::string name) : m_name(std::move(name)), m_path(RealPath(m_name)) {}
+LockedFile::LockedFile(std::string name, std::string path)
+    : m_name(std::move(name)), m_path(std::move(path)) {}
 
-// A lock that had to be waited for may be that of a file that its holder has replaced meanwhile.
+// A lock that had to be waited for may be that of a file that its holder has replaced meanwhile. A
+// second name may be one that an update has left behind.
 void LockedFile::Lock(Deadline deadline, Missing missing) {
   do {
     m_opened = OpenToLock(missing);
     Wait(m_opened, deadline, m_name);
-    m_mode = ModeOf(m_opened, m_name);
-    m_seen = MarkOf(m_opened, m_name);
+    Look();
   } while (!IsStillThere());
+  if (!Exists() || m_links == 1) return;
   WorkFiles(m_path).RemoveLeftovers(m_path);
-  if (Exists() && LinksOf(m_opened, m_name) > 1) {
+  Look();
+  if (m_links > 1) {
     throw Failure(m_name, "has several hard links, which would no longer be one file");
   }
 }
 
+void LockedFile::Look() {
+  const struct stat status = StatusOf(m_opened, m_name);
+  if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) {
+    throw Failure(m_name, "is not a regular file");
+  }
+  m_mode = status.st_mode;
+  m_links = status.st_nlink;
+  m_seen = FileMark(status);
+}
+
+// What is opened is a directory only where the file is missing: others are not opened for writing.
 // Writing is asked for since a file that is protected from its user should stay as it is, and since
 // network file systems lock for writing only files that are open for it.
 Descriptor LockedFile::OpenToLock(Missing missing) const {
@@ -89,7 +82,6 @@ Descriptor LockedFile::OpenToLock(Missing missing) const {
     return opened;
   }
   if (!opened) FailBySystem(m_name);
-  if (!S_ISREG(ModeOf(opened, m_name))) throw Failure(m_name, "is not a regular file");
   return opened;
 }
 
@@ -101,10 +93,15 @@ bool LockedFile::IsStillThere() const {
 
 std::string LockedFile::Read() {
   if (!Exists()) return std::string();
-  if (MarkOf(m_opened, m_name).size > kLargest) throw Failure(m_name, "is larger than 1024 MiB");
+  if (m_seen->size > kLargest) throw Failure(m_name, "is larger than 1024 MiB");
   std::string text = ReadFromStart(m_opened, m_name);
   if (!m_digest) m_digest = DigestOf(text);
   return text;
+}
+
+bool LockedFile::Holds(const std::string& text) {
+  if (!Exists() || (m_digest && *m_digest != DigestOf(text))) return false;
+  return text == Read();
 }
 
 bool LockedFile::IsUntouched() const {

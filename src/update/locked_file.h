@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// A file that no other update of the same kind changes meanwhile.
+// A file that no other update of the same kind changes meanwhile. What fails throws Failure, under
+// the name as it was given.
 #pragma once
 
 #include <sys/stat.h>
@@ -23,9 +24,8 @@ class LockedFile {
   // No configuration is longer, and a text is held in memory several times over while it is edited.
   static constexpr off_t kLargest = off_t{1} << 30;
 
-  // The file that `name` leads to, over symbolic links. Throws Failure, under that name as every
-  // member does, when one leads to nothing, or a directory on the way is not there.
-  explicit LockedFile(std::string name);
+  // `name` stands for the file in messages, `path` is its real path (real_paths.h).
+  LockedFile(std::string name, std::string path);
 
   // Locks the file, or its directory when the file is not there and `missing` allows that. Others
   // that hold the lock are waited for until `deadline`. Throws Failure when that has come; when the
@@ -46,6 +46,9 @@ class LockedFile {
   // Throws Failure, also for a file of more than kLargest bytes.
   std::string Read();
 
+  // Whether that is `text`.
+  bool Holds(const std::string& text);
+
   // The open file, or its directory when there is none.
   const Descriptor& Opened() const { return m_opened; }
 
@@ -58,13 +61,15 @@ class LockedFile {
 
  private:
   Descriptor OpenToLock(Missing missing) const;
+  void Look();
   bool IsStillThere() const;
   bool HoldsWhatWasRead() const;
 
   std::string m_name;
   std::string m_path;
   Descriptor m_opened;
-  mode_t m_mode = 0;                    // of what is locked
+  mode_t m_mode = 0;  // of what is locked
+  nlink_t m_links = 0;
   std::optional<FileMark> m_seen;       // when it was locked
   std::optional<std::size_t> m_digest;  // of what was read first
 };

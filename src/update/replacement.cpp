@@ -10,6 +10,7 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <set>
 #include <utility>
 
 #include "update/failure.h"
@@ -115,6 +116,12 @@ void Replacement::Flush() const {
   if (Retried([this] { return fsync(m_new.Number()); }) != 0) {
     FailBySystem(m_name, "cannot be written");
   }
+}
+
+bool Replacement::FlushFileSystem() const {
+  if (Retried([this] { return syncfs(m_new.Number()); }) == 0) return true;
+  if (errno != ENOSYS) FailBySystem(m_name, "cannot be written");
+  return false;
 }
 
 // What cannot be read has been written by us, as far as its mark tells.
@@ -309,6 +316,19 @@ void Replacement::Settle() {
 
 std::string Replacement::Directory() const {
   return std::filesystem::path(m_path).parent_path().string();
+}
+
+void FlushAll(const std::vector<Replacement>& staged) {
+  constexpr std::size_t kFew = 8;
+  std::set<dev_t> flushed;
+  for (const Replacement& one : staged) {
+    if (flushed.count(one.Device()) != 0) continue;
+    if (staged.size() > kFew && one.FlushFileSystem()) {
+      flushed.insert(one.Device());
+    } else {
+      one.Flush();
+    }
+  }
 }
 
 void FlushDirectory(const std::string& directory) {

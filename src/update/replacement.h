@@ -15,6 +15,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "update/descriptor.h"
 #include "update/file_mark.h"
@@ -48,6 +49,12 @@ class Replacement {
   // Sees the new file on the disk. Throws Failure.
   void Flush() const;
 
+  // The same for all that has been written to its file system. False where it has no such means.
+  bool FlushFileSystem() const;
+
+  // The file system.
+  dev_t Device() const { return m_new_mark->device; }
+
   // Throws Overtaken when what is to be replaced is not what it was; then the new file is kept
   // under a name of its own.
   void ExpectOld();
@@ -73,9 +80,6 @@ class Replacement {
 
   // Where all this happens.
   std::string Directory() const;
-
-  // The new file.
-  const Descriptor& Opened() const { return m_new; }
 
  private:
   enum class State { kNew, kStaged, kInPlace, kDone };
@@ -110,6 +114,10 @@ class Replacement {
   std::optional<FileMark> m_new_mark;  // of the new file, written
   Descriptor m_new;                    // holds the new file's lock
 };
+
+// Sees all new files on the disk. Many at once: to flush each by itself takes a few milliseconds, a
+// hundred times as much. Throws Failure.
+void FlushAll(const std::vector<Replacement>& staged);
 
 // Flushes the names in `directory` to the disk. Throws Failure.
 void FlushDirectory(const std::string& directory);

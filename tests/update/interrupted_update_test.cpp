@@ -258,6 +258,36 @@ TEST_F(Interrupted, FlushesAFileBeforeItGetsItsNameAndTheNameAfterwards) {
   EXPECT_THAT(CallsInTrace(), ElementsAre("write", "fsync", "link", "renameat2", "fsync"));
 }
 
+// Of many files each flush would take as long as one of all.
+TEST_F(Interrupted, FlushesManyFilesAtOnceBeforeTheFirstOneGetsItsName) {
+  Words update = {"new"};
+  for (int file = 0; file < 10; ++file) update.push_back("many" + std::to_string(file));
+  const auto make = [&] {
+    MakeFiles();
+    for (std::size_t i = 1; i < update.size(); ++i) m_sandbox.Write(update.at(i), kOld);
+  };
+  const auto expect_all = [&](const char* text) {
+    for (std::size_t i = 1; i < update.size(); ++i) EXPECT_EQ(m_sandbox.Read(update.at(i)), text);
+  };
+  Words calls(10, "write");
+  calls.emplace_back("syncfs");
+  for (int file = 0; file < 10; ++file) calls.insert(calls.end(), {"link", "renameat2"});
+  calls.emplace_back("fsync");
+  make();
+  RunTraced("trace=write,fsync,syncfs,link,rename,renameat2", update);
+  EXPECT_EQ(CallsInTrace(), calls);
+  expect_all(kNew);
+
+  make();
+  EXPECT_EQ(RunInjected("syncfs", "error=ENOSPC", 1, update).err,
+            "many0: cannot be written: No space left on device\n");
+  expect_all(kOld);
+
+  make();
+  RunTraced("inject=syncfs:error=ENOSYS", update);
+  expect_all(kNew);
+}
+
 // The files are renamed one after the other, and back the other way round.
 TEST_F(Interrupted, SaysWhereTheOldContentIsThatCannotBePutBack) {
   MakeFiles();
