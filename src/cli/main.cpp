@@ -116,7 +116,10 @@ int RunAndReport(int argc, char** argv) {
 }  // namespace cli
 
 int main(int argc, char** argv) {
-  if (!cli::OpenStandardStreams()) return cli::kFailed;
+  if (!cli::OpenStandardStreams()) {
+    std::fputs("qeltemplate: /dev/null cannot be opened for the closed streams\n", stderr);
+    return cli::kFailed;
+  }
   try {
     return cli::RunAndReport(argc, argv);
   } catch (const std::exception&) {  // no memory to say what has happened

@@ -5,18 +5,20 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <initializer_list>
-
 namespace cli {
+namespace {
 
 // open() takes the lowest number that is free. What is to be read is opened for writing, and the
 // other way round.
+bool IsOpenNow(int number) {
+  if (fcntl(number, F_GETFD) >= 0) return true;
+  return open("/dev/null", number == STDIN_FILENO ? O_WRONLY : O_RDONLY) == number;
+}
+
+}  // namespace
+
 bool OpenStandardStreams() {
-  for (const int number : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-    if (fcntl(number, F_GETFD) >= 0) continue;
-    if (open("/dev/null", number == STDIN_FILENO ? O_WRONLY : O_RDONLY) != number) return false;
-  }
-  return true;
+  return IsOpenNow(STDIN_FILENO) && IsOpenNow(STDOUT_FILENO) && IsOpenNow(STDERR_FILENO);
 }
 
 }  // namespace cli
