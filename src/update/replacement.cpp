@@ -254,7 +254,9 @@ void Replacement::SwapBack() {
   }
   Unlink(m_staged);
   Unlink(m_kept);
-  if (MarkAt(m_path) != m_old) FailPlaced();
+  const FileMark old = *std::exchange(m_old, std::nullopt);
+  const std::optional<FileMark> now = MarkAt(m_path);
+  if (now && *now != old) FailPlaced();
 }
 
 void Replacement::FailToPutBack() {
@@ -274,6 +276,7 @@ void Replacement::LeaveToOthers(const std::string& from) {
   const std::optional<FileMark> now = MarkAt(from);
   if (is_back && now && now->IsOfSameFile(*m_old)) LeaveAlone();
   KeepAs("other", from);
+  if (from == m_kept) m_old.reset();
   FailPlaced();
 }
 
@@ -291,7 +294,7 @@ void Replacement::TakeAway() {
 void Replacement::FailPlaced() {
   std::string problem = std::string(kChangedByOthers) + " and stays so";
   if (m_text) problem += "; the new text is in " + KeepNew();
-  if (m_old && MarkAt(m_kept)) problem += "; the old one is in " + KeepAs("old", m_kept);
+  if (m_old) problem += "; the old one is in " + KeepAs("old", m_kept);
   throw Overtaken(m_name, problem);
 }
 

@@ -110,7 +110,7 @@ class Replacement {
   const LockedFile* m_guarded = nullptr;
   const std::string* m_text = nullptr;
   State m_state = State::kNew;
-  std::optional<FileMark> m_old;       // of what is kept
+  std::optional<FileMark> m_old;       // of what is kept as m_kept
   std::optional<FileMark> m_new_mark;  // of the new file, written
   Descriptor m_new;                    // holds the new file's lock
 };

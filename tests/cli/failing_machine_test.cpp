@@ -170,6 +170,8 @@ class FailingMachine : public testing::TestWithParam<Case> {
       if (!has_begun || is_message || (!TriesAll() && kChanging.count(name) == 0)) continue;
       calls.push_back({name, numbers[name]});
     }
+    constexpr std::size_t kAtLeast = 50;
+    EXPECT_GT(calls.size(), kAtLeast);
     return TriesAll() ? calls : Sampled(calls);
   }
 
@@ -217,9 +219,10 @@ class FailingMachine : public testing::TestWithParam<Case> {
          ++found) {
       const std::string file = (*found)[1];
       const std::string kept = (*found)[2].matched ? (*found)[2] : (*found)[3];
+      const bool is_first_backup = file == "b.orig" || file == "sites/c.orig";
+      if (kept.empty() && !is_first_backup) continue;  // it was not in its place yet
       told.insert(file);
-      const bool had_none = EarlierBackupOf(file.substr(0, file.find(".orig"))) == "none";
-      if (file.find(".orig") != file.npos && had_none) continue;
+      if (is_first_backup) continue;
       EXPECT_THAT(Sandbox::ReadFile(kept), testing::AnyOf(kOld, kEarlier)) << message;
     }
     const bool has_new_backup = message.find("is new and cannot be removed") != message.npos;

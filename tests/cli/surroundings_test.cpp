@@ -8,6 +8,7 @@
 
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cli/program.h"
@@ -130,8 +131,23 @@ TEST_F(Surroundings, GoesOnWithTheThreadsThatThereAre) {
   }
 }
 
+// Sanitizers need too many addresses for these.
+class LittleMemory : public Surroundings {
+ protected:
+  static std::string Repeated(const std::string& text, int count) {
+    std::string all;
+    for (int i = 0; i < count; ++i) all += text;
+    return all;
+  }
+
+  Outcome RenameWithin(int megabytes) const {
+    return RunInShell("ulimit -v " + std::to_string(1000 * megabytes) + "; exec \"$@\"",
+                      Rename({"--in-place", "site.conf"}));
+  }
+};
+
 // From a limit at which the program cannot even be loaded to one that is enough.
-TEST_F(Surroundings, AllOrNothingIsDoneWithLittleMemory) {
+TEST_F(LittleMemory, IsEnoughForAllOrForNothing) {
   std::string note;
   for (int line = 0; line < 10'000; ++line) note += "# a line of a note\n";
   const Words names = MakeSites(6);
@@ -149,6 +165,25 @@ TEST_F(Surroundings, AllOrNothingIsDoneWithLittleMemory) {
   }
   EXPECT_GT(done, 0);
   EXPECT_GT(failed, 0);
+}
+
+// A text of 0.3 MB, and one of 15 MB.
+TEST_F(LittleMemory, IsEnoughForDeeplyNestedBlocks) {
+  for (const auto& [depth, megabytes] : {std::pair(20'000, 40), std::pair(1'000'000, 250)}) {
+    SCOPED_TRACE(depth);
+    const std::string nested = Repeated("location / {\n", depth) + Repeated("}\n", depth);
+    m_sandbox.Write("site.conf", "server {\nserver_name a.example;\n" + nested + "}\n");
+    ExpectText(RenameWithin(megabytes), "");
+    EXPECT_EQ(m_sandbox.Read("site.conf"), "server {\nserver_name b.example;\n" + nested + "}\n");
+  }
+}
+
+TEST_F(LittleMemory, IsEnoughToRefuseALongLine) {
+  m_sandbox.Write("site.conf", "server {\nserver_name a.example;\nroot /" +
+                                   std::string(50'000'000, 'x') + ";\n}\n");
+  const Outcome outcome = RenameWithin(250);
+  EXPECT_THAT(outcome.err, HasSubstr("this is longer than the 4,096 bytes that nginx reads"));
+  EXPECT_EQ(outcome.exit_code, 4);
 }
 
 TEST_F(Surroundings, SaysBeforeItBeginsThatTooFewFilesMayBeOpen) {
