@@ -291,9 +291,9 @@ TEST_P(FailingMachine, AllFilesAreOldOrAllAreNewWhateverFails) {
   for (const Call& call : Calls()) {
     const auto errors = kErrors.find(call.name);
     if (errors == kErrors.end()) continue;
-    Words tried = errors->second;
-    if (!TriesAll()) tried = {tried.at(turn++ % tried.size())};
-    for (const std::string& error : tried) {
+    const Words& all = errors->second;
+    const Words one = {all.at(turn++ % all.size())};
+    for (const std::string& error : TriesAll() ? all : one) {
       MakeFiles();
       const Outcome outcome = RunInjected(call, "error=" + error);
       SCOPED_TRACE(call.name + ", call " + std::to_string(call.number) + ", " + error + ": " +
