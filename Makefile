@@ -2,7 +2,7 @@
 
 # The front door. `make demo` and `make test` install the packages they need (Debian) and do the rest.
 
-.PHONY: help demo test bindings-test properties document-judges faults asan tsan valgrind coverage fuzz hostile format format-check tidy cppcheck \
+.PHONY: help demo test bindings-test properties attacks document-judges faults asan tsan valgrind coverage fuzz hostile format format-check tidy cppcheck \
   bench bench-python instructions docs deb deb-test clean
 .DEFAULT_GOAL := help
 
@@ -31,6 +31,7 @@ help:
 	@echo 'make test          build with warnings as errors, run every test'
 	@echo 'make bindings-test only the tests of the C interface and of the Python module'
 	@echo 'make properties CASES=1000  try each property of the tests with so many new random inputs'
+	@echo 'make attacks CASES=100000  try so many values that would leave their places, and ask the servers'
 	@echo 'make document-judges CASES=2000  have the servers judge so many damaged configurations of each'
 	@echo 'make asan          the same tests under the sanitizers, with checked containers'
 	@echo 'make faults        let each system call of an edit in place fail in every way (minutes)'
@@ -83,6 +84,16 @@ properties:
 	cmake --build --preset release --target $(notdir $(PROPERTY_TESTS))
 	for test in $(PROPERTY_TESTS); do \
 	  SEED=$$(date +%s) CASES=$(CASES) RC_PARAMS=max_success=$(CASES) build/release/tests/$$test || exit 1; \
+	done
+
+ATTACK_TESTS = edit_attack_test edit_attack_server_test
+
+attacks:
+	cmake/install-packages.sh $(TEST_PACKAGES)
+	cmake --preset release -DQELTEMPLATE_BUILD_TESTS=ON
+	cmake --build --preset release --target $(ATTACK_TESTS)
+	for test in $(ATTACK_TESTS); do \
+	  SEED=$$(date +%s) CASES=$(CASES) build/release/tests/edit/$$test || exit 1; \
 	done
 
 JUDGE_TESTS = nginx/document_nginx_mutants_test apache/document_apache_mutants_test

@@ -1,18 +1,21 @@
 #!/usr/bin/python3 -B
 # SPDX-License-Identifier: Apache-2.0
 
-"""Counts the instructions of fixed requests and compares them with those in instructions.json.
+"""Counts the instructions of fixed requests and edits, and how the counts of edits grow.
 
     instructions.py [--update] BUILD_DIR
 
-Fails when a request takes a tenth more than is written there. --update writes the counts down.
-A count depends on the compiler and the C library, not on the machine's load.
+Fails when a request or an edit takes a tenth more than is written in instructions.json, or when a
+careful edit grows faster than its input. --update writes the counts down. A count depends on the
+compiler and the C library, not on the machine's load.
 """
 import argparse
 import json
+import os
 import re
 import subprocess
 import sys
+from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 STORED = Path(__file__).resolve().parent / "instructions.json"
@@ -24,15 +27,74 @@ REQUESTS = [
     ("lines-of-one-block", "Nginx", "5000"),
 ]
 
+EDITS = [
+    ("one site", "Nginx", "10000"),
+    ("one site", "Apache", "10000"),
+    ("sites there", "Apache", "300"),
+    ("sites missing", "Nginx", "300"),
+    ("half the lines there", "Nginx", "1000"),
+]
 
-def count(build, request):
+# From N to 2 N an edit takes twice as much more as from N / 2 to N, if it grows as its input does;
+# four times as much if it grows with the square. Sorting, and longer numbers, take a little more.
+GROWTH_N = 600
+GROWTH_BOUND = 1.10
+
+
+def count(build, program, arguments):
     command = ["valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null"]
-    command += [str(build / "bench" / "one_request"), *request]
+    if program == "one_careful_edit":
+        command.append("--toggle-collect=bench::RunChecked*")  # not the making of the case
+    command += [str(build / "bench" / program), *arguments]
     run = subprocess.run(command, capture_output=True, text=True)
     collected = re.search(r"Collected : (\d+)", run.stderr)
     if run.returncode != 0 or not collected:
-        sys.exit(f"instructions.py: {' '.join(request)} failed\n{run.stderr}")
+        sys.exit(f"instructions.py: {' '.join(arguments)} failed\n{run.stderr}")
     return int(collected.group(1))
+
+
+def fixed_counts(build):
+    counts = {" ".join(each): count(build, "one_request", each) for each in REQUESTS}
+    counts |= {
+        "careful " + " ".join(each): count(build, "one_careful_edit", each) for each in EDITS
+    }
+    return counts
+
+
+def compare(counts):
+    """Whether a count is too large."""
+    stored = json.loads(STORED.read_text(encoding="utf-8"))
+    too_many = False
+    for name, instructions in counts.items():
+        ratio = instructions / stored[name]
+        too_many = too_many or ratio > BOUND
+        verdict = "too many" if ratio > BOUND else "ok"
+        print(f"{name:40} {instructions:>14,}  {ratio - 1:+.1%}  {verdict}")
+    return too_many
+
+
+def growth(build, case):
+    """How much faster than its input an edit grows: 1 is as fast, 2 with the square."""
+    less, middle, more = (
+        count(build, "one_careful_edit", [*case.split("/"), str(n)])
+        for n in (GROWTH_N // 2, GROWTH_N, 2 * GROWTH_N)
+    )
+    return (more - middle) / (middle - less) / 2
+
+
+def compare_growth(build):
+    """Whether an edit grows too fast."""
+    listed = subprocess.run(
+        [str(build / "bench" / "one_careful_edit")], check=True, capture_output=True, text=True
+    )
+    cases = listed.stdout.splitlines()
+    too_fast = False
+    with ThreadPoolExecutor(len(os.sched_getaffinity(0))) as threads:
+        for case, figure in zip(cases, threads.map(lambda case: growth(build, case), cases)):
+            too_fast = too_fast or figure > GROWTH_BOUND
+            verdict = "too fast" if figure > GROWTH_BOUND else "ok"
+            print(f"growth of {case:30} {figure:>14.3f}  {verdict}")
+    return too_fast
 
 
 def main():
@@ -41,18 +103,13 @@ def main():
     parser.add_argument("build", type=Path)
     arguments = parser.parse_args()
 
-    counts = {" ".join(request): count(arguments.build, request) for request in REQUESTS}
+    counts = fixed_counts(arguments.build)
     if arguments.update:
         STORED.write_text(json.dumps(counts, indent=2) + "\n", encoding="utf-8")
-    stored = json.loads(STORED.read_text(encoding="utf-8"))
-    too_many = False
-    for name, instructions in counts.items():
-        ratio = instructions / stored[name]
-        too_many = too_many or ratio > BOUND
-        verdict = "too many" if ratio > BOUND else "ok"
-        print(f"{name:32} {instructions:>14,}  {ratio - 1:+.1%}  {verdict}")
-    if too_many:
-        sys.exit("instructions.py: slower by more than a tenth; see docs/performance.md")
+    too_many = compare(counts)
+    too_fast = compare_growth(arguments.build)
+    if too_many or too_fast:
+        sys.exit("instructions.py: slower than it was; see docs/performance.md")
 
 
 if __name__ == "__main__":

@@ -17,6 +17,10 @@ matplotlib.use("svg")
 from matplotlib import pyplot  # noqa: E402
 
 PROGRAM = "qeltemplate"
+SED = "sed -i"
+COPY = "cp"
+CAREFUL = "careful: "
+CAREFUL_FLOOR = "careful floor: "
 SERVER = "nginx -t"
 ONE_BLOCK = ("lines of one block", "listens of one block")
 
@@ -66,7 +70,8 @@ def label(record):
 
 
 def is_library(record):
-    return not record["name"].startswith("floor") and record["name"] != "containers alone"
+    others = ("floor", CAREFUL, CAREFUL_FLOOR)
+    return not record["name"].startswith(others) and record["name"] != "containers alone"
 
 
 def process(results, program, n):
@@ -78,7 +83,8 @@ def process(results, program, n):
 
 def peers(results):
     names = dict.fromkeys(record["program"] for record in results["processes"])
-    return [name for name in names if name not in (PROGRAM, SERVER)]
+    simple = (SERVER, SED, COPY)
+    return [name for name in names if name not in simple and not name.startswith(PROGRAM)]
 
 
 # --- Goals ---
@@ -147,7 +153,69 @@ def faster_goal(text, program, other, bound):
     return Goal(text, figure, bound, at_least=True, note=note)
 
 
-GOALS = (ratio_goals, memory_goals, growth_goals, process_goals)
+def time_of(record):
+    return record["seconds"] if record and record["outcome"] == "done" else None
+
+
+def time_ratio(record, other):
+    times = time_of(record), time_of(other)
+    return times[0] / times[1] if all(times) else None
+
+
+def sed_goals(results):
+    """Beside what everyone has at hand, in the same mode: nothing is waited for."""
+
+    def one(program, n):
+        return process(results, program, n)
+
+    for n, bound in ((1, 1.5), (10000, 1.0)):
+        text = f"{PROGRAM} as a process, N = {n:,}: time / {SED}"
+        yield Goal(text, time_ratio(one(PROGRAM, n), one(SED, n)), bound)
+    text = f"{PROGRAM} as a process, N = 100,000: time / N = 10,000"
+    yield Goal(text, time_ratio(one(PROGRAM, 100000), one(PROGRAM, 10000)), 11)
+    for n in (10000, 100000):
+        record = one(PROGRAM, n)
+        figure = (record["peak_kib"] - 10 * 1024) / record["text_kib"] if time_of(record) else None
+        yield Goal(f"{PROGRAM} as a process, N = {n:,}: peak memory but 10 MiB / file", figure, 3)
+    for command in ("--diff", "explain", "inspect"):
+        text = f"{PROGRAM} {command}, N = 10,000: time / the edit"
+        figure = time_ratio(one(f"{PROGRAM} {command}", 10000), one(PROGRAM, 10000))
+        yield Goal(text, figure, 2)
+    files = {record["program"]: record for record in results["files"]}
+    for program, other, bound in (
+        (f"{PROGRAM} --skip-missing", "grep -l and sed -i", 1.0),
+        (f"{PROGRAM} on all files", "sed -i on all files", 1.5),
+    ):
+        record = files[program]
+        text = f"{program}, {record['n']:,} files: time / {other}"
+        yield Goal(text, time_ratio(record, files[other]), bound)
+
+
+def careful_growth_goals(results):
+    """The growth of each careful edit as a multiple of its floor's: the worst, and what failed."""
+    text = "most growth of a careful edit from N to 10 N / that of its floor"
+    worst = (0, None)
+    for record in results["operations"]:
+        if not record["name"].startswith(CAREFUL):
+            continue
+        if "error" in record:
+            yield Goal(text, math.inf, 1.1, note=f"{label(record)}: {record['error']}")
+            continue
+        floor = operation(results, record["base"], record["dialect"], record["n"])
+        factors = growth(results, record), growth(results, floor)
+        if all(factors):
+            worst = max(worst, (factors[0] / factors[1], label(record)))
+    yield Goal(text, worst[0] or None, 1.1, note=f"({worst[1]})")
+
+
+GOALS = (
+    ratio_goals,
+    memory_goals,
+    growth_goals,
+    careful_growth_goals,
+    sed_goals,
+    process_goals,
+)
 
 
 # --- Text ---
@@ -172,9 +240,9 @@ def memory_table(results):
     return table(["Dialect", "N", "Floor", "Edit one site", "Document, beside its text"], rows)
 
 
-def process_table(results):
+def process_table(records):
     rows = []
-    for record in results["processes"]:
+    for record in records:
         row = [record["program"], f"{record['n']:,}"]
         if record["outcome"] == "done":
             row += [f"{1000 * record['seconds']:.1f} ms", f"{record['peak_kib'] / 1024:.1f} MiB"]
@@ -215,7 +283,10 @@ Measured on {results["machine"]}, everything in one run.{quick} What is measured
 
 Change the `root` of one of N servers and write the file back. Medians of the runs.
 
-{process_table(results)}
+{process_table(results["processes"])}
+The same where each of N files has one server, one of them concerned or all.
+
+{process_table(results["files"])}
 ## Peak memory of the library
 
 {memory_table(results)}
@@ -232,6 +303,8 @@ Medians of processor time, and of the ratios to what is named in brackets.
 def plot(results, title, value, path):
     figure, axes = pyplot.subplots(figsize=(8, 5), layout="constrained")
     for program in dict.fromkeys(record["program"] for record in results["processes"]):
+        if program.startswith(PROGRAM + " "):
+            continue
         records = [record for record in results["processes"] if record["program"] == program]
         done = [record for record in records if record["outcome"] == "done"]
         others = [f"{r['outcome']} at {r['n']:,}" for r in records if r not in done]

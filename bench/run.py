@@ -10,6 +10,7 @@ Quick: shorter measurements and smaller sizes, to see that everything works.
 import argparse
 import json
 import os
+import shutil
 import statistics
 import subprocess
 import sys
@@ -72,12 +73,12 @@ def machine():
 # --- Operations of the library, in one process ---
 
 
-def speed(tools, quick):
+def speed(tools, program, quick):
     """Each operation, dialect and size: the median time, and the median ratio to its base."""
     left_out = LOG_SIZES_LEFT_OUT + ("|/100000/" if quick else "")
     with tempfile.NamedTemporaryFile(suffix=".json") as file:
         command = [
-            tools.bench("speed"),
+            tools.bench(program),
             f"--benchmark_filter=-{left_out}",
             f"--benchmark_min_time={0.005 if quick else 0.05}",
             "--benchmark_enable_random_interleaving=true",
@@ -140,6 +141,17 @@ def peak(tools, arguments):
 
 # --- Whole processes: the program, its peers, and nginx reading the file ---
 
+# Nobody waits for a disk there, whoever asks for it: sed does not, the program does.
+MEMORY_FOLDER = "/dev/shm"
+MEMORY_NEEDED = 500 << 20
+
+VALUES = ("--old", "folder=public", "--set", "folder=htdocs")
+
+
+def write(path, text):
+    path.write_text(text, encoding="utf-8")
+    return path
+
 
 class Task:
     """The edit that every program does: another root for one of the servers of a file."""
@@ -151,48 +163,72 @@ class Task:
         self.old_root = f"/srv/site{number}/public"
         self.new_root = f"/srv/site{number}/htdocs"
         self.original = tools.sites("config", "Nginx", sites)
+        self.size = len(self.original)
         self.config = folder / "sites.conf"
         self.output = folder / "output"
-        template = tools.sites("template", "Nginx", sites)
-        self.template = self.write(folder / "site.template", template)
-        self.augeas = self.write(
+        self.template = write(folder / "site.template", tools.sites("template", "Nginx", sites))
+        self.tenth = range(0, sites, 10)
+        self.tenth_template = write(
+            folder / "tenth.template", tools.sites("tenth-template", "Nginx", sites)
+        )
+        self.augeas = write(
             folder / "edit.augeas",
             f"set \"/files{self.config}/server[server_name='{self.server_name}']/root\""
             f" {self.new_root}\nsave\n",
         )
-        self.main = self.write(
+        self.main = write(
             folder / "nginx.conf",
             f"pid {folder}/nginx.pid;\nevents {{}}\nhttp {{\n"
             f"server_names_hash_bucket_size 128;\nserver_names_hash_max_size {4 * sites};\n"
             f"access_log off;\ninclude {self.config};\n}}\n",
         )
 
-    @staticmethod
-    def write(path, text):
-        path.write_text(text, encoding="utf-8")
-        return path
-
     def prepare(self):
-        self.write(self.config, self.original)
-        self.write(self.output, "")
+        write(self.config, self.original)
+        write(self.output, "")
 
-    def is_done(self, result):
-        """Whether the file `result` differs from the original in the one root, blanks aside."""
-        wanted = self.original.replace(self.old_root + ";", self.new_root + ";")
-        return result.read_text(encoding="utf-8").split() == wanted.split()
+    def holds(self, path, wanted):
+        """Whether the file is the wanted text, blanks aside."""
+        return path.read_text(encoding="utf-8").split() == wanted.split()
+
+    def edited(self):
+        return self.original.replace(self.old_root + ";", self.new_root + ";")
+
+
+def edited_in_place(task):
+    return task.holds(task.config, task.edited())
+
+
+def edited_in_output(task):
+    return task.holds(task.output, task.edited())
+
+
+def tenth_edited(task):
+    wanted = dict.fromkeys(f"/srv/site{number}/public;" for number in task.tenth)
+    lines = [
+        word.replace("/public;", "/htdocs;") if word in wanted else word
+        for word in task.original.split()
+    ]
+    return task.config.read_text(encoding="utf-8").split() == lines
+
+
+def nothing_to_look_at(_):
+    return True
 
 
 @dataclass
 class Program:
-    """A program to measure, and where its result is."""
+    """A program to measure, and how to see that it has done its task."""
 
     name: str
     command: callable  # of the tools and the task
-    result: callable  # of the task: the edited file; None: the program edits nothing
+    is_done: callable  # of the task
+    most_sites: int = 10000
 
 
-def in_place(task):
-    return task.config
+def apply(tools, task, *options, template=None):
+    command = [tools.qeltemplate, "apply", "--dialect", "nginx"]
+    return command + ["--template", template or task.template, *VALUES, *options, task.config]
 
 
 def script(interpreter, name):
@@ -203,11 +239,40 @@ def script(interpreter, name):
 PROGRAMS = [
     Program(
         "qeltemplate",
+        lambda tools, task: apply(tools, task, "--in-place"),
+        edited_in_place,
+        most_sites=100000,
+    ),
+    Program(
+        "sed -i",
+        lambda _, task: ["sed", "-i", f"s!{task.old_root};!{task.new_root};!", task.config],
+        edited_in_place,
+        most_sites=100000,
+    ),
+    Program("cp", lambda _, task: ["cp", task.config, task.output], nothing_to_look_at, 100000),
+    Program("qeltemplate to its output", apply, edited_in_output),
+    Program(
+        "qeltemplate --diff",
+        lambda tools, task: apply(tools, task, "--diff"),
+        nothing_to_look_at,
+    ),
+    Program(
+        "qeltemplate explain",
         lambda tools, task: [
-            *(tools.qeltemplate, "apply", "--dialect", "nginx", "--template", task.template),
-            *("--old", "folder=public", "--set", "folder=htdocs", task.config),
+            *(tools.qeltemplate, "explain", "--dialect", "nginx"),
+            *("--template", task.template, *VALUES, task.config),
         ],
-        lambda task: task.output,
+        nothing_to_look_at,
+    ),
+    Program(
+        "qeltemplate inspect",
+        lambda tools, task: [tools.qeltemplate, "inspect", "--dialect", "nginx", task.config],
+        nothing_to_look_at,
+    ),
+    Program(
+        "qeltemplate on a tenth of the sites",
+        lambda tools, task: apply(tools, task, "--in-place", template=task.tenth_template),
+        tenth_edited,
     ),
     Program(
         "augtool",
@@ -215,12 +280,96 @@ PROGRAMS = [
             *("augtool", "--noautoload", "--transform", f"Nginx.lns incl {task.config}"),
             *("--file", task.augeas),
         ],
-        in_place,
+        edited_in_place,
     ),
-    Program("certbot's parser", script(sys.executable, "certbot.py"), in_place),
-    Program("@webantic/nginx-config-parser", script("node", "webantic.js"), in_place),
-    Program("nginx-conf", script("node", "nginx-conf.js"), in_place),
-    Program("nginx -t", lambda _, task: ["nginx", "-t", "-e", "stderr", "-c", task.main], None),
+    Program("certbot's parser", script(sys.executable, "certbot.py"), edited_in_place),
+    Program(
+        "@webantic/nginx-config-parser", script("node", "webantic.js"), edited_in_place
+    ),
+    Program("nginx-conf", script("node", "nginx-conf.js"), edited_in_place),
+    Program(
+        "nginx -t",
+        lambda _, task: ["nginx", "-t", "-e", "stderr", "-c", task.main],
+        nothing_to_look_at,
+    ),
+]
+
+
+# --- The same for many files of one site each ---
+
+
+class FilesTask:
+    """Another root in one of many files, or another time in all of them."""
+
+    def __init__(self, tools, folder, count):
+        self.sites = count
+        text = tools.sites("config", "Nginx", count)
+        self.size = len(text)
+        self.texts = ["server {" + site for site in text.split("server {")[1:]]
+        self.folder = folder / "files"
+        self.folder.mkdir(exist_ok=True)
+        self.files = [self.folder / f"{number}.conf" for number in range(count)]
+        self.output = folder / "output"
+        self.number = count // 2
+        self.template = write(folder / "site.template", tools.sites("template", "Nginx", count))
+        self.all_template = write(
+            folder / "all.template",
+            "server {\n\tlisten 127.0.0.1:8080;\n\tlocation /static/ {\n"
+            "\t\texpires {% $time %};\n\t}\n}\n",
+        )
+
+    def prepare(self):
+        for file, text in zip(self.files, self.texts):
+            write(file, text)
+        write(self.output, "")
+
+    def holds(self, wanted):
+        return all(
+            file.read_text(encoding="utf-8") == wanted(number, text)
+            for number, (file, text) in enumerate(zip(self.files, self.texts))
+        )
+
+
+def one_file_edited(task):
+    return task.holds(
+        lambda number, text: text.replace("/public;", "/htdocs;") if number == task.number else text
+    )
+
+
+def all_files_edited(task):
+    return task.holds(lambda _, text: text.replace("expires 30d;", "expires 60d;"))
+
+
+FILE_PROGRAMS = [
+    Program(
+        "qeltemplate --skip-missing",
+        lambda tools, task: [
+            *(tools.qeltemplate, "apply", "--dialect", "nginx", "--template", task.template),
+            *(*VALUES, "--in-place", "--skip-missing", *task.files),
+        ],
+        one_file_edited,
+    ),
+    Program(
+        "grep -l and sed -i",
+        lambda _, task: [
+            *("sh", "-c", 'sed -i "s!$0/public;!$0/htdocs;!" $(grep -lF "$0/public;" "$@")'),
+            *(f"/srv/site{task.number}", *task.files),
+        ],
+        one_file_edited,
+    ),
+    Program(
+        "qeltemplate on all files",
+        lambda tools, task: [
+            *(tools.qeltemplate, "apply", "--dialect", "nginx", "--template", task.all_template),
+            *("--old", "time=30d", "--set", "time=60d", "--in-place", *task.files),
+        ],
+        all_files_edited,
+    ),
+    Program(
+        "sed -i on all files",
+        lambda _, task: ["sed", "-i", "s!expires 30d;!expires 60d;!", *task.files],
+        all_files_edited,
+    ),
 ]
 
 
@@ -236,15 +385,16 @@ def run_once(tools, task, program, limit):
     figures = tools.measured(program.command(tools, task), task.output, limit)
     if figures["seconds"] >= limit:
         return figures | {"outcome": f"over {limit} s"}
-    right = program.result is None or task.is_done(program.result(task))
-    return figures | {"outcome": "done" if figures["status"] == 0 and right else "failed"}
+    right = figures["status"] == 0 and program.is_done(task)
+    return figures | {"outcome": "done" if right else "failed"}
 
 
-def summary(program, sites, runs):
+def summary(program, task, runs):
     outcomes = {run["outcome"] for run in runs}
     return {
         "program": program.name,
-        "n": sites,
+        "n": task.sites,
+        "text_kib": task.size / 1024,
         "outcome": (outcomes - {"done"} or outcomes).pop(),
         "seconds": statistics.median(run["seconds"] for run in runs),
         "peak_kib": statistics.median(run["peak_kib"] for run in runs),
@@ -252,23 +402,33 @@ def summary(program, sites, runs):
     }
 
 
-def processes(tools, folder, all_sites, limit):
+def in_turn(tools, task, programs, limit):
     """Takes turns: every program once, then again those that are quick enough."""
+    waiting = [program for program in programs if task.sites <= program.most_sites]
+    runs = {program.name: [] for program in waiting}
+    records = list(waiting)
+    while waiting:
+        for program in waiting:
+            runs[program.name].append(run_once(tools, task, program, limit))
+        waiting = [
+            program
+            for program in waiting
+            if len(runs[program.name]) < runs_wanted(runs[program.name][0])
+        ]
+    return [summary(program, task, runs[program.name]) for program in records]
+
+
+def processes(tools, folder, quick):
+    limit = 20 if quick else 120
     records = []
-    for sites in all_sites:
-        task = Task(tools, folder, sites)
-        runs = {program.name: [] for program in PROGRAMS}
-        waiting = list(PROGRAMS)
-        while waiting:
-            for program in waiting:
-                runs[program.name].append(run_once(tools, task, program, limit))
-            waiting = [
-                program
-                for program in waiting
-                if len(runs[program.name]) < runs_wanted(runs[program.name][0])
-            ]
-        records += [summary(program, sites, runs[program.name]) for program in PROGRAMS]
+    for sites in (1, 100, 1000) if quick else (1, 100, 1000, 10000, 100000):
+        records += in_turn(tools, Task(tools, folder, sites), PROGRAMS, limit)
     return records
+
+
+def file_processes(tools, folder, quick):
+    task = FilesTask(tools, folder, 1000 if quick else 10000)
+    return in_turn(tools, task, FILE_PROGRAMS, 20 if quick else 120)
 
 
 def main():
@@ -278,18 +438,17 @@ def main():
     parser.add_argument("results", type=Path)
     arguments = parser.parse_args()
     tools = Tools(arguments.build.resolve())
-    with tempfile.TemporaryDirectory() as folder:
+    if shutil.disk_usage(MEMORY_FOLDER).free < MEMORY_NEEDED:
+        sys.exit(f"run.py: {MEMORY_FOLDER} needs {MEMORY_NEEDED >> 20} MiB")
+    with tempfile.TemporaryDirectory(dir=MEMORY_FOLDER) as folder:
         results = {
             "machine": machine(),
             "quick": arguments.quick,
-            "processes": processes(
-                tools,
-                Path(folder),
-                (100, 1000) if arguments.quick else (100, 1000, 10000),
-                20 if arguments.quick else 120,
-            ),
+            "processes": processes(tools, Path(folder), arguments.quick),
+            "files": file_processes(tools, Path(folder), arguments.quick),
             "memory": memory(tools, Path(folder)),
-            "operations": speed(tools, arguments.quick),
+            "operations": speed(tools, "speed", arguments.quick)
+            + speed(tools, "careful", arguments.quick),
         }
     arguments.results.mkdir(parents=True, exist_ok=True)
     (arguments.results / "results.json").write_text(json.dumps(results, indent=1) + "\n")

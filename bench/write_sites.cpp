@@ -4,6 +4,7 @@
 //
 //   write_sites config DIALECT N      a configuration of N sites
 //   write_sites template DIALECT N    the template that edits one of them
+//   write_sites tenth-template DIALECT N    the one that edits a tenth of them
 #include <cstdio>
 #include <exception>
 #include <iostream>
@@ -17,6 +18,11 @@ namespace {
 std::string Text(const std::string& what, const bench::Dialect& dialect, std::size_t count) {
   if (what == "config") return bench::Sites(dialect, count, bench::kOldFolder);
   if (what == "template") return bench::OneSiteTemplate(dialect, count);
+  if (what == "tenth-template") {
+    return bench::Repeat((count + 9) / 10, [&](std::size_t i) {
+      return dialect.block(10 * i, dialect.folder(10 * i, bench::kFolderPlace));
+    });
+  }
   throw std::invalid_argument("cannot write " + what);
 }
 
@@ -24,7 +30,8 @@ std::string Text(const std::string& what, const bench::Dialect& dialect, std::si
 
 int main(int argc, char** argv) {
   try {
-    if (argc != 4) throw std::invalid_argument("usage: write_sites config|template DIALECT N");
+    if (argc != 4)
+      throw std::invalid_argument("usage: write_sites config|template|tenth-template DIALECT N");
     std::cout << Text(argv[1], bench::DialectOf(argv[2]), std::stoul(argv[3])) << std::flush;
     return std::cout ? 0 : 1;
   } catch (const std::exception& error) {

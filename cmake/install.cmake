@@ -58,8 +58,6 @@ if(NOT TARGET qeltemplate-cli)
 endif()
 
 # The program, its pages, and the completion of its command line.
-file(RELATIVE_PATH lib_from_bin ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
-set_target_properties(qeltemplate-cli PROPERTIES INSTALL_RPATH "$ORIGIN/${lib_from_bin}")
 install(TARGETS qeltemplate-cli RUNTIME COMPONENT program)
 
 # qeltemplate_install_file(file directory [name]): when the file is there.

@@ -66,8 +66,8 @@ _qeltemplate() {
   fi
   local request=$'\n--template\n--import-root'
   local values=$'\n--set\n--old\n--unset\n--values'
-  local raw=$'\n--raw'
-  local guards=$raw$'\n--force\n--all\n--must-exist\n--no-create\n--only-create'
+  local writing=$'\n--quote\n--raw'
+  local guards=$writing$'\n--force\n--all\n--must-exist\n--no-create\n--only-create'
   local output=$'\n--json\n--color\n--ignore'
   options=$'--help\n--dialect'
   case $command in
@@ -76,7 +76,7 @@ _qeltemplate() {
       options+=$'\n--diff\n--color\n--in-place\n--output\n--dry-run\n--check\n--reload'
       options+=$'\n--skip-missing\n--exit-code\n--jobs'
       ;;
-    prototype) options+=$request$values$raw ;;
+    prototype) options+=$request$values$writing ;;
     explain) options+=$request$values$guards$output ;;
     inspect) options+=$output ;;
     lint) options+=$values$output ;;

@@ -32,8 +32,9 @@ names them first, then from the current directory.
 
 An edit that would do other than the template says is refused. The message ends
 with the reason in brackets (see below): --force REASON makes the edit all the
-same, --raw NAME puts in the value NAME whatever it holds, and where several
-blocks fit, --all edits all of them.
+same, and where several blocks fit, --all edits all of them. A value that does
+not fit its place is refused; --quote writes it in quotes, or with escapes, so
+that the server reads just it, and --raw NAME puts it in whatever it holds.
 
 Several CONFIG need --diff, --in-place or --dry-run. With --in-place all of them
 are replaced or none. A CONFIG that is named like a backup or an editor's copy of
@@ -415,22 +416,26 @@ class Run {
   std::vector<Result> m_results;
 };
 
+void AddOptions(CLI::App& command, ApplyOptions& options) {
+  AddRequestOptions(command, options);
+  AddOutputOptions(command, options);
+  AddGuardOptions(command, options);
+  AddFiles(command, "CONFIG", options.configs,
+           "The configurations; standard input when it is \"-\" or left out");
+  command.footer(std::string(kValuesHelp) + kFooter + "\n\n" + RefusalHelp() + "\n" + kExitHelp);
+  command.callback([&command, &options] {
+    options.in_place = command.count("--in-place") > 0;
+    options.check = command.count("--check") > 0;
+    Check(options);
+  });
+}
+
 }  // namespace
 
 Command AddApply(CLI::App& program) {
   CLI::App* command = program.add_subcommand("apply", "Edit configurations by a template");
   const auto options = std::make_shared<ApplyOptions>();
-  AddRequestOptions(*command, *options);
-  AddOutputOptions(*command, *options);
-  AddGuardOptions(*command, *options);
-  AddFiles(*command, "CONFIG", options->configs,
-           "The configurations; standard input when it is \"-\" or left out");
-  command->footer(std::string(kValuesHelp) + kFooter + "\n\n" + RefusalHelp() + "\n" + kExitHelp);
-  command->callback([command, options] {
-    options->in_place = command->count("--in-place") > 0;
-    options->check = command->count("--check") > 0;
-    Check(*options);
-  });
+  command->preparse_callback([command, options](std::size_t) { AddOptions(*command, *options); });
   return {command, [options] { return Run(*options)(); }};
 }
 

@@ -24,7 +24,8 @@ struct Command {
   std::function<Outcome()> run;
 };
 
-// Each adds its subcommand to `program`.
+// Each adds its subcommand to `program`. The options of a subcommand are made when the command line
+// names it: to make those of all takes longer than most edits.
 Command AddApply(CLI::App& program);
 Command AddPrototype(CLI::App& program);
 Command AddExplain(CLI::App& program);

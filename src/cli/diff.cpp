@@ -8,9 +8,11 @@
 #include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string_view>
 
 #include "cli/failure.h"
+#include "cli/one_line_diff.h"
 #include "cli/text_io.h"
 
 namespace cli {
@@ -183,8 +185,10 @@ std::string_view ColourOf(std::string_view line) {
 std::string UnifiedDiff(const std::string& before, const std::string& after,
                         const std::string& name) {
   if (before == after) return std::string();
-  const Patch patch = Compare(before, after, name);
   std::string diff = "--- " + HeaderName(name) + "\n+++ " + HeaderName(name) + '\n';
+  const std::optional<std::string> hunk = OneLineHunk(before, after, kContextLines);
+  if (hunk) return diff + *hunk;
+  const Patch patch = Compare(before, after, name);
   const std::size_t hunks = DiffLibrary::Get().patch_num_hunks(patch.get());
   for (std::size_t i = 0; i < hunks; ++i) AppendHunk(diff, patch.get(), i, name);
   return diff;

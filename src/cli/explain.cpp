@@ -67,21 +67,25 @@ Outcome Run(const ExplainOptions& options) {
   return {Explanation(edit, WantsColour(options.colour)), code};
 }
 
+void AddOptions(CLI::App& command, ExplainOptions& options) {
+  AddRequestOptions(command, options);
+  AddGuardOptions(command, options);
+  command.add_flag("--json", options.json, "Write JSON");
+  AddColourOption(command, options.colour, "the table");
+  AddIgnoreOption(command, options.ignored);
+  AddFileOption(command, "CONFIG", options.config_file,
+                "The configuration; standard input when it is \"-\" or left out");
+  command.footer(std::string(kValuesHelp) + kFooter + "\n\n" + kExitHelp);
+  command.callback([&options] { Check(options); });
+}
+
 }  // namespace
 
 Command AddExplain(CLI::App& program) {
   CLI::App* command =
       program.add_subcommand("explain", "Say what becomes of each line of a template, and why");
   const auto options = std::make_shared<ExplainOptions>();
-  AddRequestOptions(*command, *options);
-  AddGuardOptions(*command, *options);
-  command->add_flag("--json", options->json, "Write JSON");
-  AddColourOption(*command, options->colour, "the table");
-  AddIgnoreOption(*command, options->ignored);
-  AddFileOption(*command, "CONFIG", options->config_file,
-                "The configuration; standard input when it is \"-\" or left out");
-  command->footer(std::string(kValuesHelp) + kFooter + "\n\n" + kExitHelp);
-  command->callback([options] { Check(*options); });
+  command->preparse_callback([command, options](std::size_t) { AddOptions(*command, *options); });
   return {command, [options] { return Run(*options); }};
 }
 

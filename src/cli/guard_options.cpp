@@ -19,15 +19,16 @@ void AddGuardOptions(CLI::App& command, GuardOptions& options) {
   AddNames(command, "--force", options.forced, "Make an edit that is refused for REASON")
       ->check(CheckRefusalName)
       ->type_name("REASON");
-  AddRawOption(command, options.raw);
+  AddWritingOptions(command, options);
   command.add_flag("--all", options.all, "Edit all blocks that fit, where several do");
   command.add_flag("--must-exist", options.must_exist, "Refuse to remove what is not there");
   command.add_flag("--no-create", options.no_create, "Make no block that is not there");
   command.add_flag("--only-create", options.only_create, "Only make blocks that are not there");
 }
 
-void AddRawOption(CLI::App& command, std::set<std::string>& names) {
-  AddNames(command, "--raw", names, "Put the value NAME in whatever it holds");
+void AddWritingOptions(CLI::App& command, WritingOptions& options) {
+  command.add_flag("--quote", options.quote, "Write values in quotes where they need them");
+  AddNames(command, "--raw", options.raw, "Put the value NAME in whatever it holds");
 }
 
 void CheckGuardOptions(const GuardOptions& options) {
@@ -36,9 +37,14 @@ void CheckGuardOptions(const GuardOptions& options) {
   }
 }
 
-void SetGuards(const GuardOptions& options, edit::Request& request) {
-  request.forced = options.forced;
+void SetWriting(const WritingOptions& options, edit::Request& request) {
+  request.quote = options.quote;
   request.raw = options.raw;
+}
+
+void SetGuards(const GuardOptions& options, edit::Request& request) {
+  SetWriting(options, request);
+  request.forced = options.forced;
   request.all = options.all;
   request.must_exist = options.must_exist;
   if (options.no_create) request.create = edit::Create::kNever;

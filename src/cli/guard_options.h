@@ -12,26 +12,32 @@
 
 namespace cli {
 
-struct GuardOptions {
-  std::set<std::string> forced;
+// How values are written.
+struct WritingOptions {
+  bool quote = false;
   std::set<std::string> raw;
+};
+
+struct GuardOptions : WritingOptions {
+  std::set<std::string> forced;
   bool all = false;
   bool must_exist = false;
   bool no_create = false;
   bool only_create = false;
 };
 
-// Adds --force, --raw, --all, --must-exist, --no-create and --only-create to `command`. Parsing a
-// command line fills `options`, which must live until then.
+// Adds --force, --quote, --raw, --all, --must-exist, --no-create and --only-create to `command`.
+// Parsing a command line fills `options`, which must live until then.
 void AddGuardOptions(CLI::App& command, GuardOptions& options);
 
-// Adds --raw.
-void AddRawOption(CLI::App& command, std::set<std::string>& names);
+// Adds --quote and --raw.
+void AddWritingOptions(CLI::App& command, WritingOptions& options);
 
 // Throws CLI::ValidationError for options that contradict each other.
 void CheckGuardOptions(const GuardOptions& options);
 
 // Has `request` do what `options` say.
+void SetWriting(const WritingOptions& options, edit::Request& request);
 void SetGuards(const GuardOptions& options, edit::Request& request);
 
 // Throws Refusal, about the file `name`, when there are refusals: `outcome`, then what each says.

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <system_error>
 
 #include "cli/failure.h"
@@ -30,6 +31,16 @@ std::string RealRoot(const std::string& root) {
   return real == "/" ? real : real + '/';
 }
 
+// The path of the file that the template file `from` imports as `name`; none: there is none.
+std::optional<std::string> FindImport(const std::string& name, const std::string& from) {
+  if (name.empty()) return std::nullopt;
+  for (const std::string& candidate : {Beside(name, from), name}) {
+    const std::string path = tov_file::RealPath(candidate);
+    if (!path.empty() && tov_file::Exists(path)) return path;
+  }
+  return std::nullopt;
+}
+
 std::string Content(const std::string& path, const edit::FilePlace& from) {
   std::error_code none;
   const std::uintmax_t size = std::filesystem::file_size(path, none);
@@ -44,15 +55,6 @@ std::string Content(const std::string& path, const edit::FilePlace& from) {
 }
 
 }  // namespace
-
-std::optional<std::string> FindImport(const std::string& name, const std::string& from) {
-  if (name.empty()) return std::nullopt;
-  for (const std::string& candidate : {Beside(name, from), name}) {
-    const std::string path = tov_file::RealPath(candidate);
-    if (!path.empty() && tov_file::Exists(path)) return path;
-  }
-  return std::nullopt;
-}
 
 edit::Importer FileImporter(const std::string& root) {
   const std::string real_root = root.empty() ? root : RealRoot(root);

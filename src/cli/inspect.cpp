@@ -238,19 +238,23 @@ Outcome Run(const InspectOptions& options) {
   return {Tree(config, coloured) + Findings(inspection, coloured), code};
 }
 
+void AddOptions(CLI::App& command, InspectOptions& options) {
+  AddDialectOption(command, options.dialect, "CONFIG");
+  command.add_flag("--json", options.json, "Write JSON");
+  AddColourOption(command, options.colour, "the output");
+  AddIgnoreOption(command, options.ignored);
+  AddFileOption(command, "CONFIG", options.config_file,
+                "The configuration; standard input when it is \"-\" or left out");
+  command.footer(std::string(kFooter) + "\n\n" + kExitHelp);
+}
+
 }  // namespace
 
 Command AddInspect(CLI::App& program) {
   CLI::App* command =
       program.add_subcommand("inspect", "Show a configuration as its server reads it");
   const auto options = std::make_shared<InspectOptions>();
-  AddDialectOption(*command, options->dialect, "CONFIG");
-  command->add_flag("--json", options->json, "Write JSON");
-  AddColourOption(*command, options->colour, "the output");
-  AddIgnoreOption(*command, options->ignored);
-  AddFileOption(*command, "CONFIG", options->config_file,
-                "The configuration; standard input when it is \"-\" or left out");
-  command->footer(std::string(kFooter) + "\n\n" + kExitHelp);
+  command->preparse_callback([command, options](std::size_t) { AddOptions(*command, *options); });
   return {command, [options] { return Run(*options); }};
 }
 

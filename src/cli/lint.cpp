@@ -62,20 +62,24 @@ Outcome Run(const LintOptions& options) {
   return {Shown(found, WantsColour(options.colour)), code};
 }
 
+void AddOptions(CLI::App& command, LintOptions& options) {
+  AddDialectOption(command, options.dialect, "TEMPLATE");
+  AddValueOptions(command, options);
+  command.add_flag("--json", options.json, "Write JSON");
+  AddColourOption(command, options.colour, "the warnings");
+  AddIgnoreOption(command, options.ignored);
+  AddFiles(command, "TEMPLATE", options.templates, "The templates; \"-\" is standard input")
+      ->required();
+  command.footer(std::string(kValuesHelp) + kFooter + "\n\n" + kExitHelp);
+  command.callback([&options] { CheckRequestOptions(options); });
+}
+
 }  // namespace
 
 Command AddLint(CLI::App& program) {
   CLI::App* command = program.add_subcommand("lint", "Say what is wrong with a template");
   const auto options = std::make_shared<LintOptions>();
-  AddDialectOption(*command, options->dialect, "TEMPLATE");
-  AddValueOptions(*command, *options);
-  command->add_flag("--json", options->json, "Write JSON");
-  AddColourOption(*command, options->colour, "the warnings");
-  AddIgnoreOption(*command, options->ignored);
-  AddFiles(*command, "TEMPLATE", options->templates, "The templates; \"-\" is standard input")
-      ->required();
-  command->footer(std::string(kValuesHelp) + kFooter + "\n\n" + kExitHelp);
-  command->callback([options] { CheckRequestOptions(*options); });
+  command->preparse_callback([command, options](std::size_t) { AddOptions(*command, *options); });
   return {command, [options] { return Run(*options); }};
 }
 

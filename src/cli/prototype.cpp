@@ -25,9 +25,8 @@ Example:
   qeltemplate prototype --dialect nginx --template site.template \
       --set name=shop.example.com)";
 
-struct PrototypeOptions : RequestOptions {
+struct PrototypeOptions : RequestOptions, WritingOptions {
   std::string config_file;  // "": none named
-  std::set<std::string> raw;
 };
 
 void Check(const PrototypeOptions& options) {
@@ -52,7 +51,7 @@ Outcome Run(const PrototypeOptions& options) {
   Request request = LoadRequest(options);
   const std::string config = ReadNamedConfig(options.config_file);
   if (request.dialect.empty()) GuessDialect(request, config, options.config_file);
-  request.edit.raw = options.raw;
+  SetWriting(options, request.edit);
   edit::Findings findings;
   std::string text = edit::Prototype(request.edit, findings);
   RefuseIfFound(findings.refusals, request.edit.template_name, "no prototype:");
@@ -60,16 +59,20 @@ Outcome Run(const PrototypeOptions& options) {
   return {text};
 }
 
+void AddOptions(CLI::App& command, PrototypeOptions& options) {
+  AddRequestOptions(command, options);
+  AddWritingOptions(command, options);
+  AddFileOption(command, "CONFIG", options.config_file, "A configuration; need not be named");
+  command.footer(std::string(kValuesHelp) + kFooter + "\n\n" + kExitHelp);
+  command.callback([&options] { Check(options); });
+}
+
 }  // namespace
 
 Command AddPrototype(CLI::App& program) {
   CLI::App* command = program.add_subcommand("prototype", "Write the skeleton of a template");
   const auto options = std::make_shared<PrototypeOptions>();
-  AddRequestOptions(*command, *options);
-  AddRawOption(*command, options->raw);
-  AddFileOption(*command, "CONFIG", options->config_file, "A configuration; need not be named");
-  command->footer(std::string(kValuesHelp) + kFooter + "\n\n" + kExitHelp);
-  command->callback([options] { Check(*options); });
+  command->preparse_callback([command, options](std::size_t) { AddOptions(*command, *options); });
   return {command, [options] { return Run(*options); }};
 }
 

@@ -82,8 +82,7 @@ class Checker {
         m_nginx(request.dialect == edit::Dialect::kNginx) {}
 
   std::vector<Diagnostic> Check() {
-    for (const TemplateLine& line :
-         ReadTemplateLines(m_request.template_text, m_request.template_name, m_diagnostics)) {
+    for (const TemplateLine& line : ReadTemplateLines(m_request, m_diagnostics)) {
       m_line = &line;
       CheckLine();
     }
@@ -121,7 +120,7 @@ class Checker {
   // --- Findings ---
 
   Spot Here(std::size_t offset) const {
-    return {{m_line->file, m_line->number, offset + 1}, m_line->text};
+    return {{m_line->place.file, m_line->place.line, offset + 1}, m_line->text};
   }
 
   void WarnAt(const Spot& spot, const char* name, const std::string& message) {

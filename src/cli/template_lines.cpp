@@ -2,14 +2,11 @@
 
 #include "cli/template_lines.h"
 
-#include <algorithm>
-#include <optional>
-#include <set>
+#include <string_view>
 #include <utility>
 
 #include "cli/findings.h"
 #include "cli/imports.h"
-#include "cli/text_io.h"
 #include "edit/template_text.h"
 #include "template/framework/str.h"
 
@@ -34,85 +31,45 @@ std::string StatementIn(std::string_view line) {
   return std::string(str::view::Trim(text.substr(0, text.find("%}"))));
 }
 
-class Reader {
- public:
-  Reader(const std::string& text, const std::string& file, std::vector<Diagnostic>& diagnostics)
-      : m_diagnostics(diagnostics) {
-    m_unread.push_back({edit::WithoutByteOrderMark(text), file, 0, 0});
-  }
+TemplateLine LineOf(const edit::FilePlace& place, const std::string& text) {
+  const std::string statement = StatementIn(text);
+  return {place, text, KindOf(statement), statement};
+}
 
-  std::vector<TemplateLine> Read() {
-    while (!m_unread.empty()) {
-      Text& text = m_unread.back();
-      if (text.next == text.text.size()) {
-        m_unread.pop_back();
-        continue;
-      }
-      const TemplateLine line = NextLine(text);
-      m_lines.push_back(line);
-      if (line.kind == StatementKind::kImport) Import(line);
-    }
-    return std::move(m_lines);
-  }
-
- private:
-  // A text that has been read up to `next`.
-  struct Text {
-    std::string text;
-    std::string file;
-    std::size_t next = 0;
-    std::size_t number = 0;  // of the line read last
+void CheckImport(const edit::TemplateText::Import& import, std::vector<Diagnostic>& diagnostics) {
+  using Result = edit::TemplateText::Import::Result;
+  const auto warn = [&](const char* name, const std::string& message) {
+    diagnostics.push_back({name, import.place, import.text, message});
   };
-
-  static TemplateLine NextLine(Text& text) {
-    const std::size_t end = std::min(text.text.find('\n', text.next), text.text.size());
-    TemplateLine line;
-    line.file = text.file;
-    line.number = ++text.number;
-    line.text = text.text.substr(text.next, end - text.next);
-    line.statement = StatementIn(line.text);
-    line.kind = KindOf(line.statement);
-    text.next = std::min(end + 1, text.text.size());
-    return line;
+  if (import.result == Result::kMissing) {
+    warn("missing-import",
+         "there is no file " + Quoted(import.name) +
+             ", and apply refuses the template. Names are looked up beside the file that imports "
+             "them, then from the current directory");
+  } else if (import.result == Result::kRepeated) {
+    warn("repeated-import",
+         Quoted(import.name) +
+             " is imported a second time, which makes the template fail. Import each file once, "
+             "before all lines that need it");
   }
-
-  void Import(const TemplateLine& line) {
-    std::string name = line.statement;
-    str::GetWord(name);  // the keyword
-    name = str::Trim(name);
-    const std::optional<std::string> path = FindImport(name, line.file);
-    if (!path) {
-      Warn("missing-import", line,
-           "there is no file " + Quoted(name) +
-               ", and apply refuses the template. Names are looked up beside the file that "
-               "imports them, then from the current directory");
-    } else if (!m_imported.insert(*path).second) {
-      Warn("repeated-import", line,
-           Quoted(name) +
-               " is imported a second time, which makes the template fail. Import each "
-               "file once, before all lines that need it");
-    } else {
-      m_unread.push_back(
-          {edit::WithoutByteOrderMark(ReadFile(*path, kLargestTemplate)), *path, 0, 0});
-    }
-  }
-
-  void Warn(const char* name, const TemplateLine& line, const std::string& message) {
-    m_diagnostics.push_back(
-        {name, {line.file, line.number, line.text.find("import") + 1}, line.text, message});
-  }
-
-  std::vector<Diagnostic>& m_diagnostics;
-  std::vector<Text> m_unread;  // the innermost import last
-  std::vector<TemplateLine> m_lines;
-  std::set<std::string> m_imported;
-};
+}
 
 }  // namespace
 
-std::vector<TemplateLine> ReadTemplateLines(const std::string& text, const std::string& file,
+std::vector<TemplateLine> ReadTemplateLines(edit::Request request,
                                             std::vector<Diagnostic>& diagnostics) {
-  return Reader(text, file, diagnostics).Read();
+  request.importer = FileImporter("");
+  const edit::TemplateText text = edit::WithImports(request);
+  std::vector<TemplateLine> lines;
+  auto import = text.imports.begin();
+  for (std::size_t i = 0; i <= text.lines.size(); ++i) {
+    for (; import != text.imports.end() && import->next == i; ++import) {
+      CheckImport(*import, diagnostics);
+      lines.push_back(LineOf(import->place, import->text));
+    }
+    if (i < text.lines.size()) lines.push_back(LineOf(text.lines[i].place, text.lines[i].text));
+  }
+  return lines;
 }
 
 }  // namespace cli

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "cli/diagnostic.h"
+#include "edit/request.h"
 
 namespace cli {
 
@@ -16,17 +17,16 @@ enum class StatementKind { kNone, kEndif, kElse, kElif, kIf, kImport };
 
 // One line.
 struct TemplateLine {
-  std::string file;
-  std::size_t number = 0;
-  std::string text;  // as it is written
+  edit::FilePlace place;  // of its first byte that is no blank
+  std::string text;       // as it is written
   StatementKind kind = StatementKind::kNone;
   std::string statement;  // what stands between the delimiters: "if $ssl == on"
 };
 
-// The lines of `text` in the order in which the library reads them: those of an imported file
-// instead of the import, which stays as a line before them. Adds what is wrong with imports to
-// `diagnostics`. Throws Failure when a file that is there cannot be read.
-std::vector<TemplateLine> ReadTemplateLines(const std::string& text, const std::string& file,
+// The lines of the request's template in the order in which the library reads them: those of an
+// imported file instead of the import, which stays as a line before them. Adds what is wrong with
+// imports to `diagnostics`. Throws Failure when a file that is there cannot be read.
+std::vector<TemplateLine> ReadTemplateLines(edit::Request request,
                                             std::vector<Diagnostic>& diagnostics);
 
 }  // namespace cli

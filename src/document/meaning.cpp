@@ -92,6 +92,28 @@ bool MayHold(std::string_view text, Span directive, std::string_view name) {
   return left.find(name) != kNowhere || std::any_of(left.begin(), left.end(), Odd::Has);
 }
 
+bool IsConditionBlock(const Document& document, BlockId block) {
+  if (block == kWholeText || document.dialect() != Dialect::kApache) return false;
+  const std::vector<Word> words = document.HeadWords(block);
+  return !words.empty() && IsCondition(document.dialect(), document.Value(words.front()));
+}
+
+// The innermost block around what stands in `block` that is no condition.
+BlockId BlockAround(const Document& document, BlockId block) {
+  while (IsConditionBlock(document, block)) block = document.blocks()[block].parent;
+  return block;
+}
+
+void AddNames(const Document& document, BlockId block, std::vector<std::string>& names) {
+  for (const Mark& mark : document.Identifying(block)) {
+    if (!mark.names) continue;
+    const std::vector<Word> words = document.Words(mark.directive);
+    for (std::size_t i = 1; i < words.size(); ++i) {
+      names.push_back(NormalName(document.dialect(), document.Value(words[i])));
+    }
+  }
+}
+
 }  // namespace
 
 bool SameName(Dialect dialect, std::string_view a, std::string_view b) {
@@ -105,6 +127,17 @@ bool IsServer(Dialect dialect, std::string_view name) {
 bool IsCondition(Dialect dialect, std::string_view name) {
   return dialect == Dialect::kApache &&
          IsOneOf(name, {"IfModule", "IfDefine", "IfVersion", "IfFile", "IfDirective", "IfSection"});
+}
+
+std::vector<BlockId> ConditionsIn(const Document& document, BlockId block) {
+  std::vector<BlockId> conditions;
+  if (document.dialect() != Dialect::kApache) return conditions;
+  for (BlockId id = block + 1; id < document.blocks()[block].next;) {
+    const bool is_one = IsConditionBlock(document, id);
+    if (is_one) conditions.push_back(id);
+    id = is_one ? id + 1 : document.blocks()[id].next;
+  }
+  return conditions;
 }
 
 std::string NormalAddress(Dialect dialect, std::string_view written) {
@@ -132,12 +165,9 @@ std::string NormalName(Dialect dialect, std::string_view written) {
 
 std::vector<std::string> ServerNames(const Document& document, BlockId block) {
   std::vector<std::string> names;
-  for (const Mark& mark : document.Identifying(block)) {
-    if (!mark.names) continue;
-    const std::vector<Word> words = document.Words(mark.directive);
-    for (std::size_t i = 1; i < words.size(); ++i) {
-      names.push_back(NormalName(document.dialect(), document.Value(words[i])));
-    }
+  AddNames(document, block, names);
+  for (const BlockId condition : ConditionsIn(document, block)) {
+    AddNames(document, condition, names);
   }
   return names;
 }
@@ -162,6 +192,15 @@ std::vector<std::string> ServerAddresses(const Document& document, BlockId block
   return addresses;
 }
 
+namespace {
+
+void SortWithoutRepetition(std::vector<BlockId>& blocks) {
+  std::sort(blocks.begin(), blocks.end());
+  blocks.erase(std::unique(blocks.begin(), blocks.end()), blocks.end());
+}
+
+}  // namespace
+
 std::vector<BlockId> BlocksNamed(const Document& document, std::string_view name) {
   std::vector<BlockId> blocks;
   for (const Mark& mark : document.marks()) {
@@ -170,10 +209,23 @@ std::vector<BlockId> BlocksNamed(const Document& document, std::string_view name
     const bool has = std::any_of(words.begin() + 1, words.end(), [&](const Word& word) {
       return NormalName(document.dialect(), document.Value(word)) == name;
     });
-    if (has) blocks.push_back(mark.block);
+    if (has) blocks.push_back(BlockAround(document, mark.block));
   }
-  std::sort(blocks.begin(), blocks.end());
-  blocks.erase(std::unique(blocks.begin(), blocks.end()), blocks.end());
+  SortWithoutRepetition(blocks);
+  return blocks;
+}
+
+std::unordered_map<std::string, std::vector<BlockId>> BlocksByName(const Document& document) {
+  std::unordered_map<std::string, std::vector<BlockId>> blocks;
+  for (const Mark& mark : document.marks()) {
+    if (!mark.names) continue;
+    const BlockId around = BlockAround(document, mark.block);
+    const std::vector<Word> words = document.Words(mark.directive);
+    for (std::size_t i = 1; i < words.size(); ++i) {
+      blocks[NormalName(document.dialect(), document.Value(words[i]))].push_back(around);
+    }
+  }
+  for (auto& [name, named] : blocks) SortWithoutRepetition(named);
   return blocks;
 }
 

@@ -5,6 +5,7 @@
 
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "document/document.h"
@@ -20,6 +21,10 @@ bool IsServer(Dialect dialect, std::string_view name);
 // Whether blocks of this name only say on what condition their directives count: Apache's
 // "IfModule", "IfDefine", "IfVersion", "IfFile", "IfDirective", "IfSection".
 bool IsCondition(Dialect dialect, std::string_view name);
+
+// The conditions through which one looks into a block: those in it, and those in these, in the
+// order of the text. What stands in them counts as the block's own when they hold.
+std::vector<BlockId> ConditionsIn(const Document& document, BlockId block);
 
 // An address on which a server listens, in its normal form: two that are written differently and
 // are one to the server give the same text. Options ("ssl", "default_server") are no part of it.
@@ -37,16 +42,20 @@ std::string NormalAddress(Dialect dialect, std::string_view written);
 // without scheme and port.
 std::string NormalName(Dialect dialect, std::string_view written);
 
-// The names that a block has, in normal form, in the order of the text: the words of nginx's
-// server_name, of Apache's ServerName and ServerAlias. Blocks inside do not count. Empty: none.
+// The names that a block has, in normal form: the words of nginx's server_name, of Apache's
+// ServerName and ServerAlias, its own before those in conditions. Other blocks inside do not count.
+// Empty: none.
 std::vector<std::string> ServerNames(const Document& document, BlockId block);
 
 // The addresses that a block states, in normal form, in the order of the text: the first words of
 // nginx's "listen" directives, the arguments of Apache's <VirtualHost>. Empty: none.
 std::vector<std::string> ServerAddresses(const Document& document, BlockId block);
 
-// The blocks that state `name` among their names, in the order of the text, each once. `name` is in
+// The blocks that have `name` among their names, in the order of the text, each once. `name` is in
 // normal form. Cost: one step for each identifying directive of the text.
 std::vector<BlockId> BlocksNamed(const Document& document, std::string_view name);
+
+// The same for all names of the text, when many are looked for. Cost: reads each such directive.
+std::unordered_map<std::string, std::vector<BlockId>> BlocksByName(const Document& document);
 
 }  // namespace tov_document

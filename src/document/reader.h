@@ -25,7 +25,14 @@ class Reader {
         m_blocks(document.m_blocks),
         m_size(static_cast<std::uint32_t>(document.m_text.size())),
         m_scanner(document.m_text, 0, m_size),
-        m_stops(document.m_text) {}
+        m_stops(document.m_text) {
+    // Of a large text: what is reserved and not used is no memory yet, what moves is some twice.
+    constexpr std::uint32_t kLarge = 1 << 16;
+    constexpr std::uint32_t kBytesForOne = 64;
+    if (m_size < kLarge) return;
+    m_blocks.reserve(m_size / kBytesForOne);
+    document.m_marks.reserve(m_size / kBytesForOne);
+  }
 
   void Run() {
     Block whole;

@@ -5,10 +5,13 @@
 #include <algorithm>
 #include <map>
 #include <set>
+#include <unordered_map>
 #include <utility>
 
 #include "document/meaning.h"
+#include "edit/child_index.h"
 #include "edit/comparison.h"
+#include "edit/head_index.h"
 
 namespace edit {
 namespace {
@@ -183,10 +186,15 @@ class Finder {
         m_dialect(contents.dialect()),
         m_config_name(config_name),
         m_all(all),
-        m_findings(findings) {
+        m_findings(findings),
+        m_heads(contents) {
     EvidenceReader reader(tree, m_dialect, findings);
     m_evidence.resize(1);
     for (std::size_t i = 1; i < tree.blocks.size(); ++i) m_evidence.push_back(reader.Read(i));
+    const auto named = std::count_if(m_evidence.begin(), m_evidence.end(),
+                                     [](const Evidence& evidence) { return evidence.HasName(); });
+    constexpr int kFew = 4;
+    if (named > kFew) m_by_name = tov_document::BlocksByName(m_document);
   }
 
   std::vector<Match> Find() {
@@ -199,6 +207,15 @@ class Finder {
   }
 
  private:
+  // What stands in a block, and its index.
+  struct Indexed {
+    Indexed(const Document& document, std::vector<const Child*> all)
+        : children(std::move(all)), index(document, children) {}
+
+    std::vector<const Child*> children;
+    ChildIndex index;
+  };
+
   // A block of the template that is looked for.
   struct Sought {
     std::size_t block = 0;
@@ -316,7 +333,9 @@ class Finder {
   Blocks MayGo(const Evidence& evidence, Blocks blocks) {
     const bool by_name_only =
         evidence.is_nginx_server && !evidence.HasAddress() && HasLines(evidence);
-    const bool by_lines_only = !evidence.HasName() && !evidence.changed.empty();
+    const bool by_lines_only =
+        !evidence.HasName() &&
+        (!evidence.changed.empty() || (evidence.others.empty() && HasLines(evidence)));
     if (evidence.enabled || !(by_name_only || by_lines_only)) return blocks;
     // The last of its like has to be the very one.
     const bool is_last = blocks.size() == 1 && !evidence.changed.empty();
@@ -349,11 +368,29 @@ class Finder {
   }
 
   // Those whose opening line and name fit.
-  Blocks Fitting(const Evidence& evidence, const std::string* name, BlockId scope) const {
-    return FittingByHead(evidence, name == nullptr ? BlocksIn(scope) : BlocksNamed(*name, scope));
+  Blocks Fitting(const Evidence& evidence, const std::string* name, BlockId scope) {
+    const Blocks named = name == nullptr ? Blocks() : BlocksNamed(*name, scope);
+    const TemplateLine& opening = *evidence.opening;
+    for (const auto* const beginning : {&opening.beginning, &opening.new_beginning}) {
+      if (!*beginning) continue;
+      Blocks fitting =
+          Those(name == nullptr ? m_heads.BeginningWith(scope, **beginning) : named,
+                [&](const Texts& head) { return BeginsWith(m_dialect, head, **beginning); });
+      if (!fitting.empty()) return fitting;
+    }
+    if (opening.beginning) return {};
+    for (const Phase phase : kPhases) {
+      const std::optional<Written>& written = opening.*phase;
+      if (!written) continue;
+      Blocks fitting =
+          Those(name == nullptr ? m_heads.Like(scope, written->words) : named,
+                [&](const Texts& head) { return SameHead(m_dialect, head, written->words); });
+      if (!fitting.empty()) return fitting;
+    }
+    return {};
   }
 
-  bool HasFitting(std::size_t block, BlockId scope) const {
+  bool HasFitting(std::size_t block, BlockId scope) {
     const Evidence& evidence = m_evidence[block];
     const std::vector<const std::string*> names = NamesOf(evidence);
     return std::any_of(names.begin(), names.end(), [&](const std::string* name) {
@@ -372,25 +409,6 @@ class Finder {
     return false;
   }
 
-  Blocks FittingByHead(const Evidence& evidence, const Blocks& blocks) const {
-    const TemplateLine& opening = *evidence.opening;
-    for (const auto* const beginning : {&opening.beginning, &opening.new_beginning}) {
-      if (!*beginning) continue;
-      Blocks fitting = Those(
-          blocks, [&](const Texts& head) { return BeginsWith(m_dialect, head, **beginning); });
-      if (!fitting.empty()) return fitting;
-    }
-    if (opening.beginning) return {};
-    for (const Phase phase : kPhases) {
-      const std::optional<Written>& written = opening.*phase;
-      if (!written) continue;
-      Blocks fitting = Those(
-          blocks, [&](const Texts& head) { return SameHead(m_dialect, head, written->words); });
-      if (!fitting.empty()) return fitting;
-    }
-    return {};
-  }
-
   template <class Fits>
   Blocks Those(const Blocks& blocks, const Fits& fits) const {
     Blocks fitting;
@@ -400,22 +418,18 @@ class Finder {
     return fitting;
   }
 
-  Blocks BlocksIn(BlockId scope) const {
+  Blocks BlocksNamed(const std::string& name, BlockId scope) const {
     Blocks blocks;
-    const auto& all = m_document.blocks();
-    for (BlockId id = scope + 1; id < all[scope].next;) {
-      blocks.push_back(id);
-      id = MayBeLeftOut(m_contents, id, scope) ? id + 1 : all[id].next;
+    for (const BlockId id : AllNamed(name)) {
+      if (id != kWholeText && IsIn(id, scope)) blocks.push_back(id);
     }
     return blocks;
   }
 
-  Blocks BlocksNamed(const std::string& name, BlockId scope) const {
-    Blocks blocks;
-    for (const BlockId id : tov_document::BlocksNamed(m_document, name)) {
-      if (id != kWholeText && IsIn(id, scope)) blocks.push_back(id);
-    }
-    return blocks;
+  Blocks AllNamed(const std::string& name) const {
+    if (!m_by_name) return tov_document::BlocksNamed(m_document, name);
+    const auto known = m_by_name->find(name);
+    return known == m_by_name->end() ? Blocks() : known->second;
   }
 
   bool IsIn(BlockId id, BlockId scope) const {
@@ -441,19 +455,41 @@ class Finder {
   bool Holds(BlockId id, const TemplateLine& line, Phase phase) {
     const std::optional<Written>& written = line.*phase;
     if (!written) return false;
-    const std::vector<Child>& children = m_contents.Of(id);
-    return std::any_of(children.begin(), children.end(), [&](const Child& child) {
-      return child.IsDirective() && SaysSo(child.values, written->words);
+    const ChildIndex& index = IndexOf(id);
+    const Texts& words = written->words;
+    if (words.empty() || RoleOf(m_dialect, words.front()) == Role::kPlain) {
+      return !index.Like(words).empty();
+    }
+    const std::vector<std::size_t>& named = index.Named(words.front());
+    return std::any_of(named.begin(), named.end(), [&](std::size_t child) {
+      return SaysAll(m_indexed.at(id).children[child]->values, words);
     });
   }
 
-  // Of names, listens and options the words count one by one.
-  bool SaysSo(const Texts& values, const Texts& words) const {
-    if (RoleOf(m_dialect, words.empty() ? std::string() : words.front()) == Role::kPlain) {
-      return SameWords(m_dialect, values, words);
+  // Of what stands in a block, the conditions inside included.
+  const ChildIndex& IndexOf(BlockId id) {
+    auto known = m_indexed.find(id);
+    if (known == m_indexed.end()) {
+      known = m_indexed.try_emplace(id, m_document, m_contents.WithConditions(id, {})).first;
     }
-    return tov_document::SameName(m_dialect, values.front(), words.front()) &&
-           std::all_of(words.begin() + 1, words.end(),
+    return known->second.index;
+  }
+
+  // Whether a directive of the block is such a one, the conditions inside included.
+  template <class Fits>
+  bool AnyIn(BlockId id, const Fits& fits) {
+    const auto has = [&](BlockId block) {
+      const std::vector<Child>& children = m_contents.Of(block);
+      return std::any_of(children.begin(), children.end(),
+                         [&](const Child& child) { return child.IsDirective() && fits(child); });
+    };
+    const Blocks conditions = tov_document::ConditionsIn(m_document, id);
+    return has(id) || std::any_of(conditions.begin(), conditions.end(), has);
+  }
+
+  // Of names, listens and options the words count one by one.
+  static bool SaysAll(const Texts& values, const Texts& words) {
+    return std::all_of(words.begin() + 1, words.end(),
                        [&](const std::string& word) { return Contains(values, word); });
   }
 
@@ -467,7 +503,7 @@ class Finder {
     });
   }
 
-  bool HoldsBlock(BlockId id, const std::vector<std::size_t>& blocks) const {
+  bool HoldsBlock(BlockId id, const std::vector<std::size_t>& blocks) {
     return std::any_of(blocks.begin(), blocks.end(),
                        [&](std::size_t block) { return HasFitting(block, id); });
   }
@@ -629,9 +665,8 @@ class Finder {
       if (!child.IsDirective() || IsTlsState(m_dialect, child.values.front())) continue;
       if (RoleOf(m_dialect, child.values.front()) != Role::kPlain) continue;
       const bool elsewhere = std::any_of(others.begin(), others.end(), [&](BlockId id) {
-        const std::vector<Child>& children = m_contents.Of(id);
-        return std::any_of(children.begin(), children.end(), [&](const Child& other) {
-          return other.IsDirective() && SameWords(m_dialect, child.values, other.values);
+        return AnyIn(id, [&](const Child& other) {
+          return SameWords(m_dialect, child.values, other.values);
         });
       });
       if (elsewhere) continue;
@@ -651,7 +686,10 @@ class Finder {
   const std::string& m_config_name;
   const bool m_all;
   Findings& m_findings;
-  std::vector<Evidence> m_evidence;  // by blocks of the template
+  HeadIndex m_heads;
+  std::unordered_map<BlockId, Indexed> m_indexed;
+  std::optional<std::unordered_map<std::string, Blocks>> m_by_name;  // none: few names are sought
+  std::vector<Evidence> m_evidence;                                  // by blocks of the template
   std::vector<Match> m_matches;
 };
 
@@ -691,8 +729,11 @@ std::string SoughtBlock(const TemplateTree& tree, Dialect dialect, std::size_t b
 }
 
 bool MayBeLeftOut(const Contents& contents, BlockId block, BlockId scope) {
-  const Texts head = contents.HeadOf(block);
-  if (contents.dialect() == Dialect::kApache) {
+  return MayBeLeftOut(contents.dialect(), contents.HeadOf(block), scope);
+}
+
+bool MayBeLeftOut(Dialect dialect, const Texts& head, BlockId scope) {
+  if (dialect == Dialect::kApache) {
     return tov_document::IsCondition(Dialect::kApache, head.front());
   }
   return scope == kWholeText && head.front() == "http" && head.size() == 1;

@@ -53,9 +53,10 @@ bool SaysRenamed(const TemplateTree& tree, Dialect dialect, std::size_t block);
 // What is looked for, as messages name it: "'server {' (a.example, *:80)".
 std::string SoughtBlock(const TemplateTree& tree, Dialect dialect, std::size_t block);
 
-// Whether what stands in `block` may be looked for as if it stood around it, in a template's block
-// whose own scope is `scope`.
+// Whether what stands in `block`, or in one with this head, may be looked for as if it stood around
+// it, in a template's block whose own scope is `scope`.
 bool MayBeLeftOut(const Contents& contents, BlockId block, BlockId scope);
+bool MayBeLeftOut(Dialect dialect, const std::vector<std::string>& head, BlockId scope);
 
 // A block as messages name it: "site.conf:3:1 'server' (a.example, *:80)".
 std::string Described(const Contents& contents, const std::string& config_name, BlockId block);

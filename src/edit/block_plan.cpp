@@ -6,10 +6,13 @@
 #include <optional>
 #include <set>
 #include <string_view>
+#include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
 #include "document/meaning.h"
+#include "edit/child_index.h"
 #include "edit/comparison.h"
 #include "edit/placement.h"
 #include "edit/repetition.h"
@@ -23,6 +26,41 @@ using Kind = TemplateLine::Kind;
 using Outcome = WordDirectives::Outcome;
 using Positions = std::vector<std::size_t>;
 
+// Children that lines of the template are, in the order of the lines, and what stands before and
+// behind a line of which there is none.
+class FoundInOrder {
+ public:
+  // In the order of the lines' positions.
+  void Add(std::size_t position, std::size_t child) {
+    const std::size_t last = m_found.empty() ? child : std::max(m_found.back().last, child);
+    m_found.push_back({position, last, child});
+  }
+
+  // To be called when all are added.
+  void Finish() {
+    for (std::size_t i = m_found.size(); i-- > 1;) {
+      m_found[i - 1].first = std::min(m_found[i - 1].first, m_found[i].first);
+    }
+  }
+
+  Neighbours Around(std::size_t position) const {
+    const auto before = [](const Found& found, std::size_t at) { return found.position < at; };
+    const auto behind = std::lower_bound(m_found.begin(), m_found.end(), position, before);
+    Neighbours neighbours;
+    if (behind != m_found.begin()) neighbours.earlier = std::prev(behind)->last;
+    if (behind != m_found.end()) neighbours.later = behind->first;
+    return neighbours;
+  }
+
+ private:
+  struct Found {
+    std::size_t position = 0;
+    std::size_t last = 0;   // child up to here
+    std::size_t first = 0;  // child from here on
+  };
+  std::vector<Found> m_found;
+};
+
 class BlockPlanner {
  public:
   BlockPlanner(const Planning& planning, std::size_t block, BlockId at,
@@ -30,20 +68,21 @@ class BlockPlanner {
       : m_planning(planning),
         m_dialect(planning.request.dialect),
         m_at(at),
-        m_children(planning.contents.Of(at)),
+        m_children(planning.contents.WithConditions(at, ThoseIn(inner))),
         m_lines(planning.tree.blocks[block].children),
         m_inner(inner),
+        m_index(planning.contents.document(), m_children),
         m_words(planning.contents.document(), m_children),
         m_claimed(m_children.size(), false),
         m_removed(m_children.size(), false),
-        m_found(m_lines.size(), kNoChild) {
-    for (const Child& child : m_children) m_values.push_back(child.values);
-  }
+        m_found(m_lines.size(), kNoChild),
+        m_done(m_lines.size(), false) {}
 
   void Run() {
     PlaceInnerBlocks();
     ForEach(&BlockPlanner::SkipMissing);
     ForEach(&BlockPlanner::ClaimOld);
+    ChangeRepeated();
     ForEach(&BlockPlanner::ClaimNew);
     ForEach(&BlockPlanner::StateWords);
     ForEach(&BlockPlanner::StateAllWords);
@@ -53,11 +92,17 @@ class BlockPlanner {
     WriteWords();
     std::sort(m_additions.begin(), m_additions.end(),
               [](const Addition& a, const Addition& b) { return a.position < b.position; });
-    for (const Addition& addition : m_additions) Add(addition);
+    AddAll();
   }
 
  private:
   using Step = void (BlockPlanner::*)(std::size_t position);
+
+  static std::set<BlockId> ThoseIn(const std::map<std::size_t, BlockId>& inner) {
+    std::set<BlockId> blocks;
+    for (const auto& [number, block] : inner) blocks.insert(block);
+    return blocks;
+  }
 
   // A line of which a directive is made.
   struct Addition {
@@ -67,7 +112,7 @@ class BlockPlanner {
 
   void ForEach(Step step) {
     for (std::size_t position = 0; position < m_lines.size(); ++position) {
-      if (m_done.count(position) == 0) (this->*step)(position);
+      if (!m_done[position]) (this->*step)(position);
     }
   }
 
@@ -87,45 +132,50 @@ class BlockPlanner {
   }
 
   std::string TextOf(std::size_t child) const {
-    return std::string(m_planning.contents.document().Bytes(m_children[child].bytes));
+    return std::string(m_planning.contents.document().Bytes(m_children[child]->bytes));
   }
 
   // "site.conf:3:5 'root /srv;'"
   std::string ShownChild(std::size_t child) const {
-    return Shown(
-               m_planning.contents.PlaceOf(m_planning.config_name, m_children[child].bytes.begin)) +
+    return Shown(m_planning.contents.PlaceOf(m_planning.config_name,
+                                             m_children[child]->bytes.begin)) +
            " " + Quoted(TextOf(child));
   }
 
   void Tell(Event::Kind kind, std::size_t position, std::size_t child, const std::string& to) {
     m_planning.plan.events.push_back(
-        {kind, m_lines[position], child == kNoChild ? Span() : m_children[child].bytes, to});
+        {kind, m_lines[position], child == kNoChild ? Span() : m_children[child]->bytes, to});
   }
 
   // --- What is done with a line ---
 
-  void Done(std::size_t position) { m_done.insert(position); }
+  void Done(std::size_t position) { m_done[position] = true; }
+
+  void Claim(std::size_t child, const Texts& values) {
+    m_claimed[child] = true;
+    if (m_children[child]->IsDirective()) m_claimed_like[KeyOf(m_dialect, values)].insert(child);
+  }
 
   void Found(std::size_t position, std::size_t child) {
-    m_claimed[child] = true;
+    if (!m_claimed[child]) Claim(child, m_children[child]->values);
     m_found[position] = child;
     Tell(Event::Kind::kFound, position, child, TextOf(child));
     Done(position);
   }
 
   void Change(std::size_t position, std::size_t child, const Written& written) {
-    m_claimed[child] = true;
+    Claim(child, written.words);
+    m_changed.emplace(child, written.words);
     m_found[position] = child;
-    m_values[child] = written.words;
     m_words.Take(child);
     if (Line(position).raw) {
       m_planning.plan.raw = true;
-      m_planning.layout.Replace(m_children[child].bytes, written.text, m_lines[position]);
+      m_planning.layout.Replace(m_children[child]->bytes, written.text, m_lines[position]);
       Tell(Event::Kind::kChanged, position, child, written.text);
       Done(position);
       return;
     }
-    m_planning.layout.ChangeWords(m_children[child], WordsOf(written), m_lines[position]);
+    m_planning.layout.ChangeWords(*m_children[child], WordsOf(written), m_lines[position]);
     if (m_words.Of(child) != nullptr) m_planning.plan.identities = true;
     Tell(Event::Kind::kChanged, position, child, written.text);
     Done(position);
@@ -135,7 +185,7 @@ class BlockPlanner {
     m_removed[child] = true;
     m_words.Take(child);
     if (m_found[position] == kNoChild) m_found[position] = child;
-    m_planning.layout.Remove(m_children[child], m_lines[position]);
+    m_planning.layout.Remove(*m_children[child], m_lines[position]);
     Tell(Event::Kind::kRemoved, position, child, std::string());
     Done(position);
   }
@@ -143,48 +193,77 @@ class BlockPlanner {
   void ToBeAdded(std::size_t position) {
     Done(position);
     const TemplateLine& line = Line(position);
-    const auto twice = [&](const Addition& other) {
-      return Line(other.position).now->text == line.now->text;
-    };
-    if (std::any_of(m_additions.begin(), m_additions.end(), twice)) return;
+    if (m_added.count(line.now->text) != 0) return;
     if (line.kind == Kind::kDirective && !line.raw && !MayBeAdded(position)) return;
+    AddLater(position);
+  }
+
+  void AddLater(std::size_t position) {
     m_additions.push_back({position, {}});
+    m_added.insert(Line(position).now->text);
   }
 
   // --- Looking ---
 
   bool IsFree(std::size_t child) const {
-    return m_children[child].IsDirective() && !m_claimed[child] && !m_removed[child];
+    return m_children[child]->IsDirective() && !m_claimed[child] && !m_removed[child];
   }
 
-  template <class Fits>
-  Positions Free(const Fits& fits) const {
-    Positions found;
-    for (std::size_t i = 0; i < m_children.size(); ++i) {
-      if (IsFree(i) && fits(m_children[i].values)) found.push_back(i);
-    }
-    return found;
+  Positions FreeOf(Positions children) const {
+    children.erase(std::remove_if(children.begin(), children.end(),
+                                  [this](std::size_t child) { return !IsFree(child); }),
+                   children.end());
+    return children;
   }
 
   Positions FreeLike(const std::optional<Written>& written) const {
-    if (!written || written->words.empty()) return {};
-    return Free([&](const Texts& values) { return SameWords(m_dialect, values, written->words); });
+    return written ? FreeOf(m_index.Like(written->words)) : Positions();
   }
 
+  // In the block itself: whatever a line is to mean in a condition, it has to say in full.
   Positions FreeBeginning(const std::optional<Beginning>& beginning) const {
     if (!beginning) return {};
-    return Free([&](const Texts& values) { return BeginsWith(m_dialect, values, *beginning); });
+    Positions fitting = FreeOf(m_index.BeginningWith(*beginning));
+    return HasOwn(fitting) ? OwnFirst(std::move(fitting)) : Positions();
+  }
+
+  // Whether it stands in the block itself, not in a condition.
+  bool IsOwn(std::size_t child) const { return m_children[child]->around == m_at; }
+
+  bool HasOwn(const Positions& children) const {
+    return std::any_of(children.begin(), children.end(),
+                       [this](std::size_t child) { return IsOwn(child); });
+  }
+
+  // `children`, but for those in conditions if the block itself has one.
+  Positions OwnFirst(Positions children) const {
+    if (!HasOwn(children)) return children;
+    children.erase(std::remove_if(children.begin(), children.end(),
+                                  [this](std::size_t child) { return !IsOwn(child); }),
+                   children.end());
+    return children;
+  }
+
+  // The first free directive of this name. What is not free never becomes so again.
+  std::size_t FirstFreeNamed(const std::string& name) {
+    const Positions& named = m_index.Named(name);
+    std::size_t& next = m_next_named[NameKey(m_dialect, name)];
+    while (next < named.size() && !IsFree(named[next])) ++next;
+    return next < named.size() ? named[next] : kNoChild;
   }
 
   // What another line of the template has found or made of a directive.
   std::size_t ClaimedLike(const Written& written) const {
-    for (std::size_t i = 0; i < m_children.size(); ++i) {
-      if (m_claimed[i] && m_children[i].IsDirective() &&
-          SameWords(m_dialect, m_values[i], written.words)) {
-        return i;
-      }
-    }
-    return kNoChild;
+    const auto alike = m_claimed_like.find(KeyOf(m_dialect, written.words));
+    if (alike == m_claimed_like.end()) return kNoChild;
+    const auto same = [&](std::size_t child) {
+      const auto changed = m_changed.find(child);
+      return SameWords(m_dialect,
+                       changed == m_changed.end() ? m_children[child]->values : changed->second,
+                       written.words);
+    };
+    const auto first = std::find_if(alike->second.begin(), alike->second.end(), same);
+    return first == alike->second.end() ? kNoChild : *first;
   }
 
   static bool StatesOther(const TemplateLine& line) {
@@ -232,13 +311,28 @@ class BlockPlanner {
   void ClaimOld(std::size_t position) {
     if (!IsPlain(position)) return;
     const TemplateLine& line = Line(position);
-    const Positions alike = FreeLike(line.was);
+    const Positions alike = OwnFirst(FreeLike(line.was));
     if (alike.empty()) return;
     const std::size_t child = alike.front();
+    if (!IsOwn(child) && HasOwn(FreeLike(line.now))) return;
     if (!line.raw && line.was->words == line.now->words) {
       Found(position, child);
     } else {
       Change(position, child, *line.now);
+    }
+  }
+
+  // Where the block, or its conditions, have the old directive more often than the template, all of
+  // them change.
+  void ChangeRepeated() {
+    for (std::size_t position = 0; position < m_lines.size(); ++position) {
+      const TemplateLine& line = Line(position);
+      const std::size_t first = m_found[position];
+      if (first == kNoChild || !IsPlain(position) || !StatesOther(line)) continue;
+      for (const std::size_t child : FreeLike(line.was)) {
+        if (IsOwn(child) == IsOwn(first)) Change(position, child, *line.now);
+      }
+      m_found[position] = first;
     }
   }
 
@@ -249,7 +343,7 @@ class BlockPlanner {
       ClaimRaw(position);
       return;
     }
-    const Positions alike = FreeLike(line.now);
+    const Positions alike = OwnFirst(FreeLike(line.now));
     const std::size_t child = alike.empty() ? ClaimedLike(*line.now) : alike.front();
     child == kNoChild ? ToBeAdded(position) : Found(position, child);
   }
@@ -277,7 +371,7 @@ class BlockPlanner {
     if (!child) return;
     if (*child == kNoChild) {
       ToBeAdded(position);
-    } else if (m_children[*child].values == line.now->words) {
+    } else if (m_children[*child]->values == line.now->words) {
       Found(position, *child);
     } else {
       Change(position, *child, *line.now);
@@ -292,7 +386,7 @@ class BlockPlanner {
     if (fitting.empty()) fitting = FreeBeginning(line.new_beginning);
     if (fitting.size() < 2) return fitting.empty() ? kNoChild : fitting.front();
     for (const std::optional<Written>* const written : {&line.was, &line.now}) {
-      const Positions alike = FreeLike(*written);
+      const Positions alike = OwnFirst(FreeLike(*written));
       if (!alike.empty()) return alike.front();
     }
     RefuseSeveral(position, fitting);
@@ -334,18 +428,25 @@ class BlockPlanner {
   }
 
   // Whether a line that is not taken states the same address: then the options differ on purpose.
-  bool TakesTheBranchOfAnother(const TemplateLine& line) const {
-    const Texts addresses = AddressesIn(m_dialect, line.now->words);
-    const auto same_address = [&](const std::optional<Written>& other) {
-      return other && other->words.size() > 1 && !addresses.empty() &&
-             other->words.front() == line.now->words.front() &&
-             AddressesIn(m_dialect, other->words).front() == addresses.front();
-    };
-    return std::any_of(m_lines.begin(), m_lines.end(), [&](std::size_t number) {
-      const TemplateLine& other = m_planning.tree.lines[number];
-      return !other.enabled && other.kind == Kind::kDirective &&
-             (same_address(other.was) || same_address(other.now));
-    });
+  bool TakesTheBranchOfAnother(const TemplateLine& line) {
+    if (!m_untaken) m_untaken = UntakenAddresses();
+    return line.now->words.size() > 1 && m_untaken->count(NameAndAddress(*line.now)) != 0;
+  }
+
+  std::set<Texts> UntakenAddresses() const {
+    std::set<Texts> addresses;
+    for (const std::size_t number : m_lines) {
+      const TemplateLine& line = m_planning.tree.lines[number];
+      if (line.enabled || line.kind != Kind::kDirective) continue;
+      for (const auto* const written : {&line.was, &line.now}) {
+        if (*written && (*written)->words.size() > 1) addresses.insert(NameAndAddress(**written));
+      }
+    }
+    return addresses;
+  }
+
+  Texts NameAndAddress(const Written& written) const {
+    return {written.words.front(), tov_document::NormalAddress(m_dialect, written.words[1])};
   }
 
   void StateAllWords(std::size_t position) {
@@ -363,15 +464,15 @@ class BlockPlanner {
 
   void StateOptions(std::size_t position, const Written& was) {
     const TemplateLine& line = Line(position);
-    for (Addition& addition : m_additions) {
-      if (addition.words.empty()) continue;
-      JoinOptions(position, addition);
+    if (m_options) {
+      JoinOptions(position, m_additions[*m_options]);
       return;
     }
     const Outcome outcome = m_words.StateOptions(was, *line.now);
     if (outcome.kind == Outcome::Kind::kMissing) {
       ToBeAdded(position);
       if (!m_additions.empty() && m_additions.back().position == position) {
+        m_options = m_additions.size() - 1;
         m_additions.back().words = WordsOf(*line.now);
       }
       return;
@@ -430,7 +531,7 @@ class BlockPlanner {
         Found(position, outcome.children.front());
         return;
       case Outcome::Kind::kChanged:
-        m_claimed[outcome.children.front()] = true;
+        Claim(outcome.children.front(), m_children[outcome.children.front()]->values);
         Changed(position, outcome.children);
         return;
     }
@@ -454,9 +555,9 @@ class BlockPlanner {
       if (m_removed[child] || !written.insert(child).second || !directive.IsChanged()) continue;
       m_planning.plan.identities = true;
       if (gone) {
-        m_planning.layout.Remove(m_children[child], m_lines[position]);
+        m_planning.layout.Remove(*m_children[child], m_lines[position]);
       } else {
-        m_planning.layout.ChangeWords(m_children[child], directive.words, m_lines[position]);
+        m_planning.layout.ChangeWords(*m_children[child], directive.words, m_lines[position]);
       }
     }
   }
@@ -466,32 +567,28 @@ class BlockPlanner {
   void ClaimComment(std::size_t position) {
     if (!IsTaken(position, Kind::kComment)) return;
     const TemplateLine& line = Line(position);
-    for (std::size_t i = 0; i < m_children.size(); ++i) {
-      if (IsComment(i, line.now) || (m_claimed[i] && CommentText(i) == line.now->text)) {
-        Found(position, i);
-        return;
-      }
-      if (!IsComment(i, line.was)) continue;
-      m_claimed[i] = true;
-      m_found[position] = i;
-      m_planning.layout.Replace(m_children[i].bytes, line.now->text, m_lines[position]);
-      Tell(Event::Kind::kChanged, position, i, line.now->text);
+    const std::size_t now = FirstComment(line.now, true);
+    const std::size_t was = FirstComment(line.was, false);
+    if (now != kNoChild && (was == kNoChild || now <= was)) {
+      Found(position, now);
+    } else if (was != kNoChild) {
+      Claim(was, {});
+      m_found[position] = was;
+      m_planning.layout.ChangeComment(*m_children[was], line.now->text, m_lines[position]);
+      Tell(Event::Kind::kChanged, position, was, line.now->text);
       Done(position);
-      return;
+    } else {
+      ToBeAdded(position);
     }
-    ToBeAdded(position);
   }
 
-  bool IsComment(std::size_t child, const std::optional<Written>& written) const {
-    if (!written || m_claimed[child] || m_removed[child]) return false;
-    if (m_children[child].kind != tov_document::NodeKind::kComment) return false;
-    return CommentText(child) == written->text;
-  }
-
-  std::string CommentText(std::size_t child) const {
-    std::string text = TextOf(child);
-    text.erase(text.find_last_not_of(" \t\r\n") + 1);
-    return text;
+  std::size_t FirstComment(const std::optional<Written>& written, bool claimed_too) const {
+    if (!written) return kNoChild;
+    const Positions& alike = m_index.Comments(written->text);
+    const auto first = std::find_if(alike.begin(), alike.end(), [&](std::size_t child) {
+      return m_claimed[child] ? claimed_too : !m_removed[child];
+    });
+    return first == alike.end() ? kNoChild : *first;
   }
 
   // --- Lines of branches that are not taken ---
@@ -500,17 +597,27 @@ class BlockPlanner {
     const TemplateLine& line = Line(position);
     if (line.enabled || line.kind == Kind::kOpening) return;
     if (line.kind == Kind::kComment) {
-      for (std::size_t i = 0; i < m_children.size(); ++i) {
-        if (IsComment(i, line.was) || IsComment(i, line.now)) Remove(position, i);
-      }
+      for (const std::size_t child : FreeComments(line)) Remove(position, child);
     } else {
       RemoveDirective(position);
     }
-    if (m_done.count(position) == 0 && m_planning.request.must_exist) {
+    if (!m_done[position] && m_planning.request.must_exist) {
       Refuse("not-found", position,
              Quoted(line.text) + " is to be removed, and is not there. Correct its old value");
     }
     Done(position);
+  }
+
+  // With its old text or its new one.
+  std::set<std::size_t> FreeComments(const TemplateLine& line) const {
+    std::set<std::size_t> free;
+    for (const std::optional<Written>* const written : {&line.was, &line.now}) {
+      if (!*written) continue;
+      for (const std::size_t child : m_index.Comments((*written)->text)) {
+        if (!m_claimed[child] && !m_removed[child]) free.insert(child);
+      }
+    }
+    return free;
   }
 
   void RemoveDirective(std::size_t position) {
@@ -562,15 +669,14 @@ class BlockPlanner {
   bool MayBeAdded(std::size_t position) {
     const TemplateLine& line = Line(position);
     const std::string& name = NameOf(line);
-    const Positions others =
-        Free([&](const Texts& values) { return SameName(m_dialect, values.front(), name); });
-    if (others.empty()) return true;
+    const std::size_t other = FirstFreeNamed(name);
+    if (other == kNoChild) return true;
     const Repetition repetition = RepetitionOf(m_dialect, name);
     if (repetition == Repetition::kOnce && GoesLater(name)) return true;
-    if (repetition == Repetition::kOnce) return RefuseOther(position, others.front());
+    if (repetition == Repetition::kOnce) return RefuseOther(position, other);
     if (repetition == Repetition::kUnknown || StatesOther(line)) {
       Warn("second-line", position,
-           Quoted(line.now->text) + " is added beside " + ShownChild(others.front()) +
+           Quoted(line.now->text) + " is added beside " + ShownChild(other) +
                ". If it is to replace that one, give its value as the old one, or use a trailing "
                "place");
     }
@@ -579,13 +685,12 @@ class BlockPlanner {
 
   // Whether a line that is not taken removes the directives of this name.
   bool GoesLater(const std::string& name) const {
-    const Positions there =
-        Free([&](const Texts& values) { return SameName(m_dialect, values.front(), name); });
+    const Positions there = FreeOf(m_index.Named(name));
     return std::all_of(there.begin(), there.end(), [&](std::size_t child) {
       return std::any_of(m_lines.begin(), m_lines.end(), [&](std::size_t number) {
         const TemplateLine& line = m_planning.tree.lines[number];
         if (line.enabled || line.kind != Kind::kDirective) return false;
-        const Texts& values = m_children[child].values;
+        const Texts& values = m_children[child]->values;
         if (line.beginning && BeginsWith(m_dialect, values, *line.beginning)) return true;
         return (line.was && SameWords(m_dialect, values, line.was->words)) ||
                (line.now && SameWords(m_dialect, values, line.now->words));
@@ -596,8 +701,8 @@ class BlockPlanner {
   // Whether it may be added all the same.
   bool RefuseOther(std::size_t position, std::size_t other) {
     if (IsForced("other-value")) {
-      if (m_done.count(position) == 0) {
-        m_additions.push_back({position, {}});
+      if (!m_done[position]) {
+        AddLater(position);
         Done(position);
       }
       return true;
@@ -610,56 +715,71 @@ class BlockPlanner {
     Refuse("other-value", position,
            Quoted(line.now->text) + " is not there, but " + ShownChild(other) +
                ", and the server wants one of them only. Give the value that is there as the old "
-               "one, or write a trailing place: " +
-               Quoted(beginning + " [% $value %]" + end));
+               "one" +
+               (IsOwn(other)
+                    ? ", or write a trailing place: " + Quoted(beginning + " [% $value %]" + end)
+                    : " of a full place, or write the condition into the template"));
     return false;
   }
 
-  void Add(const Addition& addition) {
-    const TemplateLine& line = Line(addition.position);
-    const std::string text = addition.words.empty() ? line.now->text : Joined(addition.words);
-    const Texts values = line.kind == Kind::kDirective ? line.now->words : Texts();
-    if (RoleOfLine(line) != Role::kPlain) m_planning.plan.identities = true;
-    const Neighbours of_name = NeighboursOf(addition.position, [&](const Child& child) {
-      return child.IsDirective() && !values.empty() &&
-             SameName(m_dialect, child.values.front(), values.front());
-    });
-    const Neighbours of_all = NeighboursOf(addition.position, [](const Child&) { return true; });
-    const Layout::Place place =
-        PlaceForDirective(m_planning.contents, m_at, values, of_name, of_all);
-    m_planning.layout.Add(place, {text}, {0}, false, m_lines[addition.position]);
-    Tell(Event::Kind::kAdded, addition.position, kNoChild, text);
+  void AddAll() {
+    if (m_additions.empty()) return;
+    FoundInOrder own;
+    std::map<std::string, FoundInOrder> named;
+    for (std::size_t position = 0; position < m_lines.size(); ++position) {
+      if (m_found[position] == kNoChild) continue;
+      const Child& child = *m_children[m_found[position]];
+      if (child.around != m_at) continue;
+      own.Add(position, m_found[position]);
+      if (!child.IsDirective()) continue;
+      named[NameKey(m_dialect, child.values.front())].Add(position, m_found[position]);
+    }
+    own.Finish();
+    for (auto& [name, found] : named) found.Finish();
+    DirectivePlaces places(m_dialect, m_at, m_children, m_index);
+    for (const Addition& addition : m_additions) {
+      const Texts values = ValuesOf(addition);
+      const auto like =
+          values.empty() ? named.end() : named.find(NameKey(m_dialect, values.front()));
+      const Neighbours of_name =
+          like == named.end() ? Neighbours() : like->second.Around(addition.position);
+      Add(addition, places.For(values, of_name, own.Around(addition.position)));
+    }
   }
 
-  template <class Counts>
-  Neighbours NeighboursOf(std::size_t position, const Counts& counts) const {
-    Neighbours found;
-    for (std::size_t i = 0; i < m_lines.size(); ++i) {
-      const std::size_t child = m_found[i];
-      if (child == kNoChild || !counts(m_children[child])) continue;
-      if (i < position && (found.earlier == kNoChild || child > found.earlier)) {
-        found.earlier = child;
-      }
-      if (i > position && (found.later == kNoChild || child < found.later)) found.later = child;
-    }
-    return found;
+  Texts ValuesOf(const Addition& addition) const {
+    const TemplateLine& line = Line(addition.position);
+    return line.kind == Kind::kDirective ? line.now->words : Texts();
+  }
+
+  void Add(const Addition& addition, const Layout::Place& place) {
+    const TemplateLine& line = Line(addition.position);
+    const std::string text = addition.words.empty() ? line.now->text : Joined(addition.words);
+    if (RoleOfLine(line) != Role::kPlain) m_planning.plan.identities = true;
+    m_planning.layout.Add(place, {text}, {0}, false, m_lines[addition.position]);
+    Tell(Event::Kind::kAdded, addition.position, kNoChild, text);
   }
 
   // --- Blocks inside ---
 
   // They count for the order of the lines.
   void PlaceInnerBlocks() {
+    std::vector<std::pair<BlockId, std::size_t>> own;
+    for (std::size_t i = 0; i < m_children.size(); ++i) {
+      const Child& child = *m_children[i];
+      if (child.IsBlock() && child.around == m_at) own.emplace_back(child.block, i);
+    }
     for (std::size_t position = 0; position < m_lines.size(); ++position) {
       const TemplateLine& line = Line(position);
       if (line.kind != Kind::kOpening) continue;
       Done(position);
       const auto at = m_inner.find(line.block);
       if (at == m_inner.end()) continue;
-      for (std::size_t i = 0; i < m_children.size(); ++i) {
-        if (m_children[i].IsBlock() && IsAround(m_children[i].block, at->second)) {
-          m_found[position] = i;
-        }
-      }
+      const auto behind =
+          std::upper_bound(own.begin(), own.end(), std::pair(at->second, m_children.size()));
+      if (behind == own.begin()) continue;
+      const auto& [block, child] = *std::prev(behind);
+      if (IsAround(block, at->second)) m_found[position] = child;
     }
   }
 
@@ -670,16 +790,22 @@ class BlockPlanner {
   const Planning& m_planning;
   const Dialect m_dialect;
   const BlockId m_at;
-  const std::vector<Child>& m_children;
-  const Positions& m_lines;  // of the template
+  const std::vector<const Child*> m_children;  // with those of conditions inside
+  const Positions& m_lines;                    // of the template
   const std::map<std::size_t, BlockId>& m_inner;
+  const ChildIndex m_index;
   WordDirectives m_words;
-  std::vector<Texts> m_values;   // the children's words, as lines of the template have changed them
-  std::vector<bool> m_claimed;   // children that a line of the template is
-  std::vector<bool> m_removed;   // children that go
-  Positions m_found;             // by lines: the child that it is
-  std::set<std::size_t> m_done;  // lines of which it is decided what becomes of them
+  std::vector<bool> m_claimed;  // children that a line of the template is
+  std::vector<bool> m_removed;  // children that go
+  Positions m_found;            // by lines: the child that it is
+  std::vector<bool> m_done;     // lines of which it is decided what becomes of them
+  std::unordered_map<std::size_t, Texts> m_changed;  // the words that lines have given to children
+  std::unordered_map<std::string, std::set<std::size_t>> m_claimed_like;  // children, by KeyOf
+  std::unordered_map<std::string, std::size_t> m_next_named;  // among those of a name, see there
   std::vector<Addition> m_additions;
+  std::unordered_set<std::string> m_added;   // their texts
+  std::optional<std::size_t> m_options;      // the addition that has the words of all Options
+  std::optional<std::set<Texts>> m_untaken;  // what lines that are not taken state of addresses
   std::vector<std::pair<std::size_t, std::size_t>> m_changes;  // lines, and whose words they change
 };
 

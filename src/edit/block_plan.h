@@ -28,7 +28,8 @@ struct Planning {
 };
 
 // Carries out those lines of the template's block `block` that are directives and comments, on the
-// block `at`. `inner` says which blocks inside of that the blocks of the template are.
+// block `at`. `inner` says which blocks inside of that the blocks of the template are. A line of
+// which nothing stands in `at` itself is for the conditions inside that have it, if any has.
 void PlanBlock(const Planning& planning, std::size_t block, BlockId at,
                const std::map<std::size_t, BlockId>& inner);
 

@@ -64,6 +64,22 @@ bool BeginsWith(Dialect dialect, const Texts& words, const Beginning& beginning)
          words[count].compare(0, beginning.next.size(), beginning.next) == 0;
 }
 
+std::string NameKey(Dialect dialect, const std::string& name) {
+  return dialect == Dialect::kApache ? tov_document::Lower(name) : name;
+}
+
+// The name, and all arguments as one text: how a location's sign is cut off makes no difference.
+std::string KeyOf(Dialect dialect, const Texts& words) {
+  return words.empty() ? std::string()
+                       : NameKey(dialect, words.front()) + '\0' + JoinedArguments(words);
+}
+
+std::string KeyOf(Dialect dialect, const Beginning& beginning) {
+  // Without a whole word it is the name that begins so.
+  return beginning.words.empty() ? NameKey(dialect, beginning.next)
+                                 : KeyOf(dialect, beginning.words) + beginning.next;
+}
+
 bool IsVirtualHost(Dialect dialect, std::string_view name) {
   return dialect == Dialect::kApache && tov_document::IsServer(dialect, name);
 }

@@ -31,6 +31,13 @@ bool SameWords(Dialect dialect, const Texts& a, const Texts& b);
 // Whether `words` begin so.
 bool BeginsWith(Dialect dialect, const Texts& words, const Beginning& beginning);
 
+// Texts to look directives, and heads, up by. Those that are the same (SameWords) have the same
+// key, and that of one which begins so (BeginsWith) begins with the key of the beginning; what has
+// the same key need not be the same.
+std::string NameKey(Dialect dialect, const std::string& name);
+std::string KeyOf(Dialect dialect, const Texts& words);
+std::string KeyOf(Dialect dialect, const Beginning& beginning);
+
 // Whether the heads are those of one block: two of <VirtualHost> are when they share an address.
 bool SameHead(Dialect dialect, const Texts& a, const Texts& b);
 

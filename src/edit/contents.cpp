@@ -3,6 +3,9 @@
 #include "edit/contents.h"
 
 #include <cstdint>
+#include <utility>
+
+#include "document/meaning.h"
 
 namespace edit {
 
@@ -17,6 +20,8 @@ const std::vector<Child>& Contents::Of(BlockId block) {
     child.kind = node.kind;
     child.bytes = node.bytes;
     child.block = node.block;
+    child.around = block;
+    child.position = entry->second.size();
     if (child.IsDirective()) child.words = m_document.Words(node);
     if (child.IsBlock()) child.words = m_document.HeadWords(node.block);
     for (const tov_document::Word& word : child.words) {
@@ -25,6 +30,25 @@ const std::vector<Child>& Contents::Of(BlockId block) {
     entry->second.push_back(std::move(child));
   }
   return entry->second;
+}
+
+std::vector<const Child*> Contents::WithConditions(BlockId block, const std::set<BlockId>& closed) {
+  std::vector<const Child*> all;
+  // What is still to be listed, the innermost block last.
+  std::vector<std::pair<const std::vector<Child>*, std::size_t>> unread = {{&Of(block), 0}};
+  while (!unread.empty()) {
+    auto& [children, next] = unread.back();
+    if (next == children->size()) {
+      unread.pop_back();
+      continue;
+    }
+    const Child& child = (*children)[next++];
+    all.push_back(&child);
+    const bool open = child.IsBlock() && closed.count(child.block) == 0 &&
+                      tov_document::IsCondition(dialect(), child.values.front());
+    if (open) unread.emplace_back(&Of(child.block), 0);
+  }
+  return all;
 }
 
 std::vector<std::string> Contents::HeadOf(BlockId block) const {

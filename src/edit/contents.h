@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -25,7 +26,9 @@ using tov_document::Span;
 struct Child {
   tov_document::NodeKind kind = tov_document::NodeKind::kDirective;
   Span bytes;
-  BlockId block = tov_document::kWholeText;  // which one it is: of a block only
+  BlockId block = tov_document::kWholeText;   // which one it is: of a block only
+  BlockId around = tov_document::kWholeText;  // the block that it stands in
+  std::size_t position = 0;                   // among what stands there
 
   // Of a directive, or of a block's head; none for a comment.
   std::vector<tov_document::Word> words;
@@ -46,6 +49,10 @@ class Contents {
 
   // In the order of the text. The reference stays valid. Cost: reads the block once.
   const std::vector<Child>& Of(BlockId block);
+
+  // The same with what stands in the conditions inside, behind each of them, but for `closed` ones:
+  // what counts as the block's own when they hold. See tov_document::ConditionsIn.
+  std::vector<const Child*> WithConditions(BlockId block, const std::set<BlockId>& closed);
 
   // What a block's head says, as Child::values.
   std::vector<std::string> HeadOf(BlockId block) const;

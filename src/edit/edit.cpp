@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <map>
 #include <optional>
+#include <string>
 #include <utility>
 
 #include "document/meaning.h"
@@ -42,7 +43,8 @@ class Editor {
       plan = MakePlan(m_request, tree, matches, m_name, contents, layout, m_findings);
     }
     std::string edited = layout.IsChanged() ? layout.Text() : std::string(m_text);
-    if (m_findings.refusals.empty() && layout.IsChanged()) CheckResult(document, edited, plan);
+    if (m_findings.refusals.empty() && layout.IsChanged())
+      CheckResult(document, edited, plan, layout);
     if (report != nullptr) {
       *report = ReportEdit({m_request, tree, matches, contents, plan, m_name});
       report->edits = layout.Edits();
@@ -116,37 +118,46 @@ class Editor {
   }
 
   // The first blocks of the same kind, for a message.
-  std::string Candidates(const Contents& contents, const TemplateLine& opening) const {
-    constexpr std::size_t kMost = 3;
+  const std::string& Candidates(const Contents& contents, const TemplateLine& opening) {
     const std::optional<Written>& head = opening.was ? opening.was : opening.now;
-    if (!head) return std::string();
+    const auto [known, is_new] =
+        m_candidates.try_emplace(head ? head->words.front() : std::string());
+    if (is_new && head) known->second = Listed(contents, head->words.front());
+    return known->second;
+  }
+
+  std::string Listed(const Contents& contents, const std::string& name) const {
+    constexpr std::size_t kMost = 3;
     std::string listed;
     std::size_t count = 0;
     const Document& document = contents.document();
     for (BlockId id = 1; id < document.blocks().size() && count < kMost; ++id) {
-      const std::vector<std::string> words = contents.HeadOf(id);
-      if (words.front() != head->words.front()) continue;
+      if (contents.HeadOf(id).front() != name) continue;
       listed += (count++ == 0 ? "; there are " : ", ") + Described(contents, m_name, id);
     }
     return listed;
   }
 
-  // The result is what was meant when the server reads the same blocks in it, but for those that
-  // were made and removed.
-  void CheckResult(const Document& before, const std::string& edited, const Plan& plan) {
+  void CheckResult(const Document& before, const std::string& edited, const Plan& plan,
+                   const Layout& layout) {
     if (before.error()) return;
     const Document after(m_request.dialect, edited);
+    const Contents contents(after);
     if (after.error()) {
-      const Contents contents(after);
       Refuse("syntax", Shown(contents.PlaceOf(m_name, after.error()->at)) +
                            " of the edited text: " + Describe(*after.error()) +
                            ". The server would not take it");
       return;
     }
     if (plan.identities) CheckCollisions(before, after);
-    const std::size_t wanted = before.blocks().size() + plan.made_blocks - plan.removed_blocks;
-    if (plan.raw || after.blocks().size() == wanted) return;
-    Refuse("syntax", m_name + ": the edited text would have other blocks than the template means");
+    if (plan.raw) return;  // that may be anything
+    const std::optional<std::size_t> other = layout.meant().DifferenceFrom(after);
+    if (!other) return;
+    m_findings.refusals.push_back(
+        {"fault", Shown(contents.PlaceOf(m_name, *other)) +
+                      " of the edited text: from here on it is not what the template means. That "
+                      "is a mistake of this program, and nothing is changed: please report it, "
+                      "with the configuration, the template and the values"});
   }
 
   // Of two servers with one name on one address the server ignores the second one.
@@ -194,6 +205,7 @@ class Editor {
   const std::string& m_name;
   Findings m_findings;
   Result m_result;
+  std::map<std::string, std::string> m_candidates;  // by the names of blocks
 };
 
 }  // namespace

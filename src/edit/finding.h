@@ -45,7 +45,8 @@ struct FindingKind {
 };
 
 // Those for which an edit is refused: the first ones can be switched off, see Request::forced, the
-// others not. And those that are only said.
+// others not. And those that are only said. One more refusal should never come, and is none of
+// these: "fault", when the edited text is not what the template means.
 extern const std::vector<FindingKind> kForcedRefusals;
 extern const std::vector<FindingKind> kFirmRefusals;
 extern const std::vector<FindingKind> kEditWarnings;

@@ -7,6 +7,7 @@
 #include <map>
 
 #include "document/meaning.h"
+#include "edit/quoting.h"
 
 namespace edit {
 namespace {
@@ -22,10 +23,13 @@ Span SpanOf(std::size_t begin, std::size_t end) {
   return {static_cast<std::uint32_t>(begin), static_cast<std::uint32_t>(end)};
 }
 
-// `word`, spelled like the word that it takes the place of, where that is possible.
-std::string Respelled(const NewWord& word, char quote) {
+// `word`, spelled like the word that it takes the place of, where that is possible. Quotes that the
+// old value needed are no matter of style.
+std::string Respelled(Dialect dialect, const NewWord& word, char quote, const std::string& old) {
   if (quote != '\0') {
+    const bool quoted = word.spelled.find_first_of("\"'") == 0;
     const bool may_keep =
+        (quoted || IsWordFor(dialect, old, old)) &&
         word.value.find_first_of(std::string("\\\n") + quote) == std::string::npos;
     return may_keep ? quote + word.value + quote : word.spelled;
   }
@@ -37,19 +41,25 @@ std::string Respelled(const NewWord& word, char quote) {
 }  // namespace
 
 Layout::Layout(Contents& contents)
-    : m_contents(contents), m_document(contents.document()), m_text(m_document.text()) {}
+    : m_contents(contents),
+      m_document(contents.document()),
+      m_text(m_document.text()),
+      m_meant(m_document) {}
 
 // --- Lines ---
 
-std::size_t Layout::LineBegin(std::size_t offset) const {
-  if (offset == 0) return 0;
-  const std::size_t end = m_text.rfind('\n', offset - 1);
-  return end == std::string_view::npos ? 0 : end + 1;
-}
-
-std::size_t Layout::LineEnd(std::size_t offset) const {
+// The line that `offset` is in, or the line end that it is.
+const Layout::Line& Layout::LineAt(std::size_t offset) const {
+  const auto holds = [&](const Line& line) {
+    return line.begin <= offset &&
+           (offset < line.end || (offset == line.end && !BeginsLine(offset)));
+  };
+  if (m_line && holds(*m_line)) return *m_line;
+  const std::size_t before = offset == 0 ? std::string_view::npos : m_text.rfind('\n', offset - 1);
   const std::size_t end = m_text.find('\n', offset);
-  return end == std::string_view::npos ? m_text.size() : end + 1;
+  m_line = {before == std::string_view::npos ? 0 : before + 1,
+            end == std::string_view::npos ? m_text.size() : end + 1};
+  return *m_line;
 }
 
 std::string_view Layout::IndentationAt(std::size_t offset) const {
@@ -57,6 +67,10 @@ std::string_view Layout::IndentationAt(std::size_t offset) const {
   std::size_t end = begin;
   while (end < m_text.size() && (m_text[end] == ' ' || m_text[end] == '\t')) ++end;
   return m_text.substr(begin, end - begin);
+}
+
+bool Layout::BeginsLine(std::size_t offset) const {
+  return offset == 0 || m_text[offset - 1] == '\n';
 }
 
 bool Layout::IsFirstOnLine(std::size_t offset) const {
@@ -75,10 +89,12 @@ bool Layout::IsBlankLine(std::size_t begin) const {
 }
 
 // What a new line ends with: as the text's first line does.
-std::string Layout::NewEnd() const {
+const std::string& Layout::NewEnd() {
+  if (m_end) return *m_end;
   const std::size_t end = m_text.find('\n');
   const bool crlf = end != std::string_view::npos && end > 0 && m_text[end - 1] == '\r';
-  return crlf ? "\r\n" : "\n";
+  m_end = crlf ? "\r\n" : "\n";
+  return *m_end;
 }
 
 // By how much most blocks are indented more than the lines that open them.
@@ -106,12 +122,17 @@ const std::string& Layout::Step() {
 }
 
 // That of what stands in the block already.
-std::string Layout::IndentationIn(BlockId block) {
+const std::string& Layout::IndentationIn(BlockId block) {
+  const auto [known, is_new] = m_indentations.try_emplace(block);
+  if (!is_new) return known->second;
   for (const Child& child : m_contents.Of(block)) {
-    if (IsFirstOnLine(child.bytes.begin)) return std::string(IndentationAt(child.bytes.begin));
+    if (IsFirstOnLine(child.bytes.begin)) {
+      return known->second = IndentationAt(child.bytes.begin);
+    }
   }
-  if (block == tov_document::kWholeText) return std::string();
-  return std::string(IndentationAt(m_document.blocks()[block].head.begin)) + Step();
+  if (block == tov_document::kWholeText) return known->second;
+  known->second = IndentationAt(m_document.blocks()[block].head.begin);
+  return known->second += Step();
 }
 
 // --- Changes ---
@@ -120,15 +141,36 @@ void Layout::Replace(Span bytes, const std::string& text, std::size_t line) {
   m_patches.push_back({bytes.begin, bytes.end, text, line});
 }
 
+void Layout::ChangeComment(const Child& comment, const std::string& text, std::size_t line) {
+  m_meant.ChangeComment(comment, text);
+  Replace(comment.bytes, text, line);
+}
+
+void Layout::ChangeClosing(BlockId block, const std::string& text, std::size_t line) {
+  m_meant.ChangeClosing(block, text);
+  Replace(m_document.blocks()[block].closing, text, line);
+}
+
 void Layout::ChangeWords(const Child& child, const std::vector<NewWord>& words, std::size_t line) {
+  std::vector<std::string> meant;
+  for (const NewWord& word : words) meant.push_back(word.value);
+  m_meant.ChangeWords(child, meant);
+  const Dialect dialect = m_document.dialect();
   const auto& old_words = child.words;
   const auto same = [&](std::size_t old_word, std::size_t word) {
     return child.values[old_word] == words[word].value;
   };
   const std::size_t fewer = std::min(old_words.size(), words.size());
   const bool keeps_name =
-      tov_document::SameName(m_document.dialect(), child.values.front(), words.front().value);
-  if (!keeps_name) Replace(old_words.front().inner, words.front().value, line);
+      tov_document::SameName(dialect, child.values.front(), words.front().value);
+  if (!keeps_name) {
+    const auto& name = old_words.front();
+    const bool section = child.IsBlock() && dialect == Dialect::kApache;
+    if (section) Replace(name.inner, words.front().value, line);
+    if (!section)
+      Replace(name.bytes, Respelled(dialect, words.front(), name.quote, child.values.front()),
+              line);
+  }
   std::size_t front = 1;
   while (front < fewer && same(front, front)) ++front;
   std::size_t back = 0;
@@ -138,12 +180,19 @@ void Layout::ChangeWords(const Child& child, const std::vector<NewWord>& words, 
   const std::size_t replaced = fewer - back;
   for (std::size_t i = front; i < replaced; ++i) {
     if (same(i, i)) continue;
-    Replace(old_words[i].bytes, Respelled(words[i], old_words[i].quote), line);
+    Replace(old_words[i].bytes, Respelled(dialect, words[i], old_words[i].quote, child.values[i]),
+            line);
   }
   const std::uint32_t behind = old_words[replaced - 1].bytes.end;
   std::string added;
   for (std::size_t i = replaced; i < words.size() - back; ++i) {
-    added += " " + Respelled(words[i], '\0');
+    added += " " + Respelled(dialect, words[i], '\0', std::string());
+  }
+  // A quote that nothing ends would take what comes behind along.
+  const auto& end_word = old_words[replaced - 1];
+  const bool open = end_word.quote != '\0' && end_word.bytes.size() < end_word.inner.size() + 2;
+  if (!added.empty() && open && same(replaced - 1, replaced - 1)) {
+    Replace(end_word.bytes, InQuotes(dialect, words[replaced - 1].value), line);
   }
   const std::size_t last = old_words.size() - back;
   const std::uint32_t end = last > replaced ? old_words[last - 1].bytes.end : behind;
@@ -153,39 +202,43 @@ void Layout::ChangeWords(const Child& child, const std::vector<NewWord>& words, 
 // --- Removals ---
 
 void Layout::Remove(const Child& child, std::size_t line) {
+  m_meant.Remove(child);
   m_removals.push_back(
       {child.bytes, child.IsBlock() ? child.block : tov_document::kWholeText, line});
+  m_removed_from.emplace(child.bytes.begin, child.bytes.end);
+  m_removed_to.emplace(child.bytes.end, child.bytes.begin);
+  m_indentations.clear();
 }
 
 std::size_t Layout::SkipBlanksAndRemoved(std::size_t from) const {
-  for (bool moved = true; moved;) {
-    moved = false;
+  std::vector<std::size_t*> passed;
+  for (;;) {
     while (from < m_text.size() && IsBlank(m_text[from])) ++from;
-    for (const Removal& removal : m_removals) {
-      if (removal.bytes.begin != from) continue;
-      from = removal.bytes.end;
-      moved = true;
-    }
+    const auto removed = m_removed_from.find(from);
+    if (removed == m_removed_from.end()) break;
+    passed.push_back(&removed->second);
+    from = removed->second;
   }
+  for (std::size_t* const end : passed) *end = from;
   return from;
 }
 
 std::size_t Layout::BackOverBlanksAndRemoved(std::size_t from) const {
-  for (bool moved = true; moved;) {
-    moved = false;
+  std::vector<std::size_t*> passed;
+  for (;;) {
     while (from > 0 && IsBlank(m_text[from - 1])) --from;
-    for (const Removal& removal : m_removals) {
-      if (removal.bytes.end != from) continue;
-      from = removal.bytes.begin;
-      moved = true;
-    }
+    const auto removed = m_removed_to.find(from);
+    if (removed == m_removed_to.end()) break;
+    passed.push_back(&removed->second);
+    from = removed->second;
   }
+  for (std::size_t* const begin : passed) *begin = from;
   return from;
 }
 
 Span Layout::RemovedBytes(const Removal& removal) const {
   const std::size_t first = BackOverBlanksAndRemoved(removal.bytes.begin);
-  if (first != LineBegin(first) || !EndsLine(removal.bytes.end)) {
+  if (!BeginsLine(first) || !EndsLine(removal.bytes.end)) {
     return RemovedBesideOthers(removal.bytes);
   }
   std::size_t begin = LineBegin(removal.bytes.begin);
@@ -236,6 +289,7 @@ void Layout::FinishRemovals() {
   std::vector<Patch> patches;
   for (const Removal& removal : m_removals) {
     const Span bytes = RemovedBytes(removal);
+    m_meant.TakeAlong(bytes);
     patches.push_back({bytes.begin, bytes.end, std::string(), removal.line});
   }
   m_removals.clear();
@@ -246,8 +300,9 @@ void Layout::FinishRemovals() {
 // Where a text does not end its last line, and loses it, the line end before goes, too: but it
 // stays for what is added there, which then is the last line.
 void Layout::LeaveLineEnd(Patch& removal) {
+  if (removal.end != m_text.size()) return;
   const std::size_t line = LineEnd(removal.begin);
-  if (removal.end != m_text.size() || line >= m_text.size() || LineBegin(line) != line) return;
+  if (line >= m_text.size() || !BeginsLine(line)) return;
   if (m_text.substr(removal.begin, line - removal.begin).find_first_not_of("\r\n") !=
       std::string_view::npos) {
     return;
@@ -282,7 +337,7 @@ std::size_t Layout::BeginWithComments(const std::vector<Child>& children, std::s
 void Layout::AddLines(std::size_t at, const std::string& indentation,
                       const std::vector<std::string>& lines, const std::vector<std::size_t>& depths,
                       bool blank_before, std::size_t line) {
-  const std::string end = NewEnd();
+  const std::string& end = NewEnd();
   const bool open_end = at == m_text.size() && !m_text.empty() && m_text.back() != '\n';
   std::string text = blank_before ? end : std::string();
   for (std::size_t i = 0; i < lines.size(); ++i) {
@@ -322,6 +377,12 @@ void Layout::AddInline(std::size_t at, const std::string& before,
 
 void Layout::Add(const Place& place, const std::vector<std::string>& lines,
                  const std::vector<std::size_t>& depths, bool blank_before, std::size_t line) {
+  AddText(place, lines, depths, blank_before, line);
+  m_meant.Add(place.block, m_patches.back().begin, lines);
+}
+
+void Layout::AddText(const Place& place, const std::vector<std::string>& lines,
+                     const std::vector<std::size_t>& depths, bool blank_before, std::size_t line) {
   if (place.kind == Place::Kind::kAtEnd) {
     AddAtEnd(place.block, lines, depths, blank_before, line);
     return;
@@ -376,7 +437,8 @@ std::string Layout::Text() {
     text += patch.text;
     at = std::max({at, patch.begin, patch.end});
   }
-  return text += m_text.substr(at);
+  text += m_text.substr(at);
+  return text;
 }
 
 std::vector<TextEdit> Layout::Edits() {
@@ -414,9 +476,8 @@ std::vector<TextEdit> Layout::Edits() {
   };
   for (std::size_t i = 0; i < m_patches.size(); ++i) {
     const Patch& patch = m_patches[i];
-    const bool whole_lines = LineBegin(patch.begin) == patch.begin &&
-                             (patch.text.empty() || patch.text.back() == '\n') &&
-                             LineBegin(patch.end) == patch.end;
+    const bool whole_lines = BeginsLine(patch.begin) && BeginsLine(patch.end) &&
+                             (patch.text.empty() || patch.text.back() == '\n');
     const std::size_t patch_begin = LineBegin(patch.begin);
     const std::size_t patch_end =
         whole_lines ? patch.end : std::max(LineEnd(patch.end), patch_begin);

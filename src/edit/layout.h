@@ -8,9 +8,11 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "edit/contents.h"
+#include "edit/meant_tree.h"
 
 namespace edit {
 
@@ -39,7 +41,13 @@ class Layout {
   // its new value allows.
   void ChangeWords(const Child& child, const std::vector<NewWord>& words, std::size_t line);
 
-  // Puts `text` in the place of `bytes`.
+  // Puts `text` in the place of a comment.
+  void ChangeComment(const Child& comment, const std::string& text, std::size_t line);
+
+  // Puts `text` in the place of a block's closing line.
+  void ChangeClosing(BlockId block, const std::string& text, std::size_t line);
+
+  // Puts any `text` in the place of `bytes`: what it means is not known.
   void Replace(Span bytes, const std::string& text, std::size_t line);
 
   // Takes a directive, comment or block away: with its lines, where nothing else stands on them. A
@@ -65,6 +73,9 @@ class Layout {
   // The same as edits of lines, in their order. They do not touch.
   std::vector<TextEdit> Edits();
 
+  // What the edited text has to be, unless something was put in of which that is not known.
+  const MeantTree& meant() const { return m_meant; }
+
   bool IsChanged() const { return !m_patches.empty() || !m_removals.empty(); }
 
  private:
@@ -81,16 +92,26 @@ class Layout {
     std::size_t line = 0;
   };
 
-  std::size_t LineBegin(std::size_t offset) const;
-  std::size_t LineEnd(std::size_t offset) const;
+  // A line of the text, with its line end.
+  struct Line {
+    std::size_t begin = 0;
+    std::size_t end = 0;
+  };
+
+  const Line& LineAt(std::size_t offset) const;
+  std::size_t LineBegin(std::size_t offset) const { return LineAt(offset).begin; }
+  std::size_t LineEnd(std::size_t offset) const { return LineAt(offset).end; }
   std::string_view IndentationAt(std::size_t offset) const;
   bool IsFirstOnLine(std::size_t offset) const;
   bool EndsLine(std::size_t offset) const;
   bool IsBlankLine(std::size_t begin) const;
-  std::string NewEnd() const;
+  bool BeginsLine(std::size_t offset) const;
+  const std::string& NewEnd();
   const std::string& Step();
-  std::string IndentationIn(BlockId block);
+  const std::string& IndentationIn(BlockId block);
 
+  void AddText(const Place& place, const std::vector<std::string>& lines,
+               const std::vector<std::size_t>& depths, bool blank_before, std::size_t line);
   std::size_t BeginWithComments(const std::vector<Child>& children, std::size_t child) const;
   void AddLines(std::size_t at, const std::string& indentation,
                 const std::vector<std::string>& lines, const std::vector<std::size_t>& depths,
@@ -112,9 +133,20 @@ class Layout {
   Contents& m_contents;
   const Document& m_document;
   std::string_view m_text;
+  MeantTree m_meant;
   std::vector<Patch> m_patches;
   std::vector<Removal> m_removals;
+
+  // Where what is removed ends, by where it begins, and the other way round. What has been passed
+  // with all that follows it is passed in one step the next time.
+  using Ends = std::unordered_map<std::size_t, std::size_t>;
+  mutable Ends m_removed_from;
+  mutable Ends m_removed_to;
+
+  mutable std::optional<Line> m_line;  // the one looked at last: a line may be long
+  std::optional<std::string> m_end;
   std::optional<std::string> m_step;
+  std::unordered_map<BlockId, std::string> m_indentations;  // in blocks, as long as nothing goes
 };
 
 }  // namespace edit

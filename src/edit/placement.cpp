@@ -10,17 +10,23 @@
 namespace edit {
 namespace {
 
-using Children = std::vector<Child>;
+using Children = std::vector<const Child*>;
 using Positions = std::vector<std::size_t>;
 using PlaceKind = Layout::Place::Kind;
 using tov_document::NodeKind;
+
+Children OwnOf(Contents& contents, BlockId block) {
+  Children own;
+  for (const Child& child : contents.Of(block)) own.push_back(&child);
+  return own;
+}
 
 Positions ThoseNamed(Dialect dialect, const Children& children, NodeKind kind,
                      const std::string& name) {
   Positions named;
   for (std::size_t i = 0; i < children.size(); ++i) {
-    if (children[i].kind != kind) continue;
-    if (tov_document::SameName(dialect, children[i].values.front(), name)) named.push_back(i);
+    if (children[i]->kind != kind) continue;
+    if (tov_document::SameName(dialect, children[i]->values.front(), name)) named.push_back(i);
   }
   return named;
 }
@@ -28,7 +34,7 @@ Positions ThoseNamed(Dialect dialect, const Children& children, NodeKind kind,
 Positions BlocksAmong(const Children& children) {
   Positions blocks;
   for (std::size_t i = 0; i < children.size(); ++i) {
-    if (children[i].IsBlock()) blocks.push_back(i);
+    if (children[i]->IsBlock()) blocks.push_back(i);
   }
   return blocks;
 }
@@ -37,40 +43,14 @@ bool IsAccessRule(const std::vector<std::string>& values) {
   return values.size() > 1 && (values.front() == "allow" || values.front() == "deny");
 }
 
-// The first rule of nginx that says what holds for everybody.
-std::size_t RuleForAll(const Children& children) {
-  for (std::size_t i = 0; i < children.size(); ++i) {
-    if (children[i].IsDirective() && IsAccessRule(children[i].values) &&
-        children[i].values[1] == "all") {
-      return i;
-    }
-  }
-  return kNoChild;
-}
-
-Layout::Place BesideOthers(BlockId block, const Children& children, const Neighbours& of_all) {
-  const Positions blocks = BlocksAmong(children);
-  const std::size_t first_block = blocks.empty() ? children.size() : blocks.front();
-  std::size_t last = kNoChild;  // directive
-  for (std::size_t i = 0; i < first_block; ++i) {
-    if (children[i].IsDirective()) last = i;
-  }
-  const std::size_t slot = last == kNoChild ? first_block : last + 1;
-  if (of_all.InOrder() && of_all.earlier != kNoChild && slot <= of_all.earlier) {
-    return {block, PlaceKind::kBehind, of_all.earlier};
-  }
-  if (of_all.InOrder() && of_all.later != kNoChild && slot > of_all.later) {
-    return {block, PlaceKind::kBefore, of_all.later};
-  }
-  if (last != kNoChild) return {block, PlaceKind::kBehind, last};
-  if (!blocks.empty()) return {block, PlaceKind::kBefore, first_block};
-  return {block, PlaceKind::kAtEnd, 0};
+Layout::Place Beside(const Child& child, PlaceKind kind) {
+  return {child.around, kind, child.position};
 }
 
 // Whether a comment stands on a line of its own.
 bool HasItsLine(std::string_view text, const Children& children, std::size_t child) {
-  const std::size_t behind = child == 0 ? 0 : children[child - 1].bytes.end;
-  const std::string_view between = text.substr(behind, children[child].bytes.begin - behind);
+  const std::size_t behind = child == 0 ? 0 : children[child - 1]->bytes.end;
+  const std::string_view between = text.substr(behind, children[child]->bytes.begin - behind);
   return child == 0 || between.find('\n') != std::string_view::npos;
 }
 
@@ -78,13 +58,13 @@ bool HasItsLine(std::string_view text, const Children& children, std::size_t chi
 bool HasBlankBefore(std::string_view text, const Children& children, const Positions& positions) {
   return std::any_of(positions.begin(), positions.end(), [&](std::size_t position) {
     std::size_t first = position;
-    while (first > 0 && children[first - 1].kind == NodeKind::kComment &&
+    while (first > 0 && children[first - 1]->kind == NodeKind::kComment &&
            HasItsLine(text, children, first - 1)) {
       --first;
     }
     if (first == 0) return false;
-    const std::size_t behind = children[first - 1].bytes.end;
-    const std::string_view between = text.substr(behind, children[first].bytes.begin - behind);
+    const std::size_t behind = children[first - 1]->bytes.end;
+    const std::string_view between = text.substr(behind, children[first]->bytes.begin - behind);
     return std::count(between.begin(), between.end(), '\n') > 1;
   });
 }
@@ -97,10 +77,12 @@ std::optional<BlockId> ContainerFor(const Contents& contents, BlockId block,
   std::optional<BlockId> container;
   std::optional<BlockId> http;
   for (BlockId id = block + 1; id < document.blocks()[block].next;) {
-    const bool open = MayBeLeftOut(contents, id, block);
+    const Texts head = contents.HeadOf(id);
+    const bool open = MayBeLeftOut(contents.dialect(), head, block);
     if (open && contents.dialect() == Dialect::kNginx) http = id;
-    if (tov_document::SameName(contents.dialect(), name, contents.HeadOf(id).front()))
+    if (tov_document::SameName(contents.dialect(), name, contents.HeadOf(id).front())) {
       container = document.blocks()[id].parent;
+    }
     id = open ? id + 1 : document.blocks()[id].next;
   }
   if (container) return *container == block ? std::nullopt : container;
@@ -112,43 +94,94 @@ std::optional<BlockId> ContainerFor(const Contents& contents, BlockId block,
 
 }  // namespace
 
-Layout::Place PlaceForDirective(Contents& contents, BlockId block,
-                                const std::vector<std::string>& values, const Neighbours& of_name,
-                                const Neighbours& of_all) {
-  const Children& children = contents.Of(block);
-  const Positions kin = values.empty() ? Positions()
-                                       : ThoseNamed(contents.dialect(), children,
-                                                    NodeKind::kDirective, values.front());
-  Layout::Place place = BesideOthers(block, children, of_all);
-  if (!kin.empty()) {
-    const bool before = of_name.later != kNoChild && of_name.InOrder();
-    place = {block, before ? PlaceKind::kBefore : PlaceKind::kBehind,
-             before ? of_name.later : kin.back()};
+DirectivePlaces::DirectivePlaces(Dialect dialect, BlockId block, const Children& children,
+                                 const ChildIndex& index)
+    : m_dialect(dialect),
+      m_block(block),
+      m_children(children),
+      m_index(index),
+      m_first_block(children.size()) {
+  for (std::size_t i = children.size(); i-- > 0;) {
+    const Child& child = *children[i];
+    if (child.IsBlock()) {
+      m_first_block = i;
+      m_last_before = kNoChild;
+    }
+    if (!child.IsDirective()) continue;
+    if (m_last_before == kNoChild) m_last_before = i;
+    if (IsAccessRule(child.values) && child.values[1] == "all") m_rule_for_all = i;
   }
-  if (contents.dialect() != Dialect::kNginx || !IsAccessRule(values) || values[1] == "all") {
-    return place;
-  }
-  const std::size_t rule = RuleForAll(children);
+}
+
+Layout::Place DirectivePlaces::For(const std::vector<std::string>& values,
+                                   const Neighbours& of_name, const Neighbours& of_all) {
+  Layout::Place place = BesideOthers(of_all);
+  if (values.empty()) return place;
+  place = BesideItsLike(values.front(), of_name).value_or(place);
+  if (m_dialect != Dialect::kNginx || !IsAccessRule(values) || values[1] == "all") return place;
+  const std::size_t rule = m_rule_for_all;
   const bool too_late =
       rule != kNoChild && (place.kind == PlaceKind::kAtEnd || place.child > rule ||
                            (place.child == rule && place.kind == PlaceKind::kBehind));
   const bool meant = of_all.earlier != kNoChild && rule <= of_all.earlier;
-  if (too_late && !meant) return {block, PlaceKind::kBefore, rule};
+  if (too_late && !meant) return Beside(*m_children[rule], PlaceKind::kBefore);
   return place;
 }
 
-PlaceOfBlock PlaceForBlock(Contents& contents, BlockId block, const std::string& name) {
-  const Children& own = contents.Of(block);
-  BlockId container = block;
-  if (ThoseNamed(contents.dialect(), own, NodeKind::kBlock, name).empty()) {
-    container = ContainerFor(contents, block, name).value_or(block);
+// Behind the last one of its name, or before the one of which the template says so.
+std::optional<Layout::Place> DirectivePlaces::BesideItsLike(const std::string& name,
+                                                            const Neighbours& of_name) {
+  const Child* const last = LastNamed(name);
+  if (last == nullptr) return std::nullopt;
+  const bool before = of_name.later != kNoChild && of_name.InOrder();
+  return before ? Beside(*m_children[of_name.later], PlaceKind::kBefore)
+                : Beside(*last, PlaceKind::kBehind);
+}
+
+// In the block itself: what the template states without a condition does not come to depend on one.
+const Child* DirectivePlaces::LastNamed(const std::string& name) {
+  const auto [known, is_new] = m_last.try_emplace(NameKey(m_dialect, name), nullptr);
+  if (!is_new) return known->second;
+  for (const std::size_t position : m_index.Named(name)) {
+    if (m_children[position]->around == m_block) known->second = m_children[position];
   }
-  const Children& children = contents.Of(container);
-  const Positions kin = ThoseNamed(contents.dialect(), children, NodeKind::kBlock, name);
-  const bool blank = HasBlankBefore(contents.document().text(), children,
-                                    kin.empty() ? BlocksAmong(children) : kin);
-  if (kin.empty()) return {{container, PlaceKind::kAtEnd, 0}, blank};
-  return {{container, PlaceKind::kBehind, kin.back()}, blank};
+  return known->second;
+}
+
+Layout::Place DirectivePlaces::BesideOthers(const Neighbours& of_all) const {
+  const std::size_t last = m_last_before;
+  const std::size_t slot = last == kNoChild ? m_first_block : last + 1;
+  if (of_all.InOrder() && of_all.earlier != kNoChild && slot <= of_all.earlier) {
+    return Beside(*m_children[of_all.earlier], PlaceKind::kBehind);
+  }
+  if (of_all.InOrder() && of_all.later != kNoChild && slot > of_all.later) {
+    return Beside(*m_children[of_all.later], PlaceKind::kBefore);
+  }
+  if (last != kNoChild) return Beside(*m_children[last], PlaceKind::kBehind);
+  if (m_first_block < m_children.size()) {
+    return Beside(*m_children[m_first_block], PlaceKind::kBefore);
+  }
+  return {m_block, PlaceKind::kAtEnd, 0};
+}
+
+const PlaceOfBlock& BlockPlaces::For(BlockId block, const std::string& name) {
+  const auto [known, is_new] = m_found.try_emplace({block, NameKey(m_contents.dialect(), name)});
+  if (is_new) known->second = Find(block, name);
+  return known->second;
+}
+
+PlaceOfBlock BlockPlaces::Find(BlockId block, const std::string& name) const {
+  const Dialect dialect = m_contents.dialect();
+  BlockId container = block;
+  if (ThoseNamed(dialect, OwnOf(m_contents, block), NodeKind::kBlock, name).empty()) {
+    container = ContainerFor(m_contents, block, name).value_or(block);
+  }
+  const Children children = OwnOf(m_contents, container);
+  const Positions like = ThoseNamed(dialect, children, NodeKind::kBlock, name);
+  const bool blank = HasBlankBefore(m_contents.document().text(), children,
+                                    like.empty() ? BlocksAmong(children) : like);
+  if (like.empty()) return {{container, PlaceKind::kAtEnd, 0}, blank};
+  return {Beside(*children[like.back()], PlaceKind::kBehind), blank};
 }
 
 }  // namespace edit

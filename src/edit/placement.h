@@ -4,10 +4,13 @@
 #pragma once
 
 #include <cstddef>
+#include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "edit/child_index.h"
 #include "edit/contents.h"
 #include "edit/layout.h"
 
@@ -15,8 +18,9 @@ namespace edit {
 
 inline constexpr std::size_t kNoChild = static_cast<std::size_t>(-1);
 
-// The children of the block that the lines of the template around a new one are: the last one of an
-// earlier line, the first one of a later line; kNoChild: there is none.
+// The children of the block that the lines of the template around a new one are, by their
+// positions: the last one of an earlier line, the first one of a later line; kNoChild: there is
+// none.
 struct Neighbours {
   std::size_t earlier = kNoChild;
   std::size_t later = kNoChild;
@@ -24,23 +28,59 @@ struct Neighbours {
   bool InOrder() const { return earlier == kNoChild || later == kNoChild || earlier < later; }
 };
 
-// Behind the last directive of its name, as far as the template's lines of this name allow
-// (`of_name`). Else behind the directives that stand before the first block inside, and as near to
-// there as the template's lines (`of_all`) allow. An access rule of nginx stands before "allow all"
-// and "deny all", behind which nobody would read it. `values` are the new directive's words; none:
-// it is a comment.
-Layout::Place PlaceForDirective(Contents& contents, BlockId block,
-                                const std::vector<std::string>& values, const Neighbours& of_name,
-                                const Neighbours& of_all);
+// Where new directives go in one block.
+class DirectivePlaces {
+ public:
+  // `children` are those of the block, see Contents::WithConditions, and `index` is theirs; both
+  // have to outlive it.
+  DirectivePlaces(Dialect dialect, BlockId block, const std::vector<const Child*>& children,
+                  const ChildIndex& index);
+
+  // Behind the last directive of its name in the block itself, as far as the template's lines of
+  // this name allow (`of_name`). Else behind the directives that stand before the first block
+  // inside, and as near to there as the template's lines (`of_all`) allow. An access rule of nginx stands before "allow all" and "deny all", behind which nobody would
+  // read it. `values` are the new directive's words; none: it is a comment.
+  Layout::Place For(const std::vector<std::string>& values, const Neighbours& of_name,
+                    const Neighbours& of_all);
+
+ private:
+  std::optional<Layout::Place> BesideItsLike(const std::string& name, const Neighbours& of_name);
+  Layout::Place BesideOthers(const Neighbours& of_all) const;
+  const Child* LastNamed(const std::string& name);
+
+  const Dialect m_dialect;
+  const BlockId m_block;
+  const std::vector<const Child*>& m_children;
+  const ChildIndex& m_index;
+  std::size_t m_first_block;             // behind the children: there is none
+  std::size_t m_last_before = kNoChild;  // the last directive before that
+  std::size_t m_rule_for_all =
+      kNoChild;  // the first one of nginx that says what holds for everybody
+  std::map<std::string, const Child*> m_last;  // by name
+};
 
 struct PlaceOfBlock {
   Layout::Place place;
   bool blank_before = false;  // a blank line stands before it, as before its like
 };
 
-// Behind the last block of its name, else at the end. What may be left out of a template counts as
-// the block itself: where its like stand in there, it goes there, and into nginx's http in any
-// case.
-PlaceOfBlock PlaceForBlock(Contents& contents, BlockId block, const std::string& name);
+// Where new blocks go.
+class BlockPlaces {
+ public:
+  // `contents` must outlive it.
+  explicit BlockPlaces(Contents& contents) : m_contents(contents) {}
+
+  // For a block of this name in `block`: behind the last block of its name, else at the end. What
+  // may be left out of a template counts as the block itself: where its like stand in there, it
+  // goes there, and into nginx's http in any case. The reference stays valid. Cost: a step for each
+  // block around the place, once for each name.
+  const PlaceOfBlock& For(BlockId block, const std::string& name);
+
+ private:
+  PlaceOfBlock Find(BlockId block, const std::string& name) const;
+
+  Contents& m_contents;
+  std::map<std::pair<BlockId, std::string>, PlaceOfBlock> m_found;
+};
 
 }  // namespace edit

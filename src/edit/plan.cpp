@@ -88,7 +88,18 @@ class NewBlock {
 class Planner {
  public:
   Planner(const Planning& planning, const std::vector<Match>& matches)
-      : m_planning(planning), m_matches(matches) {}
+      : m_planning(planning),
+        m_matches(matches),
+        m_places(planning.contents),
+        m_inner(matches.size()),
+        m_is_there(planning.tree.blocks.size(), false) {
+    for (std::size_t i = 1; i < matches.size(); ++i) {  // the first one is the whole text
+      const Match& match = matches[i];
+      if (!match.at) continue;
+      m_inner[match.parent].emplace(match.block, *match.at);
+      m_is_there[match.block] = true;
+    }
+  }
 
   void Run() {
     for (std::size_t i = 0; i < m_matches.size(); ++i) {
@@ -98,10 +109,11 @@ class Planner {
         if (match.at) RemoveBlock(block, *match.at);
         if (!match.at) MissBlock(block);
       } else if (!match.at) {
-        if (!IsElsewhere(match.block)) AddBlock(match, block);
+        // Of several blocks around, one may have it already.
+        if (!m_is_there[match.block]) AddBlock(match, block);
       } else {
         if (match.block != 0) ChangeHead(block, *match.at);
-        PlanBlock(m_planning, match.block, *match.at, InnerOf(i));
+        PlanBlock(m_planning, match.block, *match.at, m_inner[i]);
       }
     }
   }
@@ -109,22 +121,6 @@ class Planner {
  private:
   const Document& document() const { return m_planning.contents.document(); }
   Dialect dialect() const { return m_planning.request.dialect; }
-
-  std::map<std::size_t, BlockId> InnerOf(std::size_t parent) const {
-    std::map<std::size_t, BlockId> inner;
-    for (std::size_t i = parent + 1; i < m_matches.size(); ++i) {
-      if (m_matches[i].parent == parent && m_matches[i].at) {
-        inner.emplace(m_matches[i].block, *m_matches[i].at);
-      }
-    }
-    return inner;
-  }
-
-  // Of several blocks around, one may have it already.
-  bool IsElsewhere(std::size_t block) const {
-    return std::any_of(m_matches.begin(), m_matches.end(),
-                       [block](const Match& match) { return match.block == block && match.at; });
-  }
 
   void Tell(Event::Kind kind, std::size_t line, Span bytes, const std::string& to) {
     m_planning.plan.events.push_back({kind, line, bytes, to});
@@ -145,7 +141,6 @@ class Planner {
   void RemoveBlock(const TemplateBlock& block, BlockId id) {
     const Child child = ChildOf(id);
     m_planning.layout.Remove(child, block.opening);
-    m_planning.plan.removed_blocks += document().blocks()[id].next - id;
     Tell(Event::Kind::kRemoved, block.opening, child.bytes, std::string());
   }
 
@@ -173,8 +168,7 @@ class Planner {
     m_planning.layout.ChangeWords(child, words, block.opening);
     if (dialect() == Dialect::kApache &&
         !tov_document::SameName(dialect(), child.values.front(), values.front())) {
-      m_planning.layout.Replace(document().blocks()[id].closing, "</" + values.front() + ">",
-                                block.closing);
+      m_planning.layout.ChangeClosing(id, "</" + values.front() + ">", block.closing);
     }
     Tell(Event::Kind::kChanged, block.opening, head, opening.now->text);
   }
@@ -228,12 +222,7 @@ class Planner {
 
   void AddBlock(const Match& match, const TemplateBlock& block) {
     const TemplateLine& opening = m_planning.tree.lines[block.opening];
-    if (!opening.now) {
-      m_planning.findings.refusals.push_back(
-          {"missing-value", Shown(opening.place) + ": a value of this opening line is missing, and "
-                                                   "its block is not there. Set it"});
-      return;
-    }
+    if (RefuseMissing(block)) return;
     m_planning.plan.identities = true;
     NewBlock made(dialect());
     std::vector<std::pair<std::size_t, std::size_t>> made_of;  // lines of the template, and of it
@@ -252,17 +241,28 @@ class Planner {
                                                   "one way"});
       }
       m_planning.plan.raw = m_planning.plan.raw || line.raw;
-      if (line.kind == Kind::kOpening) ++m_planning.plan.made_blocks;
       made_of.emplace_back(i, made.last());
     }
     for (const auto& [line, text] : made_of) {
       Tell(Event::Kind::kAdded, line, Span(), made.lines()[text]);
     }
     const BlockId around = *m_matches[match.parent].at;
-    const PlaceOfBlock where =
-        PlaceForBlock(m_planning.contents, around, opening.now->words.front());
+    const PlaceOfBlock& where = m_places.For(around, opening.now->words.front());
     m_planning.layout.Add(where.place, made.lines(), made.depths(), where.blank_before,
                           block.opening);
+  }
+
+  // Whether the block cannot be made for want of its opening line, or of that of one inside.
+  bool RefuseMissing(const TemplateBlock& block) const {
+    for (std::size_t i = block.opening; i <= block.closing; ++i) {
+      const TemplateLine& line = m_planning.tree.lines[i];
+      if (line.kind != Kind::kOpening || !line.enabled || line.now) continue;
+      m_planning.findings.refusals.push_back(
+          {"missing-value", Shown(line.place) + ": a value of this opening line is missing, and "
+                                                "its block is not there. Set it"});
+      return true;
+    }
+    return false;
   }
 
   void WarnOfMissing(const TemplateLine& line) {
@@ -272,6 +272,9 @@ class Planner {
 
   const Planning& m_planning;
   const std::vector<Match>& m_matches;
+  BlockPlaces m_places;
+  std::vector<std::map<std::size_t, BlockId>> m_inner;  // by matches: see PlanBlock
+  std::vector<bool> m_is_there;                         // by blocks of the template
 };
 
 }  // namespace

@@ -28,8 +28,6 @@ struct Event {
 
 struct Plan {
   std::vector<Event> events;
-  std::size_t made_blocks = 0;
-  std::size_t removed_blocks = 0;
   bool identities = false;  // names or addresses change, or a block is made
   bool raw = false;         // something is put in that was not read by the server's grammar
 };
@@ -39,8 +37,9 @@ struct Plan {
 // In a block, a line of the template is the directive with the same words, the old ones or else the
 // new ones. A line with a trailing place is the one directive with that beginning. Names, a listen
 // with its options, and Apache's Options are compared word by word, so that what the template does
-// not state stays. What an untaken branch states is removed; what a taken one states and is not
-// there, is added:
+// not state stays. What the block itself has not is looked for in the conditions inside of it, but
+// for a beginning (see Contents::WithConditions). What an untaken branch states is removed; what a
+// taken one states and is not there, is added:
 //
 //   - behind the last directive of its name, as far as the template's lines of this name allow;
 //   - else behind the directives that stand before the first block inside, and as near to there as

@@ -46,7 +46,12 @@ std::string ConditionValues(const Statement& statement, const Values& values) {
 
 class Reporter {
  public:
-  explicit Reporter(const ReportSource& source) : m_source(source), m_tree(source.tree) {}
+  explicit Reporter(const ReportSource& source)
+      : m_source(source), m_tree(source.tree), m_found(source.tree.blocks.size()) {
+    for (const Match& match : source.matches) {
+      if (match.at) m_found[match.block].push_back(*match.at);
+    }
+  }
 
   EditReport Make() {
     for (const Statement& statement : m_tree.statements) {
@@ -107,11 +112,10 @@ class Reporter {
     EditReport::Block block;
     block.item = m_tree.blocks[number].opening;
     block.text = m_tree.lines[block.item].text;
-    for (const Match& match : m_source.matches) {
-      if (match.block != number || !match.at) continue;
-      const auto& head = m_source.contents.document().blocks()[*match.at].head;
+    for (const BlockId id : m_found[number]) {
+      const auto& head = m_source.contents.document().blocks()[id].head;
       block.places.push_back(m_source.contents.PlaceOf(m_source.config_name, head.begin));
-      block.found.push_back(Described(m_source.contents, m_source.config_name, *match.at));
+      block.found.push_back(Described(m_source.contents, m_source.config_name, id));
     }
     for (const EditReport::Event& event : m_report.items[block.item].events) {
       block.created = block.created || event.kind == Event::Kind::kAdded;
@@ -165,23 +169,19 @@ class Reporter {
     }
     if (!item.taken) return IsGoneWithBlock(line) ? Action::kRemoved : Action::kNotThere;
     if (!line.now) return Action::kMissingValue;
-    return IsThere(line.block) ? Action::kNothing : Action::kNoBlock;
+    return !m_found[line.block].empty() ? Action::kNothing : Action::kNoBlock;
   }
 
   bool IsGoneWithBlock(const TemplateLine& line) const {
     for (std::size_t block = line.block; block != 0; block = m_tree.blocks[block].parent) {
-      if (!m_tree.blocks[block].enabled && IsThere(block)) return true;
+      if (!m_tree.blocks[block].enabled && !m_found[block].empty()) return true;
     }
     return false;
   }
 
-  bool IsThere(std::size_t block) const {
-    return std::any_of(m_source.matches.begin(), m_source.matches.end(),
-                       [block](const Match& match) { return match.block == block && match.at; });
-  }
-
   const ReportSource& m_source;
   const TemplateTree& m_tree;
+  std::vector<std::vector<BlockId>> m_found;  // by blocks of the template
   EditReport m_report;
 };
 

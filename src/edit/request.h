@@ -63,6 +63,12 @@ struct Request {
   // hand, perhaps wrongly.
   std::set<std::string> must_be_used;
 
+  // The values are texts: one that would not be read as such is written in quotes, or with escapes
+  // where its place stands in quotes already, so that the server reads just it. A trailing place
+  // without quotes around it still takes its value as it is, as any number of words. Old values are
+  // compared as these texts. What cannot be written so is refused as "value".
+  bool quote = false;
+
   std::set<std::string> forced;  // the refusals that do not count, by name
   std::set<std::string> raw;     // the values that may be more than a word, by name
 };

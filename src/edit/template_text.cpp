@@ -9,6 +9,7 @@
 #include <string_view>
 #include <utility>
 
+#include "edit/statement_values.h"
 #include "template/config_type.h"
 #include "template/framework/str.h"
 #include "template/template.h"
@@ -20,9 +21,8 @@ using tov_template::Template;
 
 class Reader {
  public:
-  Reader(const Request& request, Findings& findings)
+  explicit Reader(const Request& request)
       : m_request(request),
-        m_findings(findings),
         m_values(NewValues(request)),
         m_template(tov_template::GetConfigType("Nginx", ""), m_values, m_values) {
     m_unread.push_back({request.template_name, WithoutByteOrderMark(request.template_text), 0, 0});
@@ -62,37 +62,42 @@ class Reader {
     const std::string line = text.text.substr(text.next, end - text.next);
     text.next = std::min(end + 1, text.text.size());
     ++text.number;
+    const auto first = std::find_if_not(line.begin(), line.end(), str::IsBlank);
+    const std::size_t column =
+        first == line.end() ? 0 : static_cast<std::size_t>(first - line.begin()) + 1;
+    const FilePlace place = {text.name, text.number, column};
     if (Template::IsImport(line)) {
-      Import(line, {text.name, text.number, line.find("import") + 1});
-      return;
+      Import(line, place);
+    } else {
+      m_result.lines.push_back({place, line});
     }
-    (m_result.text += line) += '\n';
-    m_result.places.push_back({text.name, text.number, 0});
   }
 
-  void Import(const std::string& line, const FilePlace& place) {
+  void Import(const std::string& line, FilePlace place) {
+    using Result = TemplateText::Import::Result;
+    place.column = line.find("import") + 1;
     const std::string statement = m_template.Parse(line).m_value.Str();
     std::string name = statement;
     str::GetWord(name);  // the keyword
     name = str::Trim(name);
+    std::vector<std::string> odd = OddPathParts(line, m_values);
+    const auto is_raw = [&](const std::string& value) { return m_request.raw.count(value) != 0; };
+    odd.erase(std::remove_if(odd.begin(), odd.end(), is_raw), odd.end());
+    if (!odd.empty()) {
+      m_result.imports.push_back(
+          {place, line, statement, name, Result::kOddValue, odd, m_result.lines.size()});
+      return;
+    }
     std::optional<ImportedFile> file;
     if (!name.empty() && m_request.importer) file = m_request.importer(name, place);
-    m_result.imports.push_back({place, statement, file.has_value(), m_result.places.size() + 1});
-    if (!file) {
-      m_findings.refusals.push_back({"import", Shown(place) + ": there is no file " + Quoted(name) +
-                                                   ". Correct its name, or take the import out"});
-    } else if (!m_imported.insert(file->name).second) {
-      m_findings.refusals.push_back(
-          {"import", Shown(place) + ": " + Quoted(file->name) +
-                         " is imported a second time. Import each file once, before all lines "
-                         "that need it"});
-    } else {
-      m_unread.push_back({file->name, WithoutByteOrderMark(file->text), 0, 0});
-    }
+    const bool is_new = file && m_imported.insert(file->name).second;
+    const Result result = !file ? Result::kMissing : is_new ? Result::kRead : Result::kRepeated;
+    if (file) name = file->name;
+    m_result.imports.push_back({place, line, statement, name, result, {}, m_result.lines.size()});
+    if (is_new) m_unread.push_back({file->name, WithoutByteOrderMark(file->text), 0, 0});
   }
 
   const Request& m_request;
-  Findings& m_findings;
   const Template::Values m_values;
   const Template m_template;
   std::vector<Text> m_unread;  // the innermost import last
@@ -108,8 +113,14 @@ std::string WithoutByteOrderMark(std::string text) {
   return text;
 }
 
-TemplateText WithImports(const Request& request, Findings& findings) {
-  return Reader(request, findings).Read();
+std::string TemplateText::Text() const {
+  std::string text;
+  for (const Line& line : lines) (text += line.text) += '\n';
+  return text;
+}
+
+TemplateText WithImports(const Request& request) {
+  return Reader(request).Read();
 }
 
 }  // namespace edit

@@ -13,25 +13,37 @@
 namespace edit {
 
 struct TemplateText {
-  // A file that was imported, or should have been.
-  struct Import {
-    FilePlace place;
-    std::string statement;  // "import common.template"
-    bool found = true;
-    std::size_t line = 0;  // of `text`, in whose place the import stood
+  struct Line {
+    FilePlace place;  // of its first byte that is no blank; a blank line has no column
+    std::string text;
   };
 
-  std::string text;               // without imports
-  std::vector<FilePlace> places;  // of its lines, in their order
+  // An import, which stood before the line `next`.
+  struct Import {
+    enum class Result { kRead, kMissing, kRepeated, kOddValue };
+
+    FilePlace place;        // of the word "import"
+    std::string text;       // the whole line
+    std::string statement;  // "import common.template"
+    std::string name;       // the file's, as the importer calls it; else as the statement does
+    Result result = Result::kRead;
+    std::vector<std::string> odd_values;  // with which it is another path than meant
+    std::size_t next = 0;                 // in `lines`
+  };
+
+  std::vector<Line> lines;  // without imports
   std::vector<Import> imports;
+
+  // Its lines, with their ends.
+  std::string Text() const;
 };
 
 // `text` without the byte order mark that some editors put before it, which is no text.
 std::string WithoutByteOrderMark(std::string text);
 
 // The request's template, each import replaced by the lines of its file, in the order in which the
-// engine reads them. An import whose file is not there, or was imported before, is left out and
-// refused in `findings`. Throws what the request's importer throws.
-TemplateText WithImports(const Request& request, Findings& findings);
+// engine reads them; but for one whose file is not there, or was imported before. The importer is
+// not asked for a path of which a value makes another one than meant. Throws what it throws.
+TemplateText WithImports(const Request& request);
 
 }  // namespace edit

@@ -10,7 +10,9 @@
 #include <utility>
 
 #include "document/ascii.h"
+#include "edit/authored_line.h"
 #include "edit/repetition.h"
+#include "edit/statement_values.h"
 #include "edit/statements.h"
 #include "edit/template_text.h"
 #include "template/config_type.h"
@@ -21,102 +23,27 @@ namespace edit {
 namespace {
 
 using tov_document::Document;
-using tov_document::NodeKind;
 using tov_document::Problem;
-using tov_document::Word;
 using tov_template::Template;
 using Kind = TemplateLine::Kind;
-
-// Stands for a trailing place in a line; no value may hold it.
-constexpr char kMark = '\x01';
-
-// --- Places ---
-
-struct Place {
-  std::size_t begin = 0;  // of its opening delimiter
-  std::size_t end = 0;    // behind its closing one
-  bool trailing = false;
-  std::string name;
-};
-
-std::vector<Place> PlacesIn(std::string_view line) {
-  std::vector<Place> places;
-  for (std::size_t at = 0; at < line.size();) {
-    Place place;
-    const std::size_t trailing = line.find("[%", at);
-    place.begin = std::min(line.find("{%", at), trailing);
-    if (place.begin == std::string_view::npos) break;
-    place.trailing = place.begin == trailing;
-    const std::size_t close = line.find(place.trailing ? "%]" : "%}", place.begin);
-    if (close == std::string_view::npos) break;
-    place.end = close + 2;
-    const std::string_view content =
-        str::view::Trim(line.substr(place.begin + 2, close - place.begin - 2));
-    if (str::view::StartsWith(content, "$")) place.name = content.substr(1);
-    at = place.end;
-    places.push_back(std::move(place));
-  }
-  return places;
-}
-
-// `line` up to its first trailing place, with `kMark` for that and what follows kept; all other
-// trailing places go.
-std::string WithMark(std::string_view line) {
-  std::string marked;
-  std::size_t at = 0;
-  for (const Place& place : PlacesIn(line)) {
-    if (!place.trailing) continue;
-    marked += line.substr(at, place.begin - at);
-    if (at == 0) marked += kMark;
-    at = place.end;
-  }
-  return marked += line.substr(at);
-}
-
-// --- Lines ---
-
-std::vector<std::string> Spelled(const Document& document, const std::vector<Word>& words) {
-  std::vector<std::string> spelled;
-  spelled.reserve(words.size());
-  for (const Word& word : words) spelled.emplace_back(document.Bytes(word.bytes));
-  return spelled;
-}
-
-std::vector<std::string> Meanings(const Document& document, const std::vector<Word>& words) {
-  std::vector<std::string> values;
-  values.reserve(words.size());
-  for (const Word& word : words) values.push_back(document.Value(word));
-  return values;
-}
 
 bool ClosesBlock(Dialect dialect, std::string_view text) {
   return str::view::StartsWith(text, dialect == Dialect::kNginx ? "}" : "</");
 }
 
-// How many of `nodes` are neither blanks nor comments.
-std::size_t CountOf(const std::vector<tov_document::Node>& nodes) {
-  return static_cast<std::size_t>(
-      std::count_if(nodes.begin(), nodes.end(), [](const tov_document::Node& node) {
-        return node.kind != NodeKind::kBlank && node.kind != NodeKind::kComment;
-      }));
+bool IsControl(char byte) {
+  return (static_cast<unsigned char>(byte) < 0x20 && byte != '\t') || byte == 0x7f;
 }
 
-// A line without what `kMark` stands for: how many words it has, and what they are. None: it is no
-// directive and no opening.
-struct Shape {
-  Kind kind = Kind::kBlank;
-  std::size_t words = 0;
-};
+bool HoldsControl(const std::string& text) {
+  return std::any_of(text.begin(), text.end(), IsControl);
+}
 
-std::optional<Shape> ShapeOf(Dialect dialect, const std::string& text) {
-  Shape shape;
-  const std::optional<Written> written = ReadWritten(dialect, text, shape.kind);
-  if (!written) return std::nullopt;
-  for (const std::string& word : written->words) {
-    if (word.find(kMark) != std::string::npos) break;
-    ++shape.words;
-  }
-  return shape;
+// "'a', 'b'"
+std::string Listed(const std::vector<std::string>& names) {
+  std::string listed;
+  for (const std::string& name : names) listed += (listed.empty() ? "" : ", ") + Quoted(name);
+  return listed;
 }
 
 // --- The engine's part ---
@@ -149,13 +76,6 @@ class EngineTemplate : private EngineValues, public Template {
   const std::list<TemplateActionItem>& items() const { return m_actions; }
   const std::vector<StatementRecord>& statements() const { return m_statements; }
 
-  // `line` with its full places filled in, and its first trailing one marked.
-  std::optional<std::string> Filled(const std::string& line, const Values& values) const {
-    const tov_template::Value filled = ParseString(line, "{%", "%}", values);
-    if (filled.IsNull()) return std::nullopt;
-    return str::Trim(WithMark(filled.Str()));
-  }
-
   const Values& old_values() const { return m_old_values; }
   const Values& new_values() const { return m_new_values; }
 };
@@ -165,14 +85,16 @@ class Reader {
   Reader(const Request& request, Findings& findings)
       : m_request(request),
         m_findings(findings),
-        m_text(WithImports(request, findings)),
+        m_text(WithImports(request)),
         m_engine(request.dialect, ValuesOf(request)) {
-    m_engine.SetTemplate(m_text.text);
+    m_engine.SetTemplate(m_text.Text());
   }
 
   TemplateTree Read() {
-    for (const OddStatement& odd : OddStatements(m_text.text, m_engine.new_values())) {
-      Refuse("template", PlaceOf(odd.line, 0), odd.what);
+    CheckImports();
+    CheckConditions();
+    for (const OddStatement& odd : OddStatements(m_text.Text(), m_engine.new_values())) {
+      Refuse("template", PlaceOf(odd.line), odd.what);
     }
     m_tree.blocks.emplace_back();
     for (const Template::TemplateActionItem& item : m_engine.items()) ReadItem(item);
@@ -183,19 +105,38 @@ class Reader {
     return std::move(m_tree);
   }
 
-  std::string Prototype() const { return m_engine.GetPrototype(); }
+  std::string Prototype() {
+    const TemplateTree tree = Read();
+    const std::set<std::string> names = Identifying();
+    std::string prototype;
+    auto item = m_engine.items().begin();
+    for (const TemplateLine& line : tree.lines) {
+      const std::string& written = (item++)->m_text;
+      if (!line.enabled) continue;
+      if (line.kind == Kind::kOpening && !line.now) RefuseMissing(line);
+      const bool shown = line.kind == Kind::kOpening || line.kind == Kind::kClosing ||
+                         (line.kind == Kind::kDirective && line.now &&
+                          names.count(std::string(str::view::FirstWord(line.now->text))) != 0);
+      if (!shown || !line.now) continue;
+      if (!prototype.empty()) prototype += '\n';
+      prototype += written.substr(0, written.find(line.text)) + line.now->text;
+    }
+    return prototype;
+  }
 
  private:
   bool nginx() const { return m_request.dialect == Dialect::kNginx; }
 
-  FilePlace PlaceOf(std::size_t line, std::size_t column) const {
-    FilePlace place = m_text.places.at(line - 1);
-    place.column = column;
-    return place;
-  }
+  const FilePlace& PlaceOf(std::size_t line) const { return m_text.lines.at(line - 1).place; }
 
   void Refuse(const char* name, const FilePlace& place, const std::string& what) {
     m_findings.refusals.push_back({name, Shown(place) + ": " + what});
+  }
+
+  std::set<std::string> Identifying() const {
+    std::set<std::string> names;
+    m_dialect_config->GetIdentParams(names);
+    return names;
   }
 
   // --- One line ---
@@ -204,48 +145,67 @@ class Reader {
     TemplateLine line;
     const std::string_view written = str::view::Trim(item.m_text);
     line.text = written;
-    const std::size_t indentation =
-        static_cast<std::size_t>(written.data() - std::string_view(item.m_text).data());
-    line.place = PlaceOf(item.m_place.line, written.empty() ? 0 : indentation + 1);
+    line.place = PlaceOf(item.m_place.line);
     line.enabled = item.m_enabled;
     line.block = m_open.empty() ? 0 : m_open.back();
     if (written.empty()) {
       m_tree.lines.push_back(std::move(line));
     } else if (written.front() == '#') {
-      ReadComment(item, line);
+      ReadComment(line);
     } else if (ClosesBlock(m_request.dialect, written)) {
-      Close(item, line);
+      Close(line);
     } else {
       ReadDirective(item, line);
     }
   }
 
-  void ReadComment(const Template::TemplateActionItem& item, TemplateLine& line) {
+  void ReadComment(TemplateLine& line) {
     line.kind = Kind::kComment;
-    const auto of = [](const tov_template::Value& value) {
+    const AuthoredLine authored(m_request.dialect, line.text);
+    FindValues(line, authored);
+    CheckControls(line, authored);
+    const auto filled = [&](const AuthoredLine::Values& values) {
       std::optional<Written> written;
-      if (!value.IsNull()) written = Written{str::Trim(value.Str()), {}, {}};
+      const auto text = FilledIn(line.text, values);
+      if (text) written = Written{str::Trim(*text), {}, {}};
       return written;
     };
-    line.now = of(item.m_param.m_value);
-    line.was = of(item.m_param.m_old_value);
-    CheckControls(line);
-    FindValues(line);
+    line.now = filled(m_engine.new_values());
+    line.was = filled(m_engine.old_values());
+    if (!IsComment(authored.Harmless())) {
+      Refuse("template", line.place,
+             "this comment does not end with its line: " + Quoted(line.text));
+    } else if (line.now && line.enabled && !IsComment(line.now->text)) {
+      Refuse("value", line.place,
+             "with its values this line is more than a comment: " + Quoted(line.now->text));
+    }
     Add(std::move(line));
   }
 
+  bool IsComment(const std::string& text) const {
+    if (HoldsControl(text) || (!nginx() && text.back() == '\\')) return false;
+    const Document document(m_request.dialect, text);
+    const auto nodes = document.Nodes(tov_document::kWholeText);
+    return !document.error() && nodes.size() == 1 &&
+           nodes.front().kind == tov_document::NodeKind::kComment;
+  }
+
   void ReadDirective(const Template::TemplateActionItem& item, TemplateLine& line) {
-    FindValues(line);
-    CheckControls(line);
-    const std::optional<Shape> shape = HarmlessShape(line);
-    if (!shape) {
-      RefuseLine(line);
+    const AuthoredLine authored(m_request.dialect, line.text);
+    FindValues(line, authored);
+    CheckControls(line, authored);
+    if (authored.kind() == Kind::kBlank) {
+      RefuseLine(line, authored);
       m_tree.lines.push_back(std::move(line));
       return;
     }
-    line.kind = shape->kind;
-    FillIn(item, line, *shape);
-    SetBeginning(item, line);
+    line.kind = authored.kind();
+    FillIn(authored, line);
+    if (item.m_param.m_const) {
+      SetConstBeginning(line);
+    } else {
+      SetBeginning(authored, line);
+    }
     if (line.kind == Kind::kOpening) {
       Open(line);
     } else {
@@ -253,133 +213,87 @@ class Reader {
     }
   }
 
-  // With values that are a letter each, the line is what its author wrote.
-  std::optional<Shape> HarmlessShape(const TemplateLine& line) const {
-    const auto filled = m_engine.Filled(line.text, Harmless(line, nullptr));
-    return filled ? ShapeOf(m_request.dialect, *filled) : std::nullopt;
-  }
-
-  // A harmless value for each place but for `real`.
-  Template::Values Harmless(const TemplateLine& line, const std::string* real) const {
-    Template::Values values;
-    for (const Place& place : PlacesIn(line.text)) {
-      const auto known = m_engine.new_values().find(place.name);
-      const bool keeps = real != nullptr && *real == place.name;
-      values[place.name] = keeps && known != m_engine.new_values().end() ? known->second : "x";
-    }
-    return values;
-  }
-
-  void FillIn(const Template::TemplateActionItem& item, TemplateLine& line, const Shape& shape) {
-    line.now = Fill(item.m_param.m_value, m_engine.new_values(), line, shape, line.enabled);
-    const bool judged = line.now && line.old_given;
-    line.was = Fill(item.m_param.m_old_value, m_engine.old_values(), line, shape, judged);
+  void FillIn(const AuthoredLine& authored, TemplateLine& line) {
+    line.now = Fill(authored, m_engine.new_values(), line, line.enabled);
+    const bool judged = line.now && line.old_given && !line.raw;
+    line.was = Fill(authored, m_engine.old_values(), line, judged);
   }
 
   // The line with its values; none also for one that is not what the author wrote.
-  std::optional<Written> Fill(const tov_template::Value& value, const Template::Values& values,
-                              TemplateLine& line, const Shape& shape, bool is_judged) {
-    if (HoldsPlace(line, values)) {
-      if (is_judged) RefuseDelimiters(line, values);
+  std::optional<Written> Fill(const AuthoredLine& authored, const AuthoredLine::Values& values,
+                              TemplateLine& line, bool is_judged) {
+    const std::optional<AuthoredLine::Filling> filling = authored.Fill(values, m_handling);
+    if (!filling) return std::nullopt;
+    if (!filling->in_place) {
+      if (is_judged) RefuseValue(line, authored, *filling, &values == &m_engine.new_values());
       return std::nullopt;
     }
-    if (value.IsNull()) return std::nullopt;
-    const std::string text = str::Trim(value.Str());
-    Kind kind = Kind::kBlank;
-    std::optional<Written> written = ReadWritten(m_request.dialect, text, kind);
-    const bool as_read = written && kind == shape.kind;
-    Template::Values judged = values;
-    for (const std::string& name : m_request.raw) {
-      const auto known = judged.find(name);
-      if (known != judged.end()) known->second = "x";
+    if (filling->written) return filling->written;
+    line.raw = true;
+    return Written{filling->text, {}, {}};
+  }
+
+  void RefuseValue(const TemplateLine& line, const AuthoredLine& authored,
+                   const AuthoredLine::Filling& filling, bool is_new) {
+    const bool several = filling.guilty.size() > 1;
+    std::string what = is_new ? "the value" : "the old value";
+    what += (several ? "s " : " ") + Listed(filling.guilty);
+    switch (filling.unwritable) {
+      case Unwritable::kControl:
+        what += " cannot be written in quotes: the server has no escape for a control byte in it";
+        break;
+      case Unwritable::kVariable:
+        what += " cannot be written in quotes: the server would read a variable in it";
+        break;
+      case Unwritable::kNothing:
+        what += several ? " make" : " makes";
+        what += " other words of it than the template has places for: " + Quoted(filling.text) +
+                ". A full place is one word; for several use a trailing place";
+        break;
     }
-    const auto filled = m_engine.Filled(line.text, judged);
-    const auto real = filled ? ShapeOf(m_request.dialect, *filled) : std::nullopt;
-    const bool as_meant = real && real->kind == shape.kind && real->words == shape.words;
-    if (as_meant && (as_read || IsRaw(line))) {
-      line.raw = line.raw || !as_read;
-      return as_read ? written : Written{text, {}, {}};
+    if (MayBeQuoted(authored, filling.guilty)) {
+      what += "; --quote writes it in quotes, --raw NAME puts it in as it is";
+    } else {
+      what += "; --raw NAME puts it in as it is";
     }
-    const std::vector<Place> places = PlacesIn(line.text);
-    const bool odd = std::any_of(places.begin(), places.end(),
-                                 [](const Place& place) { return place.name.empty(); });
-    const bool is_new = &values == &m_engine.new_values();
-    if (is_judged && !odd) RefuseValue(line, text, shape, is_new);
-    return std::nullopt;
+    Refuse("value", line.place, what);
   }
 
-  bool IsRaw(const TemplateLine& line) const {
-    const std::vector<Place> places = PlacesIn(line.text);
-    return std::any_of(places.begin(), places.end(),
-                       [this](const Place& place) { return m_request.raw.count(place.name) != 0; });
-  }
-
-  // The engine would read a value with the template's own delimiters as a part of the template.
-  bool HoldsPlace(const TemplateLine& line, const Template::Values& values) const {
-    return !ValueWithPlace(line, values).empty();
-  }
-
-  std::string ValueWithPlace(const TemplateLine& line, const Template::Values& values) const {
-    for (const Place& place : PlacesIn(line.text)) {
-      const auto value = values.find(place.name);
-      if (value == values.end() || m_request.raw.count(place.name) != 0) continue;
-      if (str::view::Contains(value->second, "[%") || str::view::Contains(value->second, "{%")) {
-        return place.name;
-      }
+  // Whether quotes could help.
+  bool MayBeQuoted(const AuthoredLine& authored, const std::vector<std::string>& names) const {
+    if (m_handling.quote) return false;
+    for (std::size_t i = 0; i < authored.places().size(); ++i) {
+      const bool guilty =
+          std::find(names.begin(), names.end(), authored.places()[i].name) != names.end();
+      if (guilty && authored.IsInWord(i)) return true;
     }
-    return std::string();
+    return false;
   }
 
-  void RefuseDelimiters(const TemplateLine& line, const Template::Values& values) {
-    const std::string name = ValueWithPlace(line, values);
-    Refuse("value", line.place,
-           "the value " + Quoted(name) +
-               " holds \"[%\" or \"{%\", and would be read as a part of the template; --raw " +
-               name + " puts it in as it is");
-  }
-
-  void RefuseValue(const TemplateLine& line, const std::string& text, const Shape& shape,
-                   bool is_new) {
-    std::string names;
-    const char* const raw = "; --raw NAME puts it in as it is";
-    for (const Place& place : PlacesIn(line.text)) {
-      const auto alone = m_engine.Filled(line.text, Harmless(line, &place.name));
-      const auto real = alone ? ShapeOf(m_request.dialect, *alone) : std::nullopt;
-      const bool harmless = real && real->kind == shape.kind && real->words == shape.words;
-      if (harmless && !place.trailing) continue;
-      names += (names.empty() ? "" : ", ") + Quoted(place.name);
-    }
-    Refuse("value", line.place,
-           (is_new ? "the value " + names + " makes"
-                   : std::string("the old values of this line make")) +
-               " other words of it than the template has places for: " + Quoted(text) +
-               ". A full place is one word; for several use a trailing place" + raw);
-  }
-
-  void CheckControls(const TemplateLine& line) {
-    const auto is_control = [](char byte) {
-      return (static_cast<unsigned char>(byte) < 0x20 && byte != '\t') || byte == 0x7f;
-    };
-    if (std::any_of(line.text.begin(), line.text.end(), is_control)) {
+  void CheckControls(const TemplateLine& line, const AuthoredLine& authored) {
+    if (HoldsControl(line.text)) {
       Refuse("template", line.place,
              "this line holds a control byte, which no server takes for one of a word. Take it "
              "out");
     }
-    for (const Place& place : PlacesIn(line.text)) {
-      const auto value = m_engine.new_values().find(place.name);
-      if (value == m_engine.new_values().end() || m_request.raw.count(place.name) != 0) continue;
-      if (!std::any_of(value->second.begin(), value->second.end(), is_control)) continue;
-      if (!m_controls.insert(place.name).second) continue;
+    for (std::size_t i = 0; i < authored.places().size(); ++i) {
+      const std::string& name = authored.places()[i].name;
+      const auto value = m_engine.new_values().find(name);
+      if (value == m_engine.new_values().end() || m_request.raw.count(name) != 0) continue;
+      if (!HoldsControl(value->second)) continue;
+      if (m_handling.quote && authored.IsInWord(i))
+        continue;  // it is escaped, or refused as a word
+      if (!m_controls.insert(name).second) continue;
       Refuse("value", line.place,
-             "the value " + Quoted(place.name) +
+             "the value " + Quoted(name) +
                  " holds a control character, which would begin a line of its own or hide text; "
                  "--raw " +
-                 place.name + " puts it in as it is");
+                 name + " puts it in as it is");
     }
   }
 
-  void FindValues(TemplateLine& line) {
-    for (const Place& place : PlacesIn(line.text)) {
+  void FindValues(TemplateLine& line, const AuthoredLine& authored) {
+    for (const Place& place : authored.places()) {
       m_used.insert(place.name);
       const auto value = m_request.values.find(place.name);
       const bool known = value != m_request.values.end();
@@ -388,40 +302,17 @@ class Reader {
     }
   }
 
-  void SetBeginning(const Template::TemplateActionItem& item, TemplateLine& line) {
-    if (item.m_param.m_const) {
-      SetConstBeginning(line);
-      return;
-    }
-    line.new_beginning = BeginningWith(line, m_engine.new_values());
-    line.beginning = BeginningWith(line, m_engine.old_values());
+  void SetBeginning(const AuthoredLine& authored, TemplateLine& line) {
+    line.new_beginning = authored.BeginningWith(m_engine.new_values(), m_handling);
+    line.beginning = authored.BeginningWith(m_engine.old_values(), m_handling);
     if (!line.beginning) line.beginning = line.new_beginning;
-  }
-
-  std::optional<Beginning> BeginningWith(const TemplateLine& line,
-                                         const Template::Values& values) const {
-    const auto filled = m_engine.Filled(line.text, values);
-    if (!filled || filled->find(kMark) == std::string::npos) return std::nullopt;
-    Kind kind = Kind::kBlank;
-    const auto written = ReadWritten(m_request.dialect, *filled, kind);
-    if (!written) return std::nullopt;
-    Beginning beginning;
-    for (const std::string& word : written->words) {
-      const std::size_t mark = word.find(kMark);
-      if (mark != std::string::npos) {
-        beginning.next = word.substr(0, mark);
-        break;
-      }
-      beginning.words.push_back(word);
-    }
-    return beginning;
   }
 
   // Of some directives a block has one of each name only, or one for each first argument.
   void SetConstBeginning(TemplateLine& line) const {
     const std::optional<Written>& written = line.now ? line.now : line.was;
     if (!written || written->words.empty()) return;
-    const std::string key = EmptyConfig(m_request.dialect)->GetKeyFieldConstParam(written->text);
+    const std::string key = m_dialect_config->GetKeyFieldConstParam(written->text);
     const bool two = str::view::Contains(key, " ") && written->words.size() > 1;
     line.beginning =
         Beginning{{written->words.begin(), written->words.begin() + (two ? 2 : 1)}, std::string()};
@@ -433,9 +324,10 @@ class Reader {
     });
   }
 
-  void RefuseLine(const TemplateLine& line) {
-    const auto filled = m_engine.Filled(line.text, Harmless(line, nullptr));
-    const std::string text = filled ? *filled : line.text;
+  void RefuseLine(const TemplateLine& line, const AuthoredLine& authored) {
+    const auto is_said = [](const Place& place) { return !place.is_value && place.closed; };
+    if (std::any_of(authored.places().begin(), authored.places().end(), is_said)) return;
+    const std::string text = authored.Harmless();
     const Document document(m_request.dialect, text);
     const auto problem = document.error() ? document.error()->problem : Problem::kExtraClosing;
     std::string what = "this line holds more than one directive. Write each on a line of its own";
@@ -461,10 +353,7 @@ class Reader {
   void Open(TemplateLine& line) {
     const std::size_t parent = line.block;
     const std::size_t number = m_tree.lines.size();
-    if (!line.now && !line.was && !line.beginning && !line.missing.empty()) {
-      Refuse("missing-value", line.place,
-             "a value of this opening line is missing: its block cannot be found. Set it");
-    }
+    if (!line.now && !line.was && !line.beginning && !line.missing.empty()) RefuseMissing(line);
     m_tree.blocks[parent].children.push_back(number);
     line.block = m_tree.blocks.size();
     m_open.push_back(line.block);
@@ -476,11 +365,18 @@ class Reader {
     m_tree.lines.push_back(std::move(line));
   }
 
-  void Close(const Template::TemplateActionItem& item, TemplateLine& line) {
+  void RefuseMissing(const TemplateLine& line) {
+    Refuse("missing-value", line.place,
+           "a value of this opening line is missing: its block cannot be found. Set it");
+  }
+
+  void Close(TemplateLine& line) {
     line.kind = Kind::kClosing;
-    FindValues(line);
-    const tov_template::Value& value = item.m_param.m_value;
-    const std::string text = value.IsNull() ? line.text : str::Trim(value.Str());
+    const AuthoredLine authored(m_request.dialect, line.text);
+    FindValues(line, authored);
+    CheckControls(line, authored);
+    const std::string text =
+        str::Trim(FilledIn(line.text, m_engine.new_values()).value_or(line.text));
     line.now = line.was = Written{text, {}, {}};
     if (m_open.empty()) {
       Refuse("template", line.place, "there is no block that this line closes. Take it out");
@@ -547,31 +443,69 @@ class Reader {
 
   // --- The rest ---
 
+  void RefuseInStatement(const FilePlace& place, const std::vector<std::string>& names,
+                         const std::string& text) {
+    Refuse("value", place,
+           "with the value " + Listed(names) +
+               " this statement is not what its author wrote: " + Quoted(text) +
+               ". A value is one word of a condition, or a part of a path that does "
+               "not lead out of its folder; --raw NAME puts it in as it is");
+  }
+
+  void CheckConditions() {
+    for (const TemplateText::Line& line : m_text.lines) {
+      const std::string_view text = str::view::Trim(line.text);
+      if (!str::view::StartsWith(text, "{%")) continue;
+      std::string_view content = text.substr(2);
+      const std::string_view keyword = str::view::FirstWord(content);
+      if (keyword != "if" && keyword != "elif") continue;
+      std::vector<std::string> odd = OddOperands(text, m_engine.new_values());
+      const auto is_raw = [&](const std::string& name) { return m_request.raw.count(name) != 0; };
+      odd.erase(std::remove_if(odd.begin(), odd.end(), is_raw), odd.end());
+      if (!odd.empty()) RefuseInStatement(line.place, odd, std::string(text));
+    }
+  }
+
+  void CheckImports() {
+    using Result = TemplateText::Import::Result;
+    for (const TemplateText::Import& import : m_text.imports) {
+      MarkUsed(import.statement);
+      if (import.result == Result::kOddValue) {
+        RefuseInStatement(import.place, import.odd_values, import.name);
+      } else if (import.result == Result::kMissing) {
+        Refuse("import", import.place,
+               "there is no file " + Quoted(import.name) +
+                   ". Correct its name, or take the import out");
+      } else if (import.result == Result::kRepeated) {
+        Refuse("import", import.place,
+               Quoted(import.name) +
+                   " is imported a second time. Import each file once, before all lines that need "
+                   "it");
+      }
+    }
+  }
+
+  // Those of the engine, which has not seen the imports, and these among them.
   void ReadStatements() {
     auto import = m_text.imports.begin();
-    const auto add_imports = [&](std::size_t line) {
-      for (; import != m_text.imports.end() && import->line <= line; ++import) {
-        m_tree.statements.push_back(
-            {import->place, import->statement, import->found, FirstLineFrom(import->line)});
+    auto item = m_engine.items().begin();
+    std::size_t number = 0;  // of the item
+    const auto add_imports = [&](std::size_t lines) {
+      for (; import != m_text.imports.end() && import->next < lines; ++import) {
+        for (; item != m_engine.items().end() && item->m_place.line <= import->next; ++item) {
+          ++number;
+        }
+        const bool found = import->result != TemplateText::Import::Result::kMissing;
+        m_tree.statements.push_back({import->place, import->statement, found, number});
       }
     };
     for (const Template::StatementRecord& record : m_engine.statements()) {
       add_imports(record.m_place.line);
       m_tree.statements.push_back(
-          {PlaceOf(record.m_place.line, 0), record.m_text, record.m_result, record.m_next_item});
+          {PlaceOf(record.m_place.line), record.m_text, record.m_result, record.m_next_item});
       MarkUsed(record.m_text);
     }
-    add_imports(m_text.places.size() + 1);
-  }
-
-  // The first item that stands at or behind the line `number` of the text.
-  std::size_t FirstLineFrom(std::size_t number) const {
-    std::size_t item = 0;
-    for (const Template::TemplateActionItem& each : m_engine.items()) {
-      if (each.m_place.line >= number) break;
-      ++item;
-    }
-    return item;
+    add_imports(m_text.lines.size() + 1);
   }
 
   void MarkUsed(std::string_view text) {
@@ -583,7 +517,6 @@ class Reader {
   }
 
   void CheckUse() {
-    for (const TemplateText::Import& import : m_text.imports) MarkUsed(import.statement);
     if (m_request.forced.count("unused-value") != 0) return;
     for (const std::string& name : m_request.must_be_used) {
       if (m_used.count(name) != 0) continue;
@@ -597,6 +530,8 @@ class Reader {
   Findings& m_findings;
   const TemplateText m_text;
   EngineTemplate m_engine;
+  const std::shared_ptr<tov_template::BaseConfig> m_dialect_config = EmptyConfig(m_request.dialect);
+  const Handling m_handling{m_request.raw, m_request.quote};
   TemplateTree m_tree;
   std::vector<std::size_t> m_open;  // blocks, the innermost last
   std::set<std::string> m_used;     // values
@@ -605,54 +540,12 @@ class Reader {
 
 }  // namespace
 
-namespace {
-
-// The head of the one block that `document` is, when nothing but comments stands in it.
-std::optional<Written> HeadOf(const Document& document, const std::string& text) {
-  if (document.blocks().size() != 2 || CountOf(document.Nodes(1)) != 0) return std::nullopt;
-  if (document.blocks()[1].reading == tov_document::Body::kOpaque) return std::nullopt;
-  const std::vector<Word> words = document.HeadWords(1);
-  return Written{text, Meanings(document, words), Spelled(document, words)};
-}
-
-std::optional<Written> DirectiveOf(const Document& document, const std::string& text) {
-  for (const tov_document::Node& node : document.Nodes(tov_document::kWholeText)) {
-    if (node.kind != NodeKind::kDirective) continue;
-    const std::vector<Word> words = document.Words(node);
-    return Written{text, Meanings(document, words), Spelled(document, words)};
-  }
-  return std::nullopt;
-}
-
-}  // namespace
-
-std::optional<Written> ReadWritten(Dialect dialect, const std::string& text,
-                                   TemplateLine::Kind& kind) {
-  const bool apache = dialect == Dialect::kApache;
-  if (apache && !text.empty() && text.back() == '\\') return std::nullopt;
-  const Document document(dialect, text);
-  if (CountOf(document.Nodes(tov_document::kWholeText)) != 1) return std::nullopt;
-  if (!document.error()) {
-    kind = Kind::kDirective;
-    return DirectiveOf(document, text);
-  }
-  kind = Kind::kOpening;
-  if (document.error()->problem == Problem::kUnclosedBlock) return HeadOf(document, text);
-  if (!apache || document.error()->problem != Problem::kUnclosedCode) return std::nullopt;
-  // What stands in a macro is read when the macro ends.
-  const std::string whole = text + "\n</Macro>";
-  const Document macro(dialect, whole);
-  return macro.error() ? std::nullopt : HeadOf(macro, text);
-}
-
 TemplateTree ReadTemplate(const Request& request, Findings& findings) {
   return Reader(request, findings).Read();
 }
 
 std::string Prototype(const Request& request, Findings& findings) {
-  Reader reader(request, findings);
-  reader.Read();
-  return reader.Prototype();
+  return Reader(request, findings).Prototype();
 }
 
 }  // namespace edit

@@ -12,28 +12,15 @@
 #include <string>
 #include <vector>
 
+#include "edit/authored_line.h"
 #include "edit/finding.h"
 #include "edit/request.h"
 
 namespace edit {
 
-// A directive, or a block's opening, as a template spells it.
-struct Written {
-  std::string text;                  // the whole line, trimmed
-  std::vector<std::string> words;    // what the server makes of each: the name, then the arguments
-  std::vector<std::string> spelled;  // the same as they are written
-};
-
-// What a directive has to begin with: whole words, then the beginning of the next one, which may be
-// empty.
-struct Beginning {
-  std::vector<std::string> words;
-  std::string next;
-};
-
 // A line that is not a statement.
 struct TemplateLine {
-  enum class Kind { kBlank, kComment, kDirective, kOpening, kClosing };
+  using Kind = LineKind;
 
   Kind kind = Kind::kBlank;
   FilePlace place;        // of its first byte that is no blank
@@ -86,12 +73,9 @@ struct TemplateTree {
 // throws.
 TemplateTree ReadTemplate(const Request& request, Findings& findings);
 
-// What the server of `dialect` makes of `text`, which is trimmed: of a directive its words, of an
-// opening line those of the block's head; none: it is neither, or more than one.
-std::optional<Written> ReadWritten(Dialect dialect, const std::string& text,
-                                   TemplateLine::Kind& kind);
-
-// The skeleton of what the template stands for: see tov_template::Template::GetPrototype.
+// The skeleton of what the template stands for, with the new values: the lines of taken branches
+// that open or close a block or, in nginx, identify one, joined by line ends. What is wrong goes to
+// `findings`, as from ReadTemplate; with refusals the text is not to be used.
 std::string Prototype(const Request& request, Findings& findings);
 
 }  // namespace edit

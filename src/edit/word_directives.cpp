@@ -54,10 +54,10 @@ bool WordDirectives::Directive::IsChanged() const {
   return !SameValues(words, before);
 }
 
-WordDirectives::WordDirectives(const Document& document, const std::vector<Child>& children)
+WordDirectives::WordDirectives(const Document& document, const std::vector<const Child*>& children)
     : m_dialect(document.dialect()) {
   for (std::size_t i = 0; i < children.size(); ++i) {
-    const Child& child = children[i];
+    const Child& child = *children[i];
     if (!child.IsDirective() || RoleOf(m_dialect, child.values.front()) == Role::kPlain) continue;
     Directive directive;
     directive.child = i;
@@ -67,21 +67,22 @@ WordDirectives::WordDirectives(const Document& document, const std::vector<Child
     }
     directive.before = directive.words;
     directive.stated.assign(directive.words.size(), false);
+    m_by_child.emplace(i, m_directives.size());
+    m_by_address[Address(directive.words)].insert(m_directives.size());
     m_directives.push_back(std::move(directive));
   }
 }
 
 const WordDirectives::Directive* WordDirectives::Of(std::size_t child) const {
-  for (const Directive& directive : m_directives) {
-    if (directive.child == child) return &directive;
-  }
-  return nullptr;
+  const auto directive = m_by_child.find(child);
+  return directive == m_by_child.end() ? nullptr : &m_directives[directive->second];
 }
 
 void WordDirectives::Take(std::size_t child) {
-  for (Directive& directive : m_directives) {
-    if (directive.child == child) directive.stated.assign(directive.words.size(), true);
-  }
+  const auto directive = m_by_child.find(child);
+  if (directive == m_by_child.end()) return;
+  Directive& taken = m_directives[directive->second];
+  taken.stated.assign(taken.words.size(), true);
 }
 
 bool WordDirectives::IsStated(const Directive& directive) {
@@ -191,6 +192,15 @@ WordDirectives::Outcome WordDirectives::WholeFor(Pointers fitting, const Written
     (*alike)->stated.assign((*alike)->words.size(), true);
     return OutcomeOf(**alike, false);
   }
+  // What other lines of the template state already is not added a second time.
+  for (const Directive* const directive : fitting) {
+    const auto has = [&](const std::string& name) {
+      return std::any_of(directive->words.begin() + 1, directive->words.end(),
+                         [&](const NewWord& word) { return Normal(word.value) == Normal(name); });
+    };
+    const bool all = std::all_of(now.words.begin() + 1, now.words.end(), has);
+    if (IsStated(*directive) && all) return OutcomeOf(*directive, false);
+  }
   fitting.erase(std::remove_if(fitting.begin(), fitting.end(),
                                [](const Directive* directive) { return IsStated(*directive); }),
                 fitting.end());
@@ -255,15 +265,29 @@ std::string WordDirectives::Address(const Words& words) const {
   return words.size() < 2 ? std::string() : tov_document::NormalAddress(m_dialect, words[1].value);
 }
 
+// The directives with the name and the address of `words`.
+std::vector<std::size_t> WordDirectives::WithAddress(const Words& words) const {
+  std::vector<std::size_t> found;
+  if (words.size() < 2) return found;
+  const std::string address = Address(words);
+  const auto known = m_by_address.find(address);
+  if (known == m_by_address.end()) return found;
+  for (const std::size_t number : known->second) {
+    const Words& others = m_directives[number].words;
+    const bool same = others.size() > 1 && others.front().value == words.front().value &&
+                      Address(others) == address;
+    if (same) found.push_back(number);
+  }
+  return found;
+}
+
 // The directive with the address of `written`, the one with all its words first.
 WordDirectives::Directive* WordDirectives::ListenOn(const Written& written, bool stated_too) {
   const Words wanted = WordsOf(written);
-  if (wanted.size() < 2) return nullptr;
   Directive* found = nullptr;
-  for (Directive& directive : m_directives) {
-    if (directive.words.front().value != wanted.front().value) continue;
-    if (directive.words.size() < 2 || directive.stated[1] != stated_too) continue;
-    if (Address(directive.words) != Address(wanted)) continue;
+  for (const std::size_t number : WithAddress(wanted)) {
+    Directive& directive = m_directives[number];
+    if (directive.stated[1] != stated_too) continue;
     if (SameValues(directive.words, wanted)) return &directive;
     if (found == nullptr) found = &directive;
   }
@@ -304,7 +328,10 @@ WordDirectives::Outcome WordDirectives::ChangeAddress(Directive& directive, cons
                                                       const Written& now, bool may_change) {
   Directive result = directive;
   const Words wanted = WordsOf(now);
-  if (Address(result.words) != Address(wanted)) result.words[1] = wanted[1];
+  if (Address(result.words) != Address(wanted)) {
+    result.words[1] = wanted[1];
+    m_by_address[Address(wanted)].insert(m_by_child.at(directive.child));
+  }
   result.stated[1] = true;
   for (std::size_t i = 2; may_change && i < was.words.size(); ++i) {
     const auto word = WordOf(result, was.words[i]);
@@ -339,7 +366,10 @@ WordDirectives::Outcome WordDirectives::StateAllOptions(const Written* was, cons
   std::sort(there.begin() + 1, there.end(), by_value);
   std::sort(sorted.begin() + 1, sorted.end(), by_value);
   const bool changed = !SameValues(there, sorted);
-  if (changed) directive->words = std::move(wanted);
+  if (changed) {
+    m_by_address[Address(wanted)].insert(m_by_child.at(directive->child));
+    directive->words = std::move(wanted);
+  }
   directive->stated.assign(directive->words.size(), true);
   return OutcomeOf(*directive, changed);
 }
@@ -347,9 +377,8 @@ WordDirectives::Outcome WordDirectives::StateAllOptions(const Written* was, cons
 std::vector<std::size_t> WordDirectives::RemoveAddress(const Written& written) {
   const Words wanted = WordsOf(written);
   std::vector<std::size_t> changed;
-  for (Directive& directive : m_directives) {
-    if (directive.words.front().value != wanted.front().value || wanted.size() < 2) continue;
-    if (directive.words.size() < 2 || Address(directive.words) != Address(wanted)) continue;
+  for (const std::size_t number : WithAddress(wanted)) {
+    Directive& directive = m_directives[number];
     const std::size_t before = directive.words.size();
     for (std::size_t i = directive.words.size(); i-- > 1;) {
       const bool goes = !directive.stated[1] || (i > 1 && !directive.stated[i] &&

@@ -7,7 +7,9 @@
 
 #include <cstddef>
 #include <optional>
+#include <set>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "edit/comparison.h"
@@ -25,7 +27,7 @@ Words WordsOf(const Written& written);
 class WordDirectives {
  public:
   struct Directive {
-    std::size_t child = 0;     // the position among the block's contents
+    std::size_t child = 0;     // its position among the children
     Words words;               // as they are now, the name first
     Words before;              // as they stand in the text
     std::vector<bool> stated;  // words that a line of the template wants to be there
@@ -46,8 +48,8 @@ class WordDirectives {
     std::vector<std::size_t> children;  // the directive first
   };
 
-  // `children` are those of a block, and have to outlive it.
-  WordDirectives(const Document& document, const std::vector<Child>& children);
+  // `children` are those of a block, see Contents::WithConditions.
+  WordDirectives(const Document& document, const std::vector<const Child*>& children);
 
   // A taken line with its full text: the names `was` states become those of `now`, and what `now`
   // states besides is added to the directive that has one of them.
@@ -100,6 +102,7 @@ class WordDirectives {
   Pointers Naming(const std::string& name, bool aliases);
   std::optional<Spot> SpotOf(const Pointers& naming, const std::string& name,
                              bool stated_too) const;
+  std::vector<std::size_t> WithAddress(const Words& words) const;
   Directive* ListenOn(const Written& written, bool stated_too);
   Outcome Join(Directive& directive, const Written& now, bool may_change);
   Outcome ChangeAddress(Directive& directive, const Written& was, const Written& now,
@@ -115,6 +118,10 @@ class WordDirectives {
 
   Dialect m_dialect;
   std::vector<Directive> m_directives;
+  std::unordered_map<std::size_t, std::size_t> m_by_child;
+
+  // By addresses that they have, or had: what becomes of one is looked at when it is found.
+  std::unordered_map<std::string, std::set<std::size_t>> m_by_address;
 };
 
 }  // namespace edit

@@ -3,6 +3,7 @@
 #include "update/descriptor.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 
 #include <array>
 #include <system_error>
@@ -19,6 +20,12 @@ ssize_t ReadChunk(const Descriptor& opened, std::size_t from, Chunk& chunk) {
       [&] { return pread(opened.Number(), chunk.data(), chunk.size(), static_cast<off_t>(from)); });
 }
 
+// 0 for what has no size. A file may still grow while it is read.
+std::size_t ExpectedSize(const Descriptor& opened) {
+  struct stat status = {};
+  return fstat(opened.Number(), &status) == 0 ? static_cast<std::size_t>(status.st_size) : 0;
+}
+
 }  // namespace
 
 Descriptor Open(const std::string& path, int flags, mode_t mode) {
@@ -33,6 +40,7 @@ Descriptor AboveStandardStreams(Descriptor opened) {
 
 std::string ReadFromStart(const Descriptor& opened, const std::string& name) {
   std::string text;
+  text.reserve(ExpectedSize(opened));
   Chunk chunk;
   for (;;) {
     const ssize_t size = ReadChunk(opened, text.size(), chunk);

@@ -407,14 +407,18 @@ TEST_F(Program, WritesADiffThatPatchTurnsIntoTheEditedText) {
 }
 
 // It takes longer to load than the rest of a run.
-TEST_F(Program, LoadsTheDiffLibraryForADiffOnly) {
-  const Words apply = {"apply",         "--dialect", "nginx",  "--template",
-                       "site.template", "--set",     "name=b", "site.conf"};
-  Words diff = apply;
-  diff.emplace_back("--diff");
-  const std::string shell = "LD_DEBUG=libs exec \"$@\"";
-  EXPECT_THAT(RunInShell(shell, apply).err, Not(HasSubstr("find library=libgit2")));
-  EXPECT_THAT(RunInShell(shell, diff).err, HasSubstr("find library=libgit2"));
+TEST_F(Program, LoadsTheDiffLibraryForADiffOfSeveralLinesOnly) {
+  m_sandbox.Write("site.template", "server {\n\tlisten 81;\n\troot /srv;\n}\n");
+  const Words apply = {"apply", "--dialect", "nginx", "--template", "site.template", "--diff"};
+  const auto said_for = [&](const std::string& config) {
+    m_sandbox.Write("site.conf", config);
+    Words words = apply;
+    words.emplace_back("site.conf");
+    return RunInShell("LD_DEBUG=libs exec \"$@\"", words).err;
+  };
+  const std::string library = "find library=libgit2";
+  EXPECT_THAT(said_for("server {\n\tlisten 81;\n}\n"), Not(HasSubstr(library)));
+  EXPECT_THAT(said_for("server {\n}\n"), HasSubstr(library));
 }
 
 // --- Failures ---

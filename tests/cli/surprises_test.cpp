@@ -30,6 +30,11 @@ std::string Server(const std::string& lines) {
   return "server {\nserver_name a;\n" + lines + "}\n";
 }
 
+// `text` with `to` in the place of `from`.
+std::string With(std::string text, const std::string& from, const std::string& to) {
+  return text.replace(text.find(from), from.size(), to);
+}
+
 class Surprises : public Program {
  protected:
   void ExpectNamed(const std::vector<Case>& cases) const {
@@ -564,6 +569,123 @@ TEST_F(Surprises, Values) {
       {"a brace", "apply", "nginx", config, text, {"--set", "r=/b {"}, {"[value]"}, kRefused},
       {"a comment", "apply", "nginx", config, text, {"--set", "r=/b #"}, {"[value]"}, kRefused},
   });
+}
+
+TEST_F(Surprises, ValuesThatWouldLeaveTheirPlaces) {
+  const std::string site = Server("");
+  const std::string host = "<VirtualHost *:80>\nServerName a\n</VirtualHost>\n";
+  const std::string attack = "=1.1.1.1; location /x { alias /etc/; } #";
+  const auto refused = [&](const char* surprise, const std::string& line, const Words& values) {
+    return Case{surprise, "apply", "nginx", site, Server(line), values, {"[value]"}, kRefused};
+  };
+  ExpectNamed({
+      refused("the template's own delimiters", "root {% $r %};\n",
+              {"--set", "r=[% alias /etc/; %]"}),
+      {"the same in Apache",
+       "apply",
+       "apache",
+       host,
+       With(host, "a\n", "a\nDocumentRoot {% $r %}\n"),
+       {"--set", "r=[% Alias / /etc/ %]"},
+       {"[value]"},
+       kRefused},
+      refused("two values of one line", "allow {% $a %}; # {% $b %}\n",
+              {"--set", "a" + attack, "--set", "b" + attack}),
+      refused("two values of one directive", "log_format {% $a %} {% $b %};\n",
+              {"--set", "a" + attack, "--set", "b" + attack}),
+      {"a text over several lines",
+       "apply",
+       "nginx",
+       site,
+       Server("add_header Z \"x\n{% $v %}\ny\";\n"),
+       {"--set", "v=\"; autoindex on; add_header Z \"y"},
+       {"site.template:3:1: this quote does not close", "[template]"},
+       kRefused},
+      refused("quotes that end", "server_name \"{% $v %}\";\n",
+              {"--set", "v=a\" \"victim.example"}),
+      {"an argument in Apache",
+       "apply",
+       "apache",
+       host,
+       With(host, "a\n", "a\nHeader set X \"{% $v %}\"\n"),
+       {"--set", "v=a\" \"expr=true"},
+       {"[value]"},
+       kRefused},
+      refused("a blank", "root {% $r %};\n", {"--set", "r=/a /b"}),
+      refused("an empty value", "root {% $r %};\n", {"--set", "r="}),
+  });
+}
+
+TEST_F(Surprises, ValuesOfAPrototypeThatWouldLeaveTheirPlaces) {
+  const auto refused = [](const char* surprise, const std::string& text, const std::string& value) {
+    return Case{surprise,    "prototype", "nginx", "", text, {"--set", "v=" + value},
+                {"[value]"}, kRefused};
+  };
+  for (const Case& c :
+       {refused("the template's own delimiters", Server("location {% $v %} {\n}\n"), "[% x; %]"),
+        refused("quotes that end", Server("server_name \"{% $v %}\";\n"), "a\" \"victim.example"),
+        refused("a blank", Server("server_name {% $v %};\n"), "b c"),
+        refused("nothing", Server("server_name {% $v %};\n"), ""),
+        refused("a line that the prototype leaves out", Server("root {% $v %};\n"),
+                "/a; evil on")}) {
+    SCOPED_TRACE(c.surprise);
+    m_sandbox.Write("site.template", c.template_text);
+    const Outcome outcome = Run({"prototype", "--dialect", "nginx", "--template", "site.template",
+                                 c.values.at(0), c.values.at(1)});
+    EXPECT_THAT(outcome.err, HasSubstr("[value]"));
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.exit_code, kRefused);
+  }
+}
+
+TEST_F(Surprises, WhatIsRunTwiceIsDoneOnce) {
+  struct Twice {
+    const char* surprise;
+    std::string dialect;
+    std::string config;
+    std::string template_text;
+    Words values;
+    std::string expected;
+  };
+  const std::string host = "<VirtualHost *:80>\nServerName a\n</VirtualHost>\n";
+  const auto with = [&](const std::string& line) { return With(host, "a\n", "a\n" + line + "\n"); };
+  const std::string untaken = Server("{% if $none %}\ndeny 1.1.1.1;\n{% endif %}\n");
+  for (const Twice& c : {Twice{"a # in a value of Apache",
+                               "apache",
+                               host,
+                               with("SetEnv COLOR {% $c %}"),
+                               {"--set", "c=#fff"},
+                               with("SetEnv COLOR #fff")},
+                         Twice{"a # behind a blank",
+                               "apache",
+                               host,
+                               with("SetEnv COLOR \"{% $c %}\""),
+                               {"--set", "c=a #fff"},
+                               with("SetEnv COLOR \"a #fff\"")},
+                         Twice{"deny twice",
+                               "nginx",
+                               Server("deny 1.1.1.1;\nallow all;\ndeny 1.1.1.1;\n"),
+                               untaken,
+                               {},
+                               Server("allow all;\n")},
+                         Twice{"a value in quotes",
+                               "nginx",
+                               Server(""),
+                               Server("root {% $r %};\n"),
+                               {"--quote", "--set", "r=/a \"b\"; c"},
+                               Server("root '/a \"b\"; c';\n")}}) {
+    SCOPED_TRACE(c.surprise);
+    m_sandbox.Write("site.conf", c.config);
+    m_sandbox.Write("site.template", c.template_text);
+    Words words = {"apply",         "--dialect",  c.dialect,  "--template",
+                   "site.template", "--in-place", "site.conf"};
+    words.insert(words.end(), c.values.begin(), c.values.end());
+    for (const char* const time : {"first", "second"}) {
+      const Outcome outcome = Run(words);
+      EXPECT_EQ(outcome.exit_code, kDone) << time << ": " << outcome.err;
+      EXPECT_EQ(m_sandbox.Read("site.conf"), c.expected) << time;
+    }
+  }
 }
 
 }  // namespace

@@ -54,6 +54,21 @@ TEST(NormalName, LooksAtNoCase) {
   EXPECT_EQ(NormalName(Dialect::kApache, "[::1]:80"), "[::1]");
 }
 
+TEST(ConditionsIn, AreThoseThatNoOtherBlockStandsAround) {
+  const std::string text =
+      "<VirtualHost *>\n<IfModule a>\n<ifdefine b>\nServerName n\n</ifdefine>\n"
+      "<Directory /c>\n<IfModule d>\nServerName no\n</IfModule>\n</Directory>\n</IfModule>\n"
+      "<IfModule e>\nServerAlias m\n</IfModule>\nServerAlias own\n</VirtualHost>\n";
+  const Document document(Dialect::kApache, text);
+  std::vector<std::string> heads;
+  for (const BlockId id : ConditionsIn(document, 1)) {
+    heads.emplace_back(document.Bytes(document.blocks()[id].head));
+  }
+  EXPECT_EQ(heads, (Texts{"<IfModule a>", "<ifdefine b>", "<IfModule e>"}));
+  EXPECT_EQ(ServerNames(document, 1), (Texts{"own", "n", "m"}));
+  EXPECT_EQ(BlocksNamed(document, "n"), std::vector<BlockId>{1});
+}
+
 TEST(Meaning, KnowsItsSections) {
   EXPECT_TRUE(IsServer(Dialect::kNginx, "server"));
   EXPECT_FALSE(IsServer(Dialect::kNginx, "Server"));

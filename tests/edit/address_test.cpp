@@ -851,6 +851,29 @@ TEST(ApachesConditions, MayBeLeftOut) {
                    "Within '<IfModule a>', the template would mean the first one"}});
 }
 
+TEST(ApachesConditions, MayHoldWhatABlockIsFoundBy) {
+  const std::string named =
+      "<VirtualHost *:80>\n  <IfModule a>\n    ServerName a\n    ServerAlias www.a\n"
+      "    DocumentRoot /a\n  </IfModule>\n</VirtualHost>\n";
+  const std::string other = "<VirtualHost *:80>\n  ServerName b\n</VirtualHost>\n";
+  ExpectEdits(Dialect::kApache,
+              {{"a name",
+                other + named,
+                "<VirtualHost *:80>\nServerName a\nDocumentRoot {% $r %}\n</VirtualHost>\n",
+                {{"r", "/a", "/c"}},
+                other + With(named, "Root /a", "Root /c")},
+               {"an alias",
+                other + named,
+                "<VirtualHost *:80>\nServerName www.a\nDocumentRoot {% $r %}\n</VirtualHost>\n",
+                {{"r", "/a", "/c"}},
+                other + With(named, "Root /a", "Root /c")},
+               {"another line",
+                other + named,
+                "<VirtualHost *:80>\nDocumentRoot {% $r %}\n</VirtualHost>\n",
+                {{"r", "/a", "/c"}},
+                other + With(named, "Root /a", "Root /c")}});
+}
+
 TEST(OtherContainers, AreNotLeftOut) {
   ExpectEdits(Dialect::kNginx,
               {{"a location is not looked for in another one",

@@ -294,6 +294,92 @@ TEST(ALineWithOldValues, IsTheDirectiveWithThem) {
              "\tset $a 2;\n\tset $b 1;\n"}}));
 }
 
+TEST(ADirectiveThatIsThereTwice, ChangesInBothPlaces) {
+  ExpectEdits(
+      Dialect::kNginx,
+      Each(Server, {{"with one line of the template",
+                     "\tdeny 192.0.2.1;\n\tallow all;\n\tdeny 192.0.2.1;\n",
+                     "deny {% $ip %};\n",
+                     {{"ip", "192.0.2.1", "192.0.2.2"}},
+                     "\tdeny 192.0.2.2;\n\tallow all;\n\tdeny 192.0.2.2;\n"},
+                    {"with a line for each",
+                     "\tdeny 192.0.2.1;\n\tallow all;\n\tdeny 192.0.2.1;\n",
+                     "deny {% $one %};\ndeny {% $other %};\n",
+                     {{"one", "192.0.2.1", "192.0.2.2"}, {"other", "192.0.2.1", "192.0.2.3"}},
+                     "\tdeny 192.0.2.2;\n\tallow all;\n\tdeny 192.0.2.3;\n"},
+                    {"and goes from both",
+                     "\tdeny 192.0.2.1;\n\tallow all;\n\tdeny 192.0.2.1;\n",
+                     Untaken("deny 192.0.2.1;\n"),
+                     {},
+                     "\tallow all;\n"}}));
+}
+
+// What stands in <IfModule> and the like is the block's own, when the template does not name these.
+TEST(ADirectiveInACondition, IsOneOfTheBlock) {
+  const std::string tls =
+      "\t<IfModule mod_ssl.c>\n\t\tSSLEngine on\n\t\tSSLCertificateFile /a.pem\n\t</IfModule>\n";
+  const std::string headers = "\t<IfModule mod_headers.c>\n\t\tHeader set A 1\n\t</IfModule>\n";
+  ExpectEdits(
+      Dialect::kApache,
+      Each(Host,
+           {{"it is there", tls, "SSLEngine on\n", {}, tls},
+            {"it changes by its old value",
+             tls,
+             "SSLCertificateFile {% $file %}\n",
+             {{"file", "/a.pem", "/b.pem"}},
+             With(tls, "/a.pem", "/b.pem")},
+            {"it goes", tls, Untaken("SSLEngine on\n"), {}, Without(tls, "\t\tSSLEngine on\n")},
+            {"it changes in each of several conditions",
+             "\t<IfVersion < 2.4>\n\t\tServerAdmin a@a\n\t</IfVersion>\n"
+             "\t<IfVersion >= 2.4>\n\t\tServerAdmin a@a\n\t</IfVersion>\n",
+             "ServerAdmin {% $mail %}\n",
+             {{"mail", "a@a", "b@b"}},
+             "\t<IfVersion < 2.4>\n\t\tServerAdmin b@b\n\t</IfVersion>\n"
+             "\t<IfVersion >= 2.4>\n\t\tServerAdmin b@b\n\t</IfVersion>\n"},
+            {"a new one stands in the block itself",
+             headers,
+             "Header set B 2\n",
+             {},
+             "\tHeader set B 2\n" + headers},
+            {"one of a new name stands in the block itself",
+             tls,
+             "SSLEngine on\nDocumentRoot /a\n",
+             {},
+             "\tDocumentRoot /a\n" + tls},
+            {"a condition that the template names is a block like others",
+             tls + headers,
+             "Header set B 2\n<IfModule mod_headers.c>\nHeader set A {% $a %}\n</IfModule>\n",
+             {{"a", "1", "4"}},
+             "\tHeader set B 2\n" + tls + With(headers, "A 1", "A 4")}}));
+  const std::string ports =
+      "Listen 80\n<IfModule ssl_module>\n\tListen 443\n</IfModule>\n"
+      "<IfModule mod_gnutls.c>\n\tListen 443\n</IfModule>\n";
+  ExpectEdits(Dialect::kApache, {{"outside every block, too",
+                                  ports,
+                                  "Listen {% $port %}\n",
+                                  {{"port", "443", "8443"}},
+                                  "Listen 80\n<IfModule ssl_module>\n\tListen 8443\n</IfModule>\n"
+                                  "<IfModule mod_gnutls.c>\n\tListen 8443\n</IfModule>\n"}});
+}
+
+TEST(ADirectiveInACondition, IsRefusedLikeOthersOfTheBlock) {
+  ExpectRefusals(Dialect::kApache,
+                 EachSaid(Host, {{"another value of one that may stand once",
+                                  "\t<IfModule a>\n\t\tSSLEngine on\n\t</IfModule>\n",
+                                  "SSLEngine off\n",
+                                  {},
+                                  "other-value",
+                                  "site.template:3:1:",
+                                  "site.conf:4:3 'SSLEngine on'"},
+                                 {"the same for a trailing place",
+                                  "\t<IfModule a>\n\t\tSSLEngine on\n\t</IfModule>\n",
+                                  "SSLEngine [% $on %]\n",
+                                  {{"on", kNone, "optional"}},
+                                  "other-value",
+                                  "site.template:3:1:",
+                                  "of a full place, or write the condition into the template"}}));
+}
+
 TEST(AMissingValue, LeavesTheDirectiveAlone) {
   ExpectWarnings(
       Dialect::kNginx,

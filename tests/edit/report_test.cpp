@@ -252,13 +252,14 @@ TEST(AReport, TellsOfTheStatements) {
             (statement.is_branch ? ", a branch" : "") + (statement.result ? ", holds" : "") +
             ", before line " + std::to_string(statement.next_item) + "\n";
   }
-  EXPECT_EQ(text,
-            "site.template:1 'if $x == on and $y', x is 'off', y is not set, a branch, before line "
-            "0\n"
-            "site.template:3 'elif z != \"\"', z is '', a branch, before line 1\n"
-            "site.template:5 'else', a branch, holds, before line 2\n"
-            "site.template:7 'endif', holds, before line 3\n"
-            "site.template:8:4 'import more', holds, before line 3\n");
+  EXPECT_EQ(
+      text,
+      "site.template:1:1 'if $x == on and $y', x is 'off', y is not set, a branch, before line "
+      "0\n"
+      "site.template:3:1 'elif z != \"\"', z is '', a branch, before line 1\n"
+      "site.template:5:1 'else', a branch, holds, before line 2\n"
+      "site.template:7:1 'endif', holds, before line 3\n"
+      "site.template:8:4 'import more', holds, before line 3\n");
 }
 
 TEST(AReport, TellsByWhatALineIsFound) {

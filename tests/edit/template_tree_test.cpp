@@ -311,15 +311,157 @@ TEST(AValueThatIsMoreThanItsPlace, IsRefused) {
                  refused("a comment", "b #"), refused("an open quote", "\"b"),
                  refused("an open single quote", "'b"), refused("a blank", "b c"),
                  refused("a tab", "b\tc"), refused("nothing", ""), refused("blanks", "  ")});
-  for (const std::string value : {"{% $x %}", "[% $x %]", "{% $v %}", "a [% $v %]", "[%"}) {
-    ExpectRefused(Dialect::kNginx, config,
-                  {{value,
-                    Server("index {% $v %};\n"),
-                    {{"v", "a", value}},
-                    "value",
-                    "site.template:3:1:",
-                    "the value 'v' holds \"[%\" or \"{%\""}});
+}
+
+// Each of them alone would stay in its place.
+TEST(ValuesThatLeaveTheirPlacesTogether, AreRefused) {
+  const std::string config = "server {\n\tserver_name a;\n\tindex a b;\n}\n";
+  const auto refused = [](const std::string& name, const std::string& line, const std::string& v,
+                          const std::string& w, const std::string& part) {
+    return Refused{name,    Server(line + "\n"),  {{"v", kNone, v}, {"w", kNone, w}},
+                   "value", "site.template:3:1:", part};
+  };
+  const std::string attack = "1.1.1.1; location /x { alias /etc/; } #";
+  ExpectRefused(
+      Dialect::kNginx, config,
+      {refused("two directives each", "allow {% $v %}; # {% $w %}", attack, attack, "'v' makes"),
+       refused("the same in one line", "index {% $v %} {% $w %};", attack, attack, "'v', 'w' make"),
+       refused("a quote that the other one closes", "index {% $v %} {% $w %};", "\"x", "y\"",
+               "the value 'v' makes"),
+       refused("an escape before the end of the quotes", "index \"{% $v %}\" \"{% $w %}\";", "x\\",
+               " evil", "the value 'v' makes")});
+}
+
+TEST(AValueInAQuotedText, MayNotEndTheQuotes) {
+  const auto refused = [](const std::string& name, const std::string& line,
+                          const std::string& value) {
+    return Refused{name,    Server(line + "\n"),  {{"v", kNone, value}},
+                   "value", "site.template:3:1:", "the value 'v' makes other words of it"};
+  };
+  ExpectRefused(
+      Dialect::kNginx, kSite,
+      {refused("a directive more", "add_header X \"{% $v %}\";",
+               "\"; autoindex on; add_header Z \"y"),
+       refused("a word more", "server_name \"{% $v %}\";", "a\" \"victim.example"),
+       refused("an escape of the closing quote", "add_header X \"{% $v %}\";", "x\\"),
+       refused("an escape of the author's text", "add_header X \"{% $v %}\\n\";", "x\\")});
+  ExpectRefused(Dialect::kApache, "<VirtualHost *:80>\n\tServerName a\n</VirtualHost>\n",
+                {{"a word more",
+                  "<VirtualHost *:80>\nServerName a\nHeader set X \"{% $v %}\"\n</VirtualHost>\n",
+                  {{"v", kNone, "a\" \"expr=true"}},
+                  "value",
+                  "site.template:3:1:",
+                  "the value 'v' makes other words of it"}});
+}
+
+// The blanks at its end would go, and the backslash would stand at the end of the line.
+TEST(AValueThatEndsInABackslash, DoesNotTakeTheNextLineAlong) {
+  const std::string config = "<VirtualHost *:80>\n\tServerName a\n</VirtualHost>\n";
+  const auto refused = [](const std::string& name, const std::string& line,
+                          const std::string& value) {
+    return Refused{name,
+                   "<VirtualHost *:80>\nServerName a\n" + line + "\nHeader x\n</VirtualHost>\n",
+                   {{"v", kNone, value}},
+                   "value",
+                   "site.template:3:1:",
+                   ""};
+  };
+  ExpectRefused(Dialect::kApache, config,
+                {refused("alone", "SetEnv x {% $v %}", "y\\"),
+                 refused("with a blank", "SetEnv x {% $v %}", "y\\ "),
+                 refused("in a trailing place", "SetEnv [% $v %]", "x y\\ "),
+                 refused("in a comment", "# {% $v %}", "y\\")});
+}
+
+TEST(TheTemplatesOwnDelimiters, AreTextInAValue) {
+  const std::string config = "server {\n\tserver_name a;\n\treturn 200 \"x\";\n}\n";
+  std::vector<Case> cases;
+  for (const std::string value :
+       {"[% alias /etc/; %]", "{% $v %}", "{% endif %}", "{#}", "[% $w"}) {
+    cases.push_back({value,
+                     config,
+                     Server("return 200 \"{% $v %}\";\n"),
+                     {{"v", "x", value}},
+                     With(config, "\"x\"", "\"" + value + "\"")});
   }
+  ExpectEdits(Dialect::kNginx, cases);
+  ExpectRefused(Dialect::kNginx, config,
+                {{"a directive in a place",
+                  Server("root {% $v %};\n"),
+                  {{"v", kNone, "[% alias /etc/; %]"}},
+                  "value",
+                  "site.template:3:1:",
+                  "'root [% alias /etc/; %];'"},
+                 {"an old one",
+                  Server("# {% $w %} {% $v %}\n"),
+                  {{"v", "[% alias /etc/; %]", "x\ny"}, {"w", "x", kNone}},
+                  "value",
+                  "site.template:3:1:",
+                  "holds a control character"}});
+  ExpectRefused(Dialect::kApache, "",
+                {{"in Apache",
+                  "DocumentRoot {% $v %}\n",
+                  {{"v", kNone, "[% Alias / /etc/ %]"}},
+                  "value",
+                  "site.template:1:1:",
+                  "'DocumentRoot [% Alias / /etc/ %]'"}});
+}
+
+TEST(AValueInACondition, IsOneOperand) {
+  const std::string text = Server("{% if [% $v %] == on %}\ngzip on;\n{% endif %}\n");
+  std::vector<Refused> cases;
+  for (const std::string value : {"", "x or on", "or", "x\ny", "$w", "\"\"", "a == a"}) {
+    cases.push_back({value,
+                     text,
+                     {{"v", kNone, value}, {"w", kNone, "on"}},
+                     "value",
+                     "site.template:3:1:",
+                     "with the value 'v' this statement is not what its author wrote"});
+  }
+  ExpectRefused(Dialect::kNginx, kSite, cases);
+  ExpectEdits(
+      Dialect::kNginx,
+      {{"taken", kSite, text, {{"v", kNone, "on"}}, With(kSite, "a;\n", "a;\n\tgzip on;\n")},
+       {"not taken", kSite, text, {{"v", kNone, "{%"}}, kSite}});
+}
+
+TEST(AValueInAnImport, IsAPartOfItsPath) {
+  std::vector<std::string> asked;
+  const auto outcome = [&](const std::string& path, const std::string& v, const std::string& w) {
+    Request request = RequestOf(Dialect::kNginx, Case{"",
+                                                      kSite,
+                                                      Server("{% import " + path + " %}\n"),
+                                                      {{"v", kNone, v}, {"w", kNone, w}},
+                                                      ""});
+    request.importer = [&](const std::string& name, const FilePlace&) {
+      asked.push_back(name);
+      return ImportedFile{name, "gzip on;\n"};
+    };
+    const Result result = Edit(request, kSite, "site.conf");
+    return result.refusals.empty() ? "" : result.refusals.front().name;
+  };
+  EXPECT_EQ(outcome("sites/[% $v %].part", "a b", ""), "");
+  EXPECT_EQ(outcome("../[% $v %]/[% $w %]", "a", "b..c"), "");
+  EXPECT_EQ(asked, (std::vector<std::string>{"sites/a b.part", "../a/b..c"}));
+  asked.clear();
+  EXPECT_EQ(outcome("sites/[% $v %].part", "../../etc/shadow", ""), "value");
+  EXPECT_EQ(outcome("sites/[% $v %]", "..", ""), "value");
+  EXPECT_EQ(outcome("sites/[% $v %][% $w %]/x", ".", "."), "value");
+  EXPECT_EQ(outcome("sites/.[% $v %]x", "./", ""), "value");
+  EXPECT_EQ(outcome("sites/[% $v %]", "", ""), "value");
+  EXPECT_EQ(outcome("sites/[% $v %]", " a", ""), "value");
+  EXPECT_EQ(outcome("sites/[% $v %]", "a\nb", ""), "value");
+  EXPECT_TRUE(asked.empty());
+}
+
+TEST(ANewBlock, IsNotMadeWhileTheOpeningOfOneInsideIsMissing) {
+  ExpectRefused(Dialect::kNginx, "",
+                {{"",
+                  Server("location {% $v %} {\nroot /x;\n}\n"),
+                  {{"v", "/old", kNone}},
+                  "missing-value",
+                  "site.template:3:1:",
+                  "a value of this opening line is missing"}});
 }
 
 TEST(AValueOfATrailingPlace, MayBeSeveralWordsButNoMore) {
@@ -331,7 +473,8 @@ TEST(AValueOfATrailingPlace, MayBeSeveralWordsButNoMore) {
   ExpectRefused(Dialect::kNginx, config,
                 {refused("a terminator", "b; etag on"), refused("a closing brace", "b; } evil {"),
                  refused("an opening brace", "b {"), refused("a comment", "b #"),
-                 refused("an open quote", "\"b"), refused("a place of the template", "{% $x %}")});
+                 refused("an open quote", "\"b"), refused("a place of the template", "{% $x %}"),
+                 refused("a quote that swallows the rest", "b \"c")});
   const auto edited = [&](const std::string& name, const std::string& value) {
     return Case{name,
                 config,
@@ -453,7 +596,7 @@ TEST(AnOldValueThatDoesNotFitItsPlace, IsRefused) {
                   {{"v", "a; evil", "b"}},
                   "value",
                   "site.template:3:1:",
-                  "the old values of this line make other words of it"},
+                  "the old value 'v' makes other words of it"},
                  {"two words",
                   Server("index {% $v %};\n"),
                   {{"v", "a b", "c"}},

@@ -1,0 +1,134 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "edit/attack/trial.h"
+
+#include <algorithm>
+#include <optional>
+#include <vector>
+
+#include "edit/attack/judge.h"
+#include "edit/edit.h"
+#include "edit/template_tree.h"
+
+namespace attack {
+namespace {
+
+// The names of files that the edit asks for go to `imports`.
+edit::Request RequestOf(const Attempt& attempt, std::vector<std::string>& imports) {
+  edit::Request request;
+  request.dialect =
+      attempt.dialect == Dialect::kNginx ? edit::Dialect::kNginx : edit::Dialect::kApache;
+  request.template_name = "site.template";
+  request.template_text = attempt.template_text;
+  for (const auto& [name, value] : attempt.values) {
+    request.values[name] = {value.old_value, value.new_value};
+  }
+  request.importer = [&](const std::string& name,
+                         const edit::FilePlace&) -> std::optional<edit::ImportedFile> {
+    imports.push_back(name);
+    if (attempt.imported_name != name) return std::nullopt;
+    return edit::ImportedFile{name, attempt.imported_text};
+  };
+  return request;
+}
+
+std::string NamesOf(const std::vector<edit::Finding>& findings) {
+  std::string names;
+  for (const edit::Finding& finding : findings) {
+    if (names.find(finding.name) == std::string::npos) names += finding.name + " ";
+  }
+  return names;
+}
+
+std::string MessagesOf(const std::vector<edit::Finding>& findings) {
+  std::string messages;
+  for (const edit::Finding& finding : findings) messages += finding.message + "\n";
+  return messages;
+}
+
+std::string WrongImports(const Attempt& attempt, const std::vector<std::string>& imports) {
+  for (const std::string& name : imports) {
+    if (attempt.imported_name != name) return "the file '" + name + "' is imported";
+  }
+  return "";
+}
+
+std::string WrongPrototype(const Judge& judge, const edit::Request& request) {
+  edit::Findings findings;
+  const std::string prototype = edit::Prototype(request, findings);
+  if (!findings.refusals.empty()) return "";
+  const std::string wrong = judge.WhatIsWrongInPrototype(prototype);
+  return wrong.empty() ? "" : "in the prototype: " + wrong + "\n" + prototype;
+}
+
+// Of such a directive a word comes once only, however often the template has it.
+bool JoinsWords(const Attempt& attempt) {
+  return attempt.template_text.find("Options") != std::string::npos ||
+         attempt.template_text.find("ServerAlias") != std::string::npos;
+}
+
+// Once more, with every value as it is then.
+std::string WrongAgain(const Attempt& attempt, edit::Request request, const edit::Result& result) {
+  if (JoinsWords(attempt)) return "";
+  for (auto& [name, value] : request.values) {
+    if (!value.new_value) return "";
+    value.old_value = value.new_value;
+  }
+  const edit::Result again = edit::Edit(request, result.text, "site.conf");
+  if (!again.refusals.empty()) return "the second time: " + MessagesOf(again.refusals);
+  return again.text == result.text ? "" : "the second time it gives another text:\n" + again.text;
+}
+
+// Whether nothing speaks against writing the values in quotes. A directive's own name may look like
+// a section's in Apache, quotes or not, and a backslash with blanks like the end of a line.
+bool IsWritable(const Attempt& attempt) {
+  const auto is_harmless = [](const std::optional<std::string>& value) {
+    return !value || (value->size() < 1000 && value->substr(0, 1) != "{" &&
+                      value->find("\\ ") == std::string::npos &&
+                      std::all_of(value->begin(), value->end(), [](char c) {
+                        return static_cast<unsigned char>(c) >= 0x20 && c != 0x7f && c != '$';
+                      }));
+  };
+  const bool names_directives =
+      std::any_of(attempt.lines.begin(), attempt.lines.end(), [](const Line& line) {
+        return line.text.rfind("{%", 0) == 0 || line.text.rfind("<{%", 0) == 0;
+      });
+  return !names_directives && attempt.template_text.find("import") == std::string::npos &&
+         attempt.template_text.find("if [%") == std::string::npos &&
+         std::all_of(attempt.values.begin(), attempt.values.end(), [&](const auto& value) {
+           return is_harmless(value.second.old_value) && is_harmless(value.second.new_value);
+         });
+}
+
+}  // namespace
+
+Tried Try(const Attempt& attempt, bool quoted) {
+  Tried tried;
+  std::vector<std::string> imports;
+  const Judge judge(attempt, quoted);
+  edit::Request request = RequestOf(attempt, imports);
+  request.quote = quoted;
+  const edit::Result result = edit::Edit(request, attempt.config, "site.conf");
+  tried.refused = !result.refusals.empty();
+  tried.rightly = !judge.MustBeRefused().empty();
+  tried.why = NamesOf(result.refusals);
+  tried.messages = MessagesOf(result.refusals);
+  tried.text = result.text;
+  const edit::Explained explained = edit::Explain(request, attempt.config, "site.conf");
+  const bool agrees = explained.result.text == result.text &&
+                      NamesOf(explained.result.refusals) == NamesOf(result.refusals);
+  if (!agrees) tried.wrong = "explain says otherwise";
+  if (tried.wrong.empty()) tried.wrong = WrongImports(attempt, imports);
+  if (tried.wrong.empty()) tried.wrong = WrongPrototype(judge, request);
+  if (tried.refused && result.text != attempt.config) tried.wrong = "refused, and changed";
+  if (!tried.wrong.empty()) return tried;
+  if (!tried.refused) {
+    tried.wrong = judge.WhatIsWrong(result.text);
+    if (tried.wrong.empty()) tried.wrong = WrongAgain(attempt, request, result);
+  } else if (tried.why == "value " && judge.MayBeWritten() && quoted && IsWritable(attempt)) {
+    tried.wrong = "refused, though it can be written";
+  }
+  return tried;
+}
+
+}  // namespace attack

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// The edit of an attempt, made and judged.
+#pragma once
+
+#include <string>
+
+#include "edit/attack/attempt.h"
+
+namespace attack {
+
+struct Tried {
+  bool refused = false;
+  bool rightly = false;  // it has to be
+  std::string why;       // by the names of the reasons
+  std::string messages;  // the same, as somebody would read them
+  std::string text;      // the result
+  std::string wrong;     // "": nothing
+};
+
+// `quoted`: the program is to quote the values.
+Tried Try(const Attempt& attempt, bool quoted);
+
+}  // namespace attack

@@ -1,0 +1,3 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// Stands for the precompiled headers of the tests: a target has to have a source.
