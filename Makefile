@@ -2,7 +2,7 @@
 
 # The front door. `make demo` and `make test` install the packages they need (Debian) and do the rest.
 
-.PHONY: help demo test bindings-test properties attacks document-judges asan tsan valgrind coverage fuzz hostile format format-check tidy cppcheck \
+.PHONY: help demo test bindings-test properties attacks document-judges faults asan tsan valgrind coverage fuzz hostile format format-check tidy cppcheck \
   bench bench-python instructions docs deb deb-test clean
 .DEFAULT_GOAL := help
 
@@ -34,6 +34,7 @@ help:
 	@echo 'make attacks CASES=100000  try so many values that would leave their places, and ask the servers'
 	@echo 'make document-judges CASES=2000  have the servers judge so many damaged configurations of each'
 	@echo 'make asan          the same tests under the sanitizers, with checked containers'
+	@echo 'make faults        let each system call of an edit in place fail in every way (minutes)'
 	@echo 'make tsan          the tests with threads under ThreadSanitizer'
 	@echo 'make valgrind      some of the tests under memcheck'
 	@echo 'make coverage      what of the library the tests run; the table and build/coverage/index.html'
@@ -104,6 +105,13 @@ document-judges:
 	for test in $(JUDGE_TESTS); do \
 	  CASES=$(CASES) build/release/tests/document/$$test || exit 1; \
 	done
+
+# On the disk of TMPDIR.
+faults:
+	cmake/install-packages.sh $(TEST_PACKAGES)
+	cmake --preset release -DQELTEMPLATE_BUILD_TESTS=ON
+	cmake --build --preset release --target cli_failing_machine_test
+	FAULTS=all build/release/tests/cli/cli_failing_machine_test
 
 asan:
 	cmake/install-packages.sh $(TEST_PACKAGES)

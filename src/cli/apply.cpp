@@ -7,17 +7,19 @@
 #include <memory>
 #include <new>
 #include <optional>
+#include <set>
 #include <utility>
 
 #include "cli/command.h"
 #include "cli/diff.h"
-#include "cli/file_update.h"
 #include "cli/guard_options.h"
+#include "cli/leftovers.h"
 #include "cli/parallel.h"
 #include "cli/request.h"
 #include "cli/terminal.h"
 #include "cli/text_io.h"
 #include "edit/edit.h"
+#include "update/file_update.h"
 
 namespace cli {
 namespace {
@@ -35,7 +37,8 @@ not fit its place is refused; --quote writes it in quotes, or with escapes, so
 that the server reads just it, and --raw NAME puts it in whatever it holds.
 
 Several CONFIG need --diff, --in-place or --dry-run. With --in-place all of them
-are replaced or none. A CMD of --check that holds "{}" is asked about each new
+are replaced or none. A CONFIG that is named like a backup or an editor's copy of
+another one given ("site.orig" beside "site") is left out. A CMD of --check that holds "{}" is asked about each new
 text before it is put in place; any other once, when all are: when it refuses,
 the old files are put back, and so they are when the CMD of --reload fails.
 
@@ -145,6 +148,17 @@ void AddOutputOptions(CLI::App& command, ApplyOptions& options) {
       ->type_name("N");
 }
 
+// The first of many.
+std::string Listed(const std::vector<std::string>& names) {
+  constexpr std::size_t kShown = 5;
+  std::string list;
+  for (std::size_t i = 0; i < std::min(names.size(), kShown); ++i) {
+    list += (i == 0 ? "" : ", ") + names[i];
+  }
+  if (names.size() <= kShown) return list;
+  return list + " and " + std::to_string(names.size() - kShown) + " more";
+}
+
 // --- One file ---
 
 struct Result {
@@ -162,12 +176,11 @@ class Run {
       : m_options(options),
         m_request(MakeRequest(options)),
         m_coloured(WantsColour(options.colour)) {
+    m_names = NamesToEdit();
     if (options.WritesFiles()) Lock();
     if (options.in_place && m_update) {
+      m_names.clear();
       for (std::size_t i = 0; i < m_update->Size(); ++i) m_names.push_back(m_update->Name(i));
-    } else {
-      m_names = options.configs;
-      if (m_names.empty()) m_names.emplace_back("-");
     }
     m_results.resize(m_names.size());
   }
@@ -194,33 +207,50 @@ class Run {
     return request;
   }
 
+  // Without what lies beside the configurations that are meant, and was named with them.
+  std::vector<std::string> NamesToEdit() {
+    std::vector<std::string> names = m_options.configs;
+    if (names.empty()) names.emplace_back("-");
+    const std::vector<std::string> left_out = LeftoversAmong(names, m_options.backup_suffix);
+    if (left_out.empty()) return names;
+    const std::set<std::string> leftovers(left_out.begin(), left_out.end());
+    const auto is_one = [&leftovers](const std::string& name) {
+      return leftovers.count(name) != 0;
+    };
+    names.erase(std::remove_if(names.begin(), names.end(), is_one), names.end());
+    m_left_out = left_out.size();
+    Say("left out, as copies of other files named here: " + Listed(left_out));
+    return names;
+  }
+
   void Lock() {
     if (!m_options.in_place) {
-      m_update.emplace(FileUpdate::OfMissing(m_options.output));
+      m_update.emplace(update::FileUpdate::OfMissing(m_options.output));
       return;
     }
     try {
-      m_update.emplace(m_options.configs);
-    } catch (const Failure&) {
-      if (m_options.configs.size() > 1) Say(kNothingWritten);
+      update::AllowOpenFiles(m_names.size());
+      m_update.emplace(m_names);
+    } catch (const update::Failure&) {
+      if (m_names.size() > 1) Say(kNothingWritten);
       throw;
     }
   }
 
-  UpdateOptions UpdateFor(const std::string& dialect) const {
-    UpdateOptions options;
+  update::UpdateOptions UpdateFor(const std::string& dialect) const {
+    update::UpdateOptions options;
     if (!m_options.backup_suffix.empty()) options.backup_suffix = m_options.backup_suffix;
     options.check = m_options.check_command;
     options.reload = m_options.reload;
     if (m_options.ChecksByDialect()) {
       const bool strict = m_options.check_command == kStrict;
       options.check = CheckCommand(dialect);
-      options.new_warnings = strict ? NewWarnings::kRefused : NewWarnings::kTold;
+      options.new_warnings = strict ? update::NewWarnings::kRefused : update::NewWarnings::kTold;
     }
     return options;
   }
 
-  void Commit(const UpdateOptions& options) {
+  void Commit(const update::UpdateOptions& options) {
     for (const std::string& warning : m_update->Commit(options)) {
       Say("warning: " + options.check + ": " + warning);
     }
@@ -248,13 +278,15 @@ class Run {
       std::string edited = std::move(made.text);
       result.changed = edited != text;
       result.out = Shown(text, edited, name);
-      if (m_update) m_update->Replace(m_options.in_place ? file : 0, std::move(edited));
+      if (m_update && (result.changed || !m_options.in_place)) {
+        m_update->Replace(m_options.in_place ? file : 0, std::move(edited));
+      }
     } catch (...) {
       result.failure = std::current_exception();
     }
   }
 
-  std::string Read(std::size_t file) const {
+  std::string Read(std::size_t file) {
     if (m_options.in_place && m_update) return m_update->Read(file);
     return IsStandardInput(m_names[file]) ? ReadStandardInput() : ReadFile(m_names[file]);
   }
@@ -323,29 +355,28 @@ class Run {
   static ExitCode Report(const std::exception_ptr& failure, const std::string& name) {
     try {
       std::rethrow_exception(failure);
-    } catch (const Failure& error) {
-      Say(error.what());
-      return error.exit_code();
     } catch (const std::bad_alloc&) {
       Say(name + ": out of memory");
+    } catch (const Failure& error) {
+      Say(error.what());
+    } catch (const update::Failure& error) {
+      Say(error.what());
     } catch (const std::exception& error) {
       Say(name + ": " + error.what());
     }
-    return kFailed;
+    return CodeOf(failure);
   }
 
   static ExitCode CodeOf(const std::exception_ptr& failure) {
     try {
       std::rethrow_exception(failure);
-    } catch (const Failure& error) {
-      return error.exit_code();
-    } catch (const std::exception&) {
-      return kFailed;
+    } catch (const std::exception& error) {
+      return ExitCodeOf(error);
     }
   }
 
   void SaySummary() const {
-    if (m_results.size() == 1 && !m_options.dry_run) return;
+    if (m_results.size() == 1 && m_left_out == 0 && !m_options.dry_run) return;
     std::size_t changed = 0;
     std::size_t skipped = 0;
     std::size_t refused = 0;
@@ -361,8 +392,8 @@ class Run {
     }
     const std::size_t unchanged = m_results.size() - changed - skipped - refused - failed;
     Say(std::to_string(changed) + " changed, " + std::to_string(unchanged) + " unchanged, " +
-        std::to_string(skipped) + " skipped, " + std::to_string(refused) + " refused, " +
-        std::to_string(failed) + " failed");
+        std::to_string(skipped + m_left_out) + " skipped, " + std::to_string(refused) +
+        " refused, " + std::to_string(failed) + " failed");
   }
 
   bool AnyChanged() const {
@@ -379,8 +410,9 @@ class Run {
   const ApplyOptions& m_options;
   const Request m_request;
   const bool m_coloured;
-  std::optional<FileUpdate> m_update;
+  std::optional<update::FileUpdate> m_update;
   std::vector<std::string> m_names;
+  std::size_t m_left_out = 0;
   std::vector<Result> m_results;
 };
 

@@ -3,6 +3,7 @@
 // How the program ends, and its error types.
 #pragma once
 
+#include <exception>
 #include <stdexcept>
 #include <string>
 
@@ -14,10 +15,11 @@ enum ExitCode : int {
   kDone = 0,             // done; with --exit-code: done, and nothing changed
   kChanged = 1,          // with --exit-code: done, and something changed
   kWrongUsage = 2,       // CLI::ParseError
-  kFailed = 3,           // Failure, or any other exception but those of the command line
+  kFailed = 3,           // Failure, or any other exception but these
   kRefused = 4,          // Refusal: an edit that would do harm
-  kRefusedByServer = 5,  // ServerRefusal: the server does not take the result
+  kRefusedByServer = 5,  // update::ServerRefusal: the server does not take the result
   kFindings = 6,         // lint and inspect: there is something to look at
+  kOvertaken = 7,        // update::Overtaken: another program has changed a file meanwhile
 };
 
 // A right command line that cannot be carried out. what() is the message behind the program's name,
@@ -45,11 +47,7 @@ class Refusal : public Failure {
   Refusal(const std::string& file, const std::string& problem) : Failure(file, problem, kRefused) {}
 };
 
-// A result that the server's own check does not accept.
-class ServerRefusal : public Failure {
- public:
-  ServerRefusal(const std::string& file, const std::string& problem)
-      : Failure(file, problem, kRefusedByServer) {}
-};
+// What the program exits with after `error`: kFailed for what it knows nothing of.
+ExitCode ExitCodeOf(const std::exception& error);
 
 }  // namespace cli

@@ -2,11 +2,13 @@
 
 #include "cli/imports.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <system_error>
 
 #include "cli/failure.h"
+#include "cli/text_io.h"
 #include "template/framework/str.h"
 #include "template/framework/tov_err.h"
 #include "template/framework/tov_file.h"
@@ -40,6 +42,11 @@ std::optional<std::string> FindImport(const std::string& name, const std::string
 }
 
 std::string Content(const std::string& path, const edit::FilePlace& from) {
+  std::error_code none;
+  const std::uintmax_t size = std::filesystem::file_size(path, none);
+  if (!none && size > kLargestTemplate) {
+    throw Failure(path, "imported by " + Shown(from) + ", but larger than 16 MiB");
+  }
   try {
     return tov_file::ReadE(path);
   } catch (const tov_err::Error&) {

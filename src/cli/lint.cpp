@@ -42,7 +42,8 @@ std::vector<Diagnostic> Check(const LintOptions& options) {
   std::vector<Diagnostic> all;
   for (const std::string& file : options.templates) {
     edit::Request& edit = request.edit;
-    edit.template_text = IsStandardInput(file) ? ReadStandardInput() : ReadFile(file);
+    edit.template_text = IsStandardInput(file) ? ReadStandardInput(kLargestTemplate)
+                                               : ReadFile(file, kLargestTemplate);
     edit.template_name = TextName(file);
     SetDialect(request, options.dialect.empty() ? DialectOf(edit.template_text, edit.template_name)
                                                 : options.dialect);

@@ -12,6 +12,7 @@
 
 #include "cli/command.h"
 #include "cli/failure.h"
+#include "cli/standard_streams.h"
 #include "cli/text_io.h"
 
 namespace cli {
@@ -100,17 +101,29 @@ int Run(int argc, char** argv) {
   return RunChosen(commands);
 }
 
+int RunAndReport(int argc, char** argv) {
+  try {
+    return Run(argc, argv);
+  } catch (const std::bad_alloc&) {
+    SayOutOfMemory();
+    return kFailed;
+  } catch (const std::exception& error) {
+    return Report(ExitCodeOf(error), error.what());
+  }
+}
+
 }  // namespace
 }  // namespace cli
 
 int main(int argc, char** argv) {
+  if (!cli::OpenStandardStreams()) {
+    std::fputs("qeltemplate: /dev/null cannot be opened for the closed streams\n", stderr);
+    return cli::kFailed;
+  }
   try {
-    return cli::Run(argc, argv);
-  } catch (const cli::Failure& failure) {
-    return cli::Report(failure.exit_code(), failure.what());
-  } catch (const std::bad_alloc&) {
-    return cli::Report(cli::kFailed, "out of memory");
-  } catch (const std::exception& error) {
-    return cli::Report(cli::kFailed, error.what());
+    return cli::RunAndReport(argc, argv);
+  } catch (const std::exception&) {  // no memory to say what has happened
+    cli::SayOutOfMemory();
+    return cli::kFailed;
   }
 }

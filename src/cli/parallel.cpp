@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
+#include <exception>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -54,6 +55,42 @@ std::size_t ThreadCount(std::size_t count, unsigned jobs) {
   return std::min<std::size_t>(count, wanted);
 }
 
+// Up to `wanted` threads that run, none where one would do. Fewer where the system does not allow
+// more.
+class Threads {
+ public:
+  Threads(std::size_t wanted, const std::function<void()>& run) {
+    if (wanted < 2) return;
+    try {
+      m_threads.reserve(wanted);
+      while (m_threads.size() < wanted) m_threads.emplace_back(run);
+    } catch (const std::exception&) {  // std::system_error, std::bad_alloc: those that there are
+    }
+  }
+  ~Threads() {
+    for (std::thread& thread : m_threads) thread.join();
+  }
+  Threads(const Threads&) = delete;
+  Threads& operator=(const Threads&) = delete;
+
+  bool None() const { return m_threads.empty(); }
+
+ private:
+  std::vector<std::thread> m_threads;
+};
+
+void RunAlone(std::size_t count, const std::function<void(std::size_t)>& work,
+              const std::function<void(std::size_t)>& watch) {
+  auto watched = std::chrono::steady_clock::now();
+  for (std::size_t number = 0; number < count; ++number) {
+    work(number);
+    const auto now = std::chrono::steady_clock::now();
+    if (now - watched < kWatchInterval && number + 1 < count) continue;
+    watched = now;
+    watch(number + 1);
+  }
+}
+
 }  // namespace
 
 void ForEachInParallel(std::size_t count, unsigned jobs,
@@ -63,15 +100,13 @@ void ForEachInParallel(std::size_t count, unsigned jobs,
   const auto run = [&] {
     for (std::size_t number = 0; numbers.Next(number); numbers.Done()) work(number);
   };
-  if (count == 1) return run();  // no thread is worth it
-  std::vector<std::thread> threads(ThreadCount(count, jobs));
-  for (std::thread& thread : threads) thread = std::thread(run);
+  Threads threads(ThreadCount(count, jobs), run);
+  if (threads.None()) return RunAlone(count, work, watch);
   std::size_t done = 0;
   do {
     done = numbers.Wait();
     watch(done);
   } while (done < count);
-  for (std::thread& thread : threads) thread.join();
 }
 
 }  // namespace cli

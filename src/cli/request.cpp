@@ -202,7 +202,7 @@ Request LoadRequest(const RequestOptions& options) {
   Request request;
   if (!options.dialect.empty()) SetDialect(request, options.dialect);
   request.edit.template_name = options.template_file;
-  request.edit.template_text = ReadFile(options.template_file);
+  request.edit.template_text = ReadFile(options.template_file, kLargestTemplate);
   request.edit.values = CollectValues(options);
   request.edit.importer = FileImporter(options.import_root);
   for (const auto& [name, value] : options.new_values) request.edit.must_be_used.insert(name);

@@ -46,7 +46,7 @@ with a brace); null, or a side left out, is no value.
 inline constexpr char kExitHelp[] =
     R"(Exit status: 0 done, 1 something changed (with --exit-code only), 2 wrong usage,
 3 failed, 4 the edit is refused, 5 the server refuses the result, 6 lint or
-inspect has found something.)";
+inspect has found something, 7 another program has changed a file meanwhile.)";
 
 // Adds `option`, which takes one file's name, to `command`.
 CLI::Option* AddFileOption(CLI::App& command, const std::string& option, std::string& file,

@@ -3,6 +3,7 @@
 // Whole texts in and out, byte by byte as they are.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 namespace cli {
@@ -10,17 +11,27 @@ namespace cli {
 inline constexpr char kStandardInput[] = "(standard input)";
 inline constexpr char kStandardOutput[] = "(standard output)";
 
-// The whole of `file`, which may be a pipe. Throws Failure when it cannot be opened or read.
-std::string ReadFile(const std::string& file);
+// What is read has no more bytes than these: a text is held in memory several times over while it
+// is edited, a template many times.
+inline constexpr std::size_t kLargestText = std::size_t{1} << 30;
+inline constexpr std::size_t kLargestTemplate = std::size_t{16} << 20;
+inline constexpr std::size_t kLargestValues = std::size_t{64} << 20;
 
-// All that is left on standard input. Throws Failure when it cannot be read.
-std::string ReadStandardInput();
+// The whole of `file`, which may be a pipe. Throws Failure when it cannot be opened or read, is a
+// device other than a terminal and /dev/null, or has more than `limit` bytes.
+std::string ReadFile(const std::string& file, std::size_t limit = kLargestText);
+
+// All that is left on standard input. Throws the same.
+std::string ReadStandardInput(std::size_t limit = kLargestText);
 
 // Whether `name` stands for standard input on the command line: "-".
 bool IsStandardInput(const std::string& name);
 
 // Writes `text` and sees it off. Throws Failure when not all of it could be written.
 void WriteStandardOutput(const std::string& text);
+
+// Says that there is no more memory, for which there is some always.
+void SayOutOfMemory();
 
 // Writes "qeltemplate: MESSAGE" as a line of its own to standard error. May be called by several
 // threads at a time.

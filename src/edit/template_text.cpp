@@ -25,7 +25,7 @@ class Reader {
       : m_request(request),
         m_values(NewValues(request)),
         m_template(tov_template::GetConfigType("Nginx", ""), m_values, m_values) {
-    m_unread.push_back({request.template_name, request.template_text, 0, 0});
+    m_unread.push_back({request.template_name, WithoutByteOrderMark(request.template_text), 0, 0});
   }
 
   TemplateText Read() {
@@ -94,7 +94,7 @@ class Reader {
     const Result result = !file ? Result::kMissing : is_new ? Result::kRead : Result::kRepeated;
     if (file) name = file->name;
     m_result.imports.push_back({place, line, statement, name, result, {}, m_result.lines.size()});
-    if (is_new) m_unread.push_back({file->name, file->text, 0, 0});
+    if (is_new) m_unread.push_back({file->name, WithoutByteOrderMark(file->text), 0, 0});
   }
 
   const Request& m_request;
@@ -106,6 +106,12 @@ class Reader {
 };
 
 }  // namespace
+
+std::string WithoutByteOrderMark(std::string text) {
+  constexpr std::string_view kMark = "\xEF\xBB\xBF";
+  if (str::view::StartsWith(text, kMark)) text.erase(0, kMark.size());
+  return text;
+}
 
 std::string TemplateText::Text() const {
   std::string text;

@@ -38,6 +38,9 @@ struct TemplateText {
   std::string Text() const;
 };
 
+// `text` without the byte order mark that some editors put before it, which is no text.
+std::string WithoutByteOrderMark(std::string text);
+
 // The request's template, each import replaced by the lines of its file, in the order in which the
 // engine reads them; but for one whose file is not there, or was imported before. The importer is
 // not asked for a path of which a value makes another one than meant. Throws what it throws.

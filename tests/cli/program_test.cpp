@@ -537,9 +537,10 @@ TEST_F(Program, NothingToWriteIsNoWriteError) {
 }
 
 TEST_F(Program, SaysThatMemoryIsOut) {
+  m_sandbox.Write("site.conf", kSite + std::string("#") + std::string(50'000'000, 'x') + '\n');
   ExpectFailure(
-      RunInShell("ulimit -v 300000 && exec \"$@\"",
-                 {"apply", "--dialect", "nginx", "--template", "site.template", "/dev/zero"}),
+      RunInShell("ulimit -v 60000 && exec \"$@\"", {"apply", "--dialect", "nginx", "--template",
+                                                    "site.template", "--in-place", "site.conf"}),
       "out of memory");
 }
 

@@ -65,17 +65,18 @@ class Sandbox {
     return outcome;
   }
 
+  // The content of the file at `path`, wherever that is.
+  static std::string ReadFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file) throw std::runtime_error("cannot read " + path);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+  }
+
  private:
   static void WriteFile(const std::string& path, const std::string& content) {
     std::ofstream file(path, std::ios::binary);
     file << content;
     if (!file.flush()) throw std::runtime_error("cannot write " + path);
-  }
-
-  static std::string ReadFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) throw std::runtime_error("cannot read " + path);
-    return std::string(std::istreambuf_iterator<char>(file), {});
   }
 
   pid_t Spawn(const std::vector<std::string>& command, const std::string& in,

@@ -25,7 +25,8 @@ const std::map<std::string, std::set<std::string>> kBelow = {
     {"template", {"template/framework"}},
     {"document", {}},
     {"edit", {"document", "template", "template/framework"}},
-    {"cli", {"edit", "document", "template", "template/framework"}},
+    {"update", {}},
+    {"cli", {"edit", "update", "document", "template", "template/framework"}},
 };
 
 bool IsCode(const fs::path& file) {

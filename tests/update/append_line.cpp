@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// append_line [OPTION...] LINE FILE...: adds a line to each file by one FileUpdate.
+// append_line [OPTION...] LINE FILE...: adds a line to each file by one FileUpdate. It exits
+// with 3 where that fails, with 5 where a command refuses, and with 7 where a file has been changed
+// by another program meanwhile.
 //
 //   --backup=SUFFIX --check=COMMAND --reload=COMMAND   as in UpdateOptions
 //   --warnings=told|refused                            the same
@@ -12,14 +14,17 @@
 #include <string>
 #include <vector>
 
-#include "cli/failure.h"
-#include "cli/file_update.h"
+#include "update/file_update.h"
 
 namespace {
 
+constexpr int kFailed = 3;
+constexpr int kRefused = 5;
+constexpr int kOvertaken = 7;
+
 struct Arguments {
-  cli::UpdateOptions options;
-  std::chrono::milliseconds wait = cli::FileUpdate::kLockWait;
+  update::UpdateOptions options;
+  std::chrono::milliseconds wait = update::FileUpdate::kLockWait;
   bool missing = false;
   std::vector<std::string> words;
 };
@@ -38,7 +43,7 @@ Arguments Parsed(int argc, char** argv) {
       parsed.options.reload = value;
     } else if (option == "--warnings") {
       parsed.options.new_warnings =
-          value == "refused" ? cli::NewWarnings::kRefused : cli::NewWarnings::kTold;
+          value == "refused" ? update::NewWarnings::kRefused : update::NewWarnings::kTold;
     } else if (option == "--wait") {
       parsed.wait = std::chrono::milliseconds(std::stoi(value));
     } else if (option == "--missing") {
@@ -50,10 +55,11 @@ Arguments Parsed(int argc, char** argv) {
   return parsed;
 }
 
-cli::FileUpdate Locked(const Arguments& arguments) {
+update::FileUpdate Locked(const Arguments& arguments) {
   const std::vector<std::string> files(arguments.words.begin() + 1, arguments.words.end());
-  return arguments.missing ? cli::FileUpdate::OfMissing(files.front(), arguments.wait)
-                           : cli::FileUpdate(files, arguments.wait);
+  update::AllowOpenFiles(files.size());
+  return arguments.missing ? update::FileUpdate::OfMissing(files.front(), arguments.wait)
+                           : update::FileUpdate(files, arguments.wait);
 }
 
 }  // namespace
@@ -61,13 +67,19 @@ cli::FileUpdate Locked(const Arguments& arguments) {
 int main(int argc, char** argv) {
   const Arguments arguments = Parsed(argc, argv);
   try {
-    cli::FileUpdate update = Locked(arguments);
+    update::FileUpdate update = Locked(arguments);
     for (std::size_t i = 0; i < update.Size(); ++i) {
       update.Replace(i, update.Read(i) + arguments.words.front() + '\n');
     }
     update.Commit(arguments.options);
-  } catch (const cli::Failure& failure) {
+  } catch (const update::ServerRefusal& refusal) {
+    std::fprintf(stderr, "%s\n", refusal.what());
+    return kRefused;
+  } catch (const update::Overtaken& overtaken) {
+    std::fprintf(stderr, "%s\n", overtaken.what());
+    return kOvertaken;
+  } catch (const update::Failure& failure) {
     std::fprintf(stderr, "%s\n", failure.what());
-    return failure.exit_code();
+    return kFailed;
   }
 }

@@ -2,7 +2,7 @@
 
 // What an update of files does, keeps and refuses.
 
-#include "cli/file_update.h"
+#include "update/file_update.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,17 +15,17 @@
 #include <string>
 #include <vector>
 
-#include "cli/failure.h"
+#include "update/failure.h"
 #include "update/update_test.h"
 
 namespace {
 
-using cli::Failure;
-using cli::FileUpdate;
-using cli::ServerRefusal;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsSupersetOf;
+using update::Failure;
+using update::FileUpdate;
+using update::ServerRefusal;
 using std::string_literals::operator""s;
 using Words = std::vector<std::string>;
 
@@ -256,41 +256,6 @@ TEST_F(FileUpdates, RefusesWhatItCannotReplace) {
   EXPECT_EQ(MessageOf<Failure>([&] { FileUpdate::OfMissing(PathOf("dangling")); }),
             "dangling: No such file or directory");
   EXPECT_EQ(MessageOf<Failure>([] { FileUpdate({""}); }), ": Invalid argument");
-}
-
-TEST_F(FileUpdates, NoticesWhatOthersChangeMeanwhile) {
-  struct Case {
-    const char* name;
-    std::function<void()> change;
-    const char* after;
-  };
-  const Case cases[] = {
-      {"written in place", [this] { m_sandbox.Write("a", "theirs\n"); }, "theirs\n"},
-      {"replaced",
-       [this] {
-         m_sandbox.Write("c", "theirs\n");
-         std::filesystem::rename(PathOf("c"), PathOf("a"));
-       },
-       "theirs\n"},
-      {"removed", [this] { std::filesystem::remove(PathOf("a")); }, nullptr},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    m_sandbox.Write("a", "old\n");
-    m_sandbox.Write("b", "old\n");
-    FileUpdate update = To("new\n", {"a", "b"});
-    c.change();
-    EXPECT_EQ(MessageOf<Failure>([&] { update.Commit({}); }),
-              "a: has been changed by another program meanwhile");
-    EXPECT_EQ(m_sandbox.Exists("a") ? m_sandbox.Read("a") : "gone", c.after ? c.after : "gone");
-    EXPECT_EQ(m_sandbox.Read("b"), "old\n");
-  }
-  FileUpdate update = FileUpdate::OfMissing(PathOf("d"));
-  update.Replace(0, "new\n");
-  m_sandbox.Write("d", "theirs\n");
-  EXPECT_EQ(MessageOf<Failure>([&] { update.Commit({}); }),
-            "d: has been changed by another program meanwhile");
-  EXPECT_EQ(m_sandbox.Read("d"), "theirs\n");
 }
 
 // --- Locks ---

@@ -79,11 +79,15 @@ class Interrupted : public testing::Test {
     int last = 0;
   };
 
-  // What the update calls from its first lock on, by their numbers. Not what is for memory, which
-  // nobody else sees.
+  // What the update calls from its first lock on, by their numbers, without what nobody else sees:
+  // between two of these calls it is the same when it is killed.
   std::map<std::string, Calls> SystemCalls(const Words& arguments) const {
     MakeFiles();
-    RunTraced("trace=!%memory,execve", arguments);
+    RunTraced(
+        "trace=openat,flock,fchown,fchmod,fsetxattr,write,fsync,syncfs,link,rename,renameat2,"
+        "unlink,"
+        "memfd_create,pread64,wait4,exit_group",
+        arguments);
     std::map<std::string, Calls> calls;
     bool has_lock = false;
     for (const std::string& name : CallsInTrace()) {
@@ -213,8 +217,8 @@ TEST_P(Refused, KilledAtAnyCallEachFileIsOldOrNew) {
 
 TEST_P(Accepted, WhenACallFailsAllFilesAreOldOrAllAreNew) {
   const std::set<std::string> calls_that_change = {
-      "openat", "flock", "fchown", "fchmod", "fsetxattr", "write",
-      "fsync",  "link",  "rename", "unlink", "pread64",   "memfd_create"};
+      "openat", "flock", "fchown",    "fchmod", "fsetxattr", "write",
+      "fsync",  "link",  "renameat2", "unlink", "pread64",   "memfd_create"};
   const Words update = UpdateWith(GetParam().options);
   for (const auto& [name, calls] : SystemCalls(update)) {
     if (calls_that_change.count(name) == 0) continue;
@@ -250,14 +254,45 @@ TEST_F(Interrupted, KilledAtAnyCallAFileThatWasNotThereIsMissingOrWhole) {
 
 TEST_F(Interrupted, FlushesAFileBeforeItGetsItsNameAndTheNameAfterwards) {
   MakeFiles();
-  RunTraced("trace=write,fsync,link,rename", {"new", "a"});
-  EXPECT_THAT(CallsInTrace(), ElementsAre("write", "fsync", "link", "rename", "fsync"));
+  RunTraced("trace=write,fsync,link,rename,renameat2", {"new", "a"});
+  EXPECT_THAT(CallsInTrace(), ElementsAre("write", "fsync", "link", "renameat2", "fsync"));
+}
+
+// Of many files each flush would take as long as one of all.
+TEST_F(Interrupted, FlushesManyFilesAtOnceBeforeTheFirstOneGetsItsName) {
+  Words update = {"new"};
+  for (int file = 0; file < 10; ++file) update.push_back("many" + std::to_string(file));
+  const auto make = [&] {
+    MakeFiles();
+    for (std::size_t i = 1; i < update.size(); ++i) m_sandbox.Write(update.at(i), kOld);
+  };
+  const auto expect_all = [&](const char* text) {
+    for (std::size_t i = 1; i < update.size(); ++i) EXPECT_EQ(m_sandbox.Read(update.at(i)), text);
+  };
+  Words calls(10, "write");
+  calls.emplace_back("syncfs");
+  for (int file = 0; file < 10; ++file) calls.insert(calls.end(), {"link", "renameat2"});
+  calls.emplace_back("fsync");
+  make();
+  RunTraced("trace=write,fsync,syncfs,link,rename,renameat2", update);
+  EXPECT_EQ(CallsInTrace(), calls);
+  expect_all(kNew);
+
+  make();
+  EXPECT_EQ(RunInjected("syncfs", "error=ENOSPC", 1, update).err,
+            "many0: cannot be written: No space left on device\n");
+  expect_all(kOld);
+
+  make();
+  RunTraced("inject=syncfs:error=ENOSYS", update);
+  expect_all(kNew);
 }
 
 // The files are renamed one after the other, and back the other way round.
 TEST_F(Interrupted, SaysWhereTheOldContentIsThatCannotBePutBack) {
   MakeFiles();
-  const Outcome outcome = RunInjected("rename", "error=EIO", 3, {"--check=false", "new", "a", "b"});
+  const Outcome outcome =
+      RunInjected("renameat2", "error=EIO", 3, {"--check=false", "new", "a", "b"});
   const std::string kept = m_sandbox.PathOf("sites/.b.qeltemplate-old");
   EXPECT_EQ(outcome.err,
             "false: refuses the new files (exit status 1)\n"

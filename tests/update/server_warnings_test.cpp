@@ -2,7 +2,7 @@
 
 // The warnings that a server has not given before.
 
-#include "cli/server_warnings.h"
+#include "update/server_warnings.h"
 
 #include <gtest/gtest.h>
 
@@ -77,7 +77,7 @@ TEST(NewServerWarnings, AreThoseThatWereNotThereBefore) {
        {"AH00671: b in /b at line 7 may"}},
   };
   for (const Case& c : cases) {
-    EXPECT_EQ(cli::NewServerWarnings(c.before, c.after), c.warnings) << c.name;
+    EXPECT_EQ(update::NewServerWarnings(c.before, c.after), c.warnings) << c.name;
   }
 }
 

@@ -2,7 +2,7 @@
 
 // Commands for the shell.
 
-#include "cli/shell_command.h"
+#include "update/shell_command.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,8 +11,8 @@
 #include <csignal>
 #include <string>
 
-#include "cli/failure.h"
-#include "cli/stop_signals.h"
+#include "update/failure.h"
+#include "update/stop_signals.h"
 
 namespace {
 
@@ -38,7 +38,7 @@ TEST(ShellCommand, TellsHowItEndsAndWhatItSays) {
       {"head -c 5000 /dev/zero | tr '\\0' x | wc -c", "", "5000"},
   };
   for (const Case& c : cases) {
-    const cli::CommandResult result = cli::RunInShell(c.command, NoSignals());
+    const update::CommandResult result = update::RunInShell(c.command, NoSignals());
     EXPECT_EQ(result.end, c.end) << c.command;
     EXPECT_EQ(result.output, c.output) << c.command;
     EXPECT_EQ(result.Succeeded(), result.end.empty()) << c.command;
@@ -46,40 +46,40 @@ TEST(ShellCommand, TellsHowItEndsAndWhatItSays) {
 }
 
 TEST(ShellCommand, KeepsAllOfALongOutput) {
-  const cli::CommandResult result =
-      cli::RunInShell("head -c 1000000 /dev/zero | tr '\\0' x", NoSignals());
+  const update::CommandResult result =
+      update::RunInShell("head -c 1000000 /dev/zero | tr '\\0' x", NoSignals());
   EXPECT_EQ(result.output, std::string(1000000, 'x'));
 }
 
 TEST(ShellCommand, FailsWhenItCannotBeRun) {
   for (const char* command : {"no-such-command-at-all", "/etc/passwd"}) {
     try {
-      cli::RunInShell(command, NoSignals());
+      update::RunInShell(command, NoSignals());
       ADD_FAILURE() << command;
-    } catch (const cli::Failure& failure) {
+    } catch (const update::Failure& failure) {
       EXPECT_THAT(failure.what(), testing::StartsWith(command + std::string(": cannot be run: ")));
-      EXPECT_EQ(failure.exit_code(), cli::kFailed);
+      EXPECT_EQ(dynamic_cast<const update::ServerRefusal*>(&failure), nullptr);
     }
   }
 }
 
 TEST(ShellCommand, DoesNotWaitForWhatItLeavesBehind) {
   const auto start = std::chrono::steady_clock::now();
-  EXPECT_EQ(cli::RunInShell("sleep 20 & echo started", NoSignals()).output, "started");
+  EXPECT_EQ(update::RunInShell("sleep 20 & echo started", NoSignals()).output, "started");
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
 }
 
 TEST(ShellCommand, IsReachedBySignalsThatItsParentHolds) {
-  const cli::HeldStopSignals held;
+  const update::HeldStopSignals held;
   const std::string command = "kill -s INT $$; echo survived";
-  EXPECT_EQ(cli::RunInShell(command, held.Before()).end, "Interrupt");
-  EXPECT_EQ(cli::RunInShell(command, cli::StopSignals()).output, "survived");
+  EXPECT_EQ(update::RunInShell(command, held.Before()).end, "Interrupt");
+  EXPECT_EQ(update::RunInShell(command, update::StopSignals()).output, "survived");
 }
 
 TEST(ShellCommand, AQuotedTextIsOneWord) {
   for (const char* text : {"", "plain", "two words", "it's", "$HOME `id` \\ \" * ;", "'", "a\nb"}) {
-    const std::string quoted = cli::ShellQuoted(text);
-    EXPECT_EQ(cli::RunInShell("printf '%s.' " + quoted, NoSignals()).output,
+    const std::string quoted = update::ShellQuoted(text);
+    EXPECT_EQ(update::RunInShell("printf '%s.' " + quoted, NoSignals()).output,
               text + std::string("."));
   }
 }

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/file_update.h"
+#include "update/file_update.h"
 #include "update/update_sandbox.h"
 
 // There is a file "a", which holds the line "old".
@@ -22,16 +22,16 @@ class UpdateTest : public testing::Test {
   std::string PathOf(const std::string& name) const { return m_sandbox.PathOf(name); }
 
   // The update of these files, each of which is to hold `text`.
-  cli::FileUpdate To(const std::string& text, const std::vector<std::string>& names) const {
+  update::FileUpdate To(const std::string& text, const std::vector<std::string>& names) const {
     std::vector<std::string> paths;
     for (const std::string& name : names) paths.push_back(PathOf(name));
-    cli::FileUpdate update(paths, std::chrono::milliseconds(0));
+    update::FileUpdate update(paths, std::chrono::milliseconds(0));
     for (std::size_t i = 0; i < update.Size(); ++i) update.Replace(i, text);
     return update;
   }
 
   std::vector<std::string> Commit(const std::string& text, const std::vector<std::string>& names,
-                                  const cli::UpdateOptions& options = {}) const {
+                                  const update::UpdateOptions& options = {}) const {
     return To(text, names).Commit(options);
   }
 
@@ -58,18 +58,18 @@ class UpdateTest : public testing::Test {
   UpdateSandbox m_sandbox;
 };
 
-inline cli::UpdateOptions WithBackup(const std::string& suffix) {
+inline update::UpdateOptions WithBackup(const std::string& suffix) {
   return {suffix, "", ""};
 }
 
-inline cli::UpdateOptions WithCheck(const std::string& check) {
+inline update::UpdateOptions WithCheck(const std::string& check) {
   return {std::nullopt, check, ""};
 }
 
-inline cli::UpdateOptions WithCheck(const std::string& check, cli::NewWarnings warnings) {
+inline update::UpdateOptions WithCheck(const std::string& check, update::NewWarnings warnings) {
   return {std::nullopt, check, "", warnings};
 }
 
-inline cli::UpdateOptions WithReload(const std::string& reload) {
+inline update::UpdateOptions WithReload(const std::string& reload) {
   return {std::nullopt, "", reload};
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "cli/explained_output.h"
+#include "update/explained_output.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -11,7 +11,7 @@
 #include <system_error>
 #include <utility>
 
-namespace cli {
+namespace update {
 namespace {
 
 using Place = std::pair<std::size_t, std::size_t>;  // file, line from 1
@@ -99,4 +99,4 @@ std::string ExplainedOutput(const std::string& output, const std::vector<JudgedF
   return explained;
 }
 
-}  // namespace cli
+}  // namespace update

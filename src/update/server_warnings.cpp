@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "cli/server_warnings.h"
+#include "update/server_warnings.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -8,7 +8,7 @@
 #include <sstream>
 #include <string_view>
 
-namespace cli {
+namespace update {
 namespace {
 
 constexpr std::size_t kNowhere = std::string_view::npos;
@@ -121,4 +121,4 @@ std::vector<std::string> NewServerWarnings(const std::string& before, const std:
   return Left(without_lines, others, WithoutLineNumbers);
 }
 
-}  // namespace cli
+}  // namespace update

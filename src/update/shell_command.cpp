@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "cli/shell_command.h"
+#include "update/shell_command.h"
 
 #include <fcntl.h>
 #include <spawn.h>
@@ -11,10 +11,10 @@
 #include <cstring>
 #include <string>
 
-#include "cli/descriptor.h"
-#include "cli/failure.h"
+#include "update/descriptor.h"
+#include "update/failure.h"
 
-namespace cli {
+namespace update {
 namespace {
 
 // What a command is started with, beyond its words.
@@ -77,7 +77,7 @@ std::string Described(int status) {
 CommandResult RunInShell(const std::string& command, const sigset_t& signals) {
   constexpr int kCannotBeExecuted = 126;
   constexpr int kNotFound = 127;
-  const Descriptor output(memfd_create("output", MFD_CLOEXEC));
+  const Descriptor output = AboveStandardStreams(Descriptor(memfd_create("output", MFD_CLOEXEC)));
   if (!output) FailBySystem(command, "cannot be run");
   const int status = WaitFor(Spawn(command, output, signals), command);
   CommandResult result = {Described(status), ReadFromStart(output, command)};
@@ -95,4 +95,4 @@ std::string ShellQuoted(const std::string& text) {
   return quoted + '\'';
 }
 
-}  // namespace cli
+}  // namespace update

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "cli/file_update.h"
+#include "update/file_update.h"
 
 #include <sys/resource.h>
 
@@ -10,15 +10,17 @@
 #include <set>
 #include <utility>
 
-#include "cli/explained_output.h"
-#include "cli/failure.h"
-#include "cli/replacement.h"
-#include "cli/server_warnings.h"
-#include "cli/shell_command.h"
-#include "cli/stop_signals.h"
-#include "cli/work_files.h"
+#include "update/explained_output.h"
+#include "update/failure.h"
+#include "update/real_paths.h"
+#include "update/replacement.h"
+#include "update/server_warnings.h"
+#include "update/shell_command.h"
+#include "update/stop_signals.h"
+#include "update/swap.h"
+#include "update/work_files.h"
 
-namespace cli {
+namespace update {
 namespace {
 
 constexpr char kStagedPlace[] = "{}";
@@ -31,67 +33,6 @@ std::string WithReplaced(std::string text, const std::string& from, const std::s
   return text;
 }
 
-// Replacements that are made together: all or none.
-class Swap {
- public:
-  explicit Swap(std::vector<Replacement> replacements) : m_replacements(std::move(replacements)) {}
-
-  void PutInPlace() {
-    OrTakeBack([this] {
-      for (Replacement& replacement : m_replacements) replacement.PutInPlace();
-      FlushDirectories();
-    });
-  }
-
-  CommandResult Run(const std::string& command, const sigset_t& signals) {
-    CommandResult result;
-    OrTakeBack([&] { result = RunInShell(command, signals); });
-    return result;
-  }
-
-  // In reverse order. Throws Failure when one cannot be taken back: with the message `reason`, and
-  // a line for each that cannot.
-  void TakeBack(const std::string& reason) {
-    std::string problems;
-    const auto try_to = [&problems](const auto& step) {
-      try {
-        step();
-      } catch (const std::exception& error) {
-        problems += '\n' + std::string(error.what());
-      }
-    };
-    for (auto r = m_replacements.rbegin(); r != m_replacements.rend(); ++r) {
-      try_to([&] { r->TakeBack(); });
-    }
-    try_to([this] { FlushDirectories(); });
-    if (!problems.empty()) throw Failure(reason + problems);
-  }
-
-  void Settle() {
-    for (Replacement& replacement : m_replacements) replacement.Settle();
-  }
-
- private:
-  template <typename Step>
-  void OrTakeBack(const Step& step) {
-    try {
-      step();
-    } catch (const std::exception& error) {
-      TakeBack(error.what());
-      throw;
-    }
-  }
-
-  void FlushDirectories() const {
-    std::set<std::string> directories;
-    for (const Replacement& replacement : m_replacements)
-      directories.insert(replacement.Directory());
-    for (const std::string& directory : directories) FlushDirectory(directory);
-  }
-
-  std::vector<Replacement> m_replacements;
-};
-
 // What a command has said about the files, for the end of a message.
 std::string Said(const std::string& output, const std::vector<JudgedFile>& files) {
   const std::string said = ExplainedOutput(output, files);
@@ -100,7 +41,7 @@ std::string Said(const std::string& output, const std::vector<JudgedFile>& files
 
 // A file and the text that it is to hold.
 struct Change {
-  const LockedFile& file;
+  LockedFile& file;
   const std::string& text;
 };
 
@@ -108,11 +49,12 @@ Replacement StagedFile(const Change& change) {
   const LockedFile& file = change.file;
   const WorkFiles work(file.Path());
   Replacement staged(file.Name(), file.Path(), work.new_file, work.old_file);
+  staged.Guard(file, change.text);
   staged.Stage(change.text, file.Exists() ? &file.Opened() : nullptr);
   return staged;
 }
 
-Replacement StagedBackup(const LockedFile& file, const std::string& suffix) {
+Replacement StagedBackup(LockedFile& file, const std::string& suffix) {
   const WorkFiles work(file.Path());
   Replacement staged(file.Name() + suffix, file.Path() + suffix, work.new_backup, work.old_backup);
   staged.Stage(file.Read(), &file.Opened());
@@ -193,30 +135,47 @@ void Reload(const std::string& reload, Swap& swap, const std::vector<Change>& ch
   throw ServerRefusal(reload, failure + ", the old ones are back" + outcome + output);
 }
 
-// For the descriptors of so many files, and as many as a program needs anyway. What the system does
-// not allow fails when they are opened.
-void AllowOpenFiles(std::size_t count) {
-  constexpr rlim_t kAnyway = 256;
+constexpr rlim_t kAnyway = 16;  // descriptors that are open or needed for a moment
+
+// That it may have so many descriptors is seen before any is opened.
+void ExpectOpenFiles(std::size_t count) {
   struct rlimit limit = {};
   if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= count + kAnyway) return;
-  limit.rlim_cur = std::min<rlim_t>(limit.rlim_max, count + kAnyway);
-  setrlimit(RLIMIT_NOFILE, &limit);
+  throw Failure("these files at once need " + std::to_string(count + kAnyway) +
+                " open files, and the limit is " + std::to_string(limit.rlim_cur) +
+                " (ulimit -n); name fewer at a time");
 }
 
 // The backups come first: a file that is new has its backup then.
 std::vector<Replacement> Staged(const std::vector<Change>& changes,
                                 const std::optional<std::string>& backup_suffix) {
+  constexpr std::size_t kFileAndBackup = 2;
   std::vector<Replacement> staged;
+  staged.reserve(kFileAndBackup * changes.size());
   for (const Change& change : changes) {
+    WorkFiles(change.file.Path()).RemoveLeftovers(change.file.Path());
     if (backup_suffix && change.file.Exists()) {
       staged.push_back(StagedBackup(change.file, *backup_suffix));
     }
   }
   for (const Change& change : changes) staged.push_back(StagedFile(change));
+  FlushAll(staged);
   return staged;
 }
 
 }  // namespace
+
+void AllowOpenFiles(std::size_t files) {
+  constexpr std::size_t kOldNewAndBackup = 3;
+  constexpr rlim_t kForTheProgram = 256;
+  const rlim_t wanted = kOldNewAndBackup * files + kForTheProgram;
+  struct rlimit limit = {};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= wanted) return;
+  const struct rlimit more = {wanted, std::max(limit.rlim_max, wanted)};
+  if (setrlimit(RLIMIT_NOFILE, &more) == 0) return;
+  limit.rlim_cur = std::min(limit.rlim_max, wanted);
+  setrlimit(RLIMIT_NOFILE, &limit);
+}
 
 FileUpdate::FileUpdate(const std::vector<std::string>& names, std::chrono::milliseconds lock_wait)
     : FileUpdate(names, lock_wait, LockedFile::Missing::kRefused) {}
@@ -227,14 +186,14 @@ FileUpdate FileUpdate::OfMissing(const std::string& name, std::chrono::milliseco
 
 FileUpdate::FileUpdate(const std::vector<std::string>& names, std::chrono::milliseconds lock_wait,
                        LockedFile::Missing missing) {
-  constexpr std::size_t kOldAndNew = 2;
   std::map<std::string, std::size_t> by_path;
+  RealPaths paths;
   for (const std::string& name : names) {
-    LockedFile file(name);
+    LockedFile file(name, paths.Of(name));
     const bool is_first = by_path.emplace(file.Path(), m_files.size()).second;
     if (is_first) m_files.push_back({std::move(file), std::nullopt});
   }
-  AllowOpenFiles(kOldAndNew * m_files.size());
+  ExpectOpenFiles(by_path.size());
   const auto deadline = std::chrono::steady_clock::now() + lock_wait;
   for (const auto& [path, file] : by_path) m_files[file].locked.Lock(deadline, missing);
 }
@@ -246,14 +205,13 @@ void FileUpdate::Replace(std::size_t file, std::string text) {
 }
 
 void FileUpdate::ExpectFreeForBackups(const std::string& suffix) const {
+  std::set<std::string> paths;
+  for (const File& file : m_files) paths.insert(file.locked.Path());
   for (const File& file : m_files) {
     if (suffix.empty() || suffix.find('/') != std::string::npos) {
       throw Failure(file.locked.Name(), "no backup can have the suffix '" + suffix + '\'');
     }
-    const auto is_backup = [backup = file.locked.Path() + suffix](const File& other) {
-      return other.locked.Path() == backup;
-    };
-    if (std::any_of(m_files.begin(), m_files.end(), is_backup)) {
+    if (paths.count(file.locked.Path() + suffix) != 0) {
       throw Failure(file.locked.Name() + suffix, "is to be a backup, and is itself to be edited");
     }
   }
@@ -261,7 +219,7 @@ void FileUpdate::ExpectFreeForBackups(const std::string& suffix) const {
 
 std::vector<std::string> FileUpdate::Commit(const UpdateOptions& options) {
   std::vector<Change> changes;
-  for (const File& file : m_files) {
+  for (File& file : m_files) {
     if (file.new_text) changes.push_back({file.locked, *file.new_text});
   }
   if (options.backup_suffix) ExpectFreeForBackups(*options.backup_suffix);
@@ -273,11 +231,15 @@ std::vector<std::string> FileUpdate::Commit(const UpdateOptions& options) {
   const bool compare = judge_in_place && options.new_warnings != NewWarnings::kNotLookedFor;
   const std::string said_before = compare ? SaidOfOldFiles(options.check, held) : std::string();
 
+  constexpr std::size_t kNew = 1;
+  constexpr std::size_t kNewAndBackup = 2;
+  const std::size_t for_each = options.backup_suffix ? kNewAndBackup : kNew;
+  ExpectOpenFiles(m_files.size() + for_each * changes.size());
   std::vector<Replacement> staged = Staged(changes, options.backup_suffix);
-  for (const Change& change : changes) {
-    if (judge_staged) JudgeStaged(options.check, change, held.Before());
-    change.file.ExpectUntouched();
+  if (judge_staged) {
+    for (const Change& change : changes) JudgeStaged(options.check, change, held.Before());
   }
+  for (Replacement& one : staged) one.ExpectOld();
 
   Swap swap(std::move(staged));
   swap.PutInPlace();
@@ -289,9 +251,10 @@ std::vector<std::string> FileUpdate::Commit(const UpdateOptions& options) {
   if (!warnings.empty() && options.new_warnings == NewWarnings::kRefused) {
     RefuseWarnings(options.check, warnings, swap, changes);
   }
+  swap.ExpectInPlace();
   if (!options.reload.empty()) Reload(options.reload, swap, changes, held.Before());
   swap.Settle();
   return Explained(std::move(warnings), changes);
 }
 
-}  // namespace cli
+}  // namespace update

@@ -3,13 +3,15 @@
 // File descriptors that close themselves, and what the system says when something fails.
 #pragma once
 
+#include <sys/types.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <string>
 #include <string_view>
 #include <utility>
 
-namespace cli {
+namespace update {
 
 class Descriptor {
  public:
@@ -31,12 +33,29 @@ class Descriptor {
   int m_number = -1;
 };
 
+// Calls the system again for as long as a signal interrupts it.
+template <typename Call>
+auto Retried(const Call& call) {
+  for (;;) {
+    const auto result = call();
+    if (result >= 0 || errno != EINTR) return result;
+  }
+}
+
+// As open(2), with O_CLOEXEC: false when it fails, and errno says why. Never one of the numbers of
+// the standard streams, also where a caller has closed these: what is written to standard error
+// must not get into a file.
+Descriptor Open(const std::string& path, int flags, mode_t mode = 0);
+
+// The same descriptor under another number, if it has one of those.
+Descriptor AboveStandardStreams(Descriptor opened);
+
 // All that is in the file that `opened` stands for, wherever it has been read up to. Throws Failure
 // about `name`.
 std::string ReadFromStart(const Descriptor& opened, const std::string& name);
 
-// Whether just `text` is in it. Reads up to the first difference.
-bool Holds(const Descriptor& opened, std::string_view text, const std::string& name);
+// Whether that is `text`, or cannot be read.
+bool MayHold(const Descriptor& opened, std::string_view text);
 
 // The system's words for `error`.
 std::string SystemMessage(int error);
@@ -44,4 +63,4 @@ std::string SystemMessage(int error);
 // Throws Failure about `name` with the system's words for errno, behind `problem` if given.
 [[noreturn]] void FailBySystem(const std::string& name, const std::string& problem = "");
 
-}  // namespace cli
+}  // namespace update

@@ -6,7 +6,7 @@
 #include <csignal>
 #include <string>
 
-namespace cli {
+namespace update {
 
 struct CommandResult {
   bool Succeeded() const { return end.empty(); }
@@ -26,4 +26,4 @@ CommandResult RunInShell(const std::string& command, const sigset_t& signals);
 // `text` as one word of a command for the shell.
 std::string ShellQuoted(const std::string& text);
 
-}  // namespace cli
+}  // namespace update

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// Replaces the content of configuration files in place, all of them or none, so that nothing is
-// lost whatever happens meanwhile.
+// Replaces the content of files in place, all of them or none, so that nothing is lost whatever
+// happens meanwhile. This folder knows nothing of what the files hold. Start here.
 //
 //   FileUpdate update({"/etc/nginx/sites-enabled/a", "/etc/nginx/sites-enabled/b"});
 //   for (std::size_t i = 0; i < update.Size(); ++i) update.Replace(i, Edited(update.Read(i)));
@@ -24,8 +24,13 @@
 // still to come. No lock stays behind. What does stay behind under the names above does not
 // disturb: the next update of the file removes it, at the latest when it changes the file.
 //
-// What is not seen: the lock holds off other updates of this kind, not an editor. What an editor
-// has saved before Commit is noticed, and the update fails.
+// Other programs: the lock holds off other updates of this kind, not an editor. What an editor
+// saves from the lock on until Commit has done all but the reload is noticed, also while a check
+// runs. It stays, nothing is put over it, all other files become the old ones again, and Commit
+// throws Overtaken. The new text is kept as ".NAME.qeltemplate-kept-new", and the old one, where
+// the new one was in its place already, as ".NAME.qeltemplate-kept-old". These files, and
+// ".NAME.qeltemplate-kept-other", where another program and the end of this one by a signal have
+// met, are left to people: no update removes them.
 #pragma once
 
 #include <chrono>
@@ -34,9 +39,10 @@
 #include <string>
 #include <vector>
 
-#include "cli/locked_file.h"
+#include "update/failure.h"
+#include "update/locked_file.h"
 
-namespace cli {
+namespace update {
 
 // What becomes of a warning that the server's test gives for the new files and not for the old
 // ones.
@@ -69,6 +75,10 @@ struct UpdateOptions {
   NewWarnings new_warnings = NewWarnings::kNotLookedFor;
 };
 
+// Lets this process open what an update of so many files needs at most, if it may. For the whole
+// process: a program calls it, a library leaves it to its caller.
+void AllowOpenFiles(std::size_t files);
+
 class FileUpdate {
  public:
   static constexpr std::chrono::seconds kLockWait{30};
@@ -77,7 +87,8 @@ class FileUpdate {
   // the order of their real paths, so that two updates never wait for each other.
   //
   // Throws Failure when a file cannot be opened for reading and writing, is none (a directory, a
-  // FIFO), has several hard links, which a rename would split, or stays locked.
+  // FIFO), has several hard links, which a rename would split, or stays locked; and when the limit
+  // of open files is too low for so many.
   explicit FileUpdate(const std::vector<std::string>& names,
                       std::chrono::milliseconds lock_wait = kLockWait);
 
@@ -94,7 +105,7 @@ class FileUpdate {
 
   // The file's content: before Commit the old one, whatever Replace was told. "" for a file that is
   // not there. Reads it from the disk each time. Throws Failure.
-  std::string Read(std::size_t file) const { return m_files[file].locked.Read(); }
+  std::string Read(std::size_t file) { return m_files[file].locked.Read(); }
 
   // Has Commit replace the file's content by `text`. A file that holds just that is left alone.
   // Threads may read and replace different files at the same time. Throws Failure.
@@ -105,9 +116,10 @@ class FileUpdate {
   //
   // Returns the new warnings, if they are to be told, each with the lines that it names.
   //
-  // Throws ServerRefusal when a command refuses, or warns where that is refused, and Failure for
-  // everything else. Then all files and backups are what they were before; where one cannot be put
-  // back, the message says which, and where its old content is.
+  // Throws ServerRefusal when a command refuses, or warns where that is refused, Overtaken when
+  // another program has changed a file, and Failure for everything else. Then all other files and
+  // backups are what they were before; where one cannot be put back, the message says which, and
+  // where its old content is.
   std::vector<std::string> Commit(const UpdateOptions& options);
 
  private:
@@ -124,4 +136,4 @@ class FileUpdate {
   std::vector<File> m_files;
 };
 
-}  // namespace cli
+}  // namespace update

@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "cli/leftovers.h"
+
+#include <cstddef>
+#include <filesystem>
+#include <set>
+#include <string_view>
+
+namespace cli {
+namespace {
+
+constexpr std::string_view kEndings[] = {"~",     ".bak",    ".old",     ".orig",
+                                         ".save", ".rpmnew", ".rpmsave", ".rpmorig"};
+constexpr std::string_view kBeginningsOfEndings[] = {".dpkg-", ".ucf-", ".~"};
+
+// What editors and this program put around a name.
+struct Frame {
+  std::string_view begin;
+  std::string_view end;  // what it begins with
+};
+constexpr Frame kFrames[] = {
+    {"#", "#"}, {".#", ""}, {".", ".swp"}, {".", ".swo"}, {".", ".qeltemplate-"}};
+
+bool StartsWith(std::string_view text, std::string_view begin) {
+  return text.substr(0, begin.size()) == begin;
+}
+
+bool EndsWith(std::string_view text, std::string_view end) {
+  return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
+}
+
+bool IsLetterOrDigit(char c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+}
+
+// The name that `name` may be made of, and no other part of it; "" for none.
+std::string_view Unframed(std::string_view name) {
+  for (const Frame& frame : kFrames) {
+    if (!StartsWith(name, frame.begin)) continue;
+    const std::string_view rest = name.substr(frame.begin.size());
+    if (frame.end.empty()) return rest;
+    const std::size_t end = rest.rfind(frame.end);
+    if (end != std::string_view::npos && end > 0) return rest.substr(0, end);
+  }
+  return {};
+}
+
+std::string_view WithoutEnding(std::string_view name, std::string_view backup_suffix) {
+  if (!backup_suffix.empty() && EndsWith(name, backup_suffix)) {
+    return name.substr(0, name.size() - backup_suffix.size());
+  }
+  for (const std::string_view ending : kEndings) {
+    if (EndsWith(name, ending)) return name.substr(0, name.size() - ending.size());
+  }
+  for (const std::string_view begin : kBeginningsOfEndings) {
+    const std::size_t at = name.rfind(begin);
+    if (at != std::string_view::npos) return name.substr(0, at);
+  }
+  return {};
+}
+
+std::string Normal(const std::filesystem::path& path) {
+  return path.lexically_normal().string();
+}
+
+class Leftovers {
+ public:
+  Leftovers(const std::vector<std::string>& names, std::string_view backup_suffix)
+      : m_suffix(backup_suffix) {
+    if (!m_suffix.empty() && IsLetterOrDigit(m_suffix.front())) m_suffix = {};
+    for (const std::string& name : names) m_names.insert(Normal(name));
+  }
+
+  // A copy may be one of a copy: "site.orig~".
+  bool IsOne(const std::string& name) const {
+    const std::filesystem::path path(name);
+    const std::string file = path.filename().string();
+    std::string_view rest = file;
+    while (!rest.empty()) {
+      const std::string_view framed = Unframed(rest);
+      rest = framed.empty() ? WithoutEnding(rest, m_suffix) : framed;
+      if (!rest.empty() && m_names.count(Normal(path.parent_path() / rest)) != 0) return true;
+    }
+    return false;
+  }
+
+ private:
+  std::string_view m_suffix;
+  std::set<std::string> m_names;
+};
+
+}  // namespace
+
+std::vector<std::string> LeftoversAmong(const std::vector<std::string>& names,
+                                        const std::string& backup_suffix) {
+  const Leftovers leftovers(names, backup_suffix);
+  std::vector<std::string> found;
+  for (const std::string& name : names) {
+    if (leftovers.IsOne(name)) found.push_back(name);
+  }
+  return found;
+}
+
+}  // namespace cli

@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "update/locked_file.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+
+#include <filesystem>
+#include <functional>
+#include <thread>
+#include <utility>
+
+#include "update/failure.h"
+#include "update/work_files.h"
+
+namespace update {
+namespace {
+
+constexpr std::chrono::milliseconds kBetweenTries{10};
+
+struct stat StatusOf(const Descriptor& opened, const std::string& name) {
+  struct stat status = {};
+  if (fstat(opened.Number(), &status) != 0) FailBySystem(name);
+  return status;
+}
+
+std::size_t DigestOf(const std::string& text) {
+  return std::hash<std::string>()(text);
+}
+
+void Wait(const Descriptor& opened, LockedFile::Deadline deadline, const std::string& name) {
+  while (flock(opened.Number(), LOCK_EX | LOCK_NB) != 0) {
+    if (errno != EWOULDBLOCK && errno != EINTR) FailBySystem(name, "cannot be locked");
+    if (std::chrono::steady_clock::now() >= deadline) {
+      throw Failure(name, "stays locked by another update; try again when that has ended");
+    }
+    std::this_thread::sleep_for(kBetweenTries);
+  }
+}
+
+}  // namespace
+
+LockedFile::LockedFile(std::string name, std::string path)
+    : m_name(std::move(name)), m_path(std::move(path)) {}
+
+// A lock that had to be waited for may be that of a file that its holder has replaced meanwhile. A
+// second name may be one that an update has left behind.
+void LockedFile::Lock(Deadline deadline, Missing missing) {
+  do {
+    m_opened = OpenToLock(missing);
+    Wait(m_opened, deadline, m_name);
+    Look();
+  } while (!IsStillThere());
+  if (!Exists() || m_links == 1) return;
+  WorkFiles(m_path).RemoveLeftovers(m_path);
+  Look();
+  if (m_links > 1) {
+    throw Failure(m_name, "has several hard links, which would no longer be one file");
+  }
+}
+
+void LockedFile::Look() {
+  const struct stat status = StatusOf(m_opened, m_name);
+  if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) {
+    throw Failure(m_name, "is not a regular file");
+  }
+  m_mode = status.st_mode;
+  m_links = status.st_nlink;
+  m_seen = FileMark(status);
+}
+
+// What is opened is a directory only where the file is missing: others are not opened for writing.
+// Writing is asked for since a file that is protected from its user should stay as it is, and since
+// network file systems lock for writing only files that are open for it.
+Descriptor LockedFile::OpenToLock(Missing missing) const {
+  constexpr int kFlags = O_NOFOLLOW | O_NOCTTY | O_NONBLOCK;
+  Descriptor opened = Open(m_path, O_RDWR | kFlags);
+  if (!opened && errno == ENOENT && missing == Missing::kAllowed) {
+    const std::string folder = std::filesystem::path(m_path).parent_path().string();
+    opened = Open(folder, O_RDONLY | O_DIRECTORY | kFlags);
+    if (!opened) FailBySystem(folder);
+    return opened;
+  }
+  if (!opened) FailBySystem(m_name);
+  return opened;
+}
+
+// Whether the path leads to what is locked: for a directory, still to no file.
+bool LockedFile::IsStillThere() const {
+  const std::optional<FileMark> now = MarkAt(m_path);
+  return Exists() ? now && now->IsOfSameFile(*m_seen) : !now;
+}
+
+std::string LockedFile::Read() {
+  if (!Exists()) return std::string();
+  if (m_seen->size > kLargest) throw Failure(m_name, "is larger than 1024 MiB");
+  std::string text = ReadFromStart(m_opened, m_name);
+  if (!m_digest) m_digest = DigestOf(text);
+  return text;
+}
+
+bool LockedFile::Holds(const std::string& text) {
+  if (!Exists() || (m_digest && *m_digest != DigestOf(text))) return false;
+  return text == Read();
+}
+
+bool LockedFile::IsUntouched() const {
+  return Exists() ? IsSeenAt(m_path) && HoldsWhatWasRead() : IsStillThere();
+}
+
+// Two writes within one tick of a file system's clock leave the same mark.
+bool LockedFile::HoldsWhatWasRead() const {
+  return !m_digest || DigestOf(ReadFromStart(m_opened, m_name)) == *m_digest;
+}
+
+}  // namespace update

@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// A file that no other update of the same kind changes meanwhile. What fails throws Failure, under
+// the name as it was given.
+#pragma once
+
+#include <sys/stat.h>
+
+#include <chrono>
+#include <cstddef>
+#include <optional>
+#include <string>
+
+#include "update/descriptor.h"
+#include "update/file_mark.h"
+
+namespace update {
+
+class LockedFile {
+ public:
+  using Deadline = std::chrono::steady_clock::time_point;
+  enum class Missing { kRefused, kAllowed };
+
+  // No configuration is longer, and a text is held in memory several times over while it is edited.
+  static constexpr off_t kLargest = off_t{1} << 30;
+
+  // `name` stands for the file in messages, `path` is its real path (real_paths.h).
+  LockedFile(std::string name, std::string path);
+
+  // Locks the file, or its directory when the file is not there and `missing` allows that. Others
+  // that hold the lock are waited for until `deadline`. Throws Failure when that has come; when the
+  // file cannot be opened for reading and writing, is no regular file, or has several hard links.
+  void Lock(Deadline deadline, Missing missing);
+
+  // The name as it was given.
+  const std::string& Name() const { return m_name; }
+
+  // The file's real path: no part of it is a symbolic link.
+  const std::string& Path() const { return m_path; }
+
+  // The remaining members are for a locked file.
+
+  bool Exists() const { return S_ISREG(m_mode); }
+
+  // The content of the locked file, wherever that has been renamed to; "" when there is none.
+  // Throws Failure, also for a file of more than kLargest bytes.
+  std::string Read();
+
+  // Whether that is `text`.
+  bool Holds(const std::string& text);
+
+  // The open file, or its directory when there is none.
+  const Descriptor& Opened() const { return m_opened; }
+
+  // Whether the path still leads to the file, and it holds what it held when it was locked and when
+  // it was first read; for one that is not there, whether that is still so. Throws Failure.
+  bool IsUntouched() const;
+
+  // Whether the file itself is at `path`, and nobody has written to it since it was locked.
+  bool IsSeenAt(const std::string& path) const { return MarkAt(path) == m_seen; }
+
+ private:
+  Descriptor OpenToLock(Missing missing) const;
+  void Look();
+  bool IsStillThere() const;
+  bool HoldsWhatWasRead() const;
+
+  std::string m_name;
+  std::string m_path;
+  Descriptor m_opened;
+  mode_t m_mode = 0;  // of what is locked
+  nlink_t m_links = 0;
+  std::optional<FileMark> m_seen;       // when it was locked
+  std::optional<std::size_t> m_digest;  // of what was read first
+};
+
+}  // namespace update

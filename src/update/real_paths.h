@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// Where names lead to.
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <string>
+
+namespace update {
+
+class RealPaths {
+ public:
+  // The real path of the file that `name` leads to, over symbolic links: no part of it is one. The
+  // file need not be there. Throws Failure when a link leads to nothing, or a directory on the way
+  // is not there. A directory that was on the way before is not looked at again.
+  std::string Of(const std::string& name);
+
+ private:
+  const std::filesystem::path& RealFolder(const std::string& folder, const std::string& name);
+
+  std::map<std::string, std::filesystem::path> m_folders;
+};
+
+}  // namespace update

@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// An update whose allocations fail: each of them once, and all from each of them on.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "update/update_test.h"
+
+namespace {
+
+constexpr long kNone = -1;
+
+// How many allocations succeed before one fails; kNone: all do.
+long allocations_left = kNone;
+bool fails_on = false;  // for good
+
+void* Allocate(std::size_t size) {
+  if (allocations_left == 0) {
+    if (!fails_on) allocations_left = kNone;
+    throw std::bad_alloc();
+  }
+  if (allocations_left > 0) --allocations_left;
+  if (void* const memory = std::malloc(size == 0 ? 1 : size)) return memory;
+  throw std::bad_alloc();
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+  return Allocate(size);
+}
+void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, std::size_t /*size*/) noexcept {
+  std::free(memory);
+}
+
+namespace {
+
+using update::FileUpdate;
+using update::UpdateOptions;
+
+struct Case {
+  const char* name;
+  UpdateOptions options;
+};
+
+// Where there is memory for it, files of no disk: there are thousands of updates.
+class MemoryOfUpdates : public testing::Test {
+ protected:
+  static UpdateSandbox InMemory() {
+    if (std::filesystem::is_directory("/dev/shm")) setenv("TMPDIR", "/dev/shm", 0);
+    return {};
+  }
+
+  // Both files get a line, or stay as they are. Whether so many allocations have been enough.
+  bool SufficesFor(const UpdateOptions& options, long allocations) const {
+    m_sandbox.Write("a", "old\n");
+    m_sandbox.Write("b", "old\n");
+    std::filesystem::remove(m_sandbox.PathOf("a~"));
+    m_sandbox.Write("b~", "earlier\n");
+    const std::vector<std::string> names = {m_sandbox.PathOf("a"), m_sandbox.PathOf("b")};
+    bool succeeded = true;
+    allocations_left = allocations;
+    try {
+      FileUpdate update(names, std::chrono::milliseconds(0));
+      for (std::size_t i = 0; i < update.Size(); ++i) update.Replace(i, update.Read(i) + "new\n");
+      update.Commit(options);
+    } catch (const std::exception&) {
+      succeeded = false;
+    }
+    const bool suffices = allocations_left > 0;
+    allocations_left = kNone;
+    ExpectAllOrNone(succeeded, options.backup_suffix.has_value());
+    return suffices;
+  }
+
+  void ExpectAllOrNone(bool all, bool has_backup) const {
+    EXPECT_EQ(m_sandbox.Read("a"), all ? "old\nnew\n" : "old\n");
+    EXPECT_EQ(m_sandbox.Read("b"), all ? "old\nnew\n" : "old\n");
+    EXPECT_EQ(m_sandbox.Read("b~"), all && has_backup ? "old\n" : "earlier\n");
+    std::vector<std::string> names = {"a", "b", "b~"};
+    if (all && has_backup) names.insert(names.begin() + 1, "a~");
+    EXPECT_EQ(m_sandbox.Names(), names);
+  }
+
+  const UpdateSandbox m_sandbox = InMemory();
+};
+
+TEST_F(MemoryOfUpdates, MayEndAnywhere) {
+  const Case cases[] = {{"plain", {}},
+                        {"with a backup, a check and a reload", {"~", "true", "true"}},
+                        {"with a check of the staged text", {std::nullopt, "true {}", ""}},
+                        {"refused by the check", {"~", "echo no; false", ""}},
+                        {"refused by the reload", {"~", "", "false"}}};
+  for (const Case& c : cases) {
+    for (const bool for_good : {false, true}) {
+      fails_on = for_good;
+      long number = 0;
+      do {
+        SCOPED_TRACE(testing::Message() << c.name << ", allocation " << number
+                                        << (for_good ? " and all that follow fail" : " fails"));
+        if (SufficesFor(c.options, number++)) break;
+      } while (!HasFailure());
+      EXPECT_GT(number, 50);
+    }
+  }
+}
+
+}  // namespace
