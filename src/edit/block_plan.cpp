@@ -187,17 +187,21 @@ class BlockPlanner {
     Done(position);
   }
 
+  // A rule takes its conditions along: they would belong to the next one.
   void Remove(std::size_t position, std::size_t child) {
+    if (m_found[position] == kNoChild) m_found[position] = child;
+    TakeAway(position, child);
+    for (const std::size_t condition : ConditionsOf(child)) {
+      if (!m_removed[condition]) TakeAway(position, condition);
+    }
+    Done(position);
+  }
+
+  void TakeAway(std::size_t position, std::size_t child) {
     m_removed[child] = true;
     m_words.Take(child);
-    if (m_found[position] == kNoChild) m_found[position] = child;
     m_planning.layout.Remove(*m_children[child], m_lines[position]);
     Tell(Event::Kind::kRemoved, position, child, std::string());
-    Done(position);
-    // They would belong to the next rule.
-    for (const std::size_t condition : ConditionsOf(child)) {
-      if (!m_removed[condition]) Remove(position, condition);
-    }
   }
 
   void ToBeAdded(std::size_t position) {

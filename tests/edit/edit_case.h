@@ -86,8 +86,8 @@ inline std::string EditedText(const Request& request, const std::string& config)
   return result.refusals.empty() ? result.text : "refused:\n" + AllOf(result.refusals);
 }
 
-// Each edit, made without a word. The same command once more changes nothing, nor does it with every
-// value as it is then.
+// Each edit, made without a word. The same command once more changes nothing, nor does it with
+// every value as it is then.
 inline void ExpectEdits(Dialect dialect, const std::vector<Case>& cases) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);

@@ -38,7 +38,8 @@
 // - Where two sites come to answer to the same name at the same address, which the server ignores
 // one
 //   of, it may be refused.
-// - What an `<IfModule>` inside of a block holds may count as the block's own where the block itself
+// - What an `<IfModule>` inside of a block holds may count as the block's own where the block
+// itself
 //   has nothing of it, and may not.
 // - What makes no sense or is nobody's habit is not asked: see Verdict::open.
 #pragma once
