@@ -3,7 +3,7 @@
 # The front door. `make demo` and `make test` install the packages they need (Debian) and do the rest.
 
 .PHONY: help demo test bindings-test properties attacks document-judges faults asan tsan valgrind coverage fuzz hostile format format-check tidy cppcheck \
-  bench bench-python instructions docs deb deb-test clean
+  bench bench-python instructions growth docs deb deb-test clean
 .DEFAULT_GOAL := help
 
 BUILD_PACKAGES = g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libgit2-dev \
@@ -44,7 +44,8 @@ help:
 	@echo 'make tidy          run clang-tidy over the library, the program and the bindings'
 	@echo 'make cppcheck      run cppcheck over everything'
 	@echo 'make bench         time, memory and growth, beside other programs; QUICK=1 for a short run'
-	@echo 'make instructions  has any fixed request or edit become slower by a tenth, does any edit grow too fast'
+	@echo 'make instructions  has any fixed request or edit become slower by a tenth'
+	@echo 'make growth        does any careful edit grow faster than its input'
 	@echo 'make docs          the pages in docs/ and the C++ interface as a site, build/docs/site/index.html'
 	@echo 'make bench-python  what a request costs more from Python than in C++'
 	@echo 'make deb           build Debian packages, in build/deb, and run lintian over them'
@@ -219,6 +220,12 @@ instructions:
 	cmake --preset bench
 	cmake --build --preset bench --target one_request one_careful_edit
 	bench/instructions.py build/bench
+
+growth:
+	cmake/install-packages.sh $(BUILD_PACKAGES) libbenchmark-dev valgrind python3
+	cmake --preset bench
+	cmake --build --preset bench --target one_careful_edit
+	bench/instructions.py --growth build/bench
 
 DOCS = build/docs/pages
 

@@ -152,10 +152,10 @@ void Layout::ChangeClosing(BlockId block, const std::string& text, std::size_t l
 }
 
 void Layout::ChangeWords(const Child& child, const std::vector<NewWord>& words, std::size_t line) {
-  std::vector<std::string> meant;
-  meant.reserve(words.size());
-  for (const NewWord& word : words) meant.push_back(word.value);
-  m_meant.ChangeWords(child, meant);
+  std::vector<std::string> values;
+  values.reserve(words.size());
+  for (const NewWord& word : words) values.push_back(word.value);
+  m_meant.ChangeWords(child, values);
   const Dialect dialect = m_document.dialect();
   const auto& old_words = child.words;
   const auto same = [&](std::size_t old_word, std::size_t word) {

@@ -168,7 +168,10 @@ Node* SectionTree::FindChild(const Node* node, std::string_view level) {
 }
 
 SectionTree::Family* SectionTree::FamilyOf(Node* parent) {
-  if (parent->children == nullptr) parent->children = &m_families.emplace_back(Family{parent});
+  if (parent->children == nullptr) {
+    m_families.push_back(Family{parent});
+    parent->children = &m_families.back();
+  }
   return parent->children;
 }
 
@@ -241,13 +244,14 @@ Block* SectionTree::OpenBlock(Node* node, const LineIterator& line, bool unique)
 
 Block* SectionTree::AddLine(Block* block, const LineIterator& line, bool unique) {
   Block* const current = Current(block);
-  Element& added = m_elements.emplace_back(Element{{line}});
-  (current->last == nullptr ? current->first : current->last->next) = &added;
-  current->last = &added;
+  m_elements.push_back(Element{{line}});
+  Element* const added = &m_elements.back();
+  (current->last == nullptr ? current->first : current->last->next) = added;
+  current->last = added;
   ++current->size;
   if (unique) {
-    if (current->first_unique == nullptr) current->first_unique = &added;
-    current->last_unique = &added;
+    if (current->first_unique == nullptr) current->first_unique = added;
+    current->last_unique = added;
   }
   return current;
 }
