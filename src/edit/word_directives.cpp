@@ -261,8 +261,16 @@ std::vector<std::size_t> WordDirectives::RemoveNames(const Written& written) {
 
 // --- Addresses ---
 
-std::string WordDirectives::Address(const Words& words) const {
-  return words.size() < 2 ? std::string() : tov_document::NormalAddress(m_dialect, words[1].value);
+std::string WordDirectives::Address(const Words& words) {
+  Texts values;
+  for (const NewWord& word : words) values.push_back(word.value);
+  return tov_document::ListenAddress(values);
+}
+
+// Whether they have one address, whatever the transport.
+bool WordDirectives::SameHost(const Words& a, const Words& b) const {
+  return tov_document::NormalAddress(m_dialect, a[1].value) ==
+         tov_document::NormalAddress(m_dialect, b[1].value);
 }
 
 // The directives with the name and the address of `words`.
@@ -328,10 +336,8 @@ WordDirectives::Outcome WordDirectives::ChangeAddress(Directive& directive, cons
                                                       const Written& now, bool may_change) {
   Directive result = directive;
   const Words wanted = WordsOf(now);
-  if (Address(result.words) != Address(wanted)) {
-    result.words[1] = wanted[1];
-    m_by_address[Address(wanted)].insert(m_by_child.at(directive.child));
-  }
+  if (!SameHost(result.words, wanted)) result.words[1] = wanted[1];
+  m_by_address[Address(wanted)].insert(m_by_child.at(directive.child));
   result.stated[1] = true;
   for (std::size_t i = 2; may_change && i < was.words.size(); ++i) {
     const auto word = WordOf(result, was.words[i]);
@@ -359,7 +365,7 @@ WordDirectives::Outcome WordDirectives::StateAllOptions(const Written* was, cons
   if (directive == nullptr) directive = ListenOn(now, false);
   if (directive == nullptr) return {};
   Words wanted = WordsOf(now);
-  if (Address(directive->words) == Address(wanted)) wanted[1] = directive->words[1];
+  if (SameHost(directive->words, wanted)) wanted[1] = directive->words[1];
   const auto by_value = [](const NewWord& a, const NewWord& b) { return a.value < b.value; };
   Words there = directive->words;
   Words sorted = wanted;

@@ -600,6 +600,40 @@ TEST(Addresses, OfTwoKindsAreTwo) {
         With(config, "[::]:80;\n  server_name a;\n", "[::]:80;\n  server_name a;\n  gzip on;\n")}});
 }
 
+TEST(Addresses, WithAndWithoutConnectionsAreTwo) {
+  const std::string both =
+      "stream {\n\tserver {\n\t\tlisten 53;\n\t\tproxy_pass a;\n\t}\n"
+      "\tserver {\n\t\tlisten 53 udp;\n\t\tproxy_pass b;\n\t}\n}\n";
+  const auto in_stream = [](const std::string& lines) {
+    return "stream {\nserver {\n" + lines + "proxy_pass [% $to %];\n}\n}\n";
+  };
+  ExpectEdits(Dialect::kNginx, {{"the one with connections",
+                                 both,
+                                 in_stream("listen 53;\n"),
+                                 {{"to", kNone, "c"}},
+                                 With(both, "pass a", "pass c")},
+                                {"the one without",
+                                 both,
+                                 in_stream("listen 0.0.0.0:53 udp;\n"),
+                                 {{"to", kNone, "c"}},
+                                 With(both, "pass b", "pass c")},
+                                {"... by a trailing place",
+                                 both,
+                                 in_stream("listen 53 [% $o %];\n"),
+                                 {{"o", kNone, "udp"}, {"to", kNone, "c"}},
+                                 With(both, "pass b", "pass c")}});
+  const std::string udp = "server {\n\tlisten 53 udp;\n}\n";
+  ExpectRefusals(Dialect::kNginx,
+                 {{"what tells one without connections from one with them is said",
+                   udp + "server {\n\tlisten 53;\n}\n",
+                   "server {\nproxy_timeout 3s;\n}\n",
+                   {},
+                   "ambiguous",
+                   "site.template:1:1:",
+                   "site.conf:1:1 'server' (*:53/udp), site.conf:4:1 'server' (*:53). "
+                   "'listen 53 udp;' in the template would mean the first one"}});
+}
+
 TEST(AnAddressThatNoBlockHas, IsAdded) {
   ExpectEdits(Dialect::kNginx,
               {{"to the site of that name",

@@ -1089,6 +1089,58 @@ TEST(Listen, OfABlockWithNothingElseLeavesTheBlock) {
                                  "server {\n\tlisten 10.0.0.2:80;\n}\n"}});
 }
 
+TEST(Listen, WithoutConnectionsIsAnother) {
+  const std::string both = "\tlisten 443 ssl;\n\tlisten 443 quic reuseport;\n";
+  const std::string stream = "stream {\n\tserver {\n\t\tlisten 53;\n\t\tlisten 53 udp;\n\t}\n}\n";
+  ExpectEdits(Dialect::kNginx,
+              Each(Server, {{"quic goes, and TLS stays",
+                             both,
+                             Untaken("listen 443 quic reuseport;\n"),
+                             {},
+                             "\tlisten 443 ssl;\n"},
+                            {"TLS goes, and quic stays",
+                             both,
+                             Untaken("listen 443 ssl;\n"),
+                             {},
+                             "\tlisten 443 quic reuseport;\n"},
+                            {"one moves",
+                             both,
+                             "listen {% $p %};\n",
+                             {{"p", "443", "8443"}},
+                             "\tlisten 8443 ssl;\n\tlisten 443 quic reuseport;\n"},
+                            {"both move",
+                             both,
+                             "listen {% $p %} ssl;\nlisten {% $p %} quic reuseport;\n",
+                             {{"p", "443", "8443"}},
+                             "\tlisten 8443 ssl;\n\tlisten 8443 quic reuseport;\n"},
+                            {"quic comes",
+                             "\tlisten 0.0.0.0:443 ssl;\n",
+                             "listen 443 quic;\n",
+                             {},
+                             "\tlisten 0.0.0.0:443 ssl;\n\tlisten 443 quic;\n"},
+                            {"quic comes by a trailing place",
+                             "\tlisten 443 ssl;\n",
+                             "listen 443 [% $o %];\n",
+                             {{"o", kNone, "quic reuseport"}},
+                             "\tlisten 443 ssl;\n\tlisten 443 quic reuseport;\n"},
+                            {"all options of quic by a trailing place",
+                             both,
+                             "listen 443 [% $o %];\n",
+                             {{"o", kNone, "quic"}},
+                             "\tlisten 443 ssl;\n\tlisten 443 quic;\n"},
+                            {"TLS becomes quic",
+                             "\tlisten *:443 ssl;\n",
+                             "listen 443 {% $o %};\n",
+                             {{"o", "ssl", "quic"}},
+                             "\tlisten *:443 quic;\n"}}));
+  ExpectEdits(Dialect::kNginx,
+              {{"of a stream",
+                stream,
+                "stream {\nserver {\nlisten {% $p %};\nlisten {% $p %} udp;\n}\n}\n",
+                {{"p", "53", "1053"}},
+                With(With(stream, "53;", "1053;"), "53 udp", "1053 udp")}});
+}
+
 TEST(Listen, OfApacheIsALineOfTheTopLevel) {
   ExpectEdits(
       Dialect::kApache,
