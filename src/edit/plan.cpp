@@ -191,8 +191,8 @@ class Planner {
     }
   }
 
-  // What the head of a block comes to say. Of a virtual host's addresses those change that the
-  // template states; the others stay.
+  // What the head of a block comes to say. A virtual host has all addresses that the template
+  // states, and keeps those that it does not.
   Words HeadWords(const TemplateLine& opening, const Child& child) const {
     Words now = WordsOf(*opening.now);
     if (!IsVirtualHost(dialect(), child.values.front()) || opening.beginning) return now;
@@ -216,6 +216,10 @@ class Planner {
       } else if (words.size() > 2) {
         words.erase(at);
       }
+    }
+    // Of all blocks that have one of the addresses, each keeps to its own.
+    for (std::size_t i = 1; i < now.size() && !m_planning.request.all; ++i) {
+      if (find(now[i]) == words.end()) words.push_back(now[i]);
     }
     return words;
   }

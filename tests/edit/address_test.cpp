@@ -335,6 +335,57 @@ TEST(AVirtualHost, FitsByOneOfItsAddresses) {
                 host("*:80", "") + "<VirtualHost *:443>\n  ServerName a\n</VirtualHost>\n"}});
 }
 
+TEST(AVirtualHost, ComesToHaveAllAddressesOfTheTemplate) {
+  const auto host = [](const std::string& addresses) {
+    return "<VirtualHost " + addresses + ">\n\tServerName a\n</VirtualHost>\n";
+  };
+  const Ask raw = [](Request& request) { request.raw.insert("a"); };
+  ExpectEdits(Dialect::kApache, {{"one more",
+                                  host("10.0.0.1:80"),
+                                  host("10.0.0.1:80 10.0.0.2:80"),
+                                  {},
+                                  host("10.0.0.1:80 10.0.0.2:80")},
+                                 {"one more, before the others",
+                                  host("10.0.0.1:80 *:81"),
+                                  host("10.0.0.2:80 10.0.0.1:80"),
+                                  {},
+                                  host("10.0.0.1:80 *:81 10.0.0.2:80")},
+                                 {"one that is there, as it is written there",
+                                  host("_default_:80"),
+                                  host("*:80 10.0.0.2:80"),
+                                  {},
+                                  host("_default_:80 10.0.0.2:80")},
+                                 {"one changes, and one comes",
+                                  host("10.0.0.1:80"),
+                                  host("{% $b %} 10.0.0.9:80"),
+                                  {{"b", "10.0.0.1:80", "10.0.0.3:80"}},
+                                  host("10.0.0.3:80 10.0.0.9:80")},
+                                 {"a value that is one address becomes two",
+                                  host("10.0.0.1:80"),
+                                  host("{% $a %}"),
+                                  {{"a", "10.0.0.1:80", "10.0.0.1:80 [2001:db8::1]:80"}},
+                                  host("10.0.0.1:80 [2001:db8::1]:80"),
+                                  raw},
+                                 {"... and one again",
+                                  host("10.0.0.1:80 [2001:db8::1]:80"),
+                                  host("{% $a %}"),
+                                  {{"a", "10.0.0.1:80 [2001:db8::1]:80", "10.0.0.1:80"}},
+                                  host("10.0.0.1:80"),
+                                  raw},
+                                 {"... and two others",
+                                  host("10.0.0.1:80"),
+                                  host("{% $a %}"),
+                                  {{"a", "10.0.0.1:80", "10.0.0.2:80 [2001:db8::1]:80"}},
+                                  host("10.0.0.2:80 [2001:db8::1]:80"),
+                                  raw},
+                                 {"of all that have one of them, each keeps its own",
+                                  host("*:80") + host("*:443"),
+                                  host("*:80 *:443"),
+                                  {},
+                                  host("*:80") + host("*:443"),
+                                  AskForAll}});
+}
+
 TEST(NamesOfSectionsAndDirectives, OfApacheAreReadInEitherCase) {
   ExpectEdits(Dialect::kApache,
               {{"a virtual host in small letters",
