@@ -3,6 +3,7 @@
 #include "edit/comparison.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "document/ascii.h"
 #include "document/meaning.h"
@@ -40,18 +41,49 @@ bool HasSign(const Texts& words) {
   return !first.empty() && std::string_view("=~^").find(first.front()) != std::string_view::npos;
 }
 
+bool IsIf(Dialect dialect, const Texts& words) {
+  return dialect == Dialect::kNginx && !words.empty() && words.front() == "if";
+}
+
+// nginx takes the parentheses off a condition, and blanks may stand inside of them. `whole`: the
+// closing one stands at its end.
+Texts WithoutParentheses(Texts words, bool whole) {
+  if (words.size() > 1 && words[1].substr(0, 1) == "(") {
+    words[1].erase(0, 1);
+    if (words[1].empty()) words.erase(words.begin() + 1);
+  }
+  if (whole && words.size() > 1 && !words.back().empty() && words.back().back() == ')') {
+    words.back().pop_back();
+    if (words.back().empty()) words.pop_back();
+  }
+  return words;
+}
+
+// The same of a beginning.
+Beginning WithoutParenthesis(Beginning beginning) {
+  if (beginning.words.size() > 1) {
+    beginning.words = WithoutParentheses(std::move(beginning.words), false);
+  } else if (beginning.next.substr(0, 1) == "(") {
+    beginning.next.erase(0, 1);
+  }
+  return beginning;
+}
+
 }  // namespace
 
 bool SameWords(Dialect dialect, const Texts& a, const Texts& b) {
   if (a.empty() || b.empty()) return a.size() == b.size();
   if (!SameName(dialect, a.front(), b.front())) return false;
+  if (IsIf(dialect, a)) return WithoutParentheses(a, true) == WithoutParentheses(b, true);
   if (a.size() == b.size()) return std::equal(a.begin() + 1, a.end(), b.begin() + 1);
   const bool locations = IsLocation(dialect, a) && IsLocation(dialect, b);
   return locations && a.size() > 1 && b.size() > 1 && HasSign(a) && HasSign(b) &&
          JoinedArguments(a) == JoinedArguments(b);
 }
 
-bool BeginsWith(Dialect dialect, const Texts& words, const Beginning& beginning) {
+namespace {
+
+bool BeginSo(Dialect dialect, const Texts& words, const Beginning& beginning) {
   const std::size_t count = beginning.words.size();
   if (words.size() < count || (count == 0 && words.empty())) return false;
   for (std::size_t i = 0; i < count; ++i) {
@@ -64,20 +96,30 @@ bool BeginsWith(Dialect dialect, const Texts& words, const Beginning& beginning)
          words[count].compare(0, beginning.next.size(), beginning.next) == 0;
 }
 
+}  // namespace
+
+bool BeginsWith(Dialect dialect, const Texts& words, const Beginning& beginning) {
+  if (!IsIf(dialect, beginning.words)) return BeginSo(dialect, words, beginning);
+  return BeginSo(dialect, WithoutParentheses(words, true), WithoutParenthesis(beginning));
+}
+
 std::string NameKey(Dialect dialect, const std::string& name) {
   return dialect == Dialect::kApache ? tov_document::Lower(name) : name;
 }
 
 // The name, and all arguments as one text: how a location's sign is cut off makes no difference.
 std::string KeyOf(Dialect dialect, const Texts& words) {
-  return words.empty() ? std::string()
-                       : NameKey(dialect, words.front()) + '\0' + JoinedArguments(words);
+  if (words.empty()) return std::string();
+  return NameKey(dialect, words.front()) + '\0' +
+         JoinedArguments(IsIf(dialect, words) ? WithoutParentheses(words, true) : words);
 }
 
 std::string KeyOf(Dialect dialect, const Beginning& beginning) {
   // Without a whole word it is the name that begins so.
-  return beginning.words.empty() ? NameKey(dialect, beginning.next)
-                                 : KeyOf(dialect, beginning.words) + beginning.next;
+  if (beginning.words.empty()) return NameKey(dialect, beginning.next);
+  if (!IsIf(dialect, beginning.words)) return KeyOf(dialect, beginning.words) + beginning.next;
+  const Beginning bare = WithoutParenthesis(beginning);
+  return NameKey(dialect, bare.words.front()) + '\0' + JoinedArguments(bare.words) + bare.next;
 }
 
 bool IsVirtualHost(Dialect dialect, std::string_view name) {

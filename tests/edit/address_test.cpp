@@ -294,6 +294,30 @@ TEST(TheOpeningLine, IsReadByWords) {
        edited("a pattern", "location ~*\\.php$ {\n", "~* \\.php$")});
 }
 
+TEST(TheOpeningLine, OfAnIfIsReadWithoutItsParentheses) {
+  const std::string spaced =
+      "server {\n\tserver_name a;\n\tif ( $request_method = POST ) {\n\t\treturn 405;\n\t}\n}\n";
+  const std::string tight = With(spaced, "( $request_method = POST )", "($request_method = POST)");
+  const auto returning = [](const std::string& condition) {
+    return "server {\nserver_name a;\nif " + condition + " {\nreturn [% $c %];\n}\n}\n";
+  };
+  const std::string going =
+      "server {\nserver_name a;\n{% if $none %}\nif ($request_method = POST) {\n}\n{% endif "
+      "%}\n}\n";
+  ExpectEdits(Dialect::kNginx,
+              {{"with blanks in the configuration",
+                spaced,
+                returning("($request_method = POST)"),
+                {{"c", kNone, "403"}},
+                With(spaced, "405", "403")},
+               {"with blanks in the template",
+                tight,
+                returning("( $request_method = POST )"),
+                {{"c", kNone, "403"}},
+                With(tight, "405", "403")},
+               {"one that goes", spaced, going, {}, "server {\n\tserver_name a;\n}\n"}});
+}
+
 TEST(TheOpeningLine, OfALocationWithAnotherSignIsAnother) {
   ExpectEdits(Dialect::kNginx,
               {{"an exact one beside a prefix",

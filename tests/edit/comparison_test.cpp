@@ -32,24 +32,36 @@ std::string Shown(const Pair& pair) {
 }
 
 TEST(Directives, AreOneWhenTheirWordsAre) {
-  const std::vector<Pair> pairs = {{kNginx, {"root", "/a"}, {"root", "/a"}, true},
-                                   {kNginx, {"root", "/a"}, {"root", "/ab"}, false},
-                                   {kNginx, {"root", "/a"}, {"root", "/a", "x"}, false},
-                                   {kNginx, {"root", "/a"}, {"Root", "/a"}, false},
-                                   {kNginx, {"set", "$x", "a b"}, {"set", "$x", "a", "b"}, false},
-                                   {kNginx, {"location", "=", "/x"}, {"location", "=/x"}, true},
-                                   {kNginx, {"location", "~*", "x"}, {"location", "~*x"}, true},
-                                   {kNginx, {"location", "^~", "/x"}, {"location", "^~/x"}, true},
-                                   {kNginx, {"location", "/x", "/y"}, {"location", "/x/y"}, false},
-                                   {kNginx, {"location", "=", "/x"}, {"location", "/x"}, false},
-                                   {kNginx, {"server"}, {"server"}, true},
-                                   {kNginx, {}, {}, true},
-                                   {kNginx, {}, {"server"}, false},
-                                   {kApache, {"DocumentRoot", "/a"}, {"documentroot", "/a"}, true},
-                                   {kApache, {"SetEnv", "A", "1"}, {"SetEnv", "a", "1"}, false}};
+  const std::vector<Pair> pairs = {
+      {kNginx, {"root", "/a"}, {"root", "/a"}, true},
+      {kNginx, {"root", "/a"}, {"root", "/ab"}, false},
+      {kNginx, {"root", "/a"}, {"root", "/a", "x"}, false},
+      {kNginx, {"root", "/a"}, {"Root", "/a"}, false},
+      {kNginx, {"set", "$x", "a b"}, {"set", "$x", "a", "b"}, false},
+      {kNginx, {"location", "=", "/x"}, {"location", "=/x"}, true},
+      {kNginx, {"location", "~*", "x"}, {"location", "~*x"}, true},
+      {kNginx, {"location", "^~", "/x"}, {"location", "^~/x"}, true},
+      {kNginx, {"location", "/x", "/y"}, {"location", "/x/y"}, false},
+      {kNginx, {"location", "=", "/x"}, {"location", "/x"}, false},
+      {kNginx, {"if", "($a", "=", "b)"}, {"if", "(", "$a", "=", "b", ")"}, true},
+      {kNginx, {"if", "($a)"}, {"if", "(", "$a)"}, true},
+      {kNginx, {"if", "($a)"}, {"if", "($b)"}, false},
+      {kNginx, {"if", "($a", "~", "(b))"}, {"if", "($a", "~", "(b)", ")"}, true},
+      {kNginx, {"if", "($a", "~", "(b))"}, {"if", "($a", "~", "(b", ")"}, false},
+      {kNginx, {"if", "()"}, {"if", "(", ")"}, true},
+      {kNginx, {"set", "$x", "(a"}, {"set", "$x", "(", "a"}, false},
+      {kApache, {"If", "(a)"}, {"If", "(", "a", ")"}, false},
+      {kNginx, {"server"}, {"server"}, true},
+      {kNginx, {}, {}, true},
+      {kNginx, {}, {"server"}, false},
+      {kApache, {"DocumentRoot", "/a"}, {"documentroot", "/a"}, true},
+      {kApache, {"SetEnv", "A", "1"}, {"SetEnv", "a", "1"}, false}};
   for (const Pair& pair : pairs) {
     EXPECT_EQ(SameWords(pair.dialect, pair.a, pair.b), pair.same) << Shown(pair);
     EXPECT_EQ(SameWords(pair.dialect, pair.b, pair.a), pair.same) << Shown(pair);
+    if (pair.same) {
+      EXPECT_EQ(KeyOf(pair.dialect, pair.a), KeyOf(pair.dialect, pair.b)) << Shown(pair);
+    }
   }
 }
 
@@ -92,9 +104,17 @@ TEST(ABeginning, IsWholeWordsAndAPartOfOne) {
       {kNginx, {"access_log", "/srv/a"}, {{"access_log"}, "/var/"}, false},
       {kNginx, {"access_log"}, {{"access_log"}, "/var/"}, false},
       {kNginx, {"root", "/a"}, {{}, "ro"}, true},
+      {kNginx, {"if", "(", "$a", "=", "b", ")"}, {{"if", "($a"}, ""}, true},
+      {kNginx, {"if", "($a", "=", "b)"}, {{"if", "(", "$a"}, ""}, true},
+      {kNginx, {"if", "(", "$ab)"}, {{"if"}, "($a"}, true},
+      {kNginx, {"if", "($b)"}, {{"if"}, "($a"}, false},
       {kNginx, {}, {{}, ""}, false}};
   for (const Begun& begun : all) {
     EXPECT_EQ(BeginsWith(begun.dialect, begun.words, begun.beginning), begun.begins)
+        << Shown({begun.dialect, begun.words, begun.beginning.words, false});
+    if (!begun.begins) continue;
+    const std::string key = KeyOf(begun.dialect, begun.beginning);
+    EXPECT_EQ(KeyOf(begun.dialect, begun.words).substr(0, key.size()), key)
         << Shown({begun.dialect, begun.words, begun.beginning.words, false});
   }
 }
