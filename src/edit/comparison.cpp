@@ -59,11 +59,35 @@ Texts WithoutParentheses(Texts words, bool whole) {
   return words;
 }
 
-// The same of a beginning.
-Beginning WithoutParenthesis(Beginning beginning) {
-  if (beginning.words.size() > 1) {
+bool IsDirectory(Dialect dialect, const Texts& words) {
+  return dialect == Dialect::kApache && words.size() == 2 &&
+         SameName(dialect, words.front(), "Directory");
+}
+
+// httpd compares the path of a <Directory> with one slash at its end.
+Texts WithSlash(Texts words) {
+  std::string& path = words.back();
+  while (!path.empty() && path.back() == '/') path.pop_back();
+  path += '/';
+  return words;
+}
+
+bool HasManySpellings(Dialect dialect, const Texts& words) {
+  return IsIf(dialect, words) || IsDirectory(dialect, words);
+}
+
+// `words`, of which HasManySpellings holds, as their server compares them.
+Texts OneSpelling(Dialect dialect, const Texts& words) {
+  return IsIf(dialect, words) ? WithoutParentheses(words, true) : WithSlash(words);
+}
+
+// The same of any beginning.
+Beginning OneSpelling(Dialect dialect, Beginning beginning) {
+  if (IsDirectory(dialect, beginning.words)) {
+    beginning.words = WithSlash(std::move(beginning.words));
+  } else if (IsIf(dialect, beginning.words) && beginning.words.size() > 1) {
     beginning.words = WithoutParentheses(std::move(beginning.words), false);
-  } else if (beginning.next.substr(0, 1) == "(") {
+  } else if (IsIf(dialect, beginning.words) && beginning.next.substr(0, 1) == "(") {
     beginning.next.erase(0, 1);
   }
   return beginning;
@@ -74,7 +98,10 @@ Beginning WithoutParenthesis(Beginning beginning) {
 bool SameWords(Dialect dialect, const Texts& a, const Texts& b) {
   if (a.empty() || b.empty()) return a.size() == b.size();
   if (!SameName(dialect, a.front(), b.front())) return false;
-  if (IsIf(dialect, a)) return WithoutParentheses(a, true) == WithoutParentheses(b, true);
+  if (IsIf(dialect, a)) return OneSpelling(dialect, a) == OneSpelling(dialect, b);
+  if (IsDirectory(dialect, a) && IsDirectory(dialect, b)) {
+    return WithSlash(a).back() == WithSlash(b).back();
+  }
   if (a.size() == b.size()) return std::equal(a.begin() + 1, a.end(), b.begin() + 1);
   const bool locations = IsLocation(dialect, a) && IsLocation(dialect, b);
   return locations && a.size() > 1 && b.size() > 1 && HasSign(a) && HasSign(b) &&
@@ -99,8 +126,8 @@ bool BeginSo(Dialect dialect, const Texts& words, const Beginning& beginning) {
 }  // namespace
 
 bool BeginsWith(Dialect dialect, const Texts& words, const Beginning& beginning) {
-  if (!IsIf(dialect, beginning.words)) return BeginSo(dialect, words, beginning);
-  return BeginSo(dialect, WithoutParentheses(words, true), WithoutParenthesis(beginning));
+  if (!HasManySpellings(dialect, words)) return BeginSo(dialect, words, beginning);
+  return BeginSo(dialect, OneSpelling(dialect, words), OneSpelling(dialect, beginning));
 }
 
 std::string NameKey(Dialect dialect, const std::string& name) {
@@ -111,15 +138,14 @@ std::string NameKey(Dialect dialect, const std::string& name) {
 std::string KeyOf(Dialect dialect, const Texts& words) {
   if (words.empty()) return std::string();
   return NameKey(dialect, words.front()) + '\0' +
-         JoinedArguments(IsIf(dialect, words) ? WithoutParentheses(words, true) : words);
+         JoinedArguments(HasManySpellings(dialect, words) ? OneSpelling(dialect, words) : words);
 }
 
 std::string KeyOf(Dialect dialect, const Beginning& beginning) {
   // Without a whole word it is the name that begins so.
   if (beginning.words.empty()) return NameKey(dialect, beginning.next);
-  if (!IsIf(dialect, beginning.words)) return KeyOf(dialect, beginning.words) + beginning.next;
-  const Beginning bare = WithoutParenthesis(beginning);
-  return NameKey(dialect, bare.words.front()) + '\0' + JoinedArguments(bare.words) + bare.next;
+  const Beginning one = OneSpelling(dialect, beginning);
+  return NameKey(dialect, one.words.front()) + '\0' + JoinedArguments(one.words) + one.next;
 }
 
 bool IsVirtualHost(Dialect dialect, std::string_view name) {

@@ -26,7 +26,8 @@ Role RoleOf(Dialect dialect, std::string_view name);
 
 // Whether two directives, or two heads of blocks, are one: the name in any case in Apache, a
 // location of nginx with a blank behind its sign or without, the condition of nginx's "if" with
-// blanks inside its parentheses or without, all other words as they are.
+// blanks inside its parentheses or without, the path of Apache's <Directory> with a slash at its
+// end or without, all other words as they are.
 bool SameWords(Dialect dialect, const Texts& a, const Texts& b);
 
 // Whether `words` begin so.

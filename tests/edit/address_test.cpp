@@ -410,6 +410,30 @@ TEST(AVirtualHost, ComesToHaveAllAddressesOfTheTemplate) {
                                   AskForAll}});
 }
 
+TEST(ADirectory, IsThatWithASlashBehindItsPath) {
+  const auto site = [](const std::string& path, const std::string& line) {
+    return "<VirtualHost *:80>\n\tServerName a\n\t<Directory " + path + ">\n\t\t" + line +
+           "\n\t</Directory>\n</VirtualHost>\n";
+  };
+  ExpectEdits(Dialect::kApache,
+              {{"which the configuration has",
+                site("/srv/a/", "AllowOverride All"),
+                site("/srv/a", "AllowOverride [% $o %]"),
+                {{"o", kNone, "None"}},
+                site("/srv/a/", "AllowOverride None")},
+               {"which the template has",
+                site("\"/srv/a\"", "AllowOverride All"),
+                site("/srv/a/", "AllowOverride [% $o %]"),
+                {{"o", kNone, "None"}},
+                site("\"/srv/a\"", "AllowOverride None")},
+               {"it goes",
+                site("/srv/a/", "AllowOverride All"),
+                "<VirtualHost *:80>\nServerName a\n{% if $none %}\n<Directory /srv/a>\n"
+                "</Directory>\n{% endif %}\n</VirtualHost>\n",
+                {},
+                "<VirtualHost *:80>\n\tServerName a\n</VirtualHost>\n"}});
+}
+
 TEST(NamesOfSectionsAndDirectives, OfApacheAreReadInEitherCase) {
   ExpectEdits(Dialect::kApache,
               {{"a virtual host in small letters",
