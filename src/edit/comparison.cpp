@@ -158,6 +158,18 @@ bool SameHead(Dialect dialect, const Texts& a, const Texts& b) {
   return ShareOne(AddressesIn(dialect, a), AddressesIn(dialect, b));
 }
 
+bool AreTwins(Dialect dialect, const Texts& a, const Texts& b) {
+  const auto path = [dialect](const Texts& words) {
+    if (!IsLocation(dialect, words) || words.size() < 2) return std::string();
+    const std::string joined = JoinedArguments(words);
+    if (joined.compare(0, 2, "^~") == 0) return joined.substr(2);
+    return HasSign(words) ? std::string() : joined;
+  };
+  if (a.empty() || b.empty() || SameHead(dialect, a, b)) return SameHead(dialect, a, b);
+  const std::string of_a = path(a);
+  return !of_a.empty() && of_a == path(b);
+}
+
 Texts NamesIn(Dialect dialect, const Texts& words) {
   Texts names;
   if (words.empty() || RoleOf(dialect, words.front()) != Role::kNames) return names;

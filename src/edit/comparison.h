@@ -43,6 +43,10 @@ std::string KeyOf(Dialect dialect, const Beginning& beginning);
 // Whether the heads are those of one block: two of <VirtualHost> are when they share an address.
 bool SameHead(Dialect dialect, const Texts& a, const Texts& b);
 
+// Whether nginx, which takes a location once only, would refuse the second of two blocks with these
+// heads: "/x" and "^~ /x" are one to it, "= /x" and regular expressions are others.
+bool AreTwins(Dialect dialect, const Texts& a, const Texts& b);
+
 // Whether blocks of this name are Apache's <VirtualHost>.
 bool IsVirtualHost(Dialect dialect, std::string_view name);
 

@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <map>
+#include <optional>
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -98,6 +100,7 @@ class Planner {
       if (!match.at) continue;
       m_inner[match.parent].emplace(match.block, *match.at);
       m_is_there[match.block] = true;
+      m_matched.emplace(*match.at, match.block);
     }
   }
 
@@ -164,7 +167,7 @@ class Planner {
       return;
     }
     m_planning.plan.identities = true;
-    RefuseTwins(opening, id, values);
+    RefuseTwins(opening, document().blocks()[id].parent, id, values);
     m_planning.layout.ChangeWords(child, words, block.opening);
     if (dialect() == Dialect::kApache &&
         !tov_document::SameName(dialect(), child.values.front(), values.front())) {
@@ -173,22 +176,38 @@ class Planner {
     Tell(Event::Kind::kChanged, block.opening, head, opening.now->text);
   }
 
-  // nginx takes a location, and an upstream, once only.
-  void RefuseTwins(const TemplateLine& opening, BlockId id, const Texts& values) {
+  // nginx takes a location, and an upstream, once only. `own`: the block that comes to have the
+  // head; none: it is new.
+  void RefuseTwins(const TemplateLine& opening, BlockId parent, std::optional<BlockId> own,
+                   const Texts& values) {
     const bool once = values.front() == "location" || values.front() == "upstream";
     if (dialect() != Dialect::kNginx || !once ||
         m_planning.request.forced.count("collision") != 0) {
       return;
     }
     const auto& blocks = document().blocks();
-    const BlockId parent = blocks[id].parent;
     for (BlockId other = parent + 1; other < blocks[parent].next; other = blocks[other].next) {
-      if (other == id || !SameWords(dialect(), m_planning.contents.HeadOf(other), values)) continue;
+      const Texts head = m_planning.contents.HeadOf(other);
+      if (other == own || !AreTwins(dialect(), head, values) || GoesOrChanges(other)) continue;
       m_planning.findings.refusals.push_back(
           {"collision", Shown(opening.place) + ": there is a block " + Quoted(opening.now->text) +
                             " already, " +
-                            Described(m_planning.contents, m_planning.config_name, other)});
+                            Described(m_planning.contents, m_planning.config_name, other) +
+                            (SameWords(dialect(), head, values)
+                                 ? ""
+                                 : ": nginx takes one location of a path only, whether '^~' stands "
+                                   "before it or not")});
     }
+  }
+
+  // Whether the template removes the block or gives it another opening line.
+  bool GoesOrChanges(BlockId id) const {
+    const auto matched = m_matched.find(id);
+    if (matched == m_matched.end()) return false;
+    const TemplateBlock& block = m_planning.tree.blocks[matched->second];
+    const std::optional<Written>& now = m_planning.tree.lines[block.opening].now;
+    return !block.enabled ||
+           (now && !SameWords(dialect(), m_planning.contents.HeadOf(id), now->words));
   }
 
   // What the head of a block comes to say. A virtual host has all addresses that the template
@@ -251,6 +270,7 @@ class Planner {
       Tell(Event::Kind::kAdded, line, Span(), made.lines()[text]);
     }
     const BlockId around = *m_matches[match.parent].at;
+    RefuseTwins(opening, around, std::nullopt, opening.now->words);
     const PlaceOfBlock& where = m_places.For(around, opening.now->words.front());
     m_planning.layout.Add(where.place, made.lines(), made.depths(), where.blank_before,
                           block.opening);
@@ -279,6 +299,7 @@ class Planner {
   BlockPlaces m_places;
   std::vector<std::map<std::size_t, BlockId>> m_inner;  // by matches: see PlanBlock
   std::vector<bool> m_is_there;                         // by blocks of the template
+  std::unordered_map<BlockId, std::size_t> m_matched;   // blocks of the template
 };
 
 }  // namespace

@@ -92,6 +92,30 @@ TEST(Heads, AreOfOneBlockWhenTheyShareAnAddress) {
   }
 }
 
+TEST(Locations, AreTwinsWhenNginxTakesOneOfThemOnly) {
+  const std::vector<Pair> pairs = {
+      {kNginx, {"location", "/a"}, {"location", "/a"}, true},
+      {kNginx, {"location", "/a"}, {"location", "^~", "/a"}, true},
+      {kNginx, {"location", "/a"}, {"location", "^~/a"}, true},
+      {kNginx, {"location", "^~", "/a"}, {"location", "^~/a"}, true},
+      {kNginx, {"location", "=", "/a"}, {"location", "=/a"}, true},
+      {kNginx, {"location", "/a"}, {"location", "/a/"}, false},
+      {kNginx, {"location", "/a"}, {"location", "=", "/a"}, false},
+      {kNginx, {"location", "^~", "/a"}, {"location", "~", "/a"}, false},
+      {kNginx, {"location", "^~", "/a"}, {"location", "~*", "/a"}, false},
+      {kNginx, {"location", "@a"}, {"location", "@a"}, true},
+      {kNginx, {"location", "@a"}, {"location", "@b"}, false},
+      {kNginx, {"location", "^~"}, {"location"}, false},
+      {kNginx, {"upstream", "a"}, {"upstream", "a"}, true},
+      {kNginx, {"upstream", "a"}, {"location", "a"}, false},
+      {kApache, {"Location", "/a"}, {"Location", "^~", "/a"}, false},
+      {kNginx, {}, {"location", "/a"}, false}};
+  for (const Pair& pair : pairs) {
+    EXPECT_EQ(AreTwins(pair.dialect, pair.a, pair.b), pair.same) << Shown(pair);
+    EXPECT_EQ(AreTwins(pair.dialect, pair.b, pair.a), pair.same) << Shown(pair);
+  }
+}
+
 TEST(ABeginning, IsWholeWordsAndAPartOfOne) {
   struct Begun {
     Dialect dialect;

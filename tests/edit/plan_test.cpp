@@ -979,6 +979,54 @@ TEST(ANewBlock, StandsBehindTheLastOneOfItsKind) {
                      "\tlocation / {\n\t\tindex i;\n\t}\n"}}));
 }
 
+TEST(ALocation, ThatNginxWouldNotTakeTwiceIsRefused) {
+  const std::string strong = "\tlocation ^~ /img/ {\n\t\texpires 30d;\n\t}\n";
+  ExpectRefusals(
+      Dialect::kNginx,
+      EachSaid(Server, {{"a new one beside one that ends the search",
+                         strong,
+                         "location /img/ {\nexpires 7d;\n}\n",
+                         {},
+                         "collision",
+                         "site.template:3:1:",
+                         "site.conf:3:2 'location ^~ /img/': nginx takes one location of a path"},
+                        {"a new one that ends the search",
+                         "\tlocation /img/ {\n\t}\n",
+                         "location ^~ /img/ {\nexpires 7d;\n}\n",
+                         {},
+                         "collision",
+                         "site.template:3:1:",
+                         "there is a block 'location ^~ /img/ {' already, site.conf:3:2 "
+                         "'location /img/'"},
+                        {"one that is renamed",
+                         strong + "\tlocation /b/ {\n\t}\n",
+                         "location {% $l %} {\n}\n",
+                         {{"l", "/b/", "/img/"}},
+                         "collision",
+                         "site.template:3:1:",
+                         "site.conf:3:2 'location ^~ /img/'"}}));
+  ExpectEdits(
+      Dialect::kNginx,
+      Each(Server, {{"a location of this path alone is another",
+                     strong,
+                     "location = /img/ {\nexpires 7d;\n}\n",
+                     {},
+                     strong + "\tlocation = /img/ {\n\t\texpires 7d;\n\t}\n"},
+                    {"one takes the place of the other",
+                     strong,
+                     "location /img/ {\nexpires 7d;\n}\n" + Untaken("location ^~ /img/ {\n}\n"),
+                     {},
+                     "\tlocation /img/ {\n\t\texpires 7d;\n\t}\n"}}));
+  const auto force = [](Request& request) { request.forced.insert("collision"); };
+  Case forced = {"when that is forced",
+                 Server(strong),
+                 Server("location /img/ {\n}\n"),
+                 {},
+                 Server(strong + "\tlocation /img/ {\n\t}\n"),
+                 force};
+  ExpectEdits(Dialect::kNginx, {forced});
+}
+
 // --- listen ---
 
 TEST(Listen, IsItsAddressAndItsOptions) {
