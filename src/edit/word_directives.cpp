@@ -35,6 +35,24 @@ bool HasWord(const Words& words, const std::string& value) {
                      [&](const NewWord& word) { return word.value == value; });
 }
 
+// Whether a name has neither scheme nor port.
+bool IsBare(const std::string& name) {
+  return SameLetters(tov_document::NormalName(Dialect::kApache, name), name);
+}
+
+// The word of a ServerName with another host: what stands around the host stays.
+NewWord Renamed(NewWord word, const std::string& host) {
+  const std::string old_host = tov_document::NormalName(Dialect::kApache, word.value);
+  for (std::string* const text : {&word.value, &word.spelled}) {
+    const std::size_t scheme = text->find("://");
+    const std::size_t from = scheme == std::string::npos ? 0 : scheme + 3;
+    const std::size_t at = tov_document::Lower(*text).find(old_host, from);
+    if (at == std::string::npos) return {host, host};
+    text->replace(at, old_host.size(), host);
+  }
+  return word;
+}
+
 bool States(const Written& written, const std::string& word) {
   return std::any_of(written.words.begin() + 1, written.words.end(),
                      [&](const std::string& other) { return SameLetters(other, word); });
@@ -147,15 +165,21 @@ WordDirectives::Outcome WordDirectives::StateNames(const Written& was, const Wri
     const auto spot = SpotOf(naming, was.words[i], false);
     if (!spot) continue;
     touched.push_back(spot->directive);
+    NewWord& word = spot->directive->words[spot->word];
     if (i < now.words.size() && Normal(now.words[i]) == Normal(was.words[i])) {
       spot->directive->stated[spot->word] = true;
+      // Only the scheme or the port of a ServerName changes.
+      if (word.value != was.words[i] || SameLetters(was.words[i], now.words[i])) continue;
+      word = {now.words[i], now.spelled[i]};
+      changed.push_back(spot->directive->child);
       continue;
     }
     changed.push_back(spot->directive->child);
     // A ServerName has one name, alias or not.
     const bool only = SameName(m_dialect, spot->directive->words.front().value, "ServerName");
     if (i < now.words.size() && (only || !SpotOf(naming, now.words[i], true))) {
-      spot->directive->words[spot->word] = {now.words[i], now.spelled[i]};
+      const bool bare = only && IsBare(was.words[i]) && IsBare(now.words[i]);
+      word = bare ? Renamed(word, now.words[i]) : NewWord{now.words[i], now.spelled[i]};
       spot->directive->stated[spot->word] = true;
     } else {
       Erase(*spot->directive, spot->word);

@@ -1349,6 +1349,44 @@ TEST(Names, OfApacheStandInServerNameAndServerAlias) {
         "<VirtualHost *:80>\n\tServerAlias b\n</VirtualHost>\n"}});
 }
 
+TEST(Names, OfServerNameChangeBetweenSchemeAndPort) {
+  const auto host = [](const std::string& name) {
+    return "<VirtualHost *:80>\n\tServerName " + name + "\n</VirtualHost>\n";
+  };
+  const NamedValues c_to_d = {{"n", "c.example", "d.example"}};
+  ExpectEdits(Dialect::kApache, {{"both stay", host("https://c.example:443"), host("{% $n %}"),
+                                  c_to_d, host("https://d.example:443")},
+                                 {"a port stays", host("C.Example:80"), host("{% $n %}"), c_to_d,
+                                  host("d.example:80")},
+                                 {"quotes stay", host("\"c.example:80\""), host("{% $n %}"), c_to_d,
+                                  host("\"d.example:80\"")},
+                                 {"a host that is in the scheme, too",
+                                  host("https://s:80"),
+                                  host("{% $n %}"),
+                                  {{"n", "s", "t"}},
+                                  host("https://t:80")},
+                                 {"what the template states changes",
+                                  host("c.example:80"),
+                                  host("{% $n %}"),
+                                  {{"n", "c.example:80", "https://d.example"}},
+                                  host("https://d.example")},
+                                 {"a new port alone",
+                                  host("c.example:80"),
+                                  host("c.example:{% $p %}"),
+                                  {{"p", "80", "8080"}},
+                                  host("c.example:8080")},
+                                 {"a port that comes",
+                                  host("c.example"),
+                                  host("{% $n %}"),
+                                  {{"n", "c.example", "c.example:80"}},
+                                  host("c.example:80")},
+                                 {"a line without a value leaves both alone",
+                                  host("https://c.example:443"),
+                                  host("c.example"),
+                                  {},
+                                  host("https://c.example:443")}});
+}
+
 TEST(Names, MayBeManyAndLong) {
   std::string names;
   for (int i = 0; i < 1500; ++i) names += " www" + std::to_string(i) + ".example";
