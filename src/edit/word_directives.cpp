@@ -356,6 +356,19 @@ WordDirectives::Outcome WordDirectives::Join(Directive& directive, const Written
   return ChangeAddress(directive, now, now, may_change);
 }
 
+// The options of `was` that `wanted` has not go; one that comes instead takes the place of its own.
+void WordDirectives::ReplaceOptions(Directive& directive, const Written& was, const Words& wanted) {
+  for (std::size_t i = 2; i < was.words.size(); ++i) {
+    const auto word = WordOf(directive, was.words[i]);
+    if (!word || HasWord(wanted, was.words[i])) continue;
+    if (i < wanted.size() && !WordOf(directive, wanted[i].value)) {
+      directive.words[*word] = wanted[i];
+    } else {
+      Erase(directive, *word);
+    }
+  }
+}
+
 WordDirectives::Outcome WordDirectives::ChangeAddress(Directive& directive, const Written& was,
                                                       const Written& now, bool may_change) {
   Directive result = directive;
@@ -363,21 +376,15 @@ WordDirectives::Outcome WordDirectives::ChangeAddress(Directive& directive, cons
   if (!SameHost(result.words, wanted)) result.words[1] = wanted[1];
   m_by_address[Address(wanted)].insert(m_by_child.at(directive.child));
   result.stated[1] = true;
-  for (std::size_t i = 2; may_change && i < was.words.size(); ++i) {
-    const auto word = WordOf(result, was.words[i]);
-    const bool stays =
-        std::find(now.words.begin() + 2, now.words.end(), was.words[i]) != now.words.end();
-    if (word && !stays) Erase(result, *word);
-  }
-  for (std::size_t i = wanted.size(); i-- > 2;) {
+  if (may_change) ReplaceOptions(result, was, wanted);
+  // What is new stands behind the option that the template has before it.
+  std::size_t before = 1;
+  for (std::size_t i = 2; i < wanted.size(); ++i) {
     const auto word = WordOf(result, wanted[i].value);
-    if (word) {
-      result.stated[*word] = true;
-    } else if (may_change) {
-      Insert(result, 2, wanted[i]);
-    } else {
-      return {Kind::kOther, {directive.child}};
-    }
+    if (!word && !may_change) return {Kind::kOther, {directive.child}};
+    if (!word) Insert(result, before + 1, wanted[i]);
+    before = word ? *word : before + 1;
+    result.stated[before] = true;
   }
   const bool changed = !SameValues(result.words, directive.words);
   directive = std::move(result);

@@ -112,6 +112,7 @@ class WordDirectives {
   std::string Normal(const std::string& name) const;
   static std::string Address(const Words& words);
   bool SameHost(const Words& a, const Words& b) const;
+  static void ReplaceOptions(Directive& directive, const Written& was, const Words& wanted);
   static bool IsStated(const Directive& directive);
   static void Insert(Directive& directive, std::size_t at, const NewWord& word);
   static void Erase(Directive& directive, std::size_t at);
