@@ -731,6 +731,24 @@ std::string SoughtBlock(const TemplateTree& tree, Dialect dialect, std::size_t b
   return listed.empty() ? text : text + " (" + Printable(listed) + ")";
 }
 
+std::string BlocksLike(const Contents& contents, const std::string& config_name,
+                       const TemplateLine& opening) {
+  constexpr std::size_t kMost = 3;
+  const std::optional<Written>& head = opening.was ? opening.was : opening.now;
+  std::string listed;
+  if (!head) return listed;
+  std::size_t count = 0;
+  const Document& document = contents.document();
+  for (BlockId id = 1; id < document.blocks().size() && count < kMost; ++id) {
+    if (!tov_document::SameName(contents.dialect(), contents.HeadOf(id).front(),
+                                head->words.front())) {
+      continue;
+    }
+    listed += (count++ == 0 ? "; there are " : ", ") + Described(contents, config_name, id);
+  }
+  return listed;
+}
+
 bool MayBeLeftOut(const Contents& contents, BlockId block, BlockId scope) {
   return MayBeLeftOut(contents.dialect(), contents.HeadOf(block), scope);
 }

@@ -110,7 +110,7 @@ class Planner {
       const TemplateBlock& block = m_planning.tree.blocks[match.block];
       if (!block.enabled) {
         if (match.at) RemoveBlock(block, *match.at);
-        if (!match.at) MissBlock(block);
+        if (!match.at) MissBlock(match.block);
       } else if (!match.at) {
         // Of several blocks around, one may have it already.
         if (!m_is_there[match.block]) AddBlock(match, block);
@@ -147,12 +147,19 @@ class Planner {
     Tell(Event::Kind::kRemoved, block.opening, child.bytes, std::string());
   }
 
-  void MissBlock(const TemplateBlock& block) {
+  void MissBlock(std::size_t number) {
     if (!m_planning.request.must_exist) return;
-    const TemplateLine& opening = m_planning.tree.lines[block.opening];
+    const TemplateTree& tree = m_planning.tree;
+    const TemplateLine& opening = tree.lines[tree.blocks[number].opening];
+    const std::optional<Written>& head = opening.was ? opening.was : opening.now;
+    const auto [like, is_new] = m_like.try_emplace(head ? head->words.front() : std::string());
+    if (is_new) {
+      like->second = BlocksLike(m_planning.contents, m_planning.config_name, opening);
+    }
     m_planning.findings.refusals.push_back(
-        {"not-found", Shown(opening.place) + ": the block " + Quoted(opening.text) +
-                          " is to be removed, and is not there. Correct what it is found by"});
+        {"not-found", Shown(opening.place) + ": there is no " +
+                          SoughtBlock(tree, dialect(), number) + " in " + m_planning.config_name +
+                          like->second + ". It was to be removed: correct what it is found by"});
   }
 
   void ChangeHead(const TemplateBlock& block, BlockId id) {
@@ -300,6 +307,7 @@ class Planner {
   std::vector<std::map<std::size_t, BlockId>> m_inner;  // by matches: see PlanBlock
   std::vector<bool> m_is_there;                         // by blocks of the template
   std::unordered_map<BlockId, std::size_t> m_matched;   // blocks of the template
+  std::map<std::string, std::string> m_like;            // see BlocksLike, by the names of blocks
 };
 
 }  // namespace

@@ -758,14 +758,16 @@ TEST(AnAddressThatNoBlockHas, FindsNothingToRemove) {
   const std::string gone =
       "{% if $x %}\nserver {\nlisten 8080;\nserver_name b.example;\n}\n{% endif %}\n";
   ExpectEdits(Dialect::kNginx, {{"nothing happens", kTwoOfOneName, gone, {}, kTwoOfOneName}});
-  ExpectRefusals(Dialect::kNginx, {{"unless it has to be there",
-                                    kTwoOfOneName,
-                                    gone,
-                                    {},
-                                    "not-found",
-                                    "site.template:2:1:",
-                                    "the block 'server {' is to be removed, and is not there",
-                                    AskForExistence}});
+  ExpectRefusals(Dialect::kNginx,
+                 {{"unless it has to be there",
+                   kTwoOfOneName,
+                   gone,
+                   {},
+                   "not-found",
+                   "site.template:2:1:",
+                   "there is no 'server {' (b.example, *:8080) in site.conf; there are "
+                   "site.conf:1:1 'server' (b.example, *:80), ",
+                   AskForExistence}});
 }
 
 TEST(NamelessServers, AreFoundByTheirPort) {

@@ -809,7 +809,7 @@ TEST(LinesOfABranchNotTaken, HaveToBeThereWhenAsked) {
                                     {},
                                     "not-found",
                                     "site.template:4:1:",
-                                    "the block 'location / {'",
+                                    "there is no 'location / {' in site.conf. It was to be removed",
                                     exist}}));
   const Case there = {"", Server("\troot /a;\n"), Server(Untaken("root /a;\n")), {}, "", exist};
   EXPECT_EQ(EditedText(RequestOf(Dialect::kNginx, there), there.config), Server(""));
