@@ -154,6 +154,18 @@ std::string NormalAddress(Dialect dialect, std::string_view written) {
                            : std::string(port));
 }
 
+std::string ListenAddress(const std::vector<std::string>& words) {
+  if (words.size() < 2) return std::string();
+  return NormalAddress(Dialect::kNginx, words[1]) + (TransportIn(words).empty() ? "" : "/udp");
+}
+
+std::string TransportIn(const std::vector<std::string>& words) {
+  for (std::size_t i = 2; i < words.size(); ++i) {
+    if (words[i] == "quic" || words[i] == "udp") return words[i];
+  }
+  return std::string();
+}
+
 std::string NormalName(Dialect dialect, std::string_view written) {
   if (dialect == Dialect::kNginx) {
     return written.substr(0, 1) == "~" ? std::string(written) : Lower(written);
@@ -185,9 +197,9 @@ std::vector<std::string> ServerAddresses(const Document& document, BlockId block
   }
   for (const Mark& mark : document.Identifying(block)) {
     if (mark.names) continue;
-    const std::vector<Word> words = document.Words(mark.directive);
-    if (words.size() < 2) continue;
-    addresses.push_back(NormalAddress(dialect, document.Value(words[1])));
+    std::vector<std::string> values;
+    for (const Word& word : document.Words(mark.directive)) values.push_back(document.Value(word));
+    if (values.size() > 1) addresses.push_back(ListenAddress(values));
   }
   return addresses;
 }

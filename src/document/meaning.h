@@ -38,6 +38,17 @@ std::vector<BlockId> ConditionsIn(const Document& document, BlockId block);
 //             www.example               "www.example:*"
 std::string NormalAddress(Dialect dialect, std::string_view written);
 
+// The address of nginx's "listen" with these words, the name first, in its normal form: that of the
+// second word, if there is one. What comes without connections has a socket of its own, so that two
+// servers, or one, may have both:
+//
+//   listen 443 ssl                    "*:443"
+//   listen 443 quic, listen 443 udp   "*:443/udp"
+std::string ListenAddress(const std::vector<std::string>& words);
+
+// The option in the words of a "listen" that makes it one without connections; none: "".
+std::string TransportIn(const std::vector<std::string>& words);
+
 // A name of a server in its normal form: lower case, but for nginx's regular expressions; Apache's
 // without scheme and port.
 std::string NormalName(Dialect dialect, std::string_view written);
@@ -47,8 +58,8 @@ std::string NormalName(Dialect dialect, std::string_view written);
 // Empty: none.
 std::vector<std::string> ServerNames(const Document& document, BlockId block);
 
-// The addresses that a block states, in normal form, in the order of the text: the first words of
-// nginx's "listen" directives, the arguments of Apache's <VirtualHost>. Empty: none.
+// The addresses that a block states, in normal form, in the order of the text: those of nginx's
+// "listen" directives (see ListenAddress), the arguments of Apache's <VirtualHost>. Empty: none.
 std::vector<std::string> ServerAddresses(const Document& document, BlockId block);
 
 // The blocks that have `name` among their names, in the order of the text, each once. `name` is in

@@ -154,18 +154,19 @@ class EvidenceReader {
   }
 
   void ReadAddress(const TemplateLine& line) {
-    const auto add = [this](const Texts& words, Texts& addresses) {
-      if (words.size() > 1) {
-        addresses.push_back(tov_document::NormalAddress(m_dialect, words[1]));
-      }
+    const auto add = [](Texts words, const std::optional<Written>& written, Texts& addresses) {
+      if (words.size() < 2) return;
+      // The transport may be among the values of a trailing place.
+      if (written) words.insert(words.end(), written->words.begin(), written->words.end());
+      addresses.push_back(tov_document::ListenAddress(words));
     };
     if (line.beginning) {
-      add(line.beginning->words, m_evidence.old_addresses);
-      if (line.new_beginning) add(line.new_beginning->words, m_evidence.new_addresses);
+      add(line.beginning->words, line.was ? line.was : line.now, m_evidence.old_addresses);
+      if (line.new_beginning) add(line.new_beginning->words, line.now, m_evidence.new_addresses);
       return;
     }
-    if (line.was) add(line.was->words, m_evidence.old_addresses);
-    if (line.now) add(line.now->words, m_evidence.new_addresses);
+    if (line.was) add(line.was->words, std::nullopt, m_evidence.old_addresses);
+    if (line.now) add(line.now->words, std::nullopt, m_evidence.new_addresses);
   }
 
   const TemplateTree& m_tree;
@@ -651,11 +652,13 @@ class Finder {
     for (const Child& child : m_contents.Of(block)) {
       if (!child.IsDirective() || child.values.size() < 2) continue;
       if (RoleOf(m_dialect, child.values.front()) != Role::kAddress) continue;
-      const std::string address = tov_document::NormalAddress(m_dialect, child.values[1]);
+      const std::string address = tov_document::ListenAddress(child.values);
       const bool elsewhere = std::any_of(others.begin(), others.end(), [&](BlockId id) {
         return Contains(tov_document::ServerAddresses(m_document, id), address);
       });
-      if (!elsewhere) return "listen " + child.values[1];
+      if (elsewhere) continue;
+      const std::string transport = tov_document::TransportIn(child.values);
+      return "listen " + child.values[1] + (transport.empty() ? "" : " " + transport);
     }
     return std::string();
   }
@@ -726,6 +729,24 @@ std::string SoughtBlock(const TemplateTree& tree, Dialect dialect, std::size_t b
   }
   const std::string text = Quoted(written ? written->text : opening.text);
   return listed.empty() ? text : text + " (" + Printable(listed) + ")";
+}
+
+std::string BlocksLike(const Contents& contents, const std::string& config_name,
+                       const TemplateLine& opening) {
+  constexpr std::size_t kMost = 3;
+  const std::optional<Written>& head = opening.was ? opening.was : opening.now;
+  std::string listed;
+  if (!head) return listed;
+  std::size_t count = 0;
+  const Document& document = contents.document();
+  for (BlockId id = 1; id < document.blocks().size() && count < kMost; ++id) {
+    if (!tov_document::SameName(contents.dialect(), contents.HeadOf(id).front(),
+                                head->words.front())) {
+      continue;
+    }
+    listed += (count++ == 0 ? "; there are " : ", ") + Described(contents, config_name, id);
+  }
+  return listed;
 }
 
 bool MayBeLeftOut(const Contents& contents, BlockId block, BlockId scope) {

@@ -53,6 +53,11 @@ bool SaysRenamed(const TemplateTree& tree, Dialect dialect, std::size_t block);
 // What is looked for, as messages name it: "'server {' (a.example, *:80)".
 std::string SoughtBlock(const TemplateTree& tree, Dialect dialect, std::size_t block);
 
+// The first blocks of the same kind as the one that is looked for, as messages name them behind
+// what is missing: "; there are ..."; "": there is none. Cost: up to one step for each block.
+std::string BlocksLike(const Contents& contents, const std::string& config_name,
+                       const TemplateLine& opening);
+
 // Whether what stands in `block`, or in one with this head, may be looked for as if it stood around
 // it, in a template's block whose own scope is `scope`.
 bool MayBeLeftOut(const Contents& contents, BlockId block, BlockId scope);

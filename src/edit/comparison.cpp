@@ -3,6 +3,7 @@
 #include "edit/comparison.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "document/ascii.h"
 #include "document/meaning.h"
@@ -40,18 +41,76 @@ bool HasSign(const Texts& words) {
   return !first.empty() && std::string_view("=~^").find(first.front()) != std::string_view::npos;
 }
 
+bool IsIf(Dialect dialect, const Texts& words) {
+  return dialect == Dialect::kNginx && !words.empty() && words.front() == "if";
+}
+
+// nginx takes the parentheses off a condition, and blanks may stand inside of them. `whole`: the
+// closing one stands at its end.
+Texts WithoutParentheses(Texts words, bool whole) {
+  if (words.size() > 1 && words[1].substr(0, 1) == "(") {
+    words[1].erase(0, 1);
+    if (words[1].empty()) words.erase(words.begin() + 1);
+  }
+  if (whole && words.size() > 1 && !words.back().empty() && words.back().back() == ')') {
+    words.back().pop_back();
+    if (words.back().empty()) words.pop_back();
+  }
+  return words;
+}
+
+bool IsDirectory(Dialect dialect, const Texts& words) {
+  return dialect == Dialect::kApache && words.size() == 2 &&
+         SameName(dialect, words.front(), "Directory");
+}
+
+// httpd compares the path of a <Directory> with one slash at its end.
+Texts WithSlash(Texts words) {
+  std::string& path = words.back();
+  while (!path.empty() && path.back() == '/') path.pop_back();
+  path += '/';
+  return words;
+}
+
+bool HasManySpellings(Dialect dialect, const Texts& words) {
+  return IsIf(dialect, words) || IsDirectory(dialect, words);
+}
+
+// `words`, of which HasManySpellings holds, as their server compares them.
+Texts OneSpelling(Dialect dialect, const Texts& words) {
+  return IsIf(dialect, words) ? WithoutParentheses(words, true) : WithSlash(words);
+}
+
+// The same of any beginning.
+Beginning OneSpelling(Dialect dialect, Beginning beginning) {
+  if (IsDirectory(dialect, beginning.words)) {
+    beginning.words = WithSlash(std::move(beginning.words));
+  } else if (IsIf(dialect, beginning.words) && beginning.words.size() > 1) {
+    beginning.words = WithoutParentheses(std::move(beginning.words), false);
+  } else if (IsIf(dialect, beginning.words) && beginning.next.substr(0, 1) == "(") {
+    beginning.next.erase(0, 1);
+  }
+  return beginning;
+}
+
 }  // namespace
 
 bool SameWords(Dialect dialect, const Texts& a, const Texts& b) {
   if (a.empty() || b.empty()) return a.size() == b.size();
   if (!SameName(dialect, a.front(), b.front())) return false;
+  if (IsIf(dialect, a)) return OneSpelling(dialect, a) == OneSpelling(dialect, b);
+  if (IsDirectory(dialect, a) && IsDirectory(dialect, b)) {
+    return WithSlash(a).back() == WithSlash(b).back();
+  }
   if (a.size() == b.size()) return std::equal(a.begin() + 1, a.end(), b.begin() + 1);
   const bool locations = IsLocation(dialect, a) && IsLocation(dialect, b);
   return locations && a.size() > 1 && b.size() > 1 && HasSign(a) && HasSign(b) &&
          JoinedArguments(a) == JoinedArguments(b);
 }
 
-bool BeginsWith(Dialect dialect, const Texts& words, const Beginning& beginning) {
+namespace {
+
+bool BeginSo(Dialect dialect, const Texts& words, const Beginning& beginning) {
   const std::size_t count = beginning.words.size();
   if (words.size() < count || (count == 0 && words.empty())) return false;
   for (std::size_t i = 0; i < count; ++i) {
@@ -64,20 +123,29 @@ bool BeginsWith(Dialect dialect, const Texts& words, const Beginning& beginning)
          words[count].compare(0, beginning.next.size(), beginning.next) == 0;
 }
 
+}  // namespace
+
+bool BeginsWith(Dialect dialect, const Texts& words, const Beginning& beginning) {
+  if (!HasManySpellings(dialect, words)) return BeginSo(dialect, words, beginning);
+  return BeginSo(dialect, OneSpelling(dialect, words), OneSpelling(dialect, beginning));
+}
+
 std::string NameKey(Dialect dialect, const std::string& name) {
   return dialect == Dialect::kApache ? tov_document::Lower(name) : name;
 }
 
 // The name, and all arguments as one text: how a location's sign is cut off makes no difference.
 std::string KeyOf(Dialect dialect, const Texts& words) {
-  return words.empty() ? std::string()
-                       : NameKey(dialect, words.front()) + '\0' + JoinedArguments(words);
+  if (words.empty()) return std::string();
+  return NameKey(dialect, words.front()) + '\0' +
+         JoinedArguments(HasManySpellings(dialect, words) ? OneSpelling(dialect, words) : words);
 }
 
 std::string KeyOf(Dialect dialect, const Beginning& beginning) {
   // Without a whole word it is the name that begins so.
-  return beginning.words.empty() ? NameKey(dialect, beginning.next)
-                                 : KeyOf(dialect, beginning.words) + beginning.next;
+  if (beginning.words.empty()) return NameKey(dialect, beginning.next);
+  const Beginning one = OneSpelling(dialect, beginning);
+  return NameKey(dialect, one.words.front()) + '\0' + JoinedArguments(one.words) + one.next;
 }
 
 bool IsVirtualHost(Dialect dialect, std::string_view name) {
@@ -88,6 +156,18 @@ bool SameHead(Dialect dialect, const Texts& a, const Texts& b) {
   if (a.empty() || b.empty() || !SameName(dialect, a.front(), b.front())) return false;
   if (!IsVirtualHost(dialect, a.front())) return SameWords(dialect, a, b);
   return ShareOne(AddressesIn(dialect, a), AddressesIn(dialect, b));
+}
+
+bool AreTwins(Dialect dialect, const Texts& a, const Texts& b) {
+  const auto path = [dialect](const Texts& words) {
+    if (!IsLocation(dialect, words) || words.size() < 2) return std::string();
+    const std::string joined = JoinedArguments(words);
+    if (joined.compare(0, 2, "^~") == 0) return joined.substr(2);
+    return HasSign(words) ? std::string() : joined;
+  };
+  if (a.empty() || b.empty() || SameHead(dialect, a, b)) return SameHead(dialect, a, b);
+  const std::string of_a = path(a);
+  return !of_a.empty() && of_a == path(b);
 }
 
 Texts NamesIn(Dialect dialect, const Texts& words) {

@@ -25,7 +25,9 @@ enum class Role {
 Role RoleOf(Dialect dialect, std::string_view name);
 
 // Whether two directives, or two heads of blocks, are one: the name in any case in Apache, a
-// location of nginx with a blank behind its sign or without, all other words as they are.
+// location of nginx with a blank behind its sign or without, the condition of nginx's "if" with
+// blanks inside its parentheses or without, the path of Apache's <Directory> with a slash at its
+// end or without, all other words as they are.
 bool SameWords(Dialect dialect, const Texts& a, const Texts& b);
 
 // Whether `words` begin so.
@@ -40,6 +42,10 @@ std::string KeyOf(Dialect dialect, const Beginning& beginning);
 
 // Whether the heads are those of one block: two of <VirtualHost> are when they share an address.
 bool SameHead(Dialect dialect, const Texts& a, const Texts& b);
+
+// Whether nginx, which takes a location once only, would refuse the second of two blocks with these
+// heads: "/x" and "^~ /x" are one to it, "= /x" and regular expressions are others.
+bool AreTwins(Dialect dialect, const Texts& a, const Texts& b);
 
 // Whether blocks of this name are Apache's <VirtualHost>.
 bool IsVirtualHost(Dialect dialect, std::string_view name);

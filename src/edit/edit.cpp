@@ -122,20 +122,8 @@ class Editor {
     const std::optional<Written>& head = opening.was ? opening.was : opening.now;
     const auto [known, is_new] =
         m_candidates.try_emplace(head ? head->words.front() : std::string());
-    if (is_new && head) known->second = Listed(contents, head->words.front());
+    if (is_new) known->second = BlocksLike(contents, m_name, opening);
     return known->second;
-  }
-
-  std::string Listed(const Contents& contents, const std::string& name) const {
-    constexpr std::size_t kMost = 3;
-    std::string listed;
-    std::size_t count = 0;
-    const Document& document = contents.document();
-    for (BlockId id = 1; id < document.blocks().size() && count < kMost; ++id) {
-      if (contents.HeadOf(id).front() != name) continue;
-      listed += (count++ == 0 ? "; there are " : ", ") + Described(contents, m_name, id);
-    }
-    return listed;
   }
 
   void CheckResult(const Document& before, const std::string& edited, const Plan& plan,

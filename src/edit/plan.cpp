@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <map>
+#include <optional>
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -98,6 +100,7 @@ class Planner {
       if (!match.at) continue;
       m_inner[match.parent].emplace(match.block, *match.at);
       m_is_there[match.block] = true;
+      m_matched.emplace(*match.at, match.block);
     }
   }
 
@@ -107,7 +110,7 @@ class Planner {
       const TemplateBlock& block = m_planning.tree.blocks[match.block];
       if (!block.enabled) {
         if (match.at) RemoveBlock(block, *match.at);
-        if (!match.at) MissBlock(block);
+        if (!match.at) MissBlock(match.block);
       } else if (!match.at) {
         // Of several blocks around, one may have it already.
         if (!m_is_there[match.block]) AddBlock(match, block);
@@ -144,12 +147,19 @@ class Planner {
     Tell(Event::Kind::kRemoved, block.opening, child.bytes, std::string());
   }
 
-  void MissBlock(const TemplateBlock& block) {
+  void MissBlock(std::size_t number) {
     if (!m_planning.request.must_exist) return;
-    const TemplateLine& opening = m_planning.tree.lines[block.opening];
+    const TemplateTree& tree = m_planning.tree;
+    const TemplateLine& opening = tree.lines[tree.blocks[number].opening];
+    const std::optional<Written>& head = opening.was ? opening.was : opening.now;
+    const auto [like, is_new] = m_like.try_emplace(head ? head->words.front() : std::string());
+    if (is_new) {
+      like->second = BlocksLike(m_planning.contents, m_planning.config_name, opening);
+    }
     m_planning.findings.refusals.push_back(
-        {"not-found", Shown(opening.place) + ": the block " + Quoted(opening.text) +
-                          " is to be removed, and is not there. Correct what it is found by"});
+        {"not-found", Shown(opening.place) + ": there is no " +
+                          SoughtBlock(tree, dialect(), number) + " in " + m_planning.config_name +
+                          like->second + ". It was to be removed: correct what it is found by"});
   }
 
   void ChangeHead(const TemplateBlock& block, BlockId id) {
@@ -164,7 +174,7 @@ class Planner {
       return;
     }
     m_planning.plan.identities = true;
-    RefuseTwins(opening, id, values);
+    RefuseTwins(opening, document().blocks()[id].parent, id, values);
     m_planning.layout.ChangeWords(child, words, block.opening);
     if (dialect() == Dialect::kApache &&
         !tov_document::SameName(dialect(), child.values.front(), values.front())) {
@@ -173,26 +183,42 @@ class Planner {
     Tell(Event::Kind::kChanged, block.opening, head, opening.now->text);
   }
 
-  // nginx takes a location, and an upstream, once only.
-  void RefuseTwins(const TemplateLine& opening, BlockId id, const Texts& values) {
+  // nginx takes a location, and an upstream, once only. `own`: the block that comes to have the
+  // head; none: it is new.
+  void RefuseTwins(const TemplateLine& opening, BlockId parent, std::optional<BlockId> own,
+                   const Texts& values) {
     const bool once = values.front() == "location" || values.front() == "upstream";
     if (dialect() != Dialect::kNginx || !once ||
         m_planning.request.forced.count("collision") != 0) {
       return;
     }
     const auto& blocks = document().blocks();
-    const BlockId parent = blocks[id].parent;
     for (BlockId other = parent + 1; other < blocks[parent].next; other = blocks[other].next) {
-      if (other == id || !SameWords(dialect(), m_planning.contents.HeadOf(other), values)) continue;
+      const Texts head = m_planning.contents.HeadOf(other);
+      if (other == own || !AreTwins(dialect(), head, values) || GoesOrChanges(other)) continue;
       m_planning.findings.refusals.push_back(
           {"collision", Shown(opening.place) + ": there is a block " + Quoted(opening.now->text) +
                             " already, " +
-                            Described(m_planning.contents, m_planning.config_name, other)});
+                            Described(m_planning.contents, m_planning.config_name, other) +
+                            (SameWords(dialect(), head, values)
+                                 ? ""
+                                 : ": nginx takes one location of a path only, whether '^~' stands "
+                                   "before it or not")});
     }
   }
 
-  // What the head of a block comes to say. Of a virtual host's addresses those change that the
-  // template states; the others stay.
+  // Whether the template removes the block or gives it another opening line.
+  bool GoesOrChanges(BlockId id) const {
+    const auto matched = m_matched.find(id);
+    if (matched == m_matched.end()) return false;
+    const TemplateBlock& block = m_planning.tree.blocks[matched->second];
+    const std::optional<Written>& now = m_planning.tree.lines[block.opening].now;
+    return !block.enabled ||
+           (now && !SameWords(dialect(), m_planning.contents.HeadOf(id), now->words));
+  }
+
+  // What the head of a block comes to say. A virtual host has all addresses that the template
+  // states, and keeps those that it does not.
   Words HeadWords(const TemplateLine& opening, const Child& child) const {
     Words now = WordsOf(*opening.now);
     if (!IsVirtualHost(dialect(), child.values.front()) || opening.beginning) return now;
@@ -216,6 +242,10 @@ class Planner {
       } else if (words.size() > 2) {
         words.erase(at);
       }
+    }
+    // Of all blocks that have one of the addresses, each keeps to its own.
+    for (std::size_t i = 1; i < now.size() && !m_planning.request.all; ++i) {
+      if (find(now[i]) == words.end()) words.push_back(now[i]);
     }
     return words;
   }
@@ -247,6 +277,7 @@ class Planner {
       Tell(Event::Kind::kAdded, line, Span(), made.lines()[text]);
     }
     const BlockId around = *m_matches[match.parent].at;
+    RefuseTwins(opening, around, std::nullopt, opening.now->words);
     const PlaceOfBlock& where = m_places.For(around, opening.now->words.front());
     m_planning.layout.Add(where.place, made.lines(), made.depths(), where.blank_before,
                           block.opening);
@@ -275,6 +306,8 @@ class Planner {
   BlockPlaces m_places;
   std::vector<std::map<std::size_t, BlockId>> m_inner;  // by matches: see PlanBlock
   std::vector<bool> m_is_there;                         // by blocks of the template
+  std::unordered_map<BlockId, std::size_t> m_matched;   // blocks of the template
+  std::map<std::string, std::string> m_like;            // see BlocksLike, by the names of blocks
 };
 
 }  // namespace

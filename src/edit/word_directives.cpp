@@ -35,6 +35,24 @@ bool HasWord(const Words& words, const std::string& value) {
                      [&](const NewWord& word) { return word.value == value; });
 }
 
+// Whether a name has neither scheme nor port.
+bool IsBare(const std::string& name) {
+  return SameLetters(tov_document::NormalName(Dialect::kApache, name), name);
+}
+
+// The word of a ServerName with another host: what stands around the host stays.
+NewWord Renamed(NewWord word, const std::string& host) {
+  const std::string old_host = tov_document::NormalName(Dialect::kApache, word.value);
+  for (std::string* const text : {&word.value, &word.spelled}) {
+    const std::size_t scheme = text->find("://");
+    const std::size_t from = scheme == std::string::npos ? 0 : scheme + 3;
+    const std::size_t at = tov_document::Lower(*text).find(old_host, from);
+    if (at == std::string::npos) return {host, host};
+    text->replace(at, old_host.size(), host);
+  }
+  return word;
+}
+
 bool States(const Written& written, const std::string& word) {
   return std::any_of(written.words.begin() + 1, written.words.end(),
                      [&](const std::string& other) { return SameLetters(other, word); });
@@ -147,15 +165,21 @@ WordDirectives::Outcome WordDirectives::StateNames(const Written& was, const Wri
     const auto spot = SpotOf(naming, was.words[i], false);
     if (!spot) continue;
     touched.push_back(spot->directive);
+    NewWord& word = spot->directive->words[spot->word];
     if (i < now.words.size() && Normal(now.words[i]) == Normal(was.words[i])) {
       spot->directive->stated[spot->word] = true;
+      // Only the scheme or the port of a ServerName changes.
+      if (word.value != was.words[i] || SameLetters(was.words[i], now.words[i])) continue;
+      word = {now.words[i], now.spelled[i]};
+      changed.push_back(spot->directive->child);
       continue;
     }
     changed.push_back(spot->directive->child);
     // A ServerName has one name, alias or not.
     const bool only = SameName(m_dialect, spot->directive->words.front().value, "ServerName");
     if (i < now.words.size() && (only || !SpotOf(naming, now.words[i], true))) {
-      spot->directive->words[spot->word] = {now.words[i], now.spelled[i]};
+      const bool bare = only && IsBare(was.words[i]) && IsBare(now.words[i]);
+      word = bare ? Renamed(word, now.words[i]) : NewWord{now.words[i], now.spelled[i]};
       spot->directive->stated[spot->word] = true;
     } else {
       Erase(*spot->directive, spot->word);
@@ -261,8 +285,16 @@ std::vector<std::size_t> WordDirectives::RemoveNames(const Written& written) {
 
 // --- Addresses ---
 
-std::string WordDirectives::Address(const Words& words) const {
-  return words.size() < 2 ? std::string() : tov_document::NormalAddress(m_dialect, words[1].value);
+std::string WordDirectives::Address(const Words& words) {
+  Texts values;
+  for (const NewWord& word : words) values.push_back(word.value);
+  return tov_document::ListenAddress(values);
+}
+
+// Whether they have one address, whatever the transport.
+bool WordDirectives::SameHost(const Words& a, const Words& b) const {
+  return tov_document::NormalAddress(m_dialect, a[1].value) ==
+         tov_document::NormalAddress(m_dialect, b[1].value);
 }
 
 // The directives with the name and the address of `words`.
@@ -324,30 +356,35 @@ WordDirectives::Outcome WordDirectives::Join(Directive& directive, const Written
   return ChangeAddress(directive, now, now, may_change);
 }
 
+// The options of `was` that `wanted` has not go; one that comes instead takes the place of its own.
+void WordDirectives::ReplaceOptions(Directive& directive, const Written& was, const Words& wanted) {
+  for (std::size_t i = 2; i < was.words.size(); ++i) {
+    const auto word = WordOf(directive, was.words[i]);
+    if (!word || HasWord(wanted, was.words[i])) continue;
+    if (i < wanted.size() && !WordOf(directive, wanted[i].value)) {
+      directive.words[*word] = wanted[i];
+    } else {
+      Erase(directive, *word);
+    }
+  }
+}
+
 WordDirectives::Outcome WordDirectives::ChangeAddress(Directive& directive, const Written& was,
                                                       const Written& now, bool may_change) {
   Directive result = directive;
   const Words wanted = WordsOf(now);
-  if (Address(result.words) != Address(wanted)) {
-    result.words[1] = wanted[1];
-    m_by_address[Address(wanted)].insert(m_by_child.at(directive.child));
-  }
+  if (!SameHost(result.words, wanted)) result.words[1] = wanted[1];
+  m_by_address[Address(wanted)].insert(m_by_child.at(directive.child));
   result.stated[1] = true;
-  for (std::size_t i = 2; may_change && i < was.words.size(); ++i) {
-    const auto word = WordOf(result, was.words[i]);
-    const bool stays =
-        std::find(now.words.begin() + 2, now.words.end(), was.words[i]) != now.words.end();
-    if (word && !stays) Erase(result, *word);
-  }
-  for (std::size_t i = wanted.size(); i-- > 2;) {
+  if (may_change) ReplaceOptions(result, was, wanted);
+  // What is new stands behind the option that the template has before it.
+  std::size_t before = 1;
+  for (std::size_t i = 2; i < wanted.size(); ++i) {
     const auto word = WordOf(result, wanted[i].value);
-    if (word) {
-      result.stated[*word] = true;
-    } else if (may_change) {
-      Insert(result, 2, wanted[i]);
-    } else {
-      return {Kind::kOther, {directive.child}};
-    }
+    if (!word && !may_change) return {Kind::kOther, {directive.child}};
+    if (!word) Insert(result, before + 1, wanted[i]);
+    before = word ? *word : before + 1;
+    result.stated[before] = true;
   }
   const bool changed = !SameValues(result.words, directive.words);
   directive = std::move(result);
@@ -359,7 +396,7 @@ WordDirectives::Outcome WordDirectives::StateAllOptions(const Written* was, cons
   if (directive == nullptr) directive = ListenOn(now, false);
   if (directive == nullptr) return {};
   Words wanted = WordsOf(now);
-  if (Address(directive->words) == Address(wanted)) wanted[1] = directive->words[1];
+  if (SameHost(directive->words, wanted)) wanted[1] = directive->words[1];
   const auto by_value = [](const NewWord& a, const NewWord& b) { return a.value < b.value; };
   Words there = directive->words;
   Words sorted = wanted;

@@ -67,8 +67,9 @@ class WordDirectives {
   // The directive that RemoveNames would take whole for a line with a trailing place.
   Outcome FindAllNames(const std::string& directive, const std::string& fixed) const;
 
-  // The listen with the line's address: `was` if that is given, else `now`. `may_change`: what
-  // `was` states gives way to what `now` states; false: an option more is refused as kOther.
+  // The listen with the line's address and transport: those of `was` if that is given, else of
+  // `now`. `may_change`: what `was` states gives way to what `now` states; false: an option more is
+  // refused as kOther.
   Outcome StateAddress(const Written* was, const Written& now, bool may_change);
 
   // The same for a line with a trailing place behind the address: all options are those of `now`.
@@ -109,7 +110,9 @@ class WordDirectives {
                         bool may_change);
   Outcome WholeFor(Pointers fitting, const Written& now);
   std::string Normal(const std::string& name) const;
-  std::string Address(const Words& words) const;
+  static std::string Address(const Words& words);
+  bool SameHost(const Words& a, const Words& b) const;
+  static void ReplaceOptions(Directive& directive, const Written& was, const Words& wanted);
   static bool IsStated(const Directive& directive);
   static void Insert(Directive& directive, std::size_t at, const NewWord& word);
   static void Erase(Directive& directive, std::size_t at);

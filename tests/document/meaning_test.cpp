@@ -47,6 +47,24 @@ TEST(NormalAddress, MakesAddressesThatAreOneTheSameText) {
   for (const Case& c : cases) EXPECT_EQ(NormalAddress(c.dialect, c.written), c.normal) << c.written;
 }
 
+TEST(ListenAddress, IsOneOfItsOwnWithoutConnections) {
+  struct Case {
+    Texts words;
+    const char* address;
+    const char* transport;
+  };
+  const Case cases[] = {{{"listen", "443", "ssl"}, "*:443", ""},
+                        {{"listen", "443", "quic", "reuseport"}, "*:443/udp", "quic"},
+                        {{"listen", "0.0.0.0:53", "reuseport", "udp"}, "*:53/udp", "udp"},
+                        {{"listen", "[0::1]:53", "udp"}, "[::1]:53/udp", "udp"},
+                        {{"listen", "udp"}, "udp:80", ""},
+                        {{"listen"}, "", ""}};
+  for (const Case& c : cases) {
+    EXPECT_EQ(ListenAddress(c.words), c.address);
+    EXPECT_EQ(TransportIn(c.words), c.transport);
+  }
+}
+
 TEST(NormalName, LooksAtNoCase) {
   EXPECT_EQ(NormalName(Dialect::kNginx, "WWW.a.Example"), "www.a.example");
   EXPECT_EQ(NormalName(Dialect::kNginx, "~^(?<A>.+)$"), "~^(?<A>.+)$");
@@ -86,10 +104,11 @@ TEST(Meaning, FindsNamesAndAddressesOfNginxServers) {
       "server {\n  listen 80 default_server;\n  \"listen\" [::]:80;\n"
       "  server_name A.example # alias:\n www.a.example;\n  server_name b.example;\n"
       "  location / { server_name inner; }\n  server_names_hash_bucket_size 64; listening 1; }\n"
-      "server { listen 443 ssl; server_name b\\.example B.example; }\n";
+      "server { listen 443 ssl; listen 443 quic; server_name b\\.example B.example; }\n";
   const Document document(Dialect::kNginx, text);
   EXPECT_EQ(ServerNames(document, 1), (Texts{"a.example", "www.a.example", "b.example"}));
   EXPECT_EQ(ServerAddresses(document, 1), (Texts{"*:80", "[::]:80"}));
+  EXPECT_EQ(ServerAddresses(document, 3), (Texts{"*:443", "*:443/udp"}));
   EXPECT_EQ(ServerNames(document, kWholeText), Texts{});
   EXPECT_EQ(BlocksNamed(document, "www.a.example"), std::vector<BlockId>{1});
   EXPECT_EQ(BlocksNamed(document, "b.example"), (std::vector<BlockId>{1, 3}));

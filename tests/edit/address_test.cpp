@@ -294,6 +294,30 @@ TEST(TheOpeningLine, IsReadByWords) {
        edited("a pattern", "location ~*\\.php$ {\n", "~* \\.php$")});
 }
 
+TEST(TheOpeningLine, OfAnIfIsReadWithoutItsParentheses) {
+  const std::string spaced =
+      "server {\n\tserver_name a;\n\tif ( $request_method = POST ) {\n\t\treturn 405;\n\t}\n}\n";
+  const std::string tight = With(spaced, "( $request_method = POST )", "($request_method = POST)");
+  const auto returning = [](const std::string& condition) {
+    return "server {\nserver_name a;\nif " + condition + " {\nreturn [% $c %];\n}\n}\n";
+  };
+  const std::string going =
+      "server {\nserver_name a;\n{% if $none %}\nif ($request_method = POST) {\n}\n{% endif "
+      "%}\n}\n";
+  ExpectEdits(Dialect::kNginx,
+              {{"with blanks in the configuration",
+                spaced,
+                returning("($request_method = POST)"),
+                {{"c", kNone, "403"}},
+                With(spaced, "405", "403")},
+               {"with blanks in the template",
+                tight,
+                returning("( $request_method = POST )"),
+                {{"c", kNone, "403"}},
+                With(tight, "405", "403")},
+               {"one that goes", spaced, going, {}, "server {\n\tserver_name a;\n}\n"}});
+}
+
 TEST(TheOpeningLine, OfALocationWithAnotherSignIsAnother) {
   ExpectEdits(Dialect::kNginx,
               {{"an exact one beside a prefix",
@@ -333,6 +357,81 @@ TEST(AVirtualHost, FitsByOneOfItsAddresses) {
                 "<VirtualHost *:443>\nServerName a\n</VirtualHost>\n",
                 {},
                 host("*:80", "") + "<VirtualHost *:443>\n  ServerName a\n</VirtualHost>\n"}});
+}
+
+TEST(AVirtualHost, ComesToHaveAllAddressesOfTheTemplate) {
+  const auto host = [](const std::string& addresses) {
+    return "<VirtualHost " + addresses + ">\n\tServerName a\n</VirtualHost>\n";
+  };
+  const Ask raw = [](Request& request) { request.raw.insert("a"); };
+  ExpectEdits(Dialect::kApache, {{"one more",
+                                  host("10.0.0.1:80"),
+                                  host("10.0.0.1:80 10.0.0.2:80"),
+                                  {},
+                                  host("10.0.0.1:80 10.0.0.2:80")},
+                                 {"one more, before the others",
+                                  host("10.0.0.1:80 *:81"),
+                                  host("10.0.0.2:80 10.0.0.1:80"),
+                                  {},
+                                  host("10.0.0.1:80 *:81 10.0.0.2:80")},
+                                 {"one that is there, as it is written there",
+                                  host("_default_:80"),
+                                  host("*:80 10.0.0.2:80"),
+                                  {},
+                                  host("_default_:80 10.0.0.2:80")},
+                                 {"one changes, and one comes",
+                                  host("10.0.0.1:80"),
+                                  host("{% $b %} 10.0.0.9:80"),
+                                  {{"b", "10.0.0.1:80", "10.0.0.3:80"}},
+                                  host("10.0.0.3:80 10.0.0.9:80")},
+                                 {"a value that is one address becomes two",
+                                  host("10.0.0.1:80"),
+                                  host("{% $a %}"),
+                                  {{"a", "10.0.0.1:80", "10.0.0.1:80 [2001:db8::1]:80"}},
+                                  host("10.0.0.1:80 [2001:db8::1]:80"),
+                                  raw},
+                                 {"... and one again",
+                                  host("10.0.0.1:80 [2001:db8::1]:80"),
+                                  host("{% $a %}"),
+                                  {{"a", "10.0.0.1:80 [2001:db8::1]:80", "10.0.0.1:80"}},
+                                  host("10.0.0.1:80"),
+                                  raw},
+                                 {"... and two others",
+                                  host("10.0.0.1:80"),
+                                  host("{% $a %}"),
+                                  {{"a", "10.0.0.1:80", "10.0.0.2:80 [2001:db8::1]:80"}},
+                                  host("10.0.0.2:80 [2001:db8::1]:80"),
+                                  raw},
+                                 {"of all that have one of them, each keeps its own",
+                                  host("*:80") + host("*:443"),
+                                  host("*:80 *:443"),
+                                  {},
+                                  host("*:80") + host("*:443"),
+                                  AskForAll}});
+}
+
+TEST(ADirectory, IsThatWithASlashBehindItsPath) {
+  const auto site = [](const std::string& path, const std::string& line) {
+    return "<VirtualHost *:80>\n\tServerName a\n\t<Directory " + path + ">\n\t\t" + line +
+           "\n\t</Directory>\n</VirtualHost>\n";
+  };
+  ExpectEdits(Dialect::kApache,
+              {{"which the configuration has",
+                site("/srv/a/", "AllowOverride All"),
+                site("/srv/a", "AllowOverride [% $o %]"),
+                {{"o", kNone, "None"}},
+                site("/srv/a/", "AllowOverride None")},
+               {"which the template has",
+                site("\"/srv/a\"", "AllowOverride All"),
+                site("/srv/a/", "AllowOverride [% $o %]"),
+                {{"o", kNone, "None"}},
+                site("\"/srv/a\"", "AllowOverride None")},
+               {"it goes",
+                site("/srv/a/", "AllowOverride All"),
+                "<VirtualHost *:80>\nServerName a\n{% if $none %}\n<Directory /srv/a>\n"
+                "</Directory>\n{% endif %}\n</VirtualHost>\n",
+                {},
+                "<VirtualHost *:80>\n\tServerName a\n</VirtualHost>\n"}});
 }
 
 TEST(NamesOfSectionsAndDirectives, OfApacheAreReadInEitherCase) {
@@ -600,6 +699,40 @@ TEST(Addresses, OfTwoKindsAreTwo) {
         With(config, "[::]:80;\n  server_name a;\n", "[::]:80;\n  server_name a;\n  gzip on;\n")}});
 }
 
+TEST(Addresses, WithAndWithoutConnectionsAreTwo) {
+  const std::string both =
+      "stream {\n\tserver {\n\t\tlisten 53;\n\t\tproxy_pass a;\n\t}\n"
+      "\tserver {\n\t\tlisten 53 udp;\n\t\tproxy_pass b;\n\t}\n}\n";
+  const auto in_stream = [](const std::string& lines) {
+    return "stream {\nserver {\n" + lines + "proxy_pass [% $to %];\n}\n}\n";
+  };
+  ExpectEdits(Dialect::kNginx, {{"the one with connections",
+                                 both,
+                                 in_stream("listen 53;\n"),
+                                 {{"to", kNone, "c"}},
+                                 With(both, "pass a", "pass c")},
+                                {"the one without",
+                                 both,
+                                 in_stream("listen 0.0.0.0:53 udp;\n"),
+                                 {{"to", kNone, "c"}},
+                                 With(both, "pass b", "pass c")},
+                                {"... by a trailing place",
+                                 both,
+                                 in_stream("listen 53 [% $o %];\n"),
+                                 {{"o", kNone, "udp"}, {"to", kNone, "c"}},
+                                 With(both, "pass b", "pass c")}});
+  const std::string udp = "server {\n\tlisten 53 udp;\n}\n";
+  ExpectRefusals(Dialect::kNginx,
+                 {{"what tells one without connections from one with them is said",
+                   udp + "server {\n\tlisten 53;\n}\n",
+                   "server {\nproxy_timeout 3s;\n}\n",
+                   {},
+                   "ambiguous",
+                   "site.template:1:1:",
+                   "site.conf:1:1 'server' (*:53/udp), site.conf:4:1 'server' (*:53). "
+                   "'listen 53 udp;' in the template would mean the first one"}});
+}
+
 TEST(AnAddressThatNoBlockHas, IsAdded) {
   ExpectEdits(Dialect::kNginx,
               {{"to the site of that name",
@@ -625,14 +758,16 @@ TEST(AnAddressThatNoBlockHas, FindsNothingToRemove) {
   const std::string gone =
       "{% if $x %}\nserver {\nlisten 8080;\nserver_name b.example;\n}\n{% endif %}\n";
   ExpectEdits(Dialect::kNginx, {{"nothing happens", kTwoOfOneName, gone, {}, kTwoOfOneName}});
-  ExpectRefusals(Dialect::kNginx, {{"unless it has to be there",
-                                    kTwoOfOneName,
-                                    gone,
-                                    {},
-                                    "not-found",
-                                    "site.template:2:1:",
-                                    "the block 'server {' is to be removed, and is not there",
-                                    AskForExistence}});
+  ExpectRefusals(Dialect::kNginx,
+                 {{"unless it has to be there",
+                   kTwoOfOneName,
+                   gone,
+                   {},
+                   "not-found",
+                   "site.template:2:1:",
+                   "there is no 'server {' (b.example, *:8080) in site.conf; there are "
+                   "site.conf:1:1 'server' (b.example, *:80), ",
+                   AskForExistence}});
 }
 
 TEST(NamelessServers, AreFoundByTheirPort) {

@@ -32,24 +32,36 @@ std::string Shown(const Pair& pair) {
 }
 
 TEST(Directives, AreOneWhenTheirWordsAre) {
-  const std::vector<Pair> pairs = {{kNginx, {"root", "/a"}, {"root", "/a"}, true},
-                                   {kNginx, {"root", "/a"}, {"root", "/ab"}, false},
-                                   {kNginx, {"root", "/a"}, {"root", "/a", "x"}, false},
-                                   {kNginx, {"root", "/a"}, {"Root", "/a"}, false},
-                                   {kNginx, {"set", "$x", "a b"}, {"set", "$x", "a", "b"}, false},
-                                   {kNginx, {"location", "=", "/x"}, {"location", "=/x"}, true},
-                                   {kNginx, {"location", "~*", "x"}, {"location", "~*x"}, true},
-                                   {kNginx, {"location", "^~", "/x"}, {"location", "^~/x"}, true},
-                                   {kNginx, {"location", "/x", "/y"}, {"location", "/x/y"}, false},
-                                   {kNginx, {"location", "=", "/x"}, {"location", "/x"}, false},
-                                   {kNginx, {"server"}, {"server"}, true},
-                                   {kNginx, {}, {}, true},
-                                   {kNginx, {}, {"server"}, false},
-                                   {kApache, {"DocumentRoot", "/a"}, {"documentroot", "/a"}, true},
-                                   {kApache, {"SetEnv", "A", "1"}, {"SetEnv", "a", "1"}, false}};
+  const std::vector<Pair> pairs = {
+      {kNginx, {"root", "/a"}, {"root", "/a"}, true},
+      {kNginx, {"root", "/a"}, {"root", "/ab"}, false},
+      {kNginx, {"root", "/a"}, {"root", "/a", "x"}, false},
+      {kNginx, {"root", "/a"}, {"Root", "/a"}, false},
+      {kNginx, {"set", "$x", "a b"}, {"set", "$x", "a", "b"}, false},
+      {kNginx, {"location", "=", "/x"}, {"location", "=/x"}, true},
+      {kNginx, {"location", "~*", "x"}, {"location", "~*x"}, true},
+      {kNginx, {"location", "^~", "/x"}, {"location", "^~/x"}, true},
+      {kNginx, {"location", "/x", "/y"}, {"location", "/x/y"}, false},
+      {kNginx, {"location", "=", "/x"}, {"location", "/x"}, false},
+      {kNginx, {"if", "($a", "=", "b)"}, {"if", "(", "$a", "=", "b", ")"}, true},
+      {kNginx, {"if", "($a)"}, {"if", "(", "$a)"}, true},
+      {kNginx, {"if", "($a)"}, {"if", "($b)"}, false},
+      {kNginx, {"if", "($a", "~", "(b))"}, {"if", "($a", "~", "(b)", ")"}, true},
+      {kNginx, {"if", "($a", "~", "(b))"}, {"if", "($a", "~", "(b", ")"}, false},
+      {kNginx, {"if", "()"}, {"if", "(", ")"}, true},
+      {kNginx, {"set", "$x", "(a"}, {"set", "$x", "(", "a"}, false},
+      {kApache, {"If", "(a)"}, {"If", "(", "a", ")"}, false},
+      {kNginx, {"server"}, {"server"}, true},
+      {kNginx, {}, {}, true},
+      {kNginx, {}, {"server"}, false},
+      {kApache, {"DocumentRoot", "/a"}, {"documentroot", "/a"}, true},
+      {kApache, {"SetEnv", "A", "1"}, {"SetEnv", "a", "1"}, false}};
   for (const Pair& pair : pairs) {
     EXPECT_EQ(SameWords(pair.dialect, pair.a, pair.b), pair.same) << Shown(pair);
     EXPECT_EQ(SameWords(pair.dialect, pair.b, pair.a), pair.same) << Shown(pair);
+    if (pair.same) {
+      EXPECT_EQ(KeyOf(pair.dialect, pair.a), KeyOf(pair.dialect, pair.b)) << Shown(pair);
+    }
   }
 }
 
@@ -64,12 +76,43 @@ TEST(Heads, AreOfOneBlockWhenTheyShareAnAddress) {
       {kApache, {"VirtualHost", "[::1]:80"}, {"VirtualHost", "[0::1]:80"}, true},
       {kApache, {"Directory", "/a"}, {"directory", "/a"}, true},
       {kApache, {"Directory", "/a"}, {"Directory", "/A"}, false},
+      {kApache, {"Directory", "/a"}, {"directory", "/a/"}, true},
+      {kApache, {"Directory", "/a//"}, {"Directory", "/a/"}, true},
+      {kApache, {"Directory", "/"}, {"Directory", "/a/"}, false},
+      {kApache, {"Directory", "/a"}, {"Directory", "/ab"}, false},
+      {kApache, {"Directory", "~", "/a"}, {"Directory", "~", "/a/"}, false},
+      {kApache, {"DirectoryMatch", "/a"}, {"DirectoryMatch", "/a/"}, false},
+      {kApache, {"Location", "/a"}, {"Location", "/a/"}, false},
       {kNginx, {"location", "/a"}, {"location", "/a"}, true},
       {kNginx, {"server"}, {"server"}, true},
       {kNginx, {}, {}, false}};
   for (const Pair& pair : pairs) {
     EXPECT_EQ(SameHead(pair.dialect, pair.a, pair.b), pair.same) << Shown(pair);
     EXPECT_EQ(SameHead(pair.dialect, pair.b, pair.a), pair.same) << Shown(pair);
+  }
+}
+
+TEST(Locations, AreTwinsWhenNginxTakesOneOfThemOnly) {
+  const std::vector<Pair> pairs = {
+      {kNginx, {"location", "/a"}, {"location", "/a"}, true},
+      {kNginx, {"location", "/a"}, {"location", "^~", "/a"}, true},
+      {kNginx, {"location", "/a"}, {"location", "^~/a"}, true},
+      {kNginx, {"location", "^~", "/a"}, {"location", "^~/a"}, true},
+      {kNginx, {"location", "=", "/a"}, {"location", "=/a"}, true},
+      {kNginx, {"location", "/a"}, {"location", "/a/"}, false},
+      {kNginx, {"location", "/a"}, {"location", "=", "/a"}, false},
+      {kNginx, {"location", "^~", "/a"}, {"location", "~", "/a"}, false},
+      {kNginx, {"location", "^~", "/a"}, {"location", "~*", "/a"}, false},
+      {kNginx, {"location", "@a"}, {"location", "@a"}, true},
+      {kNginx, {"location", "@a"}, {"location", "@b"}, false},
+      {kNginx, {"location", "^~"}, {"location"}, false},
+      {kNginx, {"upstream", "a"}, {"upstream", "a"}, true},
+      {kNginx, {"upstream", "a"}, {"location", "a"}, false},
+      {kApache, {"Location", "/a"}, {"Location", "^~", "/a"}, false},
+      {kNginx, {}, {"location", "/a"}, false}};
+  for (const Pair& pair : pairs) {
+    EXPECT_EQ(AreTwins(pair.dialect, pair.a, pair.b), pair.same) << Shown(pair);
+    EXPECT_EQ(AreTwins(pair.dialect, pair.b, pair.a), pair.same) << Shown(pair);
   }
 }
 
@@ -91,10 +134,22 @@ TEST(ABeginning, IsWholeWordsAndAPartOfOne) {
       {kNginx, {"access_log", "/var/a"}, {{"access_log"}, "/var/"}, true},
       {kNginx, {"access_log", "/srv/a"}, {{"access_log"}, "/var/"}, false},
       {kNginx, {"access_log"}, {{"access_log"}, "/var/"}, false},
+      {kApache, {"Directory", "/srv/a"}, {{"directory"}, "/srv/"}, true},
+      {kApache, {"Directory", "/srv"}, {{"Directory"}, "/srv/"}, true},
+      {kApache, {"Directory", "/srv"}, {{"Directory"}, "/srv/a"}, false},
+      {kApache, {"Directory", "/srv/"}, {{"Directory", "/srv"}, ""}, true},
       {kNginx, {"root", "/a"}, {{}, "ro"}, true},
+      {kNginx, {"if", "(", "$a", "=", "b", ")"}, {{"if", "($a"}, ""}, true},
+      {kNginx, {"if", "($a", "=", "b)"}, {{"if", "(", "$a"}, ""}, true},
+      {kNginx, {"if", "(", "$ab)"}, {{"if"}, "($a"}, true},
+      {kNginx, {"if", "($b)"}, {{"if"}, "($a"}, false},
       {kNginx, {}, {{}, ""}, false}};
   for (const Begun& begun : all) {
     EXPECT_EQ(BeginsWith(begun.dialect, begun.words, begun.beginning), begun.begins)
+        << Shown({begun.dialect, begun.words, begun.beginning.words, false});
+    if (!begun.begins) continue;
+    const std::string key = KeyOf(begun.dialect, begun.beginning);
+    EXPECT_EQ(KeyOf(begun.dialect, begun.words).substr(0, key.size()), key)
         << Shown({begun.dialect, begun.words, begun.beginning.words, false});
   }
 }

@@ -1895,7 +1895,7 @@ TEST(EverydayEdit, KeepsToWhatIsThereWhenAsked) {
 
   request.must_exist = true;
   request.template_text = "{% if $on %}\nserver {\n  server_name tow.example;\n}\n{% endif %}\n";
-  EXPECT_THAT(Edited(request, file), testing::HasSubstr("is to be removed, and is not there"));
+  EXPECT_THAT(Edited(request, file), testing::HasSubstr("there is no 'server {' (tow.example)"));
 }
 
 }  // namespace

@@ -809,7 +809,7 @@ TEST(LinesOfABranchNotTaken, HaveToBeThereWhenAsked) {
                                     {},
                                     "not-found",
                                     "site.template:4:1:",
-                                    "the block 'location / {'",
+                                    "there is no 'location / {' in site.conf. It was to be removed",
                                     exist}}));
   const Case there = {"", Server("\troot /a;\n"), Server(Untaken("root /a;\n")), {}, "", exist};
   EXPECT_EQ(EditedText(RequestOf(Dialect::kNginx, there), there.config), Server(""));
@@ -979,6 +979,54 @@ TEST(ANewBlock, StandsBehindTheLastOneOfItsKind) {
                      "\tlocation / {\n\t\tindex i;\n\t}\n"}}));
 }
 
+TEST(ALocation, ThatNginxWouldNotTakeTwiceIsRefused) {
+  const std::string strong = "\tlocation ^~ /img/ {\n\t\texpires 30d;\n\t}\n";
+  ExpectRefusals(
+      Dialect::kNginx,
+      EachSaid(Server, {{"a new one beside one that ends the search",
+                         strong,
+                         "location /img/ {\nexpires 7d;\n}\n",
+                         {},
+                         "collision",
+                         "site.template:3:1:",
+                         "site.conf:3:2 'location ^~ /img/': nginx takes one location of a path"},
+                        {"a new one that ends the search",
+                         "\tlocation /img/ {\n\t}\n",
+                         "location ^~ /img/ {\nexpires 7d;\n}\n",
+                         {},
+                         "collision",
+                         "site.template:3:1:",
+                         "there is a block 'location ^~ /img/ {' already, site.conf:3:2 "
+                         "'location /img/'"},
+                        {"one that is renamed",
+                         strong + "\tlocation /b/ {\n\t}\n",
+                         "location {% $l %} {\n}\n",
+                         {{"l", "/b/", "/img/"}},
+                         "collision",
+                         "site.template:3:1:",
+                         "site.conf:3:2 'location ^~ /img/'"}}));
+  ExpectEdits(
+      Dialect::kNginx,
+      Each(Server, {{"a location of this path alone is another",
+                     strong,
+                     "location = /img/ {\nexpires 7d;\n}\n",
+                     {},
+                     strong + "\tlocation = /img/ {\n\t\texpires 7d;\n\t}\n"},
+                    {"one takes the place of the other",
+                     strong,
+                     "location /img/ {\nexpires 7d;\n}\n" + Untaken("location ^~ /img/ {\n}\n"),
+                     {},
+                     "\tlocation /img/ {\n\t\texpires 7d;\n\t}\n"}}));
+  const auto force = [](Request& request) { request.forced.insert("collision"); };
+  Case forced = {"when that is forced",
+                 Server(strong),
+                 Server("location /img/ {\n}\n"),
+                 {},
+                 Server(strong + "\tlocation /img/ {\n\t}\n"),
+                 force};
+  ExpectEdits(Dialect::kNginx, {forced});
+}
+
 // --- listen ---
 
 TEST(Listen, IsItsAddressAndItsOptions) {
@@ -1014,7 +1062,30 @@ TEST(Listen, IsItsAddressAndItsOptions) {
              "\tlisten 443 ssl http2;\n",
              "listen 443 ssl {% $o %};\n",
              {{"o", "http2", "reuseport"}},
-             "\tlisten 443 reuseport ssl;\n"},
+             "\tlisten 443 ssl reuseport;\n"},
+            {"an option changes where it stands",
+             "\tlisten 443 spdy ssl;\n",
+             "listen 443 ssl {% $o %};\n",
+             {{"o", "spdy", "http2"}},
+             "\tlisten 443 http2 ssl;\n"},
+            {"an option comes behind the one that the template has before it",
+             "\tlisten 443 ssl reuseport;\n",
+             "listen 443 ssl {% $o %};\n",
+             {{"o", "", "http2 deferred"}},
+             "\tlisten 443 ssl http2 deferred reuseport;\n",
+             [](Request& request) { request.raw.insert("o"); }},
+            {"... and goes again",
+             "\tlisten 443 ssl http2 deferred reuseport;\n",
+             "listen 443 ssl {% $o %};\n",
+             {{"o", "http2 deferred", ""}},
+             "\tlisten 443 ssl reuseport;\n",
+             [](Request& request) { request.raw.insert("o"); }},
+            {"an option comes first where the template has it so",
+             "\tlisten 443 ssl;\n",
+             "{% if $d %}\nlisten 443 ssl;\n{% else %}\nlisten 443 default_server ssl;\n"
+             "{% endif %}\n",
+             {},
+             "\tlisten 443 default_server ssl;\n"},
             {"one is added",
              "\tlisten 80;\n\troot /a;\n",
              "listen 80;\nlisten [::]:80;\n",
@@ -1087,6 +1158,58 @@ TEST(Listen, OfABlockWithNothingElseLeavesTheBlock) {
                                  "server {\nlisten {% $ip %}:80;\n}\n",
                                  {{"ip", "10.0.0.1", "10.0.0.2"}},
                                  "server {\n\tlisten 10.0.0.2:80;\n}\n"}});
+}
+
+TEST(Listen, WithoutConnectionsIsAnother) {
+  const std::string both = "\tlisten 443 ssl;\n\tlisten 443 quic reuseport;\n";
+  const std::string stream = "stream {\n\tserver {\n\t\tlisten 53;\n\t\tlisten 53 udp;\n\t}\n}\n";
+  ExpectEdits(Dialect::kNginx,
+              Each(Server, {{"quic goes, and TLS stays",
+                             both,
+                             Untaken("listen 443 quic reuseport;\n"),
+                             {},
+                             "\tlisten 443 ssl;\n"},
+                            {"TLS goes, and quic stays",
+                             both,
+                             Untaken("listen 443 ssl;\n"),
+                             {},
+                             "\tlisten 443 quic reuseport;\n"},
+                            {"one moves",
+                             both,
+                             "listen {% $p %};\n",
+                             {{"p", "443", "8443"}},
+                             "\tlisten 8443 ssl;\n\tlisten 443 quic reuseport;\n"},
+                            {"both move",
+                             both,
+                             "listen {% $p %} ssl;\nlisten {% $p %} quic reuseport;\n",
+                             {{"p", "443", "8443"}},
+                             "\tlisten 8443 ssl;\n\tlisten 8443 quic reuseport;\n"},
+                            {"quic comes",
+                             "\tlisten 0.0.0.0:443 ssl;\n",
+                             "listen 443 quic;\n",
+                             {},
+                             "\tlisten 0.0.0.0:443 ssl;\n\tlisten 443 quic;\n"},
+                            {"quic comes by a trailing place",
+                             "\tlisten 443 ssl;\n",
+                             "listen 443 [% $o %];\n",
+                             {{"o", kNone, "quic reuseport"}},
+                             "\tlisten 443 ssl;\n\tlisten 443 quic reuseport;\n"},
+                            {"all options of quic by a trailing place",
+                             both,
+                             "listen 443 [% $o %];\n",
+                             {{"o", kNone, "quic"}},
+                             "\tlisten 443 ssl;\n\tlisten 443 quic;\n"},
+                            {"TLS becomes quic",
+                             "\tlisten *:443 ssl;\n",
+                             "listen 443 {% $o %};\n",
+                             {{"o", "ssl", "quic"}},
+                             "\tlisten *:443 quic;\n"}}));
+  ExpectEdits(Dialect::kNginx,
+              {{"of a stream",
+                stream,
+                "stream {\nserver {\nlisten {% $p %};\nlisten {% $p %} udp;\n}\n}\n",
+                {{"p", "53", "1053"}},
+                With(With(stream, "53;", "1053;"), "53 udp", "1053 udp")}});
 }
 
 TEST(Listen, OfApacheIsALineOfTheTopLevel) {
@@ -1247,6 +1370,44 @@ TEST(Names, OfApacheStandInServerNameAndServerAlias) {
         "<VirtualHost *:80>\n\tServerAlias a\n</VirtualHost>\n",
         "<VirtualHost *:80>\nServerAlias {% $n %}\n</VirtualHost>\n", rename,
         "<VirtualHost *:80>\n\tServerAlias b\n</VirtualHost>\n"}});
+}
+
+TEST(Names, OfServerNameChangeBetweenSchemeAndPort) {
+  const auto host = [](const std::string& name) {
+    return "<VirtualHost *:80>\n\tServerName " + name + "\n</VirtualHost>\n";
+  };
+  const NamedValues c_to_d = {{"n", "c.example", "d.example"}};
+  ExpectEdits(Dialect::kApache, {{"both stay", host("https://c.example:443"), host("{% $n %}"),
+                                  c_to_d, host("https://d.example:443")},
+                                 {"a port stays", host("C.Example:80"), host("{% $n %}"), c_to_d,
+                                  host("d.example:80")},
+                                 {"quotes stay", host("\"c.example:80\""), host("{% $n %}"), c_to_d,
+                                  host("\"d.example:80\"")},
+                                 {"a host that is in the scheme, too",
+                                  host("https://s:80"),
+                                  host("{% $n %}"),
+                                  {{"n", "s", "t"}},
+                                  host("https://t:80")},
+                                 {"what the template states changes",
+                                  host("c.example:80"),
+                                  host("{% $n %}"),
+                                  {{"n", "c.example:80", "https://d.example"}},
+                                  host("https://d.example")},
+                                 {"a new port alone",
+                                  host("c.example:80"),
+                                  host("c.example:{% $p %}"),
+                                  {{"p", "80", "8080"}},
+                                  host("c.example:8080")},
+                                 {"a port that comes",
+                                  host("c.example"),
+                                  host("{% $n %}"),
+                                  {{"n", "c.example", "c.example:80"}},
+                                  host("c.example:80")},
+                                 {"a line without a value leaves both alone",
+                                  host("https://c.example:443"),
+                                  host("c.example"),
+                                  {},
+                                  host("https://c.example:443")}});
 }
 
 TEST(Names, MayBeManyAndLong) {
