@@ -46,7 +46,7 @@ class Editor {
     if (m_findings.refusals.empty() && layout.IsChanged())
       CheckResult(document, edited, plan, layout);
     if (report != nullptr) {
-      *report = ReportEdit({m_request, tree, matches, contents, plan, m_name});
+      *report = ReportEdit({m_request, tree, matches, contents, plan, m_name, IsAmbiguous()});
       report->edits = layout.Edits();
     }
     return Finish(std::move(edited));
@@ -65,6 +65,11 @@ class Editor {
     const Document document(m_request.dialect, m_text);
     const Contents contents(document);
     return ReportEdit({m_request, tree, {}, contents, {}, m_name});
+  }
+
+  bool IsAmbiguous() const {
+    return std::any_of(m_findings.refusals.begin(), m_findings.refusals.end(),
+                       [](const Finding& finding) { return finding.name == "ambiguous"; });
   }
 
   bool IsForced(const char* name) const { return m_request.forced.count(name) != 0; }
