@@ -269,6 +269,7 @@ class Run {
       const std::string text = Read(file);
       const std::string name = TextName(m_names[file]);
       Request request = m_request;
+      RefuseIfFound(OtherDialects(request, text, name), name, "not edited:");
       if (request.dialect.empty()) SetDialect(request, DialectOf(text, name));
       result.dialect = request.dialect;
       edit::Result made = edit::Edit(request.edit, text, name);

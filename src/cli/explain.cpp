@@ -51,17 +51,20 @@ Outcome Run(const ExplainOptions& options) {
   const bool standard_input = options.ReadsStandardInput();
   const std::string text = standard_input ? ReadStandardInput() : ReadFile(options.config_file);
   const std::string name = TextName(standard_input ? "-" : options.config_file);
+  const std::vector<edit::Finding> others = OtherDialects(request, text, name);
   if (request.dialect.empty()) {
     SetDialect(request, DialectOf(text, name));
     SayGuess(name, request.dialect);
   }
   edit::Explained explained = edit::Explain(request.edit, text, name);
+  std::vector<edit::Finding>& refusals = explained.result.refusals;
+  refusals.insert(refusals.begin(), others.begin(), others.end());
   std::vector<edit::Finding>& warnings = explained.result.warnings;
   const auto ignored = std::remove_if(
       warnings.begin(), warnings.end(),
       [&](const edit::Finding& warning) { return options.ignored.count(warning.name) != 0; });
   warnings.erase(ignored, warnings.end());
-  const ExitCode code = explained.result.refusals.empty() ? kDone : kRefused;
+  const ExitCode code = refusals.empty() ? kDone : kRefused;
   const ExplainedEdit edit{request, name, explained};
   if (options.json) return {JsonText(ExplanationJson(edit)), code};
   return {Explanation(edit, WantsColour(options.colour)), code};

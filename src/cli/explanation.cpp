@@ -89,7 +89,10 @@ class Sayer {
         return "no new value for " + Names(item.missing) +
                "; such a line neither adds, changes nor removes anything";
       case Action::kNoBlock:
-        return item.block ? "its block is not there: " + BlockOf(item) : std::string();
+        if (!item.block) return std::string();
+        return (m_report.blocks[*item.block].undecided ? "its block may be each of several: "
+                                                       : "its block is not there: ") +
+               BlockOf(item);
       case Action::kNothing:
         break;
     }
@@ -118,6 +121,7 @@ class Sayer {
   std::string Heading(std::size_t number) const {
     const EditReport::Block& block = m_report.blocks[number];
     if (block.created) return Quoted(block.text) + " (new)";
+    if (block.undecided) return "may be each of several, see below: " + Quoted(block.text);
     if (block.found.empty()) return "not there: " + Quoted(block.text);
     std::string heading;
     for (const std::string& found : block.found) heading += (heading.empty() ? "" : "; ") + found;

@@ -47,6 +47,7 @@ std::vector<Diagnostic> Check(const LintOptions& options) {
     edit.template_name = TextName(file);
     SetDialect(request, options.dialect.empty() ? DialectOf(edit.template_text, edit.template_name)
                                                 : options.dialect);
+    WarnOfOtherDialect(edit.template_text, edit.template_name, request.dialect);
     std::vector<Diagnostic> found =
         Sorted(CheckTemplateText(edit, options.HasValues()), options.ignored);
     all.insert(all.end(), std::make_move_iterator(found.begin()),

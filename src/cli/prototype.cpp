@@ -51,6 +51,7 @@ Outcome Run(const PrototypeOptions& options) {
   Request request = LoadRequest(options);
   const std::string config = ReadNamedConfig(options.config_file);
   if (request.dialect.empty()) GuessDialect(request, config, options.config_file);
+  WarnOfOtherDialect(request.edit.template_text, request.edit.template_name, request.dialect);
   SetWriting(options, request.edit);
   edit::Findings findings;
   std::string text = edit::Prototype(request.edit, findings);

@@ -99,6 +99,16 @@ void AddAssignmentOption(CLI::App& command, const AssignmentOption& option,
   AddWords(command, option.name, store, option.description)->type_name(option.form);
 }
 
+// What to say when `text`, the file `name`, is written in another dialect; "": it is not, or that
+// cannot be told.
+std::string ContradictionOf(const std::string& text, const std::string& name,
+                            const std::string& dialect) {
+  const std::string guessed = GuessDialect(text);
+  if (guessed.empty() || guessed == dialect) return std::string();
+  return name + ": this is written for " + guessed + ", and would be read as " + dialect +
+         ". Correct --dialect, or name the right file";
+}
+
 }  // namespace
 
 Values CollectValues(const RequestOptions& options) {
@@ -220,6 +230,24 @@ std::string DialectOf(const std::string& text, const std::string& name) {
   if (!dialect.empty()) return dialect;
   throw Failure(name, "its language cannot be told from the text; name it by --dialect (" +
                           KnownDialects() + ")");
+}
+
+std::vector<edit::Finding> OtherDialects(const Request& request, const std::string& text,
+                                         const std::string& name) {
+  if (request.dialect.empty() || request.edit.forced.count("syntax") != 0) return {};
+  std::string message = ContradictionOf(text, name, request.dialect);
+  if (message.empty()) {
+    const edit::Request& edit = request.edit;
+    message = ContradictionOf(edit.template_text, edit.template_name, request.dialect);
+  }
+  if (message.empty()) return {};
+  return {{"syntax", message}};
+}
+
+void WarnOfOtherDialect(const std::string& text, const std::string& name,
+                        const std::string& dialect) {
+  const std::string message = ContradictionOf(text, name, dialect);
+  if (!message.empty()) Say("warning: " + message);
 }
 
 void SayGuess(const std::string& what, const std::string& dialect) {

@@ -100,6 +100,17 @@ void SetDialect(Request& request, const std::string& dialect);
 // cannot be done.
 std::string DialectOf(const std::string& text, const std::string& name);
 
+// What speaks against the dialect of `request`, as refusals of an edit of `text`, the file `name`:
+// that text, or else the template, is written in another one. None where that cannot be told, where
+// the request names no dialect, and where "syntax" is forced.
+std::vector<edit::Finding> OtherDialects(const Request& request, const std::string& text,
+                                         const std::string& name);
+
+// Says on standard error that `text`, the file `name`, is written in another dialect than this one,
+// if so.
+void WarnOfOtherDialect(const std::string& text, const std::string& name,
+                        const std::string& dialect);
+
 // Says on standard error that `what` was taken for `dialect`.
 void SayGuess(const std::string& what, const std::string& dialect);
 

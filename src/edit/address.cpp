@@ -204,6 +204,7 @@ class Finder {
       const Match match = m_matches[i];
       if (match.at && m_tree.blocks[match.block].enabled) MatchBlocksIn(i);
     }
+    if (m_all) DropOthers();
     return std::move(m_matches);
   }
 
@@ -565,6 +566,139 @@ class Finder {
     return found;
   }
 
+  // --- All blocks that fit ---
+
+  // Lines of which the old value is known say which blocks are meant:
+  //
+  //   some of them change   those that have one of these, as it was or as it will be
+  //   none changes          those that have all of them, or else one: it may be the same edit once
+  //                         more, with the values as they are now
+  //
+  // The others are not meant where there are such blocks.
+  enum class Grade { kNothing, kSomething, kAll };
+
+  // What the template says of a block and of those inside.
+  struct Claim {
+    bool counts = false;   // an old value is known
+    bool changes = false;  // ... and is another one
+  };
+
+  // Nor is a block missed in one block around where it stands in another one.
+  void DropOthers() {
+    const std::vector<Grade> grades = GradesOfMatches();
+    std::vector<bool> is_there(m_tree.blocks.size(), false);
+    std::vector<Grade> best(m_tree.blocks.size(), Grade::kNothing);
+    for (std::size_t i = 1; i < m_matches.size(); ++i) {
+      const Match& match = m_matches[i];
+      if (!match.at || !m_tree.blocks[match.block].enabled) continue;
+      is_there[match.block] = true;
+      best[match.block] = std::max(best[match.block], grades[i]);
+    }
+    constexpr std::size_t kDropped = static_cast<std::size_t>(-1);
+    std::vector<std::size_t> numbers(m_matches.size(), 0);  // as they will be
+    std::size_t kept = 1;
+    for (std::size_t i = 1; i < m_matches.size(); ++i) {
+      Match match = m_matches[i];
+      const bool is_other = match.at ? grades[i] < best[match.block] : is_there[match.block];
+      match.parent = numbers[match.parent];
+      numbers[i] = match.parent == kDropped || is_other ? kDropped : kept;
+      if (numbers[i] != kDropped) m_matches[kept++] = match;
+    }
+    m_matches.resize(kept);
+  }
+
+  std::vector<Grade> GradesOfMatches() {
+    const std::vector<Claim> claims = Claims();
+    std::vector<Grade> grades(m_matches.size(), Grade::kNothing);
+    std::vector<bool> holds_one_inside(m_matches.size(), false);
+    std::set<std::pair<std::size_t, std::size_t>> complete;  // matches, and blocks inside of them
+    for (std::size_t i = m_matches.size(); i-- > 0;) {       // what is inside comes first
+      const Match& match = m_matches[i];
+      const TemplateBlock& block = m_tree.blocks[match.block];
+      const Claim& claim = claims[match.block];
+      if (i == 0 || !match.at || !block.enabled || !claim.counts) continue;
+      bool some = holds_one_inside[i] || Tells(m_tree.lines[block.opening], claim.changes);
+      bool all = true;
+      for (const std::size_t child : block.children) {
+        const TemplateLine& line = m_tree.lines[child];
+        if (line.kind == Kind::kOpening) {
+          const bool counts = line.enabled && claims[line.block].counts;
+          all = all && (!counts || complete.count({i, line.block}) != 0);
+        } else if (Tells(line, claim.changes)) {
+          const bool holds = HoldsPart(*match.at, line);
+          some = some || holds;
+          all = all && holds;
+        }
+      }
+      all = all && !claim.changes;
+      if (all) complete.emplace(match.parent, match.block);
+      // Of a block that changes nothing, what it has does not count where something else changes.
+      const bool counts_around = claim.changes || !claims[m_matches[match.parent].block].changes;
+      if (some && counts_around) holds_one_inside[match.parent] = true;
+      grades[i] = all ? Grade::kAll : some ? Grade::kSomething : Grade::kNothing;
+    }
+    return grades;
+  }
+
+  // By blocks of the template.
+  std::vector<Claim> Claims() const {
+    std::vector<Claim> claims(m_tree.blocks.size());
+    for (const TemplateLine& line : m_tree.lines) {
+      if (!m_tree.blocks[line.block].enabled || !Tells(line, false)) continue;
+      for (std::size_t block = line.block; block != 0; block = m_tree.blocks[block].parent) {
+        claims[block].counts = true;
+        claims[block].changes = claims[block].changes || Tells(line, true);
+      }
+    }
+    return claims;
+  }
+
+  // Whether the line's old words are known, and, when it has to change, are others.
+  bool Tells(const TemplateLine& line, bool has_to_change) const {
+    const bool is_known = (line.kind == Kind::kDirective || line.kind == Kind::kOpening) &&
+                          line.enabled && line.old_given && !line.raw && !line.beginning &&
+                          line.was && line.now && !line.now->words.empty();
+    return is_known && !(has_to_change && SameWords(m_dialect, line.was->words, line.now->words));
+  }
+
+  // Whether the block has such a line, the old one or the new one; of names and options, a word
+  // that changes is enough.
+  bool HoldsPart(BlockId id, const TemplateLine& line) {
+    const Texts& was = line.was->words;
+    const Texts& now = line.now->words;
+    switch (RoleOf(m_dialect, now.front())) {
+      case Role::kNames:
+        return HaveChanging(tov_document::ServerNames(m_document, id), NamesIn(m_dialect, was),
+                            NamesIn(m_dialect, now));
+      case Role::kAddress:
+        return !Listening({id}, AddressesIn(m_dialect, was)).empty() ||
+               !Listening({id}, AddressesIn(m_dialect, now)).empty();
+      case Role::kOptions:
+        return AnyIn(id, [&](const Child& child) {
+          return tov_document::SameName(m_dialect, child.values.front(), now.front()) &&
+                 HaveChanging(child.values, was, now);
+        });
+      case Role::kPlain:
+        break;
+    }
+    return Holds(id, line, &TemplateLine::was) || Holds(id, line, &TemplateLine::now);
+  }
+
+  // Whether one of the words is there that are only in one of these; all, when there is none such.
+  static bool HaveChanging(const Texts& words, const Texts& was, const Texts& now) {
+    Texts changing;
+    const auto add = [&changing](const Texts& from, const Texts& others) {
+      for (const std::string& word : from) {
+        if (!Contains(others, word)) changing.push_back(word);
+      }
+    };
+    add(was, now);
+    add(now, was);
+    if (!changing.empty()) return ShareOne(words, changing);
+    return std::all_of(now.begin(), now.end(),
+                       [&](const std::string& word) { return Contains(words, word); });
+  }
+
   // --- Messages ---
 
   const FilePlace& PlaceOf(std::size_t block) const {
@@ -732,14 +866,14 @@ std::string SoughtBlock(const TemplateTree& tree, Dialect dialect, std::size_t b
 }
 
 std::string BlocksLike(const Contents& contents, const std::string& config_name,
-                       const TemplateLine& opening) {
+                       const TemplateLine& opening, BlockId around) {
   constexpr std::size_t kMost = 3;
   const std::optional<Written>& head = opening.was ? opening.was : opening.now;
   std::string listed;
   if (!head) return listed;
   std::size_t count = 0;
-  const Document& document = contents.document();
-  for (BlockId id = 1; id < document.blocks().size() && count < kMost; ++id) {
+  const auto& blocks = contents.document().blocks();
+  for (BlockId id = around + 1; id < blocks[around].next && count < kMost; ++id) {
     if (!tov_document::SameName(contents.dialect(), contents.HeadOf(id).front(),
                                 head->words.front())) {
       continue;

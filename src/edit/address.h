@@ -37,9 +37,12 @@ struct Match {
 
 // The whole text first, then the blocks of the template from the outside to the inside, those of
 // one block in the order of the template; nothing of those whose enclosing block is not there or
-// has to go. With `all` a block of the template comes once for each block that fits; without it,
-// several that fit are refused in `findings` as "ambiguous". Two blocks of the template are never
-// one of the configuration.
+// has to go. Without `all`, several that fit are refused in `findings` as "ambiguous". With it, a
+// block of the template comes once for each block that fits. But where it says what changes, by old
+// values that differ from the new ones, those blocks are left out that have none of that, neither
+// the old nor the new, when others have; where the old values are the new ones, those that have not
+// all of these lines, when others have. And what stands in one of the blocks around is not missed
+// in the others. Two blocks of the template are never one of the configuration.
 //
 // Cost: where a name is known, one step for each directive of the text that names a server; else
 // one for each block around.
@@ -53,10 +56,11 @@ bool SaysRenamed(const TemplateTree& tree, Dialect dialect, std::size_t block);
 // What is looked for, as messages name it: "'server {' (a.example, *:80)".
 std::string SoughtBlock(const TemplateTree& tree, Dialect dialect, std::size_t block);
 
-// The first blocks of the same kind as the one that is looked for, as messages name them behind
-// what is missing: "; there are ..."; "": there is none. Cost: up to one step for each block.
+// The first blocks in `around` of the same kind as the one that is looked for, as messages name
+// them behind what is missing: "; there are ..."; "": there is none. Cost: up to one step for each
+// block.
 std::string BlocksLike(const Contents& contents, const std::string& config_name,
-                       const TemplateLine& opening);
+                       const TemplateLine& opening, BlockId around);
 
 // Whether what stands in `block`, or in one with this head, may be looked for as if it stood around
 // it, in a template's block whose own scope is `scope`.

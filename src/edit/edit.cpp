@@ -46,7 +46,7 @@ class Editor {
     if (m_findings.refusals.empty() && layout.IsChanged())
       CheckResult(document, edited, plan, layout);
     if (report != nullptr) {
-      *report = ReportEdit({m_request, tree, matches, contents, plan, m_name});
+      *report = ReportEdit({m_request, tree, matches, contents, plan, m_name, IsAmbiguous()});
       report->edits = layout.Edits();
     }
     return Finish(std::move(edited));
@@ -67,6 +67,11 @@ class Editor {
     return ReportEdit({m_request, tree, {}, contents, {}, m_name});
   }
 
+  bool IsAmbiguous() const {
+    return std::any_of(m_findings.refusals.begin(), m_findings.refusals.end(),
+                       [](const Finding& finding) { return finding.name == "ambiguous"; });
+  }
+
   bool IsForced(const char* name) const { return m_request.forced.count(name) != 0; }
 
   void Refuse(const char* name, const std::string& message) {
@@ -74,6 +79,13 @@ class Editor {
   }
 
   void CheckSyntax(const Document& document) {
+    if (BeginsWithMark(m_text)) {
+      Refuse("syntax", Shown(FilePlace{m_name, 1, 1}) +
+                           ": the text begins with a byte order mark, which the server takes for a "
+                           "part of the first word. It would not take this file: save it without "
+                           "the mark");
+      return;
+    }
     if (!document.error()) return;
     const Contents contents(document);
     std::string message =
@@ -92,37 +104,49 @@ class Editor {
 
   void CheckMissing(const TemplateTree& tree, const Contents& contents,
                     const std::vector<Match>& matches) {
+    std::map<std::size_t, std::vector<BlockId>> missed;  // by blocks of the template: from where
     for (std::size_t i = 1; i < matches.size(); ++i) {
       const Match& match = matches[i];
       const TemplateBlock& block = tree.blocks[match.block];
       if (!block.enabled) continue;
-      const TemplateLine& opening = tree.lines[block.opening];
-      if (match.at) {
-        if (m_request.create == Create::kOnly && block.parent == 0) {
-          m_findings.refusals.push_back({"exists", Shown(opening.place) +
-                                                       ": this block is there already, " +
-                                                       Described(contents, m_name, *match.at) +
-                                                       ", and only new ones are to be made"});
-        }
-        continue;
+      if (!match.at) {
+        missed[match.block].push_back(*matches[match.parent].at);
+      } else if (m_request.create == Create::kOnly && block.parent == 0) {
+        m_findings.refusals.push_back({"exists", Shown(tree.lines[block.opening].place) +
+                                                     ": this block is there already, " +
+                                                     Described(contents, m_name, *match.at) +
+                                                     ", and only new ones are to be made"});
       }
-      const bool renamed = SaysRenamed(tree, m_request.dialect, match.block);
-      if (!renamed && m_request.create != Create::kNever) continue;
-      Refuse("unmatched-section",
-             Shown(opening.place) + ": there is no " +
-                 SoughtBlock(tree, m_request.dialect, match.block) + " in " + m_name +
-                 Candidates(contents, opening) +
-                 (renamed ? ". Correct the old value, or leave it out for a new block"
-                          : ". It is not made, as was asked"));
     }
+    for (const auto& [block, around] : missed) CheckMissing(tree, contents, block, around);
   }
 
-  // The first blocks of the same kind, for a message.
-  const std::string& Candidates(const Contents& contents, const TemplateLine& opening) {
+  // Of a block of the template that is nowhere in the blocks `around`.
+  void CheckMissing(const TemplateTree& tree, const Contents& contents, std::size_t block,
+                    const std::vector<BlockId>& around) {
+    const bool renamed = SaysRenamed(tree, m_request.dialect, block);
+    if (!renamed && m_request.create != Create::kNever) return;
+    const TemplateLine& opening = tree.lines[tree.blocks[block].opening];
+    const bool is_inside = around.front() != tov_document::kWholeText;
+    std::string where = is_inside ? Described(contents, m_name, around.front()) : m_name;
+    if (around.size() > 1) {
+      where += ", nor in " + std::to_string(around.size() - 1) +
+               (around.size() == 2 ? " other such block" : " other such blocks");
+    }
+    Refuse("unmatched-section",
+           Shown(opening.place) + ": there is no " + SoughtBlock(tree, m_request.dialect, block) +
+               " in " + where + Candidates(contents, opening, around.front()) +
+               (renamed ? ". Correct the old value, or leave it out for a new block"
+                        : ". It is not made, as was asked"));
+  }
+
+  // The first blocks of the same kind in `around`, for a message.
+  const std::string& Candidates(const Contents& contents, const TemplateLine& opening,
+                                BlockId around) {
     const std::optional<Written>& head = opening.was ? opening.was : opening.now;
-    const auto [known, is_new] =
-        m_candidates.try_emplace(head ? head->words.front() : std::string());
-    if (is_new) known->second = BlocksLike(contents, m_name, opening);
+    const auto [known, is_new] = m_candidates.try_emplace(
+        std::make_pair(around, head ? head->words.front() : std::string()));
+    if (is_new) known->second = BlocksLike(contents, m_name, opening, around);
     return known->second;
   }
 
@@ -193,7 +217,7 @@ class Editor {
   const std::string& m_name;
   Findings m_findings;
   Result m_result;
-  std::map<std::string, std::string> m_candidates;  // by the names of blocks
+  std::map<std::pair<BlockId, std::string>, std::string> m_candidates;  // by blocks around, names
 };
 
 }  // namespace

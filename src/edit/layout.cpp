@@ -377,15 +377,15 @@ void Layout::AddInline(std::size_t at, const std::string& before,
 }
 
 void Layout::Add(const Place& place, const std::vector<std::string>& lines,
-                 const std::vector<std::size_t>& depths, bool blank_before, std::size_t line) {
-  AddText(place, lines, depths, blank_before, line);
+                 const std::vector<std::size_t>& depths, bool blank_between, std::size_t line) {
+  AddText(place, lines, depths, blank_between, line);
   m_meant.Add(place.block, m_patches.back().begin, lines);
 }
 
 void Layout::AddText(const Place& place, const std::vector<std::string>& lines,
-                     const std::vector<std::size_t>& depths, bool blank_before, std::size_t line) {
+                     const std::vector<std::size_t>& depths, bool blank_between, std::size_t line) {
   if (place.kind == Place::Kind::kAtEnd) {
-    AddAtEnd(place.block, lines, depths, blank_before, line);
+    AddAtEnd(place.block, lines, depths, blank_between, line);
     return;
   }
   const std::vector<Child>& children = m_contents.Of(place.block);
@@ -394,13 +394,13 @@ void Layout::AddText(const Place& place, const std::vector<std::string>& lines,
                                                            : IndentationIn(place.block));
   if (place.kind == Place::Kind::kBehind) {
     if (EndsLine(child.end)) {
-      AddLines(LineEnd(child.end), indentation, lines, depths, blank_before, line);
+      AddLines(LineEnd(child.end), indentation, lines, depths, blank_between, line);
     } else {
       AddInline(child.end, " ", lines, std::string(), line);
     }
   } else if (IsFirstOnLine(child.begin)) {
-    AddLines(BeginWithComments(children, place.child), indentation, lines, depths, blank_before,
-             line);
+    AddLines(BeginWithComments(children, place.child), indentation, lines, depths, false, line);
+    if (blank_between) m_patches.back().text += NewEnd();
   } else {
     AddInline(child.begin, std::string(), lines, " ", line);
   }

@@ -62,10 +62,10 @@ class Layout {
   };
 
   // Puts lines there, the first one indented like its neighbours, the others as much more as they
-  // are deeper: `depths` has a number for each line. Several for one place come one after the
-  // other.
+  // are deeper: `depths` has a number for each line. With `blank_between` a blank line stands
+  // between them and the neighbour. Several for one place come one after the other.
   void Add(const Place& place, const std::vector<std::string>& lines,
-           const std::vector<std::size_t>& depths, bool blank_before, std::size_t line);
+           const std::vector<std::size_t>& depths, bool blank_between, std::size_t line);
 
   // The edited text.
   std::string Text();
@@ -111,7 +111,7 @@ class Layout {
   const std::string& IndentationIn(BlockId block);
 
   void AddText(const Place& place, const std::vector<std::string>& lines,
-               const std::vector<std::size_t>& depths, bool blank_before, std::size_t line);
+               const std::vector<std::size_t>& depths, bool blank_between, std::size_t line);
   std::size_t BeginWithComments(const std::vector<Child>& children, std::size_t child) const;
   void AddLines(std::size_t at, const std::string& indentation,
                 const std::vector<std::string>& lines, const std::vector<std::size_t>& depths,

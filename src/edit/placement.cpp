@@ -14,6 +14,7 @@ namespace {
 using Children = std::vector<const Child*>;
 using Positions = std::vector<std::size_t>;
 using PlaceKind = Layout::Place::Kind;
+using tov_document::kWholeText;
 using tov_document::NodeKind;
 
 Children OwnOf(Contents& contents, BlockId block) {
@@ -168,10 +169,22 @@ Layout::Place DirectivePlaces::BesideOthers(const Neighbours& of_all) const {
   return {m_block, PlaceKind::kAtEnd, 0};
 }
 
-const PlaceOfBlock& BlockPlaces::For(BlockId block, const std::string& name) {
+PlaceOfBlock BlockPlaces::For(BlockId block, const std::string& name,
+                              const BlockNeighbours& neighbours) {
   const auto [known, is_new] = m_found.try_emplace({block, NameKey(m_contents.dialect(), name)});
   if (is_new) known->second = Find(block, name);
-  return known->second;
+  PlaceOfBlock where = known->second;
+  const BlockId later = neighbours.later;
+  const BlockId container = where.place.block;
+  const bool counts = later != kWholeText && neighbours.earlier < later &&
+                      m_contents.document().blocks()[later].parent == container;
+  if (!counts) return where;
+  const std::vector<Child>& children = m_contents.Of(container);
+  const auto next = std::lower_bound(
+      children.begin(), children.end(), m_contents.document().blocks()[later].head.begin,
+      [](const Child& child, std::size_t at) { return child.bytes.begin < at; });
+  where.place = Beside(*next, PlaceKind::kBefore);
+  return where;
 }
 
 PlaceOfBlock BlockPlaces::Find(BlockId block, const std::string& name) const {

@@ -66,7 +66,16 @@ class DirectivePlaces {
 
 struct PlaceOfBlock {
   Layout::Place place;
-  bool blank_before = false;  // a blank line stands before it, as before its like
+  bool blank_between =
+      false;  // a blank line stands between it and its neighbour, as between others
+};
+
+// Of the blocks around a new one in the template, those of its name that are there: the last one,
+// in the text, of those stated before it, and the first one of those stated behind it; none:
+// kWholeText.
+struct BlockNeighbours {
+  BlockId earlier = tov_document::kWholeText;
+  BlockId later = tov_document::kWholeText;
 };
 
 // Where new blocks go.
@@ -75,11 +84,13 @@ class BlockPlaces {
   // `contents` must outlive it.
   explicit BlockPlaces(Contents& contents) : m_contents(contents) {}
 
-  // For a block of this name in `block`: behind the last block of its name, else at the end. What
-  // may be left out of a template counts as the block itself: where its like stand in there, it
-  // goes there, and into nginx's http in any case. The reference stays valid. Cost: a step for each
-  // block around the place, once for each name.
-  const PlaceOfBlock& For(BlockId block, const std::string& name);
+  // For a block of this name in `block`: directly before the later neighbour, as its server may
+  // take the first one that fits, or the last; else behind the last block of its name, and else at
+  // the end. A later neighbour does not count that stands before the earlier one, or elsewhere than
+  // the last block of the name. What may be left out of a template counts as the block itself:
+  // where its like stand in there, it goes there, and into nginx's http in any case. Cost: a step
+  // for each block around the place, once for each name, and a search among them for a neighbour.
+  PlaceOfBlock For(BlockId block, const std::string& name, const BlockNeighbours& neighbours);
 
  private:
   PlaceOfBlock Find(BlockId block, const std::string& name) const;

@@ -154,7 +154,8 @@ class Planner {
     const std::optional<Written>& head = opening.was ? opening.was : opening.now;
     const auto [like, is_new] = m_like.try_emplace(head ? head->words.front() : std::string());
     if (is_new) {
-      like->second = BlocksLike(m_planning.contents, m_planning.config_name, opening);
+      like->second = BlocksLike(m_planning.contents, m_planning.config_name, opening,
+                                tov_document::kWholeText);
     }
     m_planning.findings.refusals.push_back(
         {"not-found", Shown(opening.place) + ": there is no " +
@@ -278,9 +279,54 @@ class Planner {
     }
     const BlockId around = *m_matches[match.parent].at;
     RefuseTwins(opening, around, std::nullopt, opening.now->words);
-    const PlaceOfBlock& where = m_places.For(around, opening.now->words.front());
-    m_planning.layout.Add(where.place, made.lines(), made.depths(), where.blank_before,
+    const PlaceOfBlock where =
+        m_places.For(around, opening.now->words.front(), NeighboursOf(match));
+    m_planning.layout.Add(where.place, made.lines(), made.depths(), where.blank_between,
                           block.opening);
+  }
+
+  const BlockNeighbours& NeighboursOf(const Match& match) {
+    const auto [known, is_new] = m_neighbours.try_emplace(match.parent);
+    if (is_new) known->second = NeighboursIn(match.parent);
+    return known->second[match.block];
+  }
+
+  // By blocks of the template: for those inside of the one that is matched, what stands around
+  // them.
+  std::map<std::size_t, BlockNeighbours> NeighboursIn(std::size_t match) const {
+    std::map<std::size_t, BlockNeighbours> neighbours;
+    std::map<std::string, BlockId> last;  // by names
+    std::map<std::string, BlockId> first;
+    const std::vector<std::size_t>& lines = m_planning.tree.blocks[m_matches[match].block].children;
+    for (const std::size_t line : lines) {
+      const auto name = NameThatStays(line);
+      if (!name) continue;
+      const std::size_t block = m_planning.tree.lines[line].block;
+      neighbours[block].earlier = last[*name];
+      const auto at = m_inner[match].find(block);
+      if (at != m_inner[match].end()) last[*name] = std::max(last[*name], at->second);
+    }
+    for (auto line = lines.rbegin(); line != lines.rend(); ++line) {
+      const auto name = NameThatStays(*line);
+      if (!name) continue;
+      const std::size_t block = m_planning.tree.lines[*line].block;
+      const auto known = first.find(*name);
+      if (known != first.end()) neighbours[block].later = known->second;
+      const auto at = m_inner[match].find(block);
+      if (at == m_inner[match].end()) continue;
+      first[*name] = known == first.end() ? at->second : std::min(known->second, at->second);
+    }
+    return neighbours;
+  }
+
+  // The name of the block that the template's line opens; none: it opens none, or one that goes, or
+  // a server, before which a new one would take over what no name is known for.
+  std::optional<std::string> NameThatStays(std::size_t number) const {
+    const TemplateLine& line = m_planning.tree.lines[number];
+    if (line.kind != Kind::kOpening || !line.enabled || !line.now) return std::nullopt;
+    const std::string& name = line.now->words.front();
+    if (tov_document::IsServer(dialect(), name)) return std::nullopt;
+    return NameKey(dialect(), name);
   }
 
   // Whether the block cannot be made for want of its opening line, or of that of one inside.
@@ -308,6 +354,7 @@ class Planner {
   std::vector<bool> m_is_there;                         // by blocks of the template
   std::unordered_map<BlockId, std::size_t> m_matched;   // blocks of the template
   std::map<std::string, std::string> m_like;            // see BlocksLike, by the names of blocks
+  std::map<std::size_t, std::map<std::size_t, BlockNeighbours>> m_neighbours;  // by matches
 };
 
 }  // namespace

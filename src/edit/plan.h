@@ -45,7 +45,8 @@ struct Plan {
 //   - else behind the directives that stand before the first block inside, and as near to there as
 //     the order of the template's lines that the block has allows.
 //
-// A block that is not there is added behind the last one of its kind, else at the end of the block
+// A block that is not there is added before the first one of its kind that the template states
+// behind it, but for servers; else behind the last one of its kind, else at the end of the block
 // around it. What cannot be meant is refused in `findings`.
 Plan MakePlan(const Request& request, const TemplateTree& tree, const std::vector<Match>& matches,
               const std::string& config_name, Contents& contents, Layout& layout,

@@ -121,7 +121,17 @@ class Reporter {
       block.created = block.created || event.kind == Event::Kind::kAdded;
       block.renamed = block.renamed || event.kind == Event::Kind::kChanged;
     }
+    block.undecided = IsUndecided(number);
     m_report.blocks.push_back(std::move(block));
+  }
+
+  // A block that was looked for is matched, if only by none, unless several fit.
+  bool IsUndecided(std::size_t number) const {
+    const TemplateBlock& block = m_tree.blocks[number];
+    const bool sought = !m_found[block.parent].empty() && m_tree.blocks[block.parent].enabled;
+    return sought && m_source.is_ambiguous &&
+           std::none_of(m_source.matches.begin(), m_source.matches.end(),
+                        [number](const Match& match) { return match.block == number; });
   }
 
   // Walks the statements along the lines: the innermost branch that is open and not taken stops

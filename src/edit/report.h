@@ -71,6 +71,7 @@ struct EditReport {
     std::vector<std::string> found;  // what stands there: "server (a.example, *:80)"
     bool created = false;
     bool renamed = false;
+    bool undecided = false;  // it may be each of several, for which the edit is refused
   };
 
   std::vector<Statement> statements;
@@ -87,6 +88,7 @@ struct ReportSource {
   const Contents& contents;
   const Plan& plan;
   const std::string& config_name;
+  bool is_ambiguous = false;  // several blocks, or directives, fit a line
 };
 
 // All but the edits of lines.

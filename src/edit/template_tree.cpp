@@ -11,6 +11,7 @@
 
 #include "document/ascii.h"
 #include "edit/authored_line.h"
+#include "edit/contents.h"
 #include "edit/repetition.h"
 #include "edit/statement_values.h"
 #include "edit/statements.h"
@@ -217,6 +218,23 @@ class Reader {
     line.now = Fill(authored, m_engine.new_values(), line, line.enabled);
     const bool judged = line.now && line.old_given && !line.raw;
     line.was = Fill(authored, m_engine.old_values(), line, judged);
+    if (line.enabled) RefuseEmpty(line, authored);
+  }
+
+  // A directive that is stated with something in its trailing place is not one without arguments.
+  void RefuseEmpty(const TemplateLine& line, const AuthoredLine& authored) {
+    if (line.kind != Kind::kDirective || !line.now || line.now->words.size() != 1) return;
+    for (const Place& place : authored.places()) {
+      const auto value = m_engine.new_values().find(place.name);
+      if (!place.trailing || value == m_engine.new_values().end()) continue;
+      if (m_request.raw.count(place.name) != 0 || !str::Trim(value->second).empty()) continue;
+      Refuse("value", line.place,
+             "the value " + Quoted(place.name) + " is empty, and nothing but the name is left of " +
+                 Quoted(line.text) +
+                 ". Give it a text. Where the line is to go, put it into {% if $" + place.name +
+                 " %}, and leave the value unset; --raw " + place.name + " puts it in as it is");
+      return;
+    }
   }
 
   // The line with its values; none also for one that is not what the author wrote.
@@ -271,6 +289,11 @@ class Reader {
   }
 
   void CheckControls(const TemplateLine& line, const AuthoredLine& authored) {
+    if (BeginsWithMark(line.text)) {
+      Refuse("template", line.place,
+             "this line begins with a byte order mark, which would be a part of its first word. "
+             "Save the file without one");
+    }
     if (HoldsControl(line.text)) {
       Refuse("template", line.place,
              "this line holds a control byte, which no server takes for one of a word. Take it "

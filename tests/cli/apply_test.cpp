@@ -219,6 +219,70 @@ TEST_F(Apply, GuessesTheDialectOfAPrototypeByItsTemplate) {
   ExpectSaid(outcome, {"site.template: taken for nginx; --dialect says otherwise"});
 }
 
+TEST_F(Apply, RefusesADialectThatTheTextContradicts) {
+  m_sandbox.Write("nginx.conf", "server {\nlisten 80;\nserver_name a;\n}\n");
+  m_sandbox.Write("apache.conf", "<VirtualHost *:80>\nServerName a\n</VirtualHost>\n");
+  m_sandbox.Write("empty.conf", "");
+  m_sandbox.Write("nginx.template", "server {\nserver_name a;\ngzip on;\n}\n");
+  m_sandbox.Write("apache.template", "<VirtualHost *:80>\nServerSignature Off\n</VirtualHost>\n");
+  struct Case {
+    const char* name;
+    const char* dialect;
+    const char* template_file;
+    const char* config;
+    const char* said;  // "": nothing
+  };
+  const Case cases[] = {
+      {"nginx for apache", "apache", "nginx.template", "nginx.conf",
+       "nginx.conf: this is written for nginx, and would be read as apache. Correct --dialect, or "
+       "name the right file [syntax]"},
+      {"apache for nginx", "nginx", "apache.template", "apache.conf",
+       "apache.conf: this is written for apache, and would be read as nginx. Correct --dialect, or "
+       "name the right file [syntax]"},
+      {"the template", "apache", "nginx.template", "apache.conf",
+       "nginx.template: this is written for nginx, and would be read as apache. Correct --dialect, "
+       "or name the right file [syntax]"},
+      {"both are right", "apache", "apache.template", "apache.conf", ""},
+      {"one that cannot be told", "apache", "apache.template", "empty.conf", ""},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    const Words request = {"--dialect", c.dialect, "--template", c.template_file, c.config};
+    const std::string said = c.said;
+    for (const char* const command : {"apply", "explain"}) {
+      SCOPED_TRACE(command);
+      Words words = {command};
+      words.insert(words.end(), request.begin(), request.end());
+      const Outcome outcome = Run(words);
+      EXPECT_EQ(outcome.exit_code, said.empty() ? 0 : 4) << outcome.err;
+      if (said.empty()) {
+        EXPECT_EQ(outcome.err, "");
+      } else {
+        EXPECT_THAT(outcome.out + outcome.err, HasSubstr(said));
+      }
+    }
+  }
+  EXPECT_EQ(Run({"apply", "--dialect", "apache", "--template", "nginx.template", "--force",
+                 "syntax", "empty.conf"})
+                .exit_code,
+            0);
+}
+
+TEST_F(Apply, WarnsOfADialectThatATemplateAloneContradicts) {
+  const std::string said =
+      "warning: site.template: this is written for nginx, and would be read as apache. Correct "
+      "--dialect, or name the right file";
+  EXPECT_THAT(Run({"lint", "--dialect", "apache", "site.template"}).err, HasSubstr(said));
+  EXPECT_EQ(Run({"lint", "--dialect", "nginx", "site.template"}).err, "");
+  const Words prototype = {"prototype", "--template", "site.template",
+                           "--set",     "name=b",     "--dialect"};
+  Words words = prototype;
+  words.emplace_back("apache");
+  EXPECT_THAT(Run(words).err, HasSubstr(said));
+  words.back() = "nginx";
+  EXPECT_EQ(Run(words).err, "");
+}
+
 // --- Values ---
 
 TEST_F(Apply, MergesValuesFiles) {

@@ -336,4 +336,14 @@ TEST_F(ExplainProgram, ColoursAndIgnores) {
   EXPECT_THAT(unknown.err, HasSubstr("--ignore: 'x' is no warning; known are: missing-value,"));
 }
 
+TEST_F(ExplainProgram, SaysOfABlockThatIsThereTwiceThatItMayBeEach) {
+  m_sandbox.Write("two.conf", "server {\nserver_name a;\n}\nserver {\nserver_name a;\n}\n");
+  m_sandbox.Write("two.template", "server {\nserver_name a;\ngzip on;\n}\n");
+  const Outcome outcome =
+      Run({"explain", "--dialect", "nginx", "--template", "two.template", "two.conf"});
+  EXPECT_THAT(outcome.out, HasSubstr("\nmay be each of several, see below: 'server {'\n"));
+  EXPECT_THAT(outcome.out, HasSubstr("nothing: its block may be each of several: 'server {'\n"));
+  EXPECT_THAT(outcome.out, Not(HasSubstr("not there")));
+}
+
 }  // namespace

@@ -191,6 +191,110 @@ TEST(SitesOfOneName, AreAllEditedWhenAsked) {
                 AskForAll}});
 }
 
+void AskForAllThatIsThere(Request& request) {
+  request.all = true;
+  request.create = Create::kNever;
+}
+
+TEST(AllBlocks, AreThoseThatHaveSomethingOfWhatChanges) {
+  const auto php = [](const std::string& port, const std::string& version) {
+    return "server {\n\tlisten " + port +
+           ";\n\tlocation ~ \\.php$ {\n\t\tfastcgi_pass unix:/run/php" + version +
+           ".sock;\n\t}\n}\n";
+  };
+  const std::string php_template =
+      "server {\nlocation ~ \\.php$ {\nfastcgi_pass unix:/run/php{% $v %}.sock;\n}\n}\n";
+  const NamedValues version = {{"v", "7.4", "8.3"}};
+  const std::string redirect =
+      "server {\n\tlisten 80;\n\tserver_name a.example;\n\treturn 301 https://a.example;\n}\n";
+  const auto site = [](const std::string& lines) {
+    return "server {\n\tlisten 443 ssl;\n\tserver_name a.example;\n" + lines + "}\n";
+  };
+  const auto place = [&](const std::string& socket) {
+    return site("\tlocation /p {\n\t\tfastcgi_pass unix:" + socket + ";\n\t}\n");
+  };
+  const std::string place_template =
+      "server {\nserver_name a.example;\nlocation /p {\nfastcgi_pass {% $s %};\n}\n}\n";
+  const NamedValues socket = {{"s", "unix:/a", "unix:/b"}};
+  const NamedValues root = {{"r", "/a", "/b"}};
+  const std::string root_template = "server {\nroot {% $r %};\n}\n";
+  ExpectEdits(
+      Dialect::kNginx,
+      {{"not one with another value", php("1", "7.4") + php("2", "8.2") + php("3", "7.4"),
+        php_template, version, php("1", "8.3") + php("2", "8.2") + php("3", "8.3"), AskForAll},
+       {"one with the new value is", php("1", "8.3") + php("2", "7.4"), php_template, version,
+        php("1", "8.3") + php("2", "8.3"), AskForAll},
+       {"not one without the line", redirect + site("\troot /a;\n"), root_template, root,
+        redirect + site("\troot /b;\n"), AskForAll},
+       {"nothing else is done in such a one", redirect + site("\troot /a;\n"),
+        "server {\nroot {% $r %};\ngzip on;\nlocation /x {\nreturn 404;\n}\n}\n", root,
+        redirect + site("\troot /b;\n\tgzip on;\n\tlocation /x {\n\t\treturn 404;\n\t}\n"),
+        AskForAll},
+       {"not one without the block inside", redirect + place("/a"), place_template, socket,
+        redirect + place("/b"), AskForAll},
+       {"... and it is not missed, either", redirect + place("/a"), place_template, socket,
+        redirect + place("/b"), AskForAllThatIsThere},
+       {"one is that has one of several lines",
+        redirect + site("\troot /a;\n") + site("\tindex x;\n"),
+        "server {\nroot {% $r %};\nindex {% $i %};\n}\n",
+        {{"r", "/a", "/b"}, {"i", "x", "y"}},
+        redirect + site("\troot /b;\n\tindex y;\n") + site("\troot /b;\n\tindex y;\n"),
+        AskForAll},
+       {"one is of which the name changes",
+        redirect + place("/a"),
+        "server {\nserver_name {% $n %};\nlocation /p {\nfastcgi_pass {% $s %};\n}\n}\n",
+        {{"n", "a.example", "b.example"}, {"s", "unix:/a", "unix:/b"}},
+        With(redirect, "server_name a.example", "server_name b.example") +
+            With(place("/b"), "server_name a.example", "server_name b.example"),
+        AskForAllThatIsThere},
+       {"a name among others",
+        redirect + With(site(""), "a.example;", "a.example w.example;"),
+        "server {\nserver_name a.example {% $w %};\n}\n",
+        {{"w", "w.example", "x.example"}},
+        redirect + With(site(""), "a.example;", "a.example x.example;"),
+        AskForAll},
+       {"by the opening line of a block inside",
+        redirect + site("\tlocation /old {\n\t}\n"),
+        "server {\nlocation {% $l %} {\n}\n}\n",
+        {{"l", "/old", "/new"}},
+        redirect + site("\tlocation /new {\n\t}\n"),
+        AskForAll},
+       {"all, where none has any of it",
+        redirect + site(""),
+        "server {\ngzip {% $g %};\n}\n",
+        {{"g", "off", "on"}},
+        With(redirect, "a.example;\n}", "a.example;\n\tgzip on;\n}") + site("\tgzip on;\n"),
+        AskForAll},
+       {"where nothing changes, those that are as the old values say",
+        redirect + site("\tgzip on;\n"),
+        "server {\ngzip {% $g %};\netag on;\n}\n",
+        {{"g", "on", "on"}},
+        redirect + site("\tgzip on;\n\tetag on;\n"),
+        AskForAll},
+       {"all, where no old value is known",
+        redirect + site("\tgzip on;\n"),
+        "server {\ngzip {% $g %};\n}\n",
+        {{"g", kNone, "on"}},
+        With(redirect, "a.example;\n}", "a.example;\n\tgzip on;\n}") + site("\tgzip on;\n"),
+        AskForAll}});
+  const auto host = [](const std::string& lines) {
+    return "<VirtualHost *:80>\n\tServerName a\n" + lines + "</VirtualHost>\n";
+  };
+  ExpectEdits(Dialect::kApache,
+              {{"a word of Options",
+                host("\tOptions Indexes FollowSymLinks\n") + host("\tOptions ExecCGI\n"),
+                "<VirtualHost *:80>\nOptions {% $o %}\n</VirtualHost>\n",
+                {{"o", "Indexes", "MultiViews"}},
+                host("\tOptions FollowSymLinks MultiViews\n") + host("\tOptions ExecCGI\n"),
+                AskForAll},
+               {"a line in a condition",
+                host("") + host("\t<IfModule x>\n\t\tSSLEngine on\n\t</IfModule>\n"),
+                "<VirtualHost *:80>\nSSLEngine {% $s %}\n</VirtualHost>\n",
+                {{"s", "on", "off"}},
+                host("") + host("\t<IfModule x>\n\t\tSSLEngine off\n\t</IfModule>\n"),
+                AskForAll}});
+}
+
 TEST(TwoBlocksOfATemplate, AreTwoOfTheConfiguration) {
   const std::string both = R"(server {
 listen 80;
@@ -1123,30 +1227,51 @@ TEST(BlocksAreMade, OnlyWhenThatIsAskedFor) {
   const auto only = [](Request& request) { request.create = Create::kOnly; };
   const std::string site = "server {\n\tserver_name a;\n}\n";
   const std::string made = "server {\n\tserver_name a;\n\tlocation /x {\n\t\treturn 404;\n\t}\n}\n";
-  ExpectRefusals(Dialect::kNginx, {{"no block",
-                                    "",
-                                    text,
-                                    {},
-                                    "unmatched-section",
-                                    "site.template:1:1:",
-                                    "It is not made, as was asked",
-                                    never},
-                                   {"no block inside",
-                                    site,
-                                    text,
-                                    {},
-                                    "unmatched-section",
-                                    "site.template:3:1:",
-                                    "there is no 'location /x {' in site.conf",
-                                    never},
-                                   {"a block that is there",
-                                    site,
-                                    text,
-                                    {},
-                                    "exists",
-                                    "site.template:1:1:",
-                                    "this block is there already, site.conf:1:1 'server' (a)",
-                                    only}});
+  ExpectRefusals(Dialect::kNginx,
+                 {{"no block",
+                   "",
+                   text,
+                   {},
+                   "unmatched-section",
+                   "site.template:1:1:",
+                   "It is not made, as was asked",
+                   never},
+                  {"no block inside",
+                   site,
+                   text,
+                   {},
+                   "unmatched-section",
+                   "site.template:3:1:",
+                   "there is no 'location /x {' in site.conf:1:1 'server' (a). It "
+                   "is not made",
+                   never},
+                  {"no block inside, beside others of its kind elsewhere",
+                   "server {\n\tserver_name b;\n\tlocation /x {\n\t}\n}\n"
+                   "server {\n\tserver_name a;\n\tlocation /y {\n\t}\n}\n",
+                   text,
+                   {},
+                   "unmatched-section",
+                   "site.template:3:1:",
+                   "there is no 'location /x {' in site.conf:6:1 'server' (a); "
+                   "there are site.conf:8:2 'location /y'. It is not made",
+                   never},
+                  {"no block inside of two",
+                   site + site,
+                   text,
+                   {},
+                   "unmatched-section",
+                   "site.template:3:1:",
+                   "there is no 'location /x {' in site.conf:1:1 'server' (a), nor "
+                   "in 1 other such block. It is not made",
+                   AskForAllThatIsThere},
+                  {"a block that is there",
+                   site,
+                   text,
+                   {},
+                   "exists",
+                   "site.template:1:1:",
+                   "this block is there already, site.conf:1:1 'server' (a)",
+                   only}});
   ExpectEdits(Dialect::kNginx, {{"all are there", made, text, {}, made, never}});
   const Case c = {"", "", text, {}, "", only};
   EXPECT_EQ(EditedText(RequestOf(Dialect::kNginx, c), ""), made);

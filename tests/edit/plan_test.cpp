@@ -1027,6 +1027,70 @@ TEST(ALocation, ThatNginxWouldNotTakeTwiceIsRefused) {
   ExpectEdits(Dialect::kNginx, {forced});
 }
 
+TEST(ANewBlock, KeepsToTheOrderOfTheTemplate) {
+  const std::string x = "\tlocation ~ x {\n\t}\n";
+  const std::string y = "\tlocation ~ y {\n\t}\n";
+  const std::string z = "\tlocation ~ z {\n\t}\n";
+  const std::string n = "\tlocation ~ n {\n\t\treturn 404;\n\t}\n";
+  const std::string m = "\tlocation ~ m {\n\t\treturn 404;\n\t}\n";
+  ExpectEdits(
+      Dialect::kNginx,
+      Each(Server, {{"before one that follows it", x + y, n + x, {}, n + x + y},
+                    {"... and not the first one there", x + y + z, n + y, {}, x + n + y + z},
+                    {"between two", x + y + z, x + n + z, {}, x + y + n + z},
+                    {"before the first of those that follow it", x + y, n + y + x, {}, n + x + y},
+                    {"several, in the template's order", x + y, n + m + y, {}, x + n + m + y},
+                    {"each before its own", x + y, n + x + m + y, {}, n + x + m + y},
+                    {"behind one that precedes it: behind the last", x + y, x + n, {}, x + y + n},
+                    {"not where the file has another order", x + y, y + n + x, {}, x + y + n},
+                    {"a block that goes does not count",
+                     x + y,
+                     n + Untaken("location ~ x {\n}\n"),
+                     {},
+                     y + n},
+                    {"nor does one of another kind",
+                     "\tif ($a) {\n\t}\n" + x,
+                     n + "if ($a) {\n}\n",
+                     {},
+                     "\tif ($a) {\n\t}\n" + x + n},
+                    {"one that gets another opening line does",
+                     x + y,
+                     n + "location ~ {% $l %} {\n}\n",
+                     {{"l", "y", "z"}},
+                     x + n + z},
+                    {"above the comments of that one, with a blank line between",
+                     x + "\n\t# of y\n" + y,
+                     n + y,
+                     {},
+                     x + "\n" + n + "\n\t# of y\n" + y},
+                    {"conditions of the rewrite module",
+                     "\tif ($a) {\n\t}\n",
+                     "if ($b) {\nreturn 403;\n}\nif ($a) {\n}\n",
+                     {},
+                     "\tif ($b) {\n\t\treturn 403;\n\t}\n\tif ($a) {\n\t}\n"}}));
+  const std::string a = "server {\n\tserver_name a;\n}\n";
+  const std::string b = "server {\n\tserver_name b;\n}\n";
+  ExpectEdits(
+      Dialect::kNginx,
+      {{"not so a server: the first one of an address is the default one", b, a + b, {}, b + a},
+       {"a block outside of every server",
+        "map $a $b {\n}\nupstream y {\n}\n" + b,
+        "upstream x {\nserver 1.1.1.1;\n}\nupstream y {\n}\n",
+        {},
+        "map $a $b {\n}\nupstream x {\n\tserver 1.1.1.1;\n}\nupstream y {\n}\n" + b}});
+  const std::string there = "\t<Location /x>\n\t</Location>\n";
+  const std::string made = "\t<Location /y>\n\t\tRequire all denied\n\t</Location>\n";
+  const std::string in_condition =
+      "\t<IfModule m>\n\t<Location /x>\n\t</Location>\n\t</IfModule>\n";
+  ExpectEdits(Dialect::kApache,
+              Each(Host, {{"of Apache, the last one wins", there, made + there, {}, made + there},
+                          {"not into a condition that others stand outside of",
+                           in_condition + With(there, "x", "z"),
+                           made + there,
+                           {},
+                           in_condition + With(there, "x", "z") + made}}));
+}
+
 // --- listen ---
 
 TEST(Listen, IsItsAddressAndItsOptions) {

@@ -487,6 +487,50 @@ TEST(AValueOfATrailingPlace, MayBeSeveralWordsButNoMore) {
                edited("a word in quotes", "\"b; } c\""), edited("a number sign in a word", "b#c")});
 }
 
+TEST(AnEmptyValueOfATrailingPlace, MayNotLeaveTheNameAlone) {
+  const std::string config = "server {\n\tserver_name a;\n\tlisten 80 default_server;\n}\n";
+  const auto refused = [](const std::string& name, const std::string& line,
+                          const std::string& value) {
+    return Refused{name,
+                   Server(line + "\n"),
+                   {{"v", kNone, value}},
+                   "value",
+                   "site.template:3:1:",
+                   "the value 'v' is empty, and nothing but the name is left of " +
+                       std::string("'") + line + "'"};
+  };
+  ExpectRefused(Dialect::kNginx, config,
+                {refused("a path", "root [% $v %];", ""), refused("blanks", "root [% $v %];", " "),
+                 refused("an address", "listen [% $v %];", "")});
+  const auto edited = [&](const std::string& name, const std::string& lines,
+                          const std::string& value, const std::string& expected) {
+    return Case{name, config, Server(lines), {{"v", kNone, value}}, expected};
+  };
+  const auto with = [&](const std::string& line) {
+    return With(config, "server;\n", "server;\n\t" + line + "\n");
+  };
+  ExpectEdits(Dialect::kNginx,
+              {edited("options behind an address", "listen 80 [% $v %];\n", "",
+                      With(config, " default_server", "")),
+               edited("a directive without arguments", "internal;\n", "", with("internal;")),
+               edited("an empty word", "set $x \"[% $v %]\";\n", "", with("set $x \"\";")),
+               edited("a line that is to go", "{% if $none %}\nroot [% $v %];\n{% endif %}\n", "",
+                      config)});
+  Request request = RequestOf(Dialect::kNginx, edited("", "internal [% $v %];\n", "", ""));
+  request.raw = {"v"};
+  EXPECT_EQ(EditedText(request, config), with("internal ;")) << "allowed by name";
+}
+
+TEST(AByteOrderMark, IsNoPartOfATemplate) {
+  ExpectRefused(Dialect::kNginx, "server {\n\tserver_name a;\n}\n",
+                {{"before a block",
+                  "\xef\xbb\xbfserver {\nserver_name a;\n}\n",
+                  {},
+                  "template",
+                  "site.template:1:1:",
+                  "this line begins with a byte order mark"}});
+}
+
 TEST(AValueWithAControlCharacter, IsRefused) {
   const auto refused = [](const std::string& name, const std::string& line,
                           const std::string& value) {
