@@ -73,7 +73,7 @@ class BlockPlanner {
         m_lines(planning.tree.blocks[block].children),
         m_inner(inner),
         m_index(planning.contents.document(), m_children),
-        m_words(planning.contents.document(), m_children),
+        m_words(planning.contents.document(), at, m_children),
         m_claimed(m_children.size(), false),
         m_removed(m_children.size(), false),
         m_found(m_lines.size(), kNoChild),
@@ -464,8 +464,8 @@ class BlockPlanner {
     return addresses;
   }
 
-  Texts NameAndAddress(const Written& written) const {
-    return {written.words.front(), tov_document::NormalAddress(m_dialect, written.words[1])};
+  static Texts NameAndAddress(const Written& written) {
+    return {written.words.front(), tov_document::ListenAddress(written.words)};
   }
 
   void StateAllWords(std::size_t position) {

@@ -72,11 +72,13 @@ bool WordDirectives::Directive::IsChanged() const {
   return !SameValues(words, before);
 }
 
-WordDirectives::WordDirectives(const Document& document, const std::vector<const Child*>& children)
+WordDirectives::WordDirectives(const Document& document, BlockId block,
+                               const std::vector<const Child*>& children)
     : m_dialect(document.dialect()) {
   for (std::size_t i = 0; i < children.size(); ++i) {
     const Child& child = *children[i];
-    if (!child.IsDirective() || RoleOf(m_dialect, child.values.front()) == Role::kPlain) continue;
+    const Role role = child.IsDirective() ? RoleOf(m_dialect, child.values.front()) : Role::kPlain;
+    if (role == Role::kPlain || (role == Role::kOptions && child.around != block)) continue;
     Directive directive;
     directive.child = i;
     for (std::size_t word = 0; word < child.values.size(); ++word) {

@@ -48,8 +48,10 @@ class WordDirectives {
     std::vector<std::size_t> children;  // the directive first
   };
 
-  // `children` are those of a block, see Contents::WithConditions.
-  WordDirectives(const Document& document, const std::vector<const Child*>& children);
+  // `children` are those of a block, see Contents::WithConditions. What Options say in a condition
+  // is left alone: without it they would not hold.
+  WordDirectives(const Document& document, BlockId block,
+                 const std::vector<const Child*>& children);
 
   // A taken line with its full text: the names `was` states become those of `now`, and what `now`
   // states besides is added to the directive that has one of them.
