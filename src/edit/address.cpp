@@ -607,29 +607,43 @@ class Finder {
     m_matches.resize(kept);
   }
 
+  // Blocks inside of matches, of which each line is there.
+  using Complete = std::set<std::pair<std::size_t, std::size_t>>;
+
+  // Whether some of what the template says of a match is there, and whether all of it is.
+  std::pair<bool, bool> PartsHeld(std::size_t number, const std::vector<Claim>& claims,
+                                  const Complete& complete) {
+    const Match& match = m_matches[number];
+    const TemplateBlock& block = m_tree.blocks[match.block];
+    const bool changes = claims[match.block].changes;
+    bool some = Tells(m_tree.lines[block.opening], changes);
+    bool all = true;
+    for (const std::size_t child : block.children) {
+      const TemplateLine& line = m_tree.lines[child];
+      if (line.kind == Kind::kOpening) {
+        const bool counts = line.enabled && claims[line.block].counts;
+        all = all && (!counts || complete.count({number, line.block}) != 0);
+      } else if (Tells(line, changes)) {
+        const bool holds = HoldsPart(*match.at, line);
+        some = some || holds;
+        all = all && holds;
+      }
+    }
+    return {some, all};
+  }
+
   std::vector<Grade> GradesOfMatches() {
     const std::vector<Claim> claims = Claims();
     std::vector<Grade> grades(m_matches.size(), Grade::kNothing);
     std::vector<bool> holds_one_inside(m_matches.size(), false);
-    std::set<std::pair<std::size_t, std::size_t>> complete;  // matches, and blocks inside of them
-    for (std::size_t i = m_matches.size(); i-- > 0;) {       // what is inside comes first
+    Complete complete;
+    for (std::size_t i = m_matches.size(); i-- > 0;) {  // what is inside comes first
       const Match& match = m_matches[i];
       const TemplateBlock& block = m_tree.blocks[match.block];
       const Claim& claim = claims[match.block];
       if (i == 0 || !match.at || !block.enabled || !claim.counts) continue;
-      bool some = holds_one_inside[i] || Tells(m_tree.lines[block.opening], claim.changes);
-      bool all = true;
-      for (const std::size_t child : block.children) {
-        const TemplateLine& line = m_tree.lines[child];
-        if (line.kind == Kind::kOpening) {
-          const bool counts = line.enabled && claims[line.block].counts;
-          all = all && (!counts || complete.count({i, line.block}) != 0);
-        } else if (Tells(line, claim.changes)) {
-          const bool holds = HoldsPart(*match.at, line);
-          some = some || holds;
-          all = all && holds;
-        }
-      }
+      auto [some, all] = PartsHeld(i, claims, complete);
+      some = some || holds_one_inside[i];
       all = all && !claim.changes;
       if (all) complete.emplace(match.parent, match.block);
       // Of a block that changes nothing, what it has does not count where something else changes.

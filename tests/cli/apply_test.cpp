@@ -654,8 +654,9 @@ TEST_F(Apply, RefusesToRemoveNothingWhenToldSo) {
   const Outcome outcome = Rename({"--must-exist", "site.conf"});
   EXPECT_THAT(outcome.err, HasSubstr("site.template:4:1: 'root /srv/x;' is to be removed, and is "
                                      "not there. Correct its old value [not-found]"));
-  EXPECT_THAT(outcome.err, HasSubstr("site.template:5:1: the block 'location /y {' is to be "
-                                     "removed, and is not there"));
+  EXPECT_THAT(outcome.err,
+              HasSubstr("site.template:5:1: there is no 'location /y {' in site.conf. It "
+                        "was to be removed"));
   EXPECT_EQ(outcome.exit_code, 4);
 }
 
