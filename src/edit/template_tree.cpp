@@ -11,7 +11,6 @@
 
 #include "document/ascii.h"
 #include "edit/authored_line.h"
-#include "edit/contents.h"
 #include "edit/repetition.h"
 #include "edit/statement_values.h"
 #include "edit/statements.h"
@@ -289,11 +288,6 @@ class Reader {
   }
 
   void CheckControls(const TemplateLine& line, const AuthoredLine& authored) {
-    if (BeginsWithMark(line.text)) {
-      Refuse("template", line.place,
-             "this line begins with a byte order mark, which would be a part of its first word. "
-             "Save the file without one");
-    }
     if (HoldsControl(line.text)) {
       Refuse("template", line.place,
              "this line holds a control byte, which no server takes for one of a word. Take it "

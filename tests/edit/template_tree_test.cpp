@@ -521,16 +521,6 @@ TEST(AnEmptyValueOfATrailingPlace, MayNotLeaveTheNameAlone) {
   EXPECT_EQ(EditedText(request, config), with("internal ;")) << "allowed by name";
 }
 
-TEST(AByteOrderMark, IsNoPartOfATemplate) {
-  ExpectRefused(Dialect::kNginx, "server {\n\tserver_name a;\n}\n",
-                {{"before a block",
-                  "\xef\xbb\xbfserver {\nserver_name a;\n}\n",
-                  {},
-                  "template",
-                  "site.template:1:1:",
-                  "this line begins with a byte order mark"}});
-}
-
 TEST(AValueWithAControlCharacter, IsRefused) {
   const auto refused = [](const std::string& name, const std::string& line,
                           const std::string& value) {
