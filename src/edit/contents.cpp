@@ -11,10 +11,6 @@ namespace edit {
 
 using tov_document::NodeKind;
 
-bool BeginsWithMark(std::string_view text) {
-  return text.substr(0, 3) == "\xef\xbb\xbf";
-}
-
 const std::vector<Child>& Contents::Of(BlockId block) {
   const auto [entry, is_new] = m_read.try_emplace(block);
   if (!is_new) return entry->second;

@@ -38,10 +38,6 @@ struct Child {
   bool IsBlock() const { return kind == tov_document::NodeKind::kBlock; }
 };
 
-// Whether a text begins with a byte order mark. nginx and httpd take it for a part of the first
-// word, even before a comment, and refuse the text.
-bool BeginsWithMark(std::string_view text);
-
 // Used by one thread at a time.
 class Contents {
  public:

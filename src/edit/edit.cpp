@@ -79,13 +79,6 @@ class Editor {
   }
 
   void CheckSyntax(const Document& document) {
-    if (BeginsWithMark(m_text)) {
-      Refuse("syntax", Shown(FilePlace{m_name, 1, 1}) +
-                           ": the text begins with a byte order mark, which the server takes for a "
-                           "part of the first word. It would not take this file: save it without "
-                           "the mark");
-      return;
-    }
     if (!document.error()) return;
     const Contents contents(document);
     std::string message =

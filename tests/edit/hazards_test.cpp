@@ -644,25 +644,6 @@ TEST(ABlockThatNeverCloses, IsNotEdited) {
                                      "open since site.conf:2:1"}});
 }
 
-TEST(ATextWithAByteOrderMark, IsNotEdited) {
-  const auto refused = [](const std::string& name, const std::string& config,
-                          const std::string& text) {
-    return SaidCase{name,
-                    "\xef\xbb\xbf" + config,
-                    text,
-                    {},
-                    "syntax",
-                    "site.conf:1:1:",
-                    "begins with a byte order mark"};
-  };
-  ExpectRefusals(Dialect::kNginx, {refused("before a block", "server {\n\tserver_name a;\n}\n",
-                                           Server("gzip on;\n")),
-                                   refused("before a comment", "# a\n", Server("gzip on;\n")),
-                                   refused("alone", "", Server("gzip on;\n"))});
-  ExpectRefusals(Dialect::kApache,
-                 {refused("of Apache", Directory(""), Directory("Require all denied\n"))});
-}
-
 // --- One request after the other ---
 
 TEST(ARequest, KnowsNothingOfTheOneBefore) {
