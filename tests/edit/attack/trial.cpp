@@ -79,6 +79,19 @@ std::string WrongAgain(const Attempt& attempt, edit::Request request, const edit
   return again.text == result.text ? "" : "the second time it gives another text:\n" + again.text;
 }
 
+// Whether a line is nothing but its name when a value of its trailing places is empty: then it
+// would lose what it says.
+bool MayBeLeftEmpty(const Attempt& attempt) {
+  const bool empty =
+      std::any_of(attempt.values.begin(), attempt.values.end(),
+                  [](const auto& value) { return value.second.new_value.value_or("x").empty(); });
+  return empty && std::any_of(attempt.lines.begin(), attempt.lines.end(), [](const Line& line) {
+           const std::size_t blank = line.text.find_first_of(" \t");
+           const std::size_t first = line.text.find_first_not_of(" \t", blank);
+           return first != std::string::npos && line.text.compare(first, 2, "[%") == 0;
+         });
+}
+
 // Whether nothing speaks against writing the values in quotes. A directive's own name may look like
 // a section's in Apache, quotes or not, and a backslash with blanks like the end of a line.
 bool IsWritable(const Attempt& attempt) {
@@ -97,7 +110,7 @@ bool IsWritable(const Attempt& attempt) {
       std::any_of(attempt.values.begin(), attempt.values.end(), [](const auto& value) {
         return value.second.new_value.value_or("").find('\\') != std::string::npos;
       });
-  if (comments && backslashes) return false;
+  if ((comments && backslashes) || MayBeLeftEmpty(attempt)) return false;
   const bool names_directives =
       std::any_of(attempt.lines.begin(), attempt.lines.end(), [](const Line& line) {
         return line.text.rfind("{%", 0) == 0 || line.text.rfind("<{%", 0) == 0;
