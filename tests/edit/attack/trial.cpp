@@ -83,8 +83,9 @@ std::string WrongAgain(const Attempt& attempt, edit::Request request, const edit
 // would lose what it says.
 bool MayBeLeftEmpty(const Attempt& attempt) {
   const bool empty =
-      std::any_of(attempt.values.begin(), attempt.values.end(),
-                  [](const auto& value) { return value.second.new_value.value_or("x").empty(); });
+      std::any_of(attempt.values.begin(), attempt.values.end(), [](const auto& value) {
+        return value.second.new_value.value_or("x").find_first_not_of(" \t") == std::string::npos;
+      });
   return empty && std::any_of(attempt.lines.begin(), attempt.lines.end(), [](const Line& line) {
            const std::size_t blank = line.text.find_first_of(" \t");
            const std::size_t first = line.text.find_first_not_of(" \t", blank);
