@@ -40,6 +40,11 @@ bool IsBare(const std::string& name) {
   return SameLetters(tov_document::NormalName(Dialect::kApache, name), name);
 }
 
+// Whether it can stand anywhere as it is.
+bool IsPlain(const std::string& name) {
+  return name.find_first_of(" \t\"'\\#<>") == std::string::npos;
+}
+
 // The word of a ServerName with another host: what stands around the host stays.
 NewWord Renamed(NewWord word, const std::string& host) {
   const std::string old_host = tov_document::NormalName(Dialect::kApache, word.value);
@@ -180,8 +185,9 @@ WordDirectives::Outcome WordDirectives::StateNames(const Written& was, const Wri
     // A ServerName has one name, alias or not.
     const bool only = SameName(m_dialect, spot->directive->words.front().value, "ServerName");
     if (i < now.words.size() && (only || !SpotOf(naming, now.words[i], true))) {
-      const bool bare = only && IsBare(was.words[i]) && IsBare(now.words[i]);
-      word = bare ? Renamed(word, now.words[i]) : NewWord{now.words[i], now.spelled[i]};
+      const bool has_more = only && !IsBare(word.value) && IsBare(was.words[i]) &&
+                            IsBare(now.words[i]) && IsPlain(now.words[i]);
+      word = has_more ? Renamed(word, now.words[i]) : NewWord{now.words[i], now.spelled[i]};
       spot->directive->stated[spot->word] = true;
     } else {
       Erase(*spot->directive, spot->word);

@@ -1474,6 +1474,14 @@ TEST(Names, OfServerNameChangeBetweenSchemeAndPort) {
                                   host("https://c.example:443")}});
 }
 
+TEST(Names, ThatNeedQuotesGetThoseOfTheTemplate) {
+  ExpectEdits(Dialect::kApache, {{"a blank in it",
+                                  "<VirtualHost *:80>\n\tServerName a\n</VirtualHost>\n",
+                                  "<VirtualHost *:80>\nServerName \"{% $s %}\"\n</VirtualHost>\n",
+                                  {{"s", "a", "b c"}},
+                                  "<VirtualHost *:80>\n\tServerName \"b c\"\n</VirtualHost>\n"}});
+}
+
 TEST(Names, MayBeManyAndLong) {
   std::string names;
   for (int i = 0; i < 1500; ++i) names += " www" + std::to_string(i) + ".example";
