@@ -827,12 +827,12 @@ class BlockPlanner {
   }
 
   void ClaimRewriteRules() {
+    if (m_dialect != Dialect::kApache) return;
     std::vector<std::string_view> names;
     for (const std::size_t number : m_lines) {
       const TemplateLine& line = m_planning.tree.lines[number];
       names.push_back(line.kind == Kind::kComment ? std::string_view() : NameOf(line));
     }
-    if (m_dialect != Dialect::kApache) return;
     for (const RewriteRule& rule : RewriteRules(names)) ClaimRewriteRule(rule);
   }
 
