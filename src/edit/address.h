@@ -53,21 +53,4 @@ std::vector<Match> FindBlocks(const TemplateTree& tree, Contents& contents,
 // an old value.
 bool SaysRenamed(const TemplateTree& tree, Dialect dialect, std::size_t block);
 
-// What is looked for, as messages name it: "'server {' (a.example, *:80)".
-std::string SoughtBlock(const TemplateTree& tree, Dialect dialect, std::size_t block);
-
-// The first blocks in `around` of the same kind as the one that is looked for, as messages name
-// them behind what is missing: "; there are ..."; "": there is none. Cost: up to one step for each
-// block.
-std::string BlocksLike(const Contents& contents, const std::string& config_name,
-                       const TemplateLine& opening, BlockId around);
-
-// Whether what stands in `block`, or in one with this head, may be looked for as if it stood around
-// it, in a template's block whose own scope is `scope`.
-bool MayBeLeftOut(const Contents& contents, BlockId block, BlockId scope);
-bool MayBeLeftOut(Dialect dialect, const std::vector<std::string>& head, BlockId scope);
-
-// A block as messages name it: "site.conf:3:1 'server' (a.example, *:80)".
-std::string Described(const Contents& contents, const std::string& config_name, BlockId block);
-
 }  // namespace edit

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// What becomes of the directives of one block.
+// What becomes of the directives of one block. The lines of the template take their turns by kind:
+// rewrite_lines.h, plain_lines.h and word_lines.h settle them, additions.h adds what is missing,
+// and block_work.h keeps what is decided.
 #pragma once
 
 #include <cstddef>

@@ -14,6 +14,7 @@
 #include "edit/contents.h"
 #include "edit/layout.h"
 #include "edit/plan.h"
+#include "edit/shown_blocks.h"
 #include "edit/template_tree.h"
 
 namespace edit {

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "document/meaning.h"
-#include "edit/address.h"
 
 namespace edit {
 namespace {
@@ -29,6 +28,17 @@ void SortWithoutRepetition(std::vector<BlockId>& blocks) {
 }
 
 }  // namespace
+
+bool MayBeLeftOut(const Contents& contents, BlockId block, BlockId scope) {
+  return MayBeLeftOut(contents.dialect(), contents.HeadOf(block), scope);
+}
+
+bool MayBeLeftOut(Dialect dialect, const Texts& head, BlockId scope) {
+  if (dialect == Dialect::kApache) {
+    return tov_document::IsCondition(Dialect::kApache, head.front());
+  }
+  return scope == kWholeText && head.front() == "http" && head.size() == 1;
+}
 
 std::vector<BlockId> HeadIndex::Like(BlockId scope, const Texts& head) {
   std::vector<BlockId> found;

@@ -13,6 +13,11 @@
 
 namespace edit {
 
+// Whether what stands in `block`, or in one with this head, may be looked for as if it stood around
+// it, in a template's block whose own scope is `scope`.
+bool MayBeLeftOut(const Contents& contents, BlockId block, BlockId scope);
+bool MayBeLeftOut(Dialect dialect, const std::vector<std::string>& head, BlockId scope);
+
 // What stands in what may be left out of a template counts as standing around it, see MayBeLeftOut.
 // Used by one thread at a time.
 class HeadIndex {

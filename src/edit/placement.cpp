@@ -5,8 +5,8 @@
 #include <algorithm>
 
 #include "document/meaning.h"
-#include "edit/address.h"
 #include "edit/comparison.h"
+#include "edit/head_index.h"
 
 namespace edit {
 namespace {

@@ -14,6 +14,7 @@
 #include "edit/block_plan.h"
 #include "edit/comparison.h"
 #include "edit/placement.h"
+#include "edit/shown_blocks.h"
 #include "edit/word_directives.h"
 
 namespace edit {

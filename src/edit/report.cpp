@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <set>
 
+#include "edit/shown_blocks.h"
 #include "template/framework/str.h"
 
 namespace edit {

@@ -73,6 +73,12 @@ Words WordsOf(const Written& written) {
   return words;
 }
 
+std::string Joined(const Words& words) {
+  std::string text;
+  for (const NewWord& word : words) text += (text.empty() ? "" : " ") + word.spelled;
+  return text;
+}
+
 bool WordDirectives::Directive::IsChanged() const {
   return !SameValues(words, before);
 }

@@ -24,6 +24,9 @@ using Words = std::vector<NewWord>;
 // Those of a line of a template.
 Words WordsOf(const Written& written);
 
+// The directive that they are, as the template spells them.
+std::string Joined(const Words& words);
+
 class WordDirectives {
  public:
   struct Directive {

@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "edit/plain_lines.h"
+
+#include <algorithm>
+#include <string_view>
+
+#include "edit/plan.h"
+
+namespace edit {
+
+using Kind = TemplateLine::Kind;
+
+bool PlainLines::IsPlain(std::size_t position) const {
+  const TemplateLine& line = m_work.Line(position);
+  return m_work.IsTaken(position, Kind::kDirective) && !line.beginning &&
+         m_work.RoleOfLine(line) == Role::kPlain;
+}
+
+void PlainLines::ClaimOld(std::size_t position) {
+  if (!IsPlain(position)) return;
+  const TemplateLine& line = m_work.Line(position);
+  const Positions alike = m_work.OwnFirst(m_work.FreeLike(line.was));
+  if (alike.empty()) return;
+  const std::size_t child = alike.front();
+  if (!m_work.IsOwn(child) && m_work.HasOwn(m_work.FreeLike(line.now))) return;
+  if (!line.raw && line.was->words == line.now->words) {
+    m_work.Found(position, child);
+  } else {
+    m_work.Change(position, child, *line.now);
+  }
+}
+
+void PlainLines::ChangeRepeated() {
+  for (std::size_t position = 0; position < m_work.LineCount(); ++position) {
+    const TemplateLine& line = m_work.Line(position);
+    const std::size_t first = m_work.FoundFor(position);
+    if (first == kNoChild || !IsPlain(position) || !StatesOther(line)) continue;
+    if (m_work.rewrites().IsPart(first)) continue;
+    for (const std::size_t child : m_work.FreeLike(line.was)) {
+      if (m_work.IsOwn(child) == m_work.IsOwn(first)) m_work.Change(position, child, *line.now);
+    }
+    m_work.SetFound(position, first);
+  }
+}
+
+void PlainLines::ClaimNew(std::size_t position) {
+  if (!IsPlain(position)) return;
+  const TemplateLine& line = m_work.Line(position);
+  if (line.raw) {
+    ClaimRaw(position);
+    return;
+  }
+  const Positions alike = m_work.OwnFirst(m_work.FreeLike(line.now));
+  const std::size_t child = alike.empty() ? m_work.ClaimedLike(*line.now) : alike.front();
+  child == kNoChild ? m_additions.ToBeAdded(position) : m_work.Found(position, child);
+}
+
+// What is put in as it is may be anything: it is there when its bytes are.
+void PlainLines::ClaimRaw(std::size_t position) {
+  const Document& document = m_work.planning().contents.document();
+  const std::string_view body = document.Bytes(document.blocks()[m_work.at()].body);
+  m_work.planning().plan.raw = true;
+  const bool there = body.find(m_work.Line(position).now->text) != std::string_view::npos;
+  there ? m_work.Done(position) : m_additions.ToBeAdded(position);
+}
+
+void PlainLines::ClaimBeginning(std::size_t position) {
+  const TemplateLine& line = m_work.Line(position);
+  if (!m_work.IsTaken(position, Kind::kDirective) || !line.beginning) return;
+  const std::size_t claimed = m_work.ClaimedLike(*line.now);
+  if (claimed != kNoChild) {
+    m_work.Found(position, claimed);
+    return;
+  }
+  const auto child = m_work.OneBeginning(position);
+  if (!child) return;
+  *child == kNoChild ? m_additions.ToBeAdded(position) : m_work.Settle(position, *child);
+}
+
+void PlainLines::ClaimComment(std::size_t position) {
+  if (!m_work.IsTaken(position, Kind::kComment)) return;
+  const TemplateLine& line = m_work.Line(position);
+  const std::size_t now = FirstComment(line.now, true);
+  const std::size_t was = FirstComment(line.was, false);
+  if (now != kNoChild && (was == kNoChild || now <= was)) {
+    m_work.Found(position, now);
+  } else if (was != kNoChild) {
+    m_work.Claim(was, {});
+    m_work.SetFound(position, was);
+    m_work.planning().layout.ChangeComment(m_work.ChildAt(was), line.now->text,
+                                           m_work.NumberOf(position));
+    m_work.Tell(Event::Kind::kChanged, position, was, line.now->text);
+    m_work.Done(position);
+  } else {
+    m_additions.ToBeAdded(position);
+  }
+}
+
+std::size_t PlainLines::FirstComment(const std::optional<Written>& written,
+                                     bool claimed_too) const {
+  if (!written) return kNoChild;
+  const Positions& alike = m_work.index().Comments(written->text);
+  const auto first = std::find_if(alike.begin(), alike.end(), [&](std::size_t child) {
+    return m_work.IsClaimed(child) ? claimed_too : !m_work.IsRemoved(child);
+  });
+  return first == alike.end() ? kNoChild : *first;
+}
+
+}  // namespace edit

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// The lines of a template that are a directive as a whole, and the comments.
+#pragma once
+
+#include <cstddef>
+
+#include "edit/additions.h"
+#include "edit/block_work.h"
+
+namespace edit {
+
+// The steps come in this order, each for all lines that are not settled yet.
+class PlainLines {
+ public:
+  // Both must outlive it.
+  PlainLines(BlockWork& work, Additions& additions) : m_work(work), m_additions(additions) {}
+
+  // A line with its full text is the directive with its old words.
+  void ClaimOld(std::size_t position);
+
+  // Where the block, or its conditions, have the old directive more often than the template, all of
+  // them change.
+  void ChangeRepeated();
+
+  // Else it is the directive with its new words, or one is added.
+  void ClaimNew(std::size_t position);
+
+  // A line with a trailing place is the directive with its beginning, or one is added.
+  void ClaimBeginning(std::size_t position);
+
+  // A comment is the first one with its new text, or its old one; or one is added.
+  void ClaimComment(std::size_t position);
+
+ private:
+  bool IsPlain(std::size_t position) const;
+  void ClaimRaw(std::size_t position);
+  std::size_t FirstComment(const std::optional<Written>& written, bool claimed_too) const;
+
+  BlockWork& m_work;
+  Additions& m_additions;
+};
+
+}  // namespace edit
