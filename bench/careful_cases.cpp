@@ -278,7 +278,7 @@ const CarefulCase& CarefulCaseOf(const std::string& name) {
 
 void RunChecked(const CarefulEdit& edit) {
   const edit::Result result = edit::Edit(edit.request, edit.config, "config");
-  if (!result.refusals.empty()) throw std::runtime_error(result.refusals.front().message);
+  if (!result.refusals.empty()) throw std::runtime_error(Shown(result.refusals.front()));
   if (result.text != edit.expected) throw std::runtime_error("the edited text is wrong");
 }
 

@@ -12,6 +12,7 @@
 
 #include "cli/command.h"
 #include "cli/diff.h"
+#include "cli/findings.h"
 #include "cli/guard_options.h"
 #include "cli/leftovers.h"
 #include "cli/parallel.h"
@@ -162,7 +163,7 @@ std::string Listed(const std::vector<std::string>& names) {
 // --- One file ---
 
 struct Result {
-  std::string dialect;
+  std::optional<edit::Dialect> dialect;
   bool changed = false;
   bool skipped = false;  // it has none of the template's blocks
   std::string out;       // for standard output
@@ -187,12 +188,11 @@ class Run {
 
   Outcome operator()() {
     EditAll();
-    RefuseOtherDialects();
     SayGuesses();
     SayWarnings();
     if (m_names.size() == 1 && m_results[0].failure) std::rethrow_exception(m_results[0].failure);
     const ExitCode failed = ReportFailures();
-    if (failed == kDone && m_update) Commit(UpdateFor(m_results[0].dialect));
+    if (failed == kDone && m_update) Commit(UpdateFor(*m_results[0].dialect));
     SaySummary();
     if (failed != kDone && m_options.in_place) Say(kNothingWritten);
     return {TakeOutput(),
@@ -204,6 +204,7 @@ class Run {
     Request request = LoadRequest(options);
     SetGuards(options, request.edit);
     request.edit.skip_missing = options.skip_missing;
+    request.edit.list_changes = false;
     return request;
   }
 
@@ -237,7 +238,7 @@ class Run {
     }
   }
 
-  update::UpdateOptions UpdateFor(const std::string& dialect) const {
+  update::UpdateOptions UpdateFor(edit::Dialect dialect) const {
     update::UpdateOptions options;
     if (!m_options.backup_suffix.empty()) options.backup_suffix = m_options.backup_suffix;
     options.check = m_options.check_command;
@@ -269,15 +270,14 @@ class Run {
       const std::string text = Read(file);
       const std::string name = TextName(m_names[file]);
       Request request = m_request;
-      RefuseIfFound(OtherDialects(request, text, name), name, "not edited:");
-      if (request.dialect.empty()) SetDialect(request, DialectOf(text, name));
+      if (!request.dialect) SetDialect(request, DialectOf(text, name));
       result.dialect = request.dialect;
       edit::Result made = edit::Edit(request.edit, text, name);
       RefuseIfFound(made.refusals, name, "not edited:");
       result.skipped = made.skipped;
       result.warnings = std::move(made.warnings);
+      result.changed = made.changed;
       std::string edited = std::move(made.text);
-      result.changed = edited != text;
       result.out = Shown(text, edited, name);
       if (m_update && (result.changed || !m_options.in_place)) {
         m_update->Replace(m_options.in_place ? file : 0, std::move(edited));
@@ -304,29 +304,14 @@ class Run {
 
   // --- All files ---
 
-  // One template speaks one language.
-  void RefuseOtherDialects() {
-    const std::string* first = nullptr;
-    for (std::size_t i = 0; i < m_results.size(); ++i) {
-      Result& result = m_results[i];
-      if (result.failure || result.dialect.empty()) continue;
-      if (!first) first = &result.dialect;
-      if (result.dialect == *first) continue;
-      result.failure = std::make_exception_ptr(
-          Failure(m_names[i], "taken for " + result.dialect + ", the files before it for " +
-                                  *first + "; leave it out or name the language by --dialect"));
-      result.out.clear();
-    }
-  }
-
   void SayGuesses() const {
-    if (!m_request.dialect.empty()) return;
+    if (m_request.dialect) return;
     const auto told = [](const Result& result) { return !result.failure; };
     const auto first = std::find_if(m_results.begin(), m_results.end(), told);
     if (first == m_results.end()) return;
     const auto count = std::count_if(m_results.begin(), m_results.end(), told);
     const std::string& name = m_names[static_cast<std::size_t>(first - m_results.begin())];
-    SayGuess(count == 1 ? TextName(name) : std::to_string(count) + " files", first->dialect);
+    SayGuess(count == 1 ? TextName(name) : std::to_string(count) + " files", *first->dialect);
   }
 
   // Those of the template are the same for many files: each is said once.
@@ -335,9 +320,8 @@ class Run {
     for (const Result& result : m_results) {
       if (result.failure) continue;
       for (const edit::Finding& warning : result.warnings) {
-        if (said.insert(warning.message).second) {
-          Say("warning: " + warning.message + " [" + warning.name + "]");
-        }
+        const std::string message = Said(warning);
+        if (said.insert(message).second) Say("warning: " + message);
       }
     }
   }

@@ -4,8 +4,6 @@
 
 #include <algorithm>
 #include <string_view>
-#include <tuple>
-#include <utility>
 
 #include "cli/findings.h"
 #include "cli/request.h"
@@ -33,65 +31,37 @@ std::string MarkUnder(std::string_view text, std::size_t column) {
 }
 
 std::string CheckWarningName(const std::string& name) {
-  if (IsNamed(kWarnings, name)) return std::string();
-  return "'" + name + "' is no warning; known are: " + KnownNames(kWarnings);
+  const std::vector<FindingKind> known = KnownWarnings();
+  if (IsNamed(known, name)) return std::string();
+  return "'" + name + "' is no warning; known are: " + KnownNames(known);
 }
 
 }  // namespace
 
-std::string Shown(const Diagnostic& diagnostic, bool coloured) {
-  const std::string kind = diagnostic.is_error ? Styled("error: ", kRed, coloured)
-                                               : Styled("warning: ", kYellow, coloured);
-  std::string shown = Bold(Shown(diagnostic.place) + ": ", coloured) + kind +
-                      Printable(diagnostic.message) + " [" + diagnostic.name + "]\n";
-  if (diagnostic.place.line == 0) return shown;
-  shown += kIndent + Printable(diagnostic.text) + '\n';
-  if (diagnostic.place.column != 0) {
-    shown += kIndent + MarkUnder(diagnostic.text, diagnostic.place.column) + '\n';
-  }
+std::string Shown(const Finding& finding, Weight weight, bool coloured) {
+  const std::string kind = weight == Weight::kError ? Styled("error: ", kRed, coloured)
+                                                    : Styled("warning: ", kYellow, coloured);
+  const FilePlace& place = PlaceOf(finding);
+  const std::string text = finding.message + (finding.hint.empty() ? "" : ". " + finding.hint);
+  std::string shown =
+      Bold(Shown(place) + ": ", coloured) + kind + Printable(text) + " [" + finding.name + "]\n";
+  if (place.line == 0) return shown;
+  shown += kIndent + Printable(finding.line_text) + '\n';
+  if (place.column != 0) shown += kIndent + MarkUnder(finding.line_text, place.column) + '\n';
   return shown;
 }
 
-std::vector<Diagnostic> Sorted(std::vector<Diagnostic> diagnostics,
-                               const std::set<std::string>& ignored) {
-  const auto end = std::remove_if(
-      diagnostics.begin(), diagnostics.end(),
-      [&](const Diagnostic& diagnostic) { return ignored.count(diagnostic.name) != 0; });
-  diagnostics.erase(end, diagnostics.end());
-  const auto place = [](const Diagnostic& diagnostic) {
-    return std::tie(diagnostic.place.file, diagnostic.place.line, diagnostic.place.column);
-  };
-  std::stable_sort(diagnostics.begin(), diagnostics.end(),
-                   [&](const auto& a, const auto& b) { return place(a) < place(b); });
-  return diagnostics;
-}
-
-std::string Shown(const std::vector<Diagnostic>& diagnostics, bool coloured) {
+std::string ShownWarnings(const std::vector<Finding>& warnings, bool coloured) {
   std::string shown;
-  for (const Diagnostic& diagnostic : diagnostics) shown += Shown(diagnostic, coloured);
-  if (diagnostics.empty()) return shown;
-  const std::size_t count = diagnostics.size();
-  return shown + std::to_string(count) + (count == 1 ? " warning\n" : " warnings\n");
+  for (const Finding& warning : warnings) shown += Shown(warning, Weight::kWarning, coloured);
+  if (warnings.empty()) return shown;
+  return shown + std::to_string(warnings.size()) +
+         (warnings.size() == 1 ? " warning\n" : " warnings\n");
 }
 
-nlohmann::ordered_json ToJson(const FilePlace& place) {
-  nlohmann::ordered_json json = {{"file", place.file}};
-  if (place.line != 0) json["line"] = place.line;
-  if (place.column != 0) json["column"] = place.column;
-  return json;
-}
-
-nlohmann::ordered_json ToJson(const Diagnostic& diagnostic) {
-  return {{"name", diagnostic.name},
-          {"place", ToJson(diagnostic.place)},
-          {"text", diagnostic.text},
-          {"message", diagnostic.message}};
-}
-
-nlohmann::ordered_json ToJson(const std::vector<Diagnostic>& diagnostics) {
-  nlohmann::ordered_json json = nlohmann::ordered_json::array();
-  for (const Diagnostic& diagnostic : diagnostics) json.push_back(ToJson(diagnostic));
-  return json;
+void Ignore(const std::set<std::string>& ignored, std::vector<Finding>& findings) {
+  const auto is_ignored = [&](const Finding& finding) { return ignored.count(finding.name) != 0; };
+  findings.erase(std::remove_if(findings.begin(), findings.end(), is_ignored), findings.end());
 }
 
 void AddIgnoreOption(CLI::App& command, std::set<std::string>& names) {

@@ -2,20 +2,17 @@
 
 // qeltemplate explain: what becomes of each line of a template, and why.
 
-#include <algorithm>
 #include <memory>
-#include <optional>
-#include <utility>
 
 #include "cli/command.h"
 #include "cli/diagnostic.h"
 #include "cli/explanation.h"
 #include "cli/guard_options.h"
-#include "cli/json_text.h"
 #include "cli/request.h"
 #include "cli/terminal.h"
 #include "cli/text_io.h"
 #include "edit/edit.h"
+#include "report/json.h"
 
 namespace cli {
 namespace {
@@ -51,22 +48,15 @@ Outcome Run(const ExplainOptions& options) {
   const bool standard_input = options.ReadsStandardInput();
   const std::string text = standard_input ? ReadStandardInput() : ReadFile(options.config_file);
   const std::string name = TextName(standard_input ? "-" : options.config_file);
-  const std::vector<edit::Finding> others = OtherDialects(request, text, name);
-  if (request.dialect.empty()) {
+  if (!request.dialect) {
     SetDialect(request, DialectOf(text, name));
-    SayGuess(name, request.dialect);
+    SayGuess(name, *request.dialect);
   }
   edit::Explained explained = edit::Explain(request.edit, text, name);
-  std::vector<edit::Finding>& refusals = explained.result.refusals;
-  refusals.insert(refusals.begin(), others.begin(), others.end());
-  std::vector<edit::Finding>& warnings = explained.result.warnings;
-  const auto ignored = std::remove_if(
-      warnings.begin(), warnings.end(),
-      [&](const edit::Finding& warning) { return options.ignored.count(warning.name) != 0; });
-  warnings.erase(ignored, warnings.end());
-  const ExitCode code = refusals.empty() ? kDone : kRefused;
-  const ExplainedEdit edit{request, name, explained};
-  if (options.json) return {JsonText(ExplanationJson(edit)), code};
+  Ignore(options.ignored, explained.result.warnings);
+  const ExitCode code = explained.result.refusals.empty() ? kDone : kRefused;
+  const report::ExplainedEdit edit{request.edit, name, explained};
+  if (options.json) return {report::JsonText(report::Json(edit)), code};
   return {Explanation(edit, WantsColour(options.colour)), code};
 }
 

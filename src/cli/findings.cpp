@@ -4,44 +4,51 @@
 
 #include <algorithm>
 
+#include "edit/lint.h"
+
 namespace cli {
+namespace {
 
-const std::vector<FindingKind> kWarnings = {
-    // Of an edit
-    {"missing-value", "a value of a template line is missing: the line does nothing"},
-    {"not-removed", "a block that may be meant to go stays"},
-    {"second-line", "a line is added beside one of the same directive"},
+using edit::Remedy;
 
-    // Of a configuration, and of a template
+const std::vector<FindingKind> kConfigWarnings = {
     {"mixed-options", "Options words with and without a sign"},
     {"options-comment", "a comment behind Options, whose words become options"},
-
-    // Of a template
-    {"unknown-statement", "a statement that does not exist"},
-    {"keyword-prefix", "a keyword with more letters, of which only the beginning counts"},
-    {"missing-endif", "an if without its endif"},
-    {"extra-endif", "an endif without its if"},
-    {"stray-else", "an else or elif without its if"},
-    {"mixed-and-or", "and and or in one condition"},
-    {"unknown-operator", "an operator that does not exist"},
-    {"quoted-operand", "quotes in a condition, which are part of the text"},
-    {"numeric-comparison", "a comparison of numbers, which is one of texts"},
-    {"extra-words", "words in a condition that do not count"},
-    {"third-branch", "a second elif, which does not look at the if"},
-    {"unset-value", "a value that nothing sets"},
-    {"missing-old-value", "a value that identifies a block has no old text"},
-    {"unclosed-place", "a place that does not close"},
-    {"place-without-dollar", "a place without $, which stands for the whole line"},
-    {"odd-comment", "a comment that is none"},
-    {"missing-import", "an import of a file that is not there"},
-    {"repeated-import", "a file that is imported twice"},
-    {"extra-closing", "a closing line too many"},
-    {"unclosed-block", "a block never closes"},
-    {"branch-identity", "a line that names a block stands in a branch"},
-    {"not-a-directive", "a line that is no directive, or more than one"},
-    {"branch-opening", "an opening or closing line alone in a branch"},
-    {"empty-key", "a line without a text of its own"},
 };
+
+std::string OptionFor(Remedy remedy, const Finding& finding) {
+  switch (remedy) {
+    case Remedy::kAll:
+      return "--all edits all of them";
+    case Remedy::kQuote:
+      return "--quote writes it in quotes";
+    case Remedy::kRaw:
+      return "--raw " + (finding.values.size() == 1 ? finding.values.front() : "NAME") +
+             " puts it in as it is";
+  }
+  return std::string();
+}
+
+}  // namespace
+
+std::vector<FindingKind> KnownWarnings() {
+  std::vector<FindingKind> kinds = edit::kEditWarnings;
+  kinds.insert(kinds.end(), kConfigWarnings.begin(), kConfigWarnings.end());
+  for (const FindingKind& kind : edit::kTemplateWarnings) {
+    if (!IsNamed(kinds, kind.name)) kinds.push_back(kind);
+  }
+  return kinds;
+}
+
+std::string Said(const Finding& finding) {
+  std::string text = Shown(finding);
+  const char* separator = "; ";
+  for (const Remedy remedy : finding.remedies) {
+    text += separator + OptionFor(remedy, finding);
+    separator = ", ";
+  }
+  return Printable(text) + " [" + finding.name + "]";
+}
 
 std::string KnownNames(const std::vector<FindingKind>& kinds) {
   std::string names;

@@ -15,8 +15,13 @@ using edit::FindingKind;
 using edit::Printable;
 using edit::Quoted;
 
-// The names of what is only said, and can be ignored, with what each is about.
-extern const std::vector<FindingKind> kWarnings;
+// All names of what is only said, and can be ignored, with what each is about.
+std::vector<FindingKind> KnownWarnings();
+
+// The finding as the program says it, with the options that help, and its name in brackets:
+//
+//   site.template:1:1: 'server {' may be each of ...; --all edits all of them [ambiguous]
+std::string Said(const Finding& finding);
 
 // Whether one of `kinds` has this name, and all their names for a message.
 bool IsNamed(const std::vector<FindingKind>& kinds, const std::string& name);

@@ -56,7 +56,7 @@ void RefuseIfFound(const std::vector<Finding>& refusals, const std::string& name
   if (refusals.empty()) return;
   std::string message = outcome;
   for (const Finding& finding : refusals) {
-    message += "\n  " + finding.message + " [" + finding.name + "]";
+    message += "\n  " + Said(finding);
   }
   throw Refusal(name, message);
 }

@@ -4,18 +4,19 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 
 #include "cli/command.h"
 #include "cli/diagnostic.h"
 #include "cli/findings.h"
 #include "cli/inspection.h"
-#include "cli/json_text.h"
 #include "cli/request.h"
 #include "cli/terminal.h"
 #include "cli/text_io.h"
 #include "document/document.h"
 #include "document/meaning.h"
 #include "document/places.h"
+#include "report/json.h"
 
 namespace cli {
 namespace {
@@ -51,10 +52,9 @@ struct InspectOptions {
 
 // A configuration, and what there is to say of it. The text has to outlive it.
 struct Inspected {
-  Inspected(const std::string& language, const std::string& text, const std::string& name)
+  Inspected(Dialect dialect, const std::string& text, const std::string& name)
       : file(name),
-        dialect(language),
-        document(language == "apache" ? Dialect::kApache : Dialect::kNginx, text),
+        document(dialect, text),
         places(text),
         inspection(Inspect(document, places, name)) {}
 
@@ -64,7 +64,6 @@ struct Inspected {
   }
 
   std::string file;
-  std::string dialect;
   Document document;
   Places places;
   Inspection inspection;
@@ -152,8 +151,8 @@ std::string Tree(const Inspected& config, bool coloured) {
 }
 
 std::string Findings(const Inspection& inspection, bool coloured) {
-  std::string shown = Shown(inspection.warnings, coloured);
-  if (inspection.error) shown += Shown(inspection.error->diagnostic, coloured);
+  std::string shown = ShownWarnings(inspection.warnings, coloured);
+  if (inspection.error) shown += Shown(*inspection.error, Weight::kError, coloured);
   return shown.empty() ? shown : '\n' + shown;
 }
 
@@ -208,14 +207,11 @@ ordered_json Json(const Inspected& config) {
     if (item.node.kind == NodeKind::kDirective) directives.push_back(DirectiveJson(config, item));
   }
   ordered_json json = {{"config", config.file},
-                       {"dialect", config.dialect},
+                       {"dialect", NameOf(config.document.dialect())},
                        {"blocks", std::move(blocks)},
                        {"directives", std::move(directives)},
-                       {"warnings", ToJson(config.inspection.warnings)}};
-  if (const auto& error = config.inspection.error) {
-    json["error"] = ToJson(error->diagnostic);
-    if (error->opened) json["error"]["opened"] = ToJson(*error->opened);
-  }
+                       {"warnings", report::Json(config.inspection.warnings)}};
+  if (config.inspection.error) json["error"] = report::Json(*config.inspection.error);
   return json;
 }
 
@@ -223,17 +219,17 @@ Outcome Run(const InspectOptions& options) {
   const bool standard_input = options.config_file.empty() || IsStandardInput(options.config_file);
   const std::string text = standard_input ? ReadStandardInput() : ReadFile(options.config_file);
   const std::string name = TextName(standard_input ? "-" : options.config_file);
-  std::string dialect = options.dialect;
-  if (dialect.empty()) {
+  std::optional<Dialect> dialect = tov_document::DialectNamed(options.dialect);
+  if (!dialect) {
     dialect = DialectOf(text, name);
-    SayGuess(name, dialect);
+    SayGuess(name, *dialect);
   }
-  Inspected config(dialect, text, name);
+  Inspected config(*dialect, text, name);
   Inspection& inspection = config.inspection;
-  inspection.warnings = Sorted(std::move(inspection.warnings), options.ignored);
+  Ignore(options.ignored, inspection.warnings);
   const bool clean = inspection.warnings.empty() && !inspection.error;
   const ExitCode code = clean ? kDone : kFindings;
-  if (options.json) return {JsonText(Json(config)), code};
+  if (options.json) return {report::JsonText(Json(config)), code};
   const bool coloured = WantsColour(options.colour);
   return {Tree(config, coloured) + Findings(inspection, coloured), code};
 }

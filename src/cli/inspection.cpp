@@ -116,21 +116,20 @@ class Checks {
     }
   }
 
-  std::optional<Inspection::Error> Syntax() const {
+  std::optional<Finding> Syntax() const {
     if (!m_document.error()) return std::nullopt;
     const tov_document::SyntaxError& error = *m_document.error();
-    Inspection::Error shown = {At("syntax-error", error.at, Describe(error)), std::nullopt};
-    shown.diagnostic.is_error = true;
-    if (!error.opened) return shown;
-    shown.opened = PlaceOf(*error.opened);
+    Finding finding = At("syntax-error", error.at, Describe(error));
+    if (!error.opened) return finding;
+    finding.config_places.push_back(PlaceOf(*error.opened));
     if (*error.opened != error.at) {
-      shown.diagnostic.message += "; " + HeadAt(*error.opened) + " is open since line " +
-                                  std::to_string(shown.opened->line);
+      finding.message += "; " + HeadAt(*error.opened) + " is open since line " +
+                         std::to_string(finding.config_places.back().line);
     }
-    return shown;
+    return finding;
   }
 
-  std::vector<Diagnostic> Warnings() { return std::move(m_warnings); }
+  std::vector<Finding> Warnings() { return std::move(m_warnings); }
 
  private:
   std::string HeadAt(std::uint32_t begin) const {
@@ -146,12 +145,15 @@ class Checks {
     return {m_file, place.line, place.column};
   }
 
-  Diagnostic At(const char* name, std::uint32_t offset, const std::string& message) const {
+  Finding At(const char* name, std::uint32_t offset, const std::string& message) const {
     const std::string_view text = m_document.text();
     const FilePlace place = PlaceOf(offset);
     const std::string_view line = text.substr(offset - (place.column - 1));
     const std::string_view whole = line.substr(0, line.find('\n'));
-    return {name, place, std::string(whole), message};
+    Finding finding{name, message};
+    finding.config_places.push_back(place);
+    finding.line_text = whole;
+    return finding;
   }
 
   void Warn(const char* name, std::uint32_t offset, const std::string& message) {
@@ -161,7 +163,7 @@ class Checks {
   const Document& m_document;
   const Places& m_places;
   const std::string& m_file;
-  std::vector<Diagnostic> m_warnings;
+  std::vector<Finding> m_warnings;
 };
 
 // --- One line ---

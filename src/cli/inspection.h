@@ -8,11 +8,14 @@
 #include <string>
 #include <vector>
 
-#include "cli/diagnostic.h"
 #include "document/document.h"
 #include "document/places.h"
+#include "edit/finding.h"
 
 namespace cli {
+
+using edit::FilePlace;
+using edit::Finding;
 
 struct Inspection {
   // A node that is not blank. An opaque one is without the blanks around it.
@@ -23,15 +26,13 @@ struct Inspection {
     bool server = false;  // a server's block; inside of a server there is none
   };
 
-  // Why the server cannot read the text.
-  struct Error {
-    Diagnostic diagnostic;
-    std::optional<FilePlace> opened;  // where the innermost block begins that is open there
-  };
-
   std::vector<Item> items;  // in the order of the text: a block, then what stands in it
-  std::optional<Error> error;
-  std::vector<Diagnostic> warnings;
+
+  // Why the server cannot read the text. Its second place is where the innermost block begins that
+  // is open there.
+  std::optional<Finding> error;
+
+  std::vector<Finding> warnings;
 };
 
 // `places` are those of the document's text, `file` is its name for messages. Cost: linear in the

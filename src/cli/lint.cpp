@@ -2,16 +2,19 @@
 
 // qeltemplate lint: what is wrong with a template, or probably not meant.
 
+#include "edit/lint.h"
+
 #include <iterator>
 #include <memory>
+#include <optional>
 
 #include "cli/command.h"
 #include "cli/diagnostic.h"
-#include "cli/json_text.h"
 #include "cli/request.h"
-#include "cli/template_check.h"
 #include "cli/terminal.h"
 #include "cli/text_io.h"
+#include "edit/file_importer.h"
+#include "report/json.h"
 
 namespace cli {
 namespace {
@@ -36,20 +39,21 @@ struct LintOptions : RequestOptions {
   }
 };
 
-std::vector<Diagnostic> Check(const LintOptions& options) {
-  Request request;
-  request.edit.values = CollectValues(options);
-  std::vector<Diagnostic> all;
+std::vector<Finding> Check(const LintOptions& options) {
+  const std::optional<edit::Dialect> named = tov_document::DialectNamed(options.dialect);
+  edit::Request edit;
+  edit.values = CollectValues(options);
+  edit.importer = edit::FileImporter("");
+  std::vector<Finding> all;
   for (const std::string& file : options.templates) {
-    edit::Request& edit = request.edit;
     edit.template_text = IsStandardInput(file) ? ReadStandardInput(kLargestTemplate)
                                                : ReadFile(file, kLargestTemplate);
     edit.template_name = TextName(file);
-    SetDialect(request, options.dialect.empty() ? DialectOf(edit.template_text, edit.template_name)
-                                                : options.dialect);
-    WarnOfOtherDialect(edit.template_text, edit.template_name, request.dialect);
-    std::vector<Diagnostic> found =
-        Sorted(CheckTemplateText(edit, options.HasValues()), options.ignored);
+    edit.dialect = named ? *named : DialectOf(edit.template_text, edit.template_name);
+    WarnOfOtherDialect(edit.template_text, edit.template_name, edit.dialect);
+    std::vector<Finding> found =
+        Lint(edit, options.HasValues() ? edit::ValuesGiven::kAll : edit::ValuesGiven::kNone);
+    Ignore(options.ignored, found);
     all.insert(all.end(), std::make_move_iterator(found.begin()),
                std::make_move_iterator(found.end()));
   }
@@ -57,10 +61,10 @@ std::vector<Diagnostic> Check(const LintOptions& options) {
 }
 
 Outcome Run(const LintOptions& options) {
-  const std::vector<Diagnostic> found = Check(options);
+  const std::vector<Finding> found = Check(options);
   const ExitCode code = found.empty() ? kDone : kFindings;
-  if (options.json) return {JsonText({{"warnings", ToJson(found)}}), code};
-  return {Shown(found, WantsColour(options.colour)), code};
+  if (options.json) return {report::JsonText({{"warnings", report::Json(found)}}), code};
+  return {ShownWarnings(found, WantsColour(options.colour)), code};
 }
 
 void AddOptions(CLI::App& command, LintOptions& options) {

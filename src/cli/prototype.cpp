@@ -44,14 +44,14 @@ void GuessDialect(Request& request, const std::string& config, const std::string
   const bool by_template = config_file.empty();
   const std::string name = by_template ? request.edit.template_name : TextName(config_file);
   SetDialect(request, DialectOf(by_template ? request.edit.template_text : config, name));
-  SayGuess(name, request.dialect);
+  SayGuess(name, *request.dialect);
 }
 
 Outcome Run(const PrototypeOptions& options) {
   Request request = LoadRequest(options);
   const std::string config = ReadNamedConfig(options.config_file);
-  if (request.dialect.empty()) GuessDialect(request, config, options.config_file);
-  WarnOfOtherDialect(request.edit.template_text, request.edit.template_name, request.dialect);
+  if (!request.dialect) GuessDialect(request, config, options.config_file);
+  WarnOfOtherDialect(request.edit.template_text, request.edit.template_name, *request.dialect);
   SetWriting(options, request.edit);
   edit::Findings findings;
   std::string text = edit::Prototype(request.edit, findings);

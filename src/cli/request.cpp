@@ -6,44 +6,23 @@
 #include <functional>
 #include <utility>
 
-#include "cli/dialect_guess.h"
 #include "cli/failure.h"
-#include "cli/imports.h"
 #include "cli/text_io.h"
+#include "edit/dialect_check.h"
+#include "edit/file_importer.h"
 
 namespace cli {
 namespace {
 
-struct Dialect {
-  const char* name;  // the program's
-  edit::Dialect dialect;
-  const char* check_command;
-};
+using edit::Dialect;
 
-constexpr Dialect kDialects[] = {{"apache", edit::Dialect::kApache, "apache2ctl -t"},
-                                 {"nginx", edit::Dialect::kNginx, "nginx -t"}};
-
-const Dialect* FindDialect(const std::string& name) {
-  for (const Dialect& dialect : kDialects) {
-    if (name == dialect.name) return &dialect;
-  }
-  return nullptr;
-}
-
-std::string KnownDialects() {
-  std::string names;
-  for (const Dialect& dialect : kDialects) {
-    if (!names.empty()) names += ", ";
-    names += dialect.name;
-  }
-  return names;
-}
+constexpr char kKnownDialects[] = "apache, nginx";
 
 // The checks of single options return what is wrong, or "".
 
 std::string CheckDialect(const std::string& name) {
-  if (FindDialect(name)) return std::string();
-  return "unknown dialect '" + name + "', known are: " + KnownDialects();
+  if (tov_document::DialectNamed(name)) return std::string();
+  return "unknown dialect '" + name + "', known are: " + kKnownDialects;
 }
 
 std::string CheckFileName(const std::string& name) {
@@ -99,14 +78,13 @@ void AddAssignmentOption(CLI::App& command, const AssignmentOption& option,
   AddWords(command, option.name, store, option.description)->type_name(option.form);
 }
 
-// What to say when `text`, the file `name`, is written in another dialect; "": it is not, or that
-// cannot be told.
-std::string ContradictionOf(const std::string& text, const std::string& name,
-                            const std::string& dialect) {
-  const std::string guessed = GuessDialect(text);
-  if (guessed.empty() || guessed == dialect) return std::string();
-  return name + ": this is written for " + guessed + ", and would be read as " + dialect +
-         ". Correct --dialect, or name the right file";
+edit::Importer ImporterBelow(const std::string& root) {
+  try {
+    return edit::FileImporter(root);
+  } catch (const std::runtime_error& error) {
+    throw Failure(std::string(error.what()) +
+                  "; --import-root takes the one that holds the templates");
+  }
 }
 
 }  // namespace
@@ -146,7 +124,7 @@ CLI::Option* AddNames(CLI::App& command, const std::string& option, std::set<std
 void AddDialectOption(CLI::App& command, std::string& dialect, const std::string& what) {
   command
       .add_option("--dialect", dialect,
-                  "Language of " + what + ": " + KnownDialects() + "; guessed when left out")
+                  "Language of " + what + ": " + kKnownDialects + "; guessed when left out")
       ->check(CheckDialect)
       ->type_name("NAME");
 }
@@ -210,52 +188,43 @@ void RefuseValuesOnStandardInput(const RequestOptions& options) {
 
 Request LoadRequest(const RequestOptions& options) {
   Request request;
-  if (!options.dialect.empty()) SetDialect(request, options.dialect);
+  const std::optional<Dialect> dialect = tov_document::DialectNamed(options.dialect);
+  if (dialect) SetDialect(request, *dialect);
   request.edit.template_name = options.template_file;
   request.edit.template_text = ReadFile(options.template_file, kLargestTemplate);
   request.edit.values = CollectValues(options);
-  request.edit.importer = FileImporter(options.import_root);
+  request.edit.importer = ImporterBelow(options.import_root);
   for (const auto& [name, value] : options.new_values) request.edit.must_be_used.insert(name);
   for (const auto& [name, value] : options.old_values) request.edit.must_be_used.insert(name);
   return request;
 }
 
-void SetDialect(Request& request, const std::string& dialect) {
+void SetDialect(Request& request, Dialect dialect) {
   request.dialect = dialect;
-  request.edit.dialect = FindDialect(dialect)->dialect;
+  request.edit.dialect = dialect;
 }
 
-std::string DialectOf(const std::string& text, const std::string& name) {
-  std::string dialect = GuessDialect(text);
-  if (!dialect.empty()) return dialect;
-  throw Failure(name, "its language cannot be told from the text; name it by --dialect (" +
-                          KnownDialects() + ")");
+Dialect DialectOf(const std::string& text, const std::string& name) {
+  const std::optional<Dialect> dialect = tov_document::GuessDialect(text);
+  if (dialect) return *dialect;
+  throw Failure(name, std::string("its language cannot be told from the text; name it by "
+                                  "--dialect (") +
+                          kKnownDialects + ")");
 }
 
-std::vector<edit::Finding> OtherDialects(const Request& request, const std::string& text,
-                                         const std::string& name) {
-  if (request.dialect.empty() || request.edit.forced.count("syntax") != 0) return {};
-  std::string message = ContradictionOf(text, name, request.dialect);
-  if (message.empty()) {
-    const edit::Request& edit = request.edit;
-    message = ContradictionOf(edit.template_text, edit.template_name, request.dialect);
-  }
-  if (message.empty()) return {};
-  return {{"syntax", message}};
+void WarnOfOtherDialect(const std::string& text, const std::string& name, Dialect dialect) {
+  std::optional<edit::Finding> other = edit::OtherDialect(text, dialect);
+  if (!other) return;
+  other->template_place.file = name;
+  Say("warning: " + Shown(*other));
 }
 
-void WarnOfOtherDialect(const std::string& text, const std::string& name,
-                        const std::string& dialect) {
-  const std::string message = ContradictionOf(text, name, dialect);
-  if (!message.empty()) Say("warning: " + message);
+void SayGuess(const std::string& what, Dialect dialect) {
+  Say(what + ": taken for " + NameOf(dialect) + "; --dialect says otherwise");
 }
 
-void SayGuess(const std::string& what, const std::string& dialect) {
-  Say(what + ": taken for " + dialect + "; --dialect says otherwise");
-}
-
-std::string CheckCommand(const std::string& dialect) {
-  return FindDialect(dialect)->check_command;
+std::string CheckCommand(Dialect dialect) {
+  return dialect == Dialect::kNginx ? "nginx -t" : "apache2ctl -t";
 }
 
 std::string TextName(const std::string& file) {

@@ -6,6 +6,7 @@
 
 #include <CLI/CLI.hpp>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -18,8 +19,8 @@ namespace cli {
 
 // An edit, with all that it needs in memory.
 struct Request {
-  std::string dialect;  // the program's name for it: "nginx", "apache"; "": to be guessed
-  edit::Request edit;   // its dialect counts when SetDialect has been called
+  std::optional<edit::Dialect> dialect;  // none: to be guessed
+  edit::Request edit;                    // its dialect counts when SetDialect has been called
 };
 
 // The options that make a request, as the command line gives them.
@@ -85,37 +86,28 @@ CLI::Option* AddOptionalValue(CLI::App& command, const std::string& option, cons
 void CheckRequestOptions(const RequestOptions& options);
 void RefuseValuesOnStandardInput(const RequestOptions& options);
 
-// The request, its template and its values read. The dialect is the one on the command line: ""
+// The request, its template and its values read. The dialect is the one on the command line, none
 // when that names none. Throws Failure when a file cannot be had. Imports are read when the edit is
-// made, see imports.h.
+// made, see edit::FileImporter.
 Request LoadRequest(const RequestOptions& options);
 
 // The values that `options` give. Throws Failure when a file cannot be had.
 Values CollectValues(const RequestOptions& options);
 
-// Names the dialect by the program's name for it.
-void SetDialect(Request& request, const std::string& dialect);
+void SetDialect(Request& request, edit::Dialect dialect);
 
-// The program's name of the dialect of `text`, guessed. Throws Failure, under `name`, where that
-// cannot be done.
-std::string DialectOf(const std::string& text, const std::string& name);
-
-// What speaks against the dialect of `request`, as refusals of an edit of `text`, the file `name`:
-// that text, or else the template, is written in another one. None where that cannot be told, where
-// the request names no dialect, and where "syntax" is forced.
-std::vector<edit::Finding> OtherDialects(const Request& request, const std::string& text,
-                                         const std::string& name);
+// The dialect of `text`, guessed. Throws Failure, under `name`, where that cannot be done.
+edit::Dialect DialectOf(const std::string& text, const std::string& name);
 
 // Says on standard error that `text`, the file `name`, is written in another dialect than this one,
 // if so.
-void WarnOfOtherDialect(const std::string& text, const std::string& name,
-                        const std::string& dialect);
+void WarnOfOtherDialect(const std::string& text, const std::string& name, edit::Dialect dialect);
 
 // Says on standard error that `what` was taken for `dialect`.
-void SayGuess(const std::string& what, const std::string& dialect);
+void SayGuess(const std::string& what, edit::Dialect dialect);
 
 // The command with which the server of `dialect` checks its configuration.
-std::string CheckCommand(const std::string& dialect);
+std::string CheckCommand(edit::Dialect dialect);
 
 // `file` as messages name it: what "-" stands for, else itself.
 std::string TextName(const std::string& file);

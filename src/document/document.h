@@ -17,9 +17,9 @@
 #include <string_view>
 #include <vector>
 
-namespace tov_document {
+#include "document/dialect.h"
 
-enum class Dialect { kNginx, kApache };
+namespace tov_document {
 
 // Bytes of the text: from `begin` up to, not including, `end`.
 struct Span {

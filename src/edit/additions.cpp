@@ -78,11 +78,13 @@ bool Additions::MayBeAdded(std::size_t position) {
   if (repetition == Repetition::kOnce && GoesLater(name)) return true;
   if (repetition == Repetition::kOnce) return RefuseOther(position, other);
   if (repetition == Repetition::kUnknown || StatesOther(line)) {
-    m_work.Warn(
-        "second-line", position,
-        Quoted(line.now->text) + " is added beside " + m_work.ShownChild(other) +
-            ". If it is to replace that one, give its value as the old one, or use a trailing "
-            "place");
+    m_work.Warn(position,
+                {"second-line",
+                 Quoted(line.now->text) + " is added beside " + m_work.ShownChild(other),
+                 "If it is to replace that one, give its value as the old one, or use a trailing "
+                 "place",
+                 {},
+                 {m_work.PlaceOfChild(other)}});
   }
   return true;
 }
@@ -115,14 +117,16 @@ bool Additions::RefuseOther(std::size_t position, std::size_t other) {
   const bool address = m_work.RoleOfLine(line) == Role::kAddress && line.now->words.size() > 1;
   const std::string beginning =
       m_work.NameOf(line) + (address ? " " + line.now->spelled[1] : std::string());
-  m_work.Refuse(
-      "other-value", position,
-      Quoted(line.now->text) + " is not there, but " + m_work.ShownChild(other) +
-          ", and the server wants one of them only. Give the value that is there as the old "
-          "one" +
-          (m_work.IsOwn(other)
-               ? ", or write a trailing place: " + Quoted(beginning + " [% $value %]" + end)
-               : " of a full place, or write the condition into the template"));
+  m_work.Refuse(position, {"other-value",
+                           Quoted(line.now->text) + " is not there, but " +
+                               m_work.ShownChild(other) + ", and the server wants one of them only",
+                           "Give the value that is there as the old one" +
+                               (m_work.IsOwn(other)
+                                    ? ", or write a trailing place: " +
+                                          Quoted(beginning + " [% $value %]" + end)
+                                    : " of a full place, or write the condition into the template"),
+                           {},
+                           {m_work.PlaceOfChild(other)}});
   return false;
 }
 

@@ -189,10 +189,12 @@ class Finder {
     if (!holding.empty()) return holding;
     for (const BlockId id : blocks) {
       m_findings.warnings.push_back(
-          {"not-removed", Shown(evidence.opening->place) + ": " +
-                              Described(m_contents, m_config_name, id) +
-                              " stays: it has not the lines of the block that is to be "
-                              "removed. State its address, if it is meant"});
+          {"not-removed",
+           Described(m_contents, m_config_name, id) +
+               " stays: it has not the lines of the block that is to be removed",
+           "State its address, if it is meant",
+           evidence.opening->place,
+           {m_contents.PlaceOfBlock(m_config_name, id)}});
     }
     return holding;
   }
@@ -274,20 +276,28 @@ class Finder {
 
   void RefuseTwice(std::size_t one, std::size_t other, BlockId id) {
     m_findings.refusals.push_back(
-        {"ambiguous", Shown(PlaceOf(other)) + ": this block and the one at " + Shown(PlaceOf(one)) +
-                          " are both " + Described(m_contents, m_config_name, id) +
-                          ". Say of each what the other one does not have: an address, a name"});
+        {"ambiguous",
+         "this block and the one at " + Shown(PlaceOf(one)) + " are both " +
+             Described(m_contents, m_config_name, id),
+         "Say of each what the other one does not have: an address, a name",
+         PlaceOf(other),
+         {m_contents.PlaceOfBlock(m_config_name, id)}});
   }
 
   void RefuseAmbiguous(const Sought& sought) {
     constexpr std::size_t kMost = 5;
-    std::string message = Shown(PlaceOf(sought.block)) + ": " +
-                          Quoted(m_evidence[sought.block].opening->text) + " may be each of ";
-    for (std::size_t i = 0; i < std::min(kMost, sought.fitting.size()); ++i) {
-      message += (i == 0 ? "" : ", ") + Described(m_contents, m_config_name, sought.fitting[i]);
+    Finding finding{"ambiguous",
+                    Quoted(m_evidence[sought.block].opening->text) + " may be each of "};
+    finding.template_place = PlaceOf(sought.block);
+    finding.remedies = {Remedy::kAll};
+    for (std::size_t i = 0; i < sought.fitting.size(); ++i) {
+      const BlockId id = sought.fitting[i];
+      finding.config_places.push_back(m_contents.PlaceOfBlock(m_config_name, id));
+      if (i >= kMost) continue;
+      finding.message += (i == 0 ? "" : ", ") + Described(m_contents, m_config_name, id);
     }
     if (sought.fitting.size() > kMost) {
-      message += " and " + std::to_string(sought.fitting.size() - kMost) + " more";
+      finding.message += " and " + std::to_string(sought.fitting.size() - kMost) + " more";
     }
     const Evidence& evidence = m_evidence[sought.block];
     const bool lines_count = evidence.changed.empty() &&
@@ -297,13 +307,13 @@ class Finder {
         LineOnlyInFirst(m_contents, m_holdings, evidence, sought.fitting, lines_count);
     const std::string around = ConditionOnlyAroundFirst(m_contents, sought.fitting);
     if (!advice.empty()) {
-      message += ". " + Quoted(advice) + " in the template would mean the first one";
+      finding.hint = Quoted(advice) + " in the template would mean the first one";
     } else if (!around.empty()) {
-      message += ". Within " + Quoted(around) + ", the template would mean the first one";
+      finding.hint = "Within " + Quoted(around) + ", the template would mean the first one";
     } else {
-      message += ". Say more of the one that is meant: an address, a name";
+      finding.hint = "Say more of the one that is meant: an address, a name";
     }
-    m_findings.refusals.push_back({"ambiguous", message + "; --all edits all of them"});
+    m_findings.refusals.push_back(std::move(finding));
   }
 
   const TemplateTree& m_tree;

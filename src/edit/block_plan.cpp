@@ -88,9 +88,10 @@ class BlockPlanner {
     for (const std::string& name : line.missing) {
       names += (names.empty() ? "" : ", ") + Quoted(name);
     }
-    m_work.Warn(
-        "missing-value", position,
-        "there is no value " + names + ": this line neither adds, changes nor removes anything");
+    Finding finding{"missing-value", "there is no value " + names +
+                                         ": this line neither adds, changes nor removes anything"};
+    finding.values = m_work.Line(position).missing;
+    m_work.Warn(position, std::move(finding));
     m_work.Done(position);
   }
 

@@ -198,41 +198,46 @@ bool BlockWork::IsForced(const char* name) const {
   return m_planning.request.forced.count(name) != 0;
 }
 
-void BlockWork::Refuse(const char* name, std::size_t position, const std::string& what) {
-  m_planning.findings.refusals.push_back({name, Shown(Line(position).place) + ": " + what});
+void BlockWork::Refuse(std::size_t position, Finding finding) {
+  finding.template_place = Line(position).place;
+  m_planning.findings.refusals.push_back(std::move(finding));
   Done(position);
 }
 
 void BlockWork::RefuseSeveral(std::size_t position, const Positions& fitting) {
   constexpr std::size_t kMost = 5;
-  std::string shown;
-  for (std::size_t i = 0; i < std::min(kMost, fitting.size()); ++i) {
-    shown += (i == 0 ? "" : ", ") + ShownChild(fitting[i]);
+  Finding finding{"ambiguous", Quoted(Line(position).text) + " may be each of "};
+  for (std::size_t i = 0; i < fitting.size(); ++i) {
+    finding.config_places.push_back(PlaceOfChild(fitting[i]));
+    if (i < kMost) finding.message += (i == 0 ? "" : ", ") + ShownChild(fitting[i]);
   }
   const bool own = std::all_of(fitting.begin(), fitting.end(),
                                [this](std::size_t child) { return IsOwn(child); });
-  Refuse("ambiguous", position,
-         Quoted(Line(position).text) + " may be each of " + shown +
-             (own ? ". Write more of the line before the place, or a full place {% ... %} with "
-                    "the old value"
-                  : ". Write the condition into the template around the one that is meant, or a "
-                    "full place {% ... %} with the old value"));
+  finding.hint =
+      own ? "Write more of the line before the place, or a full place {% ... %} with the "
+            "old value"
+          : "Write the condition into the template around the one that is meant, or a "
+            "full place {% ... %} with the old value";
+  Refuse(position, std::move(finding));
 }
 
 void BlockWork::RefuseMissing(std::size_t position) {
-  Refuse(
-      "not-found", position,
-      Quoted(Line(position).text) + " is to be removed, and is not there. Correct its old value");
+  Refuse(position,
+         {"not-found", Quoted(Line(position).text) + " is to be removed, and is not there",
+          "Correct its old value"});
 }
 
-void BlockWork::Warn(const char* name, std::size_t position, const std::string& what) {
-  m_planning.findings.warnings.push_back({name, Shown(Line(position).place) + ": " + what});
+void BlockWork::Warn(std::size_t position, Finding finding) {
+  finding.template_place = Line(position).place;
+  m_planning.findings.warnings.push_back(std::move(finding));
+}
+
+FilePlace BlockWork::PlaceOfChild(std::size_t child) const {
+  return m_planning.contents.PlaceOf(m_planning.config_name, m_children[child]->bytes.begin);
 }
 
 std::string BlockWork::ShownChild(std::size_t child) const {
-  return Shown(
-             m_planning.contents.PlaceOf(m_planning.config_name, m_children[child]->bytes.begin)) +
-         " " + Quoted(TextOf(child));
+  return Shown(PlaceOfChild(child)) + " " + Quoted(TextOf(child));
 }
 
 std::string BlockWork::TextOf(std::size_t child) const {

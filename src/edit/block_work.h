@@ -111,10 +111,12 @@ class BlockWork {
   // --- What is said of them ---
 
   bool IsForced(const char* name) const;
-  void Refuse(const char* name, std::size_t position, const std::string& what);
+  void Refuse(std::size_t position, Finding finding);
   void RefuseSeveral(std::size_t position, const Positions& fitting);
   void RefuseMissing(std::size_t position);
-  void Warn(const char* name, std::size_t position, const std::string& what);
+  void Warn(std::size_t position, Finding finding);
+
+  FilePlace PlaceOfChild(std::size_t child) const;
 
   // "site.conf:3:5 'root /srv;'"
   std::string ShownChild(std::size_t child) const;

@@ -60,6 +60,11 @@ class Contents {
   // Where a byte of the text stands, in the file `name`. Cost: the first time a pass over the text.
   FilePlace PlaceOf(const std::string& name, std::size_t offset) const;
 
+  // Where the block begins.
+  FilePlace PlaceOfBlock(const std::string& name, BlockId block) const {
+    return PlaceOf(name, document().blocks()[block].head.begin);
+  }
+
  private:
   const Document& m_document;
   mutable std::optional<tov_document::Places> m_places;

@@ -12,8 +12,10 @@
 #include "edit/address.h"
 #include "edit/comparison.h"
 #include "edit/contents.h"
+#include "edit/dialect_check.h"
 #include "edit/layout.h"
 #include "edit/plan.h"
+#include "edit/reporter.h"
 #include "edit/shown_blocks.h"
 #include "edit/template_tree.h"
 
@@ -26,7 +28,9 @@ class Editor {
       : m_request(request), m_text(text), m_name(name) {}
 
   Result Run(EditReport* report) {
-    const TemplateTree tree = ReadTemplate(m_request, m_findings);
+    const bool is_other = RefuseOtherDialect();
+    Findings unsaid;  // each line would be wrong
+    const TemplateTree tree = ReadTemplate(m_request, is_other ? unsaid : m_findings);
     if (!m_findings.refusals.empty()) {
       if (report != nullptr) *report = ReportOf(tree);
       return Finish(std::string(m_text));
@@ -48,17 +52,37 @@ class Editor {
       CheckResult(document, edited, plan, layout);
     if (report != nullptr) {
       *report = ReportEdit({m_request, tree, matches, contents, plan, m_name, IsAmbiguous()});
-      report->edits = layout.Edits();
     }
+    if (m_request.list_changes && layout.IsChanged()) ListChanges(layout, tree);
     return Finish(std::move(edited));
   }
 
  private:
   Result Finish(std::string edited) {
     m_result.text = m_findings.refusals.empty() ? std::move(edited) : std::string(m_text);
+    m_result.changed = m_result.text != m_text;
+    for (Finding& refusal : m_findings.refusals) {
+      refusal.can_be_forced = IsOneOf(kForcedRefusals, refusal.name);
+    }
     m_result.refusals = std::move(m_findings.refusals);
     m_result.warnings = std::move(m_findings.warnings);
     return std::move(m_result);
+  }
+
+  static bool IsOneOf(const std::vector<FindingKind>& kinds, const std::string& name) {
+    return std::any_of(kinds.begin(), kinds.end(),
+                       [&name](const FindingKind& kind) { return name == kind.name; });
+  }
+
+  void ListChanges(Layout& layout, const TemplateTree& tree) {
+    for (TextEdit& edit : layout.Edits()) {
+      Change change{edit.line, edit.count, std::move(edit.text), {}};
+      for (const std::size_t line : edit.lines) {
+        change.template_lines.push_back(tree.lines[line].place);
+        change.template_lines.back().column = 0;
+      }
+      m_result.changes.push_back(std::move(change));
+    }
   }
 
   // What is known of a template that cannot be carried out.
@@ -73,21 +97,30 @@ class Editor {
                        [](const Finding& finding) { return finding.name == "ambiguous"; });
   }
 
-  bool IsForced(const char* name) const { return m_request.forced.count(name) != 0; }
+  void Refuse(Finding finding) {
+    if (m_request.forced.count(finding.name) == 0) {
+      m_findings.refusals.push_back(std::move(finding));
+    }
+  }
 
-  void Refuse(const char* name, const std::string& message) {
-    if (!IsForced(name)) m_findings.refusals.push_back({name, message});
+  // Whether it did.
+  bool RefuseOtherDialect() {
+    std::optional<Finding> other = OtherDialect(m_request, m_text, m_name);
+    if (other) Refuse(std::move(*other));
+    return !m_findings.refusals.empty();
   }
 
   void CheckSyntax(const Document& document) {
     if (!document.error()) return;
     const Contents contents(document);
-    std::string message =
-        Shown(contents.PlaceOf(m_name, document.error()->at)) + ": " + Describe(*document.error());
+    Finding finding{"syntax", Describe(*document.error()),
+                    "The server would not take this file: mend it first"};
+    finding.config_places.push_back(contents.PlaceOf(m_name, document.error()->at));
     if (document.error()->opened && *document.error()->opened != document.error()->at) {
-      message += "; open since " + Shown(contents.PlaceOf(m_name, *document.error()->opened));
+      finding.config_places.push_back(contents.PlaceOf(m_name, *document.error()->opened));
+      finding.message += "; open since " + Shown(finding.config_places.back());
     }
-    Refuse("syntax", message + ". The server would not take this file: mend it first");
+    Refuse(std::move(finding));
   }
 
   // The whole text is the first match.
@@ -106,10 +139,13 @@ class Editor {
       if (!match.at) {
         missed[match.block].push_back(*matches[match.parent].at);
       } else if (m_request.create == Create::kOnly && block.parent == 0) {
-        m_findings.refusals.push_back({"exists", Shown(tree.lines[block.opening].place) +
-                                                     ": this block is there already, " +
-                                                     Described(contents, m_name, *match.at) +
-                                                     ", and only new ones are to be made"});
+        m_findings.refusals.push_back({"exists",
+                                       "this block is there already, " +
+                                           Described(contents, m_name, *match.at) +
+                                           ", and only new ones are to be made",
+                                       "",
+                                       tree.lines[block.opening].place,
+                                       {contents.PlaceOfBlock(m_name, *match.at)}});
       }
     }
     for (const auto& [block, around] : missed) CheckMissing(tree, contents, block, around);
@@ -127,11 +163,12 @@ class Editor {
       where += ", nor in " + std::to_string(around.size() - 1) +
                (around.size() == 2 ? " other such block" : " other such blocks");
     }
-    Refuse("unmatched-section",
-           Shown(opening.place) + ": there is no " + SoughtBlock(tree, m_request.dialect, block) +
-               " in " + where + Candidates(contents, opening, around.front()) +
-               (renamed ? ". Correct the old value, or leave it out for a new block"
-                        : ". It is not made, as was asked"));
+    Refuse({"unmatched-section",
+            "there is no " + SoughtBlock(tree, m_request.dialect, block) + " in " + where +
+                Candidates(contents, opening, around.front()),
+            renamed ? "Correct the old value, or leave it out for a new block"
+                    : "It is not made, as was asked",
+            opening.place});
   }
 
   // The first blocks of the same kind in `around`, for a message.
@@ -150,9 +187,12 @@ class Editor {
     const Document after(m_request.dialect, edited);
     const Contents contents(after);
     if (after.error()) {
-      Refuse("syntax", Shown(contents.PlaceOf(m_name, after.error()->at)) +
-                           " of the edited text: " + Describe(*after.error()) +
-                           ". The server would not take it");
+      Refuse({"syntax",
+              Describe(*after.error()),
+              "The server would not take it",
+              {},
+              {contents.PlaceOf(m_name, after.error()->at)},
+              true});
       return;
     }
     if (plan.identities) CheckCollisions(before, after);
@@ -160,10 +200,14 @@ class Editor {
     const std::optional<std::size_t> other = layout.meant().DifferenceFrom(after);
     if (!other) return;
     m_findings.refusals.push_back(
-        {"fault", Shown(contents.PlaceOf(m_name, *other)) +
-                      " of the edited text: from here on it is not what the template means. That "
-                      "is a mistake of this program, and nothing is changed: please report it, "
-                      "with the configuration, the template and the values"});
+        {"fault",
+         "from here on it is not what the template means. That is a mistake of this library, and "
+         "nothing is changed: please report it, with the configuration, the template and the "
+         "values",
+         "",
+         {},
+         {contents.PlaceOf(m_name, *other)},
+         true});
   }
 
   // Of two servers with one name on one address the server ignores the second one.
@@ -174,13 +218,17 @@ class Editor {
       const auto old = known.find(answer);
       if (old != known.end() && old->second.size() >= servers.size()) continue;
       const Contents contents(after);
-      std::string listed;
+      Finding finding{"collision", ""};
+      finding.in_result = true;
       for (const BlockId id : servers) {
-        listed += (listed.empty() ? "" : " and ") + Described(contents, m_name, id);
+        finding.message +=
+            (finding.message.empty() ? "" : " and ") + Described(contents, m_name, id);
+        finding.config_places.push_back(contents.PlaceOfBlock(m_name, id));
       }
-      Refuse("collision", listed + " of the edited text " + (servers.size() == 2 ? "both" : "all") +
-                              " answer to " + Quoted(answer.first) + " on " + answer.second +
-                              ", and the server would ignore all but the first of them");
+      finding.message += (servers.size() == 2 ? " both answer to " : " all answer to ") +
+                         Quoted(answer.first) + " on " + answer.second +
+                         ", and the server would ignore all but the first of them";
+      Refuse(std::move(finding));
       return;
     }
   }

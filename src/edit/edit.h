@@ -26,9 +26,23 @@
 
 namespace edit {
 
+// Lines of a text in whose place others have come.
+struct Change {
+  std::size_t line = 1;                   // the number of the first one, from 1
+  std::size_t count = 0;                  // how many; 0: the new ones have come before that line
+  std::string text;                       // the new ones, with their line ends; "": there are none
+  std::vector<FilePlace> template_lines;  // whose doing it is
+};
+
 struct Result {
   std::string text;      // edited; as it was, when the edit is refused
-  bool skipped = false;  // the text has none of the template's blocks, see Request::skip_missing
+  bool changed = false;  // it is another one than before
+  bool skipped = false;  // it has none of the template's blocks, see Request::skip_missing
+
+  // What makes the edited text of the one before, when it is carried out from the last one to the
+  // first. They do not touch. Of a refused edit what would be done but for the refusals.
+  std::vector<Change> changes;
+
   std::vector<Finding> refusals;
   std::vector<Finding> warnings;
 };

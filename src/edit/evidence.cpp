@@ -106,10 +106,13 @@ class EvidenceReader {
 
   void RefuseMissing(const TemplateLine& line) {
     m_findings.refusals.push_back(
-        {"missing-value", Shown(line.place) +
-                              ": a value of this line is missing, by which its "
-                              "block is found: " +
-                              Quoted(line.text) + ". Set it"});
+        {"missing-value",
+         "a value of this line is missing, by which its block is found: " + Quoted(line.text),
+         "Set it",
+         line.place,
+         {},
+         false,
+         line.missing});
   }
 
   void ReadAddress(const TemplateLine& line) {

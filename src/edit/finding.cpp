@@ -13,6 +13,18 @@ std::string Shown(const FilePlace& place) {
   return text;
 }
 
+const FilePlace& PlaceOf(const Finding& finding) {
+  const bool in_config = finding.template_place.file.empty() && !finding.config_places.empty();
+  return in_config ? finding.config_places.front() : finding.template_place;
+}
+
+std::string Shown(const Finding& finding) {
+  std::string text = Shown(PlaceOf(finding));
+  if (finding.in_result) text += " of the edited text";
+  text += (text.empty() ? "" : ": ") + finding.message;
+  return finding.hint.empty() ? text : text + ". " + finding.hint;
+}
+
 std::string Printable(std::string_view text) {
   std::string result(text);
   for (char& byte : result) {

@@ -20,12 +20,40 @@ struct FilePlace {
 // "site.conf:12:5", without what is 0.
 std::string Shown(const FilePlace& place);
 
-// One thing that was found. `message` begins with the place, and says what is wrong and what to do
-// instead.
-struct Finding {
-  std::string name;  // by which it can be switched off: "ambiguous"
-  std::string message;
+// What a request can be given so that an edit is made that was refused.
+enum class Remedy {
+  kAll,    // Request::all
+  kQuote,  // Request::quote
+  kRaw     // Request::raw, with the names in Finding::values
 };
+
+// One thing that was found: sentences for people, and what they are made of.
+struct Finding {
+  std::string name;       // of the kind: "ambiguous", see below
+  std::string message;    // what is wrong, without its place: "'server {' may be each of ..."
+  std::string hint = {};  // what to do instead; "": there is nothing to say
+
+  FilePlace template_place = {};  // the line of the template that it is about; line 0: none
+
+  // What of the configuration it is about, the most important first. Before the edit; of
+  // `in_result` in the edited text.
+  std::vector<FilePlace> config_places = {};
+  bool in_result = false;
+
+  std::vector<std::string> values = {};  // the names of those that it is about
+  std::vector<Remedy> remedies = {};     // each would do
+  bool can_be_forced = false;            // by Request::forced, with the name
+
+  // Of a finding of Lint or Inspect: the line that it is about, as it stands there.
+  std::string line_text = {};
+};
+
+// Where it is: in the template if it is about a line of that, else in the configuration. A place
+// without a file when it is about neither.
+const FilePlace& PlaceOf(const Finding& finding);
+
+// Where it is, what is wrong, and what to do: "site.template:2:3: ... is not there. Correct ...".
+std::string Shown(const Finding& finding);
 
 struct Findings {
   std::vector<Finding> refusals;

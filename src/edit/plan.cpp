@@ -158,10 +158,11 @@ class Planner {
       like->second = BlocksLike(m_planning.contents, m_planning.config_name, opening,
                                 tov_document::kWholeText);
     }
-    m_planning.findings.refusals.push_back(
-        {"not-found", Shown(opening.place) + ": there is no " +
-                          SoughtBlock(tree, dialect(), number) + " in " + m_planning.config_name +
-                          like->second + ". It was to be removed: correct what it is found by"});
+    m_planning.findings.refusals.push_back({"not-found",
+                                            "there is no " + SoughtBlock(tree, dialect(), number) +
+                                                " in " + m_planning.config_name + like->second,
+                                            "It was to be removed: correct what it is found by",
+                                            opening.place});
   }
 
   void ChangeHead(const TemplateBlock& block, BlockId id) {
@@ -199,13 +200,16 @@ class Planner {
       const Texts head = m_planning.contents.HeadOf(other);
       if (other == own || !AreTwins(dialect(), head, values) || GoesOrChanges(other)) continue;
       m_planning.findings.refusals.push_back(
-          {"collision", Shown(opening.place) + ": there is a block " + Quoted(opening.now->text) +
-                            " already, " +
-                            Described(m_planning.contents, m_planning.config_name, other) +
-                            (SameWords(dialect(), head, values)
-                                 ? ""
-                                 : ": nginx takes one location of a path only, whether '^~' stands "
-                                   "before it or not")});
+          {"collision",
+           "there is a block " + Quoted(opening.now->text) + " already, " +
+               Described(m_planning.contents, m_planning.config_name, other) +
+               (SameWords(dialect(), head, values)
+                    ? ""
+                    : ": nginx takes one location of a path only, whether '^~' stands before it "
+                      "or not"),
+           "",
+           opening.place,
+           {m_planning.contents.PlaceOfBlock(m_planning.config_name, other)}});
     }
   }
 
@@ -266,11 +270,11 @@ class Planner {
         continue;
       }
       if (!made.Add(line) && m_planning.request.forced.count("mixed-options") == 0) {
-        m_planning.findings.refusals.push_back(
-            {"mixed-options", Shown(line.place) + ": with this line the block would have words of "
-                                                  "Options with a sign beside words without one, "
-                                                  "which httpd does not take. Write all of them in "
-                                                  "one way"});
+        m_planning.findings.refusals.push_back({"mixed-options",
+                                                "with this line the block would have words of "
+                                                "Options with a sign beside words without "
+                                                "one, which httpd does not take",
+                                                "Write all of them in one way", line.place});
       }
       m_planning.plan.raw = m_planning.plan.raw || line.raw;
       made_of.emplace_back(i, made.last());
@@ -336,16 +340,26 @@ class Planner {
       const TemplateLine& line = m_planning.tree.lines[i];
       if (line.kind != Kind::kOpening || !line.enabled || line.now) continue;
       m_planning.findings.refusals.push_back(
-          {"missing-value", Shown(line.place) + ": a value of this opening line is missing, and "
-                                                "its block is not there. Set it"});
+          {"missing-value",
+           "a value of this opening line is missing, and its block is not there",
+           "Set it",
+           line.place,
+           {},
+           false,
+           line.missing});
       return true;
     }
     return false;
   }
 
   void WarnOfMissing(const TemplateLine& line) {
-    m_planning.findings.warnings.push_back(
-        {"missing-value", Shown(line.place) + ": a value of this line is missing: it is left out"});
+    m_planning.findings.warnings.push_back({"missing-value",
+                                            "a value of this line is missing: it is left out",
+                                            "",
+                                            line.place,
+                                            {},
+                                            false,
+                                            line.missing});
   }
 
   const Planning& m_planning;

@@ -11,6 +11,7 @@
 #include "edit/contents.h"
 #include "edit/finding.h"
 #include "edit/layout.h"
+#include "edit/report.h"
 #include "edit/request.h"
 #include "edit/template_tree.h"
 
@@ -18,7 +19,7 @@ namespace edit {
 
 // What a line of the template has to do with one directive, or block, of the configuration.
 struct Event {
-  enum class Kind { kFound, kAdded, kChanged, kRemoved };
+  using Kind = EditReport::Event::Kind;
 
   Kind kind = Kind::kFound;
   std::size_t line = 0;  // of the template

@@ -6,15 +6,9 @@
 #include <cstddef>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
-#include "edit/address.h"
 #include "edit/finding.h"
-#include "edit/layout.h"
-#include "edit/plan.h"
-#include "edit/request.h"
-#include "edit/template_tree.h"
 
 namespace edit {
 
@@ -30,7 +24,9 @@ struct EditReport {
 
   // What a template line has to do with one directive of the configuration.
   struct Event {
-    edit::Event::Kind kind = edit::Event::Kind::kFound;
+    enum class Kind { kFound, kAdded, kChanged, kRemoved };
+
+    Kind kind = Kind::kFound;
     FilePlace place;   // before the edit; line 0: it is new
     std::string from;  // as it was; "" for a new one
     std::string to;    // as it is; "" for one that is gone
@@ -77,21 +73,6 @@ struct EditReport {
   std::vector<Statement> statements;
   std::vector<Item> items;
   std::vector<Block> blocks;
-  std::vector<TextEdit> edits;
 };
-
-// What an edit knows at its end.
-struct ReportSource {
-  const Request& request;
-  const TemplateTree& tree;
-  const std::vector<Match>& matches;
-  const Contents& contents;
-  const Plan& plan;
-  const std::string& config_name;
-  bool is_ambiguous = false;  // several blocks, or directives, fit a line
-};
-
-// All but the edits of lines.
-EditReport ReportEdit(const ReportSource& source);
 
 }  // namespace edit

@@ -9,7 +9,7 @@
 #include <set>
 #include <string>
 
-#include "document/document.h"
+#include "document/dialect.h"
 #include "edit/finding.h"
 
 namespace edit {
@@ -35,10 +35,11 @@ enum class Create {
 struct ImportedFile {
   std::string name;  // that tells it from all others, for messages and for imports in it
   std::string text;
+  std::string problem = {};  // why its text cannot be had, for a refusal; "": here it is
 };
 
 // Finds what `name` stands for in an import that is written at `from`; none: there is no such file.
-// What it throws passes through the edit.
+// What it throws passes through the edit. FileImporter (file_importer.h) reads files.
 using Importer =
     std::function<std::optional<ImportedFile>(const std::string& name, const FilePlace& from)>;
 
@@ -68,6 +69,9 @@ struct Request {
   // without quotes around it still takes its value as it is, as any number of words. Old values are
   // compared as these texts. What cannot be written so is refused as "value".
   bool quote = false;
+
+  // Fill Result::changes. Costs a look at all lines before the last change.
+  bool list_changes = true;
 
   std::set<std::string> forced;  // the refusals that do not count, by name
   std::set<std::string> raw;     // the values that may be more than a word, by name

@@ -83,18 +83,32 @@ class Reader {
     std::vector<std::string> odd = OddPathParts(line, m_values);
     const auto is_raw = [&](const std::string& value) { return m_request.raw.count(value) != 0; };
     odd.erase(std::remove_if(odd.begin(), odd.end(), is_raw), odd.end());
-    if (!odd.empty()) {
-      m_result.imports.push_back(
-          {place, line, statement, name, Result::kOddValue, odd, m_result.lines.size()});
+    TemplateText::Import import{
+        place, line, statement, name, Result::kOddValue, "", odd, m_result.lines.size()};
+    if (odd.empty()) ReadImported(import);
+    m_result.imports.push_back(std::move(import));
+  }
+
+  void ReadImported(TemplateText::Import& import) {
+    using Result = TemplateText::Import::Result;
+    std::optional<ImportedFile> file;
+    if (!import.name.empty() && m_request.importer) {
+      file = m_request.importer(import.name, import.place);
+    }
+    if (!file) {
+      import.result = Result::kMissing;
       return;
     }
-    std::optional<ImportedFile> file;
-    if (!name.empty() && m_request.importer) file = m_request.importer(name, place);
-    const bool is_new = file && m_imported.insert(file->name).second;
-    const Result result = !file ? Result::kMissing : is_new ? Result::kRead : Result::kRepeated;
-    if (file) name = file->name;
-    m_result.imports.push_back({place, line, statement, name, result, {}, m_result.lines.size()});
-    if (is_new) m_unread.push_back({file->name, WithoutByteOrderMark(file->text), 0, 0});
+    import.name = file->name;
+    import.problem = file->problem;
+    if (!file->problem.empty()) {
+      import.result = Result::kUnreadable;
+    } else if (!m_imported.insert(file->name).second) {
+      import.result = Result::kRepeated;
+    } else {
+      import.result = Result::kRead;
+      m_unread.push_back({file->name, WithoutByteOrderMark(std::move(file->text)), 0, 0});
+    }
   }
 
   const Request& m_request;

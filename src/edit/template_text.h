@@ -20,13 +20,14 @@ struct TemplateText {
 
   // An import, which stood before the line `next`.
   struct Import {
-    enum class Result { kRead, kMissing, kRepeated, kOddValue };
+    enum class Result { kRead, kMissing, kRepeated, kOddValue, kUnreadable };
 
     FilePlace place;        // of the word "import"
     std::string text;       // the whole line
     std::string statement;  // "import common.template"
     std::string name;       // the file's, as the importer calls it; else as the statement does
     Result result = Result::kRead;
+    std::string problem;                  // why its text cannot be had
     std::vector<std::string> odd_values;  // with which it is another path than meant
     std::size_t next = 0;                 // in `lines`
   };

@@ -94,7 +94,7 @@ class Reader {
     CheckImports();
     CheckConditions();
     for (const OddStatement& odd : OddStatements(m_text.Text(), m_engine.new_values())) {
-      Refuse("template", PlaceOf(odd.line), odd.what);
+      RefuseTemplate(PlaceOf(odd.line), odd.what, "");
     }
     m_tree.blocks.emplace_back();
     for (const Template::TemplateActionItem& item : m_engine.items()) ReadItem(item);
@@ -129,8 +129,18 @@ class Reader {
 
   const FilePlace& PlaceOf(std::size_t line) const { return m_text.lines.at(line - 1).place; }
 
-  void Refuse(const char* name, const FilePlace& place, const std::string& what) {
-    m_findings.refusals.push_back({name, Shown(place) + ": " + what});
+  void Refuse(Finding finding) { m_findings.refusals.push_back(std::move(finding)); }
+
+  void RefuseTemplate(const FilePlace& place, const std::string& what, const std::string& hint) {
+    Refuse({"template", what, hint, place});
+  }
+
+  // Because of values that do not stay in their places. Request::raw helps, and what else
+  // `remedies` has.
+  void RefuseValues(const FilePlace& place, const std::string& what, const std::string& hint,
+                    const std::vector<std::string>& names, std::vector<Remedy> remedies = {}) {
+    remedies.push_back(Remedy::kRaw);
+    Refuse({"value", what, hint, place, {}, false, names, std::move(remedies)});
   }
 
   std::set<std::string> Identifying() const {
@@ -173,11 +183,12 @@ class Reader {
     line.now = filled(m_engine.new_values());
     line.was = filled(m_engine.old_values());
     if (!IsComment(authored.Harmless())) {
-      Refuse("template", line.place,
-             "this comment does not end with its line: " + Quoted(line.text));
+      RefuseTemplate(line.place, "this comment does not end with its line: " + Quoted(line.text),
+                     "");
     } else if (line.now && line.enabled && !IsComment(line.now->text)) {
-      Refuse("value", line.place,
-             "with its values this line is more than a comment: " + Quoted(line.now->text));
+      Refuse({"value",
+              "with its values this line is more than a comment: " + Quoted(line.now->text), "",
+              line.place});
     }
     Add(std::move(line));
   }
@@ -227,11 +238,12 @@ class Reader {
       const auto value = m_engine.new_values().find(place.name);
       if (!place.trailing || value == m_engine.new_values().end()) continue;
       if (m_request.raw.count(place.name) != 0 || !str::Trim(value->second).empty()) continue;
-      Refuse("value", line.place,
-             "the value " + Quoted(place.name) + " is empty, and nothing but the name is left of " +
-                 Quoted(line.text) +
-                 ". Give it a text. Where the line is to go, put it into {% if $" + place.name +
-                 " %}, and leave the value unset; --raw " + place.name + " puts it in as it is");
+      RefuseValues(line.place,
+                   "the value " + Quoted(place.name) +
+                       " is empty, and nothing but the name is left of " + Quoted(line.text),
+                   "Give it a text. Where the line is to go, put it into {% if $" + place.name +
+                       " %}, and leave the value unset",
+                   {place.name});
       return;
     }
   }
@@ -254,6 +266,7 @@ class Reader {
                    const AuthoredLine::Filling& filling, bool is_new) {
     const bool several = filling.guilty.size() > 1;
     std::string what = is_new ? "the value" : "the old value";
+    std::string hint;
     what += (several ? "s " : " ") + Listed(filling.guilty);
     switch (filling.unwritable) {
       case Unwritable::kControl:
@@ -264,16 +277,13 @@ class Reader {
         break;
       case Unwritable::kNothing:
         what += several ? " make" : " makes";
-        what += " other words of it than the template has places for: " + Quoted(filling.text) +
-                ". A full place is one word; for several use a trailing place";
+        what += " other words of it than the template has places for: " + Quoted(filling.text);
+        hint = "A full place is one word; for several use a trailing place";
         break;
     }
-    if (MayBeQuoted(authored, filling.guilty)) {
-      what += "; --quote writes it in quotes, --raw NAME puts it in as it is";
-    } else {
-      what += "; --raw NAME puts it in as it is";
-    }
-    Refuse("value", line.place, what);
+    std::vector<Remedy> remedies;
+    if (MayBeQuoted(authored, filling.guilty)) remedies.push_back(Remedy::kQuote);
+    RefuseValues(line.place, what, hint, filling.guilty, std::move(remedies));
   }
 
   // Whether quotes could help.
@@ -289,9 +299,9 @@ class Reader {
 
   void CheckControls(const TemplateLine& line, const AuthoredLine& authored) {
     if (HoldsControl(line.text)) {
-      Refuse("template", line.place,
-             "this line holds a control byte, which no server takes for one of a word. Take it "
-             "out");
+      RefuseTemplate(line.place,
+                     "this line holds a control byte, which no server takes for one of a word",
+                     "Take it out");
     }
     for (std::size_t i = 0; i < authored.places().size(); ++i) {
       const std::string& name = authored.places()[i].name;
@@ -301,11 +311,11 @@ class Reader {
       if (m_handling.quote && authored.IsInWord(i))
         continue;  // it is escaped, or refused as a word
       if (!m_controls.insert(name).second) continue;
-      Refuse("value", line.place,
-             "the value " + Quoted(name) +
-                 " holds a control character, which would begin a line of its own or hide text; "
-                 "--raw " +
-                 name + " puts it in as it is");
+      RefuseValues(
+          line.place,
+          "the value " + Quoted(name) +
+              " holds a control character, which would begin a line of its own or hide text",
+          "", {name});
     }
   }
 
@@ -357,7 +367,7 @@ class Reader {
     } else if (document.error() && problem != Problem::kUnclosedBlock) {
       what = Describe(*document.error());
     }
-    Refuse("template", line.place, what + ": " + Quoted(line.text));
+    RefuseTemplate(line.place, what + ": " + Quoted(line.text), "");
   }
 
   // --- Blocks ---
@@ -383,8 +393,13 @@ class Reader {
   }
 
   void RefuseMissing(const TemplateLine& line) {
-    Refuse("missing-value", line.place,
-           "a value of this opening line is missing: its block cannot be found. Set it");
+    Refuse({"missing-value",
+            "a value of this opening line is missing: its block cannot be found",
+            "Set it",
+            line.place,
+            {},
+            false,
+            line.missing});
   }
 
   void Close(TemplateLine& line) {
@@ -396,7 +411,7 @@ class Reader {
         str::Trim(FilledIn(line.text, m_engine.new_values()).value_or(line.text));
     line.now = line.was = Written{text, {}, {}};
     if (m_open.empty()) {
-      Refuse("template", line.place, "there is no block that this line closes. Take it out");
+      RefuseTemplate(line.place, "there is no block that this line closes", "Take it out");
     } else {
       CheckClosing(line);
       m_tree.blocks[m_open.back()].closing = m_tree.lines.size();
@@ -409,31 +424,33 @@ class Reader {
     const TemplateBlock& block = m_tree.blocks[m_open.back()];
     const TemplateLine& opening = m_tree.lines[block.opening];
     if (block.enabled != line.enabled) {
-      Refuse("template", line.place,
-             "this line closes the block of " + Shown(opening.place) +
-                 ", which stands in another branch. Put the whole block into each branch");
+      RefuseTemplate(line.place,
+                     "this line closes the block of " + Shown(opening.place) +
+                         ", which stands in another branch",
+                     "Put the whole block into each branch");
     }
     if (nginx()) {
       const std::string_view behind = str::view::Trim(std::string_view(line.now->text).substr(1));
       if (behind.empty() || behind.front() == '#') return;
-      Refuse("template", line.place,
-             "nothing may stand behind a closing brace. Write it on a line of its own");
+      RefuseTemplate(line.place, "nothing may stand behind a closing brace",
+                     "Write it on a line of its own");
       return;
     }
     const std::string& text = line.now->text;
     const std::string name = str::Trim(text.substr(2, text.find('>') - 2));
     const std::optional<Written>& head = opening.now ? opening.now : opening.was;
     if (!head || tov_document::SameLetters(name, head->words.front())) return;
-    Refuse("template", line.place,
-           "this line does not close the block of " + Shown(opening.place) + ", " +
-               Quoted(opening.text));
+    RefuseTemplate(line.place,
+                   "this line does not close the block of " + Shown(opening.place) + ", " +
+                       Quoted(opening.text),
+                   "");
   }
 
   void CloseAll() {
     for (const std::size_t open : m_open) {
-      Refuse("template", m_tree.lines[m_tree.blocks[open].opening].place,
-             "this block does not close. With opening lines in two branches of an if, put the "
-             "whole block into each branch");
+      RefuseTemplate(m_tree.lines[m_tree.blocks[open].opening].place, "this block does not close",
+                     "With opening lines in two branches of an if, put the whole block into each "
+                     "branch");
     }
   }
 
@@ -449,11 +466,11 @@ class Reader {
         const auto [other, is_new] =
             known.emplace(nginx() ? name : tov_document::Lower(name), &line);
         if (is_new || other->second->now->words == line.now->words) continue;
-        Refuse("template", line.place,
-               Quoted(line.now->text) + " and " + Quoted(other->second->now->text) + " (" +
-                   Shown(other->second->place) +
-                   ") are in one block, and the server wants one of them only. Put them into "
-                   "branches of which one is taken");
+        RefuseTemplate(line.place,
+                       Quoted(line.now->text) + " and " + Quoted(other->second->now->text) + " (" +
+                           Shown(other->second->place) +
+                           ") are in one block, and the server wants one of them only",
+                       "Put them into branches of which one is taken");
       }
     }
   }
@@ -462,11 +479,13 @@ class Reader {
 
   void RefuseInStatement(const FilePlace& place, const std::vector<std::string>& names,
                          const std::string& text) {
-    Refuse("value", place,
-           "with the value " + Listed(names) +
-               " this statement is not what its author wrote: " + Quoted(text) +
-               ". A value is one word of a condition, or a part of a path that does "
-               "not lead out of its folder; --raw NAME puts it in as it is");
+    RefuseValues(
+        place,
+        "with the value " + Listed(names) +
+            " this statement is not what its author wrote: " + Quoted(text),
+        "A value is one word of a condition, or a part of a path that does not lead out of "
+        "its folder",
+        names);
   }
 
   void CheckConditions() {
@@ -490,14 +509,13 @@ class Reader {
       if (import.result == Result::kOddValue) {
         RefuseInStatement(import.place, import.odd_values, import.name);
       } else if (import.result == Result::kMissing) {
-        Refuse("import", import.place,
-               "there is no file " + Quoted(import.name) +
-                   ". Correct its name, or take the import out");
+        Refuse({"import", "there is no file " + Quoted(import.name),
+                "Correct its name, or take the import out", import.place});
+      } else if (import.result == Result::kUnreadable) {
+        Refuse({"import", import.problem, "", import.place});
       } else if (import.result == Result::kRepeated) {
-        Refuse("import", import.place,
-               Quoted(import.name) +
-                   " is imported a second time. Import each file once, before all lines that need "
-                   "it");
+        Refuse({"import", Quoted(import.name) + " is imported a second time",
+                "Import each file once, before all lines that need it", import.place});
       }
     }
   }
@@ -512,7 +530,8 @@ class Reader {
         for (; item != m_engine.items().end() && item->m_place.line <= import->next; ++item) {
           ++number;
         }
-        const bool found = import->result != TemplateText::Import::Result::kMissing;
+        const bool found = import->result != TemplateText::Import::Result::kMissing &&
+                           import->result != TemplateText::Import::Result::kUnreadable;
         m_tree.statements.push_back({import->place, import->statement, found, number});
       }
     };
@@ -533,13 +552,25 @@ class Reader {
     }
   }
 
+  // A file that may use any value.
+  bool LacksImport() const {
+    using Result = TemplateText::Import::Result;
+    return std::any_of(m_text.imports.begin(), m_text.imports.end(), [](const auto& import) {
+      return import.result == Result::kMissing || import.result == Result::kUnreadable;
+    });
+  }
+
   void CheckUse() {
-    if (m_request.forced.count("unused-value") != 0) return;
+    if (m_request.forced.count("unused-value") != 0 || LacksImport()) return;
     for (const std::string& name : m_request.must_be_used) {
       if (m_used.count(name) != 0) continue;
-      m_findings.refusals.push_back(
-          {"unused-value", m_request.template_name + ": no line of the template uses the value " +
-                               Quoted(name) + ". Correct the name, or leave the value out"});
+      Refuse({"unused-value",
+              "no line of the template uses the value " + Quoted(name),
+              "Correct the name, or leave the value out",
+              {m_request.template_name},
+              {},
+              false,
+              {name}});
     }
   }
 

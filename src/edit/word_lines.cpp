@@ -110,11 +110,11 @@ bool WordLines::RefuseMixed(std::size_t position, const Words& before, const Wor
     return AreMixedOptions(arguments);
   };
   if (mixed(before) || !mixed(after) || m_work.IsForced("mixed-options")) return false;
-  m_work.Refuse(
-      "mixed-options", position,
-      "with this line the block would have " + Quoted(Joined(after)) +
-          ", and httpd does not take words with a sign beside words without one. Write all "
-          "of them in one way");
+  m_work.Refuse(position,
+                {"mixed-options",
+                 "with this line the block would have " + Quoted(Joined(after)) +
+                     ", and httpd does not take words with a sign beside words without one",
+                 "Write all of them in one way"});
   return true;
 }
 

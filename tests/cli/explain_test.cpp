@@ -10,10 +10,10 @@
 #include <vector>
 
 #include "cli/explanation.h"
-#include "cli/json_text.h"
 #include "cli/program.h"
 #include "edit/edit.h"
 #include "property/random_input.h"
+#include "report/json.h"
 
 namespace {
 
@@ -37,7 +37,7 @@ std::vector<std::string> LinesOf(const std::string& text) {
 // `text` with the edits of `explanation` carried out.
 std::string Replayed(const std::string& text, const json& explanation) {
   std::vector<std::string> lines = LinesOf(text);
-  const json& edits = explanation["edits"];
+  const json& edits = explanation["changes"];
   for (auto edit = edits.rbegin(); edit != edits.rend(); ++edit) {
     const auto first = lines.begin() + ((*edit)["line"].get<std::ptrdiff_t>() - 1);
     const auto after = lines.erase(first, first + (*edit)["count"].get<std::ptrdiff_t>());
@@ -56,13 +56,13 @@ std::string Ascii(std::string text) {
   return text;
 }
 
-cli::Request RandomRequest(const std::string& template_text) {
-  cli::Request request;
-  request.edit.template_name = "site.template";
-  request.edit.template_text = Ascii(template_text);
-  request.edit.values = {
+edit::Request RandomRequest(const std::string& template_text) {
+  edit::Request request;
+  request.template_name = "site.template";
+  request.template_text = Ascii(template_text);
+  request.values = {
       {"a", {"a", "b c"}}, {"b", {std::nullopt, "2"}}, {"ip", {"127.0.0.1", "10.0.0.1"}}};
-  cli::SetDialect(request, "nginx");
+  request.dialect = edit::Dialect::kNginx;
   return request;
 }
 
@@ -72,19 +72,19 @@ std::string Differ(const std::string& what, const std::string& a, const std::str
 
 // What explain says in JSON is the outcome of apply: the edits lead to its text, refusals stand
 // where it refuses, and each edit has its reason.
-std::string AgreesWithApply(const cli::Request& request, const std::string& config) {
+std::string AgreesWithApply(const edit::Request& request, const std::string& config) {
   const std::string name = "site.conf";
-  const edit::Result applied = edit::Edit(request.edit, config, name);
+  const edit::Result applied = edit::Edit(request, config, name);
   const bool refused = !applied.refusals.empty();
-  const edit::Explained explained = edit::Explain(request.edit, config, name);
-  const json parsed = json::parse(
-      cli::JsonText(cli::ExplanationJson(cli::ExplainedEdit{request, name, explained})));
+  const edit::Explained explained = edit::Explain(request, config, name);
+  const json parsed =
+      json::parse(report::JsonText(report::Json(report::ExplainedEdit{request, name, explained})));
   if (refused != parsed["refused"].get<bool>()) return "refused by one of them only";
   if (parsed["refusals"].size() != applied.refusals.size()) return "other refusals";
   if (refused) return "";
   const std::string replayed = Replayed(config, parsed);
   if (replayed != applied.text) return Differ("replayed", replayed, applied.text);
-  for (const json& edit : parsed["edits"]) {
+  for (const json& edit : parsed["changes"]) {
     if (edit["template_lines"].empty()) return "an edit without a reason: " + edit.dump();
   }
   return "";
@@ -97,9 +97,9 @@ std::string ExplainIsApply(const std::string& config, const std::string& templat
 // Each value as it is, and the text as its server would not take it: less is refused.
 std::string ExplainIsApplyForSettledValues(const std::string& config,
                                            const std::string& template_text) {
-  cli::Request request = RandomRequest(template_text);
-  request.edit.values["a"] = {"b", "b"};
-  request.edit.forced = {"syntax", "other-value"};
+  edit::Request request = RandomRequest(template_text);
+  request.values["a"] = {"b", "b"};
+  request.forced = {"syntax", "other-value"};
   return AgreesWithApply(request, Ascii(config));
 }
 
@@ -107,10 +107,10 @@ std::string ExplainIsApplyForSettledValues(const std::string& config,
 std::string ExplainIsApplyForLikeTexts(const std::string& config,
                                        const std::string& template_text) {
   const std::string site = "server {\nserver_name a;\n" + Ascii(config) + "\n}\n\n# end";
-  cli::Request request =
+  edit::Request request =
       RandomRequest("server {\nserver_name {% $a %};\nroot {% $a %};\n" + template_text + "\n}\n");
-  request.edit.values["a"] = {"a", "b"};
-  for (const edit::FindingKind& kind : edit::kForcedRefusals) request.edit.forced.insert(kind.name);
+  request.values["a"] = {"a", "b"};
+  for (const edit::FindingKind& kind : edit::kForcedRefusals) request.forced.insert(kind.name);
   return AgreesWithApply(request, site);
 }
 
@@ -142,8 +142,8 @@ TEST(Explain, EditsKeepBlankLinesAndLineEnds) {
   for (const Case& c : cases) {
     for (const char* const text : templates) {
       SCOPED_TRACE(std::string(c.name) + "\n" + text);
-      cli::Request request = RandomRequest(text);
-      request.edit.values["r"] = {"/a", "/b"};
+      edit::Request request = RandomRequest(text);
+      request.values["r"] = {"/a", "/b"};
       EXPECT_EQ(AgreesWithApply(request, c.config), "");
     }
   }

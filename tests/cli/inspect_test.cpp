@@ -252,13 +252,15 @@ TEST_F(Inspect, WritesTheErrorAsJson) {
   const json inspected = json::parse(outcome.out);
   EXPECT_EQ(outcome.exit_code, 6);
   EXPECT_EQ(inspected["error"], json::parse(R"({
-      "name": "syntax-error", "place": {"file": "site.conf", "line": 3, "column": 1},
-      "text": "</If>",
+      "name": "syntax-error",
       "message": "this does not close the section that is open; '<IfModule x>' is open since line 1",
-      "opened": {"file": "site.conf", "line": 1, "column": 1}})"));
+      "said": "site.conf:3:1: this does not close the section that is open; '<IfModule x>' is open since line 1",
+      "config_places": [{"file": "site.conf", "line": 3, "column": 1},
+                        {"file": "site.conf", "line": 1, "column": 1}],
+      "line_text": "</If>"})"));
   EXPECT_EQ(inspected["blocks"][0].count("end_line"), 0U);
   EXPECT_EQ(inspected["warnings"][0]["name"], "options-comment");
-  EXPECT_EQ(inspected["warnings"][0]["place"],
+  EXPECT_EQ(inspected["warnings"][0]["config_places"][0],
             json::parse(R"({"file": "site.conf", "line": 2, "column": 11})"));
 }
 

@@ -67,6 +67,14 @@ inline void ExpectFailure(const Outcome& outcome, const std::string& message) {
   EXPECT_EQ(outcome.exit_code, 3);
 }
 
+// For one reason: "site.conf: not edited", then what is said of it.
+inline void ExpectRefusal(const Outcome& outcome, const std::string& what,
+                          const std::string& finding) {
+  EXPECT_EQ(outcome.err, "qeltemplate: " + what + ":\n  " + finding + "\n");
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_EQ(outcome.exit_code, 4);
+}
+
 inline std::string ServerNamed(const std::string& name) {
   return "server {\nserver_name " + name + ";\nroot /srv/a;\n}\n";
 }

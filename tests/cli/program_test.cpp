@@ -54,10 +54,6 @@ TEST_F(Program, RefusesWrongUsage) {
        {"apply", "--dialect", "caddy", "--template", "site.template"},
        "--dialect: unknown dialect 'caddy', known are: apache, nginx",
        "qeltemplate apply"},
-      {"the library's name of a dialect",
-       {"apply", "--dialect", "Nginx", "--template", "site.template"},
-       "--dialect: unknown dialect 'Nginx', known are: apache, nginx",
-       "qeltemplate apply"},
       {"unknown option", with({"--colour"}), "The following argument was not expected: --colour",
        "qeltemplate apply"},
       {"unknown option of the program", {"--colour"}, "A subcommand is required", "qeltemplate"},
@@ -455,14 +451,6 @@ TEST_F(Program, NamesTheFileThatFails) {
       {"values that are no JSON", apply("site.template", {"--values", "text.json", "site.conf"}),
        "text.json:1:2: syntax error while parsing value - invalid literal; "
        "last read: 'na'"},
-      {"a directory imported", apply("directory.template", {"site.conf"}),
-       here.substr(0, here.size() - 1) +
-           ": imported by directory.template:1:4, but not a file that can be read"},
-      {"a device imported", apply("device.template", {"site.conf"}),
-       "/dev/zero: imported by device.template:1:4, but not a file that can be read"},
-      {"a prototype's template",
-       {"prototype", "--dialect", "nginx", "--template", "device.template"},
-       "/dev/zero: imported by device.template:1:4, but not a file that can be read"},
       {"a prototype's configuration",
        {"prototype", "--dialect", "nginx", "--template", "site.template", "none.conf"},
        "none.conf: No such file or directory"},
@@ -471,6 +459,23 @@ TEST_F(Program, NamesTheFileThatFails) {
     SCOPED_TRACE(c.name);
     ExpectFailure(Run(c.arguments), c.message);
   }
+}
+
+TEST_F(Program, RefusesImportsThatAreNoFiles) {
+  const std::string here = m_sandbox.PathOf("");
+  m_sandbox.Write("directory.template", "{% import " + here + " %}\n");
+  m_sandbox.Write("device.template", "{% import /dev/zero %}\n");
+  ExpectRefusal(
+      Run({"apply", "--dialect", "nginx", "--template", "directory.template", "site.conf"}),
+      "site.conf: not edited",
+      "directory.template:1:4: '" + here.substr(0, here.size() - 1) +
+          "' is not a file that can be read [import]");
+  ExpectRefusal(Run({"apply", "--dialect", "nginx", "--template", "device.template", "site.conf"}),
+                "site.conf: not edited",
+                "device.template:1:4: '/dev/zero' is not a file that can be read [import]");
+  ExpectRefusal(Run({"prototype", "--dialect", "nginx", "--template", "device.template"}),
+                "device.template: no prototype",
+                "device.template:1:4: '/dev/zero' is not a file that can be read [import]");
 }
 
 TEST_F(Program, RefusesImportsThatCannotBe) {

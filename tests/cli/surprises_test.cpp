@@ -563,7 +563,7 @@ TEST_F(Surprises, Values) {
        config,
        text,
        {"--set", "r=/b; x"},
-       {"site.template:3:1: the value 'r' makes other words", "--raw NAME", "[value]"},
+       {"site.template:3:1: the value 'r' makes other words", "--raw r", "[value]"},
        kRefused},
       {"a line end", "explain", "nginx", config, text, {"--set", "r=/b\nx"}, {"[value]"}, kRefused},
       {"a brace", "apply", "nginx", config, text, {"--set", "r=/b {"}, {"[value]"}, kRefused},

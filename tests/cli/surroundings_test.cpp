@@ -272,10 +272,11 @@ TEST_F(Surroundings, RefusesFilesThatAreTooLargeBeforeItReadsThem) {
   ExpectFailure(Run({"lint", "large.template"}), "large.template: is larger than 16 MiB");
   ExpectFailure(Run(Rename({"--values", "large.json", "site.conf"})),
                 "large.json: is larger than 64 MiB");
-  ExpectFailure(
+  ExpectRefusal(
       Run({"apply", "--dialect", "nginx", "--template", "importing.template", "site.conf"}),
-      m_sandbox.PathOf("large.template") +
-          ": imported by importing.template:1:4, but larger than 16 MiB");
+      "site.conf: not edited",
+      "importing.template:1:4: '" + m_sandbox.PathOf("large.template") +
+          "' is larger than 16 MiB [import]");
 }
 
 // --- Byte order marks ---

@@ -187,7 +187,7 @@ TEST_F(Warnings, AreAllExplained) {
   others.merge(NamesIn(kTemplates));
   others.merge(NamesIn(kConfigurations));
   EXPECT_EQ(others.erase("syntax-error"), 1U) << "it is no warning";
-  EXPECT_EQ(others, NamesOf(cli::kWarnings));
+  EXPECT_EQ(others, NamesOf(cli::KnownWarnings()));
 }
 
 TEST_F(Warnings, AreForcedOnlyWhereThePageSaysSo) {

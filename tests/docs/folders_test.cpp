@@ -23,10 +23,11 @@ namespace fs = std::filesystem;
 const std::map<std::string, std::set<std::string>> kBelow = {
     {"template/framework", {"template/export.h"}},
     {"template", {"template/framework"}},
-    {"document", {}},
+    {"document", {"template/export.h"}},
     {"edit", {"document", "template", "template/framework"}},
+    {"report", {"edit", "document"}},
     {"update", {}},
-    {"cli", {"edit", "update", "document", "template", "template/framework"}},
+    {"cli", {"edit", "report", "update", "document", "template", "template/framework"}},
 };
 
 bool IsCode(const fs::path& file) {

@@ -113,7 +113,7 @@ TEST(SitesOfOneName, AreRefusedWhenNothingTellsThemApart) {
     return AllOf(Edit(RequestOf(Dialect::kNginx, c), c.config, "site.conf").refusals);
   };
   EXPECT_EQ(message("server {\nserver_name a.example;\ngzip on;\n}\n", {}),
-            "site.template:1:1: " + both + "; --all edits all of them [ambiguous]\n");
+            "site.template:1:1: " + both + " [ambiguous]\n");
 }
 
 TEST(SitesOfOneName, AreRefusedForEveryKindOfEdit) {
@@ -752,7 +752,8 @@ TEST(ARename, FindsTheOldNameOrTheNewOne) {
         "site.template:1:1:", "Correct the old value, or leave it out for a new block"},
        {"both in two blocks of one address",
         "server {\n  server_name a;\n}\nserver {\n  server_name b;\n}\n", text, names, "collision",
-        "site.conf:1:1 'server' (b) and site.conf:4:1 'server' (b) of the edited text",
+        "site.conf:1:1 of the edited text: site.conf:1:1 'server' (b) and site.conf:4:1 'server' "
+        "(b)",
         "answer to 'b' on *:80, and the server would ignore"}});
 }
 

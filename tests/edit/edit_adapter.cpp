@@ -20,7 +20,7 @@ Outcome Apply(Dialect dialect, const std::string& template_text, const std::vect
     if (result.refusals.empty()) return {Outcome::What::kDone, result.text, ""};
     std::string reason;
     for (const edit::Finding& refusal : result.refusals) {
-      reason += refusal.message + " [" + refusal.name + "]\n";
+      reason += Shown(refusal) + " [" + refusal.name + "]\n";
     }
     return {Outcome::What::kRefused, "", reason};
   } catch (const std::exception& error) {

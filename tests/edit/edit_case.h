@@ -76,7 +76,7 @@ Request RequestOf(Dialect dialect, const AnyCase& c) {
 
 inline std::string AllOf(const std::vector<Finding>& findings) {
   std::string all;
-  for (const Finding& finding : findings) all += finding.message + " [" + finding.name + "]\n";
+  for (const Finding& finding : findings) all += Shown(finding) + " [" + finding.name + "]\n";
   return all;
 }
 
@@ -105,8 +105,8 @@ inline void ExpectEdits(Dialect dialect, const std::vector<Case>& cases) {
 inline void ExpectFinding(const std::vector<Finding>& findings, const SaidCase& c) {
   ASSERT_EQ(findings.size(), 1U) << AllOf(findings);
   EXPECT_EQ(findings[0].name, c.finding);
-  EXPECT_EQ(findings[0].message.substr(0, c.place.size()), c.place) << findings[0].message;
-  EXPECT_NE(findings[0].message.find(c.part), std::string::npos) << findings[0].message;
+  EXPECT_EQ(Shown(findings[0]).substr(0, c.place.size()), c.place) << Shown(findings[0]);
+  EXPECT_NE(Shown(findings[0]).find(c.part), std::string::npos) << Shown(findings[0]);
 }
 
 // Each edit is refused for this one reason, and the text stays as it was.

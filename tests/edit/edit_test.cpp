@@ -368,9 +368,9 @@ TEST(Findings, HaveNamesThatTellThemApart) {
 }
 
 TEST(Findings, AreShownOnOneLineWithoutControlCharacters) {
-  EXPECT_EQ(Shown({"a.conf", 0, 0}), "a.conf");
-  EXPECT_EQ(Shown({"a.conf", 3, 0}), "a.conf:3");
-  EXPECT_EQ(Shown({"a.conf", 3, 7}), "a.conf:3:7");
+  EXPECT_EQ(Shown(FilePlace{"a.conf", 0, 0}), "a.conf");
+  EXPECT_EQ(Shown(FilePlace{"a.conf", 3, 0}), "a.conf:3");
+  EXPECT_EQ(Shown(FilePlace{"a.conf", 3, 7}), "a.conf:3:7");
   EXPECT_EQ(Printable("a\x1b[2J\tb\x7f\n"), "a?[2J\tb??");
   EXPECT_EQ(Quoted("  root\n\t\t/a  ;\r\n"), "'root /a ;'");
   EXPECT_EQ(Quoted(""), "''");
@@ -383,9 +383,9 @@ TEST(AMessage, ShowsNoControlCharactersOfTheText) {
   const Case c = {"", config, "server {\nserver_name a;\nroot /y;\n}\n", {}, ""};
   const Result result = Edit(RequestOf(Dialect::kNginx, c), config, "site.conf");
   ASSERT_EQ(result.refusals.size(), 1U);
-  EXPECT_EQ(result.refusals[0].message.find('\x1b'), std::string::npos);
-  EXPECT_NE(result.refusals[0].message.find("'root \"/x?[2J\";'"), std::string::npos)
-      << result.refusals[0].message;
+  EXPECT_EQ(Shown(result.refusals[0]).find('\x1b'), std::string::npos);
+  EXPECT_NE(Shown(result.refusals[0]).find("'root \"/x?[2J\";'"), std::string::npos)
+      << Shown(result.refusals[0]);
 }
 
 }  // namespace

@@ -382,7 +382,7 @@ std::string Edited(const edit::Request& request, const std::string& text) {
   const edit::Result result = edit::Edit(request, text, "file.conf");
   if (result.refusals.empty()) return result.text;
   std::string refusals = "refused";
-  for (const edit::Finding& refusal : result.refusals) refusals += "\n" + refusal.message;
+  for (const edit::Finding& refusal : result.refusals) refusals += "\n" + Shown(refusal);
   return refusals;
 }
 
@@ -1745,7 +1745,7 @@ TEST(EverydayEdit, IsRefusedWhereItWouldBeAGuess) {
     EXPECT_EQ(result.text, kSites);
     ASSERT_EQ(result.refusals.size(), 1U);
     EXPECT_EQ(result.refusals.front().name, c.reason);
-    EXPECT_THAT(result.refusals.front().message, testing::HasSubstr(c.message));
+    EXPECT_THAT(Shown(result.refusals.front()), testing::HasSubstr(c.message));
   }
 }
 

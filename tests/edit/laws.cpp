@@ -27,7 +27,7 @@ using edit::Request;
 using edit::Result;
 using edit::TemplateLine;
 using edit::TemplateTree;
-using EventKind = edit::Event::Kind;
+using EventKind = edit::EditReport::Event::Kind;
 using Statements = std::vector<Statement>;
 
 const std::string kConfig = "CONFIG";
@@ -43,7 +43,7 @@ bool IsMade(const Result& result) {
 std::string Shown(const std::vector<edit::Finding>& findings) {
   std::string shown;
   for (const edit::Finding& finding : findings) {
-    shown += "[" + finding.name + "] " + finding.message + "\n";
+    shown += "[" + finding.name + "] " + Shown(finding) + "\n";
   }
   return shown;
 }
@@ -67,11 +67,11 @@ std::vector<std::string> LinesWithEnds(const std::string& text) {
 
 // None: the edits do not fit the text, or one another.
 std::optional<std::string> Replayed(const std::string& text,
-                                    const std::vector<edit::TextEdit>& edits) {
+                                    const std::vector<edit::Change>& changes) {
   const std::vector<std::string> lines = LinesWithEnds(text);
   std::string result;
   std::size_t next = 0;
-  for (const edit::TextEdit& each : edits) {
+  for (const edit::Change& each : changes) {
     const std::size_t first = each.line - 1;
     if (each.line == 0 || first < next || first + each.count > lines.size()) return std::nullopt;
     for (; next < first; ++next) result += lines[next];
@@ -589,20 +589,26 @@ std::string ExplainAgrees(const Request& request, const std::string& config) {
   return agree ? "" : Wrong("Explain has another result", edited.text, explained.text);
 }
 
-std::string EditsGiveTheResult(const Request& request, const std::string& config) {
+std::string ChangesGiveTheResult(const Request& request, const std::string& config) {
   const Explained explained = ExplainedOf(request, config);
-  const auto replayed = Replayed(config, explained.report.edits);
-  if (!replayed) return "the reported edits do not fit the text:\n" + config;
+  const auto replayed = Replayed(config, explained.result.changes);
+  if (!replayed) return "the reported changes do not fit the text:\n" + config;
   if (!IsMade(explained.result)) return "";
   if (*replayed != explained.result.text) {
-    return Wrong("the reported edits give another text:\n" + *replayed, config,
+    return Wrong("the reported changes give another text:\n" + *replayed, config,
                  explained.result.text);
   }
-  for (const edit::TextEdit& each : explained.report.edits) {
-    const bool known = std::all_of(each.lines.begin(), each.lines.end(), [&](std::size_t line) {
-      return line < explained.report.items.size();
-    });
-    if (each.lines.empty() || !known) return "an edit without a reason: " + each.text;
+  if (explained.result.changed != (explained.result.text != config)) return "changed is wrong";
+  for (const edit::Change& each : explained.result.changes) {
+    const bool known = std::all_of(
+        each.template_lines.begin(), each.template_lines.end(), [&](const edit::FilePlace& place) {
+          return std::any_of(explained.report.items.begin(), explained.report.items.end(),
+                             [&](const edit::EditReport::Item& item) {
+                               return item.place.file == place.file &&
+                                      item.place.line == place.line;
+                             });
+        });
+    if (each.template_lines.empty() || !known) return "a change without a reason: " + each.text;
   }
   return "";
 }
@@ -658,7 +664,7 @@ std::string ThereAndBackAgain(const Request& request, const std::string& config)
 
 std::string Broken(const Request& request, const std::string& config) {
   for (const Law law :
-       {AnEmptyTemplateChangesNothing, ExplainAgrees, EditsGiveTheResult, WhatIsTakenStaysSo,
+       {AnEmptyTemplateChangesNothing, ExplainAgrees, ChangesGiveTheResult, WhatIsTakenStaysSo,
         OnlyWhatIsNamedChanges, TwiceIsOnce, ThereAndBackAgain}) {
     const std::string wrong = law(request, config);
     if (!wrong.empty()) return wrong + "\n--- template:\n" + request.template_text;

@@ -20,7 +20,7 @@ std::string ExplainAgrees(const edit::Request& request, const std::string& confi
 
 // The reported edits lead from the text to the result, and each has a line of the template for its
 // reason: all other bytes are as they were.
-std::string EditsGiveTheResult(const edit::Request& request, const std::string& config);
+std::string ChangesGiveTheResult(const edit::Request& request, const std::string& config);
 
 // What a server takes it also takes when it is edited.
 std::string WhatIsTakenStaysSo(const edit::Request& request, const std::string& config);

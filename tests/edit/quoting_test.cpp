@@ -63,8 +63,7 @@ class Quoting : public testing::Test {
     EXPECT_EQ(result.text, config);
     ASSERT_EQ(result.refusals.size(), 1U) << AllOf(result.refusals);
     EXPECT_EQ(result.refusals[0].name, "value");
-    EXPECT_NE(result.refusals[0].message.find(part), std::string::npos)
-        << result.refusals[0].message;
+    EXPECT_NE(Shown(result.refusals[0]).find(part), std::string::npos) << Shown(result.refusals[0]);
   }
 };
 

@@ -2,13 +2,12 @@
 
 // What is told of an edit.
 
-#include "edit/report.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
+#include "edit/edit.h"
 #include "edit/edit_case.h"
 
 namespace edit {
@@ -38,15 +37,15 @@ std::string NameOf(Action action) {
   return "";
 }
 
-std::string NameOf(edit::Event::Kind kind) {
+std::string NameOf(EditReport::Event::Kind kind) {
   switch (kind) {
-    case edit::Event::Kind::kFound:
+    case EditReport::Event::Kind::kFound:
       return "found";
-    case edit::Event::Kind::kAdded:
+    case EditReport::Event::Kind::kAdded:
       return "added";
-    case edit::Event::Kind::kChanged:
+    case EditReport::Event::Kind::kChanged:
       return "changed";
-    case edit::Event::Kind::kRemoved:
+    case EditReport::Event::Kind::kRemoved:
       return "removed";
   }
   return "";
@@ -84,8 +83,8 @@ std::string BlocksOf(const EditReport& report) {
   return text;
 }
 
-// The text with the report's edits in it.
-std::string Edited(const std::string& text, const std::vector<TextEdit>& edits) {
+// The text with the changes in it.
+std::string Edited(const std::string& text, const std::vector<Change>& changes) {
   std::string result;
   std::size_t at = 0;
   std::size_t number = 1;
@@ -97,11 +96,11 @@ std::string Edited(const std::string& text, const std::vector<TextEdit>& edits) 
       at = next;
     }
   };
-  for (const TextEdit& edit : edits) {
-    EXPECT_GE(edit.line, number) << "edits in their order that do not touch";
-    copy_until(edit.line, true);
-    result += edit.text;
-    copy_until(edit.line + edit.count, false);
+  for (const Change& change : changes) {
+    EXPECT_GE(change.line, number) << "changes in their order that do not touch";
+    copy_until(change.line, true);
+    result += change.text;
+    copy_until(change.line + change.count, false);
   }
   return result.append(text, at);
 }
@@ -127,7 +126,8 @@ void ExpectReports(Dialect dialect, const std::vector<Reported>& cases) {
     const Result result = Edit(request, c.config, "site.conf");
     EXPECT_EQ(explained.result.text, result.text);
     EXPECT_EQ(AllOf(explained.result.warnings), AllOf(result.warnings));
-    EXPECT_EQ(Edited(c.config, explained.report.edits), result.text);
+    EXPECT_EQ(Edited(c.config, explained.result.changes), result.text);
+    EXPECT_EQ(Edited(c.config, result.changes), result.text);
   }
 }
 
@@ -297,7 +297,7 @@ TEST(AReport, OfARefusedEditTellsWhatIsKnown) {
   ASSERT_EQ(ambiguous.result.refusals.size(), 1U);
   EXPECT_EQ(ambiguous.result.refusals[0].name, "ambiguous");
   EXPECT_EQ(BlocksOf(ambiguous.report), "site.template:1 'server {'\n");
-  EXPECT_TRUE(ambiguous.report.edits.empty());
+  EXPECT_TRUE(ambiguous.result.changes.empty());
 
   const std::string config = "server {\n\troot /a;\n\tetag on;\n}\n";
   const Explained other = explained(config, "server {\nroot /b;\netag on;\nexpires 1d;\n}\n");
@@ -315,38 +315,39 @@ TEST(AReport, OfARefusedEditTellsWhatIsKnown) {
   EXPECT_EQ(broken.report.items.size(), 3U);
 }
 
-// --- The edits of lines ---
+// --- The changes of lines ---
 
-std::string EditsOf(const std::string& config, const std::string& text, const NamedValues& values) {
+std::string ChangesOf(const std::string& config, const std::string& text,
+                      const NamedValues& values) {
   const Case c = {"", config, text, values, ""};
   std::string listed;
-  for (const TextEdit& edit :
-       Explain(RequestOf(Dialect::kNginx, c), config, "site.conf").report.edits) {
-    listed += std::to_string(edit.line) + "+" + std::to_string(edit.count) + " by";
-    for (const std::size_t line : edit.lines) listed += " " + std::to_string(line);
-    listed += ": '" + edit.text + "'\n";
+  for (const Change& change : Edit(RequestOf(Dialect::kNginx, c), config, "site.conf").changes) {
+    listed += std::to_string(change.line) + "+" + std::to_string(change.count) + " by";
+    for (const FilePlace& place : change.template_lines) listed += " " + std::to_string(place.line);
+    listed += ": '" + change.text + "'\n";
   }
   return listed;
 }
 
-TEST(TheEdits, AreOfWholeLines) {
+TEST(TheChanges, AreOfWholeLines) {
   const std::string config =
       "server {\n\tserver_name a;\n\troot /a;\n\tgzip on;\n\n\tlocation /x {\n\t}\n}\n";
-  EXPECT_EQ(EditsOf(config, "server {\nserver_name a;\nroot {% $r %};\n}\n", {{"r", "/a", "/b"}}),
-            "3+1 by 2: '\troot /b;\n'\n");
-  EXPECT_EQ(EditsOf(config, "server {\nserver_name a;\netag on;\nallow all;\n}\n", {}),
-            "5+0 by 2 3: '\tetag on;\n\tallow all;\n'\n");
+  EXPECT_EQ(ChangesOf(config, "server {\nserver_name a;\nroot {% $r %};\n}\n", {{"r", "/a", "/b"}}),
+            "3+1 by 3: '\troot /b;\n'\n");
+  EXPECT_EQ(ChangesOf(config, "server {\nserver_name a;\netag on;\nallow all;\n}\n", {}),
+            "5+0 by 3 4: '\tetag on;\n\tallow all;\n'\n");
   EXPECT_EQ(
-      EditsOf(config, "server {\nserver_name a;\n{% if $x %}\ngzip on;\n{% endif %}\n}\n", {}),
-      "4+1 by 2: ''\n");
+      ChangesOf(config, "server {\nserver_name a;\n{% if $x %}\ngzip on;\n{% endif %}\n}\n", {}),
+      "4+1 by 4: ''\n");
   EXPECT_EQ(
-      EditsOf(config, "server {\nserver_name a;\n{% if $x %}\nlocation /x {\n}\n{% endif %}\n}\n",
-              {}),
-      "5+3 by 2: ''\n");
-  EXPECT_EQ(EditsOf("server { server_name a; root /a; }\n",
-                    "server {\nserver_name a;\nroot {% $r %};\netag on;\n}\n", {{"r", "/a", "/b"}}),
-            "1+1 by 2 3: 'server { server_name a; root /b; etag on; }\n'\n");
-  EXPECT_EQ(EditsOf(config, "server {\nserver_name a;\nroot /a;\n}\n", {}), "");
+      ChangesOf(config, "server {\nserver_name a;\n{% if $x %}\nlocation /x {\n}\n{% endif %}\n}\n",
+                {}),
+      "5+3 by 4: ''\n");
+  EXPECT_EQ(
+      ChangesOf("server { server_name a; root /a; }\n",
+                "server {\nserver_name a;\nroot {% $r %};\netag on;\n}\n", {{"r", "/a", "/b"}}),
+      "1+1 by 3 4: 'server { server_name a; root /b; etag on; }\n'\n");
+  EXPECT_EQ(ChangesOf(config, "server {\nserver_name a;\nroot /a;\n}\n", {}), "");
 }
 
 }  // namespace

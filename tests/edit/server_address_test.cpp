@@ -161,7 +161,7 @@ TEST(ServerAddress, OfSeveralServersIsRefused) {
         "site.template:1:1:",
         "'server {' may be each of site.conf:1:1 'server' (a.example, www.a.example, *:80), "
         "site.conf:6:1 'server' (a.example, www.a.example, *:443). 'listen 80;' in the template "
-        "would mean the first one; --all edits all of them"},
+        "would mean the first one"},
        {"the nameless server when the name's value was forgotten",
         "server {\n\tlisten 80 default_server;\n\treturn 404;\n}\n",
         "{% if $gone %}\nserver {\n\tserver_name {% $name %};\n}\n{% endif %}\n",

@@ -45,8 +45,8 @@ Answer Ask(const Question& question) {
   answer.refused = !result.refusals.empty();
   if (!answer.refused) answer.text = result.text;
   for (const edit::Finding& refusal : result.refusals) {
-    answer.reasons += refusal.message + " [" + refusal.name + "]\n";
-    if (!answer.advice) answer.advice = AdviceOf(refusal.message);
+    answer.reasons += Shown(refusal) + " [" + refusal.name + "]\n";
+    if (!answer.advice) answer.advice = AdviceOf(Shown(refusal));
   }
   return answer;
 }

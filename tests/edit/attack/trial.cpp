@@ -42,7 +42,7 @@ std::string NamesOf(const std::vector<edit::Finding>& findings) {
 
 std::string MessagesOf(const std::vector<edit::Finding>& findings) {
   std::string messages;
-  for (const edit::Finding& finding : findings) messages += finding.message + "\n";
+  for (const edit::Finding& finding : findings) messages += Shown(finding) + "\n";
   return messages;
 }
 

@@ -8,25 +8,28 @@
 #include <string_view>
 #include <vector>
 
-#include "cli/diagnostic.h"
+#include "edit/finding.h"
 #include "edit/request.h"
 
-namespace cli {
+namespace edit {
 
 enum class StatementKind { kNone, kEndif, kElse, kElif, kIf, kImport };
 
 // One line.
-struct TemplateLine {
-  edit::FilePlace place;  // of its first byte that is no blank
-  std::string text;       // as it is written
+struct WrittenLine {
+  FilePlace place;   // of its first byte that is no blank
+  std::string text;  // as it is written
   StatementKind kind = StatementKind::kNone;
   std::string statement;  // what stands between the delimiters: "if $ssl == on"
 };
 
 // The lines of the request's template in the order in which the library reads them: those of an
 // imported file instead of the import, which stays as a line before them. Adds what is wrong with
-// imports to `diagnostics`. Throws Failure when a file that is there cannot be read.
-std::vector<TemplateLine> ReadTemplateLines(edit::Request request,
-                                            std::vector<Diagnostic>& diagnostics);
+// imports to `findings`. Passes on what the request's importer throws.
+std::vector<WrittenLine> ReadLines(const Request& request, std::vector<Finding>& findings);
 
-}  // namespace cli
+// A finding about a line of a template that stands there as `line`.
+Finding FindingAt(const FilePlace& place, const std::string& line, const char* name,
+                  const std::string& message);
+
+}  // namespace edit

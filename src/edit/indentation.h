@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// Views of the blanks of a text; more stands in str::view.
+// The blanks at the beginning of a line.
 #pragma once
 
 #include <algorithm>
@@ -8,7 +8,7 @@
 
 #include "template/framework/str.h"
 
-namespace cli {
+namespace edit {
 
 // The blanks at the beginning of `text`.
 inline std::string_view Indentation(std::string_view text) {
@@ -16,4 +16,4 @@ inline std::string_view Indentation(std::string_view text) {
   return text.substr(0, static_cast<std::size_t>(end - text.begin()));
 }
 
-}  // namespace cli
+}  // namespace edit

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "cli/dialect_guess.h"
+#include "document/dialect.h"
 
 #include <algorithm>
 #include <cstddef>
 
-namespace cli {
+#include "document/ascii.h"
+
+namespace tov_document {
 namespace {
 
 bool IsBlank(char c) {
@@ -60,10 +62,22 @@ bool IsMore(std::size_t lines, std::size_t other_lines) {
 
 }  // namespace
 
-std::string GuessDialect(std::string_view text) {
+const char* NameOf(Dialect dialect) {
+  return dialect == Dialect::kNginx ? "nginx" : "apache";
+}
+
+std::optional<Dialect> DialectNamed(std::string_view name) {
+  for (const Dialect dialect : {Dialect::kNginx, Dialect::kApache}) {
+    if (SameLetters(name, NameOf(dialect))) return dialect;
+  }
+  return std::nullopt;
+}
+
+std::optional<Dialect> GuessDialect(std::string_view text) {
+  constexpr std::size_t kEnough = 1000;
   std::size_t nginx_lines = 0;
   std::size_t apache_lines = 0;
-  while (!text.empty()) {
+  while (!text.empty() && nginx_lines + apache_lines < kEnough) {
     const std::size_t end = std::min(text.find('\n'), text.size());
     const std::string_view line = Trimmed(text.substr(0, end));
     text.remove_prefix(std::min(end + 1, text.size()));
@@ -71,9 +85,9 @@ std::string GuessDialect(std::string_view text) {
     if (IsNginxLine(line)) ++nginx_lines;
     if (IsApacheLine(line)) ++apache_lines;
   }
-  if (IsMore(nginx_lines, apache_lines)) return "nginx";
-  if (IsMore(apache_lines, nginx_lines)) return "apache";
-  return std::string();
+  if (IsMore(nginx_lines, apache_lines)) return Dialect::kNginx;
+  if (IsMore(apache_lines, nginx_lines)) return Dialect::kApache;
+  return std::nullopt;
 }
 
-}  // namespace cli
+}  // namespace tov_document

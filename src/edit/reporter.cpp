@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "edit/report.h"
+#include "edit/reporter.h"
 
 #include <algorithm>
 #include <set>

@@ -1,17 +1,28 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "cli/dialect_guess.h"
+#include "document/dialect.h"
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 
 #include "support/real_configs.h"
 
 namespace {
 
-using cli::GuessDialect;
+using tov_document::Dialect;
+using tov_document::DialectNamed;
+using tov_document::GuessDialect;
+using tov_document::NameOf;
+
+// "": it cannot be told.
+std::string Guessed(std::string_view text) {
+  const std::optional<Dialect> dialect = GuessDialect(text);
+  return dialect ? NameOf(*dialect) : "";
+}
 
 TEST(DialectGuess, IsTakenFromTypicalLines) {
   struct Case {
@@ -50,7 +61,7 @@ TEST(DialectGuess, IsTakenFromTypicalLines) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    EXPECT_EQ(GuessDialect(c.text), c.dialect);
+    EXPECT_EQ(Guessed(c.text), c.dialect);
   }
 }
 
@@ -65,12 +76,33 @@ TEST(DialectGuess, KnowsRealConfigurations) {
       SCOPED_TRACE(name);
       // A golden case may be too small to tell, but is never taken for the other dialect.
       if (name.compare(0, 7, "golden/") == 0) {
-        EXPECT_NE(GuessDialect(text), other);
+        EXPECT_NE(Guessed(text), other);
       } else {
-        EXPECT_EQ(GuessDialect(text), silent.count(name) > 0 ? "" : dialect);
+        EXPECT_EQ(Guessed(text), silent.count(name) > 0 ? "" : dialect);
       }
     }
   }
+}
+
+TEST(DialectGuess, LooksAtTheBeginningOfALongText) {
+  std::string text;
+  for (int i = 0; i < 1000; ++i) text += "listen 80;\n";
+  for (int i = 0; i < 1000; ++i) text += "ServerName a.example\n";
+  EXPECT_EQ(Guessed(text), "nginx");
+}
+
+TEST(DialectNames, AreKnownInAnyCase) {
+  for (const char* name : {"nginx", "Nginx", "NGINX"}) {
+    EXPECT_EQ(DialectNamed(name), Dialect::kNginx) << name;
+  }
+  for (const char* name : {"apache", "Apache"}) {
+    EXPECT_EQ(DialectNamed(name), Dialect::kApache) << name;
+  }
+  for (const char* name : {"", "apache2", "httpd", " nginx", "nginx "}) {
+    EXPECT_EQ(DialectNamed(name), std::nullopt) << name;
+  }
+  EXPECT_STREQ(NameOf(Dialect::kNginx), "nginx");
+  EXPECT_STREQ(NameOf(Dialect::kApache), "apache");
 }
 
 }  // namespace

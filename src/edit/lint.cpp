@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "cli/template_check.h"
+#include "edit/lint.h"
 
 #include <algorithm>
 #include <list>
@@ -9,56 +9,26 @@
 #include <optional>
 #include <set>
 #include <string_view>
+#include <tuple>
 #include <utility>
 
-#include "cli/findings.h"
-#include "cli/template_lines.h"
-#include "cli/text.h"
+#include "edit/authored_line.h"
 #include "edit/comparison.h"
+#include "edit/indentation.h"
 #include "edit/template_tree.h"
+#include "edit/written_lines.h"
 #include "template/framework/str.h"
 
-namespace cli {
+namespace edit {
 namespace {
 
 using Branch = std::pair<std::size_t, std::size_t>;  // the number of its chain, and its own in that
-
-// A place in a line, full or trailing.
-struct PlaceInLine {
-  std::size_t begin = 0;  // of its opening delimiter
-  std::size_t end = 0;    // behind its closing one
-  bool trailing = false;
-  bool closed = false;
-  std::string content;
-};
-
-std::vector<PlaceInLine> PlacesIn(std::string_view line) {
-  std::vector<PlaceInLine> places;
-  for (std::size_t at = 0; at < line.size();) {
-    const std::size_t full = line.find("{%", at);
-    const std::size_t trailing = line.find("[%", at);
-    PlaceInLine place;
-    place.begin = std::min(full, trailing);
-    if (place.begin == std::string_view::npos) break;
-    place.trailing = trailing < full;
-    const std::size_t close = line.find(place.trailing ? "%]" : "%}", place.begin);
-    place.closed = close != std::string_view::npos;
-    place.end = place.closed ? close + 2 : line.size();
-    const std::size_t content = place.begin + 2;
-    const std::size_t length =
-        (place.closed ? close : line.size()) - std::min(content, line.size());
-    place.content = str::view::Trim(line.substr(content, length));
-    at = place.end;
-    places.push_back(std::move(place));
-  }
-  return places;
-}
 
 // `line` with each place replaced by `text`.
 std::string WithPlacesAs(std::string_view line, std::string_view text) {
   std::string result;
   std::size_t at = 0;
-  for (const PlaceInLine& place : PlacesIn(line)) {
+  for (const Place& place : PlacesIn(line)) {
     (result += line.substr(at, place.begin - at)) += text;
     at = place.end;
   }
@@ -76,13 +46,13 @@ std::vector<std::string> Words(std::string_view text) {
 
 class Checker {
  public:
-  Checker(const edit::Request& request, bool values_given)
+  Checker(const Request& request, ValuesGiven given)
       : m_request(request),
-        m_values_given(values_given),
-        m_nginx(request.dialect == edit::Dialect::kNginx) {}
+        m_values_given(given == ValuesGiven::kAll),
+        m_nginx(request.dialect == Dialect::kNginx) {}
 
-  std::vector<Diagnostic> Check() {
-    for (const TemplateLine& line : ReadTemplateLines(m_request, m_diagnostics)) {
+  std::vector<Finding> Check() {
+    for (const WrittenLine& line : ReadLines(m_request, m_findings)) {
       m_line = &line;
       CheckLine();
     }
@@ -93,15 +63,15 @@ class Checker {
     }
     for (const OpenBlock& block : m_blocks) {
       WarnAt(block.opening, "unclosed-block",
-             "this block does not close, and apply refuses the template. Add its closing line");
+             "this block does not close, for which an edit is refused. Add its closing line");
     }
-    return std::move(m_diagnostics);
+    return std::move(m_findings);
   }
 
  private:
   struct Spot {
     FilePlace place;
-    std::string text;
+    std::string text;  // of the line
   };
 
   struct Chain {
@@ -124,7 +94,7 @@ class Checker {
   }
 
   void WarnAt(const Spot& spot, const char* name, const std::string& message) {
-    m_diagnostics.push_back({name, spot.place, spot.text, message});
+    m_findings.push_back(FindingAt(spot.place, spot.text, name, message));
   }
 
   // At the `offset` in the line.
@@ -364,15 +334,15 @@ class Checker {
       CloseBlock();
       return;
     }
-    edit::TemplateLine::Kind kind = edit::TemplateLine::Kind::kBlank;
-    const auto written = edit::ReadWritten(m_request.dialect, plain, kind);
+    TemplateLine::Kind kind = TemplateLine::Kind::kBlank;
+    const auto written = ReadWritten(m_request.dialect, plain, kind);
     if (!written && !whole) return;  // it has been said what is missing
     if (!written) {
       Warn(Begin(), "not-a-directive",
-           "this is neither one directive nor the opening of a block, and apply refuses the "
-           "template. Write each directive whole, on a line of its own" +
+           "this is neither one directive nor the opening of a block, for which an edit is "
+           "refused. Write each directive whole, on a line of its own" +
                std::string(m_nginx ? ", and an opening brace behind the name of its block" : ""));
-    } else if (kind == edit::TemplateLine::Kind::kOpening) {
+    } else if (kind == TemplateLine::Kind::kOpening) {
       m_blocks.push_back({Here(Begin()), Branches()});
       CheckOldValues(text);
     } else {
@@ -383,7 +353,7 @@ class Checker {
   // False when a place does not close.
   bool CheckPlaces(const std::string& text) {
     bool whole = true;
-    for (const PlaceInLine& place : PlacesIn(text)) {
+    for (const Place& place : PlacesIn(text)) {
       if (!place.closed) {
         whole = false;
         Warn(place.begin, "unclosed-place",
@@ -391,13 +361,13 @@ class Checker {
                          "Write ") +
                  (place.trailing ? "%]" : "%}") + " behind the name");
       }
-      if (!str::StartsWith(place.content, "$")) {
+      if (!place.is_value) {
         Warn(place.begin, "place-without-dollar",
              "this is no value, and becomes the whole line: all around it is dropped. Write $ "
              "before the name");
         continue;
       }
-      CheckIsSet(place.content.substr(1), text.substr(place.begin, place.end - place.begin));
+      CheckIsSet(place.name, text.substr(place.begin, place.end - place.begin));
     }
     return whole;
   }
@@ -405,7 +375,7 @@ class Checker {
   void CloseBlock() {
     if (m_blocks.empty()) {
       Warn(Begin(), "extra-closing",
-           "there is no block that this line closes, and apply refuses the template. Take it out");
+           "there is no block that this line closes, for which an edit is refused. Take it out");
       return;
     }
     if (m_blocks.back().branches != Branches()) {
@@ -416,11 +386,11 @@ class Checker {
     m_blocks.pop_back();
   }
 
-  void CheckDirective(const std::string& text, const edit::Written& written) {
+  void CheckDirective(const std::string& text, const Written& written) {
     const std::string& name = written.words.front();
-    const edit::Role role = edit::RoleOf(m_request.dialect, name);
-    if (role == edit::Role::kNames && !m_blocks.empty()) CheckIdentity(text);
-    if (role == edit::Role::kOptions) CheckOptions(text, written);
+    const Role role = RoleOf(m_request.dialect, name);
+    if (role == Role::kNames && !m_blocks.empty()) CheckIdentity(text);
+    if (role == Role::kOptions) CheckOptions(text, written);
     const std::string bare(str::view::Trim(WithPlacesAs(text, "")));
     if (bare.empty() || bare == ";") {
       Warn(Begin(), "empty-key",
@@ -441,21 +411,20 @@ class Checker {
 
   // Of a line that identifies a block.
   void CheckOldValues(const std::string& text) {
-    for (const PlaceInLine& place : PlacesIn(text)) {
-      if (!str::StartsWith(place.content, "$")) continue;
-      const auto value = m_request.values.find(place.content.substr(1));
+    for (const Place& place : PlacesIn(text)) {
+      if (!place.is_value) continue;
+      const auto value = m_request.values.find(place.name);
       if (value == m_request.values.end() || !value->second.new_value) continue;
       if (value->second.old_value) continue;
       Warn(place.begin, "missing-old-value",
            "this value identifies a block and has no old text: the block is looked for under its "
-           "new name, and made when it has another one. Give the old text, by --old or in the "
-           "values file");
+           "new name, and made when it has another one. Give the old text");
     }
   }
 
-  void CheckOptions(const std::string& text, const edit::Written& written) {
+  void CheckOptions(const std::string& text, const Written& written) {
     if (PlacesIn(text).empty() &&
-        edit::AreMixedOptions({written.words.begin() + 1, written.words.end()})) {
+        AreMixedOptions({written.words.begin() + 1, written.words.end()})) {
       Warn("Options", "mixed-options",
            "words with and without a sign on one line are refused by httpd. Write all of them with "
            "a sign, or none");
@@ -466,21 +435,57 @@ class Checker {
     }
   }
 
-  const edit::Request& m_request;
+  const Request& m_request;
   const bool m_values_given;
   const bool m_nginx;
-  const TemplateLine* m_line = nullptr;
+  const WrittenLine* m_line = nullptr;
   std::vector<Chain> m_chains;
   std::size_t m_next_chain = 0;
   std::vector<OpenBlock> m_blocks;
   std::set<std::string> m_said_unset;
-  std::vector<Diagnostic> m_diagnostics;
+  std::vector<Finding> m_findings;
 };
 
 }  // namespace
 
-std::vector<Diagnostic> CheckTemplateText(const edit::Request& request, bool values_given) {
-  return Checker(request, values_given).Check();
+std::vector<Finding> Lint(const Request& request, ValuesGiven given) {
+  std::vector<Finding> findings = Checker(request, given).Check();
+  const auto place = [](const Finding& finding) {
+    const FilePlace& at = finding.template_place;
+    return std::tie(at.file, at.line, at.column);
+  };
+  std::stable_sort(findings.begin(), findings.end(),
+                   [&](const Finding& a, const Finding& b) { return place(a) < place(b); });
+  return findings;
 }
 
-}  // namespace cli
+const std::vector<FindingKind> kTemplateWarnings = {
+    {"mixed-options", "Options words with and without a sign"},
+    {"options-comment", "a comment behind Options, whose words become options"},
+    {"unknown-statement", "a statement that does not exist"},
+    {"keyword-prefix", "a keyword with more letters, of which only the beginning counts"},
+    {"missing-endif", "an if without its endif"},
+    {"extra-endif", "an endif without its if"},
+    {"stray-else", "an else or elif without its if"},
+    {"mixed-and-or", "and and or in one condition"},
+    {"unknown-operator", "an operator that does not exist"},
+    {"quoted-operand", "quotes in a condition, which are part of the text"},
+    {"numeric-comparison", "a comparison of numbers, which is one of texts"},
+    {"extra-words", "words in a condition that do not count"},
+    {"third-branch", "a second elif, which does not look at the if"},
+    {"unset-value", "a value that nothing sets"},
+    {"missing-old-value", "a value that identifies a block has no old text"},
+    {"unclosed-place", "a place that does not close"},
+    {"place-without-dollar", "a place without $, which stands for the whole line"},
+    {"odd-comment", "a comment that is none"},
+    {"missing-import", "an import of a file that is not there"},
+    {"repeated-import", "a file that is imported twice"},
+    {"extra-closing", "a closing line too many"},
+    {"unclosed-block", "a block never closes"},
+    {"branch-identity", "a line that names a block stands in a branch"},
+    {"not-a-directive", "a line that is no directive, or more than one"},
+    {"branch-opening", "an opening or closing line alone in a branch"},
+    {"empty-key", "a line without a text of its own"},
+};
+
+}  // namespace edit

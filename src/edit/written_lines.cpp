@@ -1,16 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "cli/template_lines.h"
+#include "edit/written_lines.h"
 
 #include <string_view>
 #include <utility>
 
-#include "cli/findings.h"
-#include "cli/imports.h"
 #include "edit/template_text.h"
 #include "template/framework/str.h"
 
-namespace cli {
+namespace edit {
 namespace {
 
 StatementKind KindOf(std::string_view statement) {
@@ -31,21 +29,22 @@ std::string StatementIn(std::string_view line) {
   return std::string(str::view::Trim(text.substr(0, text.find("%}"))));
 }
 
-TemplateLine LineOf(const edit::FilePlace& place, const std::string& text) {
+WrittenLine LineOf(const FilePlace& place, const std::string& text) {
   const std::string statement = StatementIn(text);
   return {place, text, KindOf(statement), statement};
 }
 
-void CheckImport(const edit::TemplateText::Import& import, std::vector<Diagnostic>& diagnostics) {
-  using Result = edit::TemplateText::Import::Result;
+void CheckImport(const TemplateText::Import& import, std::vector<Finding>& findings) {
+  using Result = TemplateText::Import::Result;
   const auto warn = [&](const char* name, const std::string& message) {
-    diagnostics.push_back({name, import.place, import.text, message});
+    findings.push_back(FindingAt(import.place, import.text, name, message));
   };
   if (import.result == Result::kMissing) {
     warn("missing-import",
          "there is no file " + Quoted(import.name) +
-             ", and apply refuses the template. Names are looked up beside the file that imports "
-             "them, then from the current directory");
+             ", and an edit is refused because of it. Correct its name, or take the import out");
+  } else if (import.result == Result::kUnreadable) {
+    warn("missing-import", import.problem + ", and an edit is refused because of it");
   } else if (import.result == Result::kRepeated) {
     warn("repeated-import",
          Quoted(import.name) +
@@ -56,15 +55,13 @@ void CheckImport(const edit::TemplateText::Import& import, std::vector<Diagnosti
 
 }  // namespace
 
-std::vector<TemplateLine> ReadTemplateLines(edit::Request request,
-                                            std::vector<Diagnostic>& diagnostics) {
-  request.importer = FileImporter("");
-  const edit::TemplateText text = edit::WithImports(request);
-  std::vector<TemplateLine> lines;
+std::vector<WrittenLine> ReadLines(const Request& request, std::vector<Finding>& findings) {
+  const TemplateText text = WithImports(request);
+  std::vector<WrittenLine> lines;
   auto import = text.imports.begin();
   for (std::size_t i = 0; i <= text.lines.size(); ++i) {
     for (; import != text.imports.end() && import->next == i; ++import) {
-      CheckImport(*import, diagnostics);
+      CheckImport(*import, findings);
       lines.push_back(LineOf(import->place, import->text));
     }
     if (i < text.lines.size()) lines.push_back(LineOf(text.lines[i].place, text.lines[i].text));
@@ -72,4 +69,12 @@ std::vector<TemplateLine> ReadTemplateLines(edit::Request request,
   return lines;
 }
 
-}  // namespace cli
+Finding FindingAt(const FilePlace& place, const std::string& line, const char* name,
+                  const std::string& message) {
+  Finding finding{name, message};
+  finding.template_place = place;
+  finding.line_text = line;
+  return finding;
+}
+
+}  // namespace edit

@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// A slip that would spoil a file: a text of the one server, read as if it were the other one's.
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+#include "edit/finding.h"
+#include "edit/request.h"
+
+namespace edit {
+
+// What to say when `text` is written in another dialect than `dialect`, without a place; none: it
+// is not, or that cannot be told.
+std::optional<Finding> OtherDialect(std::string_view text, Dialect dialect);
+
+// The same of an edit of the text `name`: that text's, or else the template's.
+std::optional<Finding> OtherDialect(const Request& request, std::string_view text,
+                                    const std::string& name);
+
+}  // namespace edit

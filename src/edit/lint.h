@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// What is wrong with a template, or probably not meant.
+#pragma once
+
+#include <vector>
+
+#include "edit/finding.h"
+#include "edit/request.h"
+
+namespace edit {
+
+// Whether values belong to a look at a template.
+enum class ValuesGiven {
+  kNone,  // they are not known yet
+  kAll    // Request::values are all there will be: one that none of them sets is missed
+};
+
+// Looks at the request's template without a configuration, by its dialect, its importer and its
+// values; nothing else of the request counts. In the order of the places. Passes on what the
+// importer throws. Cost: linear in the template and its imports.
+std::vector<Finding> Lint(const Request& request, ValuesGiven given);
+
+// The names that these findings can have.
+extern const std::vector<FindingKind> kTemplateWarnings;
+
+}  // namespace edit

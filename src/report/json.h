@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// The results of src/edit as JSON, for programs in every language. docs/schema says what it holds.
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "edit/edit.h"
+
+namespace report {
+
+// An explained edit, and what was asked for.
+struct ExplainedEdit {
+  const edit::Request& request;
+  const std::string& config_name;
+  const edit::Explained& explained;
+};
+
+nlohmann::ordered_json Json(const edit::Finding& finding);
+nlohmann::ordered_json Json(const std::vector<edit::Finding>& findings);
+
+// Without the edited text.
+nlohmann::ordered_json Json(const edit::Result& result);
+
+nlohmann::ordered_json Json(const ExplainedEdit& edit);
+
+// `value` as text, indented, members in the order in which they were put in. A byte that is no
+// UTF-8 becomes U+FFFD.
+std::string JsonText(const nlohmann::ordered_json& value);
+
+}  // namespace report
