@@ -259,7 +259,7 @@ class Purpose {
   bool IsNew(std::size_t block) const {
     const auto& events = m_edited.report.items[m_tree.blocks[block].opening].events;
     return block != 0 && std::any_of(events.begin(), events.end(), [](const auto& event) {
-             return event.kind == edit::Event::Kind::kAdded;
+             return event.kind == edit::EditReport::Event::Kind::kAdded;
            });
   }
 
