@@ -20,7 +20,7 @@
 #include "cli/terminal.h"
 #include "cli/text_io.h"
 #include "edit/edit.h"
-#include "update/file_update.h"
+#include "update/update.h"
 
 namespace cli {
 namespace {
@@ -240,6 +240,7 @@ class Run {
 
   update::UpdateOptions UpdateFor(edit::Dialect dialect) const {
     update::UpdateOptions options;
+    options.hold_stop_signals = true;
     if (!m_options.backup_suffix.empty()) options.backup_suffix = m_options.backup_suffix;
     options.check = m_options.check_command;
     options.reload = m_options.reload;
@@ -252,7 +253,7 @@ class Run {
   }
 
   void Commit(const update::UpdateOptions& options) {
-    for (const std::string& warning : m_update->Commit(options)) {
+    for (const std::string& warning : m_update->Commit(options).new_warnings) {
       Say("warning: " + options.check + ": " + warning);
     }
   }

@@ -6,7 +6,7 @@
 #include <sys/stat.h>
 
 #include <array>
-#include <system_error>
+#include <cstring>
 
 #include "update/failure.h"
 
@@ -63,7 +63,8 @@ bool MayHold(const Descriptor& opened, std::string_view text) {
 }
 
 std::string SystemMessage(int error) {
-  return std::generic_category().message(error);
+  const char* const message = strerrordesc_np(error);
+  return message ? message : "error " + std::to_string(error);
 }
 
 void FailBySystem(const std::string& name, const std::string& problem) {

@@ -57,7 +57,7 @@ std::string ReadFromStart(const Descriptor& opened, const std::string& name);
 // Whether that is `text`, or cannot be read.
 bool MayHold(const Descriptor& opened, std::string_view text);
 
-// The system's words for `error`.
+// The system's words for `error`, in English whatever the locale.
 std::string SystemMessage(int error);
 
 // Throws Failure about `name` with the system's words for errno, behind `problem` if given.

@@ -7,7 +7,6 @@
 
 #include <filesystem>
 #include <functional>
-#include <thread>
 #include <utility>
 
 #include "update/failure.h"
@@ -28,13 +27,16 @@ std::size_t DigestOf(const std::string& text) {
   return std::hash<std::string>()(text);
 }
 
-void Wait(const Descriptor& opened, LockedFile::Deadline deadline, const std::string& name) {
+void Wait(const Descriptor& opened, Deadline deadline, const Cancellation* cancellation,
+          const std::string& name) {
   while (flock(opened.Number(), LOCK_EX | LOCK_NB) != 0) {
     if (errno != EWOULDBLOCK && errno != EINTR) FailBySystem(name, "cannot be locked");
     if (std::chrono::steady_clock::now() >= deadline) {
       throw Failure(name, "stays locked by another update; try again when that has ended");
     }
-    std::this_thread::sleep_for(kBetweenTries);
+    if (CancelledWithin(kBetweenTries, cancellation)) {
+      throw Cancelled(name, "cancelled while it is locked by another update");
+    }
   }
 }
 
@@ -45,10 +47,10 @@ LockedFile::LockedFile(std::string name, std::string path)
 
 // A lock that had to be waited for may be that of a file that its holder has replaced meanwhile. A
 // second name may be one that an update has left behind.
-void LockedFile::Lock(Deadline deadline, Missing missing) {
+void LockedFile::Lock(Deadline deadline, Missing missing, const Cancellation* cancellation) {
   do {
     m_opened = OpenToLock(missing);
-    Wait(m_opened, deadline, m_name);
+    Wait(m_opened, deadline, cancellation, m_name);
     Look();
   } while (!IsStillThere());
   if (!Exists() || m_links == 1) return;

@@ -6,11 +6,12 @@
 
 #include <sys/stat.h>
 
-#include <chrono>
 #include <cstddef>
 #include <optional>
 #include <string>
 
+#include "update/cancellation.h"
+#include "update/cancelled_wait.h"
 #include "update/descriptor.h"
 #include "update/file_mark.h"
 
@@ -18,7 +19,6 @@ namespace update {
 
 class LockedFile {
  public:
-  using Deadline = std::chrono::steady_clock::time_point;
   enum class Missing { kRefused, kAllowed };
 
   // No configuration is longer, and a text is held in memory several times over while it is edited.
@@ -28,9 +28,10 @@ class LockedFile {
   LockedFile(std::string name, std::string path);
 
   // Locks the file, or its directory when the file is not there and `missing` allows that. Others
-  // that hold the lock are waited for until `deadline`. Throws Failure when that has come; when the
-  // file cannot be opened for reading and writing, is no regular file, or has several hard links.
-  void Lock(Deadline deadline, Missing missing);
+  // that hold the lock are waited for until `deadline`, or until `cancellation`, which may be null.
+  // Throws Failure when that has come; when the file cannot be opened for reading and writing, is
+  // no regular file, or has several hard links.
+  void Lock(Deadline deadline, Missing missing, const Cancellation* cancellation);
 
   // The name as it was given.
   const std::string& Name() const { return m_name; }

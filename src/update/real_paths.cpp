@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "update/descriptor.h"
 #include "update/failure.h"
 
 namespace update {
@@ -13,13 +14,14 @@ namespace {
 std::string Canonical(const std::filesystem::path& path, const std::string& name) {
   std::error_code error;
   const std::filesystem::path real = std::filesystem::canonical(path, error);
-  if (error) throw Failure(name, error.message());
+  if (error) throw Failure(name, SystemMessage(error.value()));
   return real.string();
 }
 
 }  // namespace
 
 std::string RealPaths::Of(const std::string& name) {
+  if (name.find('\0') != std::string::npos) throw Failure(name, SystemMessage(EINVAL));
   std::error_code error;
   const std::filesystem::path absolute = std::filesystem::absolute(name, error);
   const std::filesystem::path file = absolute.filename();

@@ -10,6 +10,7 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <mutex>
 #include <set>
 #include <utility>
 
@@ -24,6 +25,14 @@ constexpr char kChangedByOthers[] = "has been changed by another program meanwhi
 
 void Unlink(const std::string& path) {
   unlink(path.c_str());
+}
+
+// One thread at a time: libattr reads its configuration at the first call, for all threads.
+int CopyExtendedAttributes(const char* from, const Descriptor& model, const char* to,
+                           const Descriptor& copy) {
+  static std::mutex one_at_a_time;
+  const std::lock_guard<std::mutex> lock(one_at_a_time);
+  return attr_copy_fd(from, model.Number(), to, copy.Number(), nullptr, nullptr);
 }
 
 bool IsDirectory(const std::string& path) {
@@ -107,7 +116,7 @@ void Replacement::CopyAttributes(const Descriptor& model) const {
   if (perm_copy_fd(from, model.Number(), to, m_new.Number(), nullptr) != 0) {
     FailBySystem(m_name, "its ACL cannot be kept");
   }
-  if (attr_copy_fd(from, model.Number(), to, m_new.Number(), nullptr, nullptr) != 0) {
+  if (CopyExtendedAttributes(from, model, to, m_new) != 0) {
     FailBySystem(m_name, "its extended attributes cannot be kept");
   }
 }

@@ -11,6 +11,11 @@
 namespace update {
 namespace {
 
+FailureData DataOf(const std::exception& error) {
+  const auto* const failure = dynamic_cast<const Failure*>(&error);
+  return failure ? failure->Data() : FailureData();
+}
+
 // What has gone wrong while as much as possible was tried. To note something does not fail: where
 // there is no memory for its words, they are left out.
 class Problems {
@@ -24,20 +29,29 @@ class Problems {
     }
   }
 
-  // With the message `reason`, if there is one, and a line for each.
-  void ThrowIfAny(const std::string& reason, bool is_overtaken = false) const {
+  // With the message `reason`, if there is one, and a line for each; the same for `data`.
+  void ThrowIfAny(const std::string& reason, const FailureData& data,
+                  bool is_overtaken = false) const {
     if (!m_any) return;
     const std::string message = reason.empty() ? m_lines.substr(1) : reason + m_lines;
-    if (is_overtaken || m_overtaken) throw Overtaken(message);
-    throw Failure(message);
+    FailureData all = data;
+    all.files.insert(all.files.end(), m_files.begin(), m_files.end());
+    all.not_put_back = m_not_put_back;
+    if (is_overtaken || m_overtaken) throw Overtaken(message, all);
+    throw Failure(message, all);
   }
 
  private:
   void Note(const std::exception& error) {
     m_any = true;
-    if (dynamic_cast<const Overtaken*>(&error)) m_overtaken = true;
+    const bool is_overtaken = dynamic_cast<const Overtaken*>(&error) != nullptr;
+    m_overtaken = m_overtaken || is_overtaken;
     try {
       m_lines += std::string("\n") + error.what();
+      for (const std::string& file : DataOf(error).files) {
+        m_files.push_back(file);
+        if (!is_overtaken) m_not_put_back.push_back(file);
+      }
     } catch (const std::exception&) {
     }
   }
@@ -45,6 +59,8 @@ class Problems {
   bool m_any = false;
   bool m_overtaken = false;
   std::string m_lines;
+  std::vector<std::string> m_files;
+  std::vector<std::string> m_not_put_back;
 };
 
 std::vector<std::string> DirectoriesOf(const std::vector<Replacement>& replacements) {
@@ -89,9 +105,9 @@ void Swap::PutInPlace() {
   });
 }
 
-CommandResult Swap::Run(const std::string& command, const sigset_t& signals) {
+CommandResult Swap::Run(const std::string& command, const CommandTerms& terms) {
   CommandResult result;
-  OrTakeBack([&] { result = RunInShell(command, signals); });
+  OrTakeBack([&] { result = RunInShell(command, terms); });
   return result;
 }
 
@@ -102,8 +118,8 @@ void Swap::ExpectInPlace() {
   throw Overtaken("a file was changed by another program meanwhile, and changed back");
 }
 
-void Swap::TakeBack(const std::string& reason) {
-  Undo(m_replacements, m_directories).ThrowIfAny(reason);
+void Swap::TakeBack(const std::string& reason, const FailureData& data) {
+  Undo(m_replacements, m_directories).ThrowIfAny(reason, data);
 }
 
 void Swap::Settle() {
@@ -116,7 +132,7 @@ void Swap::OrTakeBack(const Step& step) {
     step();
   } catch (const std::exception& error) {
     const bool is_overtaken = dynamic_cast<const Overtaken*>(&error) != nullptr;
-    Undo(m_replacements, m_directories).ThrowIfAny(error.what(), is_overtaken);
+    Undo(m_replacements, m_directories).ThrowIfAny(error.what(), DataOf(error), is_overtaken);
     throw;
   }
 }

@@ -3,7 +3,6 @@
 // Replacements that are made together: all or none.
 #pragma once
 
-#include <csignal>
 #include <string>
 #include <vector>
 
@@ -27,15 +26,15 @@ class Swap {
   void PutInPlace();
 
   // Runs a command while all are in place. Throws the same when it cannot be run.
-  CommandResult Run(const std::string& command, const sigset_t& signals);
+  CommandResult Run(const std::string& command, const CommandTerms& terms);
 
   // Throws Overtaken when one is not in its place any more; then the others are taken back.
   void ExpectInPlace();
 
   // In reverse order, each that can be. Throws when one cannot be taken back: with the message
-  // `reason`, and a line for each that cannot. Overtaken when another program is the reason for one
-  // of them, else Failure.
-  void TakeBack(const std::string& reason);
+  // `reason`, and a line for each that cannot; `data` and more tells a program of it. Overtaken
+  // when another program is the reason for one of them, else Failure.
+  void TakeBack(const std::string& reason, const FailureData& data = {});
 
   void Settle();
 

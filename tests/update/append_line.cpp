@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "update/file_update.h"
+#include "update/update.h"
 
 namespace {
 
@@ -31,6 +31,7 @@ struct Arguments {
 
 Arguments Parsed(int argc, char** argv) {
   Arguments parsed;
+  parsed.options.hold_stop_signals = true;
   for (int i = 1; i < argc; ++i) {
     const std::string word = argv[i];
     const std::string option = word.substr(0, word.find('='));

@@ -2,7 +2,7 @@
 
 // What an update of files does, keeps and refuses.
 
-#include "update/file_update.h"
+#include "update/update.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "update/file_update.h"
+#include "update/update.h"
 #include "update/update_sandbox.h"
 
 // There is a file "a", which holds the line "old".
@@ -32,7 +32,7 @@ class UpdateTest : public testing::Test {
 
   std::vector<std::string> Commit(const std::string& text, const std::vector<std::string>& names,
                                   const update::UpdateOptions& options = {}) const {
-    return To(text, names).Commit(options);
+    return To(text, names).Commit(options).new_warnings;
   }
 
   // The message without the sandbox's directory.

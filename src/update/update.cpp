@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "update/update.h"
+
+#include <map>
+#include <set>
+#include <stdexcept>
+#include <utility>
+
+#include "update/cancelled_wait.h"
+#include "update/commit.h"
+#include "update/failure.h"
+#include "update/locked_file.h"
+#include "update/open_files.h"
+#include "update/real_paths.h"
+
+namespace update {
+
+// The files, and what Replace was told.
+class FileUpdate::Locked {
+ public:
+  Locked(const std::vector<std::string>& names, std::chrono::milliseconds lock_wait,
+         const std::optional<Cancellation>& cancellation, LockedFile::Missing missing)
+      : m_cancellation(cancellation) {
+    std::map<std::string, std::size_t> by_path;
+    RealPaths paths;
+    for (const std::string& name : names) {
+      LockedFile file(name, paths.Of(name));
+      const bool is_first = by_path.emplace(file.Path(), m_files.size()).second;
+      if (is_first) m_files.push_back({std::move(file), std::nullopt});
+    }
+    ExpectOpenFiles(by_path.size());
+    const Deadline deadline = DeadlineAfter(lock_wait);
+    for (const auto& [path, file] : by_path) {
+      ExpectNotCancelled();
+      m_files.at(file).locked.Lock(deadline, missing, CancellationOrNull());
+    }
+  }
+
+  std::size_t Size() const { return m_files.size(); }
+  LockedFile& At(std::size_t file) { return m_files.at(file).locked; }
+
+  void Replace(std::size_t file, std::string text) {
+    File& replaced = m_files.at(file);
+    const bool is_same = replaced.locked.Holds(text);
+    replaced.new_text = is_same ? std::nullopt : std::optional(std::move(text));
+  }
+
+  UpdateResult Commit(const UpdateOptions& options) {
+    if (std::exchange(m_is_committed, true)) throw std::logic_error("this update is committed");
+    ExpectNotCancelled();
+    std::vector<Change> changes;
+    for (File& file : m_files) {
+      if (file.new_text) changes.push_back({file.locked, *file.new_text});
+    }
+    if (options.backup_suffix) ExpectFreeForBackups(*options.backup_suffix);
+    if (changes.empty()) return {};
+    return CarryOut(changes, options, CancellationOrNull(), m_files.size());
+  }
+
+ private:
+  struct File {
+    LockedFile locked;
+    std::optional<std::string> new_text;  // of a file to be changed
+  };
+
+  const Cancellation* CancellationOrNull() const {
+    return m_cancellation ? &*m_cancellation : nullptr;
+  }
+
+  void ExpectNotCancelled() const {
+    if (m_cancellation && m_cancellation->IsCancelled()) {
+      throw Cancelled("cancelled, nothing is changed");
+    }
+  }
+
+  void ExpectFreeForBackups(const std::string& suffix) const {
+    std::set<std::string> paths;
+    for (const File& file : m_files) paths.insert(file.locked.Path());
+    for (const File& file : m_files) {
+      if (suffix.empty() || suffix.find_first_of(std::string("/\0", 2)) != std::string::npos) {
+        throw Failure(file.locked.Name(), "no backup can have the suffix '" + suffix + '\'');
+      }
+      if (paths.count(file.locked.Path() + suffix) != 0) {
+        throw Failure(file.locked.Name() + suffix, "is to be a backup, and is itself to be edited");
+      }
+    }
+  }
+
+  const std::optional<Cancellation> m_cancellation;
+  std::vector<File> m_files;
+  bool m_is_committed = false;
+};
+
+FileUpdate::FileUpdate(const std::vector<std::string>& names, std::chrono::milliseconds lock_wait,
+                       const std::optional<Cancellation>& cancellation)
+    : FileUpdate(std::make_unique<Locked>(names, lock_wait, cancellation,
+                                          LockedFile::Missing::kRefused)) {}
+
+FileUpdate FileUpdate::OfMissing(const std::string& name, std::chrono::milliseconds lock_wait,
+                                 const std::optional<Cancellation>& cancellation) {
+  return FileUpdate(std::make_unique<Locked>(std::vector<std::string>{name}, lock_wait,
+                                             cancellation, LockedFile::Missing::kAllowed));
+}
+
+FileUpdate::FileUpdate(std::unique_ptr<Locked> locked) : m_locked(std::move(locked)) {}
+FileUpdate::~FileUpdate() = default;
+FileUpdate::FileUpdate(FileUpdate&& other) noexcept = default;
+FileUpdate& FileUpdate::operator=(FileUpdate&& other) noexcept = default;
+
+FileUpdate::Locked& FileUpdate::Get() const {
+  if (!m_locked) throw std::logic_error("this update has been moved from");
+  return *m_locked;
+}
+
+std::size_t FileUpdate::Size() const {
+  return Get().Size();
+}
+
+const std::string& FileUpdate::Name(std::size_t file) const {
+  return Get().At(file).Name();
+}
+
+std::string FileUpdate::Read(std::size_t file) {
+  return Get().At(file).Read();
+}
+
+void FileUpdate::Replace(std::size_t file, std::string text) {
+  Get().Replace(file, std::move(text));
+}
+
+UpdateResult FileUpdate::Commit(const UpdateOptions& options) {
+  return Get().Commit(options);
+}
+
+}  // namespace update
