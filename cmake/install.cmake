@@ -5,12 +5,24 @@
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
 
-# qeltemplate_install_package(name description component): what finds the targets of the export `name`, from
-# CMake and from pkg-config. A version below 1.0 may change the interface with its second number.
+# qeltemplate_install_package(name description component [module...]): what finds the target `name` of the
+# export of that name, from CMake and from pkg-config. The modules of pkg-config are what it is made with:
+# who links it needs them, too, where it is static. A version below 1.0 may change the interface with its
+# second number.
 function(qeltemplate_install_package name description component)
   set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/${name})
   install(EXPORT ${name} NAMESPACE qeltemplate:: DESTINATION ${package_dir}
-          FILE ${name}-config.cmake COMPONENT ${component})
+          FILE ${name}-targets.cmake COMPONENT ${component})
+  set(modules)
+  get_target_property(type ${name} TYPE)
+  if(type STREQUAL STATIC_LIBRARY)
+    set(modules ${ARGN})
+  endif()
+  list(JOIN modules " " modules)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/package-config.cmake.in
+                 ${PROJECT_BINARY_DIR}/${name}-config.cmake @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${name}-config.cmake DESTINATION ${package_dir}
+          COMPONENT ${component})
   write_basic_package_version_file(${PROJECT_BINARY_DIR}/${name}-config-version.cmake
                                    COMPATIBILITY SameMinorVersion)
   install(FILES ${PROJECT_BINARY_DIR}/${name}-config-version.cmake DESTINATION ${package_dir}
@@ -30,6 +42,17 @@ install(TARGETS qeltemplate EXPORT qeltemplate
         LIBRARY COMPONENT runtime NAMELINK_COMPONENT development)
 
 qeltemplate_install_package(qeltemplate "${PROJECT_DESCRIPTION}" development)
+
+# The safe replacing of files.
+if(QELTEMPLATE_BUILD_UPDATE)
+  install(TARGETS qeltemplate_update EXPORT qeltemplate_update
+          FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qeltemplate
+          COMPONENT development
+          ARCHIVE COMPONENT development
+          LIBRARY COMPONENT update NAMELINK_COMPONENT development)
+  qeltemplate_install_package(qeltemplate_update "Replaces files, all or none, and asks their server"
+                              development libacl libattr)
+endif()
 
 # The interfaces for other languages.
 if(TARGET qeltemplate_c)

@@ -25,8 +25,8 @@ int PollTime(Deadline deadline) {
 }  // namespace
 
 Deadline DeadlineAfter(milliseconds time) {
-  constexpr std::chrono::hours kCentury(24 * 365 * 100);
-  return std::chrono::steady_clock::now() + std::min<milliseconds>(time, kCentury);
+  constexpr milliseconds kCentury = std::chrono::hours(24 * 365 * 100);
+  return std::chrono::steady_clock::now() + std::clamp(time, milliseconds(0), kCentury);
 }
 
 bool CancelledWithin(milliseconds time, const Cancellation* cancellation) noexcept {

@@ -11,7 +11,7 @@ namespace update {
 
 using Deadline = std::chrono::steady_clock::time_point;
 
-// So long from now on; within the next century, however long that is.
+// So long from now on; within the next century, however long or short that is.
 Deadline DeadlineAfter(std::chrono::milliseconds time);
 
 // Waits so long, or until it is cancelled. Whether it is.

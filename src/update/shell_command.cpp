@@ -7,10 +7,12 @@
 #include <sys/mman.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <array>
-#include <cstdlib>
+#include <charconv>
 #include <cstring>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -29,8 +31,12 @@ constexpr int kBySignal = 128;  // what the shell adds to the number of a signal
 // waits for a command that is asked to end.
 constexpr char kWatcher[] = "trap : TERM; (exec /bin/sh -c \"$1\" </dev/null 2>&1); echo $? >&0";
 
-[[noreturn]] void FailToRun(const std::string& command, const std::string& problem) {
-  throw Failure(command + ": cannot be run: " + problem, DataOf(command, {}));
+[[noreturn]] void Fail(const std::string& command, const std::string& problem) {
+  throw Failure(command + ": " + problem, DataOf(command, {}));
+}
+
+[[noreturn]] void FailToRun(const std::string& command, int error) {
+  Fail(command, "cannot be run: " + SystemMessage(error));
 }
 
 bool MayBeStopped(const CommandTerms& terms) {
@@ -92,7 +98,7 @@ class SpawnSettings {
     const int error = m_error != 0 ? m_error
                                    : posix_spawn(&child, kShell, &m_files, &m_attributes,
                                                  arguments.data(), environ);
-    if (error != 0) FailToRun(command, SystemMessage(error));
+    if (error != 0) FailToRun(command, error);
     return child;
   }
 
@@ -154,7 +160,7 @@ void RunAlone(const std::string& command, const CommandTerms& terms, const Descr
   settings.Give(output, STDERR_FILENO);
   settings.GiveNothing(STDIN_FILENO, O_RDONLY);
   const std::optional<int> status = StatusOf(settings.Spawn(command, {"sh", "-c", command}));
-  if (!status) FailToRun(command, "its end cannot be waited for: " + SystemMessage(errno));
+  if (!status) Fail(command, "its end cannot be waited for: " + SystemMessage(errno));
   TellStatus(*status, result);
 }
 
@@ -163,12 +169,12 @@ void RunAlone(const std::string& command, const CommandTerms& terms, const Descr
 struct Pipe {
   explicit Pipe(const std::string& command) {
     std::array<int, 2> ends = {-1, -1};
-    if (pipe2(ends.data(), O_CLOEXEC) != 0) FailToRun(command, SystemMessage(errno));
+    if (pipe2(ends.data(), O_CLOEXEC) != 0) FailToRun(command, errno);
     from = Descriptor(ends[0]);
     to = Descriptor(ends[1]);
     from = AboveStandardStreams(std::move(from));
     to = AboveStandardStreams(std::move(to));
-    if (!from || !to) FailToRun(command, SystemMessage(errno));
+    if (!from || !to) FailToRun(command, errno);
   }
 
   Descriptor from;
@@ -189,9 +195,12 @@ Stopped WaitOrStop(pid_t child, const Descriptor& report, const CommandTerms& te
 // What the watcher has said; none when it has been ended itself.
 std::optional<int> ReportIn(const Descriptor& report) {
   std::array<char, 16> text = {};
-  const ssize_t size = Retried([&] { return read(report.Number(), text.data(), text.size() - 1); });
-  if (size <= 0) return std::nullopt;
-  return std::atoi(text.data());
+  const ssize_t size = Retried([&] { return read(report.Number(), text.data(), text.size()); });
+  int status = 0;
+  const auto read_up_to =
+      std::from_chars(text.data(), text.data() + std::max<ssize_t>(size, 0), status);
+  if (read_up_to.ec != std::errc()) return std::nullopt;
+  return status;
 }
 
 void RunWatched(const std::string& command, const CommandTerms& terms, const Descriptor& output,
@@ -215,7 +224,7 @@ void RunWatched(const std::string& command, const CommandTerms& terms, const Des
   } else if (status && WIFSIGNALED(*status)) {
     TellSignal(WTERMSIG(*status), result);
   } else {
-    FailToRun(command, "how it has ended is not known");
+    Fail(command, "how it has ended is not known");
   }
 }
 
@@ -226,15 +235,16 @@ void RunWatched(const std::string& command, const CommandTerms& terms, const Des
 CommandResult RunInShell(const std::string& command, const CommandTerms& terms) {
   constexpr int kCannotBeExecuted = 126;
   constexpr int kNotFound = 127;
-  if (command.find('\0') != std::string::npos) FailToRun(command, SystemMessage(EINVAL));
+  if (command.find('\0') != std::string::npos) FailToRun(command, EINVAL);
   const Descriptor output = AboveStandardStreams(Descriptor(memfd_create("output", MFD_CLOEXEC)));
-  if (!output) FailToRun(command, SystemMessage(errno));
+  if (!output) FailToRun(command, errno);
   CommandResult result;
   const bool is_watched = terms.is_watched || MayBeStopped(terms) || !LeavesChildrenAlone();
   const auto& run = is_watched ? RunWatched : RunAlone;
   run(command, terms, output, result);
   result.output = OutputIn(output, command);
-  if (result.exit_status == kCannotBeExecuted || result.exit_status == kNotFound) {
+  const int exit_status = result.exit_status.value_or(0);
+  if (exit_status == kCannotBeExecuted || exit_status == kNotFound) {
     throw Failure(command + ": cannot be run: " + result.output, DataOf(command, result));
   }
   return result;

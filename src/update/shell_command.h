@@ -15,6 +15,7 @@ namespace update {
 
 // How a command is run.
 struct CommandTerms {
+  // cppcheck-suppress noExplicitConstructor; most commands have no other terms
   CommandTerms(const sigset_t& mask) : signals(mask) {}
 
   // Those that are blocked when it begins.

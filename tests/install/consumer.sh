@@ -82,11 +82,16 @@ case $way in
     tar -C "$sources" -c -z -f libqeltemplate.tar.gz CMakeLists.txt cmake src
     built_by_cmake '' "-DBUILD_SHARED_LIBS=$shared"
     check_parent
-    # Asked to, it installs the library as it is built here.
-    cmake -S . -B build -DQELTEMPLATE_INSTALL=ON
+    # Asked to, it installs the libraries as they are built here.
+    cmake -S . -B build -DQELTEMPLATE_INSTALL=ON -DQELTEMPLATE_BUILD_UPDATE=ON
+    cmake --build build
     cmake --install build --prefix "$work/parent"
     "$sources/tests/install/consumer.sh" pkg-config "$sources" "$work/parent" "$work/user" \
       "$compiler" "$standard" "$shared"
+    for user_way in find_package pkg-config; do
+      "$sources/tests/install/replace_file.sh" $user_way "$sources" "$work/parent" "$work/user" \
+        "$compiler" "$standard"
+    done
     ;;
   *) fail "unknown way: $way" ;;
 esac

@@ -26,3 +26,8 @@ for header in section_tree.h framework/str.h framework/test.h framework/tov_file
   found=$(find "$installed" -path "*/template/$header")
   [ -z "$found" ] || fail "$header is installed"
 done
+for header in commit.h descriptor.h locked_file.h shell_command.h; do
+  [ -e "src/update/$header" ] || fail "no such header: $header"
+  found=$(find "$installed" -path "*/update/$header")
+  [ -z "$found" ] || fail "$header is installed"
+done

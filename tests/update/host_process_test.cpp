@@ -464,6 +464,7 @@ TEST_F(HostProcess, AnUpdateThatHasBeenMovedFromCanOnlyBeAssignedTo) {
 TEST_F(HostProcess, AnAssignedUpdateGivesUpItsLocks) {
   m_sandbox.Write("b", "old\n");
   FileUpdate one = To("new\n", {"a"});
+  ASSERT_EQ(one.Name(0), PathOf("a"));
   one = To("new\n", {"b"});
   EXPECT_NO_THROW(To("new\n", {"a"}));
   EXPECT_THROW(To("new\n", {"b"}), Failure);
