@@ -27,6 +27,17 @@ function(qeltemplate_install_package name description component)
                                    COMPATIBILITY SameMinorVersion)
   install(FILES ${PROJECT_BINARY_DIR}/${name}-config-version.cmake DESTINATION ${package_dir}
           COMPONENT ${component})
+  qeltemplate_install_module(${name} "${description}" ${component} ${ARGN})
+endfunction()
+
+# qeltemplate_install_module(name description component [module...]): what finds it from pkg-config alone.
+function(qeltemplate_install_module name description component)
+  set(modules)
+  get_target_property(type ${name} TYPE)
+  if(type STREQUAL STATIC_LIBRARY)
+    set(modules ${ARGN})
+  endif()
+  list(JOIN modules " " modules)
   file(RELATIVE_PATH include_from_pc ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig
        ${CMAKE_INSTALL_FULL_INCLUDEDIR})
   configure_file(${PROJECT_SOURCE_DIR}/cmake/package.pc.in ${PROJECT_BINARY_DIR}/${name}.pc @ONLY)
@@ -34,7 +45,13 @@ function(qeltemplate_install_package name description component)
           COMPONENT ${component})
 endfunction()
 
+# A header is found as <qeltemplate/edit/edit.h> and, as the headers find each other, as <edit/edit.h>.
+function(qeltemplate_install_includes target)
+  target_include_directories(${target} INTERFACE $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+endfunction()
+
 # The library and its headers.
+qeltemplate_install_includes(qeltemplate)
 install(TARGETS qeltemplate EXPORT qeltemplate
         FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qeltemplate
         COMPONENT development
@@ -43,8 +60,18 @@ install(TARGETS qeltemplate EXPORT qeltemplate
 
 qeltemplate_install_package(qeltemplate "${PROJECT_DESCRIPTION}" development)
 
+# The careful edit. A static library needs the engine's beside it, which is in the same export.
+qeltemplate_install_includes(qeltemplate_edit)
+install(TARGETS qeltemplate_edit EXPORT qeltemplate
+        FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qeltemplate
+        COMPONENT development
+        ARCHIVE COMPONENT development
+        LIBRARY COMPONENT runtime NAMELINK_COMPONENT development)
+qeltemplate_install_module(qeltemplate_edit "${PROJECT_DESCRIPTION}, with care" development qeltemplate)
+
 # The safe replacing of files.
 if(QELTEMPLATE_BUILD_UPDATE)
+  qeltemplate_install_includes(qeltemplate_update)
   install(TARGETS qeltemplate_update EXPORT qeltemplate_update
           FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qeltemplate
           COMPONENT development

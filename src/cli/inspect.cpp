@@ -3,26 +3,33 @@
 // qeltemplate inspect: a configuration as its server reads it.
 
 #include <algorithm>
+#include <array>
+#include <charconv>
+#include <limits>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "cli/command.h"
 #include "cli/diagnostic.h"
 #include "cli/findings.h"
-#include "cli/inspection.h"
 #include "cli/request.h"
 #include "cli/terminal.h"
 #include "cli/text_io.h"
 #include "document/document.h"
 #include "document/meaning.h"
 #include "document/places.h"
-#include "report/json.h"
+#include "edit/inspection.h"
+#include "report/inspection_json.h"
 
 namespace cli {
 namespace {
 
-using nlohmann::ordered_json;
-using tov_document::Block;
+using edit::ForEachItem;
+using edit::InspectedText;
+using edit::Item;
+using edit::OneLine;
+using edit::PlainLine;
 using tov_document::BlockId;
 using tov_document::Dialect;
 using tov_document::Document;
@@ -50,24 +57,17 @@ struct InspectOptions {
   std::set<std::string> ignored;
 };
 
-// A configuration, and what there is to say of it. The text has to outlive it.
-struct Inspected {
-  Inspected(Dialect dialect, const std::string& text, const std::string& name)
-      : file(name),
-        document(dialect, text),
-        places(text),
-        inspection(Inspect(document, places, name)) {}
+std::size_t LineAt(const InspectedText& config, std::uint32_t offset) {
+  return config.places.Of(offset).line;
+}
 
-  std::size_t FirstLine(Span span) const { return places.Of(span.begin).line; }
-  std::size_t LastLine(Span span) const {
-    return places.Of(span.empty() ? span.begin : span.end - 1).line;
-  }
+std::size_t FirstLine(const InspectedText& config, Span span) {
+  return LineAt(config, span.begin);
+}
 
-  std::string file;
-  Document document;
-  Places places;
-  Inspection inspection;
-};
+std::size_t LastLine(const InspectedText& config, Span span) {
+  return LineAt(config, span.empty() ? span.begin : span.end - 1);
+}
 
 // --- For people ---
 
@@ -84,7 +84,9 @@ std::string Cut(const std::string& text) {
 std::string Identity(const Document& document, BlockId block) {
   const auto joined = [](const std::vector<std::string>& words) {
     std::string text;
-    for (const std::string& word : words) text += ' ' + (word.empty() ? "\"\"" : word);
+    for (const std::string& word : words) {
+      (text += ' ').append(word.empty() ? std::string_view("\"\"") : std::string_view(word));
+    }
     return Cut(text);
   };
   const std::vector<std::string> names = ServerNames(document, block);
@@ -94,10 +96,10 @@ std::string Identity(const Document& document, BlockId block) {
 }
 
 // "(lines 6 to 9: Lua, which is not looked into)".
-std::string Unread(const Inspected& config, const Inspection::Item& item) {
+std::string Unread(const InspectedText& config, const Item& item) {
   const Document& document = config.document;
-  const std::size_t first = config.FirstLine(item.node.bytes);
-  const std::size_t last = config.LastLine(item.node.bytes);
+  const std::size_t first = FirstLine(config, item.node.bytes);
+  const std::size_t last = LastLine(config, item.node.bytes);
   std::string lines = "line " + std::to_string(first);
   if (last != first) lines = "lines " + std::to_string(first) + " to " + std::to_string(last);
   if (document.blocks()[item.around].reading != tov_document::Body::kOpaque) {
@@ -108,17 +110,23 @@ std::string Unread(const Inspected& config, const Inspection::Item& item) {
   return '(' + lines + ": " + (nginx ? "Lua" : Cut(section)) + ", which is not looked into)";
 }
 
-std::string Described(const Inspected& config, const Inspection::Item& item, bool coloured) {
-  if (item.node.kind == NodeKind::kOpaque) return Unread(config, item);
-  std::string line = Cut(OneLine(config.document, item.node));
-  if (item.node.kind == NodeKind::kBlock) line = Bold(line, coloured);
-  if (item.server) line += Identity(config.document, item.node.block);
-  return line;
+void Describe(const InspectedText& config, const Item& item, bool coloured, std::string& text) {
+  if (item.node.kind == NodeKind::kOpaque) {
+    text += Unread(config, item);
+    return;
+  }
+  const std::string_view plain = PlainLine(config.document, item.node);
+  const bool bold = coloured && item.node.kind == NodeKind::kBlock;
+  if (!plain.empty() && !bold) {
+    text += plain;
+  } else {
+    text += Bold(Cut(OneLine(config.document, item.node)), bold);
+  }
+  if (item.server) text += Identity(config.document, item.node.block);
 }
 
 // Whether `item` is a comment behind `before`, on the same line.
-bool IsBehind(const Inspected& config, const Inspection::Item& before,
-              const Inspection::Item& item) {
+bool IsBehind(const InspectedText& config, const Item& before, const Item& item) {
   if (item.node.kind != NodeKind::kComment) return false;
   Span span = before.node.bytes;
   if (before.node.kind == NodeKind::kBlock && before.node.block == item.around) {
@@ -126,93 +134,82 @@ bool IsBehind(const Inspected& config, const Inspection::Item& before,
   } else if (before.around != item.around) {
     return false;
   }
-  return config.LastLine(span) == config.FirstLine(item.node.bytes);
+  return LastLine(config, span) == FirstLine(config, item.node.bytes);
 }
 
-std::string Tree(const Inspected& config, bool coloured) {
-  constexpr std::size_t kDeepest = 40;  // deeper blocks stand below each other
-  const std::vector<Inspection::Item>& items = config.inspection.items;
-  if (items.empty()) return std::string();
-  const std::string file = Printable(config.file) + ':';
-  const std::size_t width = std::to_string(config.FirstLine(items.back().node.bytes)).size();
-  std::string tree;
-  for (std::size_t i = 0; i < items.size(); ++i) {
-    const Inspection::Item& item = items[i];
-    if (i > 0 && IsBehind(config, items[i - 1], item)) {
-      tree += "  ";
+std::size_t DigitsOf(std::size_t number) {
+  return std::to_string(number).size();
+}
+
+// The items of a text, each in a line of its own, but for comments behind others. `digits` are
+// those of the last line's number.
+class Tree {
+ public:
+  Tree(const InspectedText& config, bool coloured, std::size_t digits)
+      : m_config(config),
+        m_coloured(coloured),
+        m_digits(digits),
+        m_file(Printable(config.file) + ':') {
+    m_text.reserve(config.document.text().size() +
+                   config.places.Lines() * (m_file.size() + digits + kForMore));
+  }
+
+  void Add(const Item& item) {
+    m_line = m_config.places.LineFrom(m_line, item.node.bytes.begin);
+    if (m_before && IsBehind(m_config, *m_before, item)) {
+      m_text += "  ";
     } else {
-      const std::string number = std::to_string(config.FirstLine(item.node.bytes));
-      tree.append(i > 0 ? "\n" : "").append(file).append(number) += ':';
-      tree.append(width - number.size() + 1 + 2 * std::min(item.depth, kDeepest), ' ');
+      if (m_before) m_text += '\n';
+      AddPlace(item.depth);
     }
-    tree += Described(config, item, coloured);
+    Describe(m_config, item, m_coloured, m_text);
+    m_before = item;
   }
-  return tree + '\n';
+
+  // The digits of the number of the last item's line.
+  std::size_t Digits() const { return DigitsOf(m_line); }
+
+  std::string Text() && {
+    if (m_before) m_text += '\n';
+    return std::move(m_text);
+  }
+
+ private:
+  static constexpr std::size_t kForMore = 16;  // of a line, beside its text
+  static constexpr std::size_t kDeepest = 40;  // deeper blocks stand below each other
+
+  void AddPlace(std::size_t depth) {
+    std::array<char, std::numeric_limits<std::size_t>::digits10 + 1> number;
+    const char* const end = std::to_chars(number.data(), number.data() + number.size(), m_line).ptr;
+    const auto size = static_cast<std::size_t>(end - number.data());
+    m_text += m_file;
+    m_text.append(number.data(), size) += ':';
+    m_text.append(m_digits - std::min(size, m_digits) + 1 + 2 * std::min(depth, kDeepest), ' ');
+  }
+
+  const InspectedText& m_config;
+  const bool m_coloured;
+  const std::size_t m_digits;
+  const std::string m_file;
+  std::size_t m_line = 1;
+  std::optional<Item> m_before;
+  std::string m_text;
+};
+
+std::string TreeText(const InspectedText& config, bool coloured) {
+  // Behind the last item only ends of blocks may follow: rarely to a number of more digits.
+  for (std::size_t digits = DigitsOf(config.places.Lines());;) {
+    Tree tree(config, coloured, digits);
+    ForEachItem(config.document, [&tree](const Item& item) { tree.Add(item); });
+    if (tree.Digits() == digits) return std::move(tree).Text();
+    digits = tree.Digits();
+  }
 }
 
-std::string Findings(const Inspection& inspection, bool coloured) {
-  std::string shown = ShownWarnings(inspection.warnings, coloured);
-  if (inspection.error) shown += Shown(*inspection.error, Weight::kError, coloured);
+std::string Findings(const edit::Remarks& remarks, bool coloured) {
+  std::string shown = ShownWarnings(remarks.warnings, coloured);
+  if (remarks.error) shown += Shown(*remarks.error, Weight::kError, coloured);
   return shown.empty() ? shown : '\n' + shown;
-}
-
-// --- For programs ---
-
-// What blocks and directives have in common; `words` are those of the head or the directive.
-ordered_json Json(const Inspected& config, Span bytes, const std::vector<Word>& words) {
-  ordered_json arguments = ordered_json::array();
-  for (std::size_t i = 1; i < words.size(); ++i) {
-    arguments.push_back(config.document.Value(words[i]));
-  }
-  const tov_document::Place place = config.places.Of(bytes.begin);
-  return {{"name", config.document.Value(words.front())},
-          {"arguments", std::move(arguments)},
-          {"line", place.line},
-          {"column", place.column}};
-}
-
-void AddBlockAround(ordered_json& json, const char* member, BlockId block) {
-  if (block != kWholeText) json[member] = block - 1;
-}
-
-ordered_json BlockJson(const Inspected& config, const Inspection::Item& item) {
-  const Document& document = config.document;
-  const BlockId id = item.node.block;
-  const Block& block = document.blocks()[id];
-  ordered_json json = Json(config, block.head, document.HeadWords(id));
-  if (!block.closing.empty()) json["end_line"] = config.LastLine(block.closing);
-  AddBlockAround(json, "parent", item.around);
-  json["depth"] = item.depth;
-  if (block.reading == tov_document::Body::kOpaque) json["opaque"] = true;
-  if (item.server) {
-    json["server"] = {{"names", ServerNames(document, id)},
-                      {"addresses", ServerAddresses(document, id)}};
-  }
-  return json;
-}
-
-ordered_json DirectiveJson(const Inspected& config, const Inspection::Item& item) {
-  const Span bytes = item.node.bytes;
-  ordered_json json = Json(config, bytes, config.document.Words(bytes));
-  json["end_line"] = config.LastLine(bytes);
-  AddBlockAround(json, "block", item.around);
-  return json;
-}
-
-ordered_json Json(const Inspected& config) {
-  ordered_json blocks = ordered_json::array();
-  ordered_json directives = ordered_json::array();
-  for (const Inspection::Item& item : config.inspection.items) {
-    if (item.node.kind == NodeKind::kBlock) blocks.push_back(BlockJson(config, item));
-    if (item.node.kind == NodeKind::kDirective) directives.push_back(DirectiveJson(config, item));
-  }
-  ordered_json json = {{"config", config.file},
-                       {"dialect", NameOf(config.document.dialect())},
-                       {"blocks", std::move(blocks)},
-                       {"directives", std::move(directives)},
-                       {"warnings", report::Json(config.inspection.warnings)}};
-  if (config.inspection.error) json["error"] = report::Json(*config.inspection.error);
-  return json;
 }
 
 Outcome Run(const InspectOptions& options) {
@@ -224,14 +221,14 @@ Outcome Run(const InspectOptions& options) {
     dialect = DialectOf(text, name);
     SayGuess(name, *dialect);
   }
-  Inspected config(*dialect, text, name);
-  Inspection& inspection = config.inspection;
-  Ignore(options.ignored, inspection.warnings);
-  const bool clean = inspection.warnings.empty() && !inspection.error;
+  InspectedText config(*dialect, text, name);
+  edit::Remarks& remarks = config.remarks;
+  Ignore(options.ignored, remarks.warnings);
+  const bool clean = remarks.warnings.empty() && !remarks.error;
   const ExitCode code = clean ? kDone : kFindings;
-  if (options.json) return {report::JsonText(Json(config)), code};
+  if (options.json) return {report::InspectionJson(config), code};
   const bool coloured = WantsColour(options.colour);
-  return {Tree(config, coloured) + Findings(inspection, coloured), code};
+  return {TreeText(config, coloured) + Findings(remarks, coloured), code};
 }
 
 void AddOptions(CLI::App& command, InspectOptions& options) {

@@ -8,7 +8,7 @@
 #include "cli/guard_options.h"
 #include "cli/request.h"
 #include "cli/text_io.h"
-#include "edit/template_tree.h"
+#include "edit/edit.h"
 
 namespace cli {
 namespace {
@@ -53,11 +53,10 @@ Outcome Run(const PrototypeOptions& options) {
   if (!request.dialect) GuessDialect(request, config, options.config_file);
   WarnOfOtherDialect(request.edit.template_text, request.edit.template_name, *request.dialect);
   SetWriting(options, request.edit);
-  edit::Findings findings;
-  std::string text = edit::Prototype(request.edit, findings);
-  RefuseIfFound(findings.refusals, request.edit.template_name, "no prototype:");
-  if (!text.empty()) text += '\n';
-  return {text};
+  edit::Result made = edit::Prototype(request.edit);
+  RefuseIfFound(made.refusals, request.edit.template_name, "no prototype:");
+  if (!made.text.empty()) made.text += '\n';
+  return {made.text};
 }
 
 void AddOptions(CLI::App& command, PrototypeOptions& options) {

@@ -217,6 +217,12 @@ bool BeginsPlainly(std::string_view text) {
   }
 }
 
+// Whether `text` is "</..." or "<...>" where, at a glance, nothing can be wrong with it.
+bool IsPlainTag(std::string_view text) {
+  if (text.size() < 3 || text[0] != '<') return false;
+  return text[1] == '/' || (text.back() == '>' && !IsVersion(text.substr(1, 9)));
+}
+
 [[gnu::noinline]] bool IsSameLongWord(std::string_view a, std::string_view b) {
   return BehindLetters(b, 0) == b.size() && SameLetters(a, b);
 }
@@ -306,11 +312,18 @@ ApacheFinder::Odd ApacheFinder::OddStops(std::uint64_t odd, std::string_view tex
 }
 
 ApacheScanner::ApacheScanner(std::string_view text, std::size_t begin, std::size_t end)
-    : m_text(text.substr(0, end)), m_at(begin), m_map(m_text, begin, end) {}
+    : m_text(text.substr(0, end)), m_at(begin), m_map(text, begin, end) {}
+
+void ApacheScanner::Read(std::size_t begin, std::size_t end) {
+  Nul();
+  m_text = std::string_view(m_text.data(), end);
+  m_at = begin;
+  m_map.SetEnd(end);
+}
 
 std::size_t ApacheScanner::Nul() {
   if (m_nul == kNowhere) m_nul = std::min(m_text.find('\0', m_at), m_text.size());
-  return m_nul;
+  return std::min(m_nul, m_text.size());
 }
 
 // The same for a tag. Most are "<Name ...>" or "</Name>" and nothing else.
@@ -396,6 +409,16 @@ Item ApacheScanner::Line(const ApacheLine& line) const {
   item.bytes = MakeSpan(line.At(0), line.At(text.size()));
   if (text.front() == '#') {
     item.kind = Item::Kind::kComment;
+    return item;
+  }
+  if (IsPlainTag(text)) {
+    item.kind = text[1] == '/' ? Item::Kind::kClose : Item::Kind::kOpen;
+    return item;
+  }
+  const std::size_t letters = BehindLetters(text, 0);
+  if (letters == text.size() || (letters != 0 && IsBlank(text[letters]))) {
+    item.kind = Item::Kind::kDirective;
+    item.states = StatesOf(text.substr(0, letters));
     return item;
   }
   std::string buffer;
@@ -497,7 +520,7 @@ std::size_t InnerBegin(const LineWord& word) {
 
 }  // namespace
 
-std::vector<Word> ApacheWords(std::string_view text, Span directive) {
+void ApacheWords(std::string_view text, Span directive, std::vector<Word>& words) {
   const ApacheLine joined(text.substr(0, directive.end), directive.begin);
   std::string_view line = joined.text();
   const LineWord first = WordAt(line, 0);
@@ -509,13 +532,12 @@ std::vector<Word> ApacheWords(std::string_view text, Span directive) {
     ++begin;
     line = line.substr(0, std::max(line.rfind('>') + 1, first.end + 1) - 1);
   }
-  std::vector<Word> words = {MakeWord(text, joined, first, std::min(begin, end), end)};
+  words.push_back(MakeWord(text, joined, first, std::min(begin, end), end));
   for (LineWord word = WordAt(line, first.end); word.begin < line.size();
        word = WordAt(line, word.end)) {
     const std::size_t inner = InnerBegin(word);
     words.push_back(MakeWord(text, joined, word, inner, inner + word.inner.size()));
   }
-  return words;
 }
 
 std::string ApacheValue(std::string_view text, const Word& word) {
@@ -529,5 +551,6 @@ std::string ApacheValue(std::string_view text, const Word& word) {
 
 template class Reader<ApacheScanner>;
 template void Document::AddNodes<ApacheScanner>(BlockId, std::vector<Node>&) const;
+template void Document::VisitAll<ApacheScanner>(const NodeVisitor&) const;
 
 }  // namespace tov_document

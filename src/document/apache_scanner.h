@@ -113,6 +113,10 @@ class ApacheScanner {
   // Goes on at `offset`, which is ahead: the end of a line but for its blanks.
   void SkipTo(std::size_t offset) { m_at = offset; }
 
+  // Goes on at `begin`, which is ahead, where a line begins or ends, up to `end`, which is not
+  // behind the first end.
+  void Read(std::size_t begin, std::size_t end);
+
   Inside InsideOf(Span head) const;
 
   // The closing line of the section `head`, whose inside is kCode or kMacro; an error when there is
@@ -130,7 +134,7 @@ class ApacheScanner {
   std::size_t LineBegin(std::size_t at) const;
   Item Line(const ApacheLine& line) const;
 
-  // The first NUL byte, else the end. It is looked for when it is asked for.
+  // The first NUL byte, else the end. It is looked for when it is asked for, up to the first end.
   std::size_t Nul();
 
   // The name of the section that `head` opens.
@@ -138,13 +142,14 @@ class ApacheScanner {
 
   std::string_view m_text;  // up to the end
   std::size_t m_at;
-  std::size_t m_nul = std::string_view::npos;  // Nul(), if it is known
+  std::size_t m_nul = std::string_view::npos;  // the first NUL byte or end, if it is known
   ByteMap<ApacheClasses> m_map;
 };
 
-// The words of a directive or of a section's head, as Document::Words gives them, and what a word
-// means.
-std::vector<Word> ApacheWords(std::string_view text, Span directive);
+// Appends the words of a directive or of a section's head, as Document::Words gives them.
+void ApacheWords(std::string_view text, Span directive, std::vector<Word>& words);
+
+// What a word means.
 std::string ApacheValue(std::string_view text, const Word& word);
 
 }  // namespace tov_document

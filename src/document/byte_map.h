@@ -9,6 +9,7 @@
 // of which the comparisons for every kind of processor are made.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -149,10 +150,12 @@ template <class Classes>
 class ByteMap {
  public:
   // Those from `begin` up to `end`.
-  ByteMap(std::string_view text, std::size_t begin, std::size_t end)
-      : m_text(text.data()), m_end(end) {
+  ByteMap(std::string_view text, std::size_t begin, std::size_t end) : m_text(text), m_end(end) {
     Load(begin - begin % kMaskSize);
   }
+
+  // Those up to another end, which is in the text as well.
+  void SetEnd(std::size_t end) { m_end = end; }
 
   // The first stop, the first byte that is no blank, at or behind `from`; the end when there is
   // none. Cost: little where `from` is not far from what was found last.
@@ -171,7 +174,7 @@ class ByteMap {
     const std::size_t ahead = from - m_base;  // large where `from` is before m_base
     if (ahead < kMaskSize) {
       const std::uint64_t bits = m_bits.*kWhich >> ahead;
-      if (bits != 0) return from + LowestBit(bits);
+      if (bits != 0) return std::min(from + LowestBit(bits), m_end);
     }
     return Search<kWhich>(from);
   }
@@ -186,24 +189,25 @@ class ByteMap {
       Load(m_base + kMaskSize);
       bits = m_bits.*kWhich;
     }
-    return m_base + LowestBit(bits);
+    return std::min(m_base + LowestBit(bits), m_end);
   }
 
+  // Bytes behind the end are looked at where the text has them: all at once is faster than some.
   void Load(std::size_t base) {
     using Stops = typename Classes::Stops;
     using Blanks = typename Classes::Blanks;
-    const char* const bytes = m_text + base;
+    const char* const bytes = m_text.data() + base;
     m_base = base;
-    if (base + kMaskSize <= m_end) {
+    if (base + kMaskSize <= m_text.size()) {
       m_bits = {WholeMask<Stops>(bytes), ~WholeMask<Blanks>(bytes)};
     } else {
-      const std::size_t count = m_end - base;
+      const std::size_t count = m_text.size() - base;
       const std::uint64_t all = (std::uint64_t{1} << count) - 1;
       m_bits = {PartMask<Stops>(bytes, count), PartMask<Blanks>(bytes, count) ^ all};
     }
   }
 
-  const char* m_text;
+  std::string_view m_text;
   std::size_t m_end;
   std::size_t m_base = 0;
   Bits m_bits;  // of the bytes from m_base on

@@ -2,7 +2,6 @@
 
 #include "document/document.h"
 
-#include <algorithm>
 #include <limits>
 #include <stdexcept>
 
@@ -16,6 +15,8 @@ extern template class Reader<NginxScanner>;
 extern template class Reader<ApacheScanner>;
 extern template void Document::AddNodes<NginxScanner>(BlockId, std::vector<Node>&) const;
 extern template void Document::AddNodes<ApacheScanner>(BlockId, std::vector<Node>&) const;
+extern template void Document::VisitAll<NginxScanner>(const NodeVisitor&) const;
+extern template void Document::VisitAll<ApacheScanner>(const NodeVisitor&) const;
 
 // --- Reading ---
 
@@ -45,23 +46,37 @@ std::vector<Node> Document::Nodes(BlockId block) const {
   return nodes;
 }
 
-std::vector<Mark> Document::Identifying(BlockId block) const {
-  const Span body = m_blocks[block].body;
-  std::vector<Mark> found;
-  const auto first = std::lower_bound(
-      m_marks.begin(), m_marks.end(), body.begin,
-      [](const Mark& mark, std::uint32_t offset) { return mark.directive.begin < offset; });
-  for (auto mark = first; mark != m_marks.end() && mark->directive.begin < body.end; ++mark) {
-    if (mark->block == block) found.push_back(*mark);
+void Document::Visit(const NodeVisitor& visit) const {
+  if (m_dialect == Dialect::kNginx) {
+    VisitAll<NginxScanner>(visit);
+  } else {
+    VisitAll<ApacheScanner>(visit);
   }
+}
+
+std::vector<Mark> Document::Identifying(BlockId block) const {
+  std::vector<Mark> found;
+  ForEachIdentifying(block, [&found](const Mark& mark) { found.push_back(mark); });
   return found;
 }
 
 // --- Words ---
 
+void Document::ReadWords(Span directive, std::vector<Word>& words) const {
+  words.clear();
+  if (m_dialect == Dialect::kNginx) {
+    NginxWords(m_text, directive, words);
+  } else {
+    ApacheWords(m_text, directive, words);
+  }
+}
+
 std::vector<Word> Document::Words(Span directive) const {
-  return m_dialect == Dialect::kNginx ? NginxWords(m_text, directive)
-                                      : ApacheWords(m_text, directive);
+  constexpr std::size_t kMost = 4;  // as a rule
+  std::vector<Word> words;
+  words.reserve(kMost);
+  ReadWords(directive, words);
+  return words;
 }
 
 std::vector<Word> Document::Words(const Node& node) const {

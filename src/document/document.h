@@ -10,8 +10,10 @@
 //   document.Words(node)                            // of a directive: its name, its arguments
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -62,6 +64,16 @@ struct Node {
   Span bytes;
   BlockId block = kWholeText;  // which one it is: for kBlock only
 };
+
+// A node, and where it stands.
+struct Placed {
+  Node node;
+  BlockId around = kWholeText;  // the block that it stands in
+  std::size_t depth = 0;        // how many blocks are around it
+};
+
+// Is called for one node after the other.
+using NodeVisitor = std::function<void(const Placed&)>;
 
 // How the inside of a block is read.
 enum class Body : std::uint8_t {
@@ -169,10 +181,27 @@ class Document {
   // linear in its body, but for the blocks inside, which cost nothing.
   std::vector<Node> Nodes(BlockId block) const;
 
+  // Tells `visit` of all nodes but blanks, in the order of the text: of a block, then of what
+  // stands in it. Cost: one pass over the text, and no memory, however deep its blocks are.
+  void Visit(const NodeVisitor& visit) const;
+
   // The directives of a block, not of those inside, that say which server it is: nginx's
   // server_name and listen, Apache's ServerName and ServerAlias. Cost: logarithmic, and one step
   // for each such directive of the block and of those inside.
   std::vector<Mark> Identifying(BlockId block) const;
+
+  // The same, each given to `use`.
+  template <class Use>
+  void ForEachIdentifying(BlockId block, const Use& use) const {
+    const Span body = m_blocks[block].body;
+    const auto begins_before = [](const Mark& mark, std::uint32_t offset) {
+      return mark.directive.begin < offset;
+    };
+    auto mark = std::lower_bound(m_marks.begin(), m_marks.end(), body.begin, begins_before);
+    for (; mark != m_marks.end() && mark->directive.begin < body.end; ++mark) {
+      if (mark->block == block) use(*mark);
+    }
+  }
 
   // All of them, in the order of the text.
   const std::vector<Mark>& marks() const { return m_marks; }
@@ -182,6 +211,10 @@ class Document {
   std::vector<Word> Words(const Node& node) const;
   std::vector<Word> Words(Span directive) const;
   std::vector<Word> HeadWords(BlockId block) const;
+
+  // The same words, in the place of what was in `words`: for who looks at many directives, to keep
+  // the memory.
+  void ReadWords(Span directive, std::vector<Word>& words) const;
 
   // What the server makes of a word: without quotes, escapes and continued lines. Variables stay as
   // they are written.
@@ -195,6 +228,15 @@ class Document {
 
   template <class Scanner>
   void AddNodes(BlockId block, std::vector<Node>& nodes) const;
+  template <class Scanner>
+  void VisitAll(const NodeVisitor& visit) const;
+
+  // The end of what is read of a block.
+  std::uint32_t ReadEnd(BlockId block) const {
+    const Block& read = m_blocks[block];
+    if (read.reading == Body::kOpaque) return read.body.begin;
+    return std::clamp(m_read_end, read.body.begin, read.body.end);
+  }
 
   Dialect m_dialect;
   std::string_view m_text;

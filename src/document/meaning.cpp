@@ -20,13 +20,21 @@ constexpr std::size_t kNowhere = std::string_view::npos;
 constexpr std::size_t kShortestName = 10;
 
 bool IsNumber(std::string_view text) {
-  return !text.empty() && text.find_first_not_of("0123456789") == kNowhere;
+  return !text.empty() && std::all_of(text.begin(), text.end(),
+                                      [](char byte) { return byte >= '0' && byte <= '9'; });
 }
 
 // Without the zeros at its front.
-std::string NormalNumber(std::string_view digits) {
-  const std::size_t first = std::min(digits.find_first_not_of('0'), digits.size() - 1);
-  return std::string(digits.substr(first));
+std::string_view NormalNumber(std::string_view digits) {
+  while (digits.size() > 1 && digits.front() == '0') digits.remove_prefix(1);
+  return digits;
+}
+
+// What a word means: as a rule what stands there, else a text that is kept in `buffer`.
+std::string_view ValueOf(const Document& document, const Word& word, std::string& buffer) {
+  if (word.as_written) return document.Bytes(word.inner);
+  buffer = document.Value(word);
+  return buffer;
 }
 
 // An IPv6 address in its shortest form; any other text comes back as it is.
@@ -54,6 +62,12 @@ std::string NormalHost(Dialect dialect, std::string_view host) {
     return '[' + ShortAddress(lower.substr(1, lower.size() - 2)) + ']';
   }
   return lower;
+}
+
+// Behind the address of a "listen" without connections, and the options that make it one.
+constexpr char kNoStream[] = "/udp";
+bool IsTransport(std::string_view option) {
+  return option == "quic" || option == "udp";
 }
 
 bool IsOneOf(std::string_view name, std::initializer_list<std::string_view> names) {
@@ -94,8 +108,14 @@ bool MayHold(std::string_view text, Span directive, std::string_view name) {
 
 bool IsConditionBlock(const Document& document, BlockId block) {
   if (block == kWholeText || document.dialect() != Dialect::kApache) return false;
+  const std::string_view head = document.Bytes(document.blocks()[block].head);
+  if (head.size() > 1 && head.front() == '<' && Letters::Has(head[1]) && Lower(head[1]) != 'i') {
+    return false;
+  }
   const std::vector<Word> words = document.HeadWords(block);
-  return !words.empty() && IsCondition(document.dialect(), document.Value(words.front()));
+  std::string buffer;
+  return !words.empty() &&
+         IsCondition(document.dialect(), ValueOf(document, words.front(), buffer));
 }
 
 // The innermost block around what stands in `block` that is no condition.
@@ -105,13 +125,15 @@ BlockId BlockAround(const Document& document, BlockId block) {
 }
 
 void AddNames(const Document& document, BlockId block, std::vector<std::string>& names) {
-  for (const Mark& mark : document.Identifying(block)) {
-    if (!mark.names) continue;
-    const std::vector<Word> words = document.Words(mark.directive);
+  std::vector<Word> words;
+  std::string buffer;
+  document.ForEachIdentifying(block, [&](const Mark& mark) {
+    if (!mark.names) return;
+    document.ReadWords(mark.directive, words);
     for (std::size_t i = 1; i < words.size(); ++i) {
-      names.push_back(NormalName(document.dialect(), document.Value(words[i])));
+      names.push_back(NormalName(document.dialect(), ValueOf(document, words[i], buffer)));
     }
-  }
+  });
 }
 
 }  // namespace
@@ -143,27 +165,28 @@ std::vector<BlockId> ConditionsIn(const Document& document, BlockId block) {
 std::string NormalAddress(Dialect dialect, std::string_view written) {
   if (SameLetters(written.substr(0, 5), "unix:")) return "unix:" + std::string(written.substr(5));
   const bool nginx = dialect == Dialect::kNginx;
-  if (nginx && IsNumber(written)) return "*:" + NormalNumber(written);
+  if (nginx && IsNumber(written)) return std::string("*:").append(NormalNumber(written));
   std::string_view port = written;
   const std::string_view host = CutHost(port);
   if (!port.empty()) port.remove_prefix(1);
-  const std::string any_port = nginx ? "80" : "*";
-  return NormalHost(dialect, host) + ':' +
-         (port.empty()     ? any_port
-          : IsNumber(port) ? NormalNumber(port)
-                           : std::string(port));
+  if (port.empty()) {
+    port = nginx ? "80" : "*";
+  } else if (IsNumber(port)) {
+    port = NormalNumber(port);
+  }
+  return (NormalHost(dialect, host) += ':').append(port);
 }
 
 std::string ListenAddress(const std::vector<std::string>& words) {
   if (words.size() < 2) return std::string();
-  return NormalAddress(Dialect::kNginx, words[1]) + (TransportIn(words).empty() ? "" : "/udp");
+  return NormalAddress(Dialect::kNginx, words[1]) + (TransportIn(words).empty() ? "" : kNoStream);
 }
 
 std::string TransportIn(const std::vector<std::string>& words) {
-  for (std::size_t i = 2; i < words.size(); ++i) {
-    if (words[i] == "quic" || words[i] == "udp") return words[i];
-  }
-  return std::string();
+  const auto found =
+      std::find_if(words.begin() + std::min<std::ptrdiff_t>(2, words.end() - words.begin()),
+                   words.end(), IsTransport);
+  return found == words.end() ? std::string() : *found;
 }
 
 std::string NormalName(Dialect dialect, std::string_view written) {
@@ -189,18 +212,28 @@ std::vector<std::string> ServerAddresses(const Document& document, BlockId block
   const Dialect dialect = document.dialect();
   if (dialect == Dialect::kApache) {
     const std::vector<Word> words = document.HeadWords(block);
-    if (words.empty() || !IsServer(dialect, document.Value(words.front()))) return addresses;
+    std::string buffer;
+    if (words.empty() || !IsServer(dialect, ValueOf(document, words.front(), buffer))) {
+      return addresses;
+    }
     for (std::size_t i = 1; i < words.size(); ++i) {
-      addresses.push_back(NormalAddress(dialect, document.Value(words[i])));
+      addresses.push_back(NormalAddress(dialect, ValueOf(document, words[i], buffer)));
     }
     return addresses;
   }
-  for (const Mark& mark : document.Identifying(block)) {
-    if (mark.names) continue;
-    std::vector<std::string> values;
-    for (const Word& word : document.Words(mark.directive)) values.push_back(document.Value(word));
-    if (values.size() > 1) addresses.push_back(ListenAddress(values));
-  }
+  std::vector<Word> words;
+  std::string buffer;
+  document.ForEachIdentifying(block, [&](const Mark& mark) {
+    if (mark.names) return;
+    document.ReadWords(mark.directive, words);
+    if (words.size() < 2) return;
+    std::string& address =
+        addresses.emplace_back(NormalAddress(dialect, ValueOf(document, words[1], buffer)));
+    const bool streams = std::none_of(words.begin() + 2, words.end(), [&](const Word& word) {
+      return IsTransport(ValueOf(document, word, buffer));
+    });
+    if (!streams) address += kNoStream;
+  });
   return addresses;
 }
 
@@ -229,10 +262,11 @@ std::vector<BlockId> BlocksNamed(const Document& document, std::string_view name
 
 std::unordered_map<std::string, std::vector<BlockId>> BlocksByName(const Document& document) {
   std::unordered_map<std::string, std::vector<BlockId>> blocks;
+  std::vector<Word> words;
   for (const Mark& mark : document.marks()) {
     if (!mark.names) continue;
     const BlockId around = BlockAround(document, mark.block);
-    const std::vector<Word> words = document.Words(mark.directive);
+    document.ReadWords(mark.directive, words);
     for (std::size_t i = 1; i < words.size(); ++i) {
       blocks[NormalName(document.dialect(), document.Value(words[i]))].push_back(around);
     }

@@ -30,23 +30,6 @@ std::size_t LineEnd(std::string_view text, std::size_t at) {
   return std::min(text.find('\n', at), text.size());
 }
 
-// The end of the word, without quotes, that begins at `at`: where a blank, ";" or "{" ends it.
-std::size_t BareWordEnd(std::string_view text, std::size_t at) {
-  bool variable = false;
-  while (at < text.size()) {
-    const char byte = text[at];
-    if (byte == '\\') {
-      at = std::min(at + 2, text.size());
-      variable = false;
-      continue;
-    }
-    if (IsBlank(byte) || byte == ';' || (byte == '{' && !variable)) return at;
-    variable = byte == '$' || (byte == '{' && variable);
-    ++at;
-  }
-  return at;
-}
-
 // The closing quote of the word whose quote stands at `open`; none: the text ends before.
 std::size_t ClosingQuote(std::string_view text, std::size_t open) {
   for (std::size_t at = open + 1; at < text.size(); ++at) {
@@ -66,6 +49,30 @@ constexpr std::array<bool, 256> PlainBytes() {
   return plain;
 }
 constexpr std::array<bool, 256> kPlain = PlainBytes();
+
+bool IsPlain(char byte) {
+  return kPlain.at(static_cast<unsigned char>(byte));
+}
+
+// The end of the word, without quotes, that begins at `at`: where a blank, ";" or "{" ends it.
+std::size_t BareWordEnd(std::string_view text, std::size_t at) {
+  std::size_t escaped = at;       // behind the last escaped byte
+  std::size_t opened = kNowhere;  // behind the last "${", or "{" behind it
+  for (; at < text.size(); ++at) {
+    const char byte = text[at];
+    if (IsPlain(byte)) continue;
+    if (byte == '\\') {
+      escaped = at + 2;
+      ++at;
+    } else if (byte == '{') {
+      if (at != opened && (at == escaped || text[at - 1] != '$')) return at;
+      opened = at + 1;
+    } else if (IsBlank(byte) || byte == ';') {
+      return at;
+    }
+  }
+  return std::min(at, text.size());
+}
 
 // What the first byte of a directive tells.
 enum class First : std::uint8_t {
@@ -121,7 +128,13 @@ bool HoldsValues(std::string_view name) {
 }  // namespace
 
 NginxScanner::NginxScanner(std::string_view text, std::size_t begin, std::size_t end)
-    : m_text(text.substr(0, end)), m_at(begin), m_map(m_text, begin, end) {}
+    : m_text(text.substr(0, end)), m_at(begin), m_map(text, begin, end) {}
+
+void NginxScanner::Read(std::size_t begin, std::size_t end) {
+  m_text = std::string_view(m_text.data(), end);
+  m_at = begin;
+  m_map.SetEnd(end);
+}
 
 Item NginxScanner::Next() {
   return ItemAt(m_map.NextVisible(m_at));
@@ -288,9 +301,11 @@ bool NginxScanner::BeginsWord(std::size_t at, std::size_t escaped) const {
 // `buffer`.
 std::string_view NginxScanner::Name(Span directive, std::string& buffer) const {
   std::size_t end = directive.begin;
-  while (kPlain.at(static_cast<unsigned char>(m_text[end]))) ++end;
+  while (IsPlain(m_text[end])) ++end;
   if (IsBlank(m_text[end])) return m_text.substr(directive.begin, end - directive.begin);
-  buffer = NginxValue(m_text, NginxWords(m_text, directive).front());
+  std::vector<Word> words;
+  NginxWords(m_text, directive, words);
+  buffer = NginxValue(m_text, words.front());
   return buffer;
 }
 
@@ -341,9 +356,8 @@ Item NginxScanner::ClosingOfCode(Span head) const {
   return item;
 }
 
-std::vector<Word> NginxWords(std::string_view text, Span directive) {
+void NginxWords(std::string_view text, Span directive, std::vector<Word>& words) {
   text = text.substr(0, directive.end);
-  std::vector<Word> words;
   for (std::size_t at = BehindBlanks(text, directive.begin); at < text.size();
        at = BehindBlanks(text, at)) {
     const std::size_t begin = at;
@@ -365,7 +379,6 @@ std::vector<Word> NginxWords(std::string_view text, Span directive) {
     word.as_written = text.substr(begin, at - begin).find('\\') == kNowhere;
     words.push_back(word);
   }
-  return words;
 }
 
 std::string NginxValue(std::string_view text, const Word& word) {
@@ -389,5 +402,6 @@ std::string NginxValue(std::string_view text, const Word& word) {
 
 template class Reader<NginxScanner>;
 template void Document::AddNodes<NginxScanner>(BlockId, std::vector<Node>&) const;
+template void Document::VisitAll<NginxScanner>(const NodeVisitor&) const;
 
 }  // namespace tov_document

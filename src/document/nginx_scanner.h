@@ -60,6 +60,9 @@ class NginxScanner {
   // Goes on at `offset`, which is ahead.
   void SkipTo(std::size_t offset) { m_at = offset; }
 
+  // Goes on at `begin`, which is ahead, up to `end`, which is not behind the first end.
+  void Read(std::size_t begin, std::size_t end);
+
   Inside InsideOf(Span head) const;
 
   // The closing of the block `head`, whose inside is kCode; an error when there is none.
@@ -93,8 +96,10 @@ class NginxScanner {
   ByteMap<NginxClasses> m_map;
 };
 
-// The words of a directive or of a head, as Document::Words gives them, and what a word means.
-std::vector<Word> NginxWords(std::string_view text, Span directive);
+// Appends the words of a directive or of a head, as Document::Words gives them.
+void NginxWords(std::string_view text, Span directive, std::vector<Word>& words);
+
+// What a word means.
 std::string NginxValue(std::string_view text, const Word& word);
 
 }  // namespace tov_document

@@ -19,4 +19,14 @@ Place Places::Of(std::uint32_t offset) const {
           static_cast<std::size_t>(offset - *std::prev(behind)) + 1};
 }
 
+std::size_t Places::LineFrom(std::size_t line, std::uint32_t offset) const {
+  constexpr std::size_t kNear = 8;
+  const std::size_t last = std::min(line + kNear, m_line_begins.size());
+  if (m_line_begins[line - 1] > offset) return Of(offset).line;
+  for (; line < last; ++line) {
+    if (offset < m_line_begins[line]) return line;
+  }
+  return line == m_line_begins.size() ? line : Of(offset).line;
+}
+
 }  // namespace tov_document

@@ -26,6 +26,17 @@ class Places {
   // The place of the byte at `offset`; of the text's size, the place behind its last byte.
   Place Of(std::uint32_t offset) const;
 
+  // Its line, which takes a step or two where that is `line` or one of the next.
+  std::size_t LineFrom(std::size_t line, std::uint32_t offset) const;
+
+  // Its column, where `line` is its line.
+  std::size_t ColumnIn(std::size_t line, std::uint32_t offset) const {
+    return static_cast<std::size_t>(offset - m_line_begins[line - 1]) + 1;
+  }
+
+  // How many lines there are: what follows the last "\n" is one, too.
+  std::size_t Lines() const { return m_line_begins.size(); }
+
  private:
   std::vector<std::uint32_t> m_line_begins;
 };

@@ -203,7 +203,7 @@ class Reader {
 template <class Scanner>
 void Document::AddNodes(BlockId block, std::vector<Node>& nodes) const {
   const Span body = m_blocks[block].body;
-  const std::uint32_t end = std::clamp(m_read_end, body.begin, body.end);
+  const std::uint32_t end = ReadEnd(block);
   std::uint32_t at = body.begin;
   const auto add = [&](NodeKind kind, Span bytes, BlockId id) {
     if (at < bytes.begin) nodes.push_back({NodeKind::kBlank, {at, bytes.begin}, kWholeText});
@@ -226,6 +226,43 @@ void Document::AddNodes(BlockId block, std::vector<Node>& nodes) const {
   if (at < end) nodes.push_back({NodeKind::kBlank, {at, end}, kWholeText});
   at = std::max(at, end);
   if (at < body.end) nodes.push_back({NodeKind::kOpaque, {at, body.end}, kWholeText});
+}
+
+// One scanner reads it all: behind each block it goes on in the one around that.
+template <class Scanner>
+void Document::VisitAll(const NodeVisitor& visit) const {
+  Placed placed;  // what is around, too, while there is no node
+  BlockId last = kWholeText;
+  std::uint32_t at = 0;
+  const auto tell = [&](NodeKind kind, Span bytes, BlockId block) {
+    placed.node = {kind, bytes, block};
+    visit(placed);
+    at = bytes.end;
+  };
+  Scanner scanner(m_text, 0, ReadEnd(kWholeText));
+  for (;;) {
+    const Item item = scanner.Next();
+    if (item.kind == Item::Kind::kOpen) {
+      const Block& inner = m_blocks[++last];
+      tell(NodeKind::kBlock, {inner.head.begin, inner.closing.end}, last);
+      placed.around = last;
+      ++placed.depth;
+      at = inner.body.begin;
+      scanner.Read(at, ReadEnd(last));
+    } else if (item.kind != Item::Kind::kEnd) {
+      const bool comment = item.kind == Item::Kind::kComment;
+      tell(comment ? NodeKind::kComment : NodeKind::kDirective, item.bytes, kWholeText);
+    } else {
+      const Block& block = m_blocks[placed.around];
+      at = std::max(at, ReadEnd(placed.around));
+      if (at < block.body.end) tell(NodeKind::kOpaque, {at, block.body.end}, kWholeText);
+      if (placed.around == kWholeText) return;
+      placed.around = block.parent;
+      --placed.depth;
+      at = block.closing.end;
+      scanner.Read(at, ReadEnd(block.parent));
+    }
+  }
 }
 
 }  // namespace tov_document

@@ -274,4 +274,14 @@ Explained Explain(const Request& request, std::string_view text, const std::stri
   return explained;
 }
 
+Result Prototype(const Request& request) {
+  Findings findings;
+  Result result;
+  result.text = Prototype(request, findings);
+  if (!findings.refusals.empty()) result.text.clear();
+  result.refusals = std::move(findings.refusals);
+  result.warnings = std::move(findings.warnings);
+  return result;
+}
+
 }  // namespace edit

@@ -23,6 +23,7 @@
 #include "edit/finding.h"
 #include "edit/report.h"
 #include "edit/request.h"
+#include "template/export.h"
 
 namespace edit {
 
@@ -54,7 +55,8 @@ struct Result {
 // Throws std::length_error for a text of 4 GiB or more, and what the request's importer throws.
 // Cost: two passes over the text, one before the edit and one after; the rest depends on the blocks
 // that the template means.
-Result Edit(const Request& request, std::string_view text, const std::string& name);
+QELTEMPLATE_EXPORT Result Edit(const Request& request, std::string_view text,
+                               const std::string& name);
 
 // The same edit, and what became of each line of the template. Of a refused edit the report tells
 // what would be done but for the refusals.
@@ -62,6 +64,12 @@ struct Explained {
   Result result;
   EditReport report;
 };
-Explained Explain(const Request& request, std::string_view text, const std::string& name);
+QELTEMPLATE_EXPORT Explained Explain(const Request& request, std::string_view text,
+                                     const std::string& name);
+
+// The template's own result: the opening and closing lines of its blocks and what identifies them,
+// with the new values and without the branches not taken. No configuration is looked at. Values are
+// judged as in an edit.
+QELTEMPLATE_EXPORT Result Prototype(const Request& request);
 
 }  // namespace edit

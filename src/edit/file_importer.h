@@ -6,6 +6,7 @@
 #include <string>
 
 #include "edit/request.h"
+#include "template/export.h"
 
 namespace edit {
 
@@ -16,6 +17,6 @@ namespace edit {
 //
 // Throws std::runtime_error when `root` is no directory. The importer itself throws nothing but
 // std::bad_alloc, and may be used by several threads at a time.
-Importer FileImporter(const std::string& root);
+QELTEMPLATE_EXPORT Importer FileImporter(const std::string& root);
 
 }  // namespace edit

@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "template/export.h"
+
 namespace edit {
 
 // A place in a file. Lines and columns count from 1, columns in bytes; 0: none in particular.
@@ -18,7 +20,7 @@ struct FilePlace {
 };
 
 // "site.conf:12:5", without what is 0.
-std::string Shown(const FilePlace& place);
+QELTEMPLATE_EXPORT std::string Shown(const FilePlace& place);
 
 // What a request can be given so that an edit is made that was refused.
 enum class Remedy {
@@ -50,10 +52,10 @@ struct Finding {
 
 // Where it is: in the template if it is about a line of that, else in the configuration. A place
 // without a file when it is about neither.
-const FilePlace& PlaceOf(const Finding& finding);
+QELTEMPLATE_EXPORT const FilePlace& PlaceOf(const Finding& finding);
 
 // Where it is, what is wrong, and what to do: "site.template:2:3: ... is not there. Correct ...".
-std::string Shown(const Finding& finding);
+QELTEMPLATE_EXPORT std::string Shown(const Finding& finding);
 
 struct Findings {
   std::vector<Finding> refusals;
@@ -61,10 +63,10 @@ struct Findings {
 };
 
 // `text` without what would move the cursor of a terminal.
-std::string Printable(std::string_view text);
+QELTEMPLATE_EXPORT std::string Printable(std::string_view text);
 
 // `text` in quotes for a message, on one line, cut when it is long.
-std::string Quoted(std::string_view text);
+QELTEMPLATE_EXPORT std::string Quoted(std::string_view text);
 
 // A name of findings, with what they are about, for help texts.
 struct FindingKind {
@@ -75,8 +77,8 @@ struct FindingKind {
 // Those for which an edit is refused: the first ones can be switched off, see Request::forced, the
 // others not. And those that are only said. One more refusal should never come, and is none of
 // these: "fault", when the edited text is not what the template means.
-extern const std::vector<FindingKind> kForcedRefusals;
-extern const std::vector<FindingKind> kFirmRefusals;
-extern const std::vector<FindingKind> kEditWarnings;
+QELTEMPLATE_EXPORT extern const std::vector<FindingKind> kForcedRefusals;
+QELTEMPLATE_EXPORT extern const std::vector<FindingKind> kFirmRefusals;
+QELTEMPLATE_EXPORT extern const std::vector<FindingKind> kEditWarnings;
 
 }  // namespace edit

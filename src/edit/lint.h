@@ -7,6 +7,7 @@
 
 #include "edit/finding.h"
 #include "edit/request.h"
+#include "template/export.h"
 
 namespace edit {
 
@@ -19,9 +20,9 @@ enum class ValuesGiven {
 // Looks at the request's template without a configuration, by its dialect, its importer and its
 // values; nothing else of the request counts. In the order of the places. Passes on what the
 // importer throws. Cost: linear in the template and its imports.
-std::vector<Finding> Lint(const Request& request, ValuesGiven given);
+QELTEMPLATE_EXPORT std::vector<Finding> Lint(const Request& request, ValuesGiven given);
 
 // The names that these findings can have.
-extern const std::vector<FindingKind> kTemplateWarnings;
+QELTEMPLATE_EXPORT extern const std::vector<FindingKind> kTemplateWarnings;
 
 }  // namespace edit

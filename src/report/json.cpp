@@ -152,9 +152,4 @@ ordered_json Json(const ExplainedEdit& edit) {
           {"refusals", Json(result.refusals)}};
 }
 
-std::string JsonText(const ordered_json& value) {
-  constexpr int kIndentation = 2;
-  return value.dump(kIndentation, ' ', false, ordered_json::error_handler_t::replace) + '\n';
-}
-
 }  // namespace report

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "edit/edit.h"
+#include "report/json_writer.h"
 
 namespace report {
 
@@ -25,9 +26,5 @@ nlohmann::ordered_json Json(const std::vector<edit::Finding>& findings);
 nlohmann::ordered_json Json(const edit::Result& result);
 
 nlohmann::ordered_json Json(const ExplainedEdit& edit);
-
-// `value` as text, indented, members in the order in which they were put in. A byte that is no
-// UTF-8 becomes U+FFFD.
-std::string JsonText(const nlohmann::ordered_json& value);
 
 }  // namespace report

@@ -10,7 +10,14 @@
 
 #include "document/document.h"
 
-// "" when the nodes of all blocks are, in their order, the bytes of the text; else what is wrong.
+inline bool IsSame(const tov_document::Placed& a, const tov_document::Placed& b) {
+  return a.node.kind == b.node.kind && a.node.bytes.begin == b.node.bytes.begin &&
+         a.node.bytes.end == b.node.bytes.end && a.node.block == b.node.block &&
+         a.around == b.around && a.depth == b.depth;
+}
+
+// "" when the nodes of all blocks are, in their order, the bytes of the text, and are visited in
+// this order, but for blanks; else what is wrong.
 inline std::string Untiled(const tov_document::Document& document) {
   using namespace tov_document;
   std::uint32_t at = 0;
@@ -29,6 +36,7 @@ inline std::string Untiled(const tov_document::Document& document) {
     std::size_t next = 0;
   };
   std::vector<Open> open;
+  std::vector<Placed> told;
   open.push_back({kWholeText, document.Nodes(kWholeText)});
   BlockId last = kWholeText;
   while (!open.empty() && wrong.empty()) {
@@ -40,6 +48,7 @@ inline std::string Untiled(const tov_document::Document& document) {
       continue;
     }
     const Node node = inner.nodes[inner.next++];
+    if (node.kind != NodeKind::kBlank) told.push_back({node, inner.block, open.size() - 1});
     if (node.kind != NodeKind::kBlock) {
       take(node.bytes, "a node");
       if (node.bytes.empty()) wrong = "an empty node at " + std::to_string(at);
@@ -58,7 +67,15 @@ inline std::string Untiled(const tov_document::Document& document) {
   }
   if (!wrong.empty()) return wrong;
   if (last + 1 != document.blocks().size()) return "a block is not among the nodes";
-  return at == document.text().size() ? std::string() : "the nodes end before the text";
+  if (at != document.text().size()) return "the nodes end before the text";
+  std::size_t visited = 0;
+  document.Visit([&](const Placed& placed) {
+    if (visited == told.size() || !IsSame(told[visited++], placed)) {
+      wrong = "another node is visited at " + std::to_string(placed.node.bytes.begin);
+    }
+  });
+  if (wrong.empty() && visited != told.size()) wrong = "not all nodes are visited";
+  return wrong;
 }
 
 // A line for each node but blanks, the inside of blocks indented:

@@ -96,7 +96,7 @@ TEST(AFinding, SaysWhatIsWrongAndWhatToDoApart) {
       {"a value that nothing uses",
        "",
        "gzip on;\n",
-       {{"x", nullptr, "1"}},
+       {{"x", std::nullopt, "1"}},
        "unused-value",
        "no line of the template uses the value 'x'",
        "Correct the name, or leave the value out",

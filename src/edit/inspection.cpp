@@ -1,21 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "cli/inspection.h"
+#include "edit/inspection.h"
 
 #include <algorithm>
 #include <string_view>
 #include <utility>
 
-#include "cli/findings.h"
+#include "document/byte_map.h"
 #include "document/meaning.h"
 #include "edit/comparison.h"
 #include "template/framework/str.h"
 
-namespace cli {
+namespace edit {
 namespace {
 
 using tov_document::BlockId;
-using tov_document::Dialect;
 using tov_document::Document;
 using tov_document::Node;
 using tov_document::NodeKind;
@@ -24,7 +23,9 @@ using tov_document::Places;
 using tov_document::Span;
 using tov_document::Word;
 
-// --- The tree ---
+constexpr std::size_t kNowhere = std::string_view::npos;
+
+// --- What stands in a text ---
 
 Span Trimmed(const Document& document, Span span) {
   const std::string_view bytes = document.Bytes(span);
@@ -34,56 +35,14 @@ Span Trimmed(const Document& document, Span span) {
   return {begin, begin + static_cast<std::uint32_t>(trimmed.size())};
 }
 
-// Goes through the tree with a stack of its own: a text may nest deeper than calls can.
-class Walk {
- public:
-  explicit Walk(const Document& document) : m_document(document) {}
-
-  std::vector<Inspection::Item> Run() {
-    Enter(tov_document::kWholeText, false);
-    while (!m_open.empty()) {
-      Level& level = m_open.back();
-      if (level.next == level.nodes.size()) {
-        m_open.pop_back();
-      } else {
-        Visit(level.nodes[level.next++], level);
-      }
-    }
-    return std::move(m_items);
-  }
-
- private:
-  struct Level {
-    BlockId block;
-    bool in_server;
-    std::vector<Node> nodes;
-    std::size_t next = 0;
-  };
-
-  void Enter(BlockId block, bool in_server) {
-    m_open.push_back({block, in_server, m_document.Nodes(block)});
-  }
-
-  void Visit(Node node, const Level& level) {
-    if (node.kind == NodeKind::kOpaque) node.bytes = Trimmed(m_document, node.bytes);
-    if (node.kind == NodeKind::kBlank || node.bytes.empty()) return;
-    Inspection::Item item = {node, level.block, m_open.size() - 1, false};
-    if (node.kind == NodeKind::kBlock) {
-      item.server = !level.in_server && IsServer(node.block);
-      Enter(node.block, level.in_server || item.server);  // `level` may have moved
-    }
-    m_items.push_back(item);
-  }
-
-  bool IsServer(BlockId block) const {
-    const std::string name = m_document.Value(m_document.HeadWords(block).front());
-    return tov_document::IsServer(m_document.dialect(), name);
-  }
-
-  const Document& m_document;
-  std::vector<Level> m_open;
-  std::vector<Inspection::Item> m_items;
-};
+bool IsServer(const Document& document, BlockId block) {
+  const std::string_view head = document.Bytes(document.blocks()[block].head);
+  const bool nginx = document.dialect() == Dialect::kNginx;
+  const std::size_t first = nginx || head.front() != '<' ? 0 : 1;
+  if (std::string_view("sVv\"'\\").find(head[first]) == kNowhere) return false;
+  const std::string name = document.Value(document.HeadWords(block).front());
+  return tov_document::IsServer(document.dialect(), name);
+}
 
 // --- What the server refuses ---
 
@@ -93,18 +52,22 @@ class Checks {
       : m_document(document), m_places(places), m_file(file) {}
 
   void Options(Span directive) {
-    const std::vector<Word> words = m_document.Words(directive);
+    // Most directives have another name, which tells already by its first byte.
+    if (std::string_view("oO\"'\\").find(m_document.text()[directive.begin]) == kNowhere) return;
+    m_document.ReadWords(directive, m_words);
+    const std::vector<Word>& words = m_words;
     if (!tov_document::SameName(Dialect::kApache, m_document.Value(words.front()), "Options")) {
       return;
     }
     const auto comment = std::find_if(words.begin() + 1, words.end(), [this](const Word& word) {
-      return m_document.Value(word).substr(0, 1) == "#";
+      const std::string value = m_document.Value(word);
+      return !value.empty() && value.front() == '#';
     });
     std::vector<std::string> options;
     for (auto word = words.begin() + 1; word != comment; ++word) {
       options.push_back(m_document.Value(*word));
     }
-    if (edit::AreMixedOptions(options)) {
+    if (AreMixedOptions(options)) {
       Warn("mixed-options", directive.begin,
            "httpd refuses words with a sign beside words without one. Write all of them with a "
            "sign, or none");
@@ -163,6 +126,7 @@ class Checks {
   const Document& m_document;
   const Places& m_places;
   const std::string& m_file;
+  std::vector<Word> m_words;  // of the directive that is looked at
   std::vector<Finding> m_warnings;
 };
 
@@ -185,19 +149,47 @@ std::string Unfolded(Dialect dialect, std::string_view bytes) {
   return line.append(bytes);
 }
 
+// Whether the first `size` of 64 bytes are shown as they are, no two of them are blanks that follow
+// each other, and none may keep blanks in a word or, as ">" at the end of a name, mean nothing.
+bool ArePlain(const char* bytes, std::size_t size) {
+  using tov_document::Bytes;
+  using Odd = tov_document::AnyOf<Bytes<'"'>, Bytes<'\''>, Bytes<'\\'>, Bytes<'>'>>;
+  const std::uint64_t shown = tov_document::WholeMask<tov_document::Range<' ', '~'>>(bytes);
+  const std::uint64_t odd = tov_document::WholeMask<Odd>(bytes) | ~shown;
+  const std::uint64_t blanks = tov_document::WholeMask<Bytes<' '>>(bytes);
+  const std::uint64_t all = (std::uint64_t{1} << size) - 1;
+  return ((odd | (blanks & blanks >> 1U)) & all) == 0;
+}
+
 }  // namespace
 
-Inspection Inspect(const Document& document, const Places& places, const std::string& file) {
-  Inspection inspection;
-  inspection.items = Walk(document).Run();
+void ForEachItem(const Document& document, const std::function<void(const Item&)>& visit) {
+  BlockId behind_server = tov_document::kWholeText;  // the first block that is not inside of one
+  document.Visit([&](const tov_document::Placed& placed) {
+    Item item;
+    static_cast<tov_document::Placed&>(item) = placed;
+    Node& node = item.node;
+    if (node.kind == NodeKind::kOpaque) node.bytes = Trimmed(document, node.bytes);
+    if (node.bytes.empty()) return;
+    if (node.kind == NodeKind::kBlock && node.block >= behind_server) {
+      item.server = IsServer(document, node.block);
+      if (item.server) behind_server = document.blocks()[node.block].next;
+    }
+    visit(item);
+  });
+}
+
+Remarks RemarksOn(const Document& document, const Places& places, const std::string& file) {
+  Remarks remarks;
   Checks checks(document, places, file);
-  for (const Inspection::Item& item : inspection.items) {
-    const bool directive = item.node.kind == NodeKind::kDirective;
-    if (directive && document.dialect() == Dialect::kApache) checks.Options(item.node.bytes);
+  if (document.dialect() == Dialect::kApache) {
+    document.Visit([&checks](const tov_document::Placed& placed) {
+      if (placed.node.kind == NodeKind::kDirective) checks.Options(placed.node.bytes);
+    });
   }
-  inspection.error = checks.Syntax();
-  inspection.warnings = checks.Warnings();
-  return inspection;
+  remarks.error = checks.Syntax();
+  remarks.warnings = checks.Warnings();
+  return remarks;
 }
 
 std::string OneLine(const Document& document, const Node& node) {
@@ -214,4 +206,23 @@ std::string OneLine(const Document& document, const Node& node) {
   return block ? '<' + words + '>' : words;
 }
 
-}  // namespace cli
+std::string_view PlainLine(const Document& document, const Node& node) {
+  using tov_document::kMaskSize;
+  const bool block = node.kind == NodeKind::kBlock;
+  const bool nginx = document.dialect() == Dialect::kNginx;
+  const Span bytes = block ? document.blocks()[node.block].head : node.bytes;
+  const std::string_view line = document.Bytes(bytes);
+  const bool loads = document.text().size() - bytes.begin >= kMaskSize;
+  if (!loads || line.size() < 3 || line.size() >= kMaskSize) return {};
+  // Without what opens a block or ends a directive.
+  const bool ends = block || (nginx && node.kind == NodeKind::kDirective);
+  const std::size_t size = line.size() - (ends ? 1 : 0);
+  if (node.kind == NodeKind::kOpaque || !ArePlain(line.data(), size)) return {};
+  const bool brace = block && nginx;
+  const bool section = block && !nginx;
+  const bool as_shown =
+      (line[size - 1] == ' ') == brace && (!section || (line.back() == '>' && line[1] != ' '));
+  return as_shown ? line : std::string_view();
+}
+
+}  // namespace edit

@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// A configuration as its server reads it, as JSON.
+#pragma once
+
+#include <string>
+
+#include "edit/inspection.h"
+
+namespace report {
+
+// As docs/schema/inspect.json says, with a line end.
+std::string InspectionJson(const edit::InspectedText& config);
+
+}  // namespace report
