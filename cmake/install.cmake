@@ -70,7 +70,7 @@ install(TARGETS qeltemplate_edit EXPORT qeltemplate
 qeltemplate_install_module(qeltemplate_edit "${PROJECT_DESCRIPTION}, with care" development qeltemplate)
 
 # The safe replacing of files.
-if(QELTEMPLATE_BUILD_UPDATE)
+if(TARGET qeltemplate_update)
   qeltemplate_install_includes(qeltemplate_update)
   install(TARGETS qeltemplate_update EXPORT qeltemplate_update
           FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qeltemplate

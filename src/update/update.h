@@ -87,8 +87,8 @@ struct UpdateOptions {
   NewWarnings new_warnings = NewWarnings::kNotLookedFor;
 
   // How long each run of a command may take; none: as long as it likes. One that takes longer is
-  // stopped, and counts as refused. Its process group, which is one of its own, gets SIGTERM, and
-  // SIGKILL when it has not ended two seconds later.
+  // stopped, and counts as refused. Its process group, which is one of its own, so that it cannot
+  // ask anything at a terminal, gets SIGTERM, and SIGKILL when it has ended or two seconds later.
   std::optional<std::chrono::milliseconds> command_limit = std::nullopt;
 
   // For programs that a user or the system stops by signals. In the calling thread SIGINT, SIGTERM

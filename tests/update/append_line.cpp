@@ -8,9 +8,11 @@
 //   --warnings=told|refused                            the same
 //   --wait=MILLISECONDS                                for the locks
 //   --missing                                          the one file need not be there
+//   --library                                          without holding signals, and cancellable
 
 #include <chrono>
 #include <cstdio>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,6 +28,7 @@ struct Arguments {
   update::UpdateOptions options;
   std::chrono::milliseconds wait = update::FileUpdate::kLockWait;
   bool missing = false;
+  std::optional<update::Cancellation> cancellation;
   std::vector<std::string> words;
 };
 
@@ -49,6 +52,9 @@ Arguments Parsed(int argc, char** argv) {
       parsed.wait = std::chrono::milliseconds(std::stoi(value));
     } else if (option == "--missing") {
       parsed.missing = true;
+    } else if (option == "--library") {
+      parsed.options.hold_stop_signals = false;
+      parsed.cancellation.emplace();
     } else {
       parsed.words.push_back(word);
     }
@@ -59,8 +65,9 @@ Arguments Parsed(int argc, char** argv) {
 update::FileUpdate Locked(const Arguments& arguments) {
   const std::vector<std::string> files(arguments.words.begin() + 1, arguments.words.end());
   update::AllowOpenFiles(files.size());
-  return arguments.missing ? update::FileUpdate::OfMissing(files.front(), arguments.wait)
-                           : update::FileUpdate(files, arguments.wait);
+  return arguments.missing
+             ? update::FileUpdate::OfMissing(files.front(), arguments.wait, arguments.cancellation)
+             : update::FileUpdate(files, arguments.wait, arguments.cancellation);
 }
 
 }  // namespace

@@ -2,8 +2,6 @@
 
 // What an update of files does, keeps and refuses.
 
-#include "update/update.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/xattr.h>
@@ -16,6 +14,7 @@
 #include <vector>
 
 #include "update/failure.h"
+#include "update/update.h"
 #include "update/update_test.h"
 
 namespace {

@@ -86,7 +86,7 @@ class Interrupted : public testing::Test {
     RunTraced(
         "trace=openat,flock,fchown,fchmod,fsetxattr,write,fsync,syncfs,link,rename,renameat2,"
         "unlink,"
-        "memfd_create,pread64,wait4,exit_group",
+        "memfd_create,pread64,wait4,exit_group,pipe2,poll,kill",
         arguments);
     std::map<std::string, Calls> calls;
     bool has_lock = false;
@@ -190,6 +190,7 @@ const Case kAccepted[] = {
     {"CheckOfStaged", {"--check=grep -q new {}"}, false},
     {"CheckOfWarnings", {"--check=cat a sites/b", "--warnings=refused"}, false},
     {"Everything", {"--backup=~", "--check=true", "--warnings=told", "--reload=true"}, true},
+    {"Library", {"--library", "--check=true", "--reload=true"}, false},
 };
 
 const Case kRefused[] = {
@@ -198,6 +199,7 @@ const Case kRefused[] = {
      {"--backup=~", "--check=grep -q new a && echo '[warn] new'; true", "--warnings=refused"},
      true},
     {"Reload", {"--backup=~", "--reload=false"}, true},
+    {"Library", {"--library", "--backup=~", "--reload=false"}, true},
 };
 
 std::string NameOf(const testing::TestParamInfo<Case>& info) {
@@ -217,8 +219,8 @@ TEST_P(Refused, KilledAtAnyCallEachFileIsOldOrNew) {
 
 TEST_P(Accepted, WhenACallFailsAllFilesAreOldOrAllAreNew) {
   const std::set<std::string> calls_that_change = {
-      "openat", "flock", "fchown",    "fchmod", "fsetxattr", "write",
-      "fsync",  "link",  "renameat2", "unlink", "pread64",   "memfd_create"};
+      "openat", "flock",     "fchown", "fchmod",  "fsetxattr",    "write", "fsync",
+      "link",   "renameat2", "unlink", "pread64", "memfd_create", "pipe2", "poll"};
   const Words update = UpdateWith(GetParam().options);
   for (const auto& [name, calls] : SystemCalls(update)) {
     if (calls_that_change.count(name) == 0) continue;
