@@ -271,8 +271,7 @@ class Road {
         result.backups.push_back(change.file.Name() + *m_options.backup_suffix);
       }
     }
-    const bool told = m_options.new_warnings == NewWarnings::kTold;
-    if (told) result.new_warnings = Explained(std::move(warnings), m_changes);
+    result.new_warnings = Explained(std::move(warnings), m_changes);
     result.checked = !m_options.check.empty();
     result.reloaded = !m_options.reload.empty();
     return result;
