@@ -141,10 +141,8 @@ TEST_F(CancelledUpdates, BeforeCommitNoFileIsTouchedAndNoCommandRun) {
   const Cancellation cancellation;
   FileUpdate update = Prepared(cancellation);
   cancellation.Cancel();
-  EXPECT_EQ(MessageOf<Cancelled>([&] {
-              update.Commit({"~", Here("touch c"), Here("touch r")});
-            }),
-            "cancelled, nothing is changed");
+  const UpdateOptions options = {"~", Here("touch c"), Here("touch r"), update::NewWarnings::kTold};
+  EXPECT_EQ(MessageOf<Cancelled>([&] { update.Commit(options); }), "cancelled, nothing is changed");
   EXPECT_THAT(m_sandbox.Names(), ElementsAre("a", "b"));
   ExpectAllOld();
 }
