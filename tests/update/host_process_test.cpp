@@ -408,26 +408,35 @@ TEST_F(HostProcess, ARefusalTellsWhatTheCommandHasDone) {
 }
 
 TEST_F(HostProcess, AFailureTellsItsFiles) {
-  const auto files_of = [](const std::function<void()>& step) {
-    try {
-      step();
-    } catch (const Failure& failure) {
-      return failure.Data().files;
-    }
-    return std::vector<std::string>{"nothing was thrown"};
-  };
-  const FileUpdate holder({PathOf("a")});
-  EXPECT_THAT(files_of([this] { To("new\n", {"a"}); }), ElementsAre(PathOf("a")));
-  EXPECT_THAT(files_of([this] { To("new\n", {"b"}); }), ElementsAre(PathOf("b")));
-  EXPECT_THAT(files_of([] { FileUpdate({std::string("a\0b", 3)}); }),
-              ElementsAre(std::string("a\0b", 3)));
   m_sandbox.Write("c", "old\n");
   m_sandbox.Write("d", "old\n");
+  const FileUpdate holder({PathOf("a")});
   const std::string overtaking = Here("for f in c d; do echo theirs >x; mv x $f; done");
-  EXPECT_THAT(files_of([&] {
-                Commit("new\n", {"c", "d"}, WithCheck(overtaking));
-              }),
-              ElementsAre(PathOf("d"), PathOf("c")));
+  struct Case {
+    const char* name;
+    std::vector<std::string> named;
+    std::vector<std::string> told;
+  };
+  const Case cases[] = {
+      {"locked by another", {"a"}, {PathOf("a")}},
+      {"not there", {"b"}, {PathOf("b")}},
+      {"changed by another", {"c", "d"}, {PathOf("d"), PathOf("c")}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    try {
+      Commit("new\n", c.named, WithCheck(overtaking));
+      ADD_FAILURE();
+    } catch (const Failure& failure) {
+      EXPECT_EQ(failure.Data().files, c.told);
+      EXPECT_THAT(failure.Data().not_put_back, IsEmpty());
+    }
+  }
+}
+
+TEST_F(HostProcess, ANameWithANulByteIsNotTheFileBeforeIt) {
+  EXPECT_NO_THROW(FileUpdate({PathOf("a")}));
+  EXPECT_THROW(FileUpdate({PathOf("a") + std::string("\0b", 2)}), Failure);
 }
 
 TEST_F(HostProcess, ACommandThatCannotBeRunIsTold) {
