@@ -6,8 +6,8 @@
 //
 //   replace_file /etc/nginx/sites-available/site 'nginx -t' 'systemctl reload nginx' <new_text
 //
-// CHECK and RELOAD are commands, "" for none. What was there before is kept as FILE~. Ctrl-C ends it
-// with the old text in its place.
+// CHECK and RELOAD are commands, "" for none. What was there before is kept as FILE~. Ctrl-C ends
+// it with the old text in its place.
 #include <update/update.h>
 
 #include <chrono>
@@ -34,7 +34,7 @@ update::UpdateOptions Options(const std::string& check, const std::string& reloa
 
 void Replace(const std::string& file, const std::string& text,
              const update::UpdateOptions& options) {
-  const update::Cancellation cancellation;
+  static const update::Cancellation cancellation;  // Ctrl-C may come at any time
   ctrl_c = &cancellation;
   std::signal(SIGINT, [](int) { ctrl_c->Cancel(); });
 
@@ -44,7 +44,8 @@ void Replace(const std::string& file, const std::string& text,
   std::signal(SIGINT, SIG_DFL);
 
   for (const std::string& name : result.changed) std::cout << name << " is new\n";
-  for (const std::string& warning : result.new_warnings) std::cout << "warning: " << warning << '\n';
+  for (const std::string& warning : result.new_warnings)
+    std::cout << "warning: " << warning << '\n';
 }
 
 }  // namespace
