@@ -76,7 +76,7 @@ TEST(AFinding, SaysWhatIsWrongAndWhatToDoApart) {
        "quote raw r "},
       {"a syntax error",
        "server {\nroot /a;\n",
-       "server {\nroot /b;\n}\n",
+       "server {\nroot /a;\n}\n",
        {},
        "syntax",
        "the block that begins here does not close",

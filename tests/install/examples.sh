@@ -39,12 +39,16 @@ for language in cpp c; do
 done
 "$tests/install/replaced.sh" "$work/replaced" "$work/cpp/build/replace_file"
 
+"$tests/install/panel.sh" "$work/panel" "$work/cpp/build/panel"
+
 # pkg-config does not say where the libraries are to be found when the program runs.
 cd "$work/cpp"
 c++ -std=c++17 rename_site.cpp $(pkg-config --cflags --libs qeltemplate) -o rename_site
 check env LD_LIBRARY_PATH="$LD_LIBRARY_PATH" ./rename_site
 c++ -std=c++17 replace_file.cpp $(pkg-config --cflags --libs qeltemplate_update) -o replace_file
 "$tests/install/replaced.sh" "$work/replaced" env LD_LIBRARY_PATH="$LD_LIBRARY_PATH" "$work/cpp/replace_file"
+c++ -std=c++17 panel.cpp $(pkg-config --cflags --libs qeltemplate_edit qeltemplate_update) -o panel
+"$tests/install/panel.sh" "$work/panel" env LD_LIBRARY_PATH="$LD_LIBRARY_PATH" "$work/cpp/panel"
 cd "$work/c"
 cc -std=c11 rename_site.c $(pkg-config --cflags --libs qeltemplate_c) -o rename_site
 check env LD_LIBRARY_PATH="$LD_LIBRARY_PATH" ./rename_site

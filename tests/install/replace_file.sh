@@ -18,7 +18,7 @@ cp "$sources/examples/cpp/replace_file.cpp" .
 
 case $way in
   find_package)
-    grep -v -e rename_site -e 'find_package(qeltemplate 0' "$sources/examples/cpp/CMakeLists.txt" >CMakeLists.txt
+    grep -v -e rename_site -e panel -e 'find_package(qeltemplate 0' "$sources/examples/cpp/CMakeLists.txt" >CMakeLists.txt
     cmake -S . -B build -G Ninja -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_STANDARD="$standard" \
       -DCMAKE_CXX_EXTENSIONS=OFF -DCMAKE_CXX_FLAGS="$flags" -DCMAKE_PREFIX_PATH="$installed"
     cmake --build build
