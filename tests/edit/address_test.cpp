@@ -110,7 +110,7 @@ TEST(SitesOfOneName, AreRefusedWhenNothingTellsThemApart) {
       "would mean the first one";
   const auto message = [](const std::string& text, const NamedValues& values) {
     const SaidCase c = {"", kTwoOfOneName, text, values, "", "", ""};
-    return AllOf(Edit(RequestOf(Dialect::kNginx, c), c.config, "site.conf").refusals);
+    return AllOf(RecordedEdit(RequestOf(Dialect::kNginx, c), c.config, "site.conf").refusals);
   };
   EXPECT_EQ(message("server {\nserver_name a.example;\ngzip on;\n}\n", {}),
             "site.template:1:1: " + both + " [ambiguous]\n");
@@ -1211,7 +1211,7 @@ TEST(ATextWithoutTheBlock, IsLeftAloneWhenAsked) {
   const std::string text = "server {\nserver_name {% $n %};\ngzip on;\n}\n";
   const auto result = [&](const std::string& config) {
     const Case c = {"", config, text, {{"n", "a", "b"}}, "", skip};
-    return Edit(RequestOf(Dialect::kNginx, c), config, "site.conf");
+    return RecordedEdit(RequestOf(Dialect::kNginx, c), config, "site.conf");
   };
   const std::string other = "server {\n  server_name x;\n}\n";
   EXPECT_TRUE(result(other).skipped);

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "edit/case_writer.h"
 #include "edit/edit.h"
 
 namespace edit {
@@ -82,7 +83,7 @@ inline std::string AllOf(const std::vector<Finding>& findings) {
 
 // The edited text, or why it is refused.
 inline std::string EditedText(const Request& request, const std::string& config) {
-  const Result result = Edit(request, config, "site.conf");
+  const Result result = RecordedEdit(request, config, "site.conf");
   return result.refusals.empty() ? result.text : "refused:\n" + AllOf(result.refusals);
 }
 
@@ -93,7 +94,7 @@ inline void ExpectEdits(Dialect dialect, const std::vector<Case>& cases) {
     SCOPED_TRACE(c.name);
     Request request = RequestOf(dialect, c);
     EXPECT_EQ(EditedText(request, c.config), c.expected);
-    EXPECT_EQ(AllOf(Edit(request, c.config, "site.conf").warnings), "");
+    EXPECT_EQ(AllOf(RecordedEdit(request, c.config, "site.conf").warnings), "");
     EXPECT_EQ(EditedText(request, c.expected), c.expected) << "the same once more";
     for (auto& [name, value] : request.values) {
       if (value.new_value) value.old_value = value.new_value;
@@ -113,7 +114,7 @@ inline void ExpectFinding(const std::vector<Finding>& findings, const SaidCase& 
 inline void ExpectRefusals(Dialect dialect, const std::vector<SaidCase>& cases) {
   for (const SaidCase& c : cases) {
     SCOPED_TRACE(c.name);
-    const Result result = Edit(RequestOf(dialect, c), c.config, "site.conf");
+    const Result result = RecordedEdit(RequestOf(dialect, c), c.config, "site.conf");
     EXPECT_EQ(result.text, c.config);
     ExpectFinding(result.refusals, c);
   }
@@ -123,7 +124,7 @@ inline void ExpectRefusals(Dialect dialect, const std::vector<SaidCase>& cases) 
 inline void ExpectWarnings(Dialect dialect, const std::vector<SaidCase>& cases) {
   for (const SaidCase& c : cases) {
     SCOPED_TRACE(c.name);
-    const Result result = Edit(RequestOf(dialect, c), c.config, "site.conf");
+    const Result result = RecordedEdit(RequestOf(dialect, c), c.config, "site.conf");
     EXPECT_EQ(AllOf(result.refusals), "");
     EXPECT_EQ(result.text, c.expected);
     ExpectFinding(result.warnings, c);

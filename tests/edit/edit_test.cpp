@@ -309,7 +309,7 @@ TEST(ARefusedEdit, LeavesTheTextAndGivesAllReasons) {
                   }};
   Request request = RequestOf(Dialect::kNginx, c);
   const auto refusals = [&] {
-    const Result result = Edit(request, config, "site.conf");
+    const Result result = RecordedEdit(request, config, "site.conf");
     EXPECT_EQ(result.text, config);
     std::vector<std::string> names;
     for (const Finding& refusal : result.refusals) names.push_back(refusal.name);
@@ -343,7 +343,7 @@ TEST(Refusals, OfWhichThatIsSaidDoNotCountWhenForced) {
   for (const Forced& c : cases) {
     SCOPED_TRACE(c.name);
     Request request = RequestOf(Dialect::kNginx, Case{"", c.config, c.text, {}, "", c.ask});
-    const Result refused = Edit(request, c.config, "site.conf");
+    const Result refused = RecordedEdit(request, c.config, "site.conf");
     ASSERT_EQ(refused.refusals.size(), 1U) << AllOf(refused.refusals);
     EXPECT_EQ(refused.refusals[0].name, c.name);
     EXPECT_EQ(refused.text, c.config);
@@ -381,7 +381,7 @@ TEST(Findings, AreShownOnOneLineWithoutControlCharacters) {
 TEST(AMessage, ShowsNoControlCharactersOfTheText) {
   const std::string config = "server {\n\tserver_name a;\n\troot \"/x\x1b[2J\";\n}\n";
   const Case c = {"", config, "server {\nserver_name a;\nroot /y;\n}\n", {}, ""};
-  const Result result = Edit(RequestOf(Dialect::kNginx, c), config, "site.conf");
+  const Result result = RecordedEdit(RequestOf(Dialect::kNginx, c), config, "site.conf");
   ASSERT_EQ(result.refusals.size(), 1U);
   EXPECT_EQ(Shown(result.refusals[0]).find('\x1b'), std::string::npos);
   EXPECT_NE(Shown(result.refusals[0]).find("'root \"/x?[2J\";'"), std::string::npos)

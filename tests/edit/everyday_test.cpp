@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "edit/case_writer.h"
 #include "edit/edit.h"
 
 namespace {
@@ -379,7 +380,7 @@ std::string WithCarriageReturns(std::string_view text) {
 
 // The text that the edit gives, or its refusals.
 std::string Edited(const edit::Request& request, const std::string& text) {
-  const edit::Result result = edit::Edit(request, text, "file.conf");
+  const edit::Result result = edit::RecordedEdit(request, text, "file.conf");
   if (result.refusals.empty()) return result.text;
   std::string refusals = "refused";
   for (const edit::Finding& refusal : result.refusals) refusals += "\n" + Shown(refusal);

@@ -668,7 +668,7 @@ TEST(Values, WriteNoDirectivesThatNobodyReviewed) {
     for (const char* const place : {"root {% $r %};\n", "root [% $r %];\n"}) {
       SCOPED_TRACE(value + " in " + place);
       const Case c = {"", Server("\troot /a;\n"), Server(place), {{"r", "/a", value}}, ""};
-      const Result result = Edit(RequestOf(Dialect::kNginx, c), c.config, "site.conf");
+      const Result result = RecordedEdit(RequestOf(Dialect::kNginx, c), c.config, "site.conf");
       EXPECT_EQ(result.text, c.config);
       ASSERT_FALSE(result.refusals.empty());
       EXPECT_EQ(result.refusals[0].name, "value");

@@ -59,7 +59,8 @@ class Quoting : public testing::Test {
                             const std::string& part) {
     SCOPED_TRACE(value);
     const std::string config = Site(dialect, "");
-    const Result result = Edit(RequestFor(dialect, line, "old", value), config, "site.conf");
+    const Result result =
+        RecordedEdit(RequestFor(dialect, line, "old", value), config, "site.conf");
     EXPECT_EQ(result.text, config);
     ASSERT_EQ(result.refusals.size(), 1U) << AllOf(result.refusals);
     EXPECT_EQ(result.refusals[0].name, "value");

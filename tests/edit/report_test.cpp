@@ -123,7 +123,7 @@ void ExpectReports(Dialect dialect, const std::vector<Reported>& cases) {
     EXPECT_EQ(AllOf(explained.result.refusals), "");
     EXPECT_EQ(LinesOf(explained.report), c.lines);
     EXPECT_EQ(BlocksOf(explained.report), c.blocks);
-    const Result result = Edit(request, c.config, "site.conf");
+    const Result result = RecordedEdit(request, c.config, "site.conf");
     EXPECT_EQ(explained.result.text, result.text);
     EXPECT_EQ(AllOf(explained.result.warnings), AllOf(result.warnings));
     EXPECT_EQ(Edited(c.config, explained.result.changes), result.text);
@@ -321,7 +321,8 @@ std::string ChangesOf(const std::string& config, const std::string& text,
                       const NamedValues& values) {
   const Case c = {"", config, text, values, ""};
   std::string listed;
-  for (const Change& change : Edit(RequestOf(Dialect::kNginx, c), config, "site.conf").changes) {
+  for (const Change& change :
+       RecordedEdit(RequestOf(Dialect::kNginx, c), config, "site.conf").changes) {
     listed += std::to_string(change.line) + "+" + std::to_string(change.count) + " by";
     for (const FilePlace& place : change.template_lines) listed += " " + std::to_string(place.line);
     listed += ": '" + change.text + "'\n";
