@@ -46,8 +46,8 @@ std::vector<Finding> Check(const LintOptions& options) {
   edit.importer = edit::FileImporter("");
   std::vector<Finding> all;
   for (const std::string& file : options.templates) {
-    edit.template_text = IsStandardInput(file) ? ReadStandardInput(kLargestTemplate)
-                                               : ReadFile(file, kLargestTemplate);
+    edit.template_text = IsStandardInput(file) ? ReadStandardInput(edit::kLargestTemplate)
+                                               : ReadFile(file, edit::kLargestTemplate);
     edit.template_name = TextName(file);
     edit.dialect = named ? *named : DialectOf(edit.template_text, edit.template_name);
     WarnOfOtherDialect(edit.template_text, edit.template_name, edit.dialect);

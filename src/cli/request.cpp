@@ -191,7 +191,7 @@ Request LoadRequest(const RequestOptions& options) {
   const std::optional<Dialect> dialect = tov_document::DialectNamed(options.dialect);
   if (dialect) SetDialect(request, *dialect);
   request.edit.template_name = options.template_file;
-  request.edit.template_text = ReadFile(options.template_file, kLargestTemplate);
+  request.edit.template_text = ReadFile(options.template_file, edit::kLargestTemplate);
   request.edit.values = CollectValues(options);
   request.edit.importer = ImporterBelow(options.import_root);
   for (const auto& [name, value] : options.new_values) request.edit.must_be_used.insert(name);

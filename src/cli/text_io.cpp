@@ -26,8 +26,7 @@ struct Closer {
 }
 
 [[noreturn]] void FailBySize(const std::string& file, std::size_t limit) {
-  constexpr std::size_t kMebibyte = std::size_t{1} << 20;
-  throw Failure(file, "is larger than " + std::to_string(limit / kMebibyte) + " MiB");
+  throw Failure(file, "is larger than " + std::to_string(limit / edit::kMebibyte) + " MiB");
 }
 
 // Devices give bytes for ever, as a rule, or until a disk has been read.

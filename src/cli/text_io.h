@@ -6,23 +6,19 @@
 #include <cstddef>
 #include <string>
 
+#include "edit/limits.h"
+
 namespace cli {
 
 inline constexpr char kStandardInput[] = "(standard input)";
 inline constexpr char kStandardOutput[] = "(standard output)";
 
-// What is read has no more bytes than these: a text is held in memory several times over while it
-// is edited, a template many times.
-inline constexpr std::size_t kLargestText = std::size_t{1} << 30;
-inline constexpr std::size_t kLargestTemplate = std::size_t{16} << 20;
-inline constexpr std::size_t kLargestValues = std::size_t{64} << 20;
-
 // The whole of `file`, which may be a pipe. Throws Failure when it cannot be opened or read, is a
 // device other than a terminal and /dev/null, or has more than `limit` bytes.
-std::string ReadFile(const std::string& file, std::size_t limit = kLargestText);
+std::string ReadFile(const std::string& file, std::size_t limit = edit::kLargestText);
 
 // All that is left on standard input. Throws the same.
-std::string ReadStandardInput(std::size_t limit = kLargestText);
+std::string ReadStandardInput(std::size_t limit = edit::kLargestText);
 
 // Whether `name` stands for standard input on the command line: "-".
 bool IsStandardInput(const std::string& name);

@@ -304,9 +304,9 @@ Values ParseValues(const std::string& text, const std::string& file, Values earl
 
 Values ReadValuesFile(const std::string& file, Values earlier) {
   if (IsStandardInput(file)) {
-    return ParseValues(ReadStandardInput(kLargestValues), kStandardInput, std::move(earlier));
+    return ParseValues(ReadStandardInput(edit::kLargestValues), kStandardInput, std::move(earlier));
   }
-  return ParseValues(ReadFile(file, kLargestValues), file, std::move(earlier));
+  return ParseValues(ReadFile(file, edit::kLargestValues), file, std::move(earlier));
 }
 
 }  // namespace cli

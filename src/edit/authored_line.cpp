@@ -107,11 +107,11 @@ bool EndsWith(std::string_view text, std::string_view end) {
 
 std::vector<Place> PlacesIn(std::string_view line) {
   std::vector<Place> places;
-  for (std::size_t at = 0; at < line.size();) {
+  std::size_t full = line.find("{%");
+  std::size_t trailing = line.find("[%");
+  while (full != std::string_view::npos || trailing != std::string_view::npos) {
     Place place;
-    const std::size_t trailing = line.find("[%", at);
-    place.begin = std::min(line.find("{%", at), trailing);
-    if (place.begin == std::string_view::npos) break;
+    place.begin = std::min(full, trailing);
     place.trailing = place.begin == trailing;
     const std::size_t begin = place.begin + 2;
     const std::size_t close = std::min(line.find(place.trailing ? "%]" : "%}", begin), line.size());
@@ -120,7 +120,8 @@ std::vector<Place> PlacesIn(std::string_view line) {
     std::string_view content = str::view::Trim(line.substr(begin, close - begin));
     place.is_value = str::view::StartsWith(content, "$");
     if (place.is_value) place.name = content.substr(1);
-    at = place.end;
+    if (full < place.end) full = line.find("{%", place.end);
+    if (trailing < place.end) trailing = line.find("[%", place.end);
     places.push_back(std::move(place));
   }
   return places;
@@ -333,15 +334,17 @@ bool AuthoredLine::FitsOpen(const AuthoredWord& word, const std::vector<ReadWord
   return begins && (behind.empty() || (last.end == end && EndsWith(last.value, behind)));
 }
 
+// The names of the texts that are not in place by themselves; of very many the first ones.
 std::vector<std::string> AuthoredLine::Guilty(const Texts& texts, bool quote) const {
+  constexpr std::size_t kMost = 20;
   std::vector<std::string> guilty;
   std::vector<std::string> all;
-  for (std::size_t i = 0; i < texts.size(); ++i) {
-    Texts alone(texts.size(), {std::string(1, kMark), true});
-    alone.at(i) = texts.at(i);
+  for (std::size_t i = 0; i < texts.size() && all.size() < kMost; ++i) {
     const std::string& name = m_places.at(i).name;
     if (std::find(all.begin(), all.end(), name) != all.end()) continue;
     all.push_back(name);
+    Texts alone(texts.size(), {std::string(1, kMark), true});
+    alone.at(i) = texts.at(i);
     if (!IsInPlace(alone, quote)) guilty.push_back(name);
   }
   return guilty.empty() ? all : guilty;

@@ -98,7 +98,7 @@ class AuthoredLine {
     std::optional<Written> written;
 
     bool in_place = false;                         // every value is inside of its place
-    std::vector<std::string> guilty;               // the names of those that are not
+    std::vector<std::string> guilty;               // the names of those that are not, some of many
     Unwritable unwritable = Unwritable::kNothing;  // why they are not, where they are quoted
   };
 

@@ -25,7 +25,7 @@ class BlockPlanner {
   BlockPlanner(const Planning& planning, std::size_t block, BlockId at,
                const std::map<std::size_t, BlockId>& inner)
       : m_inner(inner),
-        m_work(planning, block, at, inner),
+        m_work(planning, block, at),
         m_additions(m_work),
         m_rewrites(m_work, m_additions),
         m_plain(m_work, m_additions),

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <map>
+#include <set>
 #include <string>
 
 #include "edit/contents.h"
@@ -27,6 +28,10 @@ struct Planning {
   Layout& layout;
   Findings& findings;
   Plan& plan;
+
+  // All blocks that are those of the template: what stands in one of them is not looked for from
+  // the blocks around it.
+  std::set<BlockId> matched;
 };
 
 // Carries out those lines of the template's block `block` that are directives and comments, on the

@@ -8,24 +8,14 @@
 #include "edit/finding.h"
 
 namespace edit {
-namespace {
 
 using Kind = TemplateLine::Kind;
 
-std::set<BlockId> ThoseIn(const std::map<std::size_t, BlockId>& inner) {
-  std::set<BlockId> blocks;
-  for (const auto& [number, block] : inner) blocks.insert(block);
-  return blocks;
-}
-
-}  // namespace
-
-BlockWork::BlockWork(const Planning& planning, std::size_t block, BlockId at,
-                     const std::map<std::size_t, BlockId>& inner)
+BlockWork::BlockWork(const Planning& planning, std::size_t block, BlockId at)
     : m_planning(planning),
       m_dialect(planning.request.dialect),
       m_at(at),
-      m_children(planning.contents.WithConditions(at, ThoseIn(inner))),
+      m_children(planning.contents.WithConditions(at, planning.matched)),
       m_lines(planning.tree.blocks[block].children),
       m_index(planning.contents.document(), m_children),
       m_rewrites(m_dialect, m_children, m_index),

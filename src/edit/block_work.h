@@ -33,8 +33,7 @@ using Positions = std::vector<std::size_t>;
 class BlockWork {
  public:
   // See PlanBlock for what it is about.
-  BlockWork(const Planning& planning, std::size_t block, BlockId at,
-            const std::map<std::size_t, BlockId>& inner);
+  BlockWork(const Planning& planning, std::size_t block, BlockId at);
   BlockWork(const BlockWork&) = delete;
   BlockWork& operator=(const BlockWork&) = delete;
 

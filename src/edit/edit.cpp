@@ -10,10 +10,12 @@
 
 #include "document/meaning.h"
 #include "edit/address.h"
+#include "edit/collisions.h"
 #include "edit/comparison.h"
 #include "edit/contents.h"
 #include "edit/dialect_check.h"
 #include "edit/layout.h"
+#include "edit/limits.h"
 #include "edit/plan.h"
 #include "edit/reporter.h"
 #include "edit/shown_blocks.h"
@@ -28,7 +30,8 @@ class Editor {
       : m_request(request), m_text(text), m_name(name) {}
 
   Result Run(EditReport* report) {
-    const bool is_other = RefuseOtherDialect();
+    CheckSize(m_text, false);
+    const bool is_other = m_findings.refusals.empty() && RefuseOtherDialect();
     Findings unsaid;  // each line would be wrong
     const TemplateTree tree = ReadTemplate(m_request, is_other ? unsaid : m_findings);
     if (!m_findings.refusals.empty()) {
@@ -37,6 +40,10 @@ class Editor {
     }
     const Document document(m_request.dialect, m_text);
     CheckSyntax(document);
+    if (NestsTooDeep(document)) {
+      if (report != nullptr) *report = ReportOf(tree);
+      return Finish(std::string(m_text));
+    }
     Contents contents(document);
     const std::vector<Match> matches =
         FindBlocks(tree, contents, m_name, m_request.all, m_findings);
@@ -48,6 +55,7 @@ class Editor {
       plan = MakePlan(m_request, tree, matches, m_name, contents, layout, m_findings);
     }
     std::string edited = layout.IsChanged() ? layout.Text() : std::string(m_text);
+    CheckSize(edited, true);
     if (m_findings.refusals.empty() && layout.IsChanged())
       CheckResult(document, edited, plan, layout);
     if (report != nullptr) {
@@ -85,9 +93,40 @@ class Editor {
     }
   }
 
+  void CheckSize(std::string_view text, bool in_result) {
+    if (text.size() <= kLargestText) return;
+    Exceed({m_name, 0, 0},
+           "a text of more than " + std::to_string(kLargestText / kMebibyte) + " MiB", in_result);
+  }
+
+  // A block is looked for, and its directives are, through all conditions around.
+  bool NestsTooDeep(const Document& document) {
+    if (document.dialect() != Dialect::kApache) return false;
+    const Contents contents(document);
+    const auto& blocks = document.blocks();
+    std::vector<std::size_t> depths(blocks.size());  // of conditions, with nothing else between
+    for (BlockId id = 1; id < blocks.size(); ++id) {
+      if (!tov_document::IsCondition(Dialect::kApache, contents.HeadOf(id).front())) continue;
+      depths[id] = depths[blocks[id].parent] + 1;
+      if (depths[id] <= kDeepestConditions) continue;
+      Exceed(contents.PlaceOf(m_name, blocks[id].head.begin),
+             "conditions in conditions, more than " + std::to_string(kDeepestConditions) + " deep",
+             false);
+      return true;
+    }
+    return false;
+  }
+
+  void Exceed(const FilePlace& place, const std::string& what, bool in_result) {
+    Finding finding{"limit", "an edit does not take " + what};
+    finding.config_places.push_back(place);
+    finding.in_result = in_result;
+    m_findings.refusals.push_back(std::move(finding));
+  }
+
   // What is known of a template that cannot be carried out.
   EditReport ReportOf(const TemplateTree& tree) const {
-    const Document document(m_request.dialect, m_text);
+    const Document document(m_request.dialect, {});
     const Contents contents(document);
     return ReportEdit({m_request, tree, {}, contents, {}, m_name});
   }
@@ -212,46 +251,24 @@ class Editor {
 
   // Of two servers with one name on one address the server ignores the second one.
   void CheckCollisions(const Document& before, const Document& after) {
-    const Answers known = AnswersOf(before);
-    for (const auto& [answer, servers] : AnswersOf(after)) {
-      if (servers.size() < 2) continue;
-      const auto old = known.find(answer);
-      if (old != known.end() && old->second.size() >= servers.size()) continue;
-      const Contents contents(after);
-      Finding finding{"collision", ""};
-      finding.in_result = true;
-      for (const BlockId id : servers) {
-        finding.message +=
-            (finding.message.empty() ? "" : " and ") + Described(contents, m_name, id);
-        finding.config_places.push_back(contents.PlaceOfBlock(m_name, id));
-      }
-      finding.message += (servers.size() == 2 ? " both answer to " : " all answer to ") +
-                         Quoted(answer.first) + " on " + answer.second +
-                         ", and the server would ignore all but the first of them";
-      Refuse(std::move(finding));
-      return;
+    const std::optional<Collision> collision = NewCollision(before, after);
+    if (!collision) return;
+    constexpr std::size_t kMost = 5;
+    const Contents contents(after);
+    const std::vector<BlockId>& servers = collision->servers;
+    Finding finding{"collision", ""};
+    finding.in_result = true;
+    for (std::size_t i = 0; i < std::min(kMost, servers.size()); ++i) {
+      finding.message += (i == 0 ? "" : " and ") + Described(contents, m_name, servers[i]);
+      finding.config_places.push_back(contents.PlaceOfBlock(m_name, servers[i]));
     }
-  }
-
-  // By a name and an address the servers that answer to them.
-  using Answers = std::map<std::pair<std::string, std::string>, std::vector<BlockId>>;
-
-  static Answers AnswersOf(const Document& document) {
-    Answers answers;
-    for (BlockId id = 1; id < document.blocks().size(); ++id) {
-      const auto words = document.HeadWords(id);
-      if (!tov_document::IsServer(document.dialect(), document.Value(words.front()))) continue;
-      const Texts names = tov_document::ServerNames(document, id);
-      Texts addresses = tov_document::ServerAddresses(document, id);
-      if (addresses.empty()) addresses.emplace_back("*:80");
-      for (const std::string& name : names) {
-        for (const std::string& address : addresses) {
-          std::vector<BlockId>& servers = answers[{name, address}];
-          if (servers.empty() || servers.back() != id) servers.push_back(id);
-        }
-      }
+    if (servers.size() > kMost) {
+      finding.message += " and " + std::to_string(servers.size() - kMost) + " more";
     }
-    return answers;
+    finding.message += (servers.size() == 2 ? " both answer to " : " all answer to ") +
+                       Quoted(collision->name) + " on " + collision->address +
+                       ", and the server would ignore all but the first of them";
+    Refuse(std::move(finding));
   }
 
   const Request& m_request;

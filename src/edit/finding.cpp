@@ -69,6 +69,7 @@ const std::vector<FindingKind> kFirmRefusals = {
     {"value", "a value does not stay in its place: it makes more words, or fewer"},
     {"import", "a file that the template imports is not there, or comes twice"},
     {"template", "the template cannot be carried out as it is written"},
+    {"limit", "something is larger, or nests deeper, than an edit takes"},
 };
 
 const std::vector<FindingKind> kEditWarnings = {

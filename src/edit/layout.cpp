@@ -7,6 +7,7 @@
 #include <map>
 
 #include "document/meaning.h"
+#include "edit/limits.h"
 #include "edit/quoting.h"
 
 namespace edit {
@@ -64,8 +65,9 @@ const Layout::Line& Layout::LineAt(std::size_t offset) const {
 
 std::string_view Layout::IndentationAt(std::size_t offset) const {
   const std::size_t begin = LineBegin(offset);
+  const std::size_t most = std::min(m_text.size(), begin + kLongestIndentation);
   std::size_t end = begin;
-  while (end < m_text.size() && (m_text[end] == ' ' || m_text[end] == '\t')) ++end;
+  while (end < most && (m_text[end] == ' ' || m_text[end] == '\t')) ++end;
   return m_text.substr(begin, end - begin);
 }
 
@@ -342,8 +344,10 @@ void Layout::AddLines(std::size_t at, const std::string& indentation,
   const bool open_end = at == m_text.size() && !m_text.empty() && m_text.back() != '\n';
   std::string text = blank_before ? end : std::string();
   for (std::size_t i = 0; i < lines.size(); ++i) {
+    const std::size_t begin = text.size();
     text += indentation;
     for (std::size_t depth = 0; depth < depths[i]; ++depth) text += Step();
+    text.resize(std::min(text.size(), begin + kLongestIndentation));
     (text += lines[i]) += end;
   }
   if (open_end) {

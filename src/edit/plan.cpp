@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -377,8 +378,14 @@ class Planner {
 Plan MakePlan(const Request& request, const TemplateTree& tree, const std::vector<Match>& matches,
               const std::string& config_name, Contents& contents, Layout& layout,
               Findings& findings) {
+  std::set<BlockId> matched;
+  for (std::size_t i = 1; i < matches.size(); ++i) {
+    if (matches[i].at) matched.insert(*matches[i].at);
+  }
   Plan plan;
-  Planner({request, tree, config_name, contents, layout, findings, plan}, matches).Run();
+  Planner({request, tree, config_name, contents, layout, findings, plan, std::move(matched)},
+          matches)
+      .Run();
   return plan;
 }
 

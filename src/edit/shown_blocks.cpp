@@ -2,6 +2,7 @@
 
 #include "edit/shown_blocks.h"
 
+#include <algorithm>
 #include <optional>
 
 #include "document/meaning.h"
@@ -9,6 +10,20 @@
 #include "edit/finding.h"
 
 namespace edit {
+namespace {
+
+// "a.example, b.example and 7 more"
+std::string ListOf(const Texts& texts) {
+  constexpr std::size_t kMost = 10;
+  std::string listed;
+  for (std::size_t i = 0; i < std::min(kMost, texts.size()); ++i) {
+    listed += (i == 0 ? "" : ", ") + Printable(texts[i]);
+  }
+  if (texts.size() > kMost) listed += " and " + std::to_string(texts.size() - kMost) + " more";
+  return listed;
+}
+
+}  // namespace
 
 std::string Described(const Contents& contents, const std::string& config_name, BlockId block) {
   const Document& document = contents.document();
@@ -22,9 +37,7 @@ std::string Described(const Contents& contents, const std::string& config_name, 
     const Texts addresses = tov_document::ServerAddresses(document, block);
     all.insert(all.end(), addresses.begin(), addresses.end());
   }
-  std::string listed;
-  for (const std::string& each : all) listed += (listed.empty() ? "" : ", ") + each;
-  return listed.empty() ? text : text + " (" + Printable(listed) + ")";
+  return all.empty() ? text : text + " (" + ListOf(all) + ")";
 }
 
 std::string SoughtBlock(const TemplateTree& tree, Dialect dialect, std::size_t block) {
@@ -34,13 +47,13 @@ std::string SoughtBlock(const TemplateTree& tree, Dialect dialect, std::size_t b
   const std::optional<Written>& written = opening.was ? opening.was : opening.now;
   const std::optional<std::string>& name =
       evidence.old_name ? evidence.old_name : evidence.new_name;
-  std::string listed = name.value_or(std::string());
-  for (const std::string& address :
-       evidence.old_addresses.empty() ? evidence.new_addresses : evidence.old_addresses) {
-    listed += (listed.empty() ? "" : ", ") + address;
-  }
+  Texts all;
+  if (name) all.push_back(*name);
+  const Texts& addresses =
+      evidence.old_addresses.empty() ? evidence.new_addresses : evidence.old_addresses;
+  all.insert(all.end(), addresses.begin(), addresses.end());
   const std::string text = Quoted(written ? written->text : opening.text);
-  return listed.empty() ? text : text + " (" + Printable(listed) + ")";
+  return all.empty() ? text : text + " (" + ListOf(all) + ")";
 }
 
 std::string BlocksLike(const Contents& contents, const std::string& config_name,

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "edit/finding.h"
 #include "template/condition.h"
 #include "template/framework/str.h"
 
@@ -119,14 +120,21 @@ class Reader {
 
   // A place without "$" takes the place of the whole line.
   void CheckPlaces(std::string_view line) {
+    const std::string_view full = "%}";
+    const std::string_view trailing = "%]";
+    const std::size_t last_full = line.rfind(full);
+    const std::size_t last_trailing = line.rfind(trailing);
     for (std::size_t at = 0; at + 1 < line.size(); ++at) {
       const std::string_view open = line.substr(at, 2);
       if (open != "{%" && open != "[%") continue;
-      const std::string_view name = str::view::Trim(line.substr(at + 2));
-      const std::string close = open == "{%" ? "%}" : "%]";
-      if (!str::view::Contains(name, close) || name.front() == '$') continue;
-      Report("'" + std::string(line.substr(at, line.find(close, at) + 2 - at)) +
-             "' is neither a statement nor, without '$', a value");
+      const bool is_full = open == "{%";
+      const std::size_t last = is_full ? last_full : last_trailing;
+      std::size_t name = at + 2;
+      while (name < line.size() && str::IsBlank(line[name])) ++name;
+      if (last == std::string_view::npos || last < name || line[name] == '$') continue;
+      const std::size_t end = line.find(is_full ? full : trailing, name) + 2;
+      Report(Quoted(line.substr(at, end - at)) +
+             " is neither a statement nor, without '$', a value");
       return;
     }
   }

@@ -12,8 +12,13 @@ namespace {
 
 using tov_document::kWholeText;
 
+// Of what a block has, so much is compared with all others: to look for more of it pays nobody.
+constexpr std::size_t kTried = 100;
+
 std::string NameOnlyIn(const Contents& contents, BlockId block, const Blocks& others) {
-  for (const std::string& name : tov_document::ServerNames(contents.document(), block)) {
+  Texts names = tov_document::ServerNames(contents.document(), block);
+  names.resize(std::min(names.size(), kTried));
+  for (const std::string& name : names) {
     const bool elsewhere = std::any_of(others.begin(), others.end(), [&](BlockId id) {
       return Contains(tov_document::ServerNames(contents.document(), id), name);
     });
@@ -25,9 +30,11 @@ std::string NameOnlyIn(const Contents& contents, BlockId block, const Blocks& ot
 
 // As the block writes it.
 std::string AddressOnlyIn(Contents& contents, BlockId block, const Blocks& others) {
+  std::size_t tried = 0;
   for (const Child& child : contents.Of(block)) {
     if (!child.IsDirective() || child.values.size() < 2) continue;
     if (RoleOf(contents.dialect(), child.values.front()) != Role::kAddress) continue;
+    if (tried++ == kTried) break;
     const std::string address = tov_document::ListenAddress(child.values);
     const bool elsewhere = std::any_of(others.begin(), others.end(), [&](BlockId id) {
       return Contains(tov_document::ServerAddresses(contents.document(), id), address);
@@ -41,9 +48,11 @@ std::string AddressOnlyIn(Contents& contents, BlockId block, const Blocks& other
 
 std::string DirectiveOnlyIn(Contents& contents, Holdings& holdings, BlockId block,
                             const Blocks& others) {
+  std::size_t tried = 0;
   for (const Child& child : contents.Of(block)) {
     if (!child.IsDirective() || IsTlsState(contents.dialect(), child.values.front())) continue;
     if (RoleOf(contents.dialect(), child.values.front()) != Role::kPlain) continue;
+    if (tried++ == kTried) break;
     const bool elsewhere = std::any_of(others.begin(), others.end(), [&](BlockId id) {
       return holdings.HasSuch(id, [&](const Child& other) {
         return SameWords(contents.dialect(), child.values, other.values);

@@ -9,6 +9,8 @@
 #include <string_view>
 #include <utility>
 
+#include "edit/authored_line.h"
+#include "edit/limits.h"
 #include "edit/statement_values.h"
 #include "template/config_type.h"
 #include "template/framework/str.h"
@@ -29,7 +31,8 @@ class Reader {
   }
 
   TemplateText Read() {
-    while (!m_unread.empty()) {
+    CheckValues();
+    while (!m_unread.empty() && !m_result.excess) {
       Text& text = m_unread.back();
       if (text.next == text.text.size()) {
         m_unread.pop_back();
@@ -57,6 +60,62 @@ class Reader {
     return values;
   }
 
+  void Exceed(const FilePlace& place, const std::string& what) {
+    if (!m_result.excess) m_result.excess = {place, what};
+  }
+
+  void CheckValues() {
+    std::size_t size = 0;
+    for (const auto& [name, value] : m_request.values) {
+      size += name.size() + SizeOf(value.old_value) + SizeOf(value.new_value);
+    }
+    const FilePlace place = {m_request.template_name, 0, 0};
+    if (m_request.values.size() > kMostValues) {
+      Exceed(place, "more than " + std::to_string(kMostValues) + " values");
+    } else if (size > kLargestValues) {
+      Exceed(place, "values of more than " + Mebibytes(kLargestValues));
+    }
+  }
+
+  static std::size_t SizeOf(const std::optional<std::string>& text) {
+    return text ? text->size() : 0;
+  }
+
+  static std::string Mebibytes(std::size_t size) {
+    return std::to_string(size / kMebibyte) + " MiB";
+  }
+
+  // What counts is how much it is with its values in it.
+  void CheckLine(std::string_view line, const FilePlace& place) {
+    std::vector<Place> places = PlacesIn(line);
+    const std::string_view trimmed = str::view::Trim(line);
+    if (str::view::StartsWith(trimmed, "{%")) {  // those of a statement stand inside of it
+      for (Place& inside : PlacesIn(trimmed.substr(2))) places.push_back(std::move(inside));
+    }
+    m_size += line.size() + 1;
+    for (const Place& in_line : places) {
+      const auto value = m_request.values.find(in_line.name);
+      if (value == m_request.values.end()) continue;
+      m_size += std::max(SizeOf(value->second.old_value), SizeOf(value->second.new_value));
+    }
+    if (places.size() > kMostPlaces) {
+      Exceed(place, "more than " + std::to_string(kMostPlaces) + " places in a line");
+    } else if (m_size > kLargestTemplate) {
+      Exceed(place, "a template of more than " + Mebibytes(kLargestTemplate) +
+                        ", with its imports and values");
+    } else if (m_result.lines.size() == kMostTemplateLines) {
+      Exceed(place, "more than " + std::to_string(kMostTemplateLines) + " lines with all imports");
+    }
+  }
+
+  void CheckImport(const FilePlace& place) {
+    if (m_result.imports.size() == kMostImports) {
+      Exceed(place, "more than " + std::to_string(kMostImports) + " imports");
+    } else if (m_unread.size() > kDeepestImports) {
+      Exceed(place, "imports in imports, more than " + std::to_string(kDeepestImports) + " deep");
+    }
+  }
+
   void ReadLine(Text& text) {
     const std::size_t end = std::min(text.text.find('\n', text.next), text.text.size());
     const std::string line = text.text.substr(text.next, end - text.next);
@@ -66,6 +125,8 @@ class Reader {
     const std::size_t column =
         first == line.end() ? 0 : static_cast<std::size_t>(first - line.begin()) + 1;
     const FilePlace place = {text.name, text.number, column};
+    CheckLine(line, place);
+    if (m_result.excess) return;
     if (Template::IsImport(line)) {
       Import(line, place);
     } else {
@@ -76,6 +137,8 @@ class Reader {
   void Import(const std::string& line, FilePlace place) {
     using Result = TemplateText::Import::Result;
     place.column = line.find("import") + 1;
+    CheckImport(place);
+    if (m_result.excess) return;
     const std::string statement = m_template.Parse(line).m_value.Str();
     std::string name = statement;
     str::GetWord(name);  // the keyword
@@ -103,6 +166,8 @@ class Reader {
     import.problem = file->problem;
     if (!file->problem.empty()) {
       import.result = Result::kUnreadable;
+    } else if (file->text.size() > kLargestTemplate) {
+      Exceed(import.place, "a file of more than " + Mebibytes(kLargestTemplate));
     } else if (!m_imported.insert(file->name).second) {
       import.result = Result::kRepeated;
     } else {
@@ -116,6 +181,7 @@ class Reader {
   const Template m_template;
   std::vector<Text> m_unread;  // the innermost import last
   std::set<std::string> m_imported;
+  std::size_t m_size = 0;  // of the lines read, with their values
   TemplateText m_result;
 };
 

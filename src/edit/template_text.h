@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,8 +33,16 @@ struct TemplateText {
     std::size_t next = 0;                 // in `lines`
   };
 
+  // Where the template, or the values, go beyond what is taken (see limits.h): nothing is read from
+  // there on.
+  struct Excess {
+    FilePlace place;
+    std::string what;  // "more than ..."
+  };
+
   std::vector<Line> lines;  // without imports
   std::vector<Import> imports;
+  std::optional<Excess> excess;
 
   // Its lines, with their ends.
   std::string Text() const;

@@ -11,6 +11,7 @@
 
 #include "document/ascii.h"
 #include "edit/authored_line.h"
+#include "edit/limits.h"
 #include "edit/repetition.h"
 #include "edit/statement_values.h"
 #include "edit/statements.h"
@@ -87,17 +88,24 @@ class Reader {
         m_findings(findings),
         m_text(WithImports(request)),
         m_engine(request.dialect, ValuesOf(request)) {
-    m_engine.SetTemplate(m_text.Text());
+    if (!m_text.excess) m_engine.SetTemplate(m_text.Text());
   }
 
   TemplateTree Read() {
+    if (m_text.excess) {
+      RefuseLimit(m_text.excess->place, m_text.excess->what);
+      return NoTree();
+    }
     CheckImports();
     CheckConditions();
     for (const OddStatement& odd : OddStatements(m_text.Text(), m_engine.new_values())) {
       RefuseTemplate(PlaceOf(odd.line), odd.what, "");
     }
     m_tree.blocks.emplace_back();
-    for (const Template::TemplateActionItem& item : m_engine.items()) ReadItem(item);
+    for (const Template::TemplateActionItem& item : m_engine.items()) {
+      ReadItem(item);
+      if (m_open.size() > kDeepestBlocks) return NoTree();
+    }
     CloseAll();
     CheckRepetition();
     ReadStatements();
@@ -125,6 +133,12 @@ class Reader {
   }
 
  private:
+  static TemplateTree NoTree() {
+    TemplateTree tree;
+    tree.blocks.emplace_back();
+    return tree;
+  }
+
   bool nginx() const { return m_request.dialect == Dialect::kNginx; }
 
   const FilePlace& PlaceOf(std::size_t line) const { return m_text.lines.at(line - 1).place; }
@@ -133,6 +147,10 @@ class Reader {
 
   void RefuseTemplate(const FilePlace& place, const std::string& what, const std::string& hint) {
     Refuse({"template", what, hint, place});
+  }
+
+  void RefuseLimit(const FilePlace& place, const std::string& what) {
+    Refuse({"limit", "an edit does not take " + what, "", place});
   }
 
   // Because of values that do not stay in their places. Request::raw helps, and what else
@@ -381,6 +399,10 @@ class Reader {
     const std::size_t parent = line.block;
     const std::size_t number = m_tree.lines.size();
     if (!line.now && !line.was && !line.beginning && !line.missing.empty()) RefuseMissing(line);
+    if (m_open.size() == kDeepestBlocks) {
+      RefuseLimit(line.place,
+                  "blocks in blocks, more than " + std::to_string(kDeepestBlocks) + " deep");
+    }
     m_tree.blocks[parent].children.push_back(number);
     line.block = m_tree.blocks.size();
     m_open.push_back(line.block);

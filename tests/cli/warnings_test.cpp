@@ -88,6 +88,7 @@ class Warnings : public Program {
     m_sandbox.Write("site.template", example.text);
     m_sandbox.Write("site.conf", section.part == kConfigurations ? example.text : example.config);
     m_sandbox.Write("values.json", example.values);
+    if (section.name == "limit") m_sandbox.Write("long.template", std::string(200'001, '\n'));
     Words words;
     if (section.part == kConfigurations) {
       words = {"inspect", "site.conf"};
