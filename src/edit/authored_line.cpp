@@ -292,8 +292,24 @@ AuthoredLine::Assembled AuthoredLine::Assemble(const Texts& texts, bool quote) c
   return assembled;
 }
 
-// Whether the server reads the author's words, with each text inside of its word.
+// What stands in an open place may come to be more than it is now: none of the other texts may
+// reach into it, as an Apache quote that nothing closes does.
 bool AuthoredLine::IsInPlace(const Texts& texts, bool quote) const {
+  Texts marked = texts;
+  bool is_same = true;
+  for (const AuthoredWord& word : m_words) {
+    for (const std::size_t place : word.places) {
+      Text& text = marked.at(place);
+      if (!word.open || !str::view::Trim(text.value).empty()) continue;
+      text.value = kMark;
+      is_same = false;
+    }
+  }
+  return ReadsAsAuthored(texts, quote) && (is_same || ReadsAsAuthored(marked, quote));
+}
+
+// Whether the server reads the author's words, with each text inside of its word.
+bool AuthoredLine::ReadsAsAuthored(const Texts& texts, bool quote) const {
   const Assembled assembled = Assemble(texts, quote);
   const std::optional<Reading> reading = Read(m_dialect, assembled.text);
   if (!reading || reading->kind != m_kind) return false;
@@ -309,12 +325,12 @@ bool AuthoredLine::IsInPlace(const Texts& texts, bool quote) const {
       read.push_back({bytes.begin, bytes.end, reading->written.words.at(next)});
     }
     const std::size_t begin = assembled.at.at(word.begin);
-    const bool fits = word.open ? FitsOpen(word, read, begin, end)
-                                : read.size() == 1 && read.front().begin == begin &&
-                                      read.front().end == end &&
-                                      (quote && IsQuoted(word, texts)
-                                           ? read.front().value == Meant(word, texts)
-                                           : HoldsLiterals(word.literals, read.front().value));
+    const bool fits =
+        word.open ? FitsOpen(word, read, begin, end) && KeepsFull(word, read, assembled)
+                  : read.size() == 1 && read.front().begin == begin && read.front().end == end &&
+                        (quote && IsQuoted(word, texts)
+                             ? read.front().value == Meant(word, texts)
+                             : HoldsLiterals(word.literals, read.front().value));
     if (!fits) return false;
   }
   return next == reading->words.size();
@@ -332,6 +348,19 @@ bool AuthoredLine::FitsOpen(const AuthoredWord& word, const std::vector<ReadWord
   const bool begins =
       before.empty() || (first.begin == begin && str::view::StartsWith(first.value, before));
   return begins && (behind.empty() || (last.end == end && EndsWith(last.value, behind)));
+}
+
+// Each full place of such a word stays inside of one word.
+bool AuthoredLine::KeepsFull(const AuthoredWord& word, const std::vector<ReadWord>& read,
+                             const Assembled& assembled) const {
+  return std::all_of(word.places.begin(), word.places.end(), [&](std::size_t place) {
+    const std::size_t begin = assembled.at.at(m_marks.at(place));
+    const std::size_t end = assembled.at.at(m_marks.at(place) + 1);
+    return m_places.at(place).trailing || begin == end ||
+           std::any_of(read.begin(), read.end(), [&](const ReadWord& each) {
+             return each.begin <= begin && end <= each.end;
+           });
+  });
 }
 
 // The names of the texts that are not in place by themselves; of very many the first ones.

@@ -147,8 +147,11 @@ class AuthoredLine {
   std::string Spelled(const AuthoredWord& word, const Texts& texts) const;
   Assembled Assemble(const Texts& texts, bool quote) const;
   bool IsInPlace(const Texts& texts, bool quote) const;
+  bool ReadsAsAuthored(const Texts& texts, bool quote) const;
   static bool FitsOpen(const AuthoredWord& word, const std::vector<ReadWord>& read,
                        std::size_t begin, std::size_t end);
+  bool KeepsFull(const AuthoredWord& word, const std::vector<ReadWord>& read,
+                 const Assembled& assembled) const;
   Unwritable WhyNotQuoted(const Texts& texts) const;
   std::vector<std::string> Guilty(const Texts& texts, bool quote) const;
 

@@ -59,8 +59,9 @@ Texts WithoutParentheses(Texts words, bool whole) {
   return words;
 }
 
+// With a path, which stands alone; behind a "~" it is a pattern.
 bool IsDirectory(Dialect dialect, const Texts& words) {
-  return dialect == Dialect::kApache && words.size() == 2 &&
+  return dialect == Dialect::kApache && words.size() == 2 && words.back() != "~" &&
          SameName(dialect, words.front(), "Directory");
 }
 

@@ -64,6 +64,24 @@ TEST(NewBlocks, AreWellNested) {
 
 // --- Which block ---
 
+TEST(ABlockWithATrailingPlaceInItsOpeningLine, IsNotMadeTwice) {
+  for (const std::string opening :
+       {"<Directory ~ \"[% $p %]\">", "<Directory ~ \"[% $p %]{% $p %}\">", "<Directory [% $p %]>",
+        "<Directory \"[% $p %]\">", "<Files ~ \"[% $p %]\">", "<Location \"[% $p %]\">"}) {
+    SCOPED_TRACE(opening);
+    const std::string name = opening.substr(1, opening.find(' ') - 1);
+    const Request request =
+        RequestOf(Dialect::kApache, Case{"",
+                                         "",
+                                         opening + "\nRequire all denied\n</" + name + ">\n",
+                                         {{"p", kNone, "/srv"}},
+                                         ""});
+    const std::string edited = EditedText(request, "");
+    EXPECT_EQ(edited.substr(0, name.size() + 2), "<" + name + " ");
+    EXPECT_EQ(EditedText(request, edited), edited);
+  }
+}
+
 TEST(ASite, IsNotMadeTwice) {
   const std::string names =
       "server {\n{% if $www %}\nserver_name {% $n %} www.{% $n %};\n{% else %}\n"

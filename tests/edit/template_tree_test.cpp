@@ -487,6 +487,61 @@ TEST(AValueOfATrailingPlace, MayBeSeveralWordsButNoMore) {
                edited("a word in quotes", "\"b; } c\""), edited("a number sign in a word", "b#c")});
 }
 
+TEST(AnEmptyTrailingPlace, IsNoPartOfAValueBeforeIt) {
+  const std::string config = "<VirtualHost *>\nServerName a\n</VirtualHost>\n";
+  const auto host = [](const std::string& line) {
+    return "<VirtualHost *>\nServerName a\n" + line + "\n</VirtualHost>\n";
+  };
+  const auto refused = [&](const std::string& name, const std::string& line,
+                           const std::string& rest) {
+    return Refused{name,    host(line),           {{"a", kNone, "'b"}, {"rest", kNone, rest}},
+                   "value", "site.template:3:1:", "the value 'a' makes other words"};
+  };
+  ExpectRefused(Dialect::kApache, config,
+                {refused("an open quote", "SetEnv {% $a %} [% $rest %]", ""),
+                 refused("before a blank", "SetEnv {% $a %} [% $rest %]", " "),
+                 refused("inside of a word", "SetEnv x {% $a %} [% $rest %]", ""),
+                 refused("before text", "SetEnv {% $a %} [% $rest %]", "c")});
+  ExpectEdits(Dialect::kApache, {{"a quote that closes",
+                                  config,
+                                  host("SetEnv {% $a %} [% $rest %]"),
+                                  {{"a", kNone, "'b'"}, {"rest", kNone, ""}},
+                                  host("SetEnv 'b'")},
+                                 {"an open quote at the end, where httpd closes it",
+                                  config,
+                                  host("SetEnv x {% $a %}"),
+                                  {{"a", kNone, "'b"}},
+                                  host("SetEnv x 'b")}});
+}
+
+TEST(AFullPlaceBesideATrailingOne, IsStillAPartOfAWord) {
+  const std::string line = "add_header X-{% $a %}-[% $rest %];\n";
+  ExpectRefused(Dialect::kNginx, kSite,
+                {{"two words",
+                  Server(line),
+                  {{"a", kNone, "b c"}, {"rest", kNone, "d e"}},
+                  "value",
+                  "site.template:3:1:",
+                  "the value 'a' makes other words"},
+                 {"two words, to be quoted",
+                  Server(line),
+                  {{"a", kNone, "b c"}, {"rest", kNone, "d e"}},
+                  "value",
+                  "site.template:3:1:",
+                  "the value 'a' makes other words",
+                  [](Request& request) { request.quote = true; }}});
+  ExpectEdits(Dialect::kNginx, {{"one word",
+                                 kSite,
+                                 Server(line),
+                                 {{"a", kNone, "b"}, {"rest", kNone, "d e"}},
+                                 With(kSite, "a;\n", "a;\n\tadd_header X-b-d e;\n")},
+                                {"nothing",
+                                 kSite,
+                                 Server(line),
+                                 {{"a", kNone, ""}, {"rest", kNone, "d e"}},
+                                 With(kSite, "a;\n", "a;\n\tadd_header X--d e;\n")}});
+}
+
 TEST(AnEmptyValueOfATrailingPlace, MayNotLeaveTheNameAlone) {
   const std::string config = "server {\n\tserver_name a;\n\tlisten 80 default_server;\n}\n";
   const auto refused = [](const std::string& name, const std::string& line,

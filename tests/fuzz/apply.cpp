@@ -2,8 +2,8 @@
 
 // A careful edit.
 //
-//   dialect ("N" or "A"; with a "+" behind it: of all blocks that fit) | config | template |
-//   name | old | new | name | ...
+//   dialect ("N" or "A", "n" or "a": with the values in quotes; with a "+" behind it: of all blocks
+//   that fit) | config | template | name | old | new | name | ...
 //
 // An old or new text of "-" is no value. Nothing can be imported.
 #include <optional>
@@ -25,7 +25,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Input input(data, size);
   edit::Request request;
   const std::string dialect = input.Next();
-  request.dialect = dialect[0] == 'A' ? edit::Dialect::kApache : edit::Dialect::kNginx;
+  const bool apache = dialect[0] == 'A' || dialect[0] == 'a';
+  request.dialect = apache ? edit::Dialect::kApache : edit::Dialect::kNginx;
+  request.quote = dialect[0] == 'a' || dialect[0] == 'n';
   request.all = dialect.size() > 1;
   request.template_name = "TEMPLATE";
   const std::string config = input.Next();

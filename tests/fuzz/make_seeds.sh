@@ -61,6 +61,7 @@ for case in "$golden"/*/*/; do
   request_seed "$dialect" "$case/config" "$case/template" >"$out/request/$name"
   edits_seed "$dialect" "$case/config" >"$out/edits/$name"
   apply_seed "$dialect" "$case/config" "$case/template" >"$out/apply/$name"
+  apply_seed "$(echo "$dialect" | tr AN an)" "$case/config" "$case/template" >"$out/apply/quoted-$name"
   cp "$case/values.json" "$out/values_file/$name"
   cp "$case/config" "$out/document_$(basename "$(dirname "$case")")/$name"
 done

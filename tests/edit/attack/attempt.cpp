@@ -42,6 +42,11 @@ const Shapes kDirectivesOfNginx = {"D {};",
                                    "D ${};",
                                    "D x={}$y;",
                                    "D {}; # note",
+                                   "D {}; # {}",
+                                   "D x; # [] {}",
+                                   "D \"a{}\"{};",
+                                   "D ~^{}$;",
+                                   "D x \"y\n[]\";",
                                    "D\t{}\t{};",
                                    "D \"x\n{}\ny\";",
                                    "D x\n\t{};",
@@ -62,17 +67,12 @@ const Shapes kDirectivesOfNginx = {"D {};",
                                    "{};",
                                    "{} x;"};
 
-const Shapes kOpeningsOfNginx = {"location {} {",
-                                 "location /x{} {",
-                                 "location ~ \"{}\" {",
-                                 "location ~ '{}' {",
-                                 "location {}{",
-                                 "location {} {} {",
-                                 "if ($x = \"{}\") {",
-                                 "location /x[] {",
-                                 "location \"{}{}\" {",
-                                 "location [] {",
-                                 "{} {"};
+const Shapes kOpeningsOfNginx = {
+    "location {} {",        "location /x{} {",      "location ~ \"{}\" {",
+    "location ~ '{}' {",    "location {}{",         "location {} {} {",
+    "if ($x = \"{}\") {",   "location /x[] {",      "location \"{}{}\" {",
+    "location [] {",        "map $x ${} {",         "upstream {} {",
+    "limit_except {} [] {", "location ~ ^{}/[]$ {", "{} {"};
 
 const Shapes kCommentsOfNginx = {"# {}", "#{} {}", "# []", "# \"{}\"", "# x {} y"};
 
@@ -115,15 +115,31 @@ const Shapes kDirectivesOfApache = {"D {}",
                                     "D [] []",
                                     "D [] last",
                                     "D \"{}\" []",
+                                    "D {} [] ",
+                                    "D x{} []{}",
+                                    "D ^{}$ \"[]\" [L]",
+                                    "D \"a\" {}\"b\"",
+                                    "D %{}x [] \\\n y",
                                     "{}",
                                     "{} x"};
 
-const Shapes kOpeningsOfApache = {"<Location {}>",     "<Location \"{}\">",
-                                  "<Location /x{}>",   "<Directory '{}'>",
-                                  "<Files {} >",       "<Location ~ {}>",
-                                  "<Location []>",     "<IfModule {}>",
-                                  "<Location {}{}>",   "<LocationMatch \"x {} y\">",
-                                  "<Location \"[]\">", "<{}>"};
+const Shapes kOpeningsOfApache = {"<Location {}>",
+                                  "<Location \"{}\">",
+                                  "<Location /x{}>",
+                                  "<Directory '{}'>",
+                                  "<Files {} >",
+                                  "<Location ~ {}>",
+                                  "<Location []>",
+                                  "<IfModule {}>",
+                                  "<Location {}{}>",
+                                  "<LocationMatch \"x {} y\">",
+                                  "<Location \"[]\">",
+                                  "<{}>",
+                                  "<If \"%{HTTP_HOST} == '{}'\">",
+                                  "<Proxy *{}>",
+                                  "<Limit [] {}>",
+                                  "<FilesMatch ^{}$>",
+                                  "<Directory ~ \"[]{}\">"};
 
 const Shapes kCommentsOfApache = {"# {}", "#{} {}", "# []", "# {} \\\n# y"};
 
@@ -139,6 +155,11 @@ const Shapes kNamesOfApache = {"Dzero",        "Done",     "Dtwo",    "Dthree",
 // Here {} is a value's name.
 const Shapes kConditions = {"${} == on",   "{} == on",   "${} != on", "${}",
                             "${} == \"\"", "${} == ${}", "[] == on"};
+
+// Conditions whose operands are values: here [] is a place. With what follows they hold or not as
+// the first comparison says.
+const Shapes kPlaceConditions = {"[] == on", "on == []", "[] == on or zz == on",
+                                 "[] == on and on == on", "zz == on or [] == on"};
 
 const Shapes kImports = {"[].part", "part-[]", "[]", "x/[]/[]"};
 
@@ -160,6 +181,7 @@ class Maker {
     if (m_dice.Percent(15)) AddImport();
     m_made.template_text = m_template + (m_nginx ? "}\n" : "</VirtualHost>\n");
     m_made.config = WholeConfig();
+    if (m_dice.Percent(6)) EndLinesWithReturns();
     return std::move(m_made);
   }
 
@@ -177,12 +199,24 @@ class Maker {
       if (kind == 6) value.old_value = value.new_value;
       if (kind > 6) value.old_value = HostileValue(m_dice);
     }
+    if (m_dice.Percent(6)) {
+      m_made.raw = m_dice.Pick(m_names);
+      Value& value = m_made.values[m_made.raw];
+      value.new_value = m_dice.Pick(Shapes{"/srv/one", "4", "five-six"});
+      if (value.old_value) value.old_value = "old-raw";
+    }
     for (const auto& [name, value] : m_made.values) {
       if (value.new_value) m_new[name] = *value.new_value;
       if (value.new_value || value.old_value) {
         m_old[name] = value.old_value.value_or(value.new_value.value_or(""));
       }
     }
+  }
+
+  void EndLinesWithReturns() {
+    std::string text;
+    for (const char c : m_made.config) text += c == '\n' ? "\r\n" : std::string(1, c);
+    m_made.config = text;
   }
 
   std::string NewText() {
@@ -307,14 +341,19 @@ class Maker {
 
   bool AddConditionWithPlace() {
     const std::string name = m_dice.Pick(m_names);
-    m_template += "{% if [% $" + name + " %] == on %}\n";
+    std::string condition = m_dice.Pick(kPlaceConditions);
+    condition.replace(condition.find("[]"), 2, "[% $" + name + " %]");
+    const bool is_second = m_dice.Percent(25);
+    m_template += is_second ? "{% if $none %}\n{% elif " : "{% if ";
+    m_template += condition + " %}\n";
+    m_made.has_operand = true;
     if (m_new.count(name) == 0) return false;
     const std::string& value = m_new.at(name);
     const bool is_word = !value.empty() && value != "and" && value != "or" &&
                          std::none_of(value.begin(), value.end(),
                                       [](char c) { return static_cast<unsigned char>(c) <= 0x20; });
     if (!is_word) m_made.odd_condition = true;
-    return Meant(value) == "on";
+    return Meant(value) == Meant("on");
   }
 
   void MakeInner() {

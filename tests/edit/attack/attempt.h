@@ -47,7 +47,9 @@ struct Attempt {
   std::optional<std::string> imported_name;  // the only file that may be asked for
   std::string imported_text;
   bool odd_condition = false;  // a value in a condition is no operand of its own
+  bool has_operand = false;    // a value stands in a condition
   bool harmless = true;        // the new values are
+  std::string raw;             // the value that may be anything, and is harmless; "": none may
 };
 
 // The same for the same number on every machine.

@@ -170,6 +170,16 @@ class Comparison {
     if (!taken.empty() && (taken.front().bytes.begin < begin || taken.back().bytes.end > end)) {
       return "a word is another one";
     }
+    for (const std::size_t place : author.places) {
+      const Part& part = m_filled.parts.at(place);
+      const auto holds = [&](const Word& word) {
+        return word.bytes.begin <= part.begin && part.end <= word.bytes.end;
+      };
+      const bool is_free = part.segment.is_trailing || part.begin == part.end;
+      if (!is_free && std::none_of(taken.begin(), taken.end(), holds)) {
+        return "a full place is more than a word";
+      }
+    }
     const std::string& first = author.literals.front();
     const std::string& last = author.literals.back();
     if (first.empty() && last.empty()) return "";
@@ -221,8 +231,8 @@ std::size_t WordsBeforeTrailing(const std::vector<AuthorWord>& authors, const Te
   return authors.size();
 }
 
-// Reads the line with these texts in the place of its segments.
-LineReading ReadFilled(Dialect dialect, const Line& line, const std::vector<Segment>& segments,
+// Reads the line with these texts in the place of its segments, as it is.
+LineReading ReadAsItIs(Dialect dialect, const Line& line, const std::vector<Segment>& segments,
                        const std::vector<std::string>& texts) {
   LineReading reading;
   const Text marked = Assembled(segments, TextsOf(segments, nullptr));
@@ -247,6 +257,26 @@ LineReading ReadFilled(Dialect dialect, const Line& line, const std::vector<Segm
   const std::size_t before = std::min(WordsBeforeTrailing(authors, marked), words.size());
   reading.beginning.assign(reading.words.begin(),
                            reading.words.begin() + static_cast<std::ptrdiff_t>(before));
+  return reading;
+}
+
+// The same; and none of the texts may reach into a trailing place that is empty now.
+LineReading ReadFilled(Dialect dialect, const Line& line, const std::vector<Segment>& segments,
+                       const std::vector<std::string>& texts) {
+  LineReading reading = ReadAsItIs(dialect, line, segments, texts);
+  if (!reading.in_place || line.kind == Line::Kind::kComment) return reading;
+  std::vector<std::string> others = texts;
+  const Text marked = Assembled(segments, TextsOf(segments, nullptr));
+  LineReading ignored;
+  for (const AuthorWord& author : AuthorWords(dialect, line, marked, ignored)) {
+    for (const std::size_t place : author.places) {
+      const bool is_blank = texts.at(place).find_first_not_of(" \t\r\n\v\f") == std::string::npos;
+      if (author.is_open && is_blank) others.at(place) = Marker(place);
+    }
+  }
+  if (others == texts || ReadAsItIs(dialect, line, segments, others).in_place) return reading;
+  reading.in_place = false;
+  reading.why = "a value reaches into an empty place";
   return reading;
 }
 
@@ -313,8 +343,7 @@ LineReading ReadQuotedLine(Dialect dialect, const Line& line, const Texts& value
   LineReading reading;
   for (const AuthorWord& author : AuthorWords(dialect, line, marked, reading)) {
     for (const std::size_t place : author.places) {
-      const Segment& segment = segments.at(place);
-      if (author.is_open && segment.is_trailing) texts.at(place) = values.at(segment.text);
+      if (author.is_open) texts.at(place) = values.at(segments.at(place).text);
     }
   }
   reading = ReadFilled(dialect, line, segments, texts);

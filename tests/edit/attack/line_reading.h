@@ -38,7 +38,7 @@ struct LineReading {
 LineReading ReadLine(Dialect dialect, const Line& line, const Texts& values);
 
 // The same for values that the program is to quote: each is one text to the server, whatever it
-// holds, but in a trailing place that is not in quotes.
+// holds, but in a word with a trailing place that is not in quotes.
 LineReading ReadQuotedLine(Dialect dialect, const Line& line, const Texts& values);
 
 // The line with its values, as text.

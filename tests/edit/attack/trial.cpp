@@ -117,7 +117,7 @@ bool IsWritable(const Attempt& attempt) {
         return line.text.rfind("{%", 0) == 0 || line.text.rfind("<{%", 0) == 0;
       });
   return !names_directives && attempt.template_text.find("import") == std::string::npos &&
-         attempt.template_text.find("if [%") == std::string::npos &&
+         !attempt.has_operand &&
          std::all_of(attempt.values.begin(), attempt.values.end(), [&](const auto& value) {
            return is_harmless(value.second.old_value) && is_harmless(value.second.new_value);
          });
@@ -131,6 +131,7 @@ Tried Try(const Attempt& attempt, bool quoted) {
   const Judge judge(attempt, quoted);
   edit::Request request = RequestOf(attempt, imports);
   request.quote = quoted;
+  if (!quoted && !attempt.raw.empty()) request.raw = {attempt.raw};
   const edit::Result result = edit::Edit(request, attempt.config, "site.conf");
   tried.refused = !result.refusals.empty();
   tried.rightly = !judge.MustBeRefused().empty();
