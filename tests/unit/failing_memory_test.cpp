@@ -10,37 +10,11 @@
 #include <string>
 #include <vector>
 
+#include "support/failing_allocations.h"
 #include "support/index_audit.h"
 #include "support/merging_dialect.h"
 #include "support/template_probe.h"
 #include "template/qeltemplate.h"
-
-namespace {
-
-// How many allocations succeed before one fails; negative: all do.
-long g_allocations_left = -1;
-
-void* Allocate(std::size_t size) {
-  if (g_allocations_left == 0) {
-    g_allocations_left = -1;
-    throw std::bad_alloc();
-  }
-  if (g_allocations_left > 0) --g_allocations_left;
-  if (void* const memory = std::malloc(size == 0 ? 1 : size)) return memory;
-  throw std::bad_alloc();
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  return Allocate(size);
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t /*size*/) noexcept {
-  std::free(memory);
-}
 
 namespace {
 
@@ -96,17 +70,17 @@ std::string Edited(const Request& request) {
 bool RunWithFailure(const Request& request, long failing) {
   std::unique_ptr<ParserTemplate> parser;
   try {
-    g_allocations_left = failing;
+    failing_allocations::left = failing;
     parser = std::make_unique<ParserTemplate>(
         tov_template::GetConfigType(request.dialect, request.config));
     SetValues(*parser);
     parser->SetTemplate(request.template_text).ApplyTemplate();
-    const bool all_succeeded = g_allocations_left >= 0;
-    g_allocations_left = -1;
+    const bool all_succeeded = failing_allocations::left >= 0;
+    failing_allocations::left = failing_allocations::kNone;
     EXPECT_TRUE(all_succeeded) << "the failure was swallowed";
     return false;
   } catch (const std::bad_alloc&) {
-    g_allocations_left = -1;
+    failing_allocations::left = failing_allocations::kNone;
   }
   if (!parser) return true;
   EXPECT_EQ(parser->GetConfig(), "");
@@ -147,14 +121,14 @@ bool ViewWithFailure(const Request& request, bool whole, long failing) {
   const std::shared_ptr<tov_template::BaseConfig> dialect = DialectOf(request);
   std::unique_ptr<View> view;
   try {
-    g_allocations_left = failing;
+    failing_allocations::left = failing;
     view = std::make_unique<View>(dialect, whole);
     view->Apply(request.template_text);
-    EXPECT_GE(g_allocations_left, 0) << "the failure was swallowed";
-    g_allocations_left = -1;
+    EXPECT_GE(failing_allocations::left, 0) << "the failure was swallowed";
+    failing_allocations::left = failing_allocations::kNone;
     return false;
   } catch (const std::bad_alloc&) {
-    g_allocations_left = -1;
+    failing_allocations::left = failing_allocations::kNone;
   }
   if (!view) return true;
   EXPECT_EQ(tov_template::IndexAudit::DanglingIn(*view), "") << "allocation " << failing;

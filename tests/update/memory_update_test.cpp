@@ -12,37 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "support/failing_allocations.h"
 #include "update/update_test.h"
-
-namespace {
-
-constexpr long kNone = -1;
-
-// How many allocations succeed before one fails; kNone: all do.
-long allocations_left = kNone;
-bool fails_on = false;  // for good
-
-void* Allocate(std::size_t size) {
-  if (allocations_left == 0) {
-    if (!fails_on) allocations_left = kNone;
-    throw std::bad_alloc();
-  }
-  if (allocations_left > 0) --allocations_left;
-  if (void* const memory = std::malloc(size == 0 ? 1 : size)) return memory;
-  throw std::bad_alloc();
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  return Allocate(size);
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t /*size*/) noexcept {
-  std::free(memory);
-}
 
 namespace {
 
@@ -70,7 +41,7 @@ class MemoryOfUpdates : public testing::Test {
     m_sandbox.Write("b~", "earlier\n");
     const std::vector<std::string> names = {m_sandbox.PathOf("a"), m_sandbox.PathOf("b")};
     bool succeeded = true;
-    allocations_left = allocations;
+    failing_allocations::left = allocations;
     try {
       FileUpdate update(names, std::chrono::milliseconds(0));
       for (std::size_t i = 0; i < update.Size(); ++i) update.Replace(i, update.Read(i) + "new\n");
@@ -78,8 +49,8 @@ class MemoryOfUpdates : public testing::Test {
     } catch (const std::exception&) {
       succeeded = false;
     }
-    const bool suffices = allocations_left > 0;
-    allocations_left = kNone;
+    const bool suffices = failing_allocations::left > 0;
+    failing_allocations::left = failing_allocations::kNone;
     ExpectAllOrNone(succeeded, options.backup_suffix.has_value());
     return suffices;
   }
@@ -104,7 +75,7 @@ TEST_F(MemoryOfUpdates, MayEndAnywhere) {
                         {"refused by the reload", {"~", "", "false"}}};
   for (const Case& c : cases) {
     for (const bool for_good : {false, true}) {
-      fails_on = for_good;
+      failing_allocations::fail_on = for_good;
       long number = 0;
       do {
         SCOPED_TRACE(testing::Message() << c.name << ", allocation " << number

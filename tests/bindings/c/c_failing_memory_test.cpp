@@ -8,33 +8,7 @@
 #include <string>
 
 #include "qeltemplate_c.h"
-
-namespace {
-
-// How many allocations succeed before one fails; negative: all do.
-long g_allocations_left = -1;
-
-void* Allocate(std::size_t size) {
-  if (g_allocations_left == 0) {
-    g_allocations_left = -1;
-    throw std::bad_alloc();
-  }
-  if (g_allocations_left > 0) --g_allocations_left;
-  if (void* const memory = std::malloc(size == 0 ? 1 : size)) return memory;
-  throw std::bad_alloc();
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  return Allocate(size);
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t /*size*/) noexcept {
-  std::free(memory);
-}
+#include "support/failing_allocations.h"
 
 namespace {
 
@@ -83,10 +57,10 @@ TEST(CFailingMemory, IsAStatusAndNoException) {
   long failing = 0;
   for (;; ++failing) {
     Request request;
-    g_allocations_left = failing;
+    failing_allocations::left = failing;
     const qel_status status = request.Run();
-    const bool failed = g_allocations_left < 0;
-    g_allocations_left = -1;
+    const bool failed = failing_allocations::left < 0;
+    failing_allocations::left = failing_allocations::kNone;
     SCOPED_TRACE(failing);
     ASSERT_EQ(status, failed ? QEL_NO_MEMORY : QEL_OK);
     ASSERT_EQ(request.error, 0U);
@@ -106,11 +80,11 @@ TEST(CFailingMemory, OfAnErrorLeavesTheStatus) {
   for (;; ++failing) {
     qel_parser parser = 0;
     qel_error error = 0;
-    g_allocations_left = failing;
+    failing_allocations::left = failing;
     const qel_status status = qel_parser_new("a dialect that nobody knows of", QEL_NUL, kConfig,
                                              QEL_NUL, &parser, &error);
-    const bool failed = g_allocations_left < 0;
-    g_allocations_left = -1;
+    const bool failed = failing_allocations::left < 0;
+    failing_allocations::left = failing_allocations::kNone;
     SCOPED_TRACE(failing);
     ASSERT_EQ(parser, 0U);
     if (!failed) {
@@ -134,10 +108,10 @@ TEST(CFailingMemory, OfAHandlerReleasesItsContext) {
   const auto release = [](void*) { ++released; };
   int failing = 0;
   for (;; ++failing) {
-    g_allocations_left = failing;
+    failing_allocations::left = failing;
     const qel_status status = qel_log_set_handler(handler, nullptr, release, nullptr);
-    const bool failed = g_allocations_left < 0;
-    g_allocations_left = -1;
+    const bool failed = failing_allocations::left < 0;
+    failing_allocations::left = failing_allocations::kNone;
     if (!failed) break;
     EXPECT_EQ(status, QEL_NO_MEMORY);
     EXPECT_EQ(released, failing + 1);

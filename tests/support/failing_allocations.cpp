@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "support/failing_allocations.h"
+
+#include <cstdlib>
+#include <new>
+
+void* operator new(std::size_t size) {
+  using failing_allocations::left;
+  if (left == 0) {
+    if (!failing_allocations::fail_on) left = failing_allocations::kNone;
+    throw std::bad_alloc();
+  }
+  if (left > 0) --left;
+  if (void* const memory = std::malloc(size == 0 ? 1 : size)) return memory;
+  throw std::bad_alloc();
+}
+
+void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t /*size*/) noexcept {
+  std::free(memory);
+}
