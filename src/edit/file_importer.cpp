@@ -9,6 +9,7 @@
 #include <system_error>
 #include <vector>
 
+#include "edit/limits.h"
 #include "template/framework/str.h"
 #include "template/framework/tov_err.h"
 #include "template/framework/tov_file.h"
@@ -59,10 +60,13 @@ class Finder {
   }
 
   static ImportedFile Content(const std::string& path) {
-    constexpr std::uintmax_t kLargest = std::uintmax_t{16} << 20;
     std::error_code none;
     const std::uintmax_t size = std::filesystem::file_size(path, none);
-    if (!none && size > kLargest) return {path, "", Quoted(path) + " is larger than 16 MiB"};
+    if (!none && size > kLargestTemplate) {
+      return {path, "",
+              Quoted(path) + " is larger than " + std::to_string(kLargestTemplate / kMebibyte) +
+                  " MiB"};
+    }
     try {
       return {path, tov_file::ReadE(path), ""};
     } catch (const tov_err::Error&) {

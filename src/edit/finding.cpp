@@ -7,7 +7,7 @@
 namespace edit {
 
 std::string Shown(const FilePlace& place) {
-  std::string text = place.file;
+  std::string text = Printable(place.file);
   if (place.line != 0) text += ":" + std::to_string(place.line);
   if (place.column != 0) text += ":" + std::to_string(place.column);
   return text;
@@ -22,7 +22,8 @@ std::string Shown(const Finding& finding) {
   std::string text = Shown(PlaceOf(finding));
   if (finding.in_result) text += " of the edited text";
   text += (text.empty() ? "" : ": ") + finding.message;
-  return finding.hint.empty() ? text : text + ". " + finding.hint;
+  if (!finding.hint.empty()) text += ". " + finding.hint;
+  return Printable(text);
 }
 
 std::string Printable(std::string_view text) {

@@ -19,7 +19,7 @@ struct FilePlace {
   std::size_t column = 0;
 };
 
-// "site.conf:12:5", without what is 0.
+// "site.conf:12:5", without what is 0, and without control characters of the name.
 QELTEMPLATE_EXPORT std::string Shown(const FilePlace& place);
 
 // What a request can be given so that an edit is made that was refused.
@@ -54,7 +54,8 @@ struct Finding {
 // without a file when it is about neither.
 QELTEMPLATE_EXPORT const FilePlace& PlaceOf(const Finding& finding);
 
-// Where it is, what is wrong, and what to do: "site.template:2:3: ... is not there. Correct ...".
+// Where it is, what is wrong, and what to do, without control characters: "site.template:2:3: ...
+// is not there. Correct ...".
 QELTEMPLATE_EXPORT std::string Shown(const Finding& finding);
 
 struct Findings {

@@ -30,6 +30,7 @@ Request RequestWith(Dialect dialect, const std::string& template_text) {
 
 const std::string kSite = "server {\n\tserver_name a;\n\tx 1;\n}\n";
 const std::string kEditedSite = "server {\n\tserver_name a;\n\tx 2;\n}\n";
+const std::string kHost = "<VirtualHost *:80>\nServerName a\nX 1\n</VirtualHost>\n";
 const std::string kSiteTemplate = "server {\nserver_name a;\nx {% $v %};\n}\n";
 
 // --- Templates and values ---
@@ -125,12 +126,13 @@ TEST(Limits, OfTemplatesAndValuesAreNamed) {
     SCOPED_TRACE(amount.name);
     EXPECT_EQ(AllOf(Edit(amount.request_of(amount.most), "", "site.conf").refusals), "");
     const Request request = amount.request_of(amount.most + 1);
-    const Result result = Edit(request, kSite, "site.conf");
+    const std::string config = request.dialect == Dialect::kNginx ? kSite : kHost;
+    const Result result = Edit(request, config, "site.conf");
     ASSERT_EQ(result.refusals.size(), 1U) << AllOf(result.refusals);
     EXPECT_EQ(result.refusals[0].name, "limit");
-    EXPECT_EQ(result.refusals[0].message.substr(0, amount.what.size()), amount.what);
-    EXPECT_EQ(result.text, kSite);
-    const Explained explained = Explain(request, kSite, "site.conf");
+    EXPECT_EQ(Shown(result.refusals[0]).substr(0, amount.what.size()), amount.what);
+    EXPECT_EQ(result.text, config);
+    const Explained explained = Explain(request, config, "site.conf");
     EXPECT_EQ(AllOf(explained.result.refusals), AllOf(result.refusals));
     Findings findings;
     Prototype(request, findings);
@@ -146,7 +148,7 @@ TEST(Limits, HoldForImportedFiles) {
   const Result result = Edit(request, "", "site.conf");
   ASSERT_EQ(result.refusals.size(), 1U) << AllOf(result.refusals);
   EXPECT_EQ(result.refusals[0].name, "limit");
-  EXPECT_EQ(result.refusals[0].message,
+  EXPECT_EQ(Shown(result.refusals[0]),
             "site.template:1:4: an edit does not take a file of more than 16 MiB");
 }
 
@@ -160,7 +162,6 @@ TEST(Limits, AreNotForced) {
 
 const std::string kOpen = "<IfModule a>\n";
 const std::string kClose = "</IfModule>\n";
-const std::string kHost = "<VirtualHost *:80>\nServerName a\nX 1\n</VirtualHost>\n";
 const std::string kEditedHost = "<VirtualHost *:80>\nServerName a\nX 2\n</VirtualHost>\n";
 const std::string kHostTemplate = "<VirtualHost *:80>\nServerName a\nX {% $v %}\n</VirtualHost>\n";
 
@@ -227,9 +228,9 @@ TEST(ManyNamesOnManyAddresses, AreNoMoreThanTheirSum) {
   const Result result = Edit(request, server("a1") + server("a2"), "site.conf");
   ASSERT_EQ(result.refusals.size(), 1U) << AllOf(result.refusals);
   EXPECT_EQ(result.refusals[0].name, "collision");
-  EXPECT_NE(result.refusals[0].message.find("answer to 'a2' on 127.0.0.1:0"), std::string::npos)
-      << result.refusals[0].message;
-  EXPECT_LT(result.refusals[0].message.size(), 1'000U);
+  EXPECT_NE(Shown(result.refusals[0]).find("answer to 'a2' on 127.0.0.1:0"), std::string::npos)
+      << Shown(result.refusals[0]);
+  EXPECT_LT(Shown(result.refusals[0]).size(), 1'000U);
 }
 
 // Of two conditions of which one stands in the other, each is edited by itself.
