@@ -179,8 +179,9 @@ fuzz:
 hostile:
 	cmake/install-packages.sh $(TEST_PACKAGES)
 	cmake --preset release -DQELTEMPLATE_BUILD_TESTS=ON
-	cmake --build --preset release --target hostile_sizes
+	cmake --build --preset release --target hostile_sizes hostile_edits
 	build/release/tests/hostile_sizes
+	build/release/tests/hostile_edits
 
 format:
 	clang-format -i $(SOURCES)

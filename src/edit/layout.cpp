@@ -226,10 +226,19 @@ std::size_t Layout::SkipBlanksAndRemoved(std::size_t from) const {
   return from;
 }
 
+// Of the blanks before `from`.
+std::size_t Layout::BeginOfBlanks(std::size_t from) const {
+  if (m_blanks && m_blanks->begin <= from && from <= m_blanks->end) return m_blanks->begin;
+  std::size_t begin = from;
+  while (begin > 0 && IsBlank(m_text[begin - 1])) --begin;
+  m_blanks = {begin, from};
+  return begin;
+}
+
 std::size_t Layout::BackOverBlanksAndRemoved(std::size_t from) const {
   std::vector<std::size_t*> passed;
   for (;;) {
-    while (from > 0 && IsBlank(m_text[from - 1])) --from;
+    from = BeginOfBlanks(from);
     const auto removed = m_removed_to.find(from);
     if (removed == m_removed_to.end()) break;
     passed.push_back(&removed->second);

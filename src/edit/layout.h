@@ -128,6 +128,7 @@ class Layout {
   Span RemovedBesideOthers(Span bytes) const;
   void TakeBlankLine(BlockId block, std::size_t& begin, std::size_t& end) const;
   std::size_t SkipBlanksAndRemoved(std::size_t from) const;
+  std::size_t BeginOfBlanks(std::size_t from) const;
   std::size_t BackOverBlanksAndRemoved(std::size_t from) const;
 
   Contents& m_contents;
@@ -143,7 +144,8 @@ class Layout {
   mutable Ends m_removed_from;
   mutable Ends m_removed_to;
 
-  mutable std::optional<Line> m_line;  // the one looked at last: a line may be long
+  mutable std::optional<Line> m_line;    // the one looked at last: a line may be long
+  mutable std::optional<Line> m_blanks;  // those looked at last: there may be many
   std::optional<std::string> m_end;
   std::optional<std::string> m_step;
   std::unordered_map<BlockId, std::string> m_indentations;  // in blocks, as long as nothing goes

@@ -1,83 +1,25 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// What inputs of hostile sizes cost: runs each case in a process of its own, at a tenth of its size
-// and at its size, and prints processor time, peak memory and how both grow. The time is that of
-// the request, without the making of its input.
-//
-//   hostile_sizes [DIVISOR]     divides every size, for a quick look
-//
-// Ends with 1 when a case does not do what it should, also when it runs out of memory or is killed.
-#include <sys/mman.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
+// What inputs of hostile sizes cost the engine, see measure.h.
 
-#include <algorithm>
-#include <cstddef>
-#include <cstdio>
-#include <cstdlib>
-#include <exception>
-#include <functional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "hostile/measure.h"
 #include "support/template_probe.h"
 #include "template/qeltemplate.h"
 
+using hostile::Contains;
+using hostile::Number;
+using hostile::Repeat;
+using hostile::Require;
 using tov_template::ParserTemplate;
 
 namespace {
 
-void Require(bool holds, const char* what) {
-  if (!holds) throw std::runtime_error(what);
-}
-
-bool Contains(const std::string& text, const std::string& part) {
-  return text.find(part) != std::string::npos;
-}
-
-// `count` pieces of text, each made of its number.
-std::string Repeat(std::size_t count, const std::function<std::string(std::size_t)>& piece) {
-  std::string text;
-  for (std::size_t i = 0; i < count; ++i) text += piece(i);
-  return text;
-}
-
-std::string Number(std::size_t number) {
-  return std::to_string(number);
-}
-
-double Seconds(const rusage& usage) {
-  const auto seconds = [](const timeval& time) {
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
-  };
-  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
-}
-
-// The processor time when a case began its request and when it had the result, for the process that
-// started it to see.
-struct Times {
-  double begin;
-  double end;
-};
-
-Times& SharedTimes() {
-  static void* const shared =
-      mmap(nullptr, sizeof(Times), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  Require(shared != MAP_FAILED, "no shared memory");
-  return *static_cast<Times*>(shared);
-}
-
-double SecondsNow() {
-  rusage usage{};
-  getrusage(RUSAGE_SELF, &usage);
-  return Seconds(usage);
-}
-
 // A parser with the value "v", old "1" and new "2". The request begins here.
 ParserTemplate Parser(const std::string& dialect, const std::string& config) {
-  SharedTimes().begin = SecondsNow();
+  hostile::BeginRequest();
   ParserTemplate parser(tov_template::GetConfigType(dialect, config));
   parser.SetValue("v", "1", "2");
   return parser;
@@ -86,7 +28,7 @@ ParserTemplate Parser(const std::string& dialect, const std::string& config) {
 // The text that the template `text` makes of the configuration. The request ends here.
 std::string Edited(ParserTemplate parser, const std::string& text) {
   std::string edited = parser.SetTemplate(text).ApplyTemplate().GetConfig();
-  SharedTimes().end = SecondsNow();
+  hostile::EndRequest();
   return edited;
 }
 
@@ -279,14 +221,7 @@ void NestedImports(std::size_t size) {
   Require(Contains(edited, "x" + Number(size) + " on;"), "not imported");
 }
 
-struct Case {
-  const char* name;
-  const char* unit;
-  std::size_t size;
-  void (*run)(std::size_t size);
-};
-
-const Case kCases[] = {
+const std::vector<hostile::Case> kCases = {
     {"one line", "bytes", 100'000'000, OneLine},
     {"aliases in one template line", "bytes", 100'000'000, OneLineOfAliases},
     {"lines in one block", "lines", 1'000'000, LinesInABlock},
@@ -312,52 +247,8 @@ const Case kCases[] = {
     {"imports, each in the one before", "files", 100'000, NestedImports},
 };
 
-struct Cost {
-  double seconds;    // of the processor
-  double megabytes;  // at the peak
-};
-
-// Throws when the case fails.
-Cost Measure(const Case& test, std::size_t size) {
-  std::fflush(stdout);
-  SharedTimes() = {};
-  const pid_t child = fork();
-  Require(child >= 0, "cannot fork");
-  if (child == 0) {
-    try {
-      test.run(size);
-    } catch (const std::exception& error) {
-      std::fprintf(stderr, "%s, %zu %s: %s\n", test.name, size, test.unit, error.what());
-      _exit(1);
-    }
-    _exit(0);
-  }
-  int status = 0;
-  rusage usage{};
-  Require(wait4(child, &status, 0, &usage) == child, "cannot wait");
-  Require(WIFEXITED(status) && WEXITSTATUS(status) == 0, "failed");
-  return {SharedTimes().end - SharedTimes().begin, static_cast<double>(usage.ru_maxrss) / 1024};
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::size_t divisor = argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 1;
-  bool failed = divisor == 0;
-  std::printf("%-47s %11s %-7s %8s %9s %15s\n", "", "size", "", "seconds", "MB", "for 10 x size");
-  for (const Case& test : kCases) {
-    if (divisor == 0) break;
-    const std::size_t size = std::max<std::size_t>(test.size / divisor, 10);
-    try {
-      const Cost tenth = Measure(test, size / 10);
-      const Cost cost = Measure(test, size);
-      std::printf("%-47s %11zu %-7s %8.2f %9.0f %5.1fx time %4.1fx memory\n", test.name, size,
-                  test.unit, cost.seconds, cost.megabytes, cost.seconds / tenth.seconds,
-                  cost.megabytes / tenth.megabytes);
-    } catch (const std::exception& error) {
-      std::printf("%-47s %11zu %-7s %s\n", test.name, size, test.unit, error.what());
-      failed = true;
-    }
-  }
-  return failed ? 1 : 0;
+  return hostile::Run(kCases, argc, argv);
 }
