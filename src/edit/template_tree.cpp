@@ -276,8 +276,29 @@ class Reader {
       return std::nullopt;
     }
     if (filling->written) return filling->written;
+    if (line.kind == Kind::kOpening) {
+      if (is_judged) RefuseOpening(line, authored, filling->text);
+      return std::nullopt;
+    }
     line.raw = true;
     return Written{filling->text, {}, {}};
+  }
+
+  // A value may be anything, but a block that does not open cannot be found, nor closed.
+  void RefuseOpening(const TemplateLine& line, const AuthoredLine& authored,
+                     const std::string& text) {
+    std::vector<std::string> names;
+    for (const Place& place : authored.places()) {
+      if (m_request.raw.count(place.name) != 0) names.push_back(place.name);
+    }
+    Refuse(
+        {"value",
+         "with the value " + Listed(names) + " this line does not open one block: " + Quoted(text),
+         "Let it be a part of the opening line, or put the whole block into the template",
+         line.place,
+         {},
+         false,
+         names});
   }
 
   void RefuseValue(const TemplateLine& line, const AuthoredLine& authored,

@@ -639,6 +639,35 @@ TEST(AValueOfAnOpeningLine, IsOneWordOfIt) {
                   "'v'"}});
 }
 
+TEST(ARawValueOfAnOpeningLine, LeavesItOne) {
+  const auto raw = [](Request& request) { request.raw = {"v"}; };
+  const auto refused = [&](const std::string& name, const std::string& text,
+                           const std::string& old_value, const std::string& value) {
+    return Refused{name,
+                   text,
+                   {{"v", old_value, value}},
+                   "value",
+                   "site.template:1:1:",
+                   "with the value 'v' this line does not open one block: ",
+                   raw};
+  };
+  const std::string location = "location {% $v %} {\ngzip on;\n}\n";
+  ExpectRefused(Dialect::kNginx, "gzip on;\n",
+                {refused("two blocks", location, "/", "/a { gzip off; } location /b"),
+                 refused("none", location, "/", "/a; #"),
+                 refused("two blocks before", location, "/a { } location /b", "/")});
+  ExpectRefused(
+      Dialect::kApache, "Listen 80\n",
+      {refused("a closing line", "<{% $v %}>\nX 1\n</Location>\n", "Location", "/x"),
+       refused("two lines", "<Location {% $v %}>\nX 1\n</Location>\n", "/", "/>\nX 2\n#")});
+  ExpectEdits(Dialect::kNginx, {{"another sign",
+                                 "location / {\n}\n",
+                                 location,
+                                 {{"v", "/", "= /a"}},
+                                 "location = /a {\n\tgzip on;\n}\n",
+                                 raw}});
+}
+
 TEST(AValueOfApache, IsReadByItsOwnGrammar) {
   const std::string config = "<VirtualHost *:80>\n\tServerName a\n</VirtualHost>\n";
   const auto host = [](const std::string& line) {
