@@ -60,8 +60,10 @@ void Additions::ToBeAdded(std::size_t position) {
 }
 
 void Additions::AddLater(std::size_t position) {
+  const TemplateLine& line = m_work.Line(position);
   m_additions.push_back({position});
-  m_added.insert(m_work.Line(position).now->text);
+  m_added.insert(line.now->text);
+  if (line.raw) m_work.planning().plan.raw = true;
 }
 
 Addition* Additions::LastFor(std::size_t position) {

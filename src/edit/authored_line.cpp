@@ -400,7 +400,9 @@ std::optional<AuthoredLine::Filling> AuthoredLine::Fill(const Values& values,
   }
   Kind kind = Kind::kBlank;
   filling.written = ReadWritten(m_dialect, filling.text, kind);
-  if (kind != m_kind) filling.written.reset();
+  // httpd takes a ">" off a name: of that alone nothing is left.
+  const bool is_nameless = filling.written && filling.written->words.front().empty();
+  if (kind != m_kind || is_nameless) filling.written.reset();
   filling.in_place = filling.written || std::any_of(texts->begin(), texts->end(),
                                                     [](const Text& text) { return text.raw; });
   return filling;

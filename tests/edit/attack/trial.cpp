@@ -104,14 +104,16 @@ bool IsWritable(const Attempt& attempt) {
                       }));
   };
   // Blanks at the end of a line go, so that a backslash before them would end it.
-  const bool comments =
-      std::any_of(attempt.lines.begin(), attempt.lines.end(),
-                  [](const Line& line) { return line.kind == Line::Kind::kComment; });
+  const bool ends_in_blanks =
+      std::any_of(attempt.lines.begin(), attempt.lines.end(), [](const Line& line) {
+        return line.kind == Line::Kind::kComment || line.text.back() == ' ';
+      });
   const bool backslashes =
       std::any_of(attempt.values.begin(), attempt.values.end(), [](const auto& value) {
-        return value.second.new_value.value_or("").find('\\') != std::string::npos;
+        return value.second.new_value.value_or("").find('\\') != std::string::npos ||
+               value.second.old_value.value_or("").find('\\') != std::string::npos;
       });
-  if ((comments && backslashes) || MayBeLeftEmpty(attempt)) return false;
+  if ((ends_in_blanks && backslashes) || MayBeLeftEmpty(attempt)) return false;
   const bool names_directives =
       std::any_of(attempt.lines.begin(), attempt.lines.end(), [](const Line& line) {
         return line.text.rfind("{%", 0) == 0 || line.text.rfind("<{%", 0) == 0;
@@ -152,6 +154,25 @@ Tried Try(const Attempt& attempt, bool quoted) {
   } else if (tried.why == "value " && judge.MayBeWritten() && quoted && IsWritable(attempt)) {
     tried.wrong = "refused, though it can be written";
   }
+  return tried;
+}
+
+Tried TryRaw(const Attempt& attempt) {
+  Tried tried;
+  std::vector<std::string> imports;
+  edit::Request request = RequestOf(attempt, imports);
+  for (const auto& [name, value] : attempt.values) request.raw.insert(name);
+  const edit::Result result = edit::Edit(request, attempt.config, "site.conf");
+  tried.refused = !result.refusals.empty();
+  tried.why = NamesOf(result.refusals);
+  tried.messages = MessagesOf(result.refusals);
+  tried.text = result.text;
+  const edit::Explained explained = edit::Explain(request, attempt.config, "site.conf");
+  edit::Findings findings;
+  edit::Prototype(request, findings);
+  if (explained.result.text != result.text) tried.wrong = "explain says otherwise";
+  if (tried.refused && result.text != attempt.config) tried.wrong = "refused, and changed";
+  if (tried.why.find("fault") != std::string::npos) tried.wrong = "a fault";
   return tried;
 }
 

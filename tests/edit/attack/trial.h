@@ -21,4 +21,8 @@ struct Tried {
 // `quoted`: the program is to quote the values.
 Tried Try(const Attempt& attempt, bool quoted);
 
+// With all values let in as they are: nobody knows what has to come of it, but it comes of it the
+// same way each time, and a refused edit leaves the text alone. Of the result `rightly` is not set.
+Tried TryRaw(const Attempt& attempt);
+
 }  // namespace attack
