@@ -44,6 +44,7 @@ bool IsBlankOrControl(char byte) {
 bool IsOperand(const std::string& value) {
   return !value.empty() && value != "and" && value != "or" &&
          std::string_view("$\"'").find(value.front()) == std::string_view::npos &&
+         value.find("\"\"") == std::string::npos &&  // nothing, wherever it stands
          std::none_of(value.begin(), value.end(), IsBlankOrControl);
 }
 

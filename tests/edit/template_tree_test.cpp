@@ -410,7 +410,7 @@ TEST(TheTemplatesOwnDelimiters, AreTextInAValue) {
 TEST(AValueInACondition, IsOneOperand) {
   const std::string text = Server("{% if [% $v %] == on %}\ngzip on;\n{% endif %}\n");
   std::vector<Refused> cases;
-  for (const std::string value : {"", "x or on", "or", "x\ny", "$w", "\"\"", "a == a"}) {
+  for (const std::string value : {"", "x or on", "or", "x\ny", "$w", "\"\"", "on\"\"", "a == a"}) {
     cases.push_back({value,
                      text,
                      {{"v", kNone, value}, {"w", kNone, "on"}},

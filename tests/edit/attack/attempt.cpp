@@ -350,6 +350,7 @@ class Maker {
     if (m_new.count(name) == 0) return false;
     const std::string& value = m_new.at(name);
     const bool is_word = !value.empty() && value != "and" && value != "or" &&
+                         value.find("\"\"") == std::string::npos &&
                          std::none_of(value.begin(), value.end(),
                                       [](char c) { return static_cast<unsigned char>(c) <= 0x20; });
     if (!is_word) m_made.odd_condition = true;

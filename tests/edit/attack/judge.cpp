@@ -158,13 +158,24 @@ bool Judge::IsTakenBy(const Entry& entry, std::size_t number) const {
   return false;
 }
 
+// How many directives a line may make: one, or as many as there were with its old words.
+std::size_t Judge::MostMadeBy(std::size_t number, const Entries& before) const {
+  const Line& line = m_attempt.lines.at(number);
+  const Meant& meant = m_meant.at(number);
+  if (line.kind != Line::Kind::kDirective || !line.taken || !meant.was) return 1;
+  const auto like = std::count_if(before.begin(), before.end(), [&](const Entry& entry) {
+    return entry.block == LabelOf(line.block) && entry.words == meant.was->words;
+  });
+  return std::max<std::size_t>(1, static_cast<std::size_t>(like));
+}
+
 std::string Judge::WrongAdditions(const Entries& before, const Entries& added) const {
-  std::vector<bool> used(m_attempt.lines.size());
+  std::vector<std::size_t> made(m_attempt.lines.size());
   for (const Entry& entry : added) {
     bool found = false;
     for (std::size_t i = 0; i < m_meant.size() && !found; ++i) {
-      found = !used.at(i) && IsMadeBy(entry, i, before);
-      if (found) used.at(i) = true;
+      found = made.at(i) < MostMadeBy(i, before) && IsMadeBy(entry, i, before);
+      if (found) ++made.at(i);
     }
     if (!found) return "in '" + entry.block + "' nobody asked for " + Shown(entry.words);
   }

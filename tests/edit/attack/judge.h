@@ -48,6 +48,7 @@ class Judge {
   bool IsName(const Entry& entry, const LineReading& reading) const;
   bool IsMadeBy(const Entry& entry, std::size_t line, const Entries& before) const;
   bool IsTakenBy(const Entry& entry, std::size_t line) const;
+  std::size_t MostMadeBy(std::size_t number, const Entries& before) const;
   std::string WrongAdditions(const Entries& before, const Entries& added) const;
   std::string WrongRemovals(const Entries& removed) const;
   std::string Missing(const Entries& after) const;

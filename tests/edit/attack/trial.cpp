@@ -3,10 +3,12 @@
 #include "edit/attack/trial.h"
 
 #include <algorithm>
+#include <map>
 #include <optional>
 #include <vector>
 
 #include "edit/attack/judge.h"
+#include "edit/attack/line_reading.h"
 #include "edit/edit.h"
 #include "edit/template_tree.h"
 
@@ -67,9 +69,23 @@ bool JoinsWords(const Attempt& attempt) {
          attempt.template_text.find("ServerAlias") != std::string::npos;
 }
 
+// Whether a line says that a directive is to be there, and another one that it is to go: then each
+// edit does both, if there are several.
+bool Contradicts(const Attempt& attempt) {
+  std::map<std::string, std::string> values;
+  for (const auto& [name, value] : attempt.values) values[name] = value.new_value.value_or("");
+  return std::any_of(attempt.lines.begin(), attempt.lines.end(), [&](const Line& line) {
+    return line.taken &&
+           std::any_of(attempt.lines.begin(), attempt.lines.end(), [&](const Line& other) {
+             return !other.taken && other.block == line.block &&
+                    Filled(other.text, values) == Filled(line.text, values);
+           });
+  });
+}
+
 // Once more, with every value as it is then.
 std::string WrongAgain(const Attempt& attempt, edit::Request request, const edit::Result& result) {
-  if (JoinsWords(attempt)) return "";
+  if (JoinsWords(attempt) || Contradicts(attempt)) return "";
   for (auto& [name, value] : request.values) {
     if (!value.new_value) return "";
     value.old_value = value.new_value;
