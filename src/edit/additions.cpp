@@ -54,15 +54,8 @@ class FoundInOrder {
 void Additions::ToBeAdded(std::size_t position) {
   m_work.Done(position);
   const TemplateLine& line = m_work.Line(position);
-  if (m_added.count(line.now->text) != 0) return;
-  if (line.kind == Kind::kDirective && !line.raw && !MayBeAdded(position)) return;
-  AddLater(position);
-}
-
-void Additions::AddLater(std::size_t position) {
-  const TemplateLine& line = m_work.Line(position);
+  if (!m_added.insert(line.now->text).second) return;
   m_additions.push_back({position});
-  m_added.insert(line.now->text);
   if (line.raw) m_work.planning().plan.raw = true;
 }
 
@@ -71,68 +64,149 @@ Addition* Additions::LastFor(std::size_t position) {
   return is_last ? &m_additions.back() : nullptr;
 }
 
-bool Additions::MayBeAdded(std::size_t position) {
-  const TemplateLine& line = m_work.Line(position);
+// --- What stands in the way ---
+
+void Additions::LeaveOutRefused() {
+  const auto refused = [this](const Addition& addition) {
+    const TemplateLine& line = m_work.Line(addition.position);
+    const bool judged = line.kind == Kind::kDirective && !line.raw && !addition.forced &&
+                        addition.before == kNoChild;
+    return judged && !MayBeAdded(addition);
+  };
+  m_additions.erase(std::remove_if(m_additions.begin(), m_additions.end(), refused),
+                    m_additions.end());
+}
+
+// False: it is refused.
+bool Additions::MayBeAdded(const Addition& addition) {
+  const TemplateLine& line = m_work.Line(addition.position);
   const std::string& name = m_work.NameOf(line);
-  const std::size_t other = m_work.FirstFreeNamed(name);
-  if (other == kNoChild) return true;
   const Repetition repetition = RepetitionOf(m_work.dialect(), name);
-  if (repetition == Repetition::kOnce && GoesLater(name)) return true;
-  if (repetition == Repetition::kOnce) return RefuseOther(position, other);
-  if (repetition == Repetition::kUnknown || StatesOther(line)) {
-    m_work.Warn(position,
-                {"second-line",
-                 Quoted(line.now->text) + " is added beside " + m_work.ShownChild(other),
-                 "If it is to replace that one, give its value as the old one, or use a trailing "
-                 "place",
-                 {},
-                 {m_work.PlaceOfChild(other)}});
+  const Subjects subjects = SubjectsOf(m_work.dialect(), m_work.BlockName(), line.now->words);
+  const bool once = repetition == Repetition::kOnce;
+  const std::size_t other = once ? OtherThatStays(name) : OtherOf(subjects, name);
+  if (other != kNoChild && (once || !subjects.both_count)) {
+    if (m_work.IsForced("other-value")) return true;
+    Refuse(addition.position, other, once ? Texts{name} : BeginningFor(line, other));
+    return false;
+  }
+  const std::size_t any = m_work.FirstFreeNamed(name);
+  if (other != kNoChild) {
+    Warn(addition.position, other);
+  } else if (any != kNoChild && (repetition == Repetition::kUnknown || StatesOther(line))) {
+    Warn(addition.position, any);
   }
   return true;
 }
 
-// Whether a line that is not taken removes the directives of this name.
-bool Additions::GoesLater(const std::string& name) const {
+// The first free directive of this name, unless all of them are to go.
+std::size_t Additions::OtherThatStays(const std::string& name) {
   const Positions there = m_work.FreeOf(m_work.index().Named(name));
-  return std::all_of(there.begin(), there.end(), [&](std::size_t child) {
-    return std::any_of(m_work.lines().begin(), m_work.lines().end(), [&](std::size_t number) {
+  const bool stays = std::any_of(there.begin(), there.end(),
+                                 [this](std::size_t child) { return !GoesLater(child); });
+  return stays ? there.front() : kNoChild;
+}
+
+// The first free directive of this name that speaks of one of the subjects.
+std::size_t Additions::OtherOf(const Subjects& subjects, const std::string& name) {
+  for (const std::string& subject : subjects.all) {
+    for (const std::size_t child : SpeakingOf(subject, name)) {
+      if (m_work.IsFree(child) && !GoesLater(child)) return child;
+    }
+  }
+  return kNoChild;
+}
+
+const Positions& Additions::SpeakingOf(const std::string& subject, const std::string& name) {
+  const auto [known, is_new] = m_speaking.try_emplace(NameKey(m_work.dialect(), name));
+  if (is_new) {
+    for (const std::size_t child : m_work.index().Named(name)) {
+      const Texts& words = m_work.ChildAt(child).values;
+      for (const std::string& each : SubjectsOf(m_work.dialect(), m_work.BlockName(), words).all) {
+        known->second[each].push_back(child);
+      }
+    }
+  }
+  return known->second[subject];
+}
+
+// Whether a line that is not taken removes it.
+bool Additions::GoesLater(std::size_t child) {
+  if (!m_removing) {
+    m_removing.emplace();
+    for (const std::size_t number : m_work.lines()) {
       const TemplateLine& line = m_work.planning().tree.lines[number];
-      if (line.enabled || line.kind != Kind::kDirective) return false;
-      const Texts& values = m_work.ChildAt(child).values;
-      if (line.beginning && BeginsWith(m_work.dialect(), values, *line.beginning)) return true;
-      return (line.was && SameWords(m_work.dialect(), values, line.was->words)) ||
-             (line.now && SameWords(m_work.dialect(), values, line.now->words));
-    });
+      if (!line.enabled && line.kind == Kind::kDirective) m_removing->push_back(&line);
+    }
+  }
+  const Texts& values = m_work.ChildAt(child).values;
+  return std::any_of(m_removing->begin(), m_removing->end(), [&](const TemplateLine* line) {
+    if (line->beginning && BeginsWith(m_work.dialect(), values, *line->beginning)) return true;
+    return (line->was && SameWords(m_work.dialect(), values, line->was->words)) ||
+           (line->now && SameWords(m_work.dialect(), values, line->now->words));
   });
 }
 
-bool Additions::RefuseOther(std::size_t position, std::size_t other) {
-  if (m_work.IsForced("other-value")) {
-    if (!m_work.IsDone(position)) {
-      AddLater(position);
-      m_work.Done(position);
-    }
-    return true;
-  }
+void Additions::RefuseOther(std::size_t position, std::size_t other) {
   const TemplateLine& line = m_work.Line(position);
-  const std::string end = m_work.dialect() == Dialect::kNginx ? ";" : "";
-  const bool address = m_work.RoleOfLine(line) == Role::kAddress && line.now->words.size() > 1;
-  const std::string beginning =
-      m_work.NameOf(line) + (address ? " " + line.now->spelled[1] : std::string());
+  if (m_work.IsForced("other-value")) {
+    m_work.Done(position);
+    if (m_added.insert(line.now->text).second)
+      m_additions.push_back({position, {}, {}, kNoChild, true});
+    return;
+  }
+  const bool has_address = m_work.RoleOfLine(line) == Role::kAddress && line.now->words.size() > 1;
+  Texts beginning = {m_work.NameOf(line)};
+  if (has_address) beginning.push_back(line.now->spelled[1]);
+  Refuse(position, other, beginning);
+}
+
+// The words with which both begin, when no other directive of the block begins so; none: one does.
+Texts Additions::BeginningFor(const TemplateLine& line, std::size_t other) const {
+  const Texts& words = line.now->words;
+  const Texts& values = m_work.ChildAt(other).values;
+  std::size_t count = 1;
+  while (count < words.size() && count < values.size() && words[count] == values[count]) ++count;
+  const auto end = static_cast<std::ptrdiff_t>(std::min(count, words.size() - 1));
+  const Beginning beginning = {{words.begin(), words.begin() + end}, std::string()};
+  if (m_work.FreeBeginning(beginning).size() != 1) return {};
+  return {line.now->spelled.begin(), line.now->spelled.begin() + end};
+}
+
+// `beginning`: of a line with a trailing place that would mean the other directive; none: there is
+// no such line.
+void Additions::Refuse(std::size_t position, std::size_t other, const Texts& beginning) {
+  std::string place;
+  for (const std::string& word : beginning) place += word + " ";
+  place += "[% $value %]";
+  if (m_work.dialect() == Dialect::kNginx) place += ";";
+  const bool has_place = m_work.IsOwn(other) && !beginning.empty();
   m_work.Refuse(position, {"other-value",
-                           Quoted(line.now->text) + " is not there, but " +
+                           Quoted(m_work.Line(position).now->text) + " is not there, but " +
                                m_work.ShownChild(other) + ", and the server wants one of them only",
                            "Give the value that is there as the old one" +
-                               (m_work.IsOwn(other)
-                                    ? ", or write a trailing place: " +
-                                          Quoted(beginning + " [% $value %]" + end)
+                               (has_place ? ", or write a trailing place: " + Quoted(place)
+                                : m_work.IsOwn(other)
+                                    ? " of a full place"
                                     : " of a full place, or write the condition into the template"),
                            {},
                            {m_work.PlaceOfChild(other)}});
-  return false;
 }
 
+void Additions::Warn(std::size_t position, std::size_t other) {
+  m_work.Warn(position, {"second-line",
+                         Quoted(m_work.Line(position).now->text) + " is added beside " +
+                             m_work.ShownChild(other),
+                         "If it is to replace that one, give its value as the old one, or use a "
+                         "trailing place",
+                         {},
+                         {m_work.PlaceOfChild(other)}});
+}
+
+// --- Where it goes ---
+
 void Additions::AddAll() {
+  LeaveOutRefused();
   if (m_additions.empty()) return;
   std::sort(m_additions.begin(), m_additions.end(),
             [](const Addition& a, const Addition& b) { return a.position < b.position; });

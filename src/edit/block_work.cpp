@@ -25,6 +25,11 @@ BlockWork::BlockWork(const Planning& planning, std::size_t block, BlockId at)
       m_found(m_lines.size(), kNoChild),
       m_done(m_lines.size(), false) {}
 
+std::string BlockWork::BlockName() const {
+  return m_at == tov_document::kWholeText ? std::string()
+                                          : m_planning.contents.HeadOf(m_at).front();
+}
+
 // --- The lines ---
 
 const TemplateLine& BlockWork::Line(std::size_t position) const {

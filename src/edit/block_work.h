@@ -41,6 +41,9 @@ class BlockWork {
   Dialect dialect() const { return m_dialect; }
   BlockId at() const { return m_at; }
 
+  // The first word of the block's opening line; "": it is the whole text.
+  std::string BlockName() const;
+
   // --- The lines ---
 
   const Positions& lines() const { return m_lines; }  // numbers of the template's lines

@@ -37,7 +37,7 @@ void RewriteLines::ClaimRule(const RewriteRule& rule) {
     m_work.Settle(rule.rule, child);
   } else if (child != kNoChild) {
     m_work.Remove(rule.rule, child);
-  } else if (enabled && !missing && m_additions.MayBeAdded(rule.rule)) {
+  } else if (enabled && !missing) {
     Addition addition = {rule.rule};
     for (const std::size_t condition : rule.conditions) {
       if (m_work.Line(condition).enabled) addition.conditions.push_back(condition);

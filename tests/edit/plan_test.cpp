@@ -149,10 +149,10 @@ TEST(Words, AreReadAsTheServerReadsThem) {
             {"blanks", "\troot\t  /a  ;\n", "root /a;\n", {}, "\troot\t  /a  ;\n"},
             {"blanks in the template", "\troot /a;\n", "   root    /a  ;\n", {}, "\troot /a;\n"},
             {"a blank in quotes is a part of the word",
-             "\tadd_header X \"a  b\";\n",
-             "add_header X \"a b\";\n",
+             "\tadd_header Link \"a  b\";\n",
+             "add_header Link \"a b\";\n",
              {},
-             "\tadd_header X \"a  b\";\n\tadd_header X \"a b\";\n"},
+             "\tadd_header Link \"a  b\";\n\tadd_header Link \"a b\";\n"},
             {"a number sign in a word",
              "\treturn 301 /x#y;  # moved\n",
              "return 301 {% $t %};\n",
@@ -226,10 +226,10 @@ TEST(ADirectiveThatOnlyBeginsAlike, IsAnother) {
              "\tdeny 1.2.3.10;\n\tdeny 1.2.3.2;\n"},
             {"a path is not removed", "\troot /ab;\n", Untaken("root /a;\n"), {}, "\troot /ab;\n"},
             {"a word more",
-             "\taccess_log /a combined;\n",
-             "access_log /a;\n",
+             "\tgzip_proxied auth private;\n",
+             "gzip_proxied auth;\n",
              {},
-             "\taccess_log /a combined;\n\taccess_log /a;\n"}}));
+             "\tgzip_proxied auth private;\n\tgzip_proxied auth;\n"}}));
 }
 
 // --- Full places ---

@@ -705,6 +705,7 @@ class Run {
       if (SaysAnOldValue(line)) throw Refusal{"another value than the old one stands there"};
       throw Open{};
     }
+    RefuseSecondThing(At(parent), *made, places);
     for (const std::string& word : made->words) {
       if (HoldsNames(m_dialect, *made) && Contains(NamesOf(m_dialect, At(parent)), Lower(word))) {
         throw Open{};  // an alias that is there among others
@@ -743,6 +744,25 @@ class Run {
     const std::size_t id = made->id;
     children.insert(children.begin() + static_cast<std::ptrdiff_t>(gap), std::move(*made));
     return id;
+  }
+
+  // What a line of the template is does not count: there the template says both.
+  void RefuseSecondThing(const Node& parent, const Node& made, const Ids& places) const {
+    for (const Node& node : parent.children) {
+      if (IsContainer(m_dialect, node) && HoldsSecondThing(node, made)) throw Open{};
+      if (!node.IsDirective() || node.removed || node.is_new) continue;
+      if (std::find(places.begin(), places.end(), node.id) != places.end()) continue;
+      if (SayTwoThings(m_dialect, node.words, made.words)) {
+        throw Refusal{"another directive says something else of the same"};
+      }
+    }
+  }
+
+  bool HoldsSecondThing(const Node& container, const Node& made) const {
+    return std::any_of(container.children.begin(), container.children.end(), [&](const Node& node) {
+      return node.IsDirective() ? SayTwoThings(m_dialect, node.words, made.words)
+                                : IsContainer(m_dialect, node) && HoldsSecondThing(node, made);
+    });
   }
 
   std::size_t BehindPlainOnes(const std::vector<Node>& children, Node& made) {

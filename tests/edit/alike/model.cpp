@@ -3,6 +3,7 @@
 #include "model.h"
 
 #include <algorithm>
+#include <map>
 
 namespace alike {
 
@@ -114,6 +115,25 @@ bool StandsOnce(Dialect dialect, std::string_view name) {
   const Words& once = dialect == Dialect::kNginx ? nginx : apache;
   return std::any_of(once.begin(), once.end(),
                      [&](const std::string& known) { return IsSameName(dialect, known, name); });
+}
+
+bool SayTwoThings(Dialect dialect, const Words& a, const Words& b) {
+  const std::string name = Lower(a.at(0));
+  if (!IsSameName(dialect, name, b.at(0))) return false;
+  if (name == "error_page") {
+    return std::any_of(a.begin() + 1, a.end() - 1, [&](const std::string& code) {
+      return std::find(b.begin() + 1, b.end() - 1, code) != b.end() - 1;
+    });
+  }
+  static const std::map<std::string, std::size_t> beginnings = {
+      {"errordocument", 2}, {"setenv", 2}, {"alias", 2},           {"proxypass", 2},
+      {"redirect", 3},      {"header", 3}, {"proxy_set_header", 2}};
+  const auto beginning = beginnings.find(name);
+  if (beginning == beginnings.end()) return false;
+  const std::size_t count = beginning->second;
+  if (a.size() <= count || b.size() <= count) return false;
+  if (name == "header" && Lower(a.at(1)) != "set") return false;
+  return std::equal(a.begin() + 1, a.begin() + static_cast<std::ptrdiff_t>(count), b.begin() + 1);
 }
 
 namespace {

@@ -107,6 +107,9 @@ bool Contains(const Words& words, const std::string& word);
 // Whether a second directive of that name in one block makes no sense.
 bool StandsOnce(Dialect dialect, std::string_view name);
 
+// Whether of two directives, beside each other, one would do nothing: they say two things of one.
+bool SayTwoThings(Dialect dialect, const Words& a, const Words& b);
+
 // The word with the old value, and with the new one. Nothing when that is missing.
 std::optional<std::string> OldForm(const TemplateWord& word, const Edit& edit);
 std::optional<std::string> NewForm(const TemplateWord& word, const Edit& edit);
