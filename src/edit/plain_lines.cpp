@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <vector>
 
 #include "edit/plan.h"
 
@@ -17,8 +18,35 @@ bool PlainLines::IsPlain(std::size_t position) const {
          m_work.RoleOfLine(line) == Role::kPlain;
 }
 
+Step PlainLines::StepOf(std::size_t position) {
+  if (!m_steps) {
+    std::vector<Move> moves;
+    Positions positions;
+    for (std::size_t i = 0; i < m_work.LineCount(); ++i) {
+      const TemplateLine& line = m_work.Line(i);
+      if (m_work.IsDone(i) || !IsPlain(i) || !StatesOther(line) || line.raw) continue;
+      moves.push_back({KeyOf(m_work.dialect(), line.was->words),
+                       KeyOf(m_work.dialect(), line.now->words), !m_work.FreeLike(line.was).empty(),
+                       !m_work.FreeLike(line.now).empty()});
+      positions.push_back(i);
+    }
+    const std::vector<Step> steps = StepsOf(moves, [&](const Positions& circle) {
+      Positions children;
+      for (const std::size_t move : circle) {
+        const TemplateLine& line = m_work.Line(positions[move]);
+        children.push_back(m_work.OwnFirst(m_work.FreeLike(line.was)).front());
+      }
+      return std::is_sorted(children.begin(), children.end());
+    });
+    m_steps.emplace();
+    for (std::size_t i = 0; i < moves.size(); ++i) m_steps->emplace(positions[i], steps[i]);
+  }
+  const auto step = m_steps->find(position);
+  return step == m_steps->end() ? Step::kAlone : step->second;
+}
+
 void PlainLines::ClaimOld(std::size_t position) {
-  if (!IsPlain(position)) return;
+  if (!IsPlain(position) || StepOf(position) == Step::kStays) return;
   const TemplateLine& line = m_work.Line(position);
   const Positions alike = m_work.OwnFirst(m_work.FreeLike(line.was));
   if (alike.empty()) return;

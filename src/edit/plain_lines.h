@@ -4,9 +4,12 @@
 #pragma once
 
 #include <cstddef>
+#include <map>
+#include <optional>
 
 #include "edit/additions.h"
 #include "edit/block_work.h"
+#include "edit/moves.h"
 
 namespace edit {
 
@@ -34,11 +37,16 @@ class PlainLines {
 
  private:
   bool IsPlain(std::size_t position) const;
+  Step StepOf(std::size_t position);
   void ClaimRaw(std::size_t position);
   std::size_t FirstComment(const std::optional<Written>& written, bool claimed_too) const;
 
   BlockWork& m_work;
   Additions& m_additions;
+
+  // What becomes of lines that change at once, by their positions; read before the first one has
+  // its turn.
+  std::optional<std::map<std::size_t, Step>> m_steps;
 };
 
 }  // namespace edit

@@ -170,7 +170,58 @@ std::optional<WordDirectives::Spot> WordDirectives::SpotOf(const Pointers& namin
   return std::nullopt;
 }
 
-WordDirectives::Outcome WordDirectives::StateNames(const Written& was, const Written& now) {
+std::optional<WordDirectives::Spot> WordDirectives::SpotOfName(const Line& line,
+                                                               const std::string& name,
+                                                               bool stated_too) {
+  return SpotOf(Naming(line.now->words.front(), true), name, stated_too);
+}
+
+std::vector<std::vector<Step>> WordDirectives::StepsOfNames(const std::vector<Line>& lines) {
+  std::vector<Move> moves;
+  std::vector<std::pair<std::size_t, std::size_t>> words;  // a line, and a word of it
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    const Texts& was = lines[i].was->words;
+    const Texts& now = lines[i].now->words;
+    for (std::size_t word = 1; word < std::min(was.size(), now.size()); ++word) {
+      if (Normal(was[word]) == Normal(now[word])) continue;
+      moves.push_back({Normal(was[word]), Normal(now[word]),
+                       SpotOfName(lines[i], was[word], false).has_value(),
+                       SpotOfName(lines[i], now[word], true).has_value()});
+      words.emplace_back(i, word);
+    }
+  }
+  // In a directive of the line's own name.
+  const auto is_own = [&](std::size_t move, const Written& written) {
+    const Line& line = lines[words[move].first];
+    const auto spot = SpotOfName(line, written.words[words[move].second], true);
+    return spot &&
+           SameName(m_dialect, spot->directive->words.front().value, line.now->words.front());
+  };
+  const auto is_before = [&](const std::vector<std::size_t>& circle) {
+    bool old_ones = true;
+    bool new_ones = true;
+    std::vector<std::pair<std::size_t, std::size_t>> places;
+    for (const std::size_t move : circle) {
+      const Line& line = lines[words[move].first];
+      old_ones = old_ones && is_own(move, *line.was);
+      new_ones = new_ones && is_own(move, *line.now);
+      const auto spot = SpotOfName(line, line.was->words[words[move].second], true);
+      places.emplace_back(spot->directive->child, spot->word);
+    }
+    return old_ones != new_ones ? old_ones : std::is_sorted(places.begin(), places.end());
+  };
+  std::vector<std::vector<Step>> steps;
+  steps.reserve(lines.size());
+  for (const Line& line : lines) steps.emplace_back(line.was->words.size(), Step::kAlone);
+  const std::vector<Step> of_moves = StepsOf(moves, is_before);
+  for (std::size_t i = 0; i < moves.size(); ++i) {
+    steps[words[i].first][words[i].second] = of_moves[i];
+  }
+  return steps;
+}
+
+WordDirectives::Outcome WordDirectives::StateNames(const Written& was, const Written& now,
+                                                   const std::vector<Step>& steps) {
   const Pointers naming = Naming(now.words.front(), true);
   Pointers touched;
   std::vector<std::size_t> changed;
@@ -178,25 +229,11 @@ WordDirectives::Outcome WordDirectives::StateNames(const Written& was, const Wri
     const auto spot = SpotOf(naming, was.words[i], false);
     if (!spot) continue;
     touched.push_back(spot->directive);
-    NewWord& word = spot->directive->words[spot->word];
-    if (i < now.words.size() && Normal(now.words[i]) == Normal(was.words[i])) {
-      spot->directive->stated[spot->word] = true;
-      // Only the scheme or the port of a ServerName changes.
-      if (word.value != was.words[i] || SameLetters(was.words[i], now.words[i])) continue;
-      word = {now.words[i], now.spelled[i]};
+    if (steps[i] == Step::kStays) continue;
+    const std::optional<NewWord> wanted =
+        i < now.words.size() ? std::optional(NewWord{now.words[i], now.spelled[i]}) : std::nullopt;
+    if (ChangeName(naming, *spot, was.words[i], wanted, steps[i])) {
       changed.push_back(spot->directive->child);
-      continue;
-    }
-    changed.push_back(spot->directive->child);
-    // A ServerName has one name, alias or not.
-    const bool only = SameName(m_dialect, spot->directive->words.front().value, "ServerName");
-    if (i < now.words.size() && (only || !SpotOf(naming, now.words[i], true))) {
-      const bool has_more = only && !IsBare(word.value) && IsBare(was.words[i]) &&
-                            IsBare(now.words[i]) && IsPlain(now.words[i]);
-      word = has_more ? Renamed(word, now.words[i]) : NewWord{now.words[i], now.spelled[i]};
-      spot->directive->stated[spot->word] = true;
-    } else {
-      Erase(*spot->directive, spot->word);
     }
   }
   for (std::size_t i = 1; i < now.words.size(); ++i) {
@@ -212,6 +249,32 @@ WordDirectives::Outcome WordDirectives::StateNames(const Written& was, const Wri
   if (touched.empty()) return {};
   if (changed.empty()) return OutcomeOf(*touched.front(), false);
   return {Kind::kChanged, changed};
+}
+
+// The name that a line has called `was` becomes what it `wanted`; none: it goes. False: it is that.
+bool WordDirectives::ChangeName(const Pointers& naming, const Spot& spot, const std::string& was,
+                                const std::optional<NewWord>& wanted, Step step) {
+  NewWord& word = spot.directive->words[spot.word];
+  if (wanted && Normal(wanted->value) == Normal(was)) {
+    spot.directive->stated[spot.word] = true;
+    // Only the scheme or the port of a ServerName changes.
+    if (word.value != was || SameLetters(was, wanted->value)) return false;
+    word = *wanted;
+    return true;
+  }
+  // A ServerName has one name, alias or not.
+  const bool only = SameName(m_dialect, spot.directive->words.front().value, "ServerName");
+  const bool may_change =
+      wanted && (only || step == Step::kMoves || !SpotOf(naming, wanted->value, true));
+  if (!may_change) {
+    Erase(*spot.directive, spot.word);
+    return true;
+  }
+  const bool has_more =
+      only && !IsBare(word.value) && IsBare(was) && IsBare(wanted->value) && IsPlain(wanted->value);
+  word = has_more ? Renamed(word, wanted->value) : *wanted;
+  spot.directive->stated[spot.word] = true;
+  return true;
 }
 
 // All words of the one directive that fits become those of `now`.
@@ -348,9 +411,44 @@ std::optional<std::size_t> WordDirectives::WordOf(const Directive& directive,
   return std::nullopt;
 }
 
+// Whether a directive has the address and all other words.
+bool WordDirectives::SaysAddress(const Written& written) const {
+  const std::vector<std::size_t> numbers = WithAddress(WordsOf(written));
+  return std::any_of(numbers.begin(), numbers.end(), [&](std::size_t number) {
+    return std::all_of(written.words.begin() + 2, written.words.end(),
+                       [&](const std::string& word) { return WordOf(m_directives[number], word); });
+  });
+}
+
+std::vector<Step> WordDirectives::StepsOfAddresses(const std::vector<Line>& lines) {
+  std::vector<Move> moves;
+  moves.reserve(lines.size());
+  for (const Line& line : lines) {
+    moves.push_back(
+        {Address(WordsOf(*line.was)), Address(WordsOf(*line.now)),
+         ListenOn(*line.was, false) != nullptr,
+         ListenOn(*line.now, false) != nullptr || ListenOn(*line.now, true) != nullptr});
+  }
+  return StepsOf(moves, [&](const std::vector<std::size_t>& circle) {
+    bool old_ones = true;
+    bool new_ones = true;
+    std::vector<std::size_t> places;
+    for (const std::size_t move : circle) {
+      old_ones = old_ones && SaysAddress(*lines[move].was);
+      new_ones = new_ones && SaysAddress(*lines[move].now);
+      places.push_back(ListenOn(*lines[move].was, false)->child);
+    }
+    return old_ones != new_ones ? old_ones : std::is_sorted(places.begin(), places.end());
+  });
+}
+
 WordDirectives::Outcome WordDirectives::StateAddress(const Written* was, const Written& now,
-                                                     bool may_change) {
-  Directive* const old_one = was == nullptr ? nullptr : ListenOn(*was, false);
+                                                     bool may_change, Step step) {
+  const bool has_old = was != nullptr && step != Step::kStays;
+  Directive* const old_one = has_old ? ListenOn(*was, false) : nullptr;
+  if (step == Step::kMoves && old_one != nullptr) {
+    return ChangeAddress(*old_one, *was, now, may_change);
+  }
   Directive* new_one = ListenOn(now, false);
   if (new_one == nullptr) new_one = ListenOn(now, true);
   if (old_one == nullptr) return new_one == nullptr ? Outcome() : Join(*new_one, now, may_change);

@@ -15,6 +15,7 @@
 #include "edit/comparison.h"
 #include "edit/contents.h"
 #include "edit/layout.h"
+#include "edit/moves.h"
 #include "edit/template_tree.h"
 
 namespace edit {
@@ -56,9 +57,20 @@ class WordDirectives {
   WordDirectives(const Document& document, BlockId block,
                  const std::vector<const Child*>& children);
 
+  // A taken line with its full text: the old words, and the new ones.
+  struct Line {
+    const Written* was = nullptr;
+    const Written* now = nullptr;
+  };
+
+  // What becomes of the names, of the addresses, where several lines change them at once. Of names,
+  // a step for each word of a line.
+  std::vector<std::vector<Step>> StepsOfNames(const std::vector<Line>& lines);
+  std::vector<Step> StepsOfAddresses(const std::vector<Line>& lines);
+
   // A taken line with its full text: the names `was` states become those of `now`, and what `now`
-  // states besides is added to the directive that has one of them.
-  Outcome StateNames(const Written& was, const Written& now);
+  // states besides is added to the directive that has one of them. `steps`: see StepsOfNames.
+  Outcome StateNames(const Written& was, const Written& now, const std::vector<Step>& steps);
 
   // A taken line with a trailing place: all words of one directive. `fixed` is the name that stands
   // before the place, with its old and its new value; "": none does.
@@ -74,8 +86,8 @@ class WordDirectives {
 
   // The listen with the line's address and transport: those of `was` if that is given, else of
   // `now`. `may_change`: what `was` states gives way to what `now` states; false: an option more is
-  // refused as kOther.
-  Outcome StateAddress(const Written* was, const Written& now, bool may_change);
+  // refused as kOther. `step`: see StepsOfAddresses.
+  Outcome StateAddress(const Written* was, const Written& now, bool may_change, Step step);
 
   // The same for a line with a trailing place behind the address: all options are those of `now`.
   Outcome StateAllOptions(const Written* was, const Written& now);
@@ -113,6 +125,10 @@ class WordDirectives {
   Outcome Join(Directive& directive, const Written& now, bool may_change);
   Outcome ChangeAddress(Directive& directive, const Written& was, const Written& now,
                         bool may_change);
+  std::optional<Spot> SpotOfName(const Line& line, const std::string& name, bool stated_too);
+  bool ChangeName(const Pointers& naming, const Spot& spot, const std::string& was,
+                  const std::optional<NewWord>& wanted, Step step);
+  bool SaysAddress(const Written& written) const;
   Outcome WholeFor(Pointers fitting, const Written& now);
   std::string Normal(const std::string& name) const;
   static std::string Address(const Words& words);

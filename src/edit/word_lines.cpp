@@ -21,18 +21,52 @@ Texts NameAndAddress(const Written& written) {
 
 }  // namespace
 
+// Taken ones with their full text, which are still to be settled.
+std::vector<std::size_t> WordLines::LinesOf(Role role) const {
+  std::vector<std::size_t> positions;
+  for (std::size_t position = 0; position < m_work.LineCount(); ++position) {
+    const TemplateLine& line = m_work.Line(position);
+    const bool is_stated =
+        m_work.IsTaken(position, Kind::kDirective) && !m_work.IsDone(position) && !line.beginning;
+    if (is_stated && m_work.RoleOfLine(line) == role) positions.push_back(position);
+  }
+  return positions;
+}
+
+const WordLines::Steps& WordLines::AllSteps() {
+  if (m_steps) return *m_steps;
+  m_steps.emplace();
+  const auto read = [this](const std::vector<std::size_t>& positions) {
+    std::vector<WordDirectives::Line> lines;
+    for (const std::size_t position : positions) {
+      const TemplateLine& line = m_work.Line(position);
+      lines.push_back({line.was ? &*line.was : &*line.now, &*line.now});
+    }
+    return lines;
+  };
+  const std::vector<std::size_t> names = LinesOf(Role::kNames);
+  const std::vector<std::size_t> addresses = LinesOf(Role::kAddress);
+  const auto of_names = m_work.words().StepsOfNames(read(names));
+  const auto of_addresses = m_work.words().StepsOfAddresses(read(addresses));
+  for (std::size_t i = 0; i < names.size(); ++i) m_steps->names[names[i]] = of_names[i];
+  for (std::size_t i = 0; i < addresses.size(); ++i) {
+    m_steps->addresses[addresses[i]] = of_addresses[i];
+  }
+  return *m_steps;
+}
+
 void WordLines::State(std::size_t position) {
   const TemplateLine& line = m_work.Line(position);
   if (!m_work.IsTaken(position, Kind::kDirective) || line.beginning) return;
   const Written& was = line.was ? *line.was : *line.now;
   switch (m_work.RoleOfLine(line)) {
     case Role::kNames:
-      Take(position, m_work.words().StateNames(was, *line.now));
+      Take(position, m_work.words().StateNames(was, *line.now, AllSteps().names.at(position)));
       break;
     case Role::kAddress:
-      Take(position,
-           m_work.words().StateAddress(line.was ? &was : nullptr, *line.now,
-                                       StatesOther(line) || TakesTheBranchOfAnother(line)));
+      Take(position, m_work.words().StateAddress(line.was ? &was : nullptr, *line.now,
+                                                 StatesOther(line) || TakesTheBranchOfAnother(line),
+                                                 AllSteps().addresses.at(position)));
       break;
     case Role::kOptions:
       StateOptions(position, was);

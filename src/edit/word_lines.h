@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstddef>
+#include <map>
 #include <optional>
 #include <set>
 #include <utility>
@@ -39,6 +40,14 @@ class WordLines {
   void Write();
 
  private:
+  // What becomes of lines that change names or addresses at once, by their positions.
+  struct Steps {
+    std::map<std::size_t, std::vector<Step>> names;
+    std::map<std::size_t, Step> addresses;
+  };
+
+  const Steps& AllSteps();
+  std::vector<std::size_t> LinesOf(Role role) const;
   bool TakesTheBranchOfAnother(const TemplateLine& line);
   std::set<Texts> UntakenAddresses() const;
   void StateOptions(std::size_t position, const Written& was);
@@ -49,6 +58,7 @@ class WordLines {
 
   BlockWork& m_work;
   Additions& m_additions;
+  std::optional<Steps> m_steps;              // read before the first line has its turn
   Addition* m_options = nullptr;             // the addition that has the words of all Options
   std::optional<std::set<Texts>> m_untaken;  // what lines that are not taken state of addresses
   std::vector<std::pair<std::size_t, std::size_t>> m_changes;  // lines, and whose words they change

@@ -1577,6 +1577,78 @@ TEST(Options, WithAndWithoutASignAreRefused) {
   ExpectEdits(Dialect::kApache, Each(Directory, {forced}));
 }
 
+// --- Changes at once ---
+
+TEST(LinesThatChangePlaces, DoSoOnce) {
+  const NamedValues names = {{"a", "a", "b"}, {"b", "b", "a"}};
+  const NamedValues ports = {{"a", "80", "81"}, {"b", "81", "80"}};
+  const auto server = [](const std::string& lines) { return "server {\n" + lines + "}\n"; };
+  const std::string both = server("server_name {% $a %} {% $b %};\n");
+  ExpectEdits(Dialect::kNginx,
+              {{"names of a line", server("\tserver_name a b;\n"), both, names,
+                server("\tserver_name b a;\n")},
+               {"names with others between them", server("\tserver_name a x b y;\n"), both, names,
+                server("\tserver_name b x a y;\n")},
+               {"names that stand so already", server("\tserver_name b a;\n"), both, names,
+                server("\tserver_name b a;\n")},
+               {"names of two lines", server("\tserver_name a;\n\tserver_name b;\n"),
+                server("server_name {% $a %};\nserver_name {% $b %};\n"), names,
+                server("\tserver_name b;\n\tserver_name a;\n")},
+               {"one of them is not there", server("\tserver_name a;\n"), both, names,
+                server("\tserver_name b a;\n")},
+               {"the other one is not there", server("\tserver_name b;\n"), both, names,
+                server("\tserver_name b a;\n")}});
+  ExpectEdits(
+      Dialect::kNginx,
+      Each(Server,
+           {{"addresses keep their options", "\tlisten 80 default_server;\n\tlisten 81;\n",
+             "listen {% $a %};\nlisten {% $b %};\n", ports,
+             "\tlisten 81 default_server;\n\tlisten 80;\n"},
+            {"addresses take what is stated", "\tlisten 80;\n\tlisten 81 ssl;\n",
+             "listen {% $a %};\nlisten {% $b %} ssl;\n", ports, "\tlisten 81;\n\tlisten 80 ssl;\n"},
+            {"addresses in another order", "\tlisten 81 ssl;\n\tlisten 80;\n",
+             "listen {% $a %};\nlisten {% $b %} ssl;\n", ports, "\tlisten 80 ssl;\n\tlisten 81;\n"},
+            {"directives", "\tallow 80;\n\tallow 81;\n", "allow {% $a %};\nallow {% $b %};\n",
+             ports, "\tallow 81;\n\tallow 80;\n"},
+            {"directives that stand so already", "\tallow 81;\n\tallow 80;\n",
+             "allow {% $a %};\nallow {% $b %};\n", ports, "\tallow 81;\n\tallow 80;\n"}}));
+  const auto host = [](const std::string& lines) {
+    return "<VirtualHost *:80>\n" + lines + "</VirtualHost>\n";
+  };
+  const std::string lines = host("ServerName {% $a %}\nServerAlias {% $b %}\n");
+  ExpectEdits(Dialect::kApache,
+              {{"a name and an alias", host("\tServerName a\n\tServerAlias b x\n"), lines, names,
+                host("\tServerName b\n\tServerAlias a x\n")},
+               {"the alias stands first", host("\tServerAlias b\n\tServerName a\n"), lines, names,
+                host("\tServerAlias a\n\tServerName b\n")}});
+}
+
+TEST(LinesThatMoveUp, DoSoOnce) {
+  const NamedValues ports = {{"a", "80", "81"}, {"b", "81", "82"}};
+  const NamedValues names = {{"a", "a", "b"}, {"b", "b", "c"}};
+  const std::string listens = "\tlisten 80 default_server;\n\tlisten 81 reuseport;\n";
+  const std::string moved = "\tlisten 81 default_server;\n\tlisten 82 reuseport;\n";
+  ExpectEdits(
+      Dialect::kNginx,
+      Each(Server, {{"addresses", listens, "listen {% $a %};\nlisten {% $b %};\n", ports, moved},
+                    {"addresses, the second one stated first", listens,
+                     "listen {% $b %};\nlisten {% $a %};\n", ports, moved},
+                    {"addresses of which the last one is taken", listens + "\tlisten 82;\n",
+                     "listen {% $a %};\nlisten {% $b %};\n", ports,
+                     "\tlisten 81 reuseport;\n\tlisten 82;\n"},
+                    {"directives", "\tallow 80;\n\tallow 81;\n",
+                     "allow {% $a %};\nallow {% $b %};\n", ports, "\tallow 81;\n\tallow 82;\n"},
+                    {"directives, the second one stated first", "\tallow 80;\n\tallow 81;\n",
+                     "allow {% $b %};\nallow {% $a %};\n", ports, "\tallow 81;\n\tallow 82;\n"}}));
+  ExpectEdits(Dialect::kNginx,
+              {{"names", "server {\n\tserver_name a b x;\n}\n",
+                "server {\nserver_name {% $a %} {% $b %};\n}\n", names,
+                "server {\n\tserver_name b c x;\n}\n"},
+               {"a name in the middle is not there", "server {\n\tserver_name a x;\n}\n",
+                "server {\nserver_name {% $a %} {% $b %};\n}\n", names,
+                "server {\n\tserver_name b x c;\n}\n"}});
+}
+
 // --- Directives that may stand once ---
 
 TEST(AnotherValue, OfADirectiveThatMayStandOnceIsRefused) {
