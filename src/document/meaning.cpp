@@ -207,6 +207,22 @@ std::vector<std::string> ServerNames(const Document& document, BlockId block) {
   return names;
 }
 
+namespace {
+
+// The words of nginx's "listen" directives in a block, of those that state an address.
+std::vector<std::vector<std::string>> Listens(const Document& document, BlockId block) {
+  std::vector<std::vector<std::string>> listens;
+  for (const Mark& mark : document.Identifying(block)) {
+    if (mark.names) continue;
+    std::vector<std::string> values;
+    for (const Word& word : document.Words(mark.directive)) values.push_back(document.Value(word));
+    if (values.size() > 1) listens.push_back(std::move(values));
+  }
+  return listens;
+}
+
+}  // namespace
+
 std::vector<std::string> ServerAddresses(const Document& document, BlockId block) {
   std::vector<std::string> addresses;
   const Dialect dialect = document.dialect();
@@ -234,6 +250,18 @@ std::vector<std::string> ServerAddresses(const Document& document, BlockId block
     });
     if (!streams) address += kNoStream;
   });
+  return addresses;
+}
+
+std::vector<std::string> DefaultAddresses(const Document& document, BlockId block) {
+  std::vector<std::string> addresses;
+  if (document.dialect() != Dialect::kNginx) return addresses;
+  for (const std::vector<std::string>& words : Listens(document, block)) {
+    const bool is_default = std::any_of(words.begin() + 2, words.end(), [](const auto& word) {
+      return word == "default_server" || word == "default";
+    });
+    if (is_default) addresses.push_back(ListenAddress(words));
+  }
   return addresses;
 }
 

@@ -62,6 +62,10 @@ std::vector<std::string> ServerNames(const Document& document, BlockId block);
 // "listen" directives (see ListenAddress), the arguments of Apache's <VirtualHost>. Empty: none.
 std::vector<std::string> ServerAddresses(const Document& document, BlockId block);
 
+// Of an nginx server, those on which it is to answer for names that no server has: one server only
+// may say so of an address.
+std::vector<std::string> DefaultAddresses(const Document& document, BlockId block);
+
 // The blocks that have `name` among their names, in the order of the text, each once. `name` is in
 // normal form. Cost: one step for each identifying directive of the text.
 std::vector<BlockId> BlocksNamed(const Document& document, std::string_view name);

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <map>
 #include <set>
+#include <string_view>
 #include <utility>
 
 #include "document/meaning.h"
@@ -77,7 +78,32 @@ std::size_t CountAt(const std::map<std::string, Blocks>& shared, const std::stri
   return known == shared.end() ? 0 : known->second.size();
 }
 
+// By addresses, the servers that say to be the default one. Most texts do not hold the word.
+std::map<std::string, Blocks> DefaultServers(const Document& document) {
+  std::map<std::string, Blocks> defaults;
+  if (document.text().find("default") == std::string_view::npos) return defaults;
+  for (BlockId id = 1; id < document.blocks().size(); ++id) {
+    const auto words = document.HeadWords(id);
+    if (!tov_document::IsServer(document.dialect(), document.Value(words.front()))) continue;
+    for (const std::string& address : tov_document::DefaultAddresses(document, id)) {
+      Blocks& servers = defaults[address];
+      if (servers.empty() || servers.back() != id) servers.push_back(id);
+    }
+  }
+  return defaults;
+}
+
 }  // namespace
+
+std::optional<Collision> NewDefaultServers(const Document& before, const Document& after) {
+  const auto were = DefaultServers(before);
+  for (const auto& [address, servers] : DefaultServers(after)) {
+    if (servers.size() > 1 && servers.size() > CountAt(were, address)) {
+      return Collision{std::string(), address, servers};
+    }
+  }
+  return std::nullopt;
+}
 
 std::optional<Collision> NewCollision(const Document& before, const Document& after) {
   const Servers old_servers(before);

@@ -263,13 +263,23 @@ class Editor {
          true});
   }
 
-  // Of two servers with one name on one address the server ignores the second one.
   void CheckCollisions(const Document& before, const Document& after) {
-    const std::optional<Collision> collision = NewCollision(before, after);
-    if (!collision) return;
+    if (const std::optional<Collision> answering = NewCollision(before, after)) {
+      RefuseTogether(after, answering->servers,
+                     "answer to " + Quoted(answering->name) + " on " + answering->address +
+                         ", and the server would ignore all but the first of them");
+    }
+    if (const std::optional<Collision> defaults = NewDefaultServers(before, after)) {
+      RefuseTogether(
+          after, defaults->servers,
+          "are the default server of " + defaults->address + ", and nginx takes one of them only");
+    }
+  }
+
+  void RefuseTogether(const Document& after, const std::vector<BlockId>& servers,
+                      const std::string& what) {
     constexpr std::size_t kMost = 5;
     const Contents contents(after);
-    const std::vector<BlockId>& servers = collision->servers;
     Finding finding{"collision", ""};
     finding.in_result = true;
     for (std::size_t i = 0; i < std::min(kMost, servers.size()); ++i) {
@@ -279,9 +289,7 @@ class Editor {
     if (servers.size() > kMost) {
       finding.message += " and " + std::to_string(servers.size() - kMost) + " more";
     }
-    finding.message += (servers.size() == 2 ? " both answer to " : " all answer to ") +
-                       Quoted(collision->name) + " on " + collision->address +
-                       ", and the server would ignore all but the first of them";
+    finding.message += (servers.size() == 2 ? " both " : " all ") + what;
     Refuse(std::move(finding));
   }
 

@@ -109,6 +109,8 @@ TEST(Meaning, FindsNamesAndAddressesOfNginxServers) {
   EXPECT_EQ(ServerNames(document, 1), (Texts{"a.example", "www.a.example", "b.example"}));
   EXPECT_EQ(ServerAddresses(document, 1), (Texts{"*:80", "[::]:80"}));
   EXPECT_EQ(ServerAddresses(document, 3), (Texts{"*:443", "*:443/udp"}));
+  EXPECT_EQ(DefaultAddresses(document, 1), Texts{"*:80"});
+  EXPECT_EQ(DefaultAddresses(document, 3), Texts{});
   EXPECT_EQ(ServerNames(document, kWholeText), Texts{});
   EXPECT_EQ(BlocksNamed(document, "www.a.example"), std::vector<BlockId>{1});
   EXPECT_EQ(BlocksNamed(document, "b.example"), (std::vector<BlockId>{1, 3}));
