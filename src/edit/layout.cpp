@@ -204,10 +204,10 @@ void Layout::ChangeWords(const Child& child, const std::vector<NewWord>& words, 
 
 // --- Removals ---
 
-void Layout::Remove(const Child& child, std::size_t line) {
+void Layout::Remove(const Child& child, std::size_t line, bool own_blank) {
   m_meant.Remove(child);
   m_removals.push_back(
-      {child.bytes, child.IsBlock() ? child.block : tov_document::kWholeText, line});
+      {child.bytes, child.IsBlock() ? child.block : tov_document::kWholeText, line, own_blank});
   m_removed_from.emplace(child.bytes.begin, child.bytes.end);
   m_removed_to.emplace(child.bytes.end, child.bytes.begin);
   m_indentations.clear();
@@ -255,7 +255,7 @@ Span Layout::RemovedBytes(const Removal& removal) const {
   }
   std::size_t begin = LineBegin(removal.bytes.begin);
   std::size_t end = LineEnd(removal.bytes.end);
-  if (removal.block != tov_document::kWholeText) TakeBlankLine(removal.block, begin, end);
+  if (removal.block != tov_document::kWholeText) TakeBlankLine(removal, begin, end);
   // The last line of a text that does not end its last line.
   if (end == m_text.size() && begin > 0 && m_text.back() != '\n') {
     --begin;
@@ -278,9 +278,10 @@ Span Layout::RemovedBesideOthers(Span bytes) const {
 }
 
 // Widens the lines of a block by the blank line that would be left behind: the one before it, where
-// another one or an end follows; the one behind it, where it is the first.
-void Layout::TakeBlankLine(BlockId block, std::size_t& begin, std::size_t& end) const {
-  const Span around = m_document.blocks()[m_document.blocks()[block].parent].body;
+// another one or an end follows, or where it is the block's own; the one behind it, where it is the
+// first.
+void Layout::TakeBlankLine(const Removal& removal, std::size_t& begin, std::size_t& end) const {
+  const Span around = m_document.blocks()[m_document.blocks()[removal.block].parent].body;
   const auto only_blanks = [this](std::size_t from, std::size_t to) {
     return m_text.substr(from, to - from).find_first_not_of(" \t\r\n\v\f") ==
            std::string_view::npos;
@@ -289,10 +290,10 @@ void Layout::TakeBlankLine(BlockId block, std::size_t& begin, std::size_t& end) 
   const bool blank_before = begin > 0 && IsBlankLine(before);
   const bool blank_behind = end < m_text.size() && IsBlankLine(end);
   const bool is_last = only_blanks(end, std::max<std::size_t>(end, around.end));
-  if (blank_before && (blank_behind || is_last)) {
+  const bool is_first = only_blanks(around.begin, std::max<std::size_t>(begin, around.begin));
+  if (blank_before && (blank_behind || is_last || removal.own_blank)) {
     begin = before;
-  } else if (blank_behind && !blank_before &&
-             only_blanks(around.begin, std::max<std::size_t>(begin, around.begin))) {
+  } else if (blank_behind && !blank_before && is_first) {
     end = LineEnd(end);
   }
 }

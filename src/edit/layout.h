@@ -51,8 +51,9 @@ class Layout {
   void Replace(Span bytes, const std::string& text, std::size_t line);
 
   // Takes a directive, comment or block away: with its lines, where nothing else stands on them. A
-  // block takes along the blank line that it would leave behind.
-  void Remove(const Child& child, std::size_t line);
+  // block takes along the blank line that it would leave behind, and one before it that is its own
+  // (`own_blank`).
+  void Remove(const Child& child, std::size_t line, bool own_blank = false);
 
   // Where something new goes.
   struct Place {
@@ -90,6 +91,7 @@ class Layout {
     Span bytes;
     BlockId block = tov_document::kWholeText;  // of a block only
     std::size_t line = 0;
+    bool own_blank = false;
   };
 
   // A line of the text, with its line end.
@@ -126,7 +128,7 @@ class Layout {
   void LeaveLineEnd(Patch& removal);
   Span RemovedBytes(const Removal& removal) const;
   Span RemovedBesideOthers(Span bytes) const;
-  void TakeBlankLine(BlockId block, std::size_t& begin, std::size_t& end) const;
+  void TakeBlankLine(const Removal& removal, std::size_t& begin, std::size_t& end) const;
   std::size_t SkipBlanksAndRemoved(std::size_t from) const;
   std::size_t BeginOfBlanks(std::size_t from) const;
   std::size_t BackOverBlanksAndRemoved(std::size_t from) const;

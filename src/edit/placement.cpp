@@ -187,6 +187,25 @@ PlaceOfBlock BlockPlaces::For(BlockId block, const std::string& name,
   return where;
 }
 
+bool BlockPlaces::HasOwnBlankLine(BlockId block) {
+  const tov_document::Block& known = m_contents.document().blocks()[block];
+  const Row& row = RowOf(known.parent, m_contents.HeadOf(block).front());
+  return row.last == known.head.begin && row.others_behind_blank;
+}
+
+const BlockPlaces::Row& BlockPlaces::RowOf(BlockId block, const std::string& name) {
+  const Dialect dialect = m_contents.dialect();
+  const auto [known, is_new] = m_rows.try_emplace({block, NameKey(dialect, name)});
+  if (!is_new) return known->second;
+  const Children children = OwnOf(m_contents, block);
+  Positions others = ThoseNamed(dialect, children, NodeKind::kBlock, name);
+  known->second.last = children[others.back()]->bytes.begin;
+  others.pop_back();
+  known->second.others_behind_blank =
+      HasBlankBefore(m_contents.document().text(), children, others);
+  return known->second;
+}
+
 PlaceOfBlock BlockPlaces::Find(BlockId block, const std::string& name) const {
   const Dialect dialect = m_contents.dialect();
   BlockId container = block;

@@ -92,10 +92,23 @@ class BlockPlaces {
   // for each block around the place, once for each name, and a search among them for a neighbour.
   PlaceOfBlock For(BlockId block, const std::string& name, const BlockNeighbours& neighbours);
 
+  // Whether a blank line before this block is its own, as one before a new block would be: it is
+  // the last one of its name, and others stand behind a blank line. Cost: a step for each block
+  // around it, once for each name.
+  bool HasOwnBlankLine(BlockId block);
+
  private:
+  // The blocks of a name that stand in one block.
+  struct Row {
+    std::size_t last = 0;              // where the last one stands in the text
+    bool others_behind_blank = false;  // one of the others stands behind a blank line
+  };
+
   PlaceOfBlock Find(BlockId block, const std::string& name) const;
+  const Row& RowOf(BlockId block, const std::string& name);
 
   Contents& m_contents;
+  std::map<std::pair<BlockId, std::string>, Row> m_rows;
   std::map<std::pair<BlockId, std::string>, PlaceOfBlock> m_found;
 };
 

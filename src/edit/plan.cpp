@@ -145,7 +145,7 @@ class Planner {
 
   void RemoveBlock(const TemplateBlock& block, BlockId id) {
     const Child child = ChildOf(id);
-    m_planning.layout.Remove(child, block.opening);
+    m_planning.layout.Remove(child, block.opening, m_places.HasOwnBlankLine(id));
     Tell(Event::Kind::kRemoved, block.opening, child.bytes, std::string());
   }
 

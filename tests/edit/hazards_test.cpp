@@ -204,6 +204,43 @@ TEST(ABlockWhoseNameBeginsAnothers, GoesAlone) {
                                 {"and the other one is not", Server("") + other, goes, {}, other}});
 }
 
+TEST(ABlockThatIsAddedAndRemoved, LeavesTheTextAsItWas) {
+  struct Coming {
+    const char* name;
+    std::string before;
+    std::string behind;
+    std::string block;  // as it is written into the file
+  };
+  const std::string two =
+      "http {\n\tserver {\n\t\tserver_name a;\n\t}\n\n\tserver {\n\t\tserver_name b;\n\t}\n";
+  const std::string site = "\tserver {\n\t\tserver_name c;\n\t}\n";
+  const Coming cases[] = {
+      {"before a line", two, "\tinclude x;\n}\n", "\n" + site},
+      {"before a comment", two, "\t# the end\n}\n", "\n" + site},
+      {"before a blank line", two, "\n\tinclude x;\n}\n", "\n" + site},
+      {"before the end", two, "}\n", "\n" + site},
+      {"where no blank line stands between the others", With(two, "\n\n", "\n"),
+       "\tinclude x;\n}\n", site},
+  };
+  for (const Coming& c : cases) {
+    const std::string text = c.before + c.behind;
+    const std::string with = c.before + c.block + c.behind;
+    const std::string block = "{% if $on %}\nserver {\nserver_name c;\n}\n{% endif %}\n";
+    ExpectEdits(Dialect::kNginx, {{c.name, text, block, {{"on", kNone, "1"}}, with},
+                                  {c.name, with, block, {}, text}});
+  }
+  // What is not the last one of its name leaves the blank line of the others.
+  ExpectEdits(
+      Dialect::kNginx,
+      {{"the first of three",
+        "server {\n\tserver_name a;\n}\n# of all:\ngzip on;\n\nserver {\n\tserver_name b;\n}\n"
+        "\nserver {\n\tserver_name c;\n}\n",
+        "{% if $none %}\nserver {\nserver_name a;\n}\n{% endif %}\n",
+        {},
+        "# of all:\ngzip on;\n\nserver {\n\tserver_name b;\n}\n"
+        "\nserver {\n\tserver_name c;\n}\n"}});
+}
+
 TEST(ANameThatIsThereAlready, IsNotGivenToASecondSite) {
   const std::string both = Server("\tlisten 80;\n") + "server {\n\tserver_name b;\n}\n";
   ExpectRefusals(

@@ -92,9 +92,16 @@ bool OpensBefore(std::string_view text, std::size_t line) {
   return section || text.at(end - 1) == '{';
 }
 
+// The name of the block that opens at, or behind, `at`.
+std::string_view NameAt(std::string_view text, std::size_t at) {
+  at = std::min(text.find_first_not_of(" \t<\"'", at), text.size());
+  return text.substr(at, text.find_first_of(" \t\r\n<>{};\"'", at) - at);
+}
+
 // A removed node goes with its lines, and a block with the blank line before it that would be left
-// behind. Where it is the first in its block, whether the blank line behind it goes is open.
-// Whether a comment behind a directive goes with it is open.
+// behind. Where it is the first in its block, whether the blank line behind it goes is open; so it
+// is of the one before it, where something else follows than another one of its name. Whether a
+// comment behind a directive goes with it is open.
 Choice RemovalCuts(std::string_view text, const Placed& placed, bool is_block) {
   if (const auto lines = OwnLines(text, placed.begin, placed.end)) {
     Cut cut{lines->begin, lines->end, ""};
@@ -104,6 +111,9 @@ Choice RemovalCuts(std::string_view text, const Placed& placed, bool is_block) {
       cut.begin = LineBegin(text, cut.begin - 1);
     } else if (OpensBefore(text, cut.begin) && HasBlankLineAt(text, cut.end)) {
       return {cut, {cut.begin, LineEnd(text, cut.end), ""}};
+    } else if (HasBlankLineBefore(text, cut.begin) &&
+               !EqualIgnoringCase(NameAt(text, cut.end), NameAt(text, placed.begin))) {
+      return {cut, {LineBegin(text, cut.begin - 1), cut.end, ""}};
     }
     return {cut};
   }
