@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "document/meaning.h"
+#include "document/suspicion.h"
 #include "edit/address.h"
 #include "edit/collisions.h"
 #include "edit/comparison.h"
@@ -152,12 +153,19 @@ class Editor {
   void CheckSyntax(const Document& document) {
     if (!document.error()) return;
     const Contents contents(document);
-    Finding finding{"syntax", Describe(*document.error()),
+    const tov_document::SyntaxError& error = *document.error();
+    const auto suspicion = tov_document::Suspect(document);
+    Finding finding{"syntax", suspicion ? Describe(*suspicion) : Describe(error),
                     "The server would not take this file: mend it first"};
-    finding.config_places.push_back(contents.PlaceOf(m_name, document.error()->at));
-    if (document.error()->opened && *document.error()->opened != document.error()->at) {
-      finding.config_places.push_back(contents.PlaceOf(m_name, *document.error()->opened));
-      finding.message += "; open since " + Shown(finding.config_places.back());
+    const auto add = [&](std::uint32_t at) {
+      finding.config_places.push_back(contents.PlaceOf(m_name, at));
+      return Shown(finding.config_places.back());
+    };
+    add(suspicion ? suspicion->at : error.at);
+    if (suspicion) {
+      finding.message += "; at the end of the file, the block of " + add(error.at) + " is open";
+    } else if (error.opened && *error.opened != error.at) {
+      finding.message += "; open since " + add(*error.opened);
     }
     Refuse(std::move(finding));
   }

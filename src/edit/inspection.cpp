@@ -8,6 +8,7 @@
 
 #include "document/byte_map.h"
 #include "document/meaning.h"
+#include "document/suspicion.h"
 #include "edit/comparison.h"
 #include "template/framework/str.h"
 
@@ -82,10 +83,12 @@ class Checks {
   std::optional<Finding> Syntax() const {
     if (!m_document.error()) return std::nullopt;
     const tov_document::SyntaxError& error = *m_document.error();
-    Finding finding = At("syntax-error", error.at, Describe(error));
+    const auto suspicion = tov_document::Suspect(m_document);
+    Finding finding = suspicion ? At("syntax-error", suspicion->at, Describe(*suspicion))
+                                : At("syntax-error", error.at, Describe(error));
     if (!error.opened) return finding;
     finding.config_places.push_back(PlaceOf(*error.opened));
-    if (*error.opened != error.at) {
+    if (suspicion || *error.opened != error.at) {
       finding.message += "; " + HeadAt(*error.opened) + " is open since line " +
                          std::to_string(finding.config_places.back().line);
     }

@@ -150,6 +150,11 @@ TEST_F(Inspect, SaysWhatTheServerCannotRead) {
     std::string said;
   };
   const Case cases[] = {
+      {"a brace of an expression", "nginx", "http {\n  rewrite ^/a{2}$ /;\n}\n",
+       "@2:14: error: this brace opens a block: an expression with braces needs quotes; 'http {' "
+       "is open since line 1 [syntax-error]\n"
+       "      rewrite ^/a{2}$ /;\n"
+       "                 ^\n"},
       {"a block that does not close", "nginx", "http {\n  server {\n    listen 80;\n",
        "@2:3: error: the block that begins here does not close [syntax-error]\n"
        "      server {\n"

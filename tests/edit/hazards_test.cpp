@@ -714,6 +714,23 @@ TEST(ABlockThatNeverCloses, IsNotEdited) {
                                     "syntax",
                                     "site.conf:4:1:",
                                     "does not close"},
+                                   {"for a brace in an expression",
+                                    Server("\trewrite ^/([0-9]{4})$ /;\n"),
+                                    Server("gzip on;\n"),
+                                    {},
+                                    "syntax",
+                                    "site.conf:3:18:",
+                                    "this brace opens a block: an expression with braces needs "
+                                    "quotes; at the end of the file, the block of site.conf:1:1 is "
+                                    "open. The server would not take this file"},
+                                   {"by its indentation",
+                                    Server("\tlocation / {\n\t\tif ($a) {\n\t}\n"),
+                                    Server("gzip on;\n"),
+                                    {},
+                                    "syntax",
+                                    "site.conf:4:3:",
+                                    "going by the indentation, the block that begins here does not "
+                                    "close; at the end of the file, the block of site.conf:1:1"},
                                    {"a brace too many",
                                     Server("") + "}\n",
                                     Server("gzip on;\n"),
