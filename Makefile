@@ -2,7 +2,7 @@
 
 # The front door. `make demo` and `make test` install the packages they need (Debian) and do the rest.
 
-.PHONY: help demo test bindings-test properties attacks document-judges faults asan tsan valgrind coverage fuzz hostile format format-check tidy cppcheck \
+.PHONY: help demo test bindings-test properties attacks document-judges faults asan tsan valgrind coverage fuzz mutants hostile format format-check tidy cppcheck \
   bench bench-python instructions growth docs deb deb-test clean
 .DEFAULT_GOAL := help
 
@@ -16,6 +16,7 @@ TEST_PACKAGES = $(BUILD_PACKAGES) clang googletest librapidcheck-dev patch local
   libcurl4-openssl-dev acl strace mandoc bash fish zsh python3-jsonschema python3-certbot-nginx augeas-tools
 BINDINGS_PACKAGES = $(TEST_PACKAGES) pybind11-dev python3-dev python3-pip python3-venv python3-setuptools \
   python3-wheel python3-pytest mypy libffi-platypus-perl
+MUTANTS_PACKAGES = $(TEST_PACKAGES) python3-clang-14
 FUZZ_PACKAGES = $(BUILD_PACKAGES) clang libclang-rt-14-dev
 BENCH_PACKAGES = $(BUILD_PACKAGES) libbenchmark-dev nginx augeas-tools python3-certbot-nginx \
   python3-matplotlib $(if $(shell command -v npm),,nodejs npm)
@@ -39,6 +40,7 @@ help:
 	@echo 'make valgrind      some of the tests under memcheck'
 	@echo 'make coverage      what of the library the tests run; the table and build/coverage/index.html'
 	@echo 'make fuzz TIME=60  try each fuzz target for so many seconds'
+	@echo 'make mutants COUNT=100  change the code of edits and updates in one place at a time; do tests notice'
 	@echo 'make hostile       what inputs of hostile sizes cost, in time and memory'
 	@echo 'make format-check  see whether the sources are formatted; make format does it'
 	@echo 'make tidy          run clang-tidy over the library, the program and the bindings'
@@ -175,6 +177,15 @@ fuzz:
 	    -print_final_stats=1 -artifact_prefix=$$target- corpus/$$target \
 	    tests/fuzz/seeds/$$target $(CURDIR)/tests/fuzz/regressions/$$target || exit 1; \
 	done
+
+# Each change takes a moment, and a minute where no quick test notices. Others each time, unless SEED says
+# which; ONLY is a regular expression for the lines of `mutants.py --list`.
+COUNT = 100
+
+mutants:
+	cmake/install-packages.sh $(MUTANTS_PACKAGES)
+	tests/mutants/mutants.py --count $(COUNT) $(if $(SEED),--seed $(SEED)) $(if $(ONLY),--only '$(ONLY)') \
+	  build/mutants
 
 hostile:
 	cmake/install-packages.sh $(TEST_PACKAGES)
