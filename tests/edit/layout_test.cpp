@@ -113,6 +113,16 @@ TEST(AnOpeningLineThatChanges, KeepsItsLayout) {
                                  host("blanks", "<virtualhost   10.0.0.1:80  >"),
                                  host("quotes", "<VirtualHost \"10.0.0.1:80\">"),
                                  host("another address", "<VirtualHost *:81 10.0.0.1:80>")});
+  const auto named = [](const std::string& name) {
+    return "<VirtualHost *:80>\n  ServerName a\n  <" + name + " /a>\n    Options None\n  </" +
+           name + ">\n</VirtualHost>\n";
+  };
+  ExpectEdits(Dialect::kApache,
+              {{"its name, at both ends",
+                named("Directory"),
+                "<VirtualHost *:80>\nServerName a\n<{% $n %} /a>\n</{% $n %}>\n</VirtualHost>\n",
+                {{"n", "Directory", "Location"}},
+                named("Location")}});
 }
 
 // --- New lines ---
@@ -170,11 +180,17 @@ TEST(NewLines, EndLikeTheOthers) {
         "server {\r\nserver_name a;\r\ngzip on;\r\n}\r\n",
         {},
         "server {\n  server_name a;\n  gzip on;\n}\n"},
+       {"an empty line before all",
+        "\nuser www;\n",
+        "worker_processes 2;\n",
+        {},
+        "\nuser www;\nworker_processes 2;\n"},
        {"a text that does not end its last line",
         "user www;",
         "worker_processes 2;\n",
         {},
         "user www;\nworker_processes 2;"},
+       {"... which is a comment", "# x", "user www;\n", {}, "# x\nuser www;"},
        {"... with CRLF",
         "user www;\r\npid x;",
         "worker_processes 2;\n",
@@ -436,6 +452,16 @@ TEST(SeveralChanges, OfOneTextDoNotDisturbEachOther) {
         InServer("allow 2.2.2.2;\n" + Untaken("allow 1.1.1.1;\n")),
         {},
         "server {\n\tserver_name a;\n\tallow 2.2.2.2;\n}\n"},
+       {"the last line goes, which does not end, and one comes before it",
+        "env A;\npid x;",
+        "env B;\n" + Untaken("pid x;\n"),
+        {},
+        "env A;\nenv B;"},
+       {"... with CRLF",
+        "env A;\r\npid x;",
+        "env B;\n" + Untaken("pid x;\n"),
+        {},
+        "env A;\r\nenv B;"},
        {"a block goes, its like comes",
         "server {\n\tserver_name a;\n\n\tlocation /x {\n\t}\n}\n",
         InServer(Untaken("location /x {\n}\n") + "location /y {\nreturn 404;\n}\n"),

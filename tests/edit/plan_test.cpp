@@ -811,8 +811,18 @@ TEST(LinesOfABranchNotTaken, HaveToBeThereWhenAsked) {
                                     "site.template:4:1:",
                                     "there is no 'location / {' in site.conf. It was to be removed",
                                     exist}}));
-  const Case there = {"", Server("\troot /a;\n"), Server(Untaken("root /a;\n")), {}, "", exist};
-  EXPECT_EQ(EditedText(RequestOf(Dialect::kNginx, there), there.config), Server(""));
+  ExpectRefusals(Dialect::kApache, EachSaid(Host, {{"a rewrite rule",
+                                                    "\tRewriteRule ^b /b\n",
+                                                    Untaken("RewriteRule ^a /a\n"),
+                                                    {},
+                                                    "not-found",
+                                                    "site.template:4:1:",
+                                                    "'RewriteRule ^a /a'",
+                                                    exist}}));
+  for (const std::string there : {"root /a;\n", "# note\n", "location / {\n}\n"}) {
+    const Case goes = {"", Server(there), Server(Untaken(there)), {}, "", exist};
+    EXPECT_EQ(EditedText(RequestOf(Dialect::kNginx, goes), goes.config), Server("")) << there;
+  }
 }
 
 // --- Comments ---
@@ -1200,6 +1210,16 @@ TEST(Listen, IsItsAddressAndItsOptions) {
              "listen 443 [% $o %];\n",
              {{"o", kNone, "ssl"}},
              "\tlisten 80;\n\tlisten 443 ssl;\n"},
+            {"... which are there in another order",
+             "\tlisten 443 ssl http2;\n",
+             "listen 443 [% $o %];\n",
+             {{"o", kNone, "http2 ssl"}},
+             "\tlisten 443 ssl http2;\n"},
+            {"... which are there, with another form of the address",
+             "\tlisten *:443 ssl;\n",
+             "listen 443 [% $o %];\n",
+             {{"o", kNone, "ssl"}},
+             "\tlisten *:443 ssl;\n"},
             {"the whole by a trailing place",
              "\tlisten 443 ssl http2;\n",
              "listen [% $l %];\n",
@@ -1526,6 +1546,11 @@ TEST(Options, AreComparedWordByWord) {
              "Options {% $o %}\n",
              {{"o", "+Includes", "+ExecCGI"}},
              "\tOptions -Indexes +ExecCGI\n"},
+            {"the sign of a word changes",
+             "\tOptions +indexes +Includes\n",
+             "Options -Indexes\n",
+             {},
+             "\tOptions -Indexes +Includes\n"},
             {"words go",
              "\tOptions -Indexes +Includes\n",
              Untaken("Options +Includes\n"),

@@ -96,8 +96,11 @@ TEST_F(Quoting, OfNginx) {
   for (const std::string line : {"root {% $v %};", "root \"{% $v %}\";"}) {
     ExpectRefused(Dialect::kNginx, line, std::string("a\0b", 3), "control");
     ExpectRefused(Dialect::kNginx, line, "a\x1b[2J", "control");
+    ExpectRefused(Dialect::kNginx, line, "a\x7f", "control");
     ExpectRefused(Dialect::kNginx, line, "/srv/$host", "a variable");
     ExpectRefused(Dialect::kNginx, line, "/srv/${host}", "a variable");
+    ExpectRefused(Dialect::kNginx, line, "$Host", "a variable");
+    ExpectRefused(Dialect::kNginx, line, "$_host", "a variable");
     ExpectRefused(Dialect::kNginx, line, "$1", "a variable");
   }
   ExpectRefused(Dialect::kNginx, "root {% $v %}host;", "$", "a variable");
@@ -118,6 +121,10 @@ TEST_F(Quoting, OfApache) {
        {"a backslash at the end", "SetEnv X {% $v %}", "a\\", "SetEnv X \"a\\\\\""},
        {"two backslashes", "SetEnv X {% $v %}", "a\\\\b", "SetEnv X \"a\\\\\\b\""},
        {"backslashes that mean nothing", "SetEnv X {% $v %}", "a\\nb", "SetEnv X a\\nb"},
+       {"... in quotes", "SetEnv X {% $v %}", "a b\\nc", "SetEnv X \"a b\\nc\""},
+       {"a backslash before such a quote", "SetEnv X {% $v %}", "it's \\\" x",
+        "SetEnv X \"it's \\\\\\\" x\""},
+       {"a backslash before another quote", "SetEnv X {% $v %}", "a\\' b", "SetEnv X \"a\\' b\""},
        {"a tab", "SetEnv X {% $v %}", "a\tb", "SetEnv X \"a\tb\""},
        {"a variable of nginx", "SetEnv X {% $v %}", "$host", "SetEnv X $host"},
        {"in double quotes", "SetEnv X \"x {% $v %}\"", "a\" \"b", "SetEnv X \"x a\\\" \\\"b\""},
@@ -147,6 +154,36 @@ TEST_F(Quoting, LeavesTheQuotesOfTheFileWhereTheyAreStyle) {
   EXPECT_EQ(edited("root '/a';", "/a", "it's"), Site(Dialect::kNginx, "root it's;"));
   EXPECT_EQ(edited("root '/a b';", "/a b", "/c"), Site(Dialect::kNginx, "root /c;"));
   EXPECT_EQ(edited("root /a\\ b;", "/a\\ b", "/c"), Site(Dialect::kNginx, "root /c;"));
+}
+
+TEST_F(Quoting, IsSuggestedWhereItHelps) {
+  struct Suggestion {
+    const char* name;
+    std::string line;
+    std::string value;
+    bool quote;
+    std::string expected;  // behind the last semicolon of the message
+  };
+  const std::string raw = " --raw NAME puts it in as it is";
+  const Suggestion cases[] = {
+      {"a word", "index {% $v %};", "b c", false, " --quote writes it in quotes," + raw},
+      {"a part of one", "index x/{% $v %}/y;", "b c", false, " --quote writes it in quotes," + raw},
+      {"a trailing place", "index [% $v %];", "b {", false, raw},
+      {"behind a harmless one", "index {% $w %} {% $v %};", "b c", false,
+       " --quote writes it in quotes," + raw},
+      {"a trailing place behind a harmless one", "index {% $w %} [% $v %];", "b {", false, raw},
+      {"what quotes do not help", "index {% $v %};", "b\x1b", true, raw},
+  };
+  for (const Suggestion& c : cases) {
+    SCOPED_TRACE(c.name);
+    Request request = RequestFor(Dialect::kNginx, c.line, "old", c.value);
+    request.values["w"] = {"w", "w"};
+    request.quote = c.quote;
+    const Result result = Edit(request, Site(Dialect::kNginx, ""), "site.conf");
+    ASSERT_EQ(result.refusals.size(), 1U) << AllOf(result.refusals);
+    const std::string& message = result.refusals[0].message;
+    EXPECT_EQ(message.substr(message.rfind(';') + 1), c.expected) << message;
+  }
 }
 
 TEST_F(Quoting, LetsARawValueIn) {
