@@ -48,7 +48,7 @@ help:
 	@echo 'make bench         time, memory and growth, beside other programs; QUICK=1 for a short run'
 	@echo 'make instructions  has any fixed request or edit become slower by a tenth'
 	@echo 'make growth        does any careful edit grow faster than its input'
-	@echo 'make docs          the pages in docs/ and the C++ interface as a site, build/docs/site/index.html'
+	@echo 'make docs          the pages in docs/ and the headers as a site, build/docs/site/index.html'
 	@echo 'make bench-python  what a request costs more from Python than in C++'
 	@echo 'make deb           build Debian packages, in build/deb, and run lintian over them'
 	@echo 'make deb-test      install these in a fresh Debian, and try the program and the library there'
@@ -248,6 +248,7 @@ docs:
 	mkdir -p $(DOCS)
 	git ls-files -z --cached --others --exclude-standard | xargs -0 cp --parents -t $(DOCS)
 	doxygen docs/Doxyfile
+	! grep -rlE 'QELTEMPLATE_[A-Z_]*(EXPORT|LOCAL)|QEL_(API|NOEXCEPT)' $(DOCS)/api
 	pygmentize -S default -f html -a .codehilite > $(DOCS)/highlight.css
 	mkdocs build --config-file docs/mkdocs.yml
 

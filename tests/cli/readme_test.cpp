@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// What the README shows is what the program does.
+// What the README and the page about the program show is what the program does.
 
 #include <gtest/gtest.h>
 
@@ -16,25 +16,24 @@
 
 namespace {
 
-std::string Readme() {
-  std::ifstream file(QELTEMPLATE_SOURCE_DIR "/README.md");
+std::string TextOf(const std::string& page) {
+  std::ifstream file(QELTEMPLATE_SOURCE_DIR "/" + page);
   return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
-// The block of code behind the line of the README that begins with `heading`.
-std::string BlockBehind(const std::string& heading) {
-  const std::string readme = Readme();
-  const std::size_t fence = readme.find("\n```", readme.find("\n" + heading) + 1);
-  const std::size_t start = readme.find('\n', fence + 1) + 1;
-  return readme.substr(start, readme.find("```", start) - start);
-}
-
-class Readme : public testing::Test {
+// A page with a configuration, a template, and what comes of them.
+class Page : public testing::Test {
  protected:
-  Readme() {
+  explicit Page(const std::string& name) : m_text(TextOf(name)) {
     m_sandbox.Write("site.conf", BlockBehind("The configuration, `site.conf`"));
     m_sandbox.Write("site.template", BlockBehind("The template, `site.template`"));
-    m_sandbox.Write("values.json", BlockBehind("The values, `values.json`:"));
+  }
+
+  // The block of code behind the line of the page that begins with `heading`.
+  std::string BlockBehind(const std::string& heading) const {
+    const std::size_t fence = m_text.find("\n```", m_text.find("\n" + heading) + 1);
+    const std::size_t start = m_text.find('\n', fence + 1) + 1;
+    return m_text.substr(start, m_text.find("```", start) - start);
   }
 
   Outcome Apply(const std::vector<std::string>& more) const {
@@ -44,17 +43,37 @@ class Readme : public testing::Test {
     return m_sandbox.Run(command);
   }
 
+  const std::string m_text;
   Sandbox m_sandbox;
 };
 
+class Readme : public Page {
+ protected:
+  Readme() : Page("README.md") {}
+};
+
 TEST_F(Readme, ShowsTheProgramsOwnOutput) {
+  const Outcome outcome = Apply({"--set", "root=/data/a.example", "--diff", "site.conf"});
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_NE(outcome.out, "");
+  EXPECT_EQ(outcome.out, BlockBehind("`qeltemplate apply --dialect nginx"));
+}
+
+class ProgramPage : public Page {
+ protected:
+  ProgramPage() : Page("docs/program.md") {
+    m_sandbox.Write("values.json", BlockBehind("The values, `values.json`:"));
+  }
+};
+
+TEST_F(ProgramPage, ShowsTheProgramsOwnOutput) {
   const Outcome outcome = Apply({"--values", "values.json", "--diff", "site.conf"});
   EXPECT_EQ(outcome.err, "");
   EXPECT_NE(outcome.out, "");
   EXPECT_EQ(outcome.out, BlockBehind("`qeltemplate apply --dialect nginx"));
 }
 
-TEST_F(Readme, ShowsWhatIsSaidOfSeveralBlocks) {
+TEST_F(ProgramPage, ShowsWhatIsSaidOfSeveralBlocks) {
   m_sandbox.Write("site.template", "server {\n\tserver_name a.example;\n\tgzip on;\n}\n");
   const Outcome outcome = Apply({"site.conf"});
   EXPECT_EQ(outcome.exit_code, 4);
@@ -62,9 +81,9 @@ TEST_F(Readme, ShowsWhatIsSaidOfSeveralBlocks) {
 }
 
 // certbot/site.conf is what certbot 2.1 has made of a site on port 80 and of another one.
-class ReadmeOnCertbotsFile : public Readme {
+class ProgramPageOnCertbotsFile : public ProgramPage {
  protected:
-  ReadmeOnCertbotsFile() {
+  ProgramPageOnCertbotsFile() {
     std::ifstream file(QELTEMPLATE_SOURCE_DIR "/tests/cli/certbot/site.conf");
     m_sandbox.Write("site.conf", {std::istreambuf_iterator<char>(file), {}});
   }
@@ -84,7 +103,7 @@ class ReadmeOnCertbotsFile : public Readme {
   }
 };
 
-TEST_F(ReadmeOnCertbotsFile, ChangesTheSameLines) {
+TEST_F(ProgramPageOnCertbotsFile, ChangesTheSameLines) {
   const Outcome outcome = Apply({"--values", "values.json", "--diff", "site.conf"});
   EXPECT_EQ(outcome.err, "");
   EXPECT_EQ(outcome.out, R"(--- site.conf
@@ -131,7 +150,7 @@ TEST_F(ReadmeOnCertbotsFile, ChangesTheSameLines) {
 )");
 }
 
-TEST_F(ReadmeOnCertbotsFile, IsAcceptedByNginxAndChangesNothingMore) {
+TEST_F(ProgramPageOnCertbotsFile, IsAcceptedByNginxAndChangesNothingMore) {
   const std::string before = m_sandbox.Read("site.conf");
   const Outcome outcome = Apply({"--values", "values.json", "site.conf"});
   ASSERT_EQ(outcome.exit_code, 0) << outcome.err;

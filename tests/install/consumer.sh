@@ -1,7 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
 
-# Builds and runs a program outside of this project that uses the library in one of the ways of the README,
+# Builds and runs a program outside of this project that uses the library in one of the ways of docs/install.md,
 # by the lines that stand there.
 #
 #   consumer.sh WAY SOURCES INSTALLED WORK COMPILER STANDARD SHARED
@@ -18,19 +18,19 @@ fail() {
   exit 1
 }
 
-# block LANGUAGE TEXT: the README's block of code in LANGUAGE in which TEXT stands.
+# block PAGE LANGUAGE TEXT: the block of code in LANGUAGE of docs/PAGE.md in which TEXT stands.
 block() {
-  awk -v fence="\`\`\`$1" -v text="$2" '
+  awk -v fence="\`\`\`$2" -v text="$3" '
     $0 == "```" && inside { if (index(block, text)) { printf "%s", block; found = 1; exit } inside = 0 }
     inside { block = block $0 "\n" }
     $0 == fence { inside = 1; block = "" }
-    END { exit !found }' "$sources/README.md" || fail "no $1 block with $2 in the README"
+    END { exit !found }' "$sources/docs/$1.md" || fail "no $2 block with $3 in docs/$1.md"
 }
 
 rm -rf "$work"
 mkdir -p "$work"
 cd "$work"
-{ block cpp 'std::string Edited('; cat "$sources/tests/install/edit_main.cpp"; } >edit.cpp
+{ block engine cpp 'std::string Edited('; cat "$sources/tests/install/edit_main.cpp"; } >edit.cpp
 flags="-Wall -Wextra -Wpedantic -Werror -fvisibility=hidden"
 
 built_by_cmake() {
@@ -60,25 +60,25 @@ check_parent() {
 
 case $way in
   find_package)
-    block cmake 'find_package(' >CMakeLists.txt
+    block install cmake 'find_package(' >CMakeLists.txt
     # The program has functions of its own that are named as the library's helpers, and shows them.
     built_by_cmake '-DHOST_HAS_HELPERS -fvisibility=default' ''
     ;;
   pkg-config)
     PKG_CONFIG_PATH=$(dirname "$(find "$installed" -name qeltemplate.pc)")
     export PKG_CONFIG_PATH
-    block sh pkg-config | sed "s/^c++ -std=c++17/$compiler -std=c++$standard $flags/" >build.sh
+    block install sh pkg-config | sed "s/^c++ -std=c++17/$compiler -std=c++$standard $flags/" >build.sh
     sh -e -x build.sh
     LD_LIBRARY_PATH=$(pkg-config --variable=libdir qeltemplate) ./edit
     ;;
   add_subdirectory)
-    block cmake 'add_subdirectory(' >CMakeLists.txt
+    block install cmake 'add_subdirectory(' >CMakeLists.txt
     ln -s "$sources" libqeltemplate
     built_by_cmake '' "-DBUILD_SHARED_LIBS=$shared"
     check_parent
     ;;
   FetchContent)
-    block cmake 'FetchContent_' >CMakeLists.txt
+    block install cmake 'FetchContent_' >CMakeLists.txt
     tar -C "$sources" -c -z -f libqeltemplate.tar.gz CMakeLists.txt cmake src
     built_by_cmake '' "-DBUILD_SHARED_LIBS=$shared"
     check_parent

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// The rest of edit.cpp, behind Edited() of the README: what a program that links the library relies
-// on.
+// The rest of edit.cpp, behind Edited() of docs/engine.md: what a program that links the library
+// relies on.
 
 #include <cstdio>
 #include <fstream>

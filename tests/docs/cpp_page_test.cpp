@@ -1,0 +1,226 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// The code of the page for C++ programs is this file's: it compiles, and does what the page says.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <qeltemplate/edit/edit.h>
+#include <qeltemplate/edit/file_importer.h>
+#include <qeltemplate/edit/lint.h>
+#include <qeltemplate/update/update.h>
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <optional>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "cli/sandbox.h"
+
+namespace {
+
+// Moves the site to another directory.
+std::string Moved(const std::string& config, const std::string& root) {
+  edit::Request request;
+  request.dialect = edit::Dialect::kNginx;
+  request.template_name = "site.template";
+  request.template_text =
+      "server {\n"
+      "  listen 443;\n"
+      "  server_name a.example;\n"
+      "  root [% $root %];\n"
+      "}\n";
+  request.values["root"] = {std::nullopt, root};
+
+  const edit::Result result = edit::Edit(request, config, "site.conf");
+  if (!result.refusals.empty()) throw std::runtime_error(edit::Shown(result.refusals.front()));
+  return result.text;
+}
+
+// Gives the site another name, in each of its blocks.
+edit::Result Renamed(const std::string& config, const std::string& from, const std::string& to) {
+  edit::Request request;
+  request.dialect = edit::Dialect::kNginx;
+  request.template_name = "name.template";
+  request.template_text = "server {\n  server_name {% $name %};\n}\n";
+  request.values["name"] = {from, to};
+  request.all = true;
+  return edit::Edit(request, config, "site.conf");
+}
+
+// What to tell the user of an edit that was refused.
+std::string Reasons(const edit::Result& result) {
+  std::ostringstream reasons;
+  for (const edit::Finding& refusal : result.refusals) {
+    reasons << edit::Shown(edit::PlaceOf(refusal)) << ": " << refusal.message << '\n';
+    for (const edit::FilePlace& place : refusal.config_places) {
+      reasons << "  see " << edit::Shown(place) << '\n';
+    }
+    if (!refusal.hint.empty()) reasons << "  " << refusal.hint << '\n';
+  }
+  return reasons.str();
+}
+
+// Whether the same request with Request::all would do.
+bool WouldAllDo(const edit::Finding& refusal) {
+  return std::count(refusal.remedies.begin(), refusal.remedies.end(), edit::Remedy::kAll) != 0;
+}
+
+// Each directive that the edit would add, change or remove, behind the line of the template.
+std::vector<std::string> Plan(const edit::Request& request, const std::string& config) {
+  const edit::EditReport report = edit::Explain(request, config, "site.conf").report;
+  std::vector<std::string> plan;
+  for (const edit::EditReport::Item& item : report.items) {
+    for (const edit::EditReport::Event& event : item.events) {
+      if (event.kind == edit::EditReport::Event::Kind::kFound) continue;
+      plan.push_back(edit::Shown(item.place) + ": '" + event.from + "' -> '" + event.to + "'");
+    }
+  }
+  return plan;
+}
+
+// What is wrong with a template that somebody has just written.
+std::vector<std::string> Mistakes(const std::string& template_text) {
+  edit::Request request;
+  request.dialect = edit::Dialect::kNginx;
+  request.template_name = "site.template";
+  request.template_text = template_text;
+  std::vector<std::string> mistakes;
+  for (const edit::Finding& finding : edit::Lint(request, edit::ValuesGiven::kNone)) {
+    mistakes.push_back(edit::Shown(finding) + " [" + finding.name + "]");
+  }
+  return mistakes;
+}
+
+// Edits the files, all of them or none.
+void EditFiles(const edit::Request& request, const std::vector<std::string>& names,
+               const update::UpdateOptions& options) {
+  update::FileUpdate files(names);
+  for (std::size_t i = 0; i < files.Size(); ++i) {
+    const edit::Result result = edit::Edit(request, files.Read(i), files.Name(i));
+    if (!result.refusals.empty()) throw std::runtime_error(edit::Shown(result.refusals.front()));
+    files.Replace(i, result.text);
+  }
+  files.Commit(options);
+}
+
+// --- What the page says of them ---
+
+std::string TextOf(const std::string& file) {
+  std::ifstream stream(QELTEMPLATE_SOURCE_DIR "/" + file);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+// The blocks of code in `language` of a page, without the lines that include something.
+std::vector<std::string> Blocks(const std::string& page, const std::string& language) {
+  std::vector<std::string> blocks;
+  std::istringstream lines(TextOf(page));
+  bool inside = false;
+  for (std::string line; std::getline(lines, line);) {
+    if (!inside && line == "```" + language) {
+      inside = true;
+      blocks.emplace_back();
+    } else if (line == "```") {
+      inside = false;
+    } else if (inside && line.rfind("#include", 0) != 0) {
+      blocks.back() += line + "\n";
+    }
+  }
+  for (std::string& block : blocks) block.erase(0, block.find_first_not_of('\n'));
+  return blocks;
+}
+
+constexpr char kPage[] = "docs/cpp.md";
+
+// The block of text number `number` of the page.
+std::string Shown(std::size_t number) {
+  const std::vector<std::string> blocks = Blocks(kPage, "text");
+  return number < blocks.size() ? blocks[number] : "there is no such block";
+}
+
+const std::string& Config() {
+  static const std::string config = Blocks(kPage, "nginx").at(0);
+  return config;
+}
+
+edit::Request RequestFor(const std::string& template_text) {
+  edit::Request request;
+  request.template_name = "site.template";
+  request.template_text = template_text;
+  return request;
+}
+
+std::string Lines(const std::vector<std::string>& lines) {
+  std::string text;
+  for (const std::string& line : lines) text += line + "\n";
+  return text;
+}
+
+TEST(CppPage, ShowsTheCodeOfThisFile) {
+  const std::string here = TextOf("tests/docs/cpp_page_test.cpp");
+  const std::vector<std::string> blocks = Blocks(kPage, "cpp");
+  EXPECT_GE(blocks.size(), 6U);
+  for (const std::string& block : blocks) EXPECT_THAT(here, testing::HasSubstr(block));
+  const std::vector<std::string> readme = Blocks("README.md", "cpp");
+  EXPECT_EQ(readme.size(), 1U);
+  for (const std::string& block : readme) EXPECT_THAT(here, testing::HasSubstr(block));
+}
+
+TEST(CppPage, MovesTheSite) {
+  std::string expected = Config();
+  const std::string from = "/srv/a.example;";
+  expected.replace(expected.find(from), from.size(), "/data/a.example;");
+  EXPECT_EQ(Moved(Config(), "/data/a.example"), expected);
+}
+
+TEST(CppPage, RenamesEachBlock) {
+  const edit::Result result = Renamed(Config(), "a.example", "b.example");
+  EXPECT_THAT(result.refusals, testing::IsEmpty());
+  EXPECT_EQ(result.changes.size(), 2U);
+  EXPECT_THAT(Reasons(Renamed(Config(), "x.example", "b.example")),
+              testing::HasSubstr("x.example"));
+}
+
+TEST(CppPage, ShowsTheReasonsOfARefusal) {
+  const edit::Request request = RequestFor("server {\n  server_name a.example;\n  gzip on;\n}\n");
+  const edit::Result result = edit::Edit(request, Config(), "site.conf");
+  EXPECT_EQ(Reasons(result), Shown(0));
+  ASSERT_EQ(result.refusals.size(), 1U);
+  EXPECT_TRUE(WouldAllDo(result.refusals.front()));
+}
+
+TEST(CppPage, ShowsWhatIsExplained) {
+  edit::Request request =
+      RequestFor("server {\n  listen 443;\n  root {% $root %};\n  gzip on;\n}\n");
+  request.values["root"] = {"/srv/a.example", "/data/a.example"};
+  EXPECT_EQ(Lines(Plan(request, Config())), Shown(1));
+}
+
+TEST(CppPage, ShowsTheMistakesOfATemplate) {
+  EXPECT_EQ(Lines(Mistakes("server {\n  root {% $root;\n}\n")), Shown(2));
+}
+
+TEST(CppPage, EditsFilesAllOrNone) {
+  const Sandbox sandbox;
+  sandbox.Write("part.template", "  gzip on;\n");
+  sandbox.Write("a", "server {\n}\n");
+  sandbox.Write("b", "server {\n}\n");
+  edit::Request request = RequestFor("server {\n{% import part.template %}\n}\n");
+  request.importer = edit::FileImporter(sandbox.PathOf(""));
+  const std::vector<std::string> names = {sandbox.PathOf("a"), sandbox.PathOf("b")};
+  update::UpdateOptions options;
+  options.check = "false";
+  EXPECT_THROW(EditFiles(request, names, options), update::ServerRefusal);
+  EXPECT_EQ(sandbox.Read("a"), "server {\n}\n");
+  options.check = "true";
+  options.backup_suffix = ".orig";
+  EditFiles(request, names, options);
+  for (const char* const name : {"a", "b"}) {
+    EXPECT_THAT(sandbox.Read(name), testing::HasSubstr("gzip on;"));
+  }
+  EXPECT_EQ(sandbox.Read("b.orig"), "server {\n}\n");
+}
+
+}  // namespace
