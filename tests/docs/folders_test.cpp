@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <regex>
 #include <set>
@@ -17,6 +18,8 @@
 namespace {
 
 namespace fs = std::filesystem;
+
+const fs::path kRoot = QELTEMPLATE_SOURCE_DIR;
 
 // The folders that each may include, beside itself, and single headers. export.h is no more than
 // the macros that mark what other programs see.
@@ -71,7 +74,7 @@ std::vector<std::string> ProblemsBelow(const fs::path& source) {
 }
 
 TEST(Folders, KnowThoseBelowThem) {
-  EXPECT_THAT(ProblemsBelow(fs::path(QELTEMPLATE_SOURCE_DIR) / "src"), testing::IsEmpty());
+  EXPECT_THAT(ProblemsBelow(kRoot / "src"), testing::IsEmpty());
 }
 
 TEST(Folders, AreFoundToLookUp) {
@@ -94,6 +97,33 @@ TEST(Folders, AreFoundToLookUp) {
                                             "template/a.h:2: includes cli/a.h",
                                             "template/framework/a.h:1: includes template/a.h",
                                             "more is a folder of which nothing is said"));
+}
+
+// The names of all files in the folder of that name, and below it.
+std::set<std::string> NamesBelow(const std::string& folder) {
+  std::set<std::string> names;
+  for (const auto& entry : fs::recursive_directory_iterator(kRoot / folder)) {
+    names.insert(entry.path().filename());
+  }
+  return names;
+}
+
+TEST(PagesForContributors, NameSourcesThatAreThere) {
+  static const std::regex source("`([a-z_/]+[.](?:h|cpp))`");
+  std::set<std::string> names;
+  for (const char* const folder : {"src", "bindings", "tests"}) names.merge(NamesBelow(folder));
+  for (const char* const page : {"docs/architecture.md", "CONTRIBUTING.md"}) {
+    std::ifstream stream(kRoot / page);
+    const std::string text(std::istreambuf_iterator<char>(stream), {});
+    std::sregex_iterator match(text.begin(), text.end(), source);
+    ASSERT_NE(match, std::sregex_iterator()) << page;
+    for (; match != std::sregex_iterator(); ++match) {
+      const fs::path name = (*match)[1].str();
+      const bool there =
+          name.has_parent_path() ? fs::exists(kRoot / name) : names.count(name.filename()) != 0;
+      EXPECT_TRUE(there) << page << " names " << name;
+    }
+  }
 }
 
 }  // namespace
