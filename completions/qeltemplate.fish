@@ -21,9 +21,9 @@ complete -c qeltemplate -n $any_command -l dialect -x -a 'apache nginx' -d 'Lang
 complete -c qeltemplate -n $request -l template -r -F -d 'The template'
 complete -c qeltemplate -n $request -l import-root -x -a '(__fish_complete_directories)' \
     -d 'Keep imports inside a directory'
-complete -c qeltemplate -n $values -l set -x -d 'A value as it is to be, NAME=NEW'
-complete -c qeltemplate -n $values -l old -x -d 'A value as it is now, NAME=OLD'
-complete -c qeltemplate -n $values -l unset -x -d 'A value that is to have no new text'
+complete -c qeltemplate -n $values -l set -x -d 'What a value is to be, NAME=NEW'
+complete -c qeltemplate -n $values -l old -x -d 'What the value is now, NAME=OLD'
+complete -c qeltemplate -n $values -l unset -x -d 'A value that has no new text'
 complete -c qeltemplate -n $values -l values -r -F -d 'JSON or YAML file of values'
 
 complete -c qeltemplate -n $apply -l diff -d 'Write a unified diff'
@@ -33,10 +33,10 @@ complete -c qeltemplate -n $apply -l output -r -F -d 'Write the edited text to a
 complete -c qeltemplate -n $apply -l dry-run -d 'Only say what would change'
 complete -c qeltemplate -n $apply -l check -a strict -d 'Have the server judge the result'
 complete -c qeltemplate -n $apply -l reload -x -d 'Run a command when all files are in place'
-complete -c qeltemplate -n $apply -l skip-missing -d 'Leave a file alone that has no block of the template'
+complete -c qeltemplate -n $apply -l skip-missing -d 'Leave alone a file that has none of the blocks'
 complete -c qeltemplate -n $apply -l exit-code -d 'Exit with 1 when something changed'
 complete -c qeltemplate -n $apply -l jobs -x -d 'Edit so many files at a time'
-complete -c qeltemplate -n $guards -l force -x -d 'Make an edit that is refused' \
+complete -c qeltemplate -n $guards -l force -x -d 'Make the edit even if it is refused' \
     -a 'collision mixed-options other-value syntax unmatched-section unused-value'
 complete -c qeltemplate -n $request -l quote -d 'Write values in quotes where they need them'
 complete -c qeltemplate -n $request -l raw -x -d 'Put a value in whatever it holds'

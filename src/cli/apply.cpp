@@ -26,22 +26,25 @@ namespace cli {
 namespace {
 
 constexpr char kFooter[] = R"(
-The edited text goes to standard output, or to where --in-place or --output say.
-Only the lines that the edit changes differ from CONFIG. Blocks of the template
-that CONFIG does not have are made. Imports are looked up beside the file that
-names them first, then from the current directory.
+The edited text goes to standard output, or where --in-place or --output say.
+Only the lines that the edit changes differ from CONFIG. A block of the template
+that is not in CONFIG is made. Imports are looked up beside the file that names
+them first, then in the current directory.
 
-An edit that would do other than the template says is refused. The message ends
-with the reason in brackets (see below): --force REASON makes the edit all the
-same, and where several blocks fit, --all edits all of them. A value that does
-not fit its place is refused; --quote writes it in quotes, or with escapes, so
-that the server reads just it, and --raw NAME puts it in whatever it holds.
+The edit is refused when it would do something else than the template says. The
+message ends with the reason in brackets; the reasons are listed below. For some
+of them --force REASON makes the edit all the same. Where several blocks fit,
+--all edits all of them. For a value that does not fit its place, --quote writes
+it in quotes, and --raw NAME puts it in, whatever it holds.
 
 Several CONFIG need --diff, --in-place or --dry-run. With --in-place all of them
-are replaced or none. A CONFIG that is named like a backup or an editor's copy of
-another one given ("site.orig" beside "site") is left out. A CMD of --check that holds "{}" is asked about each new
-text before it is put in place; any other once, when all are: when it refuses,
-the old files are put back, and so they are when the CMD of --reload fails.
+are replaced, or none. A CONFIG that is named like a backup or an editor's copy of
+another one given ("site.orig" beside "site") is left out.
+
+A CMD of --check that holds "{}" is run for each new text before that is put in
+place, with its path for "{}". Any other CMD is run once, when all new texts are in
+place. When it refuses them, or the CMD of --reload fails, the old files are put
+back.
 
 Examples:
   qeltemplate apply --dialect nginx --template site.template \
@@ -49,6 +52,11 @@ Examples:
   qeltemplate apply --template site.template --values site.yaml \
       --in-place=.orig --check --reload 'systemctl reload nginx' \
       /etc/nginx/sites-available/*)";
+
+constexpr char kExitHelp[] =
+    R"(Exit status: 0 done, 1 something changed (with --exit-code only), 2 wrong usage,
+3 failed, 4 the edit is refused, 5 the server refuses the result, 7 another
+program has changed a file meanwhile.)";
 
 // In the place of a command: the dialect's own test, and no new warning.
 constexpr char kStrict[] = "strict";
@@ -143,7 +151,7 @@ void AddOutputOptions(CLI::App& command, ApplyOptions& options) {
       ->check(CheckCommandText)
       ->type_name("CMD");
   command.add_flag("--skip-missing", options.skip_missing,
-                   "Leave a CONFIG alone that has no block of the template");
+                   "Leave alone a CONFIG that has none of the template's blocks");
   command.add_flag("--exit-code", options.exit_code, "Exit with 1 when something changed");
   command.add_option("--jobs", options.jobs, "Edit N files at a time; 0: one for each processor")
       ->type_name("N");

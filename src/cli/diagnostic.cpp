@@ -65,7 +65,7 @@ void Ignore(const std::set<std::string>& ignored, std::vector<Finding>& findings
 }
 
 void AddIgnoreOption(CLI::App& command, std::set<std::string>& names) {
-  AddNames(command, "--ignore", names, "Say nothing of what has this name in brackets")
+  AddNames(command, "--ignore", names, "Do not show what has this name in brackets")
       ->check(CheckWarningName);
 }
 

@@ -18,11 +18,11 @@ namespace cli {
 namespace {
 
 constexpr char kFooter[] = R"(
-For each line of the template: whether it is taken, in which block and by which
-text it is looked for, which directive of CONFIG it finds, and what is done.
-Nothing is written. The edit is the one of "qeltemplate apply" with the same
-options; where that refuses it, the reasons are shown and what would be done but
-for them, and the exit status is 4, too.
+Says of each line of the template whether it is taken, in which block and by which
+text it is looked for, which directive of CONFIG it finds, and what is done with
+it. Nothing is written. The edit is that of "qeltemplate apply" with the same
+options. Where apply refuses it, the reasons stand below, and the table says what
+would be done without them.
 
 Example:
   qeltemplate explain --template site.template --values site.yaml site.conf)";
@@ -68,7 +68,7 @@ void AddOptions(CLI::App& command, ExplainOptions& options) {
   AddIgnoreOption(command, options.ignored);
   AddFileOption(command, "CONFIG", options.config_file,
                 "The configuration; standard input when it is \"-\" or left out");
-  command.footer(std::string(kValuesHelp) + kFooter + "\n\n" + kExitHelp);
+  command.footer(std::string(kValuesHelp) + kFooter + "\n\n" + kEditExitHelp);
   command.callback([&options] { Check(options); });
 }
 

@@ -20,7 +20,7 @@ std::vector<FindingKind> KnownWarnings();
 
 // The finding as the program says it, with the options that help, and its name in brackets:
 //
-//   site.template:1:1: 'server {' may be each of ...; --all edits all of them [ambiguous]
+//   site.template:1:1: 'server {' fits several blocks: ...; --all edits all of them [ambiguous]
 std::string Said(const Finding& finding);
 
 // Whether one of `kinds` has this name, and all their names for a message.

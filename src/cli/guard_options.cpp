@@ -9,14 +9,14 @@ namespace {
 
 std::string CheckRefusalName(const std::string& name) {
   if (IsNamed(edit::kForcedRefusals, name)) return std::string();
-  return "'" + name + "' is no refusal that can be switched off; those are: " +
+  return "'" + name + "' is not a refusal that can be switched off; these are: " +
          KnownNames(edit::kForcedRefusals);
 }
 
 }  // namespace
 
 void AddGuardOptions(CLI::App& command, GuardOptions& options) {
-  AddNames(command, "--force", options.forced, "Make an edit that is refused for REASON")
+  AddNames(command, "--force", options.forced, "Make the edit even if it is refused for REASON")
       ->check(CheckRefusalName)
       ->type_name("REASON");
   AddWritingOptions(command, options);
@@ -28,7 +28,7 @@ void AddGuardOptions(CLI::App& command, GuardOptions& options) {
 
 void AddWritingOptions(CLI::App& command, WritingOptions& options) {
   command.add_flag("--quote", options.quote, "Write values in quotes where they need them");
-  AddNames(command, "--raw", options.raw, "Put the value NAME in whatever it holds");
+  AddNames(command, "--raw", options.raw, "Put the value NAME in, whatever it holds");
 }
 
 void CheckGuardOptions(const GuardOptions& options) {

@@ -40,11 +40,10 @@ using tov_document::Span;
 using tov_document::Word;
 
 constexpr char kFooter[] = R"(
-Shows the blocks, directives and comments of CONFIG as its server reads them, each
-behind its place, FILE:LINE, and behind a server's block its names and addresses.
-Below stands what the server would refuse, as
+Shows the blocks, directives and comments of CONFIG as its server reads them. Each
+stands behind its place, FILE:LINE. The names and addresses of a server follow its
+block. Below stands what the server would refuse, as
   FILE:LINE:COLUMN: error: what is wrong [NAME]
-The exit status is 6 when there is such a line, and 0 when there is none.
 
 Example:
   qeltemplate inspect /etc/nginx/nginx.conf)";
@@ -238,7 +237,7 @@ void AddOptions(CLI::App& command, InspectOptions& options) {
   AddIgnoreOption(command, options.ignored);
   AddFileOption(command, "CONFIG", options.config_file,
                 "The configuration; standard input when it is \"-\" or left out");
-  command.footer(std::string(kFooter) + "\n\n" + kExitHelp);
+  command.footer(std::string(kFooter) + "\n\n" + kFindingsExitHelp);
 }
 
 }  // namespace

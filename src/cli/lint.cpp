@@ -20,10 +20,9 @@ namespace cli {
 namespace {
 
 constexpr char kFooter[] = R"(
-Looks at each TEMPLATE, and at what it imports, without a configuration. With
-values, a name that none of them sets is said, too. Each line of the output is
+Looks at each TEMPLATE, and at what it imports, without a configuration. When
+values are given, it also names those that nothing sets. Each line of the output is
   FILE:LINE:COLUMN: warning: what is wrong and what to write instead [NAME]
-The exit status is 6 when there is one, and 0 when there is none.
 
 Example:
   qeltemplate lint --values site.yaml site.template)";
@@ -75,7 +74,7 @@ void AddOptions(CLI::App& command, LintOptions& options) {
   AddIgnoreOption(command, options.ignored);
   AddFiles(command, "TEMPLATE", options.templates, "The templates; \"-\" is standard input")
       ->required();
-  command.footer(std::string(kValuesHelp) + kFooter + "\n\n" + kExitHelp);
+  command.footer(std::string(kValuesHelp) + kFooter + "\n\n" + kFindingsExitHelp);
   command.callback([&options] { CheckRequestOptions(options); });
 }
 

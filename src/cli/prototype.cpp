@@ -14,12 +14,12 @@ namespace cli {
 namespace {
 
 constexpr char kFooter[] = R"(
-The prototype is the skeleton that the template stands for: the opening and
-closing lines of its blocks and the lines that identify them, with the new
-values and without the branches not taken. It is the same for every CONFIG, so
-that one need not be named; standard input is read for "-" only. Without
---dialect and CONFIG, the dialect is guessed from the template. What
-"qeltemplate apply" refuses of a template and its values is refused here, too.
+The prototype is the skeleton of a template: the opening and closing lines of its
+blocks and the lines that identify them, with the new values, and without the
+branches that are not taken. It is the same for every CONFIG, so you need not name
+one; standard input is read for "-" only. Without --dialect and CONFIG, the
+language is guessed from the template. A template, or a value, that "qeltemplate
+apply" refuses is refused here, too.
 
 Example:
   qeltemplate prototype --dialect nginx --template site.template \
@@ -63,7 +63,7 @@ void AddOptions(CLI::App& command, PrototypeOptions& options) {
   AddRequestOptions(command, options);
   AddWritingOptions(command, options);
   AddFileOption(command, "CONFIG", options.config_file, "A configuration; need not be named");
-  command.footer(std::string(kValuesHelp) + kFooter + "\n\n" + kExitHelp);
+  command.footer(std::string(kValuesHelp) + kFooter + "\n\n" + kEditExitHelp);
   command.callback([&options] { Check(options); });
 }
 

@@ -136,13 +136,12 @@ void AddColourOption(CLI::App& command, std::string& when, const std::string& wh
 }
 
 void AddValueOptions(CLI::App& command, RequestOptions& options) {
-  AddAssignmentOption(
-      command, {"--set", "NAME=NEW", "A value of the template as it is to be; wins over --values"},
-      options.new_values);
-  AddAssignmentOption(
-      command, {"--old", "NAME=OLD", "The same value as CONFIG holds it now; wins over --values"},
-      options.old_values);
-  AddNames(command, "--unset", options.unset, "A value that is to have no new text");
+  AddAssignmentOption(command, {"--set", "NAME=NEW", "What a value is to be; wins over --values"},
+                      options.new_values);
+  AddAssignmentOption(command,
+                      {"--old", "NAME=OLD", "What the value is in CONFIG now; wins over --values"},
+                      options.old_values);
+  AddNames(command, "--unset", options.unset, "A value that has no new text");
   const auto store = [&options](const std::string& word) { options.values_files.push_back(word); };
   AddWords(command, "--values", store,
            "JSON or YAML file of values (see below); \"-\": standard input")
@@ -207,9 +206,9 @@ void SetDialect(Request& request, Dialect dialect) {
 Dialect DialectOf(const std::string& text, const std::string& name) {
   const std::optional<Dialect> dialect = tov_document::GuessDialect(text);
   if (dialect) return *dialect;
-  throw Failure(name, std::string("its language cannot be told from the text; name it by "
-                                  "--dialect (") +
-                          kKnownDialects + ")");
+  throw Failure(name,
+                std::string("its language cannot be told from the text; name it with --dialect (") +
+                    kKnownDialects + ")");
 }
 
 void WarnOfOtherDialect(const std::string& text, const std::string& name, Dialect dialect) {
@@ -220,7 +219,7 @@ void WarnOfOtherDialect(const std::string& text, const std::string& name, Dialec
 }
 
 void SayGuess(const std::string& what, Dialect dialect) {
-  Say(what + ": taken for " + NameOf(dialect) + "; --dialect says otherwise");
+  Say(what + ": taken for " + NameOf(dialect) + "; use --dialect if that is wrong");
 }
 
 std::string CheckCommand(Dialect dialect) {

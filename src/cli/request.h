@@ -36,18 +36,19 @@ struct RequestOptions {
 
 // For the footer of a command's help.
 inline constexpr char kValuesHelp[] =
-    R"(--set, --old and --unset may be given once for each name, --values several times:
-a later file wins over an earlier one, the command line over all. A file holds
+    R"(A file of values holds JSON,
   {"name": "new", "other": {"old": "what stands there now", "new": "..."}}
-as JSON, or the same as YAML (NAME.yaml, NAME.yml, or a text that does not begin
-with a brace); null, or a side left out, is no value.
+or the same as YAML (NAME.yaml, NAME.yml, or a text that does not begin with a
+brace). null, or a side left out, is no value. Give --set, --old and --unset once
+for each name, and --values as often as you like: a later file wins over an
+earlier one, and the command line wins over all files.
 )";
 
-// For the footer of a command's help.
-inline constexpr char kExitHelp[] =
-    R"(Exit status: 0 done, 1 something changed (with --exit-code only), 2 wrong usage,
-3 failed, 4 the edit is refused, 5 the server refuses the result, 6 lint or
-inspect has found something, 7 another program has changed a file meanwhile.)";
+// For the footers: the exit status of an edit that is only looked at, and of a look for mistakes.
+inline constexpr char kEditExitHelp[] =
+    "Exit status: 0 done, 2 wrong usage, 3 failed, 4 the edit is refused.";
+inline constexpr char kFindingsExitHelp[] =
+    "Exit status: 0 done, 2 wrong usage, 3 failed, 6 there is something to look at.";
 
 // Adds `option`, which takes one file's name, to `command`.
 CLI::Option* AddFileOption(CLI::App& command, const std::string& option, std::string& file,

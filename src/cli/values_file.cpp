@@ -256,7 +256,7 @@ void RefuseOddBytes(const std::string& text, const std::string& file) {
   const auto odd = std::min(invalid, control);
   if (odd == text.end()) return;
   FailAtByte(file, text, static_cast<std::size_t>(odd - text.begin()),
-             "a byte that is no UTF-8 text; write it as an escape in double quotes");
+             "a byte that is not UTF-8; write it as an escape in double quotes");
 }
 
 // A quote that is never closed goes unnoticed when a line end is the last that the parser sees, not

@@ -183,7 +183,7 @@ void Additions::Refuse(std::size_t position, std::size_t other, const Texts& beg
   const bool has_place = m_work.IsOwn(other) && !beginning.empty();
   m_work.Refuse(position, {"other-value",
                            Quoted(m_work.Line(position).now->text) + " is not there, but " +
-                               m_work.ShownChild(other) + ", and the server wants one of them only",
+                               m_work.ShownChild(other) + " is, and the server allows only one",
                            "Give the value that is there as the old one" +
                                (has_place ? ", or write a trailing place: " + Quoted(place)
                                 : m_work.IsOwn(other)

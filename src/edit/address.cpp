@@ -191,7 +191,7 @@ class Finder {
       m_findings.warnings.push_back(
           {"not-removed",
            Described(m_contents, m_config_name, id) +
-               " stays: it has not the lines of the block that is to be removed",
+               " stays: it does not have the lines of the block that is to be removed",
            "State its address, if it is meant",
            evidence.opening->place,
            {m_contents.PlaceOfBlock(m_config_name, id)}});
@@ -287,7 +287,7 @@ class Finder {
   void RefuseAmbiguous(const Sought& sought) {
     constexpr std::size_t kMost = 5;
     Finding finding{"ambiguous",
-                    Quoted(m_evidence[sought.block].opening->text) + " may be each of "};
+                    Quoted(m_evidence[sought.block].opening->text) + " fits several blocks: "};
     finding.template_place = PlaceOf(sought.block);
     finding.remedies = {Remedy::kAll};
     for (std::size_t i = 0; i < sought.fitting.size(); ++i) {

@@ -201,7 +201,7 @@ void BlockWork::Refuse(std::size_t position, Finding finding) {
 
 void BlockWork::RefuseSeveral(std::size_t position, const Positions& fitting) {
   constexpr std::size_t kMost = 5;
-  Finding finding{"ambiguous", Quoted(Line(position).text) + " may be each of "};
+  Finding finding{"ambiguous", Quoted(Line(position).text) + " fits several directives: "};
   for (std::size_t i = 0; i < fitting.size(); ++i) {
     finding.config_places.push_back(PlaceOfChild(fitting[i]));
     if (i < kMost) finding.message += (i == 0 ? "" : ", ") + ShownChild(fitting[i]);

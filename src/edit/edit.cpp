@@ -250,20 +250,20 @@ class Editor {
         std::any_of(m_request.values.begin(), m_request.values.end(),
                     [&](const auto& value) { return m_request.raw.count(value.first) != 0; });
     if (is_raw) {
-      m_findings.refusals.push_back(
-          {"value",
-           "from here on it is not what the template means: a value that is put in as it is "
-           "reaches out of its line",
-           "Let it be a whole part of its line",
-           {},
-           {contents.PlaceOf(m_name, *other)},
-           true});
+      m_findings.refusals.push_back({"value",
+                                     "from here on, the result is not what the template means: a "
+                                     "value that is put in as it is "
+                                     "reaches out of its line",
+                                     "Let it be a whole part of its line",
+                                     {},
+                                     {contents.PlaceOf(m_name, *other)},
+                                     true});
       return;
     }
     m_findings.refusals.push_back(
         {"fault",
-         "from here on it is not what the template means. That is a mistake of this library, and "
-         "nothing is changed: please report it, with the configuration, the template and the "
+         "from here on, the result is not what the template means. This is a bug in the library, "
+         "and nothing is changed. Please report it with the configuration, the template and the "
          "values",
          "",
          {},

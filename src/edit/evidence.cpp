@@ -107,7 +107,7 @@ class EvidenceReader {
   void RefuseMissing(const TemplateLine& line) {
     m_findings.refusals.push_back(
         {"missing-value",
-         "a value of this line is missing, by which its block is found: " + Quoted(line.text),
+         "a value is missing in the line by which the block is found: " + Quoted(line.text),
          "Set it",
          line.place,
          {},

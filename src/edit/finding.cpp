@@ -53,10 +53,10 @@ std::string Quoted(std::string_view text) {
 }
 
 const std::vector<FindingKind> kForcedRefusals = {
-    {"unmatched-section", "a block of the template is nowhere, and is not new"},
+    {"unmatched-section", "a block of the template is not there, and is not new"},
     {"other-value", "a directive that may stand only once has another value"},
     {"collision",
-     "two servers come to answer to one name on one address, or two locations are one"},
+     "two servers would answer to one name on one address, or two locations would be one"},
     {"mixed-options", "Options words that httpd does not take together"},
     {"unused-value", "no line of the template uses a value"},
     {"syntax", "the server would not take the configuration"},
@@ -75,7 +75,7 @@ const std::vector<FindingKind> kFirmRefusals = {
 
 const std::vector<FindingKind> kEditWarnings = {
     {"missing-value", "a value of a template line is missing: the line does nothing"},
-    {"not-removed", "a block that may be meant to go stays"},
+    {"not-removed", "a block stays that was perhaps meant to go"},
     {"second-line", "a line is added beside one of the same directive"},
 };
 

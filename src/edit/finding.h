@@ -32,7 +32,7 @@ enum class Remedy {
 // One thing that was found: sentences for people, and what they are made of.
 struct Finding {
   std::string name;       // of the kind: "ambiguous", see below
-  std::string message;    // what is wrong, without its place: "'server {' may be each of ..."
+  std::string message;    // what is wrong, without its place: "'server {' fits several blocks: ..."
   std::string hint = {};  // what to do instead; "": there is nothing to say
 
   FilePlace template_place = {};  // the line of the template that it is about; line 0: none

@@ -63,7 +63,7 @@ class Checker {
     }
     for (const OpenBlock& block : m_blocks) {
       WarnAt(block.opening, "unclosed-block",
-             "this block does not close, for which an edit is refused. Add its closing line");
+             "this block does not close, so an edit is refused. Add its closing line");
     }
     return std::move(m_findings);
   }
@@ -141,8 +141,8 @@ class Checker {
     const std::size_t at = m_line->text.find("{#");
     if (at == std::string::npos || m_line->text.compare(at, 3, "{#}") == 0) return;
     Warn(at, "odd-comment",
-         "this is no comment, but becomes part of the configuration. A comment begins with {#} and "
-         "ends with the line");
+         "this is not a comment: it becomes part of the configuration. A comment begins with {#} "
+         "and ends with the line");
   }
 
   // --- Statements ---
@@ -194,8 +194,8 @@ class Checker {
     const bool is_elif = m_line->kind == StatementKind::kElif;
     if (m_chains.empty()) {
       Warn(Begin(), "stray-else",
-           "there is no if that this belongs to: the lines behind it are taken whatever it says. "
-           "Write the {% if ... %} before it, or take this line out");
+           "no if stands before this: the lines behind it are always taken. Write the {% if ... %} "
+           "before it, or take this line out");
       return;
     }
     EndBranch();
@@ -246,9 +246,10 @@ class Checker {
     const bool any = str::view::Contains(condition, " or ");
     const bool all = str::view::Contains(condition, " and ");
     if (any && all) {
-      Warn(" or ", "mixed-and-or",
-           "and and or cannot be mixed: only the text before the first or counts. Nest two if "
-           "statements instead");
+      Warn(
+          " or ", "mixed-and-or",
+          "'and' and 'or' cannot be mixed: only the text before the first 'or' counts. Nest two if "
+          "statements instead");
     }
     std::list<std::string> comparisons;
     str::Split(str::Replace(condition, " and ", " or "), " or ", comparisons);
@@ -318,8 +319,8 @@ class Checker {
     if (!m_said_unset.insert(name).second) return;
     Warn(part, "unset-value",
          "nothing sets the value " + Quoted(name) +
-             ": lines with it do nothing, and conditions with it fail. Set it, or say that it is "
-             "none by null");
+             ": lines with it do nothing, and conditions with it fail. Set it, or give null for no "
+             "value");
   }
 
   // --- Lines of the configuration ---
@@ -339,8 +340,8 @@ class Checker {
     if (!written && !whole) return;  // it has been said what is missing
     if (!written) {
       Warn(Begin(), "not-a-directive",
-           "this is neither one directive nor the opening of a block, for which an edit is "
-           "refused. Write each directive whole, on a line of its own" +
+           "this is neither one directive nor the opening of a block, so an edit is refused. Write "
+           "each directive whole, on a line of its own" +
                std::string(m_nginx ? ", and an opening brace behind the name of its block" : ""));
     } else if (kind == TemplateLine::Kind::kOpening) {
       m_blocks.push_back({Here(Begin()), Branches()});
@@ -362,9 +363,10 @@ class Checker {
                  (place.trailing ? "%]" : "%}") + " behind the name");
       }
       if (!place.is_value) {
-        Warn(place.begin, "place-without-dollar",
-             "this is no value, and becomes the whole line: all around it is dropped. Write $ "
-             "before the name");
+        Warn(
+            place.begin, "place-without-dollar",
+            "this is not a value: it becomes the whole line, and all around it is dropped. Write $ "
+            "before the name");
         continue;
       }
       CheckIsSet(place.name, text.substr(place.begin, place.end - place.begin));
@@ -375,7 +377,7 @@ class Checker {
   void CloseBlock() {
     if (m_blocks.empty()) {
       Warn(Begin(), "extra-closing",
-           "there is no block that this line closes, for which an edit is refused. Take it out");
+           "there is no block that this line closes, so an edit is refused. Take it out");
       return;
     }
     if (m_blocks.back().branches != Branches()) {
@@ -426,7 +428,7 @@ class Checker {
     if (PlacesIn(text).empty() &&
         AreMixedOptions({written.words.begin() + 1, written.words.end()})) {
       Warn("Options", "mixed-options",
-           "words with and without a sign on one line are refused by httpd. Write all of them with "
+           "httpd refuses words with and without a sign on one line. Write all of them with "
            "a sign, or none");
     }
     if (text.find('#') != std::string::npos) {
@@ -467,7 +469,7 @@ const std::vector<FindingKind> kTemplateWarnings = {
     {"missing-endif", "an if without its endif"},
     {"extra-endif", "an endif without its if"},
     {"stray-else", "an else or elif without its if"},
-    {"mixed-and-or", "and and or in one condition"},
+    {"mixed-and-or", "both and and or in one condition"},
     {"unknown-operator", "an operator that does not exist"},
     {"quoted-operand", "quotes in a condition, which are part of the text"},
     {"numeric-comparison", "a comparison of numbers, which is one of texts"},

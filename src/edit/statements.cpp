@@ -47,7 +47,9 @@ class Reader {
   void ReadLine(std::string_view line) {
     if (str::view::StartsWith(line, "{#}")) return;
     if (str::view::StartsWith(line, "{#")) {
-      Report("'{#' begins no comment: the line would be put in as it is. A comment is {#}");
+      Report(
+          "'{#' does not begin a comment: the line would be put in as it is. A comment begins with "
+          "{#}");
       return;
     }
     line = line.substr(0, line.find("{#}"));
@@ -85,8 +87,8 @@ class Reader {
       any = any || word == "or";
       all = all || word == "and";
       if (quoted(word)) {
-        Report("quotes are part of the word " + std::string(word) +
-               ", which is therefore never equal. Leave them out");
+        Report("the quotes are part of the word " + std::string(word) +
+               ", so it is never equal. Leave them out");
       }
     }
     if (any && all) Report("with 'and' and 'or' in one condition only its beginning counts");
@@ -134,7 +136,7 @@ class Reader {
       if (last == std::string_view::npos || last < name || line[name] == '$') continue;
       const std::size_t end = line.find(is_full ? full : trailing, name) + 2;
       Report(Quoted(line.substr(at, end - at)) +
-             " is neither a statement nor, without '$', a value");
+             " is not a statement, and without '$' it is not a value");
       return;
     }
   }

@@ -315,8 +315,8 @@ class Reader {
         what += " cannot be written in quotes: the server would read a variable in it";
         break;
       case Unwritable::kNothing:
-        what += several ? " make" : " makes";
-        what += " other words of it than the template has places for: " + Quoted(filling.text);
+        what += several ? " do not stay in their places: " : " does not stay in its place: ";
+        what += Quoted(filling.text);
         hint = "A full place is one word; for several use a trailing place";
         break;
     }
@@ -339,7 +339,7 @@ class Reader {
   void CheckControls(const TemplateLine& line, const AuthoredLine& authored) {
     if (HoldsControl(line.text)) {
       RefuseTemplate(line.place,
-                     "this line holds a control byte, which no server takes for one of a word",
+                     "this line holds a control byte, which no server reads as part of a word",
                      "Take it out");
     }
     for (std::size_t i = 0; i < authored.places().size(); ++i) {
@@ -512,7 +512,7 @@ class Reader {
         RefuseTemplate(line.place,
                        Quoted(line.now->text) + " and " + Quoted(other->second->now->text) + " (" +
                            Shown(other->second->place) +
-                           ") are in one block, and the server wants one of them only",
+                           ") are in one block, and the server allows only one",
                        "Put them into branches of which one is taken");
       }
     }

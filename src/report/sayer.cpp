@@ -92,7 +92,7 @@ std::string Sayer::Why(const Item& item) const {
              "; such a line neither adds, changes nor removes anything";
     case Action::kNoBlock:
       if (!item.block) return std::string();
-      return (m_report.blocks[*item.block].undecided ? "its block may be each of several: "
+      return (m_report.blocks[*item.block].undecided ? "several blocks fit: "
                                                      : "its block is not there: ") +
              BlockOf(item);
     case Action::kNothing:
@@ -122,7 +122,7 @@ std::string Sayer::Said(const Statement& statement) const {
 std::string Sayer::Heading(std::size_t number) const {
   const EditReport::Block& block = m_report.blocks[number];
   if (block.created) return Quoted(block.text) + " (new)";
-  if (block.undecided) return "may be each of several, see below: " + Quoted(block.text);
+  if (block.undecided) return "several blocks fit, see below: " + Quoted(block.text);
   if (block.found.empty()) return "not there: " + Quoted(block.text);
   std::string heading;
   for (const std::string& found : block.found) heading += (heading.empty() ? "" : "; ") + found;

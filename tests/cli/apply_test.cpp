@@ -183,7 +183,7 @@ TEST_F(Apply, GuessesTheDialectAndSaysSo) {
   const Outcome outcome = RenameUnknown({"site.conf"});
   EXPECT_EQ(outcome.out, ServerNamed("b"));
   EXPECT_EQ(outcome.exit_code, 0);
-  ExpectSaid(outcome, {"site.conf: taken for nginx; --dialect says otherwise"});
+  ExpectSaid(outcome, {"site.conf: taken for nginx; use --dialect if that is wrong"});
 }
 
 TEST_F(Apply, GuessesTheDialectOfApacheToo) {
@@ -191,20 +191,20 @@ TEST_F(Apply, GuessesTheDialectOfApacheToo) {
   m_sandbox.Write("site.conf", "<VirtualHost *:80>\nServerName a.example\n</VirtualHost>\n");
   const Outcome outcome = RenameUnknown({"site.conf"});
   EXPECT_EQ(outcome.out, "<VirtualHost *:80>\nServerName b\n</VirtualHost>\n");
-  ExpectSaid(outcome, {"site.conf: taken for apache; --dialect says otherwise"});
+  ExpectSaid(outcome, {"site.conf: taken for apache; use --dialect if that is wrong"});
 }
 
 TEST_F(Apply, FailsWhereTheDialectCannotBeTold) {
   m_sandbox.Write("site.conf", "");
   ExpectFailure(RenameUnknown({"site.conf"}),
-                "site.conf: its language cannot be told from the text; name it by --dialect "
+                "site.conf: its language cannot be told from the text; name it with --dialect "
                 "(apache, nginx)");
 }
 
 TEST_F(Apply, RefusesAFileOfAnotherDialectThanTheOthers) {
   m_sandbox.Write("b.conf", "<VirtualHost *:80>\n</VirtualHost>\n");
   const Outcome outcome = RenameUnknown({"--in-place", "site.conf", "b.conf"});
-  ExpectSaid(outcome, {"site.conf: taken for nginx; --dialect says otherwise",
+  ExpectSaid(outcome, {"site.conf: taken for nginx; use --dialect if that is wrong",
                        "b.conf: not edited:\n  site.template: this is written for nginx, and would "
                        "be read as apache. Correct the dialect, or name the right file [syntax]",
                        "1 changed, 0 unchanged, 0 skipped, 1 refused, 0 failed",
@@ -216,7 +216,7 @@ TEST_F(Apply, RefusesAFileOfAnotherDialectThanTheOthers) {
 TEST_F(Apply, GuessesTheDialectOfAPrototypeByItsTemplate) {
   const Outcome outcome = Run({"prototype", "--template", "site.template", "--set", "name=b"});
   EXPECT_EQ(outcome.out, "server {\nserver_name b;\n}\n");
-  ExpectSaid(outcome, {"site.template: taken for nginx; --dialect says otherwise"});
+  ExpectSaid(outcome, {"site.template: taken for nginx; use --dialect if that is wrong"});
 }
 
 TEST_F(Apply, RefusesADialectThatTheTextContradicts) {

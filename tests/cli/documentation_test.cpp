@@ -9,6 +9,7 @@
 #include <regex>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cli/program.h"
@@ -98,10 +99,22 @@ TEST_F(Documentation, ManualPagesNameEachOptionOfTheirCommand) {
 }
 
 TEST_F(Documentation, HelpAndManualKnowEachExitStatus) {
-  const std::string help = Run({"apply", "--help"}).out;
-  const Names in_help = NamesIn(help.substr(help.find("Exit status:")), "\\b([0-9])\\b");
-  EXPECT_EQ(in_help, (Names{"0", "1", "2", "3", "4", "5", "6", "7"}));
-  EXPECT_EQ(NamesIn(Page("qeltemplate.1"), "^\\.It ([0-9])$"), in_help);
+  const std::pair<const char*, Names> commands[] = {
+      {"apply", {"0", "1", "2", "3", "4", "5", "7"}},
+      {"explain", {"0", "2", "3", "4"}},
+      {"inspect", {"0", "2", "3", "6"}},
+      {"lint", {"0", "2", "3", "6"}},
+      {"prototype", {"0", "2", "3", "4"}},
+  };
+  Names all;
+  for (const auto& [command, expected] : commands) {
+    SCOPED_TRACE(command);
+    const std::string help = Run({command, "--help"}).out;
+    Names in_help = NamesIn(help.substr(help.find("Exit status:")), "\\b([0-9])\\b");
+    EXPECT_EQ(in_help, expected);
+    all.merge(in_help);
+  }
+  EXPECT_EQ(NamesIn(Page("qeltemplate.1"), "^\\.It ([0-9])$"), all);
 }
 
 TEST_F(Documentation, HelpAndManualKnowEachRefusal) {

@@ -341,8 +341,8 @@ TEST_F(ExplainProgram, SaysOfABlockThatIsThereTwiceThatItMayBeEach) {
   m_sandbox.Write("two.template", "server {\nserver_name a;\ngzip on;\n}\n");
   const Outcome outcome =
       Run({"explain", "--dialect", "nginx", "--template", "two.template", "two.conf"});
-  EXPECT_THAT(outcome.out, HasSubstr("\nmay be each of several, see below: 'server {'\n"));
-  EXPECT_THAT(outcome.out, HasSubstr("nothing: its block may be each of several: 'server {'\n"));
+  EXPECT_THAT(outcome.out, HasSubstr("\nseveral blocks fit, see below: 'server {'\n"));
+  EXPECT_THAT(outcome.out, HasSubstr("nothing: several blocks fit: 'server {'\n"));
   EXPECT_THAT(outcome.out, Not(HasSubstr("not there")));
 }
 

@@ -297,7 +297,7 @@ TEST_F(Lint, SaysWhereAndWhat) {
       "for the name. Write %] behind the name [unclosed-place]\n"
       "    \tlisten [% $port;\n"
       "    \t       ^\n"
-      "site.template:3:2: warning: this is no comment, but becomes part of the configuration. "
+      "site.template:3:2: warning: this is not a comment: it becomes part of the configuration. "
       "A comment begins with {#} and ends with the line [odd-comment]\n"
       "    \t{# x #}\n"
       "    \t^\n"
@@ -344,7 +344,7 @@ TEST_F(Lint, HasAnOptionForEachThing) {
   EXPECT_EQ(Run({"lint"}).exit_code, 2);
   m_sandbox.Write("empty", "");
   ExpectFailure(Run({"lint", "empty"}),
-                "empty: its language cannot be told from the text; name it by --dialect (apache, "
+                "empty: its language cannot be told from the text; name it with --dialect (apache, "
                 "nginx)");
 }
 

@@ -334,7 +334,7 @@ TEST_F(Program, JudgesTheValuesOfAPrototype) {
   const Words values = {"--set", "name=b; root /x"};
   const Outcome refused = Prototype(values);
   EXPECT_THAT(refused.err, HasSubstr("site.template: no prototype:\n  site.template:2:1: the value "
-                                     "'name' makes other words"));
+                                     "'name' does not stay in its place"));
   EXPECT_EQ(refused.out, "");
   EXPECT_EQ(refused.exit_code, 4);
   ExpectText(Prototype({"--set", "name=b; root /x", "--raw", "name"}),

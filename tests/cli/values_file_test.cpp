@@ -201,11 +201,11 @@ TEST(ValuesFile, RefusesYamlThatIsNoValue) {
       {"two documents", "a: 1\n---\nb: 1\n",
        "v.yml:2:1: a second document begins, there may be one"},
       {"not UTF-8", "a: 1\nb: \xff\n",
-       "v.yml:2:4: a byte that is no UTF-8 text; write it as an escape in double quotes"},
+       "v.yml:2:4: a byte that is not UTF-8; write it as an escape in double quotes"},
       {"a control character", "a: \x04\nb: 1\n",
-       "v.yml:1:4: a byte that is no UTF-8 text; write it as an escape in double quotes"},
+       "v.yml:1:4: a byte that is not UTF-8; write it as an escape in double quotes"},
       {"NUL", "a: \0\n"s,
-       "v.yml:1:4: a byte that is no UTF-8 text; write it as an escape in double quotes"},
+       "v.yml:1:4: a byte that is not UTF-8; write it as an escape in double quotes"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);

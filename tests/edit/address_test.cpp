@@ -105,7 +105,7 @@ TEST(SitesOfOneName, AreToldApartByLinesWithOldValues) {
 
 TEST(SitesOfOneName, AreRefusedWhenNothingTellsThemApart) {
   const std::string both =
-      "'server {' may be each of site.conf:7:1 'server' (a.example, www.a.example, *:80), "
+      "'server {' fits several blocks: site.conf:7:1 'server' (a.example, www.a.example, *:80), "
       "site.conf:13:1 'server' (a.example, www.a.example, *:443). 'listen 80;' in the template "
       "would mean the first one";
   const auto message = [](const std::string& text, const NamedValues& values) {
@@ -668,7 +668,7 @@ TEST(TheFirstName, DecidesBetweenTwoVirtualHostsOfOneAddress) {
                    {},
                    "ambiguous",
                    "site.template:1:1:",
-                   "'<VirtualHost *:80>' may be each of site.conf:1:1 'VirtualHost *:80' "
+                   "'<VirtualHost *:80>' fits several blocks: site.conf:1:1 'VirtualHost *:80' "
                    "(a.example), site.conf:6:1 'VirtualHost *:80' (b.example). "
                    "'ServerName a.example' in the template would mean the first one"},
                   {"no name, to be removed",
@@ -924,7 +924,7 @@ server {
                    {},
                    "ambiguous",
                    "site.template:2:1:",
-                   "'server {' may be each of site.conf:1:1 'server' (*:8081), "
+                   "'server {' fits several blocks: site.conf:1:1 'server' (*:8081), "
                    "site.conf:5:1 'server' (*:8082), site.conf:9:1 'server' (*:8083). "
                    "'listen 8081;' in the template would mean the first one"}});
 }
@@ -1192,16 +1192,17 @@ TEST(BlocksInBlocks, AreFoundAtAnyDepth) {
         "server {\nserver_name a;\nlocation / {\n{% if $no %}\nif ($x) {\n}\n{% endif %}\n}\n}\n",
         {},
         Without(config, "        if ($x) {\n            return 403;\n        }\n")}});
-  ExpectRefusals(Dialect::kNginx,
-                 {{"two of one opening line",
-                   "server {\n  server_name a;\n  if ($x) {\n    return 403;\n  }\n  if ($x) {\n"
-                   "    return 404;\n  }\n}\n",
-                   "server {\nserver_name a;\nif ($x) {\nbreak;\n}\n}\n",
-                   {},
-                   "ambiguous",
-                   "site.template:3:1:",
-                   "'if ($x) {' may be each of site.conf:3:3 'if ($x)', site.conf:6:3 'if ($x)'. "
-                   "'return 403;' in the template would mean the first one"}});
+  ExpectRefusals(
+      Dialect::kNginx,
+      {{"two of one opening line",
+        "server {\n  server_name a;\n  if ($x) {\n    return 403;\n  }\n  if ($x) {\n"
+        "    return 404;\n  }\n}\n",
+        "server {\nserver_name a;\nif ($x) {\nbreak;\n}\n}\n",
+        {},
+        "ambiguous",
+        "site.template:3:1:",
+        "'if ($x) {' fits several blocks: site.conf:3:3 'if ($x)', site.conf:6:3 'if ($x)'. "
+        "'return 403;' in the template would mean the first one"}});
 }
 
 // --- Blocks that are not there ---

@@ -49,7 +49,8 @@ TEST(AFinding, SaysWhatIsWrongAndWhatToDoApart) {
        "server {\nserver_name a;\nroot /x;\n}\n",
        {},
        "ambiguous",
-       "'server {' may be each of site.conf:1:1 'server' (a, *:80), site.conf:5:1 'server' (a, "
+       "'server {' fits several blocks: site.conf:1:1 'server' (a, *:80), site.conf:5:1 'server' "
+       "(a, "
        "*:81)",
        "'listen 80;' in the template would mean the first one",
        "site.template:1:1 | site.conf:1:1 site.conf:5:1",
@@ -70,7 +71,7 @@ TEST(AFinding, SaysWhatIsWrongAndWhatToDoApart) {
        "server {\nroot {% $r %};\n}\n",
        {{"r", "/a", "/b /c"}},
        "value",
-       "the value 'r' makes other words of it than the template has places for: 'root /b /c;'",
+       "the value 'r' does not stay in its place: 'root /b /c;'",
        "A full place is one word; for several use a trailing place",
        "site.template:2:1 |",
        "quote raw r "},

@@ -171,26 +171,25 @@ TEST(ABlockThatIsGone, IsNotTakenForTheNextOneThatLooksAlike) {
   EXPECT_EQ(EditedText(RequestOf(Dialect::kNginx, first), first.config), a);
   const Case second = {"", one + three, nameless, {}, one};
   EXPECT_EQ(EditedText(RequestOf(Dialect::kNginx, second), second.config), one);
-  ExpectWarnings(Dialect::kNginx,
-                 {{"a location",
-                   a,
-                   location,
-                   {{"r", "/c", "/c"}},
-                   "not-removed",
-                   "site.template:2:1:",
-                   "site.conf:1:1 'location /' stays: it has not the lines of the block that is "
-                   "to be removed",
-                   nullptr,
-                   a},
-                  {"a nameless server",
-                   one,
-                   nameless,
-                   {},
-                   "not-removed",
-                   "site.template:2:1:",
-                   "site.conf:1:1 'server' (*:81) stays",
-                   nullptr,
-                   one}});
+  ExpectWarnings(Dialect::kNginx, {{"a location",
+                                    a,
+                                    location,
+                                    {{"r", "/c", "/c"}},
+                                    "not-removed",
+                                    "site.template:2:1:",
+                                    "site.conf:1:1 'location /' stays: it does not have the lines "
+                                    "of the block that is to be removed",
+                                    nullptr,
+                                    a},
+                                   {"a nameless server",
+                                    one,
+                                    nameless,
+                                    {},
+                                    "not-removed",
+                                    "site.template:2:1:",
+                                    "site.conf:1:1 'server' (*:81) stays",
+                                    nullptr,
+                                    one}});
 }
 
 TEST(ABlockWhoseNameBeginsAnothers, GoesAlone) {

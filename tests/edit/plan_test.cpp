@@ -602,7 +602,8 @@ TEST(ATrailingPlace, ThatSeveralDirectivesFitIsRefused) {
           Server,
           {refused("error_page", "\terror_page 404 /404;\n\terror_page 500 /500;\n",
                    "error_page [% $v %];\n",
-                   "'error_page [% $v %];' may be each of site.conf:3:2 'error_page 404 /404;', "
+                   "'error_page [% $v %];' fits several directives: site.conf:3:2 'error_page 404 "
+                   "/404;', "
                    "site.conf:4:2 'error_page 500 /500;'. Write more of the line before the place, "
                    "or a full place {% ... %} with the old value"),
            refused("add_header", "\tadd_header X 1;\n\tadd_header Y 2;\n", "add_header [% $v %];\n",
@@ -1712,7 +1713,7 @@ TEST(AnotherValue, OfADirectiveThatMayStandOnceIsRefused) {
       Dialect::kApache,
       EachSaid(Host, {{"in other letters", "\tdocumentroot /hand\n", "DocumentRoot {% $r %}\n",
                        root, "other-value", "site.template:3:1:",
-                       "site.conf:3:2 'documentroot /hand', and the server wants one of them only. "
+                       "site.conf:3:2 'documentroot /hand' is, and the server allows only one. "
                        "Give the value that is there as the old one, or write a trailing place: "
                        "'DocumentRoot [% $value %]'"}}));
   const Case forced = {

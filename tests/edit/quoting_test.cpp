@@ -104,7 +104,7 @@ TEST_F(Quoting, OfNginx) {
     ExpectRefused(Dialect::kNginx, line, "$1", "a variable");
   }
   ExpectRefused(Dialect::kNginx, "root {% $v %}host;", "$", "a variable");
-  ExpectRefused(Dialect::kNginx, "root [% $v %];", "/a; evil on", "makes other words");
+  ExpectRefused(Dialect::kNginx, "root [% $v %];", "/a; evil on", "does not stay in its place");
 }
 
 TEST_F(Quoting, OfApache) {

@@ -159,7 +159,7 @@ TEST(ServerAddress, OfSeveralServersIsRefused) {
         {},
         "ambiguous",
         "site.template:1:1:",
-        "'server {' may be each of site.conf:1:1 'server' (a.example, www.a.example, *:80), "
+        "'server {' fits several blocks: site.conf:1:1 'server' (a.example, www.a.example, *:80), "
         "site.conf:6:1 'server' (a.example, www.a.example, *:443). 'listen 80;' in the template "
         "would mean the first one"},
        {"the nameless server when the name's value was forgotten",

@@ -195,7 +195,7 @@ TEST(ALineOfOneSubject, IsRefusedWithTheWayOut) {
        {},
        "other-value",
        "site.template:3:2:",
-       "'LogFormat a main', and the server wants one of them only. Give the value that is there as "
+       "'LogFormat a main' is, and the server allows only one. Give the value that is there as "
        "the old one of a full place"},
       {"it stands in a condition",
        opening + condition + "</VirtualHost>\n",
@@ -203,7 +203,7 @@ TEST(ALineOfOneSubject, IsRefusedWithTheWayOut) {
        {},
        "other-value",
        "site.template:3:2:",
-       "'SetEnv A 1', and the server wants one of them only. Give the value that is there as the "
+       "'SetEnv A 1' is, and the server allows only one. Give the value that is there as the "
        "old one of a full place, or write the condition into the template"},
       {"the old value is not there",
        opening + "\tSetEnv A hand\n</VirtualHost>\n",

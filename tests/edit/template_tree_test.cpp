@@ -170,7 +170,7 @@ TEST(ALineThatIsNotOneDirective, IsRefused) {
        refused("code of another language", "content_by_lua_block {",
                "code in another language cannot stand in a template"),
        refused("a control byte", "root /\x01;",
-               "this line holds a control byte, which no server takes for one of a word")});
+               "this line holds a control byte, which no server reads as part of a word")});
   ExpectRefused(Dialect::kApache, "<VirtualHost *:80>\n</VirtualHost>\n",
                 {{"a continued line",
                   "<VirtualHost *:80>\nServerAlias a \\\nb\n</VirtualHost>\n",
@@ -249,7 +249,7 @@ TEST(TwoLinesForOneDirectiveThatStandsOnce, AreRefused) {
                   "template",
                   "site.template:4:1:",
                   "'root /b;' and 'root /a;' (site.template:3:1) are in one block, and the server "
-                  "wants one of them only"},
+                  "allows only one"},
                  {"a trailing place beside a full line",
                   Server("root /x;\nroot [% $r %];\n"),
                   {{"r", kNone, "/b"}},
@@ -309,12 +309,9 @@ TEST(LinesThatLookOdd, AreTaken) {
 TEST(AValueThatIsMoreThanItsPlace, IsRefused) {
   const std::string config = "server {\n\tserver_name a;\n\tindex a;\n}\n";
   const auto refused = [](const std::string& name, const std::string& value) {
-    return Refused{name,
-                   Server("index {% $v %};\n"),
-                   {{"v", "a", value}},
-                   "value",
-                   "site.template:3:1:",
-                   "the value 'v' makes other words of it than the template has places for"};
+    return Refused{
+        name,    Server("index {% $v %};\n"), {{"v", "a", value}},
+        "value", "site.template:3:1:",        "the value 'v' does not stay in its place"};
   };
   ExpectRefused(Dialect::kNginx, config,
                 {refused("a terminator", "b; etag on"), refused("a terminator alone", "b;"),
@@ -347,7 +344,7 @@ TEST(AValueInAQuotedText, MayNotEndTheQuotes) {
   const auto refused = [](const std::string& name, const std::string& line,
                           const std::string& value) {
     return Refused{name,    Server(line + "\n"),  {{"v", kNone, value}},
-                   "value", "site.template:3:1:", "the value 'v' makes other words of it"};
+                   "value", "site.template:3:1:", "the value 'v' does not stay in its place"};
   };
   ExpectRefused(
       Dialect::kNginx, kSite,
@@ -362,7 +359,7 @@ TEST(AValueInAQuotedText, MayNotEndTheQuotes) {
                   {{"v", kNone, "a\" \"expr=true"}},
                   "value",
                   "site.template:3:1:",
-                  "the value 'v' makes other words of it"}});
+                  "the value 'v' does not stay in its place"}});
 }
 
 // The blanks at its end would go, and the backslash would stand at the end of the line.
@@ -506,7 +503,7 @@ TEST(AnEmptyTrailingPlace, IsNoPartOfAValueBeforeIt) {
   const auto refused = [&](const std::string& name, const std::string& line,
                            const std::string& rest) {
     return Refused{name,    host(line),           {{"a", kNone, "'b"}, {"rest", kNone, rest}},
-                   "value", "site.template:3:1:", "the value 'a' makes other words"};
+                   "value", "site.template:3:1:", "the value 'a' does not stay in its place"};
   };
   ExpectRefused(Dialect::kApache, config,
                 {refused("an open quote", "SetEnv {% $a %} [% $rest %]", ""),
@@ -533,13 +530,13 @@ TEST(AFullPlaceBesideATrailingOne, IsStillAPartOfAWord) {
                   {{"a", kNone, "b c"}, {"rest", kNone, "d e"}},
                   "value",
                   "site.template:3:1:",
-                  "the value 'a' makes other words"},
+                  "the value 'a' does not stay in its place"},
                  {"two words, to be quoted",
                   Server(line),
                   {{"a", kNone, "b c"}, {"rest", kNone, "d e"}},
                   "value",
                   "site.template:3:1:",
-                  "the value 'a' makes other words",
+                  "the value 'a' does not stay in its place",
                   [](Request& request) { request.quote = true; }}});
   ExpectEdits(Dialect::kNginx, {{"one word",
                                  kSite,
@@ -725,7 +722,7 @@ TEST(AnOldValueThatDoesNotFitItsPlace, IsRefused) {
                   {{"v", "a; evil", "b"}},
                   "value",
                   "site.template:3:1:",
-                  "the old value 'v' makes other words of it"},
+                  "the old value 'v' does not stay in its place"},
                  {"two words",
                   Server("index {% $v %};\n"),
                   {{"v", "a b", "c"}},
@@ -886,9 +883,10 @@ TEST(StatementsThatAreNotWhatTheyLook, AreRefused) {
   ExpectRefused(
       Dialect::kNginx, kSite,
       {refused("a word in quotes", "{% if $x == \"yes\" %}\ngzip on;\n{% endif %}\n",
-               {{"x", kNone, "yes"}}, "site.template:3:", "quotes are part of the word \"yes\""),
+               {{"x", kNone, "yes"}},
+               "site.template:3:", "the quotes are part of the word \"yes\""),
        refused("a word in single quotes", "{% if $x == 'yes' %}\ngzip on;\n{% endif %}\n",
-               {{"x", kNone, "yes"}}, "site.template:3:", "quotes are part of the word 'yes'"),
+               {{"x", kNone, "yes"}}, "site.template:3:", "the quotes are part of the word 'yes'"),
        refused("else if", "{% if $x %}\ngzip on;\n{% else if $y %}\netag on;\n{% endif %}\n",
                {{"x", kNone, "yes"}}, "site.template:5:", "Write 'elif'"),
        refused("a third branch beside the first",
@@ -899,10 +897,10 @@ TEST(StatementsThatAreNotWhatTheyLook, AreRefused) {
                "{% if $y %}\ngzip on;\n{% elif $x %}\netag on;\n{% elif $x %}\nroot /x;\n"
                "{% elif $x %}\nindex x;\n{% endif %}\n",
                {{"x", kNone, "1"}}, "site.template:9:", "Let the conditions exclude each other"),
-       refused("a place that is no value", "root {% gzip %};\n", {},
-               "site.template:3:", "'{% gzip %}' is neither a statement nor, without '$', a value"),
-       refused("a trailing place that is no value", "root [% gzip %];\n", {},
-               "site.template:3:", "'[% gzip %]' is neither a statement nor, without '$', a value"),
+       refused("a place that is no value", "root {% gzip %};\n", {}, "site.template:3:",
+               "'{% gzip %}' is not a statement, and without '$' it is not a value"),
+       refused("a trailing place that is no value", "root [% gzip %];\n", {}, "site.template:3:",
+               "'[% gzip %]' is not a statement, and without '$' it is not a value"),
        refused("a comment that is none", "{# gzip #}\n", {},
                "site.template:3:", "'{#' begins no comment"),
        refused(
