@@ -39,7 +39,7 @@ complete -c qeltemplate -n $apply -l jobs -x -d 'Edit so many files at a time'
 complete -c qeltemplate -n $guards -l force -x -d 'Make the edit even if it is refused' \
     -a 'collision mixed-options other-value syntax unmatched-section unused-value'
 complete -c qeltemplate -n $request -l quote -d 'Write values in quotes where they need them'
-complete -c qeltemplate -n $request -l raw -x -d 'Put a value in whatever it holds'
+complete -c qeltemplate -n $request -l raw -x -d 'Put a value in, whatever it holds'
 complete -c qeltemplate -n $guards -l all -d 'Edit all blocks that fit'
 complete -c qeltemplate -n $guards -l must-exist -d 'Refuse to remove what is not there'
 complete -c qeltemplate -n $guards -l no-create -d 'Make no block that is not there'
