@@ -53,7 +53,7 @@ def main():
     arguments.add_argument("build", type=lambda path: Path(path).resolve())
     options = arguments.parse_args()
     sys.path.insert(0, str(options.build / "bindings" / "python"))
-    from qeltemplate import Parser  # pylint: disable=import-outside-toplevel
+    from qeltemplate.engine import Parser  # pylint: disable=import-outside-toplevel
 
     in_cpp = seconds_in_cpp(options.build)
     highest = 0.0

@@ -4,41 +4,93 @@
 
     import qeltemplate
 
-    parser = qeltemplate.Parser(config, dialect="Nginx")
-    parser.set_value("name", old="a.example", new="b.example")
-    parser.set_template_file("site.template")
-    edited = parser.apply().config()
+    template = '''
+    server {
+        server_name {% $name %};
+        root {% $root %};
+    }
+    '''
+    result = qeltemplate.edit(config, template, {"name": "a.example", "root": "/srv/a"})
+    print(result.text)
 
-Texts are str or bytes. A configuration need not be UTF-8: one that is given as bytes comes back as
-bytes, untouched but for the edits. One that is given as str comes back as str; read such files with
+The template names what is to be there. edit() finds the block that it means, changes what differs,
+and touches nothing else; an edit that would do other than the template says raises Refused, which
+says why, where, and what to write instead. The text is never edited in part.
+
+    edit(config, template, values)   edits one text
+    Request(template, values)        the same edit of any number of texts
+    explain(config, template, ...)   what becomes of each line of the template, and why
+    lint(template)                   what is wrong with a template
+    guess_dialect(text)              "nginx" or "apache"
+    update(paths)                    replaces files: all or none, with locks, backups, the server's check
+    engine                           the engine below, which protects from nothing
+
+Texts are str or bytes. What goes in as bytes comes out as bytes, what goes in as str comes out as
+str. A configuration need not be UTF-8: as bytes it is taken as it is; as str, read such files with
 errors="surrogateescape" and write them so, and the bytes that are not UTF-8 come through as well.
-Names, values and templates may be either, whatever the configuration is.
-
-Errors are subclasses of Error and say what is wrong in `type`, `object` and `params`.
+Names, values and templates may be either, whatever the configuration is. Messages are str, with
+"\\\\xe9" for such a byte.
 
 While the library works the GIL is released: several threads edit several configurations at once.
 """
 
-from ._errors import BusyError, Error, FileError, TemplateError, UnknownDialectError
-from ._qeltemplate import (
-    LOG_DEBUG,
-    LOG_OFF,
-    LOG_TRACE,
-    Parser,
-    set_log_handler,
-    set_log_level,
+from . import engine
+from ._edit import ImportedFile, Request, edit, explain, guess_dialect, lint
+from ._errors import Cancelled, Error, Overtaken, Refused, ServerRefused, UpdateError
+from ._qeltemplate import __version__
+from ._results import (
+    Change,
+    EditResult,
+    Explanation,
+    Finding,
+    LineEvent,
+    Place,
+    Statement,
+    TemplateBlock,
+    TemplateLine,
 )
+from ._update import File, Update, UpdateResult, update
 
 __all__ = [
-    "LOG_DEBUG",
-    "LOG_OFF",
-    "LOG_TRACE",
-    "BusyError",
+    "Cancelled",
+    "Change",
+    "EditResult",
     "Error",
-    "FileError",
-    "Parser",
-    "TemplateError",
-    "UnknownDialectError",
-    "set_log_handler",
-    "set_log_level",
+    "Explanation",
+    "File",
+    "Finding",
+    "ImportedFile",
+    "LineEvent",
+    "Overtaken",
+    "Place",
+    "Refused",
+    "Request",
+    "ServerRefused",
+    "Statement",
+    "TemplateBlock",
+    "TemplateLine",
+    "Update",
+    "UpdateError",
+    "UpdateResult",
+    "__version__",
+    "edit",
+    "engine",
+    "explain",
+    "guess_dialect",
+    "lint",
+    "update",
 ]
+
+for _class in (
+    Change,
+    EditResult,
+    Explanation,
+    Finding,
+    LineEvent,
+    Place,
+    Statement,
+    TemplateBlock,
+    TemplateLine,
+):
+    _class.__module__ = "qeltemplate"
+del _class

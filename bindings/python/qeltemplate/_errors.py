@@ -2,53 +2,99 @@
 
 """The exceptions of the module. Memory that runs out is a MemoryError, as everywhere."""
 
-from typing import Dict, Optional
+from typing import Any, Iterable, Optional, Tuple
+
+from ._results import EditResult, Finding
+from ._texts import shown
 
 
 class Error(Exception):
-    """Something the library cannot do.
+    """Something the library cannot do, or will not."""
 
-    str() of it is one readable line: "file: read (filename=/etc/nginx/site.template)".
+
+class Refused(Error):
+    """An edit that would do other than the template says. Nothing is edited.
+
+    str() has one line for each reason, with its place and the way out.
+
+    result: The text as it was, and what would be done but for the refusals.
     """
 
-    type: str
-    """What kind of error it is: "file"."""
+    result: EditResult[Any]
 
-    object: str
-    """What it is about, or "": "read"."""
+    def __init__(self, result: EditResult[Any]) -> None:
+        super().__init__(result)
+        self.result = result
 
-    params: Dict[str, str]
-    """Its named parameters: {"filename": "/etc/nginx/site.template"}."""
+    @property
+    def findings(self) -> Tuple[Finding, ...]:
+        """The reasons."""
+        return self.result.refusals
+
+    def __str__(self) -> str:
+        return "\n".join(map(str, self.findings))
+
+
+class UpdateError(Error):
+    """Files cannot be replaced. All are the old ones, but for those in not_put_back.
+
+    files: Those that it is about.
+    not_put_back: Those that hold the new text although they should not: the message says where
+        the old one is.
+    command: The check or the reload that it is about, or "".
+    exit_status: How that has ended by itself; None: it has not, or could not be run.
+    signal: The signal that has ended it.
+    timed_out: It has taken longer than it may, and was stopped.
+    output: What it has written.
+    """
+
+    files: Tuple[str, ...]
+    not_put_back: Tuple[str, ...]
+    command: str
+    exit_status: Optional[int]
+    signal: Optional[int]
+    timed_out: bool
+    output: str
 
     def __init__(
         self,
         message: str = "",
-        type: str = "",
-        object: str = "",
-        params: Optional[Dict[str, str]] = None,
+        files: Iterable[str] = (),
+        not_put_back: Iterable[str] = (),
+        command: str = "",
+        exit_status: Optional[int] = None,
+        signal: Optional[int] = None,
+        timed_out: bool = False,
+        output: str = "",
     ) -> None:
-        super().__init__(message)
-        self.type = type
-        self.object = object
-        self.params = params or {}
+        super().__init__(
+            message, files, not_put_back, command, exit_status, signal, timed_out, output
+        )
+        self.files = tuple(files)
+        self.not_put_back = tuple(not_put_back)
+        self.command = command
+        self.exit_status = exit_status
+        self.signal = signal
+        self.timed_out = timed_out
+        self.output = output
+
+    def __str__(self) -> str:
+        return shown(self.args[0])
 
 
-class BusyError(Error, RuntimeError):
-    """A call of a parser that is in another call, made by another thread or by the log handler."""
+class ServerRefused(UpdateError):
+    """The check or the reload does not take the new files. The old ones are in their places."""
 
 
-class FileError(Error):
-    """A template, or a file that a template imports, cannot be read: params["filename"]."""
+class Overtaken(UpdateError):
+    """Another program has changed a file meanwhile. It stays as that program has left it; all
+    others are the old ones."""
 
 
-class TemplateError(Error):
-    """A template imports a file twice: params["filename"]."""
+class Cancelled(UpdateError):
+    """Somebody has called Update.cancel(). All files are the old ones."""
 
 
-class UnknownDialectError(Error, ValueError):
-    """There is no such dialect: params["name"]."""
-
-
-for _class in (Error, BusyError, FileError, TemplateError, UnknownDialectError):
+for _class in (Error, Refused, UpdateError, ServerRefused, Overtaken, Cancelled):
     _class.__module__ = "qeltemplate"
 del _class

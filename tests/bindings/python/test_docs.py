@@ -8,7 +8,7 @@ from pathlib import Path
 
 import pytest
 
-import qeltemplate
+from qeltemplate import engine
 
 ROOT = Path(__file__).resolve().parents[3]
 
@@ -23,12 +23,13 @@ def blocks_of(page):
 
 def test_the_page_on_python_is_true():
     blocks = [block for language, block, _ in blocks_of("python.md") if language == "python"]
+    assert all(block.startswith(">>> ") for block in blocks)
     test = doctest.DocTestParser().get_doctest("\n".join(blocks), {}, "python.md", None, 0)
     try:
         outcome = doctest.DocTestRunner().run(test)
     finally:
-        qeltemplate.set_log_level(qeltemplate.LOG_OFF)
-        qeltemplate.set_log_handler(None)
+        engine.set_log_level(engine.LOG_OFF)
+        engine.set_log_handler(None)
     assert outcome.attempted > 15
     assert outcome.failed == 0
 

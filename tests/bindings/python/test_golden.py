@@ -8,7 +8,7 @@ from pathlib import Path
 
 import pytest
 
-import qeltemplate
+from qeltemplate import engine
 
 GOLDEN = Path(__file__).resolve().parents[2] / "golden"
 DIALECTS = {"nginx": "Nginx", "apache": "Apache"}
@@ -31,7 +31,7 @@ def values_of(case):
 
 
 def run(case, config):
-    parser = qeltemplate.Parser(config, DIALECTS[case.parent.name])
+    parser = engine.Parser(config, DIALECTS[case.parent.name])
     for name, old, new in values_of(case):
         parser.set_value(name, old=old, new=new)
     parser.set_template_file("template").apply()
@@ -48,13 +48,13 @@ def test_golden(case, monkeypatch):
     expected = (read_text(case / "expected.config"), read_text(case / "expected.prototype"))
     config = (case / "config").read_bytes()
     records = []
-    qeltemplate.set_log_handler(lambda level, module, channel, text: records.append(text))
-    qeltemplate.set_log_level(qeltemplate.LOG_DEBUG)
+    engine.set_log_handler(lambda level, module, channel, text: records.append(text))
+    engine.set_log_level(engine.LOG_DEBUG)
     try:
         assert run(case, config) == expected
     finally:
-        qeltemplate.set_log_level(qeltemplate.LOG_OFF)
-        qeltemplate.set_log_handler(None)
+        engine.set_log_level(engine.LOG_OFF)
+        engine.set_log_handler(None)
     log = "".join(re.sub(r"^template\.cpp:\d+ ", "", text) + "\n" for text in records)
     expected_log = (case / "expected.log").read_bytes().decode("utf-8", "surrogateescape")
     assert log.replace(str(case), "CASE") == expected_log

@@ -10,8 +10,8 @@ import weakref
 
 import pytest
 
-import qeltemplate
-from qeltemplate import Parser
+from qeltemplate import engine
+from qeltemplate.engine import Parser
 
 APPLY = "tov_template::ParserTemplate& tov_template::ParserTemplate::ApplyTemplate()"
 
@@ -19,30 +19,30 @@ APPLY = "tov_template::ParserTemplate& tov_template::ParserTemplate::ApplyTempla
 @pytest.fixture(autouse=True)
 def log_off_afterwards():
     yield
-    qeltemplate.set_log_level(qeltemplate.LOG_OFF)
-    qeltemplate.set_log_handler(None)
+    engine.set_log_level(engine.LOG_OFF)
+    engine.set_log_handler(None)
 
 
 @pytest.mark.parametrize(
     ("level", "expected"),
     [
-        (qeltemplate.LOG_OFF, []),
+        (engine.LOG_OFF, []),
         (7, []),
-        (qeltemplate.LOG_TRACE, [(8, "template", "core", APPLY)]),
+        (engine.LOG_TRACE, [(8, "template", "core", APPLY)]),
     ],
 )
 def test_logs_up_to_the_level_that_is_set(level, expected):
     records = []
-    qeltemplate.set_log_handler(lambda *record: records.append(record))
-    qeltemplate.set_log_level(level)
+    engine.set_log_handler(lambda *record: records.append(record))
+    engine.set_log_level(level)
     Parser("x;", "Nginx").apply()
     assert records == expected
 
 
 def test_records_keep_what_is_not_utf8():
     records = []
-    qeltemplate.set_log_handler(lambda *record: records.append(record[3]))
-    qeltemplate.set_log_level(qeltemplate.LOG_DEBUG)
+    engine.set_log_handler(lambda *record: records.append(record[3]))
+    engine.set_log_level(engine.LOG_DEBUG)
     Parser("", "Nginx").set_value("name", b"\xff", None)
     assert records[0].endswith("Template param 'name': old value '\udcff', new value 'Null'")
 
@@ -54,8 +54,8 @@ def test_what_the_handler_raises_disturbs_nothing(monkeypatch):
     def handler(*record):
         raise KeyError("the log is full")
 
-    qeltemplate.set_log_handler(handler)
-    qeltemplate.set_log_level(qeltemplate.LOG_DEBUG)
+    engine.set_log_handler(handler)
+    engine.set_log_level(engine.LOG_DEBUG)
     parser = Parser("server {\nx a;\n}", "Nginx").set_value("n", "a", "b")
     assert parser.set_template("server {\nx {% $n %};\n}").apply().config() == "server {\nx b;\n}"
     assert len(reported) > 3
@@ -68,12 +68,12 @@ def test_the_handler_finds_its_parser_busy(monkeypatch):
 
     def handler(*record):
         for call in (parser.config, parser.apply, parser.clear_values):
-            with pytest.raises(qeltemplate.BusyError) as caught:
+            with pytest.raises(engine.BusyError) as caught:
                 call()
             errors.append(caught.value)
 
-    qeltemplate.set_log_handler(handler)
-    qeltemplate.set_log_level(qeltemplate.LOG_TRACE)
+    engine.set_log_handler(handler)
+    engine.set_log_level(engine.LOG_TRACE)
     parser.apply()
     assert len(errors) == 3
     assert isinstance(errors[0], RuntimeError)
@@ -82,8 +82,8 @@ def test_the_handler_finds_its_parser_busy(monkeypatch):
 
 def test_the_handler_is_called_in_the_thread_that_logs():
     threads = set()
-    qeltemplate.set_log_handler(lambda *record: threads.add(threading.get_ident()))
-    qeltemplate.set_log_level(qeltemplate.LOG_TRACE)
+    engine.set_log_handler(lambda *record: threads.add(threading.get_ident()))
+    engine.set_log_level(engine.LOG_TRACE)
     workers = [threading.Thread(target=lambda: Parser("", "Nginx").apply()) for _ in range(3)]
     expected = set()
     for worker in workers:
@@ -101,11 +101,11 @@ def test_a_handler_that_is_replaced_is_let_go():
 
     handler = Handler()
     held = weakref.ref(handler)
-    qeltemplate.set_log_handler(handler)
+    engine.set_log_handler(handler)
     del handler
     gc.collect()
     assert held() is not None
-    qeltemplate.set_log_handler(None)
+    engine.set_log_handler(None)
     gc.collect()
     assert held() is None
 
@@ -113,17 +113,18 @@ def test_a_handler_that_is_replaced_is_let_go():
 @pytest.mark.parametrize("handler", [7, "print"])
 def test_a_handler_must_be_callable(handler):
     with pytest.raises(TypeError, match="callable or None"):
-        qeltemplate.set_log_handler(handler)
+        engine.set_log_handler(handler)
 
 
 AT_EXIT = """
-import threading, time, qeltemplate
+import threading, time
+from qeltemplate import engine
 config = "server {\\nserver_name a;\\nroot /a;\\n}\\n" * 500
 def work():
     while True:
-        qeltemplate.Parser(config, "Nginx").set_template("server {\\nx;\\n}").apply().config()
-qeltemplate.set_log_handler(lambda *record: HANDLER)
-qeltemplate.set_log_level(LEVEL)
+        engine.Parser(config, "Nginx").set_template("server {\\nx;\\n}").apply().config()
+engine.set_log_handler(lambda *record: HANDLER)
+engine.set_log_level(LEVEL)
 for _ in range(3):
     threading.Thread(target=work, daemon=True).start()
 time.sleep(0.1)
@@ -133,9 +134,9 @@ time.sleep(0.1)
 @pytest.mark.parametrize(
     ("level", "handler"),
     [
-        pytest.param("qeltemplate.LOG_OFF", "None", id="at work"),
-        pytest.param("qeltemplate.LOG_DEBUG", "None", id="waiting for the handler"),
-        pytest.param("qeltemplate.LOG_DEBUG", "time.sleep(0.2)", id="in the handler"),
+        pytest.param("engine.LOG_OFF", "None", id="at work"),
+        pytest.param("engine.LOG_DEBUG", "None", id="waiting for the handler"),
+        pytest.param("engine.LOG_DEBUG", "time.sleep(0.2)", id="in the handler"),
     ],
 )
 def test_python_ends_in_peace_while_daemon_threads_are(level, handler):

@@ -6,8 +6,8 @@ import sys
 import threading
 from concurrent.futures import ThreadPoolExecutor
 
-import qeltemplate
-from qeltemplate import Parser
+from qeltemplate import engine
+from qeltemplate.engine import Parser
 
 TEMPLATE = "server {\nserver_name {% $name %};\n}"
 
@@ -47,7 +47,7 @@ def test_one_parser_in_many_threads_is_either_busy_or_right():
                 try:
                     call()
                     outcomes.append("done")
-                except qeltemplate.BusyError:
+                except engine.BusyError:
                     outcomes.append("busy")
 
     threads = [threading.Thread(target=work) for _ in range(4)]
@@ -93,9 +93,9 @@ def test_the_log_handler_may_change_meanwhile():
 
     def change():
         while not stop.is_set():
-            qeltemplate.set_log_handler(lambda *record: records.append(record))
-            qeltemplate.set_log_level(qeltemplate.LOG_DEBUG)
-            qeltemplate.set_log_handler(None)
+            engine.set_log_handler(lambda *record: records.append(record))
+            engine.set_log_level(engine.LOG_DEBUG)
+            engine.set_log_handler(None)
 
     changer = threading.Thread(target=change)
     changer.start()
@@ -105,5 +105,5 @@ def test_the_log_handler_may_change_meanwhile():
     finally:
         stop.set()
         changer.join()
-        qeltemplate.set_log_level(qeltemplate.LOG_OFF)
+        engine.set_log_level(engine.LOG_OFF)
     assert results == [expected] * 200

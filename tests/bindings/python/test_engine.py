@@ -9,8 +9,8 @@ import pydoc
 
 import pytest
 
-import qeltemplate
-from qeltemplate import Parser
+from qeltemplate import engine
+from qeltemplate.engine import Parser
 
 CONFIG = "server {\nserver_name a;\nroot /a;\n}"
 TEMPLATE = "server {\nserver_name {% $name %};\n}"
@@ -139,8 +139,6 @@ def test_other_types_are_refused(text):
         parser.set_template(text)
     with pytest.raises(TypeError):
         parser.set_value(text, "a", "b")
-    with pytest.raises(TypeError):
-        Parser.set_template(text, TEMPLATE)
     if text is not None:
         with pytest.raises(TypeError):
             parser.set_value("name", "a", text)
@@ -149,12 +147,12 @@ def test_other_types_are_refused(text):
 # --- Errors ---
 
 
-@pytest.mark.parametrize("dialect", ["", "nginx", "Nginx ", "\u00e9"])
+@pytest.mark.parametrize("dialect", ["", "iis", "Nginx ", "\u00e9"])
 def test_an_unknown_dialect(dialect):
-    with pytest.raises(qeltemplate.UnknownDialectError) as caught:
+    with pytest.raises(engine.UnknownDialectError) as caught:
         Parser(CONFIG, dialect)
     error = caught.value
-    assert isinstance(error, qeltemplate.Error) and isinstance(error, ValueError)
+    assert isinstance(error, engine.Error) and isinstance(error, ValueError)
     assert str(error) == f"dialect: unknown (name={dialect})"
     assert (error.type, error.object, error.params) == ("dialect", "unknown", {"name": dialect})
 
@@ -162,7 +160,7 @@ def test_an_unknown_dialect(dialect):
 def test_a_file_that_cannot_be_read_leaves_the_template(tmp_path):
     parser = Parser(CONFIG, "Nginx").set_value("name", "a", "b").set_template(TEMPLATE)
     path = os.fsencode(tmp_path) + b"/\xff"
-    with pytest.raises(qeltemplate.FileError) as caught:
+    with pytest.raises(engine.FileError) as caught:
         parser.set_template_file(path)
     error = caught.value
     assert (error.type, error.object) == ("file", "read")
@@ -173,7 +171,7 @@ def test_a_file_that_cannot_be_read_leaves_the_template(tmp_path):
 def test_a_file_imported_twice(tmp_path):
     part = tmp_path / "part"
     part.write_text("x;", encoding="utf-8")
-    with pytest.raises(qeltemplate.TemplateError) as caught:
+    with pytest.raises(engine.TemplateError) as caught:
         Parser(CONFIG, "Nginx").set_template(f"{{% import {part} %}}\n" * 2)
     error = caught.value
     assert (error.type, error.object) == ("template", "circular_import")
@@ -186,10 +184,10 @@ def test_a_path_with_a_nul_is_refused():
 
 
 def test_errors_can_be_pickled():
-    with pytest.raises(qeltemplate.Error) as caught:
+    with pytest.raises(engine.Error) as caught:
         Parser(CONFIG, "none")
     copy = pickle.loads(pickle.dumps(caught.value))
-    assert type(copy) is qeltemplate.UnknownDialectError
+    assert type(copy) is engine.UnknownDialectError
     assert str(copy) == str(caught.value)
     assert copy.params == {"name": "none"}
 
@@ -197,24 +195,31 @@ def test_errors_can_be_pickled():
 # --- What tools see ---
 
 
-def test_signatures_are_known():
-    signatures = [
-        (Parser, "(config, dialect)"),
-        (Parser.set_value, "(self, name, old=None, new=None)"),
-        (Parser("", "Nginx").set_value, "(name, old=None, new=None)"),
-        (qeltemplate.set_log_handler, "(handler)"),
+def test_no_message_shows_a_whole_configuration():
+    secret = "secret" * 100
+    calls = [
+        lambda: Parser(secret),
+        lambda: Parser(secret, secret, secret),
+        lambda: Parser(secret, 7),
+        lambda: Parser([secret], "Nginx"),
+        lambda: Parser(secret, "Nginx").set_value("name", "a", [secret]),
+        lambda: Parser(secret, "Nginx").set_template(text=secret, other=secret),
+        lambda: Parser(secret, "Nginx").set_template([secret]),
+        lambda: Parser(secret, "Nginx").merge_values(secret),
     ]
-    for function, signature in signatures:
-        assert str(inspect.signature(function)) == signature
+    for call in calls:
+        with pytest.raises(TypeError) as caught:
+            call()
+        assert "secret" not in str(caught.value)
 
 
 def test_everything_has_help():
-    for name in qeltemplate.__all__:
+    for name in engine.__all__:
         if not name.startswith("LOG_"):
-            assert inspect.getdoc(getattr(qeltemplate, name))
+            assert inspect.getdoc(getattr(engine, name))
     for name, method in vars(Parser).items():
         if not name.startswith("_"):
             assert inspect.getdoc(method), name
-    text = pydoc.render_doc(qeltemplate, renderer=pydoc.plaintext)
-    assert "set_value(self, name, old=None, new=None)" in text
-    assert "pybind11" not in inspect.getdoc(Parser)
+    text = pydoc.render_doc(engine, renderer=pydoc.plaintext)
+    assert "drops all blank lines" in text
+    assert "set_value(self: ~_Self, name: Union[str, bytes], old" in text

@@ -1,0 +1,205 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// The careful edit: results are handed over as their JSON has them, with the edited text.
+#include "edit/edit.h"
+
+#include <array>
+#include <atomic>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "edit/file_importer.h"
+#include "edit/lint.h"
+#include "parts.h"
+#include "report/json.h"
+#include "text.h"
+
+namespace python {
+namespace {
+
+using edit::Dialect;
+using nlohmann::ordered_json;
+
+constexpr char kKnownDialects[] = R"("nginx" or "apache")";
+
+using NamedValue = std::tuple<Text, std::optional<Text>, std::optional<Text>>;
+
+std::optional<std::string> BytesOf(const std::optional<Text>& text) {
+  if (!text) return std::nullopt;
+  return text->bytes;
+}
+
+std::set<std::string> NamesOf(const std::vector<Text>& texts) {
+  std::set<std::string> names;
+  for (const Text& text : texts) names.insert(text.bytes);
+  return names;
+}
+
+// Texts of the two kinds that an importer gives: of a file, or of what is wrong with it.
+std::optional<edit::ImportedFile> FileOf(const py::object& found) {
+  if (found.is_none()) return std::nullopt;
+  const auto [name, text, problem] = found.cast<std::tuple<Text, Text, Text>>();
+  return edit::ImportedFile{name.bytes, text.bytes, problem.bytes};
+}
+
+// --- Imports ---
+
+// How many importers are at work, and whether Python ends and none may begin.
+std::atomic<int> g_importers{0};
+std::atomic<bool> g_imports_have_ended{false};
+
+class AtWork {
+ public:
+  AtWork() { ++g_importers; }
+  ~AtWork() { --g_importers; }
+  AtWork(const AtWork&) = delete;
+  AtWork& operator=(const AtWork&) = delete;
+};
+
+void EndImports() {
+  g_imports_have_ended = true;
+  WaitForCalls(g_importers);
+}
+
+// Asks `loader`, a function of the package. What that raises passes through the edit.
+edit::Importer ImporterOf(const py::handle& loader) {
+  return [loader](const std::string& name,
+                  const edit::FilePlace& from) -> std::optional<edit::ImportedFile> {
+    const AtWork at_work;
+    if (g_imports_have_ended) return edit::ImportedFile{name, "", "Python has ended"};
+    const py::gil_scoped_acquire acquired;
+    return FileOf(loader(StrOf(name), StrOf(from.file), from.line, from.column));
+  };
+}
+
+// --- Requests ---
+
+[[noreturn]] void ThrowValueError(const std::string& message) {
+  PyErr_SetObject(PyExc_ValueError, StrOf(message).ptr());
+  throw py::error_already_set();
+}
+
+std::optional<Dialect> DialectNamed(const std::optional<std::string>& name) {
+  if (!name) return std::nullopt;
+  const std::optional<Dialect> dialect = tov_document::DialectNamed(*name);
+  if (dialect) return dialect;
+  ThrowValueError("there is no dialect '" + *name + "'; it is " + kKnownDialects);
+}
+
+// The dialect of the text `name`, or else of `template_text`, which may be for either.
+Dialect DialectOf(const std::string& text, const std::string& name,
+                  const std::string& template_text) {
+  std::optional<Dialect> dialect;
+  WithoutGil([&] {
+    dialect = tov_document::GuessDialect(text);
+    if (!dialect) dialect = tov_document::GuessDialect(template_text);
+  });
+  if (dialect) return *dialect;
+  ThrowValueError(
+      name + ": its language cannot be told from the text; name it by dialect=" + kKnownDialects);
+}
+
+class PythonRequest {
+ public:
+  PythonRequest(const Text& template_text, const Text& template_name,
+                const std::vector<NamedValue>& values, const std::optional<std::string>& dialect,
+                const std::string& create, const std::array<bool, 4>& flags,
+                const std::array<std::vector<Text>, 3>& names,
+                const std::optional<py::object>& import_folder)
+      : m_dialect(DialectNamed(dialect)) {
+    m_request.template_text = template_text.bytes;
+    m_request.template_name = template_name.bytes;
+    for (const auto& [name, old_value, new_value] : values) {
+      m_request.values[name.bytes] = {BytesOf(old_value), BytesOf(new_value)};
+    }
+    if (create == "never") m_request.create = edit::Create::kNever;
+    if (create == "only") m_request.create = edit::Create::kOnly;
+    std::tie(m_request.all, m_request.must_exist, m_request.skip_missing, m_request.quote) =
+        std::tuple_cat(flags);
+    m_request.raw = NamesOf(names.at(0));
+    m_request.forced = NamesOf(names.at(1));
+    m_request.must_be_used = NamesOf(names.at(2));
+    if (import_folder) m_request.importer = edit::FileImporter(PathOf(*import_folder));
+  }
+
+  // The edited text, and the rest as report::Json has it.
+  py::tuple Edit(const py::object& config, const Text& name, const py::handle& loader) const {
+    const Text text = config.cast<Text>();
+    const edit::Request request = RequestFor(text.bytes, name.bytes, loader);
+    edit::Result result;
+    WithoutGil([&] { result = edit::Edit(request, text.bytes, name.bytes); });
+    return Whole(config, text.is_str, result, request.dialect, report::Json(result));
+  }
+
+  py::tuple Explain(const py::object& config, const Text& name, const py::handle& loader) const {
+    const Text text = config.cast<Text>();
+    const edit::Request request = RequestFor(text.bytes, name.bytes, loader);
+    ordered_json json;
+    edit::Explained explained;
+    WithoutGil([&] {
+      explained = edit::Explain(request, text.bytes, name.bytes);
+      json = report::Json(report::ExplainedEdit{request, name.bytes, explained});
+    });
+    json["changed"] = explained.result.changed;
+    json["skipped"] = explained.result.skipped;
+    return Whole(config, text.is_str, explained.result, request.dialect, json);
+  }
+
+  py::object Lint(bool values_are_given, const py::handle& loader) const {
+    const std::string& text = m_request.template_text;
+    const edit::Request request = RequestFor(text, m_request.template_name, loader);
+    ordered_json json;
+    WithoutGil([&] {
+      json = report::Json(edit::Lint(
+          request, values_are_given ? edit::ValuesGiven::kAll : edit::ValuesGiven::kNone));
+    });
+    return ObjectOf(json);
+  }
+
+ private:
+  // `loader` must outlive what is returned; none: imports are as the request has them.
+  edit::Request RequestFor(const std::string& text, const std::string& name,
+                           const py::handle& loader) const {
+    edit::Request request = m_request;
+    request.dialect = m_dialect ? *m_dialect : DialectOf(text, name, m_request.template_text);
+    if (!loader.is_none()) request.importer = ImporterOf(loader);
+    return request;
+  }
+
+  // `config` itself where nothing changes.
+  static py::tuple Whole(const py::object& config, bool is_str, const edit::Result& result,
+                         Dialect dialect, ordered_json json) {
+    json["dialect"] = NameOf(dialect);
+    const py::object edited = result.changed ? TextOf(result.text, is_str) : config;
+    return py::make_tuple(edited, ObjectOf(json));
+  }
+
+  edit::Request m_request;
+  const std::optional<Dialect> m_dialect;  // none: to be guessed
+};
+
+std::optional<std::string> GuessDialect(const Text& text) {
+  const std::optional<Dialect> dialect = tov_document::GuessDialect(text.bytes);
+  if (!dialect) return std::nullopt;
+  return NameOf(*dialect);
+}
+
+}  // namespace
+
+void DefineEdit(py::module_& module) {
+  py::class_<PythonRequest>(module, "Request")
+      .def(py::init<const Text&, const Text&, const std::vector<NamedValue>&,
+                    const std::optional<std::string>&, const std::string&,
+                    const std::array<bool, 4>&, const std::array<std::vector<Text>, 3>&,
+                    const std::optional<py::object>&>())
+      .def("edit", &PythonRequest::Edit)
+      .def("explain", &PythonRequest::Explain)
+      .def("lint", &PythonRequest::Lint);
+  module.def("guess_dialect", GuessDialect);
+  py::module_::import("atexit").attr("register")(py::cpp_function(EndImports));
+}
+
+}  // namespace python

@@ -1,0 +1,178 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// The replacing of files. The thread that waits looks after Python's signals meanwhile.
+#include "update/update.h"
+
+#include <chrono>
+#include <cstddef>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "parts.h"
+#include "text.h"
+#include "update/cancellation.h"
+
+namespace python {
+namespace {
+
+using Seconds = std::chrono::duration<double>;
+
+std::chrono::milliseconds Milliseconds(double seconds) {
+  return std::chrono::ceil<std::chrono::milliseconds>(Seconds(seconds));
+}
+
+// Does `work` in another thread. What a signal raises here, such as KeyboardInterrupt, cancels it,
+// and passes on when it has come to its end.
+template <class Work>
+void Interruptibly(const update::Cancellation& cancellation, const Work& work) {
+  constexpr std::chrono::milliseconds kBetweenLooks(50);
+  std::future<void> done = std::async(std::launch::async, work);
+  std::future_status status = std::future_status::timeout;
+  while (status != std::future_status::ready) {
+    WithoutGil([&] { status = done.wait_for(kBetweenLooks); });
+    if (PyErr_CheckSignals() == 0) continue;
+    const py::error_already_set raised;
+    cancellation.Cancel();
+    WithoutGil([&] { done.wait(); });
+    throw raised;
+  }
+  done.get();
+}
+
+std::vector<std::string> PathsOf(const std::vector<py::object>& paths) {
+  std::vector<std::string> names;
+  names.reserve(paths.size());
+  for (const py::object& path : paths) names.push_back(PathOf(path));
+  return names;
+}
+
+py::list StrsOf(const std::vector<std::string>& texts) {
+  py::list strs;
+  for (const std::string& text : texts) strs.append(StrOf(text));
+  return strs;
+}
+
+update::NewWarnings NewWarningsNamed(const std::string& name) {
+  if (name == "tell") return update::NewWarnings::kTold;
+  if (name == "refuse") return update::NewWarnings::kRefused;
+  return update::NewWarnings::kNotLookedFor;
+}
+
+// What several threads may use: they take turns.
+class PythonFiles {
+ public:
+  PythonFiles() = default;
+
+  void Open(const std::vector<py::object>& paths, bool may_be_missing, double lock_wait) {
+    const std::vector<std::string> names = PathsOf(paths);
+    Interruptibly(m_cancellation, [&] {
+      const std::chrono::milliseconds wait = Milliseconds(lock_wait);
+      m_update = std::make_unique<update::FileUpdate>(
+          may_be_missing ? update::FileUpdate::OfMissing(names.at(0), wait, m_cancellation)
+                         : update::FileUpdate(names, wait, m_cancellation));
+    });
+  }
+
+  py::list Names() const {
+    py::list names;
+    for (std::size_t i = 0; i < m_update->Size(); ++i) names.append(StrOf(m_update->Name(i)));
+    return names;
+  }
+
+  py::bytes Read(std::size_t file) {
+    std::string text;
+    WithoutGil([&] {
+      const std::lock_guard<std::mutex> lock(m_mutex);
+      text = Opened().Read(file);
+    });
+    return py::bytes(text);
+  }
+
+  void Replace(std::size_t file, const Text& text) {
+    WithoutGil([&] {
+      const std::lock_guard<std::mutex> lock(m_mutex);
+      Opened().Replace(file, text.bytes);
+    });
+  }
+
+  py::tuple Commit(const std::optional<Text>& backup_suffix, const Text& check, const Text& reload,
+                   const std::string& new_warnings, const std::optional<double>& command_limit) {
+    update::UpdateOptions options;
+    if (backup_suffix) options.backup_suffix = backup_suffix->bytes;
+    options.check = check.bytes;
+    options.reload = reload.bytes;
+    options.new_warnings = NewWarningsNamed(new_warnings);
+    if (command_limit) options.command_limit = Milliseconds(*command_limit);
+    update::UpdateResult result;
+    Interruptibly(m_cancellation, [&] {
+      const std::lock_guard<std::mutex> lock(m_mutex);
+      result = Opened().Commit(options);
+    });
+    return py::make_tuple(StrsOf(result.changed), StrsOf(result.backups),
+                          StrsOf(result.new_warnings), result.checked, result.reloaded);
+  }
+
+  void Cancel() const { m_cancellation.Cancel(); }
+
+  void Close() {
+    WithoutGil([&] {
+      const std::lock_guard<std::mutex> lock(m_mutex);
+      m_update.reset();
+    });
+  }
+
+ private:
+  update::FileUpdate& Opened() const {
+    if (!m_update) throw std::logic_error("the update is over");
+    return *m_update;
+  }
+
+  const update::Cancellation m_cancellation;
+  std::mutex m_mutex;
+  std::unique_ptr<update::FileUpdate> m_update;
+};
+
+void Raise(const char* name, const update::Failure& failure) {
+  const py::object type = py::module_::import("qeltemplate._errors").attr(name);
+  const update::FailureData& data = failure.Data();
+  const py::object exception =
+      type(StrOf(failure.what()), StrsOf(data.files), StrsOf(data.not_put_back),
+           StrOf(data.command), data.exit_status, data.signal, data.timed_out, StrOf(data.output));
+  PyErr_SetObject(type.ptr(), exception.ptr());
+}
+
+void Translate(std::exception_ptr thrown) {
+  try {
+    std::rethrow_exception(std::move(thrown));
+  } catch (const update::ServerRefusal& failure) {
+    Raise("ServerRefused", failure);
+  } catch (const update::Overtaken& failure) {
+    Raise("Overtaken", failure);
+  } catch (const update::Cancelled& failure) {
+    Raise("Cancelled", failure);
+  } catch (const update::Failure& failure) {
+    Raise("UpdateError", failure);
+  }
+}
+
+}  // namespace
+
+void DefineUpdate(py::module_& module) {
+  py::register_local_exception_translator(Translate);
+  py::class_<PythonFiles>(module, "Files")
+      .def(py::init<>())
+      .def("open", &PythonFiles::Open)
+      .def("names", &PythonFiles::Names)
+      .def("read", &PythonFiles::Read)
+      .def("replace", &PythonFiles::Replace)
+      .def("commit", &PythonFiles::Commit)
+      .def("cancel", &PythonFiles::Cancel)
+      .def("close", &PythonFiles::Close);
+}
+
+}  // namespace python
