@@ -3,7 +3,7 @@
 # The front door. `make demo` and `make test` install the packages they need (Debian) and do the rest.
 
 .PHONY: help demo test bindings-test properties attacks document-judges faults asan tsan valgrind coverage fuzz mutants hostile format format-check tidy cppcheck \
-  bench bench-python instructions growth docs deb deb-test clean
+  bench bench-python instructions growth docs deb deb-test sdist clean
 .DEFAULT_GOAL := help
 
 BUILD_PACKAGES = g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libgit2-dev \
@@ -50,6 +50,7 @@ help:
 	@echo 'make growth        does any careful edit grow faster than its input'
 	@echo 'make docs          the pages in docs/ and the headers as a site, build/docs/site/index.html'
 	@echo 'make bench-python  what a request costs more from Python than in C++'
+	@echo 'make sdist         pack the source distribution of the Python package, build/sdist/*.tar.gz'
 	@echo 'make deb           build Debian packages, in build/deb, and run lintian over them'
 	@echo 'make deb-test      install these in a fresh Debian, and try the program and the library there'
 	@echo 'make clean         remove build/'
@@ -257,6 +258,15 @@ bench-python:
 	cmake --preset bench -DQELTEMPLATE_BUILD_BINDINGS=ON -DPython_EXECUTABLE=/usr/bin/python3
 	cmake --build --preset bench --target cpp_request qeltemplate_python write_sites
 	bench/python_request.py build/bench
+
+# From a copy of the sources, as for the Debian packages.
+SDIST = build/sdist/qeltemplate
+sdist:
+	cmake/install-packages.sh python3-setuptools python3-wheel
+	rm -rf build/sdist
+	mkdir -p $(SDIST)
+	git ls-files -z | tar --null --files-from=- --create | tar --extract --directory $(SDIST)
+	cd $(SDIST)/bindings/python && /usr/bin/python3 setup.py -q sdist --dist-dir "$(CURDIR)/build/sdist"
 
 # From a copy of the sources, since a build leaves its files among them.
 deb:

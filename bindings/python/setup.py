@@ -1,21 +1,31 @@
 # SPDX-License-Identifier: Apache-2.0
 
-"""Builds a wheel with CMake: pip install bindings/python
+"""Builds a wheel with CMake, and the source distribution: pip install bindings/python
 
-The library goes into the module, which then needs nothing but Python. Needs cmake, a C++ compiler and
-pybind11 (Debian's pybind11-dev), and the whole source tree.
+The library goes into the module. Needs cmake, a C++ compiler, pkg-config, pybind11, nlohmann-json, and the
+headers of libacl and libattr (Debian's pybind11-dev, nlohmann-json3-dev, libacl1-dev, libattr1-dev). A
+source distribution holds what it needs of the source tree, in the folder "sources".
 """
 
+import ast
+import os
 import re
+import shutil
 import subprocess
 import sys
 from pathlib import Path
 
 from setuptools import Extension, setup
 from setuptools.command.build_ext import build_ext
+from setuptools.command.sdist import sdist
 
 HERE = Path(__file__).resolve().parent
-ROOT = HERE.parents[1]
+# What the module is built of: in a source distribution, and else the source tree.
+PACKED = HERE / "sources"
+ROOT = PACKED if PACKED.exists() else HERE.parents[1]
+NEEDED = ("CMakeLists.txt", "LICENSE", "cmake", "src", "bindings")
+# Left behind by builds in the source tree.
+NOT_PACKED = shutil.ignore_patterns("build", "*.egg-info", "__pycache__", "sources", "dist")
 
 
 def version():
@@ -25,6 +35,19 @@ def version():
     except FileNotFoundError:
         sys.exit(f"setup.py: {ROOT} is not the source tree of libqeltemplate: no CMakeLists.txt")
     return re.search(r"project\(qeltemplate VERSION ([0-9.]+)", project)[1]
+
+
+def readme():
+    """What help(qeltemplate) begins with."""
+    package = HERE / "qeltemplate" / "__init__.py"
+    return ast.get_docstring(ast.parse(package.read_text(encoding="utf-8")))
+
+
+def licence():
+    """Beside this file, where setuptools looks for it."""
+    if ROOT != PACKED:
+        shutil.copyfile(ROOT / "LICENSE", HERE / "LICENSE")
+    return "LICENSE"
 
 
 class CMakeBuild(build_ext):
@@ -39,22 +62,40 @@ class CMakeBuild(build_ext):
             "QELTEMPLATE_BUILD_BINDINGS": "ON",
             "QELTEMPLATE_BUILD_CLI": "OFF",
             "QELTEMPLATE_BUILD_TESTS": "OFF",
+            "QELTEMPLATE_BUILD_UPDATE": "OFF",
             "QELTEMPLATE_PYTHON_DIR": ".",
             "Python_EXECUTABLE": sys.executable,
         }
         configure = ["cmake", "-S", ROOT, "-B", build]
         configure += [f"-D{name}={value}" for name, value in options.items()]
         subprocess.run(configure, check=True)
-        make = ["cmake", "--build", build, "--parallel", "2", "--target", "qeltemplate_python"]
-        subprocess.run(make, check=True)
+        make = ["cmake", "--build", build, "--parallel", str(os.cpu_count() or 1)]
+        subprocess.run([*make, "--target", "qeltemplate_python"], check=True)
         install = ["cmake", "--install", build, "--component", "python"]
         subprocess.run([*install, "--prefix", package.parent], check=True)
 
 
+class SourceDistribution(sdist):
+    """Packs the sources of the library, too."""
+
+    def make_release_tree(self, base_dir, files):
+        super().make_release_tree(base_dir, files)
+        packed = Path(base_dir) / PACKED.name
+        for name in NEEDED:
+            if (ROOT / name).is_dir():
+                shutil.copytree(ROOT / name, packed / name, ignore=NOT_PACKED)
+            else:
+                packed.mkdir(exist_ok=True)
+                shutil.copyfile(ROOT / name, packed / name)
+
+
 setup(
     version=version(),
+    long_description=readme(),
+    long_description_content_type="text/plain",
+    license_files=[licence()],
     packages=["qeltemplate"],
     package_data={"qeltemplate": ["py.typed", "*.pyi"]},
     ext_modules=[Extension("qeltemplate._qeltemplate", sources=[])],
-    cmdclass={"build_ext": CMakeBuild},
+    cmdclass={"build_ext": CMakeBuild, "sdist": SourceDistribution},
 )
