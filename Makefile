@@ -15,7 +15,7 @@ TEST_PACKAGES = $(BUILD_PACKAGES) clang googletest librapidcheck-dev patch local
   libnginx-mod-http-brotli-static apache2-bin openssl \
   libcurl4-openssl-dev acl strace mandoc bash fish zsh python3-jsonschema python3-certbot-nginx augeas-tools
 BINDINGS_PACKAGES = $(TEST_PACKAGES) pybind11-dev python3-dev python3-pip python3-venv python3-setuptools \
-  python3-wheel python3-pytest mypy libffi-platypus-perl
+  python3-wheel python3-pytest mypy libffi-platypus-perl php-cli php-mbstring
 MUTANTS_PACKAGES = $(TEST_PACKAGES) python3-clang-14
 FUZZ_PACKAGES = $(BUILD_PACKAGES) clang libclang-rt-14-dev
 BENCH_PACKAGES = $(BUILD_PACKAGES) libbenchmark-dev nginx augeas-tools python3-certbot-nginx \

@@ -69,14 +69,32 @@ class CResult {
   std::string Text() const { return Get(qel_result_text); }
 
   // What `get` says with these arguments of a result.
-  template <class Function, class... Arguments>
-  std::string Get(Function get, Arguments... arguments) const {
-    std::size_t size = 0;
-    const char* const text = get(m_result, arguments..., &size);
-    return {text, size};
+  using Size = std::size_t;
+  std::string Get(const char* (*get)(qel_result, Size*)) const {
+    return Sized([&](Size* size) { return get(m_result, size); });
+  }
+  std::string Get(const char* (*get)(qel_result, Size, Size*), Size index) const {
+    return Sized([&](Size* size) { return get(m_result, index, size); });
+  }
+  std::string Get(const char* (*get)(qel_result, Size, Size, Size*), Size index, Size place) const {
+    return Sized([&](Size* size) { return get(m_result, index, place, size); });
+  }
+  std::string Get(const char* (*get)(qel_result, int, Size, Size*), int kind, Size index) const {
+    return Sized([&](Size* size) { return get(m_result, kind, index, size); });
+  }
+  std::string Get(const char* (*get)(qel_result, int, Size, Size, Size*), int kind, Size index,
+                  Size which) const {
+    return Sized([&](Size* size) { return get(m_result, kind, index, which, size); });
   }
 
  private:
+  template <class Ask>
+  static std::string Sized(const Ask& ask) {
+    Size size = 0;
+    const char* const text = ask(&size);
+    return {text, size};
+  }
+
   qel_result m_result = 0;
   qel_status m_status = QEL_FAILED;
 };

@@ -73,6 +73,61 @@ TEST(CFailingMemory, IsAStatusAndNoException) {
   EXPECT_GT(failing, 100);
 }
 
+// A request of the careful edit, as far as it goes.
+struct CarefulEdit {
+  qel_request request = 0;
+  qel_result result = 0;
+  qel_error error = 0;
+
+  ~CarefulEdit() {
+    qel_error_free(error);
+    qel_result_free(result);
+    qel_request_free(request);
+  }
+
+  qel_status Run() {
+    qel_status status = qel_request_new("nginx", QEL_NUL, kTemplate, QEL_NUL, "site.template",
+                                        QEL_NUL, &request, &error);
+    if (status == QEL_OK) {
+      status = qel_request_set_value(request, "name", QEL_NUL, "a", QEL_NUL, "b", QEL_NUL, &error);
+    }
+    if (status == QEL_OK) status = qel_request_import_below(request, "", 0, &error);
+    if (status == QEL_OK) status = qel_request_raw(request, "name", QEL_NUL, &error);
+    if (status == QEL_OK) status = qel_request_must_use(request, "name", QEL_NUL, &error);
+    if (status != QEL_OK) return status;
+    return qel_edit(request, kConfig, QEL_NUL, "site.conf", QEL_NUL, &result, &error);
+  }
+};
+
+TEST(CFailingMemory, OfACarefulEditIsAStatusToo) {
+  CarefulEdit whole;
+  const qel_status answer = whole.Run();
+  ASSERT_NE(answer, QEL_NO_MEMORY);
+  const std::string text = qel_result_text(whole.result, nullptr);
+  long failing = 0;
+  long out_of_memory = 0;
+  for (;; ++failing) {
+    CarefulEdit edit;
+    g_allocations_left = failing;
+    const qel_status status = edit.Run();
+    const bool failed = g_allocations_left < 0;
+    g_allocations_left = -1;
+    SCOPED_TRACE(failing);
+    ASSERT_EQ(edit.error, 0U);
+    if (status == QEL_NO_MEMORY) {
+      ASSERT_TRUE(failed);
+      ASSERT_EQ(edit.result, 0U);
+      ++out_of_memory;
+      continue;
+    }
+    // A sort does without memory where it can.
+    ASSERT_EQ(status, answer);
+    ASSERT_EQ(qel_result_text(edit.result, nullptr), text);
+    if (!failed) break;
+  }
+  EXPECT_GT(out_of_memory, 300);
+}
+
 // The status is then what it would have been, or QEL_NO_MEMORY.
 TEST(CFailingMemory, OfAnErrorLeavesTheStatus) {
   long failing = 0;
