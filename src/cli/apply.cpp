@@ -2,9 +2,14 @@
 
 // qeltemplate apply: the edited configurations, or what the edit changes, or the files replaced.
 
+#include <sys/types.h>
+
 #include <algorithm>
+#include <atomic>
 #include <exception>
+#include <map>
 #include <memory>
+#include <mutex>
 #include <new>
 #include <optional>
 #include <set>
@@ -20,6 +25,8 @@
 #include "cli/terminal.h"
 #include "cli/text_io.h"
 #include "edit/edit.h"
+#include "edit/prepared_edit.h"
+#include "update/locked_file.h"
 #include "update/update.h"
 
 namespace cli {
@@ -173,8 +180,9 @@ std::string Listed(const std::vector<std::string>& names) {
 struct Result {
   std::optional<edit::Dialect> dialect;
   bool changed = false;
-  bool skipped = false;  // it has none of the template's blocks
-  std::string out;       // for standard output
+  bool skipped = false;    // it has none of the template's blocks
+  std::size_t locked = 0;  // which one of those that are locked, for an edit in place
+  std::string out;         // for standard output
   std::vector<edit::Finding> warnings;
   std::exception_ptr failure;
 };
@@ -186,12 +194,14 @@ class Run {
         m_request(MakeRequest(options)),
         m_coloured(WantsColour(options.colour)) {
     m_names = NamesToEdit();
-    if (options.WritesFiles()) Lock();
-    if (options.in_place && m_update) {
-      m_names.clear();
-      for (std::size_t i = 0; i < m_update->Size(); ++i) m_names.push_back(m_update->Name(i));
-    }
     m_results.resize(m_names.size());
+    if (!options.WritesFiles()) return;
+    if (options.in_place) {
+      if (options.skip_missing && m_names.size() > 1) SkipUnconcerned();
+      LockAll();
+    } else {
+      m_update.emplace(update::FileUpdate::OfMissing(options.output));
+    }
   }
 
   Outcome operator()() {
@@ -232,18 +242,83 @@ class Run {
     return names;
   }
 
-  void Lock() {
-    if (!m_options.in_place) {
-      m_update.emplace(update::FileUpdate::OfMissing(m_options.output));
-      return;
+  // A file that has none of the blocks is locked for the moment only in which it is read. Whatever
+  // else there is to say of a file is found out again when all that are concerned are locked.
+  void SkipUnconcerned() {
+    std::vector<std::optional<update::FileMark>> marks(m_names.size());
+    std::atomic<std::size_t> skipped = 0;
+    std::atomic<std::size_t> concerned = 0;
+    const auto look = [&](std::size_t file) noexcept {
+      constexpr std::size_t kToTell = 32;
+      if (concerned > kToTell && concerned > skipped) return;  // it is not worth while
+      marks[file] = SkippedMark(file);
+      ++(marks[file] ? skipped : concerned);
+    };
+    const ProgressBar progress(m_names.size());
+    ForEachInParallel(m_names.size(), m_options.jobs, look,
+                      [&progress](std::size_t done) { progress.Show(done); });
+    DropSecondNames(marks);
+  }
+
+  // The mark of a file that has none of the blocks.
+  std::optional<update::FileMark> SkippedMark(std::size_t file) noexcept {
+    Result& result = m_results[file];
+    try {
+      const std::optional<update::Glance> glance = update::GlanceAt(m_names[file]);
+      if (!glance) return std::nullopt;
+      Edit(file, glance->text, result);
+      return result.skipped ? std::optional(glance->mark) : std::nullopt;
+    } catch (...) {
+      return std::nullopt;
+    }
+  }
+
+  // Of the names of a file that is skipped only the first one counts.
+  void DropSecondNames(const std::vector<std::optional<update::FileMark>>& marks) {
+    std::set<std::pair<dev_t, ino_t>> known;
+    std::vector<std::string> names;
+    std::vector<Result> results;
+    for (std::size_t i = 0; i < m_names.size(); ++i) {
+      const std::optional<update::FileMark>& mark = marks[i];
+      if (mark && !known.emplace(mark->device, mark->inode).second) continue;
+      names.push_back(std::move(m_names[i]));
+      results.push_back(mark ? std::move(m_results[i]) : Result());
+    }
+    m_names = std::move(names);
+    m_results = std::move(results);
+  }
+
+  // Those that are not skipped.
+  void LockAll() {
+    std::vector<std::string> names;
+    for (std::size_t i = 0; i < m_names.size(); ++i) {
+      if (!m_results[i].skipped) names.push_back(m_names[i]);
     }
     try {
-      update::AllowOpenFiles(m_names.size());
-      m_update.emplace(m_names);
+      update::AllowOpenFiles(names.size());
+      m_update.emplace(names);
     } catch (const update::Failure&) {
       if (m_names.size() > 1) Say(kNothingWritten);
       throw;
     }
+    DropOtherNames();
+  }
+
+  // Of several names of a file that is locked only the first one counts.
+  void DropOtherNames() {
+    std::size_t locked = 0;
+    std::vector<std::string> names;
+    std::vector<Result> results;
+    for (std::size_t i = 0; i < m_names.size(); ++i) {
+      if (!m_results[i].skipped) {
+        if (locked == m_update->Size() || m_names[i] != m_update->Name(locked)) continue;
+        m_results[i].locked = locked++;
+      }
+      names.push_back(std::move(m_names[i]));
+      results.push_back(std::move(m_results[i]));
+    }
+    m_names = std::move(names);
+    m_results = std::move(results);
   }
 
   update::UpdateOptions UpdateFor(edit::Dialect dialect) const {
@@ -275,29 +350,45 @@ class Run {
 
   void EditOne(std::size_t file) noexcept {
     Result& result = m_results[file];
+    if (result.skipped) return;
     try {
       const std::string text = Read(file);
-      const std::string name = TextName(m_names[file]);
-      Request request = m_request;
-      if (!request.dialect) SetDialect(request, DialectOf(text, name));
-      result.dialect = request.dialect;
-      edit::Result made = edit::Edit(request.edit, text, name);
-      RefuseIfFound(made.refusals, name, "not edited:");
-      result.skipped = made.skipped;
-      result.warnings = std::move(made.warnings);
-      result.changed = made.changed;
-      std::string edited = std::move(made.text);
-      result.out = Shown(text, edited, name);
+      std::string edited = Edit(file, text, result);
+      result.out = Shown(text, edited, TextName(m_names[file]));
       if (m_update && (result.changed || !m_options.in_place)) {
-        m_update->Replace(m_options.in_place ? file : 0, std::move(edited));
+        m_update->Replace(m_options.in_place ? result.locked : 0, std::move(edited));
       }
     } catch (...) {
       result.failure = std::current_exception();
     }
   }
 
+  // The edited text.
+  std::string Edit(std::size_t file, const std::string& text, Result& result) {
+    const std::string name = TextName(m_names[file]);
+    result.dialect = m_request.dialect ? *m_request.dialect : DialectOf(text, name);
+    edit::Result made = EditIn(*result.dialect).On(text, name);
+    RefuseIfFound(made.refusals, name, "not edited:");
+    result.skipped = made.skipped;
+    result.changed = made.changed;
+    result.warnings = std::move(made.warnings);
+    return std::move(made.text);
+  }
+
+  // Reading the template takes longer than to edit a small file: it is read once for all.
+  const edit::PreparedEdit& EditIn(edit::Dialect dialect) {
+    const std::lock_guard lock(m_preparing);
+    std::optional<edit::PreparedEdit>& prepared = m_prepared[dialect];
+    if (!prepared) {
+      Request request = m_request;
+      SetDialect(request, dialect);
+      prepared.emplace(std::move(request.edit));
+    }
+    return *prepared;
+  }
+
   std::string Read(std::size_t file) {
-    if (m_options.in_place && m_update) return m_update->Read(file);
+    if (m_options.in_place && m_update) return m_update->Read(m_results[file].locked);
     return IsStandardInput(m_names[file]) ? ReadStandardInput() : ReadFile(m_names[file]);
   }
 
@@ -408,6 +499,8 @@ class Run {
   std::vector<std::string> m_names;
   std::size_t m_left_out = 0;
   std::vector<Result> m_results;
+  std::mutex m_preparing;
+  std::map<edit::Dialect, std::optional<edit::PreparedEdit>> m_prepared;  // by dialects
 };
 
 void AddOptions(CLI::App& command, ApplyOptions& options) {

@@ -67,34 +67,42 @@ std::string Normal(const std::filesystem::path& path) {
 class Leftovers {
  public:
   Leftovers(const std::vector<std::string>& names, std::string_view backup_suffix)
-      : m_suffix(backup_suffix) {
+      : m_all(names), m_suffix(backup_suffix) {
     if (!m_suffix.empty() && IsLetterOrDigit(m_suffix.front())) m_suffix = {};
-    for (const std::string& name : names) m_names.insert(Normal(name));
   }
 
   // A copy may be one of a copy: "site.orig~".
-  bool IsOne(const std::string& name) const {
-    const std::filesystem::path path(name);
-    const std::string file = path.filename().string();
-    std::string_view rest = file;
+  bool IsOne(std::string_view name) {
+    const std::size_t file = name.rfind('/') + 1;  // 0 where there is none
+    const std::string_view folder = name.substr(0, file);
+    std::string_view rest = name.substr(file);
     while (!rest.empty()) {
       const std::string_view framed = Unframed(rest);
       rest = framed.empty() ? WithoutEnding(rest, m_suffix) : framed;
-      if (!rest.empty() && m_names.count(Normal(path.parent_path() / rest)) != 0) return true;
+      if (!rest.empty() && IsGiven(Normal(std::filesystem::path(folder) / rest))) return true;
     }
     return false;
   }
 
  private:
+  // Most names look like no copy at all: nothing is put in order for them.
+  bool IsGiven(const std::string& normal) {
+    if (m_names.empty()) {
+      for (const std::string& name : m_all) m_names.insert(Normal(name));
+    }
+    return m_names.count(normal) != 0;
+  }
+
+  const std::vector<std::string>& m_all;
   std::string_view m_suffix;
-  std::set<std::string> m_names;
+  std::set<std::string> m_names;  // in their normal form, once they are needed
 };
 
 }  // namespace
 
 std::vector<std::string> LeftoversAmong(const std::vector<std::string>& names,
                                         const std::string& backup_suffix) {
-  const Leftovers leftovers(names, backup_suffix);
+  Leftovers leftovers(names, backup_suffix);
   std::vector<std::string> found;
   for (const std::string& name : names) {
     if (leftovers.IsOne(name)) found.push_back(name);

@@ -18,6 +18,7 @@
 #include "edit/layout.h"
 #include "edit/limits.h"
 #include "edit/plan.h"
+#include "edit/prepared_edit.h"
 #include "edit/reporter.h"
 #include "edit/shown_blocks.h"
 #include "edit/template_tree.h"
@@ -35,6 +36,17 @@ class Editor {
     const bool is_other = m_findings.refusals.empty() && RefuseOtherDialect();
     Findings unsaid;  // each line would be wrong
     const TemplateTree tree = ReadTemplate(m_request, is_other ? unsaid : m_findings);
+    return Run(tree, report);
+  }
+
+  // `findings` are those of the template.
+  Result Run(const TemplateTree& tree, const Findings& findings) {
+    if (!RefuseOtherDialect()) m_findings = findings;
+    return Run(tree, nullptr);
+  }
+
+ private:
+  Result Run(const TemplateTree& tree, EditReport* report) {
     if (!m_findings.refusals.empty()) {
       if (report != nullptr) *report = ReportOf(tree);
       return Finish(std::string(m_text));
@@ -66,7 +78,6 @@ class Editor {
     return Finish(std::move(edited));
   }
 
- private:
   Result Finish(std::string edited) {
     m_result.text = m_findings.refusals.empty() ? std::move(edited) : std::string(m_text);
     m_result.changed = m_result.text != m_text;
@@ -313,6 +324,13 @@ class Editor {
 
 Result Edit(const Request& request, std::string_view text, const std::string& name) {
   return Editor(request, text, name).Run(nullptr);
+}
+
+PreparedEdit::PreparedEdit(Request request)
+    : m_request(std::move(request)), m_tree(ReadTemplate(m_request, m_findings)) {}
+
+Result PreparedEdit::On(std::string_view text, const std::string& name) const {
+  return Editor(m_request, text, name).Run(m_tree, m_findings);
 }
 
 Explained Explain(const Request& request, std::string_view text, const std::string& name) {

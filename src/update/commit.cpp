@@ -162,9 +162,14 @@ class Road {
     constexpr std::size_t kFileAndBackup = 2;
     std::vector<Replacement> staged;
     staged.reserve(kFileAndBackup * m_changes.size());
+    std::vector<std::string> paths;
+    paths.reserve(m_changes.size());
+    for (const Change& change : m_changes) paths.push_back(change.file.Path());
+    const LeftBehind left_behind(paths);
     for (const Change& change : m_changes) {
       ExpectNotCancelled();
-      WorkFiles(change.file.Path()).RemoveLeftovers(change.file.Path());
+      const std::string& path = change.file.Path();
+      if (left_behind.MayBeBeside(path)) WorkFiles(path).RemoveLeftovers(path);
       if (m_options.backup_suffix && change.file.Exists()) {
         staged.push_back(StagedBackup(change.file, *m_options.backup_suffix));
       }

@@ -3,10 +3,10 @@
 #include "update/descriptor.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 
 #include <array>
 #include <cstring>
+#include <tuple>
 
 #include "update/failure.h"
 
@@ -20,10 +20,10 @@ ssize_t ReadChunk(const Descriptor& opened, std::size_t from, Chunk& chunk) {
       [&] { return pread(opened.Number(), chunk.data(), chunk.size(), static_cast<off_t>(from)); });
 }
 
-// 0 for what has no size. A file may still grow while it is read.
-std::size_t ExpectedSize(const Descriptor& opened) {
-  struct stat status = {};
-  return fstat(opened.Number(), &status) == 0 ? static_cast<std::size_t>(status.st_size) : 0;
+// Whether the file ends behind `size` bytes, where it was expected to and the last read, of `read`
+// bytes, found no more. Anywhere else that takes another read.
+bool Ends(std::size_t size, std::size_t expected, std::size_t read) {
+  return size == expected && read < std::tuple_size<Chunk>::value;
 }
 
 }  // namespace
@@ -38,15 +38,17 @@ Descriptor AboveStandardStreams(Descriptor opened) {
   return Descriptor(fcntl(opened.Number(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
 }
 
-std::string ReadFromStart(const Descriptor& opened, const std::string& name) {
+std::string ReadFromStart(const Descriptor& opened, std::size_t expected, const std::string& name) {
   std::string text;
-  text.reserve(ExpectedSize(opened));
+  text.reserve(expected);
   Chunk chunk;
   for (;;) {
     const ssize_t size = ReadChunk(opened, text.size(), chunk);
     if (size < 0) FailBySystem(name);
     if (size == 0) return text;
-    text.append(chunk.data(), static_cast<std::size_t>(size));
+    const auto read = static_cast<std::size_t>(size);
+    text.append(chunk.data(), read);
+    if (Ends(text.size(), expected, read)) return text;
   }
 }
 
@@ -59,6 +61,7 @@ bool MayHold(const Descriptor& opened, std::string_view text) {
     const std::string_view read(chunk.data(), static_cast<std::size_t>(size));
     if (text.substr(at, read.size()) != read) return false;
     at += read.size();
+    if (Ends(at, text.size(), read.size())) return true;
   }
 }
 

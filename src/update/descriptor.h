@@ -50,9 +50,9 @@ Descriptor Open(const std::string& path, int flags, mode_t mode = 0);
 // The same descriptor under another number, if it has one of those.
 Descriptor AboveStandardStreams(Descriptor opened);
 
-// All that is in the file that `opened` stands for, wherever it has been read up to. Throws Failure
-// about `name`.
-std::string ReadFromStart(const Descriptor& opened, const std::string& name);
+// All that is in the file that `opened` stands for, wherever it has been read up to. `expected` is
+// the size that it should have. Throws Failure about `name`.
+std::string ReadFromStart(const Descriptor& opened, std::size_t expected, const std::string& name);
 
 // Whether that is `text`, or cannot be read.
 bool MayHold(const Descriptor& opened, std::string_view text);

@@ -16,6 +16,7 @@ namespace update {
 namespace {
 
 constexpr std::chrono::milliseconds kBetweenTries{10};
+constexpr int kFlags = O_NOCTTY | O_NONBLOCK;
 
 struct stat StatusOf(const Descriptor& opened, const std::string& name) {
   struct stat status = {};
@@ -40,7 +41,26 @@ void Wait(const Descriptor& opened, Deadline deadline, const Cancellation* cance
   }
 }
 
+// Whether `name` leads to what `status` is about, a file that could be replaced.
+bool IsReplaceable(const std::string& name, const struct stat& status) {
+  if (!S_ISREG(status.st_mode) || status.st_nlink != 1) return false;
+  struct stat now = {};
+  return status.st_size <= LockedFile::kLargest && stat(name.c_str(), &now) == 0 &&
+         FileMark(now).IsOfSameFile(FileMark(status));
+}
+
 }  // namespace
+
+// Those who glance do not keep each other off.
+std::optional<Glance> GlanceAt(const std::string& name) {
+  if (name.find('\0') != std::string::npos) return std::nullopt;
+  const Descriptor opened = Open(name, O_RDWR | kFlags);
+  if (!opened || flock(opened.Number(), LOCK_SH | LOCK_NB) != 0) return std::nullopt;
+  const struct stat status = StatusOf(opened, name);
+  if (!IsReplaceable(name, status)) return std::nullopt;
+  return Glance{FileMark(status),
+                ReadFromStart(opened, static_cast<std::size_t>(status.st_size), name)};
+}
 
 LockedFile::LockedFile(std::string name, std::string path)
     : m_name(std::move(name)), m_path(std::move(path)) {}
@@ -75,11 +95,10 @@ void LockedFile::Look() {
 // Writing is asked for since a file that is protected from its user should stay as it is, and since
 // network file systems lock for writing only files that are open for it.
 Descriptor LockedFile::OpenToLock(Missing missing) const {
-  constexpr int kFlags = O_NOFOLLOW | O_NOCTTY | O_NONBLOCK;
-  Descriptor opened = Open(m_path, O_RDWR | kFlags);
+  Descriptor opened = Open(m_path, O_RDWR | O_NOFOLLOW | kFlags);
   if (!opened && errno == ENOENT && missing == Missing::kAllowed) {
     const std::string folder = std::filesystem::path(m_path).parent_path().string();
-    opened = Open(folder, O_RDONLY | O_DIRECTORY | kFlags);
+    opened = Open(folder, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | kFlags);
     if (!opened) FailBySystem(folder);
     return opened;
   }
@@ -96,7 +115,7 @@ bool LockedFile::IsStillThere() const {
 std::string LockedFile::Read() {
   if (!Exists()) return std::string();
   if (m_seen->size > kLargest) throw Failure(m_name, "is larger than 1024 MiB");
-  std::string text = ReadFromStart(m_opened, m_name);
+  std::string text = ReadFromStart(m_opened, SizeSeen(), m_name);
   if (!m_digest) m_digest = DigestOf(text);
   return text;
 }
@@ -112,7 +131,7 @@ bool LockedFile::IsUntouched() const {
 
 // Two writes within one tick of a file system's clock leave the same mark.
 bool LockedFile::HoldsWhatWasRead() const {
-  return !m_digest || DigestOf(ReadFromStart(m_opened, m_name)) == *m_digest;
+  return !m_digest || DigestOf(ReadFromStart(m_opened, SizeSeen(), m_name)) == *m_digest;
 }
 
 }  // namespace update

@@ -58,13 +58,17 @@ class LockedFile {
   bool IsUntouched() const;
 
   // Whether the file itself is at `path`, and nobody has written to it since it was locked.
-  bool IsSeenAt(const std::string& path) const { return MarkAt(path) == m_seen; }
+  bool IsSeenAt(const std::string& path) const { return IsSeenAs(MarkAt(path)); }
+
+  // Whether `mark` is that of the file, and nobody has written to it since it was locked.
+  bool IsSeenAs(const std::optional<FileMark>& mark) const { return mark == m_seen; }
 
  private:
   Descriptor OpenToLock(Missing missing) const;
   void Look();
   bool IsStillThere() const;
   bool HoldsWhatWasRead() const;
+  std::size_t SizeSeen() const { return static_cast<std::size_t>(m_seen->size); }
 
   std::string m_name;
   std::string m_path;
@@ -74,5 +78,15 @@ class LockedFile {
   std::optional<FileMark> m_seen;       // when it was locked
   std::optional<std::size_t> m_digest;  // of what was read first
 };
+
+// What a file held at a moment at which no update was about to replace it.
+struct Glance {
+  FileMark mark;
+  std::string text;
+};
+
+// Looks at a file that a LockedFile could lock at once, and lets go of it again. None where it
+// could not, for whatever reason: to lock it will tell.
+std::optional<Glance> GlanceAt(const std::string& name);
 
 }  // namespace update

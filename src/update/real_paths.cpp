@@ -2,6 +2,8 @@
 
 #include "update/real_paths.h"
 
+#include <sys/stat.h>
+
 #include <filesystem>
 #include <system_error>
 
@@ -11,30 +13,36 @@
 namespace update {
 namespace {
 
-std::string Canonical(const std::filesystem::path& path, const std::string& name) {
+std::string Canonical(const std::string& path, const std::string& name) {
   std::error_code error;
   const std::filesystem::path real = std::filesystem::canonical(path, error);
   if (error) throw Failure(name, SystemMessage(error.value()));
   return real.string();
 }
 
+bool IsLink(const std::string& path) {
+  struct stat status = {};
+  return lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
+}
+
 }  // namespace
 
 std::string RealPaths::Of(const std::string& name) {
   if (name.find('\0') != std::string::npos) throw Failure(name, SystemMessage(EINVAL));
-  std::error_code error;
-  const std::filesystem::path absolute = std::filesystem::absolute(name, error);
-  const std::filesystem::path file = absolute.filename();
-  const bool is_folder = file.empty() || file == "." || file == "..";
-  if (is_folder || std::filesystem::is_symlink(absolute, error)) return Canonical(absolute, name);
-  return (RealFolder(absolute.parent_path().string(), name) / file).string();
+  const std::size_t slash = name.rfind('/');
+  const bool has_folder = slash != std::string::npos;
+  const std::string file = has_folder ? name.substr(slash + 1) : name;
+  if (file.empty() || file == "." || file == ".." || IsLink(name)) return Canonical(name, name);
+  const std::string folder = has_folder ? name.substr(0, slash + 1) : std::string(".");
+  return RealFolder(folder, name) + file;
 }
 
-const std::filesystem::path& RealPaths::RealFolder(const std::string& folder,
-                                                   const std::string& name) {
+const std::string& RealPaths::RealFolder(const std::string& folder, const std::string& name) {
   auto found = m_folders.find(folder);
   if (found == m_folders.end()) {
-    found = m_folders.emplace(folder, Canonical(folder, name)).first;
+    std::string real = Canonical(folder, name);
+    if (real.back() != '/') real += '/';
+    found = m_folders.emplace(folder, std::move(real)).first;
   }
   return found->second;
 }

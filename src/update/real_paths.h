@@ -3,7 +3,6 @@
 // Where names lead to.
 #pragma once
 
-#include <filesystem>
 #include <map>
 #include <string>
 
@@ -17,9 +16,10 @@ class RealPaths {
   std::string Of(const std::string& name);
 
  private:
-  const std::filesystem::path& RealFolder(const std::string& folder, const std::string& name);
+  // Ends with a '/'.
+  const std::string& RealFolder(const std::string& folder, const std::string& name);
 
-  std::map<std::string, std::filesystem::path> m_folders;
+  std::map<std::string, std::string> m_folders;
 };
 
 }  // namespace update

@@ -35,6 +35,14 @@ int CopyExtendedAttributes(const char* from, const Descriptor& model, const char
   return attr_copy_fd(from, model.Number(), to, copy.Number(), nullptr, nullptr);
 }
 
+// Makes `name` another name of the file at `path`, whatever it was before. False: errno says why.
+bool Link(const std::string& path, const std::string& name) {
+  if (link(path.c_str(), name.c_str()) == 0) return true;
+  if (errno != EEXIST) return false;
+  Unlink(name);
+  return link(path.c_str(), name.c_str()) == 0;
+}
+
 bool IsDirectory(const std::string& path) {
   struct stat status = {};
   return lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
@@ -145,10 +153,11 @@ void Replacement::ExpectOld() {
 }
 
 void Replacement::PutInPlace() {
-  if (IsDirectory(m_path)) throw Failure(m_name, SystemMessage(EISDIR));
   ExpectOld();
+  const bool replaces_known = m_guarded && m_guarded->Exists();
+  if (!replaces_known && IsDirectory(m_path)) throw Failure(m_name, SystemMessage(EISDIR));
   KeepOld();
-  if (m_guarded && m_guarded->Exists() && !m_guarded->IsSeenAt(m_kept)) FailBeforePlaced();
+  if (replaces_known && !m_guarded->IsSeenAs(m_old)) FailBeforePlaced();
   if (m_old) {
     SwapIn();
   } else {
@@ -157,8 +166,7 @@ void Replacement::PutInPlace() {
 }
 
 void Replacement::KeepOld() {
-  Unlink(m_kept);
-  if (link(m_path.c_str(), m_kept.c_str()) == 0) {
+  if (Link(m_path, m_kept)) {
     m_old = MarkAt(m_kept);
     if (!m_old) FailBySystem(m_name, "cannot be kept as " + m_kept);
   } else if (errno != ENOENT) {

@@ -143,7 +143,7 @@ std::optional<int> StatusOf(pid_t child) {
 // Without the line ends at its end.
 std::string OutputIn(const Descriptor& output, const std::string& command) {
   try {
-    std::string text = ReadFromStart(output, command);
+    std::string text = ReadFromStart(output, 0, command);
     text.erase(text.find_last_not_of("\r\n") + 1);
     return text;
   } catch (const Failure& failure) {

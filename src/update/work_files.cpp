@@ -3,6 +3,8 @@
 #include "update/work_files.h"
 
 #include <filesystem>
+#include <map>
+#include <system_error>
 
 #include "update/descriptor.h"
 #include "update/file_mark.h"
@@ -11,9 +13,11 @@
 namespace update {
 namespace {
 
-std::string Beside(const std::filesystem::path& path, const char* kind) {
-  const std::string name = '.' + path.filename().string() + ".qeltemplate-" + kind;
-  return (path.parent_path() / name).string();
+constexpr char kOurs[] = ".qeltemplate-";
+
+std::string Beside(const std::string& path, const char* kind) {
+  const std::size_t file = path.rfind('/') + 1;
+  return path.substr(0, file) + '.' + path.substr(file) + kOurs + kind;
 }
 
 void Remove(const std::string& path) {
@@ -22,6 +26,17 @@ void Remove(const std::string& path) {
 
 void Keep(const std::string& path, const std::string& kept) {
   if (MoveToFree(path, kept) != Renamed::kDone) FailBySystem(path);
+}
+
+std::string FolderOf(const std::string& path) {
+  return path.substr(0, path.rfind('/') + 1);
+}
+
+// Whose work file has this name: "a" of ".a.qeltemplate-new"; "" for other files.
+std::string WorkedOn(const std::string& name) {
+  const std::size_t end = name.rfind(kOurs);
+  if (name.front() != '.' || end == std::string::npos || end == 0) return std::string();
+  return name.substr(1, end - 1);
 }
 
 }  // namespace
@@ -53,6 +68,33 @@ std::string WorkFiles::KeptName(const char* kind) const {
   std::string free = name;
   for (int number = 2; MarkAt(free); ++number) free = name + '-' + std::to_string(number);
   return free;
+}
+
+LeftBehind::LeftBehind(const std::vector<std::string>& paths) {
+  constexpr std::size_t kFew = 8;
+  std::map<std::string, std::size_t> files;  // by directories
+  for (const std::string& path : paths) ++files[FolderOf(path)];
+  for (const auto& [folder, count] : files) {
+    if (count > kFew) Read(folder, count);
+  }
+}
+
+bool LeftBehind::MayBeBeside(const std::string& path) const {
+  return m_read.count(FolderOf(path)) == 0 || m_beside.count(path) != 0;
+}
+
+// Gives up where the directory holds many times as much.
+void LeftBehind::Read(const std::string& folder, std::size_t files) {
+  constexpr std::size_t kTimes = 64;
+  std::size_t left = kTimes * files;
+  std::error_code error;
+  std::filesystem::directory_iterator entry(folder, error);
+  for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+    if (--left == 0) return;
+    const std::string file = WorkedOn(entry->path().filename().string());
+    if (!file.empty()) m_beside.insert(folder + file);
+  }
+  if (!error) m_read.insert(folder);
 }
 
 }  // namespace update

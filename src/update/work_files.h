@@ -3,7 +3,10 @@
 // The files that an update keeps beside a file while it replaces it.
 #pragma once
 
+#include <cstddef>
+#include <set>
 #include <string>
+#include <vector>
 
 namespace update {
 
@@ -29,6 +32,23 @@ struct WorkFiles {
 
  private:
   bool MayBeOfOthers(const std::string& path) const;
+};
+
+// Which of many files may have something left behind beside them. To look once through a directory
+// is less than to ask for each name.
+class LeftBehind {
+ public:
+  // All files are locked.
+  explicit LeftBehind(const std::vector<std::string>& paths);
+
+  // For one of these files. It may be true of one that has nothing beside it.
+  bool MayBeBeside(const std::string& path) const;
+
+ private:
+  void Read(const std::string& folder, std::size_t files);
+
+  std::set<std::string> m_read;    // directories
+  std::set<std::string> m_beside;  // files in them
 };
 
 }  // namespace update

@@ -625,6 +625,43 @@ TEST_F(Apply, LeavesFilesWithoutTheBlockAloneWhenToldSo) {
   EXPECT_EQ(without.exit_code, 4);
 }
 
+TEST_F(Apply, TakesAFileOnceThatIsNamedSeveralTimesAlsoWhereItIsSkipped) {
+  m_sandbox.Write("other.conf", ServerNamed("other"));
+  std::filesystem::create_symlink("other.conf", m_sandbox.PathOf("link.conf"));
+  std::filesystem::create_symlink("site.conf", m_sandbox.PathOf("here.conf"));
+  ExpectSaid(Rename({"--in-place", "--skip-missing", "other.conf", "here.conf", "link.conf",
+                     "site.conf", "other.conf", "here.conf"}),
+             {"1 changed, 0 unchanged, 1 skipped, 0 refused, 0 failed"});
+  EXPECT_EQ(m_sandbox.Read("other.conf"), ServerNamed("other"));
+  EXPECT_EQ(m_sandbox.Read("site.conf"), ServerNamed("b"));
+}
+
+// More of them than it takes to see that it is not worth while to look at each before.
+TEST_F(Apply, EditsManyFilesOfWhichAFewMayBeSkipped) {
+  constexpr int kFiles = 200;
+  Words words = {"--in-place", "--skip-missing"};
+  for (int i = 0; i < kFiles; ++i) {
+    words.push_back(std::to_string(i) + ".conf");
+    m_sandbox.Write(words.back(), i % 10 == 9 ? ServerNamed("other") : kSite);
+  }
+  ExpectSaid(Rename(words), {"180 changed, 0 unchanged, 20 skipped, 0 refused, 0 failed"});
+  for (int i = 0; i < kFiles; ++i) {
+    EXPECT_EQ(m_sandbox.Read(std::to_string(i) + ".conf"),
+              ServerNamed(i % 10 == 9 ? "other" : "b"));
+  }
+}
+
+TEST_F(Apply, WritesNothingWhenOneOfSeveralIsRefusedBesideSkippedOnes) {
+  m_sandbox.Write("other.conf", ServerNamed("other"));
+  m_sandbox.Write("twice.conf", std::string(kSite) + kSite);
+  const Outcome outcome =
+      Rename({"--in-place", "--skip-missing", "other.conf", "site.conf", "twice.conf"});
+  EXPECT_THAT(outcome.err,
+              HasSubstr("\nqeltemplate: 1 changed, 0 unchanged, 1 skipped, 1 refused, 0 failed\n"
+                        "qeltemplate: nothing is written: all files or none\n"));
+  EXPECT_EQ(m_sandbox.Read("site.conf"), kSite);
+}
+
 TEST_F(Apply, WritesNothingWhenOneOfSeveralIsRefused) {
   m_sandbox.Write("twice.conf", std::string(kSite) + kSite);
   const Outcome outcome = Rename({"--in-place", "site.conf", "twice.conf"});

@@ -14,14 +14,17 @@
 #include <vector>
 
 #include "update/failure.h"
+#include "update/locked_file.h"
 #include "update/update.h"
 #include "update/update_test.h"
 
 namespace {
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsSupersetOf;
+using testing::Not;
 using update::Failure;
 using update::FileUpdate;
 using update::ServerRefusal;
@@ -255,6 +258,70 @@ TEST_F(FileUpdates, RefusesWhatItCannotReplace) {
   EXPECT_EQ(MessageOf<Failure>([&] { FileUpdate::OfMissing(PathOf("dangling")); }),
             "dangling: No such file or directory");
   EXPECT_EQ(MessageOf<Failure>([] { FileUpdate({""}); }), ": Invalid argument");
+}
+
+// --- What others have left behind ---
+
+// Beside a few files it is asked for, of many a directory is read.
+TEST_F(FileUpdates, RemoveWhatWasLeftBehindBesideAnyNumberOfFiles) {
+  for (const int count : {1, 8, 9, 40}) {
+    SCOPED_TRACE(count);
+    Words names;
+    for (int i = 0; i < count; ++i) {
+      names.push_back("site" + std::to_string(i));
+      m_sandbox.Write(names.back(), "old\n");
+    }
+    for (const char* kind : {"new", "new-backup", "old-backup", "old", "kept-new"}) {
+      m_sandbox.Write(".site0.qeltemplate-"s + kind, "left behind\n");
+    }
+    m_sandbox.Write(".other.qeltemplate-new", "of another one\n");
+    Commit("new\n", names);
+    EXPECT_EQ(m_sandbox.Read(names.back()), "new\n");
+    EXPECT_EQ(m_sandbox.Read("site0"), "new\n");
+    Words left = m_sandbox.Names();
+    left.erase(std::remove_if(left.begin(), left.end(),
+                              [](const std::string& name) { return name.front() != '.'; }),
+               left.end());
+    EXPECT_THAT(left, IsSupersetOf({".other.qeltemplate-new", ".site0.qeltemplate-kept-new"}));
+    for (const char* kind : {"new-backup", "old-backup", "old"}) {
+      EXPECT_THAT(left, Not(Contains(".site0.qeltemplate-"s + kind)));
+    }
+  }
+}
+
+// --- A glance ---
+
+TEST_F(FileUpdates, AGlanceTellsWhatAFileHolds) {
+  std::filesystem::create_symlink("a", PathOf("link"));
+  m_sandbox.Write("large", std::string(200000, 'x'));
+  m_sandbox.Write("empty", "");
+  for (const char* name : {"a", "link", "large", "empty"}) {
+    SCOPED_TRACE(name);
+    const auto glance = update::GlanceAt(PathOf(name));
+    ASSERT_TRUE(glance);
+    EXPECT_EQ(glance->text, m_sandbox.Read(name));
+    EXPECT_TRUE(glance->mark.IsOfSameFile(
+        update::FileMark(m_sandbox.Status(name == "link"s ? "a" : name))));
+  }
+}
+
+TEST_F(FileUpdates, AGlanceTellsNothingOfWhatCouldNotBeLockedAtOnce) {
+  std::filesystem::create_directory(PathOf("directory"));
+  ASSERT_EQ(mkfifo(PathOf("fifo").c_str(), 0600), 0);
+  std::filesystem::create_symlink("nowhere", PathOf("dangling"));
+  m_sandbox.Write("linked", "old\n");
+  std::filesystem::create_hard_link(PathOf("linked"), PathOf("other"));
+  for (const char* name : {"directory", "fifo", "missing", "dangling", "linked"}) {
+    EXPECT_FALSE(update::GlanceAt(PathOf(name))) << name;
+  }
+  const FileUpdate holder({PathOf("a")});
+  EXPECT_FALSE(update::GlanceAt(PathOf("a")));
+}
+
+TEST_F(FileUpdates, AGlanceLeavesNoLock) {
+  EXPECT_TRUE(update::GlanceAt(PathOf("a")));
+  Commit("new\n", {"a"});
+  EXPECT_EQ(m_sandbox.Read("a"), "new\n");
 }
 
 // --- Locks ---

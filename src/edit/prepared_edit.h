@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// One edit of many texts.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "edit/edit.h"
+#include "edit/finding.h"
+#include "edit/request.h"
+#include "edit/template_tree.h"
+
+namespace edit {
+
+// Edit for many texts: the template is read once. Any number of threads may use it at a time.
+class PreparedEdit {
+ public:
+  // Throws what the request's importer throws.
+  explicit PreparedEdit(Request request);
+
+  Result On(std::string_view text, const std::string& name) const;
+
+ private:
+  Request m_request;
+  Findings m_findings;  // about the template
+  TemplateTree m_tree;
+};
+
+}  // namespace edit
