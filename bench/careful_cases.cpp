@@ -189,6 +189,88 @@ CarefulEdit Listens(const Dialect& dialect, std::size_t count) {
               dialect.block(0, Repeat(count, listen)), dialect.block(0, Repeat(count, listen)));
 }
 
+// --- One server's names, and servers without names ---
+
+// The line, or lines, with so many names, of which the last may be another one.
+std::string Names(const Dialect& dialect, std::size_t count, const std::string& last) {
+  const std::string names =
+      Repeat(count, [](std::size_t i) { return " name" + std::to_string(i) + ".example"; });
+  if (&dialect == &kNginx) return "\tserver_name" + names + " " + last + ".example;\n";
+  return "\tServerName a.example\n\tServerAlias" + names + " " + last + ".example\n";
+}
+
+std::string Server(const Dialect& dialect, const std::string& lines) {
+  return &dialect == &kNginx ? "server {\n" + lines + "}\n"
+                             : "<VirtualHost *:80>\n" + lines + "</VirtualHost>\n";
+}
+
+CarefulEdit NamesThere(const Dialect& dialect, std::size_t count) {
+  const auto server = [&](const char* folder) {
+    return Server(dialect, Names(dialect, count, "last") + dialect.folder(0, folder));
+  };
+  return Make(dialect, server(kOldFolder), server(kFolderPlace), server(kNewFolder));
+}
+
+CarefulEdit NamesChanged(const Dialect& dialect, std::size_t count) {
+  const auto server = [&](const char* value) {
+    return Server(dialect, Names(dialect, count, value));
+  };
+  return Make(dialect, server(kOld), server(kValuePlace), server(kNew));
+}
+
+// Each in a line of its own.
+CarefulEdit NamesInLines(const Dialect& dialect, std::size_t count) {
+  const bool nginx = &dialect == &kNginx;
+  const std::string lines = Repeat(count, [nginx](std::size_t i) {
+    return (nginx ? "\tserver_name name" : "\tServerAlias name") + std::to_string(i) + ".example" +
+           (nginx ? ";\n" : "\n");
+  });
+  const auto server = [&](const char* folder) {
+    return Server(dialect,
+                  (nginx ? "" : "\tServerName a.example\n") + lines + dialect.folder(0, folder));
+  };
+  return Make(dialect, server(kOldFolder), server(kFolderPlace), server(kNewFolder));
+}
+
+CarefulEdit ServersByAddress(const Dialect& dialect, std::size_t count) {
+  const auto all = [&](const char* folder) {
+    return Repeat(count, [&](std::size_t i) {
+      return "server {\n\tlisten unix:/run/site" + std::to_string(i) + ".sock;\n" +
+             dialect.folder(i, folder) + "}\n";
+    });
+  };
+  return Make(dialect, all(kOldFolder), all(kFolderPlace), all(kNewFolder));
+}
+
+// --- Lines that are alike ---
+
+std::string EqualLines(const Dialect& dialect, std::size_t count) {
+  return Repeat(count, [&](std::size_t) { return dialect.setting(0, kOld); });
+}
+
+// The configuration has one directive many times, and so has the template.
+CarefulEdit EqualLinesThere(const Dialect& dialect, std::size_t count) {
+  const auto block = [&](const char* folder) {
+    return dialect.block(0, EqualLines(dialect, count) + dialect.folder(0, folder));
+  };
+  return Make(dialect, block(kOldFolder), block(kFolderPlace), block(kNewFolder));
+}
+
+CarefulEdit EqualLinesRemoved(const Dialect& dialect, std::size_t count) {
+  return Make(dialect, dialect.block(0, EqualLines(dialect, count)),
+              dialect.block(0, NotTaken(EqualLines(dialect, count))), dialect.block(0, ""));
+}
+
+// The words of one line.
+CarefulEdit Options(const Dialect& dialect, std::size_t count) {
+  const auto block = [&](const char* last) {
+    return dialect.block(
+        0, "\tOptions" + Repeat(count, [](std::size_t i) { return " +Word" + std::to_string(i); }) +
+               " " + last + "\n");
+  };
+  return Make(dialect, block("+old"), block("+{% $value %}"), block("+new"));
+}
+
 // --- Values ---
 
 // Each line has a value of its own.
@@ -212,6 +294,25 @@ CarefulEdit ManyValues(const Dialect& dialect, std::size_t count, const std::str
 
 CarefulEdit Values(const Dialect& dialect, std::size_t count) {
   return ManyValues(dialect, count, "", kNew);
+}
+
+// Each stands for two directives, which are there already.
+CarefulEdit RawValues(const Dialect& dialect, std::size_t count) {
+  const auto two = [](std::size_t i) {
+    return "set $a" + std::to_string(i) + " b; set $c" + std::to_string(i) + " d";
+  };
+  const std::string there =
+      dialect.block(0, Repeat(count, [&](std::size_t i) { return '\t' + two(i) + ";\n"; }));
+  const std::string lines =
+      Repeat(count, [](std::size_t i) { return "\t{% $value" + std::to_string(i) + " %};\n"; });
+  CarefulEdit made = Make(dialect, there, dialect.block(0, lines), there);
+  made.request.values.clear();
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::string name = "value" + std::to_string(i);
+    made.request.values[name].new_value = two(i);
+    made.request.raw.insert(name);
+  }
+  return made;
 }
 
 CarefulEdit ValuesWithQuotes(const Dialect& dialect, std::size_t count) {
@@ -244,6 +345,7 @@ CarefulEdit LongLine(const Dialect& dialect, std::size_t count) {
 const std::vector<CarefulCase>& CarefulCases() {
   static const std::vector<const Dialect*> both = {&kNginx, &kApache};
   static const std::vector<const Dialect*> nginx = {&kNginx};
+  static const std::vector<const Dialect*> apache = {&kApache};
   static const std::vector<CarefulCase> cases = {
       {"one site", OneSite, both},
       {"sites there", SitesThere, both},
@@ -261,6 +363,14 @@ const std::vector<CarefulCase>& CarefulCases() {
       {"branches", Branches, both},
       {"comments", Comments, both},
       {"listens", Listens, nginx},
+      {"names there", NamesThere, both},
+      {"names changed", NamesChanged, both},
+      {"names in lines", NamesInLines, both},
+      {"servers by address", ServersByAddress, nginx},
+      {"equal lines there", EqualLinesThere, both},
+      {"equal lines removed", EqualLinesRemoved, both},
+      {"options", Options, apache},
+      {"raw values", RawValues, nginx},
       {"values", Values, both},
       {"values with quotes", ValuesWithQuotes, nginx},
       {"one line", OneLine, nginx},

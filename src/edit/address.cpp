@@ -133,7 +133,14 @@ class Finder {
     Sought sought;
     sought.block = block;
     for (const std::string* const name : evidence.Names()) {
-      Blocks fitting = m_candidates.Fitting(evidence, name, scope);
+      Blocks fitting;
+      if (name == nullptr) fitting = m_candidates.FittingByAddress(evidence, scope);
+      if (!fitting.empty()) {
+        sought.fitting = MayGo(evidence, std::move(fitting));
+        sought.sure = true;
+        return sought;
+      }
+      fitting = m_candidates.Fitting(evidence, name, scope);
       if (fitting.empty() || IsDoneAlready(evidence, name, fitting, scope)) continue;
       if (!evidence.HasAddress() || m_candidates.KeepListening(fitting, evidence)) {
         sought.fitting = MayGo(evidence, std::move(fitting));

@@ -84,8 +84,32 @@ Positions BlockWork::FreeOf(Positions children) const {
   return children;
 }
 
-Positions BlockWork::FreeLike(const std::optional<Written>& written) const {
-  return written ? FreeOf(m_index.Like(written->words)) : Positions();
+BlockWork::Alike& BlockWork::AlikeOf(const Texts& words) {
+  std::string key;
+  for (const std::string& word : words) (key += word) += '\0';
+  const auto [known, is_new] = m_alike.try_emplace(std::move(key));
+  Alike& alike = known->second;
+  if (is_new) alike.children = m_index.Like(words);
+  const Positions& children = alike.children;
+  while (alike.free < children.size() && !IsFree(children[alike.free])) ++alike.free;
+  return alike;
+}
+
+Positions BlockWork::FreeLike(const std::optional<Written>& written) {
+  if (!written) return {};
+  const Alike& alike = AlikeOf(written->words);
+  const auto first = alike.children.begin() + static_cast<std::ptrdiff_t>(alike.free);
+  return FreeOf(Positions(first, alike.children.end()));
+}
+
+std::size_t BlockWork::FirstFreeLike(const std::optional<Written>& written) {
+  if (!written) return kNoChild;
+  Alike& alike = AlikeOf(written->words);
+  const Positions& children = alike.children;
+  const auto is_free_own = [&](std::size_t child) { return IsOwn(child) && IsFree(child); };
+  while (alike.own < children.size() && !is_free_own(children[alike.own])) ++alike.own;
+  const std::size_t first = alike.own < children.size() ? alike.own : alike.free;
+  return first < children.size() ? children[first] : kNoChild;
 }
 
 Positions BlockWork::FreeBeginning(const std::optional<Beginning>& beginning) const {

@@ -73,8 +73,12 @@ class BlockWork {
   bool IsRemoved(std::size_t child) const { return m_removed[child]; }
   bool IsFree(std::size_t child) const;
   Positions FreeOf(Positions children) const;
-  Positions FreeLike(const std::optional<Written>& written) const;
+  Positions FreeLike(const std::optional<Written>& written);
   Positions FreeBeginning(const std::optional<Beginning>& beginning) const;
+
+  // The first one of FreeLike, in the block itself if there is one; kNoChild: there is none. Cost:
+  // little, however many are alike.
+  std::size_t FirstFreeLike(const std::optional<Written>& written);
 
   // The first free directive of this name; kNoChild: there is none.
   std::size_t FirstFreeNamed(const std::string& name);
@@ -124,6 +128,15 @@ class BlockWork {
   std::string ShownChild(std::size_t child) const;
 
  private:
+  // The directives with the same words, and how far none is free, or none of the block itself: none
+  // ever becomes free again.
+  struct Alike {
+    Positions children;
+    std::size_t free = 0;
+    std::size_t own = 0;
+  };
+
+  Alike& AlikeOf(const Texts& words);
   void TakeAway(std::size_t position, std::size_t child);
   std::string TextOf(std::size_t child) const;
 
@@ -135,10 +148,11 @@ class BlockWork {
   const ChildIndex m_index;
   const RewriteGroups m_rewrites;
   WordDirectives m_words;
-  std::vector<bool> m_claimed;  // children that a line of the template is
-  std::vector<bool> m_removed;  // children that go
-  Positions m_found;            // by lines: the child that it is
-  std::vector<bool> m_done;     // lines of which it is decided what becomes of them
+  std::unordered_map<std::string, Alike> m_alike;  // by their words
+  std::vector<bool> m_claimed;                     // children that a line of the template is
+  std::vector<bool> m_removed;                     // children that go
+  Positions m_found;                               // by lines: the child that it is
+  std::vector<bool> m_done;  // lines of which it is decided what becomes of them
   std::unordered_map<std::size_t, Texts> m_changed;  // the words that lines have given to children
   std::unordered_map<std::string, std::set<std::size_t>> m_claimed_like;  // children, by KeyOf
   std::unordered_map<std::string, std::size_t> m_next_named;  // among those of a name, see there

@@ -3,6 +3,7 @@
 #include "edit/candidates.h"
 
 #include <algorithm>
+#include <set>
 #include <utility>
 
 #include "document/meaning.h"
@@ -36,6 +37,24 @@ Blocks Candidates::Fitting(const Evidence& evidence, const std::string* name, Bl
     Blocks fitting =
         Those(name == nullptr ? m_heads.Like(scope, written->words) : named,
               [&](const Texts& head) { return SameHead(m_dialect, head, written->words); });
+    if (!fitting.empty()) return fitting;
+  }
+  return {};
+}
+
+Blocks Candidates::FittingByAddress(const Evidence& evidence, BlockId scope) {
+  constexpr std::size_t kFew = 4;
+  const TemplateLine& opening = *evidence.opening;
+  const bool one_head = !opening.was || !opening.now || opening.was->words == opening.now->words;
+  if (!evidence.is_nginx_server || opening.beginning || opening.new_beginning || !one_head) {
+    return {};
+  }
+  if (++m_sought_by_address <= kFew) return {};
+  if (m_by_address.empty()) IndexAddresses();
+  const Texts& words = opening.now ? opening.now->words : opening.was->words;
+  const auto fits = [&](const Texts& head) { return SameHead(m_dialect, head, words); };
+  for (const Texts* const addresses : {&evidence.old_addresses, &evidence.new_addresses}) {
+    Blocks fitting = Those(AllListening(*addresses, scope), fits);
     if (!fitting.empty()) return fitting;
   }
   return {};
@@ -87,6 +106,29 @@ bool Candidates::IsIn(BlockId id, BlockId scope) const {
     if (around == kWholeText || !MayBeLeftOut(m_contents, around, scope)) return false;
   }
   return true;
+}
+
+void Candidates::IndexAddresses() {
+  BlockId last = kWholeText;
+  for (const tov_document::Mark& mark : m_document.marks()) {
+    if (mark.names || mark.block == last) continue;
+    last = mark.block;
+    for (std::string& address : tov_document::ServerAddresses(m_document, last)) {
+      m_by_address[std::move(address)].push_back(last);
+    }
+  }
+}
+
+Blocks Candidates::AllListening(const Texts& addresses, BlockId scope) const {
+  std::set<BlockId> listening;
+  for (const std::string& address : addresses) {
+    const auto known = m_by_address.find(address);
+    if (known == m_by_address.end()) continue;
+    for (const BlockId id : known->second) {
+      if (id != kWholeText && IsIn(id, scope)) listening.insert(id);
+    }
+  }
+  return Blocks(listening.begin(), listening.end());
 }
 
 Blocks Candidates::Listening(const Blocks& blocks, const Texts& addresses) const {

@@ -4,6 +4,7 @@
 // its addresses.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -28,6 +29,11 @@ class Candidates {
   // are called. What stands in what may be left out of a template counts as standing around it.
   Blocks Fitting(const Evidence& evidence, const std::string* name, BlockId scope);
 
+  // What KeepListening would keep of those that fit, whatever they are called. None: that is for
+  // the two to tell. Cost: little, however many there are, when it has been asked more than a few
+  // times.
+  Blocks FittingByAddress(const Evidence& evidence, BlockId scope);
+
   // Whether there is one by any of the names.
   bool HasFitting(const Evidence& evidence, BlockId scope);
 
@@ -42,12 +48,16 @@ class Candidates {
   Blocks AllNamed(const std::string& name) const;
   bool IsIn(BlockId id, BlockId scope) const;
   Blocks Listening(const Blocks& blocks, const Texts& addresses) const;
+  Blocks AllListening(const Texts& addresses, BlockId scope) const;
+  void IndexAddresses();
 
   const Contents& m_contents;
   const Document& m_document;
   const Dialect m_dialect;
   HeadIndex m_heads;
   std::optional<std::unordered_map<std::string, Blocks>> m_by_name;  // none: few names are sought
+  std::size_t m_sought_by_address = 0;
+  std::unordered_map<std::string, Blocks> m_by_address;  // nginx's servers, when many are sought
 };
 
 }  // namespace edit

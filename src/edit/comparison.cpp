@@ -208,9 +208,19 @@ bool Contains(const Texts& texts, const std::string& text) {
   return std::find(texts.begin(), texts.end(), text) != texts.end();
 }
 
+Among::Among(const Texts& texts) : m_texts(texts) {
+  constexpr std::size_t kFew = 16;
+  if (texts.size() > kFew) m_set.insert(texts.begin(), texts.end());
+}
+
+bool Among::Has(const std::string& text) const {
+  return m_set.empty() ? Contains(m_texts, text) : m_set.count(text) != 0;
+}
+
 bool ShareOne(const Texts& a, const Texts& b) {
+  const Among among(b);
   return std::any_of(a.begin(), a.end(),
-                     [&b](const std::string& text) { return Contains(b, text); });
+                     [&among](const std::string& text) { return among.Has(text); });
 }
 
 }  // namespace edit

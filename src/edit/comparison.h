@@ -5,6 +5,7 @@
 
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 #include "document/document.h"
@@ -63,5 +64,16 @@ bool AreMixedOptions(const Texts& words);
 
 bool Contains(const Texts& texts, const std::string& text);
 bool ShareOne(const Texts& a, const Texts& b);
+
+// The same for one text after the other: of many texts it makes a set. They have to outlive it.
+class Among {
+ public:
+  explicit Among(const Texts& texts);
+  bool Has(const std::string& text) const;
+
+ private:
+  const Texts& m_texts;
+  std::unordered_set<std::string_view> m_set;  // empty: there are few
+};
 
 }  // namespace edit

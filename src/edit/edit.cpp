@@ -32,20 +32,30 @@ class Editor {
       : m_request(request), m_text(text), m_name(name) {}
 
   Result Run(EditReport* report) {
-    CheckSize(m_text, false);
-    const bool is_other = m_findings.refusals.empty() && RefuseOtherDialect();
     Findings unsaid;  // each line would be wrong
-    const TemplateTree tree = ReadTemplate(m_request, is_other ? unsaid : m_findings);
+    const TemplateTree tree = ReadTemplate(m_request, IsOfOtherDialect() ? unsaid : m_findings);
     return Run(tree, report);
   }
 
   // `findings` are those of the template.
   Result Run(const TemplateTree& tree, const Findings& findings) {
-    if (!RefuseOtherDialect()) m_findings = findings;
+    if (!IsOfOtherDialect()) {
+      const auto append = [](std::vector<Finding>& all, const std::vector<Finding>& more) {
+        all.insert(all.end(), more.begin(), more.end());
+      };
+      append(m_findings.refusals, findings.refusals);
+      append(m_findings.warnings, findings.warnings);
+    }
     return Run(tree, nullptr);
   }
 
  private:
+  // The first look at the text.
+  bool IsOfOtherDialect() {
+    CheckSize(m_text, false);
+    return m_findings.refusals.empty() && RefuseOtherDialect();
+  }
+
   Result Run(const TemplateTree& tree, EditReport* report) {
     if (!m_findings.refusals.empty()) {
       if (report != nullptr) *report = ReportOf(tree);

@@ -12,23 +12,26 @@ namespace {
 
 // Of names, listens and options the words count one by one.
 bool SaysAll(const Texts& values, const Texts& words) {
+  const Among among(values);
   return std::all_of(words.begin() + 1, words.end(),
-                     [&](const std::string& word) { return Contains(values, word); });
+                     [&among](const std::string& word) { return among.Has(word); });
 }
 
 // Whether one of the words is there that are only in one of these; all, when there is none such.
 bool HaveChanging(const Texts& words, const Texts& was, const Texts& now) {
   Texts changing;
   const auto add = [&changing](const Texts& from, const Texts& others) {
+    const Among among(others);
     for (const std::string& word : from) {
-      if (!Contains(others, word)) changing.push_back(word);
+      if (!among.Has(word)) changing.push_back(word);
     }
   };
   add(was, now);
   add(now, was);
   if (!changing.empty()) return ShareOne(words, changing);
+  const Among among(words);
   return std::all_of(now.begin(), now.end(),
-                     [&](const std::string& word) { return Contains(words, word); });
+                     [&among](const std::string& word) { return among.Has(word); });
 }
 
 }  // namespace

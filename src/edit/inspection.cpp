@@ -40,7 +40,9 @@ bool IsServer(const Document& document, BlockId block) {
   const std::string_view head = document.Bytes(document.blocks()[block].head);
   const bool nginx = document.dialect() == Dialect::kNginx;
   const std::size_t first = nginx || head.front() != '<' ? 0 : 1;
-  if (std::string_view("sVv\"'\\").find(head[first]) == kNowhere) return false;
+  if (head.size() <= first || std::string_view("sVv\"'\\").find(head[first]) == kNowhere) {
+    return false;
+  }
   const std::string name = document.Value(document.HeadWords(block).front());
   return tov_document::IsServer(document.dialect(), name);
 }

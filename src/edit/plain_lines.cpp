@@ -3,10 +3,10 @@
 #include "edit/plain_lines.h"
 
 #include <algorithm>
-#include <string_view>
 #include <vector>
 
 #include "edit/plan.h"
+#include "edit/text_search.h"
 
 namespace edit {
 
@@ -25,16 +25,16 @@ Step PlainLines::StepOf(std::size_t position) {
     for (std::size_t i = 0; i < m_work.LineCount(); ++i) {
       const TemplateLine& line = m_work.Line(i);
       if (m_work.IsDone(i) || !IsPlain(i) || !StatesOther(line) || line.raw) continue;
-      moves.push_back({KeyOf(m_work.dialect(), line.was->words),
-                       KeyOf(m_work.dialect(), line.now->words), !m_work.FreeLike(line.was).empty(),
-                       !m_work.FreeLike(line.now).empty()});
+      moves.push_back(
+          {KeyOf(m_work.dialect(), line.was->words), KeyOf(m_work.dialect(), line.now->words),
+           m_work.FirstFreeLike(line.was) != kNoChild, m_work.FirstFreeLike(line.now) != kNoChild});
       positions.push_back(i);
     }
     const std::vector<Step> steps = StepsOf(moves, [&](const Positions& circle) {
       Positions children;
       for (const std::size_t move : circle) {
         const TemplateLine& line = m_work.Line(positions[move]);
-        children.push_back(m_work.OwnFirst(m_work.FreeLike(line.was)).front());
+        children.push_back(m_work.FirstFreeLike(line.was));
       }
       return std::is_sorted(children.begin(), children.end());
     });
@@ -48,10 +48,12 @@ Step PlainLines::StepOf(std::size_t position) {
 void PlainLines::ClaimOld(std::size_t position) {
   if (!IsPlain(position) || StepOf(position) == Step::kStays) return;
   const TemplateLine& line = m_work.Line(position);
-  const Positions alike = m_work.OwnFirst(m_work.FreeLike(line.was));
-  if (alike.empty()) return;
-  const std::size_t child = alike.front();
-  if (!m_work.IsOwn(child) && m_work.HasOwn(m_work.FreeLike(line.now))) return;
+  const std::size_t child = m_work.FirstFreeLike(line.was);
+  if (child == kNoChild) return;
+  if (!m_work.IsOwn(child)) {
+    const std::size_t other = m_work.FirstFreeLike(line.now);
+    if (other != kNoChild && m_work.IsOwn(other)) return;
+  }
   if (!line.raw && line.was->words == line.now->words) {
     m_work.Found(position, child);
   } else {
@@ -79,18 +81,27 @@ void PlainLines::ClaimNew(std::size_t position) {
     ClaimRaw(position);
     return;
   }
-  const Positions alike = m_work.OwnFirst(m_work.FreeLike(line.now));
-  const std::size_t child = alike.empty() ? m_work.ClaimedLike(*line.now) : alike.front();
+  const std::size_t free = m_work.FirstFreeLike(line.now);
+  const std::size_t child = free == kNoChild ? m_work.ClaimedLike(*line.now) : free;
   child == kNoChild ? m_additions.ToBeAdded(position) : m_work.Found(position, child);
 }
 
 // What is put in as it is may be anything: it is there when its bytes are.
 void PlainLines::ClaimRaw(std::size_t position) {
-  const Document& document = m_work.planning().contents.document();
-  const std::string_view body = document.Bytes(document.blocks()[m_work.at()].body);
   m_work.planning().plan.raw = true;
-  const bool there = body.find(m_work.Line(position).now->text) != std::string_view::npos;
+  if (!m_raw) m_raw = RawLinesThere();
+  const bool there = m_raw->count(m_work.Line(position).now->text) != 0;
   there ? m_work.Done(position) : m_additions.ToBeAdded(position);
+}
+
+std::unordered_set<std::string_view> PlainLines::RawLinesThere() const {
+  std::vector<std::string_view> texts;
+  for (std::size_t position = 0; position < m_work.LineCount(); ++position) {
+    const TemplateLine& line = m_work.Line(position);
+    if (line.raw && line.now) texts.push_back(line.now->text);
+  }
+  const Document& document = m_work.planning().contents.document();
+  return TextsIn(document.Bytes(document.blocks()[m_work.at()].body), texts);
 }
 
 void PlainLines::ClaimBeginning(std::size_t position) {

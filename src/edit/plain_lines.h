@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <map>
 #include <optional>
+#include <string_view>
+#include <unordered_set>
 
 #include "edit/additions.h"
 #include "edit/block_work.h"
@@ -39,6 +41,7 @@ class PlainLines {
   bool IsPlain(std::size_t position) const;
   Step StepOf(std::size_t position);
   void ClaimRaw(std::size_t position);
+  std::unordered_set<std::string_view> RawLinesThere() const;
   std::size_t FirstComment(const std::optional<Written>& written, bool claimed_too) const;
 
   BlockWork& m_work;
@@ -47,6 +50,8 @@ class PlainLines {
   // What becomes of lines that change at once, by their positions; read before the first one has
   // its turn.
   std::optional<std::map<std::size_t, Step>> m_steps;
+
+  std::optional<std::unordered_set<std::string_view>> m_raw;  // RawLinesThere(), if it is known
 };
 
 }  // namespace edit

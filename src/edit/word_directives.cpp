@@ -58,9 +58,27 @@ NewWord Renamed(NewWord word, const std::string& host) {
   return word;
 }
 
-bool States(const Written& written, const std::string& word) {
-  return std::any_of(written.words.begin() + 1, written.words.end(),
-                     [&](const std::string& other) { return SameLetters(other, word); });
+// The first of each.
+std::vector<std::size_t> WithoutRepetition(const std::vector<std::size_t>& numbers) {
+  std::vector<std::size_t> once;
+  std::set<std::size_t> known;
+  for (const std::size_t number : numbers) {
+    if (known.insert(number).second) once.push_back(number);
+  }
+  return once;
+}
+
+// Options are the same, whatever their signs, when neither has one, or both have.
+std::string OptionKey(const std::string& word) {
+  return (HasSign(word) ? '+' : ' ') + tov_document::Lower(WithoutSign(word));
+}
+
+std::set<std::string> LowerArguments(const Written& written) {
+  std::set<std::string> words;
+  for (std::size_t i = 1; i < written.words.size(); ++i) {
+    words.insert(tov_document::Lower(written.words[i]));
+  }
+  return words;
 }
 
 }  // namespace
@@ -100,8 +118,12 @@ WordDirectives::WordDirectives(const Document& document, BlockId block,
     directive.stated.assign(directive.words.size(), false);
     m_by_child.emplace(i, m_directives.size());
     m_by_address[Address(directive.words)].insert(m_directives.size());
+    for (std::size_t word = 1; role == Role::kNames && word < directive.words.size(); ++word) {
+      m_by_name[Normal(directive.words[word].value)].insert(m_directives.size());
+    }
     m_directives.push_back(std::move(directive));
   }
+  m_names.resize(m_directives.size());
 }
 
 const WordDirectives::Directive* WordDirectives::Of(std::size_t child) const {
@@ -141,39 +163,118 @@ std::string WordDirectives::Normal(const std::string& name) const {
   return tov_document::NormalName(m_dialect, name);
 }
 
-// The directives in which a name of a line may stand, those of the line's own name first.
-WordDirectives::Pointers WordDirectives::Naming(const std::string& name, bool aliases) {
+// The directives of a line's own name.
+WordDirectives::Pointers WordDirectives::Naming(const std::string& name) {
   Pointers own;
-  Pointers others;
   for (Directive& directive : m_directives) {
-    const std::string& other = directive.words.front().value;
-    if (SameName(m_dialect, other, name)) {
-      own.push_back(&directive);
-    } else if (aliases && SameName(m_dialect, name, "ServerName") &&
-               SameName(m_dialect, other, "ServerAlias")) {
-      others.push_back(&directive);
-    }
+    if (SameName(m_dialect, directive.words.front().value, name)) own.push_back(&directive);
   }
-  own.insert(own.end(), others.begin(), others.end());
   return own;
 }
 
-std::optional<WordDirectives::Spot> WordDirectives::SpotOf(const Pointers& naming,
-                                                           const std::string& name,
-                                                           bool stated_too) const {
-  for (Directive* const directive : naming) {
-    for (std::size_t i = 1; i < directive->words.size(); ++i) {
-      if (directive->stated[i] && !stated_too) continue;
-      if (Normal(directive->words[i].value) == Normal(name)) return Spot{directive, i};
-    }
+// Whether a name of a line of another directive may stand in this one.
+bool WordDirectives::IsAlias(const Directive& directive, const std::string& name) const {
+  return SameName(m_dialect, name, "ServerName") &&
+         SameName(m_dialect, directive.words.front().value, "ServerAlias");
+}
+
+WordDirectives::Names& WordDirectives::NamesOf(std::size_t number) {
+  Names& names = m_names[number];
+  if (std::exchange(names.known, true)) return names;
+  names.words.clear();
+  const Words& words = m_directives[number].words;
+  for (std::size_t i = 1; i < words.size(); ++i) names.words[Normal(words[i].value)].insert(i);
+  return names;
+}
+
+std::optional<WordDirectives::Spot> WordDirectives::SpotIn(std::size_t number,
+                                                           const std::string& normal,
+                                                           bool stated_too) {
+  Directive& directive = m_directives[number];
+  const Names& names = NamesOf(number);
+  const auto known = names.words.find(normal);
+  if (known == names.words.end()) return std::nullopt;
+  for (const std::size_t word : known->second) {
+    if (stated_too || !directive.stated[word]) return Spot{&directive, word};
   }
   return std::nullopt;
+}
+
+// Where a name of a line stands: in the first directive of the line's own name that has it, else in
+// the first alias.
+std::optional<WordDirectives::Spot> WordDirectives::SpotOf(const std::string& directive,
+                                                           bool aliases, const std::string& name,
+                                                           bool stated_too) {
+  const std::string normal = Normal(name);
+  const auto known = m_by_name.find(normal);
+  if (known == m_by_name.end()) return std::nullopt;
+  std::optional<Spot> alias;
+  for (const std::size_t number : known->second) {
+    const Directive& each = m_directives[number];
+    const bool own = SameName(m_dialect, each.words.front().value, directive);
+    if (!own && (!aliases || alias || !IsAlias(each, directive))) continue;
+    const auto spot = SpotIn(number, normal, stated_too);
+    if (spot && own) return spot;
+    if (spot) alias = spot;
+  }
+  return alias;
+}
+
+void WordDirectives::Rename(const Spot& spot, const NewWord& word) {
+  const std::size_t number = NumberOf(*spot.directive);
+  NewWord& renamed = spot.directive->words[spot.word];
+  Names& names = NamesOf(number);
+  names.words[Normal(renamed.value)].erase(spot.word);
+  renamed = word;
+  names.words[Normal(word.value)].insert(spot.word);
+  m_by_name[Normal(word.value)].insert(number);
+}
+
+void WordDirectives::AddName(Directive& directive, const NewWord& word) {
+  const std::size_t number = NumberOf(directive);
+  NamesOf(number).words[Normal(word.value)].insert(directive.words.size());
+  m_by_name[Normal(word.value)].insert(number);
+  Insert(directive, directive.words.size(), word);
+}
+
+// From now on the word is not found any more.
+void WordDirectives::Drop(const Spot& spot, Going& going) {
+  const std::size_t number = NumberOf(*spot.directive);
+  NamesOf(number).words[Normal(spot.directive->words[spot.word].value)].erase(spot.word);
+  going[number].insert(spot.word);
+}
+
+void WordDirectives::Erase(const Going& going) {
+  for (const auto& [number, words] : going) {
+    Directive& directive = m_directives[number];
+    Words left;
+    std::vector<bool> stated;
+    for (std::size_t i = 0; i < directive.words.size(); ++i) {
+      if (words.count(i) != 0) continue;
+      left.push_back(std::move(directive.words[i]));
+      stated.push_back(directive.stated[i]);
+    }
+    directive.words = std::move(left);
+    directive.stated = std::move(stated);
+    m_names[number].known = false;
+  }
+}
+
+// All of its words.
+void WordDirectives::Replace(Directive& directive, Words words) {
+  const std::size_t number = NumberOf(directive);
+  directive.words = std::move(words);
+  directive.stated.assign(directive.words.size(), true);
+  m_names[number].known = false;
+  for (std::size_t i = 1; i < directive.words.size(); ++i) {
+    m_by_name[Normal(directive.words[i].value)].insert(number);
+  }
 }
 
 std::optional<WordDirectives::Spot> WordDirectives::SpotOfName(const Line& line,
                                                                const std::string& name,
                                                                bool stated_too) {
-  return SpotOf(Naming(line.now->words.front(), true), name, stated_too);
+  return SpotOf(line.now->words.front(), true, name, stated_too);
 }
 
 std::vector<std::vector<Step>> WordDirectives::StepsOfNames(const std::vector<Line>& lines) {
@@ -222,57 +323,59 @@ std::vector<std::vector<Step>> WordDirectives::StepsOfNames(const std::vector<Li
 
 WordDirectives::Outcome WordDirectives::StateNames(const Written& was, const Written& now,
                                                    const std::vector<Step>& steps) {
-  const Pointers naming = Naming(now.words.front(), true);
-  Pointers touched;
+  const std::string& own = now.words.front();
+  Directive* touched = nullptr;  // the first one
+  Going going;
   std::vector<std::size_t> changed;
   for (std::size_t i = 1; i < was.words.size(); ++i) {
-    const auto spot = SpotOf(naming, was.words[i], false);
+    const auto spot = SpotOf(own, true, was.words[i], false);
     if (!spot) continue;
-    touched.push_back(spot->directive);
+    if (touched == nullptr) touched = spot->directive;
     if (steps[i] == Step::kStays) continue;
     const std::optional<NewWord> wanted =
         i < now.words.size() ? std::optional(NewWord{now.words[i], now.spelled[i]}) : std::nullopt;
-    if (ChangeName(naming, *spot, was.words[i], wanted, steps[i])) {
+    if (ChangeName(own, *spot, was.words[i], wanted, steps[i], going)) {
       changed.push_back(spot->directive->child);
     }
   }
   for (std::size_t i = 1; i < now.words.size(); ++i) {
-    const auto spot = SpotOf(naming, now.words[i], true);
+    const auto spot = SpotOf(own, true, now.words[i], true);
     if (spot) {
       spot->directive->stated[spot->word] = true;
-      touched.push_back(spot->directive);
-    } else if (!touched.empty()) {
-      Insert(*touched.front(), touched.front()->words.size(), {now.words[i], now.spelled[i]});
-      changed.push_back(touched.front()->child);
+      if (touched == nullptr) touched = spot->directive;
+    } else if (touched != nullptr) {
+      AddName(*touched, {now.words[i], now.spelled[i]});
+      changed.push_back(touched->child);
     }
   }
-  if (touched.empty()) return {};
-  if (changed.empty()) return OutcomeOf(*touched.front(), false);
-  return {Kind::kChanged, changed};
+  Erase(going);
+  if (touched == nullptr) return {};
+  if (changed.empty()) return OutcomeOf(*touched, false);
+  return {Kind::kChanged, WithoutRepetition(changed)};
 }
 
 // The name that a line has called `was` becomes what it `wanted`; none: it goes. False: it is that.
-bool WordDirectives::ChangeName(const Pointers& naming, const Spot& spot, const std::string& was,
-                                const std::optional<NewWord>& wanted, Step step) {
-  NewWord& word = spot.directive->words[spot.word];
+bool WordDirectives::ChangeName(const std::string& own, const Spot& spot, const std::string& was,
+                                const std::optional<NewWord>& wanted, Step step, Going& going) {
+  const NewWord& word = spot.directive->words[spot.word];
   if (wanted && Normal(wanted->value) == Normal(was)) {
     spot.directive->stated[spot.word] = true;
     // Only the scheme or the port of a ServerName changes.
     if (word.value != was || SameLetters(was, wanted->value)) return false;
-    word = *wanted;
+    Rename(spot, *wanted);
     return true;
   }
   // A ServerName has one name, alias or not.
   const bool only = SameName(m_dialect, spot.directive->words.front().value, "ServerName");
   const bool may_change =
-      wanted && (only || step == Step::kMoves || !SpotOf(naming, wanted->value, true));
+      wanted && (only || step == Step::kMoves || !SpotOf(own, true, wanted->value, true));
   if (!may_change) {
-    Erase(*spot.directive, spot.word);
+    Drop(spot, going);
     return true;
   }
   const bool has_more =
       only && !IsBare(word.value) && IsBare(was) && IsBare(wanted->value) && IsPlain(wanted->value);
-  word = has_more ? Renamed(word, wanted->value) : *wanted;
+  Rename(spot, has_more ? Renamed(word, wanted->value) : *wanted);
   spot.directive->stated[spot.word] = true;
   return true;
 }
@@ -312,21 +415,21 @@ WordDirectives::Outcome WordDirectives::WholeFor(Pointers fitting, const Written
     return several;
   }
   Directive& directive = *fitting.front();
-  directive.words = WordsOf(now);
-  directive.words.front() = directive.before.front();
-  directive.stated.assign(directive.words.size(), true);
+  Words words = WordsOf(now);
+  words.front() = directive.before.front();
+  Replace(directive, std::move(words));
   return OutcomeOf(directive, true);
 }
 
 WordDirectives::Outcome WordDirectives::StateAllNames(const std::string& old_fixed,
                                                       const std::string& new_fixed,
                                                       const Written& now) {
-  const Pointers own = Naming(now.words.front(), false);
+  const Pointers own = Naming(now.words.front());
   if (old_fixed.empty()) return WholeFor(own, now);
   for (const std::string* const fixed : {&old_fixed, &new_fixed}) {
     Pointers fitting;
     for (Directive* const directive : own) {
-      if (SpotOf({directive}, *fixed, true)) fitting.push_back(directive);
+      if (SpotIn(NumberOf(*directive), Normal(*fixed), true)) fitting.push_back(directive);
     }
     if (!fitting.empty()) return WholeFor(std::move(fitting), now);
   }
@@ -349,15 +452,16 @@ WordDirectives::Outcome WordDirectives::FindAllNames(const std::string& directiv
 }
 
 std::vector<std::size_t> WordDirectives::RemoveNames(const Written& written) {
-  const Pointers naming = Naming(written.words.front(), false);
+  Going going;
   std::vector<std::size_t> changed;
   for (std::size_t i = 1; i < written.words.size(); ++i) {
-    while (const auto spot = SpotOf(naming, written.words[i], false)) {
-      Erase(*spot->directive, spot->word);
+    while (const auto spot = SpotOf(written.words.front(), false, written.words[i], false)) {
+      Drop(*spot, going);
       changed.push_back(spot->directive->child);
     }
   }
-  return changed;
+  Erase(going);
+  return WithoutRepetition(changed);
 }
 
 // --- Addresses ---
@@ -543,40 +647,47 @@ std::vector<std::size_t> WordDirectives::RemoveAddress(const Written& written) {
 
 // Of several Options the last one counts.
 WordDirectives::Outcome WordDirectives::StateOptions(const Written& was, const Written& now) {
-  const Pointers all = Naming(now.words.front(), false);
+  const Pointers all = Naming(now.words.front());
   if (all.empty()) return {};
   Directive& directive = *all.back();
   const Words before = directive.words;
-  for (std::size_t i = directive.words.size(); i-- > 1;) {
-    const std::string& word = directive.words[i].value;
-    if (!directive.stated[i] && States(was, word) && !States(now, word)) Erase(directive, i);
+  const std::set<std::string> old_words = LowerArguments(was);
+  const std::set<std::string> new_words = LowerArguments(now);
+  Going going;
+  for (std::size_t i = 1; i < directive.words.size(); ++i) {
+    const std::string word = tov_document::Lower(directive.words[i].value);
+    const bool goes = old_words.count(word) != 0 && new_words.count(word) == 0;
+    if (!directive.stated[i] && goes) going[NumberOf(directive)].insert(i);
+  }
+  Erase(going);
+  std::unordered_map<std::string, std::size_t> known;
+  for (std::size_t i = 1; i < directive.words.size(); ++i) {
+    known.emplace(OptionKey(directive.words[i].value), i);
   }
   for (std::size_t i = 1; i < now.words.size(); ++i) {
-    const auto same =
-        std::find_if(directive.words.begin() + 1, directive.words.end(), [&](const NewWord& word) {
-          return SameLetters(WithoutSign(word.value), WithoutSign(now.words[i])) &&
-                 HasSign(word.value) == HasSign(now.words[i]);
-        });
-    if (same == directive.words.end()) {
+    const auto [same, is_new] = known.emplace(OptionKey(now.words[i]), directive.words.size());
+    if (is_new) {
       Insert(directive, directive.words.size(), {now.words[i], now.spelled[i]});
       continue;
     }
-    directive.stated[static_cast<std::size_t>(same - directive.words.begin())] = true;
-    if (!SameLetters(same->value, now.words[i])) *same = {now.words[i], now.spelled[i]};
+    directive.stated[same->second] = true;
+    NewWord& word = directive.words[same->second];
+    if (!SameLetters(word.value, now.words[i])) word = {now.words[i], now.spelled[i]};
   }
   return OutcomeOf(directive, !SameValues(directive.words, before));
 }
 
 std::vector<std::size_t> WordDirectives::RemoveOptions(const Written& written) {
+  const std::set<std::string> words = LowerArguments(written);
   std::vector<std::size_t> changed;
-  for (Directive* const directive : Naming(written.words.front(), false)) {
-    bool found = false;
-    for (std::size_t i = directive->words.size(); i-- > 1;) {
-      if (directive->stated[i] || !States(written, directive->words[i].value)) continue;
-      Erase(*directive, i);
-      found = true;
+  for (Directive* const directive : Naming(written.words.front())) {
+    Going going;
+    for (std::size_t i = 1; i < directive->words.size(); ++i) {
+      const bool goes = words.count(tov_document::Lower(directive->words[i].value)) != 0;
+      if (goes && !directive->stated[i]) going[NumberOf(*directive)].insert(i);
     }
-    if (found) changed.push_back(directive->child);
+    Erase(going);
+    if (!going.empty()) changed.push_back(directive->child);
   }
   return changed;
 }

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstddef>
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
@@ -117,17 +118,35 @@ class WordDirectives {
 
   using Pointers = std::vector<Directive*>;
 
-  Pointers Naming(const std::string& name, bool aliases);
-  std::optional<Spot> SpotOf(const Pointers& naming, const std::string& name,
-                             bool stated_too) const;
+  // Where in a directive its names stand, by what they are in their normal form.
+  struct Names {
+    bool known = false;
+    std::unordered_map<std::string, std::set<std::size_t>> words;
+  };
+
+  // Words that go when all is found: to take one out of many moves all behind it.
+  using Going = std::map<std::size_t, std::set<std::size_t>>;  // words by directives
+
+  std::size_t NumberOf(const Directive& directive) const { return m_by_child.at(directive.child); }
+  Pointers Naming(const std::string& name);
+  bool IsAlias(const Directive& directive, const std::string& name) const;
+  Names& NamesOf(std::size_t number);
+  std::optional<Spot> SpotIn(std::size_t number, const std::string& normal, bool stated_too);
+  std::optional<Spot> SpotOf(const std::string& directive, bool aliases, const std::string& name,
+                             bool stated_too);
+  void Rename(const Spot& spot, const NewWord& word);
+  void AddName(Directive& directive, const NewWord& word);
+  void Drop(const Spot& spot, Going& going);
+  void Erase(const Going& going);
+  void Replace(Directive& directive, Words words);
   std::vector<std::size_t> WithAddress(const Words& words) const;
   Directive* ListenOn(const Written& written, bool stated_too);
   Outcome Join(Directive& directive, const Written& now, bool may_change);
   Outcome ChangeAddress(Directive& directive, const Written& was, const Written& now,
                         bool may_change);
   std::optional<Spot> SpotOfName(const Line& line, const std::string& name, bool stated_too);
-  bool ChangeName(const Pointers& naming, const Spot& spot, const std::string& was,
-                  const std::optional<NewWord>& wanted, Step step);
+  bool ChangeName(const std::string& own, const Spot& spot, const std::string& was,
+                  const std::optional<NewWord>& wanted, Step step, Going& going);
   bool SaysAddress(const Written& written) const;
   Outcome WholeFor(Pointers fitting, const Written& now);
   std::string Normal(const std::string& name) const;
@@ -144,8 +163,11 @@ class WordDirectives {
   std::vector<Directive> m_directives;
   std::unordered_map<std::size_t, std::size_t> m_by_child;
 
-  // By addresses that they have, or had: what becomes of one is looked at when it is found.
+  // By addresses, or names, that they have, or had: what becomes of one is looked at when it is
+  // found.
   std::unordered_map<std::string, std::set<std::size_t>> m_by_address;
+  std::unordered_map<std::string, std::set<std::size_t>> m_by_name;
+  std::vector<Names> m_names;  // by directives
 };
 
 }  // namespace edit
