@@ -46,7 +46,13 @@ const std::string& BlockWork::NameOf(const TemplateLine& line) const {
 }
 
 Role BlockWork::RoleOfLine(const TemplateLine& line) const {
-  return line.raw ? Role::kPlain : RoleOf(m_dialect, NameOf(line));
+  if (line.raw) return Role::kPlain;
+  const Role role = RoleOf(m_dialect, NameOf(line));
+  // A raw value may leave nothing of the argument that the others are compared by.
+  const bool compares = role == Role::kAddress || (role == Role::kNames && line.beginning &&
+                                                   line.beginning->words.size() > 1);
+  const bool is_bare = line.now && line.now->words.size() < 2;
+  return compares && is_bare ? Role::kPlain : role;
 }
 
 bool BlockWork::IsTaken(std::size_t position, Kind kind) const {

@@ -647,6 +647,39 @@ TEST(AValueOfAnOpeningLine, IsOneWordOfIt) {
                   "'v'"}});
 }
 
+TEST(ARawValue, MayLeaveNothingOfALine) {
+  const auto raw = [](Request& request) { request.raw = {"v"}; };
+  const auto edited = [&](const std::string& there, const std::string& line,
+                          const std::string& expected) {
+    return Case{line,
+                With(kSite, "a;\n", "a;\n\t" + there + "\n"),
+                Server(line + "\n"),
+                {{"v", "b", ""}, {"w", kNone, ""}},
+                With(kSite, "a;\n", "a;\n\t" + expected + "\n"),
+                raw};
+  };
+  // The same once more does not find what has no argument any more.
+  for (const Case& c : {edited("listen b;", "listen {% $v %};", "listen;"),
+                        edited("listen bb;", "listen {% $v %}{% $v %};", "listen;"),
+                        edited("set b;", "set {% $v %};", "set;")}) {
+    SCOPED_TRACE(c.name);
+    EXPECT_EQ(EditedText(RequestOf(Dialect::kNginx, c), c.config), c.expected);
+  }
+  for (const std::string line :
+       {"listen {% $v %} [% $w %];", "server_name {% $v %} [% $w %];", "server_name {% $v %};"}) {
+    for (const std::string there : {"listen b;", "server_name b;", "listen b ssl;"}) {
+      SCOPED_TRACE(line + there);
+      const Case c = edited(there, line, "");
+      const Result result = Edit(RequestOf(Dialect::kNginx, c), c.config, "site.conf");
+      if (!result.refusals.empty()) {
+        EXPECT_EQ(result.text, c.config);
+      }
+      EXPECT_EQ(Explain(RequestOf(Dialect::kNginx, c), c.config, "site.conf").result.text,
+                result.text);
+    }
+  }
+}
+
 TEST(ARawValueOfAnOpeningLine, LeavesItOne) {
   const auto raw = [](Request& request) { request.raw = {"v"}; };
   const auto refused = [&](const std::string& name, const std::string& text,
