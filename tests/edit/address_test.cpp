@@ -744,6 +744,14 @@ TEST(ARename, FindsTheOldNameOrTheNewOne) {
                 names, "server {\n  server_name x b y;\n}\n"},
                {"both in one block", "server {\n  server_name a b;\n}\n", text, names,
                 "server {\n  server_name b;\n}\n"}});
+  const auto done = [&](const std::string& name, const std::string& line) {
+    const std::string config = "server {\n  server_name b;\n  " + line +
+                               "\n}\nserver {\n  listen 81;\n  server_name a;\n  root /c;\n}\n";
+    return Case{name, config, With(text, "}\n", line + "\n}\n"), names, config};
+  };
+  ExpectEdits(Dialect::kNginx,
+              {done("it is done already, and another site has kept the old name", "root /a;"),
+               done("... which a block inside tells", "location /x {\n  }")});
   ExpectRefusals(
       Dialect::kNginx,
       {{"none", "server {\n  server_name x;\n}\n", text, names, "unmatched-section",

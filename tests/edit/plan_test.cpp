@@ -812,14 +812,15 @@ TEST(LinesOfABranchNotTaken, HaveToBeThereWhenAsked) {
                                     "site.template:4:1:",
                                     "there is no 'location / {' in site.conf. It was to be removed",
                                     exist}}));
-  ExpectRefusals(Dialect::kApache, EachSaid(Host, {{"a rewrite rule",
-                                                    "\tRewriteRule ^b /b\n",
-                                                    Untaken("RewriteRule ^a /a\n"),
-                                                    {},
-                                                    "not-found",
-                                                    "site.template:4:1:",
-                                                    "'RewriteRule ^a /a'",
-                                                    exist}}));
+  ExpectRefusals(Dialect::kApache,
+                 EachSaid(Host, {{"a rewrite rule",
+                                  "\tRewriteRule ^b /b\n",
+                                  Untaken("RewriteCond %{HTTPS} on\nRewriteRule ^a /a\n"),
+                                  {},
+                                  "not-found",
+                                  "site.template:5:1:",
+                                  "'RewriteRule ^a /a'",
+                                  exist}}));
   for (const std::string there : {"root /a;\n", "# note\n", "location / {\n}\n"}) {
     const Case goes = {"", Server(there), Server(Untaken(there)), {}, "", exist};
     EXPECT_EQ(EditedText(RequestOf(Dialect::kNginx, goes), goes.config), Server("")) << there;
@@ -1388,6 +1389,11 @@ TEST(Names, OfABranchNotTakenGoOneByOne) {
                    {},
                    "\tServerAlias w.a\n\tServerAlias y\n"},
                   {"one that is not there", aliases, Untaken("ServerAlias z\n"), {}, aliases},
+                  {"all of a directive with this one, by a trailing place",
+                   aliases,
+                   Untaken("ServerAlias w.a [% $x %]\n"),
+                   {},
+                   "\tServerAlias y\n"},
                   {"all of a directive, by a trailing place",
                    "\tServerAlias w.a x\n",
                    Untaken("ServerAlias [% $x %]\n"),
@@ -1569,6 +1575,11 @@ TEST(Options, AreComparedWordByWord) {
              {},
              "\tOptions -Indexes\n\tOptions +Includes +FollowSymLinks\n"},
             {"there are none", "", "Options Indexes\n", {}, "\tOptions Indexes\n"},
+            {"there are none, and two lines state some",
+             "",
+             "Options Indexes\nOptions indexes FollowSymLinks\n",
+             {},
+             "\tOptions Indexes FollowSymLinks\n"},
             {"all words, by a trailing place",
              "\tOptions +Includes\n",
              "Options [% $o %]\n",
