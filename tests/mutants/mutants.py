@@ -106,7 +106,9 @@ def errors(unit):
             for error in unit.diagnostics if error.severity >= Diagnostic.Error]
 
 
-def limit_memory():
+# Tests send signals, too, which a shell ignores for what it runs in the background.
+def before_test():
+    signal.signal(signal.SIGINT, signal.SIG_DFL)
     resource.setrlimit(resource.RLIMIT_AS, (MOST_MEMORY, MOST_MEMORY))
 
 
@@ -297,10 +299,11 @@ class Copy:
     def passes(self, test, mutant):
         path = next(path for path in self.build.glob(f"tests/**/{test}") if path.is_file())
         with tempfile.TemporaryDirectory(dir=self.build, ignore_cleanup_errors=True) as temporary:
+            os.chmod(temporary, 0o755)  # other users edit there, too
             running = subprocess.Popen(
                 [path, "--gtest_brief=1", "--gtest_fail_fast"], cwd=self.build,
                 start_new_session=True, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                stderr=subprocess.DEVNULL, preexec_fn=limit_memory,
+                stderr=subprocess.DEVNULL, preexec_fn=before_test,
                 env={**os.environ, "MUTANT": mutant, "RC_PARAMS": "seed=1", "TMPDIR": temporary})
             try:
                 return running.wait(self.limits.get(test)) == 0
