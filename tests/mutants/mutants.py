@@ -50,7 +50,8 @@ PARTS = {
         "edit_alike_test", "repetition_test"],
     "src/update": [
         "explained_output_test", "server_warnings_test", "shell_command_test",
-        "server_commands_test", "overtaken_update_test", "file_update_test", "memory_update_test",
+        "server_commands_test", "overtaken_update_test", "host_process_test",
+        "cancelled_update_test", "file_update_test", "update_threads_test", "memory_update_test",
         "cli_apply_test", "cli_failing_machine_test", "interrupted_update_test"],
 }
 
