@@ -54,7 +54,7 @@ class Finding(_Record):
     """What speaks against an edit, or should be known about it.
 
     str() is the whole of it for people, with what makes the edit all the same and its name:
-    "site.template:2:1: 'server {' may be each of ... [ambiguous]".
+    "site.template:2:1: 'server {' fits several blocks: ... [ambiguous]".
 
     name: Of the kind: "ambiguous". docs/warnings.md explains each.
     message: What is wrong, without its place.

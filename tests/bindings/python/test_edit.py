@@ -220,7 +220,7 @@ def test_a_refusal_says_what_is_wrong_and_what_to_do():
     assert finding.remedies == ("all",)
     assert not finding.can_be_forced
     assert str(error) == str(finding)
-    assert str(error).startswith("site.template:1:1: 'server {' may be each of site.conf:1:1")
+    assert str(error).startswith("site.template:1:1: 'server {' fits several blocks: site.conf:1:1")
     assert str(error).endswith("; all=True edits all of them [ambiguous]")
 
 
