@@ -16,7 +16,7 @@ ROOT = Path(__file__).resolve().parents[3]
 def blocks_of(page):
     """The fenced blocks of a page, each with its language and the last file linked before it."""
     text = (ROOT / "docs" / page).read_text(encoding="utf-8")
-    for match in re.finditer(r"^```(\w+)\n(.*?)^```$", text, re.MULTILINE | re.DOTALL):
+    for match in re.finditer(r"^```(\w*)\n(.*?)^```$", text, re.MULTILINE | re.DOTALL):
         links = re.findall(r"\]\(\.\./([\w./]+)\)", text[: match.start()])
         yield match[1], match[2], links[-1] if links else None
 
@@ -32,6 +32,15 @@ def test_the_page_on_python_is_true():
         engine.set_log_handler(None)
     assert outcome.attempted > 15
     assert outcome.failed == 0
+
+
+def test_the_overview_shows_one_edit_in_python(capsys):
+    blocks = {language: block for language, block, _ in reversed(list(blocks_of("../README.md")))}
+    known = {"config": blocks["nginx"], "template": blocks[""]}
+    exec(blocks["python"], known)
+    expected = known["config"].replace("/srv/a.example", "/data/a.example")
+    assert expected != known["config"]
+    assert capsys.readouterr().out == expected + "\n"
 
 
 @pytest.mark.parametrize("page", ["c.md", "ffi.md"])
