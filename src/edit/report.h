@@ -67,7 +67,7 @@ struct EditReport {
     std::vector<std::string> found;  // what stands there: "server (a.example, *:80)"
     bool created = false;
     bool renamed = false;
-    bool undecided = false;  // it may be each of several, for which the edit is refused
+    bool undecided = false;  // several blocks fit, so the edit is refused
   };
 
   std::vector<Statement> statements;
