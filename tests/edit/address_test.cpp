@@ -696,7 +696,7 @@ TEST(TheFirstName, OfALineWithAMissingValueIsMissed) {
                    {},
                    "missing-value",
                    "site.template:2:1:",
-                   "by which its block is found"},
+                   "by which the block is found"},
                   {"only the old name is known",
                    config,
                    "server {\nserver_name {% $name %};\n}\n",

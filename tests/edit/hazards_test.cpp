@@ -271,7 +271,7 @@ TEST(ANameThatIsThereAlready, IsNotGivenToASecondSite) {
         {{"o", kNone, "default_server"}},
         "collision",
         "site.conf:1:1",
-        "'server' (b, *:80) of the edited text both are the default server of *:80, and "
+        "'server' (b, *:80) both are the default server of *:80, and "
         "nginx takes one of them only"},
        {"by a new default server",
         Server("\tlisten 80 default;\n"),

@@ -1696,8 +1696,8 @@ TEST(AnotherValue, OfADirectiveThatMayStandOnceIsRefused) {
           Server,
           {{"with an old value", "\troot /hand;\n", "root {% $r %};\n", root, "other-value",
             "site.template:3:1:",
-            "'root /b;' is not there, but site.conf:3:2 'root /hand;', and the server wants one of "
-            "them only. Give the value that is there as the old one, or write a trailing place: "
+            "'root /b;' is not there, but site.conf:3:2 'root /hand;' is, and the server allows "
+            "only one. Give the value that is there as the old one, or write a trailing place: "
             "'root [% $value %];'"},
            {"without one",
             "\troot /hand;\n",

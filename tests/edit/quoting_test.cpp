@@ -162,15 +162,15 @@ TEST_F(Quoting, IsSuggestedWhereItHelps) {
     std::string line;
     std::string value;
     bool quote;
-    std::string expected;  // behind the last semicolon of the message
+    std::vector<Remedy> expected;
   };
-  const std::string raw = " --raw NAME puts it in as it is";
+  const std::vector<Remedy> raw = {Remedy::kRaw};
+  const std::vector<Remedy> quote_or_raw = {Remedy::kQuote, Remedy::kRaw};
   const Suggestion cases[] = {
-      {"a word", "index {% $v %};", "b c", false, " --quote writes it in quotes," + raw},
-      {"a part of one", "index x/{% $v %}/y;", "b c", false, " --quote writes it in quotes," + raw},
+      {"a word", "index {% $v %};", "b c", false, quote_or_raw},
+      {"a part of one", "index x/{% $v %}/y;", "b c", false, quote_or_raw},
       {"a trailing place", "index [% $v %];", "b {", false, raw},
-      {"behind a harmless one", "index {% $w %} {% $v %};", "b c", false,
-       " --quote writes it in quotes," + raw},
+      {"behind a harmless one", "index {% $w %} {% $v %};", "b c", false, quote_or_raw},
       {"a trailing place behind a harmless one", "index {% $w %} [% $v %];", "b {", false, raw},
       {"what quotes do not help", "index {% $v %};", "b\x1b", true, raw},
   };
@@ -181,8 +181,7 @@ TEST_F(Quoting, IsSuggestedWhereItHelps) {
     request.quote = c.quote;
     const Result result = Edit(request, Site(Dialect::kNginx, ""), "site.conf");
     ASSERT_EQ(result.refusals.size(), 1U) << AllOf(result.refusals);
-    const std::string& message = result.refusals[0].message;
-    EXPECT_EQ(message.substr(message.rfind(';') + 1), c.expected) << message;
+    EXPECT_EQ(result.refusals[0].remedies, c.expected) << Shown(result.refusals[0]);
   }
 }
 

@@ -168,7 +168,7 @@ TEST(ServerAddress, OfSeveralServersIsRefused) {
         {},
         "missing-value",
         "site.template:3:2:",
-        "a value of this line is missing, by which its block is found"}});
+        "a value is missing in the line by which the block is found"}});
 }
 
 TEST(ServerAddress, LeadsToADirectiveOverSeveralLines) {

@@ -111,8 +111,7 @@ void ExpectRefused(Dialect dialect, const Beside (&all)[kSize], const std::strin
                    const std::string& closing) {
   for (const Beside& beside : all) {
     SaidCase c = SaidOf(beside, opening, closing, "other-value");
-    c.part +=
-        ", and the server wants one of them only. Give the value that is there as the old one";
+    c.part += " is, and the server allows only one. Give the value that is there as the old one";
     const std::string advice = beside.advice;
     c.part += advice.empty() ? " of a full place" : ", or write a trailing place: '" + advice + "'";
     ExpectRefusals(dialect, {c});

@@ -332,12 +332,14 @@ TEST(ValuesThatLeaveTheirPlacesTogether, AreRefused) {
   const std::string attack = "1.1.1.1; location /x { alias /etc/; } #";
   ExpectRefused(
       Dialect::kNginx, config,
-      {refused("two directives each", "allow {% $v %}; # {% $w %}", attack, attack, "'v' makes"),
-       refused("the same in one line", "index {% $v %} {% $w %};", attack, attack, "'v', 'w' make"),
+      {refused("two directives each", "allow {% $v %}; # {% $w %}", attack, attack,
+               "'v' does not stay"),
+       refused("the same in one line", "index {% $v %} {% $w %};", attack, attack,
+               "'v', 'w' do not stay"),
        refused("a quote that the other one closes", "index {% $v %} {% $w %};", "\"x", "y\"",
-               "the value 'v' makes"),
+               "the value 'v' does not stay"),
        refused("an escape before the end of the quotes", "index \"{% $v %}\" \"{% $w %}\";", "x\\",
-               " evil", "the value 'v' makes")});
+               " evil", "the value 'v' does not stay")});
 }
 
 TEST(AValueInAQuotedText, MayNotEndTheQuotes) {
@@ -935,17 +937,17 @@ TEST(StatementsThatAreNotWhatTheyLook, AreRefused) {
        refused("a trailing place that is no value", "root [% gzip %];\n", {}, "site.template:3:",
                "'[% gzip %]' is not a statement, and without '$' it is not a value"),
        refused("a comment that is none", "{# gzip #}\n", {},
-               "site.template:3:", "'{#' begins no comment"),
+               "site.template:3:", "'{#' does not begin a comment"),
        refused(
            "and beside or", "{% if $x and $y or $z %}\ngzip on;\n{% endif %}\n", {},
            "site.template:3:", "with 'and' and 'or' in one condition only its beginning counts"),
        refused("a keyword with more letters",
                "{% if $x %}\ngzip on;\n{% elseif $y %}\netag on;\n{% endif %}\n",
-               {{"x", kNone, "1"}}, "site.template:5:", "'{% elseif $y %}' is neither"),
+               {{"x", kNone, "1"}}, "site.template:5:", "'{% elseif $y %}' is not a statement"),
        refused("a keyword that is none", "{% iff $x %}\n", {},
-               "site.template:3:", "'{% iff $x %}' is neither a statement nor"),
+               "site.template:3:", "'{% iff $x %}' is not a statement, and"),
        refused("a statement behind a directive", "gzip on; {% if $x %}\n", {},
-               "site.template:3:", "'{% if $x %}' is neither a statement nor")});
+               "site.template:3:", "'{% if $x %}' is not a statement, and")});
 }
 
 TEST(Statements, MayBeWrittenInOtherWays) {

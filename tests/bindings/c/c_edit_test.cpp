@@ -139,7 +139,7 @@ TEST_F(CEdit, SaysWhyItIsRefused) {
   EXPECT_EQ(result.Get(qel_finding_name, kind, 0), "ambiguous");
   const std::string message = result.Get(qel_finding_message, kind, 0);
   const std::string hint = result.Get(qel_finding_hint, kind, 0);
-  EXPECT_THAT(message, HasSubstr("may be each of two.conf:1:1"));
+  EXPECT_THAT(message, HasSubstr("fits several blocks: two.conf:1:1"));
   EXPECT_THAT(hint, HasSubstr("listen 80;"));
   const std::string said = result.Get(qel_finding_said, kind, 0);
   EXPECT_THAT(said, testing::StartsWith("site.template:1:1: " + message));
