@@ -60,8 +60,7 @@ TEST(AFinding, SaysWhatIsWrongAndWhatToDoApart) {
        "server {\nroot /b;\n}\n",
        {},
        "other-value",
-       "'root /b;' is not there, but site.conf:2:1 'root /a;', and the server wants one of them "
-       "only",
+       "'root /b;' is not there, but site.conf:2:1 'root /a;' is, and the server allows only one",
        "Give the value that is there as the old one, or write a trailing place: 'root [% $value "
        "%];'",
        "site.template:2:1 | site.conf:2:1",
