@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "edit/file_importer.h"
+#include "edit/inspect.h"
 #include "edit/lint.h"
 #include "parts.h"
 #include "report/json.h"
@@ -181,6 +182,48 @@ class PythonRequest {
   const std::optional<Dialect> m_dialect;  // none: to be guessed
 };
 
+// --- Inspect ---
+
+py::tuple StrsOf(const std::vector<std::string>& texts) {
+  py::tuple strs(texts.size());
+  for (std::size_t i = 0; i < texts.size(); ++i) strs[i] = StrOf(texts.at(i));
+  return strs;
+}
+
+// The arguments of the package's class Block.
+py::tuple TupleOf(const edit::Inspection::Block& block) {
+  return py::make_tuple(StrOf(block.name), StrsOf(block.arguments), block.line, block.column,
+                        block.end_line, block.parent, block.depth, block.opaque, block.is_server,
+                        StrsOf(block.names), StrsOf(block.addresses));
+}
+
+// The arguments of the package's class Directive.
+py::tuple TupleOf(const edit::Inspection::Directive& directive) {
+  return py::make_tuple(StrOf(directive.name), StrsOf(directive.arguments), directive.line,
+                        directive.column, directive.end_line, directive.block);
+}
+
+template <class Item>
+py::list TuplesOf(const std::vector<Item>& items) {
+  py::list tuples;
+  for (const Item& item : items) tuples.append(TupleOf(item));
+  return tuples;
+}
+
+// The dialect, blocks, directives, the error or None, and warnings.
+py::tuple Inspect(const Text& text, const Text& name,
+                  const std::optional<std::string>& dialect_name) {
+  const std::optional<Dialect> named = DialectNamed(dialect_name);
+  const Dialect dialect = named ? *named : DialectOf(text.bytes, name.bytes, "");
+  edit::Inspection inspection;
+  WithoutGil([&] { inspection = edit::Inspect(dialect, text.bytes, name.bytes); });
+  py::object error = py::none();
+  if (inspection.error) error = ObjectOf(report::Json(*inspection.error));
+  return py::make_tuple(NameOf(dialect), TuplesOf(inspection.blocks),
+                        TuplesOf(inspection.directives), error,
+                        ObjectOf(report::Json(inspection.warnings)));
+}
+
 std::optional<std::string> GuessDialect(const Text& text) {
   const std::optional<Dialect> dialect = tov_document::GuessDialect(text.bytes);
   if (!dialect) return std::nullopt;
@@ -199,6 +242,7 @@ void DefineEdit(py::module_& module) {
       .def("explain", &PythonRequest::Explain)
       .def("lint", &PythonRequest::Lint);
   module.def("guess_dialect", GuessDialect);
+  module.def("inspect", Inspect);
   py::module_::import("atexit").attr("register")(py::cpp_function(EndImports));
 }
 

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// The facade: edits a configuration by a template.
+// The facade of the engine: edits a configuration by a template, line by line.
+//
+// It drops all blank lines, and leaves protection to its caller: it takes the first block that
+// fits, puts values in as they are, and does without a word what a template comes to that does not
+// fit. For files that people have written there is the careful edit, edit/edit.h.
 #pragma once
 
 #include <memory>
@@ -26,13 +30,18 @@ namespace tov_template {
 // request take a new parser over a new dialect object. A new parser over the same dialect object
 // may only be made when the one before is gone, see BaseConfig.
 //
-// Copies are handles on one and the same parser. A parser and its copies are used by one thread at
-// a time; different parsers do not disturb one another.
+// Copies are handles on one and the same parser, also those that are made where it might be moved
+// from: there is no parser without a configuration. A parser and its copies are used by one thread
+// at a time; different parsers do not disturb one another.
 class ParserTemplate {
  public:
   // Reads the configuration that `config` holds. `config` must not be null; it is shared, and
   // edited by ApplyTemplate.
   QELTEMPLATE_EXPORT explicit ParserTemplate(const std::shared_ptr<BaseConfig>& config);
+
+  ParserTemplate(const ParserTemplate&) = default;
+  ParserTemplate& operator=(const ParserTemplate&) = default;
+  ~ParserTemplate() = default;
 
   // Sets the old and the new value of the parameter `name` (any text, also empty). A null old value
   // removes the one stored; a null new value also removes the old value stored before this call,

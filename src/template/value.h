@@ -11,13 +11,14 @@ namespace tov_template {
 struct NullValue {};
 
 // A text, or null: no value at all. Empty and null are different states; a null value has empty
-// text. A std::string, a character string or NullValue() may stand wherever a Value is expected.
+// text. A std::string, a character string or NullValue() may stand wherever a Value is expected. A
+// null pointer to characters is null, too.
 class Value {
  public:
   // Empty, not null.
   Value() = default;
   Value(const std::string& s) : m_text(s) {}
-  Value(const char* s) : m_text(s) {}  // `s` must not be a null pointer
+  Value(const char* s) : m_text(s != nullptr ? s : ""), m_null(s == nullptr) {}
   Value(const NullValue& /*tag*/) : m_null(true) {}
 
   // The text, "" for a null value.
@@ -30,8 +31,8 @@ class Value {
   bool IsNull() const { return m_null; }
 
   Value& operator=(const char* s) {
-    m_text = s;
-    m_null = false;
+    m_text = s != nullptr ? s : "";
+    m_null = s == nullptr;
     return *this;
   }
 

@@ -11,6 +11,7 @@
 #include <stdexcept>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "support/log_capture.h"
@@ -113,6 +114,17 @@ TEST(ParserTemplate, CopiesAreHandlesOnOneParser) {
 
   copy.ClearValues();
   EXPECT_EQ(parser.GetPrototype(), "");
+}
+
+TEST(ParserTemplate, OneThatIsMovedFromIsAHandleStill) {
+  ParserTemplate parser(GetConfigType("Nginx", "server {\nroot /a;\n}"));
+  ParserTemplate taken(std::move(parser));
+  parser.SetValue("root", "/a", "/b").SetTemplate("server {\nroot {% $root %};\n}");
+  EXPECT_EQ(taken.ApplyTemplate().GetConfig(), "server {\nroot /b;\n}");
+  ParserTemplate other(GetConfigType("Nginx", ""));
+  other = std::move(parser);
+  EXPECT_EQ(parser.GetConfig(), "server {\nroot /b;\n}");
+  EXPECT_EQ(other.GetConfig(), parser.GetConfig());
 }
 
 TEST(ParserTemplate, LivesAndDiesWithTheDialect) {

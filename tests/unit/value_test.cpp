@@ -31,6 +31,19 @@ TEST(Value, IsMadeFromATextOrFromNull) {
   EXPECT_EQ(Shown(Value(NullValue())), "null \"\"");
 }
 
+TEST(Value, OfANullPointerIsNull) {
+  const char* const none = nullptr;
+  EXPECT_EQ(Shown(Value(nullptr)), "null \"\"");
+  EXPECT_EQ(Shown(Value(none)), "null \"\"");
+  Value value = "x";
+  value = none;
+  EXPECT_EQ(Shown(value), "null \"\"");
+  value = "y";
+  EXPECT_EQ(Shown(value), "\"y\"");
+  value = nullptr;
+  EXPECT_EQ(Shown(value), "null \"\"");
+}
+
 TEST(Value, StandsWhereverAValueIsExpected) {
   const std::string text = "80";
   EXPECT_EQ(Shown("80"), "\"80\"");

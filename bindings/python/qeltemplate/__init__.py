@@ -21,6 +21,7 @@ says why, where, and what to write instead. The text is never edited in part.
     Request(template, values)        the same edit of any number of texts
     explain(config, template, ...)   what becomes of each line of the template, and why
     lint(template)                   what is wrong with a template
+    inspect(config)                  a configuration as its server reads it
     guess_dialect(text)              "nginx" or "apache"
     update(paths)                    replaces files: all or none, with locks, backups, the server's check
     engine                           the engine below, which protects from nothing
@@ -35,14 +36,17 @@ While the library works the GIL is released: several threads edit several config
 """
 
 from . import engine
-from ._edit import ImportedFile, Request, edit, explain, guess_dialect, lint
+from ._edit import ImportedFile, Request, edit, explain, guess_dialect, inspect, lint
 from ._errors import Cancelled, Error, Overtaken, Refused, ServerRefused, UpdateError
 from ._qeltemplate import __version__
 from ._results import (
+    Block,
     Change,
+    Directive,
     EditResult,
     Explanation,
     Finding,
+    Inspection,
     LineEvent,
     Place,
     Statement,
@@ -52,14 +56,17 @@ from ._results import (
 from ._update import File, Update, UpdateResult, update
 
 __all__ = [
+    "Block",
     "Cancelled",
     "Change",
+    "Directive",
     "EditResult",
     "Error",
     "Explanation",
     "File",
     "Finding",
     "ImportedFile",
+    "Inspection",
     "LineEvent",
     "Overtaken",
     "Place",
@@ -77,15 +84,19 @@ __all__ = [
     "engine",
     "explain",
     "guess_dialect",
+    "inspect",
     "lint",
     "update",
 ]
 
 for _class in (
+    Block,
     Change,
+    Directive,
     EditResult,
     Explanation,
     Finding,
+    Inspection,
     LineEvent,
     Place,
     Statement,

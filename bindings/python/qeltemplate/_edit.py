@@ -9,11 +9,15 @@ from typing import Any, AnyStr, Callable, Iterable, NamedTuple, Optional, Tuple,
 from . import _qeltemplate
 from ._errors import Refused
 from ._results import (
+    Block,
+    Directive,
     EditResult,
     Explanation,
     Finding,
+    Inspection,
     Place,
     explanation_of,
+    finding_of,
     findings_of,
     result_of,
 )
@@ -286,11 +290,29 @@ def lint(
     return request._lint(values is not None)
 
 
+def inspect(
+    config: Text, *, dialect: Optional[str] = None, name: Optional[Path] = None
+) -> Inspection:
+    """The text config as its server reads it: blocks, directives, and what the server would refuse."""
+    checked_text("config", config)
+    called = name_of_text("name", name, "config")
+    read_as, blocks, directives, error, warnings = _qeltemplate.inspect(
+        config, called, checked_dialect(dialect)
+    )
+    return Inspection(
+        tuple(Block(*block) for block in blocks),
+        tuple(Directive(*directive) for directive in directives),
+        None if error is None else finding_of(error),
+        findings_of(warnings),
+        read_as,
+    )
+
+
 def guess_dialect(text: Text) -> Optional[str]:
     """"nginx" or "apache", as a configuration or a template is written; None: that cannot be told."""
     return _qeltemplate.guess_dialect(checked_text("the text", text))
 
 
-for _public in (ImportedFile, Request, edit, explain, lint, guess_dialect):
+for _public in (ImportedFile, Request, edit, explain, lint, inspect, guess_dialect):
     _public.__module__ = "qeltemplate"
 del _public

@@ -234,6 +234,84 @@ class Explanation(_Record, Generic[AnyStr]):
         return "\n".join(f"{place:{width}}  {shown(text)}  # {said}" for place, text, said in lines)
 
 
+@dataclass(frozen=True, repr=False)
+class Block(_Record):
+    """A block of a configuration. str() is its opening: "server", "location /img".
+
+    name: "server", "VirtualHost".
+    arguments: As the server reads them, without quotes.
+    line: Where it opens.
+    column: Where it opens, in bytes.
+    end_line: Where it closes; None: it does not.
+    parent: The block around it, by its position among the blocks; None: there is none.
+    depth: How many blocks are around it.
+    opaque: Code in another language, which is not looked into.
+    is_server: A server's block: names and addresses are what it answers to, in normal form.
+    """
+
+    name: str
+    arguments: Tuple[str, ...] = ()
+    line: int = 1
+    column: int = 1
+    end_line: Optional[int] = None
+    parent: Optional[int] = None
+    depth: int = 0
+    opaque: bool = False
+    is_server: bool = False
+    names: Tuple[str, ...] = ()
+    addresses: Tuple[str, ...] = ()
+
+    def __str__(self) -> str:
+        return shown(" ".join((self.name, *self.arguments)))
+
+
+@dataclass(frozen=True, repr=False)
+class Directive(_Record):
+    """A directive of a configuration. str() is its words: "listen 443 ssl".
+
+    name: "listen", "DocumentRoot".
+    arguments: As the server reads them, without quotes.
+    line: Where it begins.
+    column: Where it begins, in bytes.
+    end_line: Where it ends.
+    block: The block that it stands in, by its position among the blocks; None: there is none.
+    """
+
+    name: str
+    arguments: Tuple[str, ...] = ()
+    line: int = 1
+    column: int = 1
+    end_line: int = 1
+    block: Optional[int] = None
+
+    def __str__(self) -> str:
+        return shown(" ".join((self.name, *self.arguments)))
+
+
+@dataclass(frozen=True, repr=False)
+class Inspection(_Record):
+    """A configuration as its server reads it.
+
+    blocks: In the order of the text, a block before those inside of it.
+    directives: In the order of the text.
+    error: Why the server cannot read the text from there on. Its second place is where the
+        innermost block begins that is open there.
+    warnings: What the server would refuse although it can read it, or reads otherwise than it looks.
+    dialect: "nginx" or "apache".
+    """
+
+    blocks: Tuple[Block, ...] = ()
+    directives: Tuple[Directive, ...] = ()
+    error: Optional[Finding] = None
+    warnings: Tuple[Finding, ...] = ()
+    dialect: str = ""
+
+    @property
+    def servers(self) -> Tuple[Block, ...]:
+        """The blocks of servers."""
+        return tuple(block for block in self.blocks if block.is_server)
+
+
 # --- Out of the module's dictionaries ---
 
 _Json = Mapping[str, Any]

@@ -163,6 +163,7 @@ def test_no_message_shows_a_whole_configuration():
         lambda: qeltemplate.edit(secret, secret, {}, imports=7),
         lambda: qeltemplate.lint([secret]),
         lambda: qeltemplate.guess_dialect([secret]),
+        lambda: qeltemplate.inspect([secret]),
     ]
     for call in calls:
         with pytest.raises(TypeError) as caught:
@@ -429,6 +430,44 @@ def test_lints_a_template():
     assert [finding.name for finding in qeltemplate.lint(RENAME, {})] == ["unset-value"]
 
 
+def test_inspects_a_configuration():
+    config = "http {\n" + SITE + "}\n"
+    inspection = qeltemplate.inspect(config, name="nginx.conf")
+    assert (inspection.dialect, inspection.error, inspection.warnings) == ("nginx", None, ())
+    assert [str(block) for block in inspection.blocks] == ["http", "server"]
+    (server,) = inspection.servers
+    assert server == qeltemplate.Block(
+        "server",
+        (),
+        2,
+        1,
+        end_line=7,
+        parent=0,
+        depth=1,
+        is_server=True,
+        names=("a.example",),
+        addresses=("*:80",),
+    )
+    assert inspection.directives[-1] == qeltemplate.Directive("root", ("/srv/a",), 6, 5, 6, block=1)
+    assert [str(directive) for directive in inspection.directives] == [
+        "listen 80",
+        "server_name a.example",
+        "root /srv/a",
+    ]
+
+
+def test_inspects_what_the_server_would_not_read():
+    inspection = qeltemplate.inspect(b"server {\nroot caf\xe9;\n", name="a.conf", dialect="Nginx")
+    assert inspection.blocks[0].end_line is None
+    assert inspection.directives[0].arguments == ("caf\udce9",)
+    assert inspection.error.name == "syntax-error"
+    assert [str(place) for place in inspection.error.config_places][-1] == "a.conf:1:1"
+    with pytest.raises(ValueError, match="cannot be told"):
+        qeltemplate.inspect("")
+    with pytest.raises(TypeError, match="config must be str or bytes, not int"):
+        qeltemplate.inspect(7)
+
+
 # --- Threads and memory ---
 
 
@@ -498,6 +537,7 @@ def test_nothing_is_kept():
         refusal(SITE * 2)
         qeltemplate.explain(SITE, RENAME, {"name": ("a.example", "b.example")})
         qeltemplate.lint(RENAME + "{% if $x %}\n")
+        qeltemplate.inspect(SITE + "}")
         with pytest.raises(TypeError):
             edited(SITE, IMPORTING, {"name": "a.example"}, imports=lambda *_: 7)
         # A request that its own importer refers to is a cycle, which Python finds.

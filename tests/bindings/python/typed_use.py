@@ -28,6 +28,7 @@ again: bytes = request.edit(b"x", "a.conf", refuse="return").text
 said: str = qeltemplate.explain(b"x", "y").template_lines[0].said
 explained: bytes = request.explain(b"x").result.text
 found: Tuple[qeltemplate.Finding, ...] = qeltemplate.lint("y", None)
+servers: Tuple[qeltemplate.Block, ...] = qeltemplate.inspect(b"x", dialect="nginx").servers
 dialect: Optional[str] = qeltemplate.guess_dialect(b"x")
 try:
     with qeltemplate.update(["a", Path("b")], backup="~", check="true") as files:
