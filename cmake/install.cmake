@@ -83,13 +83,21 @@ endif()
 
 # The interfaces for other languages.
 if(TARGET qeltemplate_c)
-  # A program in C need not know that there is another library beneath.
-  set_target_properties(qeltemplate_c PROPERTIES INSTALL_RPATH "$ORIGIN")
   install(TARGETS qeltemplate_c EXPORT qeltemplate_c
           FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qeltemplate
           COMPONENT c-development
           LIBRARY COMPONENT c NAMELINK_COMPONENT c-development)
   qeltemplate_install_package(qeltemplate_c "${PROJECT_DESCRIPTION}, from C" c-development)
+
+  # The modules that call it.
+  set(QELTEMPLATE_PHP_DIR ${CMAKE_INSTALL_DATADIR}/php CACHE STRING "Where PHP's classes are installed")
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/bindings/php/src/ DESTINATION ${QELTEMPLATE_PHP_DIR}/Qeltemplate
+          COMPONENT php FILES_MATCHING PATTERN *.php)
+  install(FILES ${PROJECT_SOURCE_DIR}/bindings/c/qeltemplate_ffi.h
+          DESTINATION ${QELTEMPLATE_PHP_DIR}/Qeltemplate COMPONENT php)
+  set(QELTEMPLATE_PERL_DIR ${CMAKE_INSTALL_DATADIR}/perl5 CACHE STRING "Where Perl's modules are installed")
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/bindings/perl/lib/ DESTINATION ${QELTEMPLATE_PERL_DIR}
+          COMPONENT perl FILES_MATCHING PATTERN *.pm)
 endif()
 
 if(TARGET qeltemplate_python)

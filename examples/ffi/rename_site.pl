@@ -33,8 +33,13 @@ $ffi->attach(qel_error_message => ['uint64', 'opaque'] => 'string');
 $ffi->attach(qel_error_free => ['uint64'] => 'int');
 $ffi->attach(qel_status_text => ['int'] => 'string');
 
-# A text of bytes and its size.
-sub text { return ($_[0], length $_[0]) }
+# A text and its size, both in bytes: Perl may hold a text beyond ASCII in two ways, of which C sees the
+# bytes of one.
+sub text {
+  my ($text) = @_;
+  utf8::encode($text) if utf8::is_utf8($text);
+  return ($text, length $text);
+}
 
 # Calls a function whose last argument is the error, and dies of what it answers.
 sub call {

@@ -15,6 +15,10 @@ trap 'rm -rf "$work"' EXIT
 "$@" "$config" example.com example.org >"$work/edited"
 diff "$expected" "$work/edited"
 
+# Names are bytes.
+"$@" "$config" example.com "$(printf 'caf\303\251.example')" >"$work/edited"
+sed "s/example\.org/$(printf 'caf\303\251.example')/g" "$expected" | diff - "$work/edited"
+
 if "$@" "$work/none" example.com example.org >"$work/out" 2>"$work/err"; then
   echo "a missing file is no failure" >&2
   exit 1

@@ -17,9 +17,15 @@ check() {
   "$tests/bindings/run_example.sh" "$examples/nginx/example.com.conf" "$tests/bindings/renamed.conf" "$@"
 }
 
+# check_site PROGRAM...: one that does what control panels do.
+check_site() {
+  echo "$*"
+  "$tests/bindings/run_site.sh" "$examples" "$@"
+}
+
 # one INSTALLED_FILE: where it is.
 one() {
-  find "$installed/lib" -name "$1" | grep . || {
+  find "$installed/lib" "$installed/share" -path "*/$1" | grep . || {
     echo "$1 is not installed" >&2
     exit 1
   }
@@ -52,6 +58,13 @@ c++ -std=c++17 panel.cpp $(pkg-config --cflags --libs qeltemplate_edit qeltempla
 cd "$work/c"
 cc -std=c11 rename_site.c $(pkg-config --cflags --libs qeltemplate_c) -o rename_site
 check env LD_LIBRARY_PATH="$LD_LIBRARY_PATH" ./rename_site
+cc -std=c11 site.c $(pkg-config --cflags --libs qeltemplate_c) -o site
+check_site env LD_LIBRARY_PATH="$LD_LIBRARY_PATH" ./site
+
+QELTEMPLATE_C=$(one libqeltemplate_c.so.0)
+export QELTEMPLATE_C
+check_site env PERL5LIB="$(dirname "$(one perl5/Qeltemplate.pm)")" perl "$examples/perl/site.pl"
+check_site env QELTEMPLATE_PHP="$(one Qeltemplate/autoload.php)" php "$examples/php/site.php"
 
 check env PYTHONPATH="$(dirname "$(dirname "$(one py.typed)")")" python3 "$examples/python/rename_site.py"
 for program in 'python3 rename_site.py' 'perl rename_site.pl'; do
