@@ -30,7 +30,7 @@ SOURCES = $(shell git ls-files '*.h' '*.c' '*.cpp')
 help:
 	@echo 'make demo          build, edit the example sites, show what changes, ask nginx and httpd'
 	@echo 'make test          build with warnings as errors, run every test'
-	@echo 'make bindings-test only the tests of the C interface and of the Python module'
+	@echo 'make bindings-test only the tests of the C interface and of the modules on it'
 	@echo 'make properties CASES=1000  try each property of the tests with so many new random inputs'
 	@echo 'make attacks CASES=100000  try so many values that would leave their places, and ask the servers'
 	@echo 'make document-judges CASES=2000  have the servers judge so many damaged configurations of each'
@@ -76,7 +76,7 @@ bindings-test:
 	cmake/install-packages.sh $(BINDINGS_PACKAGES)
 	cmake --preset release $(WITH_BINDINGS)
 	cmake --build --preset release --target bindings_tests
-	ctest --preset release -R '^(Bindings[.]|C(Interface|Golden|FailingMemory))'
+	ctest --preset release -R '^(Bindings[.]|EditCases[.]|C(Edit|Update|Interface|Golden|FailingMemory))'
 
 CASES = 1000
 PROPERTY_TESTS = cli/cli_explain_test edit/edit_alike_test edit/edit_engine_test \
@@ -134,7 +134,7 @@ tsan:
 MEMCHECK = valgrind --quiet --error-exitcode=1 --leak-check=full --show-leak-kinds=all \
   --errors-for-leak-kinds=all --soname-synonyms=somalloc=nouserintercepts
 MEMCHECK_TESTS = bytes_test failing_memory_test golden_test parser_template_test view_editing_test \
-  c_failing_memory_test c_golden_test c_interface_test
+  c_edit_test c_failing_memory_test c_golden_test c_interface_test c_update_test
 MEMCHECK_FUZZ_TARGETS = edits language request values
 
 valgrind:

@@ -7,6 +7,7 @@ set -eu
 
 cat <<'END'
 /* SPDX-License-Identifier: Apache-2.0 */
+/* clang-format off */
 /* Made from qeltemplate_c.h, which is the manual, by cmake/ffi-header.sh. Foreign function interfaces
  * read it as it is; of <stdint.h> and <stddef.h> they know uint64_t and size_t. */
 

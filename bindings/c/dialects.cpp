@@ -9,10 +9,22 @@
 
 namespace bindings {
 
+namespace {
+
+constexpr char kKnown[] = "apache, nginx";
+
+}  // namespace
+
 tov_document::Dialect KnownDialect(const std::string& name) {
   const std::optional<tov_document::Dialect> dialect = tov_document::DialectNamed(name);
   if (dialect) return *dialect;
-  throw tov_err::Error(With(ErrorAbout("dialect", "unknown", name), "known", "apache, nginx"));
+  throw tov_err::Error(With(ErrorAbout("dialect", "unknown", name), "known", kKnown));
+}
+
+tov_document::Dialect GuessedDialect(const std::string& text) {
+  const std::optional<tov_document::Dialect> dialect = tov_document::GuessDialect(text);
+  if (dialect) return *dialect;
+  throw tov_err::Error(With({"dialect", "unknown"}, "known", kKnown));
 }
 
 std::string EngineName(tov_document::Dialect dialect) {

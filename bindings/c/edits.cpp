@@ -16,9 +16,11 @@
 #include "dialects.h"
 #include "edit/edit.h"
 #include "edit/file_importer.h"
+#include "edit/inspection.h"
 #include "edit/lint.h"
 #include "parser.h"
 #include "qeltemplate_c.h"
+#include "report/inspection_json.h"
 #include "report/json.h"
 #include "table.h"
 #include "usage.h"
@@ -569,5 +571,20 @@ qel_status qel_lint(qel_request request, int all_values, char** json, size_t* si
     const auto given = all_values != 0 ? edit::ValuesGiven::kAll : edit::ValuesGiven::kNone;
     out.Set(report::JsonText({{"warnings", report::Json(Lint(used, given))}}));
     return qel_status{QEL_OK};
+  });
+}
+
+qel_status qel_inspect(const char* dialect, size_t dialect_size, const char* config,
+                       size_t config_size, const char* name, size_t name_size, char** json,
+                       size_t* size, qel_error* error) noexcept {
+  const TextOut out(json, size, "json");
+  return Run(error, [&] {
+    out.Require();
+    const std::string text = TextOf(config, config_size, "config");
+    const std::optional<std::string> named = OptionalTextOf(dialect, dialect_size, "dialect");
+    const edit::InspectedText inspected(
+        named ? bindings::KnownDialect(*named) : bindings::GuessedDialect(text), text,
+        TextOf(name, name_size, "name"));
+    out.Set(report::InspectionJson(inspected));
   });
 }

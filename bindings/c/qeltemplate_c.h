@@ -361,6 +361,15 @@ QEL_API qel_status qel_explain(qel_request request, const char* config, size_t c
 QEL_API qel_status qel_lint(qel_request request, int all_values, char** json, size_t* size,
                             qel_error* error) QEL_NOEXCEPT;
 
+/* The blocks and directives of a configuration as its server reads it, and what the server would
+ * refuse: what "qeltemplate inspect --json" writes. `dialect` as for qel_request_new; a null
+ * pointer: it is guessed, and QEL_UNKNOWN_DIALECT when that cannot be told. `name` stands for the
+ * configuration.
+ */
+QEL_API qel_status qel_inspect(const char* dialect, size_t dialect_size, const char* config,
+                               size_t config_size, const char* name, size_t name_size, char** json,
+                               size_t* size, qel_error* error) QEL_NOEXCEPT;
+
 /* ---- Updates of files ---- */
 
 /* An update replaces the content of files, all of them or none, so that nothing is lost whatever

@@ -1,4 +1,5 @@
 /* SPDX-License-Identifier: Apache-2.0 */
+/* clang-format off */
 /* Made from qeltemplate_c.h, which is the manual, by cmake/ffi-header.sh. Foreign function interfaces
  * read it as it is; of <stdint.h> and <stddef.h> they know uint64_t and size_t. */
 
@@ -128,6 +129,9 @@ const char* name, size_t name_size, char** json, size_t* size,
 qel_error* error);
 qel_status qel_lint(qel_request request, int all_values, char** json, size_t* size,
 qel_error* error);
+qel_status qel_inspect(const char* dialect, size_t dialect_size, const char* config,
+size_t config_size, const char* name, size_t name_size, char** json,
+size_t* size, qel_error* error);
 qel_status qel_update_new(qel_update* update, qel_error* error);
 qel_status qel_update_free(qel_update update);
 qel_status qel_update_add(qel_update update, const char* name, size_t size,

@@ -46,6 +46,7 @@ my %functions = (
   qel_edit                     => [['uint64', (@text) x 2, 'uint64*', 'uint64*'], 'int'],
   qel_explain                  => [['uint64', (@text) x 2, 'opaque*', 'size_t*', 'uint64*'], 'int'],
   qel_lint                     => [['uint64', 'int', 'opaque*', 'size_t*', 'uint64*'], 'int'],
+  qel_inspect                  => [[(@text) x 3, 'opaque*', 'size_t*', 'uint64*'], 'int'],
   qel_result_free              => [['uint64'], 'int'],
   qel_result_text              => [['uint64', 'size_t*'], 'opaque'],
   qel_result_changed           => [['uint64'], 'int'],
@@ -262,6 +263,14 @@ sub explain {
     sub { JSON::PP::decode_json(_text('qel_explain', $self->{request}, _bytes($config, $name))) });
 }
 
+sub inspect {
+  my ($class, $config, $name, %of) = @_;
+  my $dialect = delete $of{dialect};
+  Carp::croak("There is no option '$_' of inspect") for sort keys %of;
+  $name //= 'config';
+  return JSON::PP::decode_json(_text('qel_inspect', _bytes($dialect, $config, $name)));
+}
+
 sub lint {
   my ($self, %of) = @_;
   my $all = $of{all_values} ? 1 : 0;
@@ -368,6 +377,11 @@ The same, but of a refused edit the result has the reasons in C<refusals>, and t
 =head2 explain($config, $name), lint(all_values => ...)
 
 What C<qeltemplate explain --json> and C<qeltemplate lint --json> write, the latter as a list of warnings.
+
+=head2 Qeltemplate->inspect($config, $name, dialect => ...)
+
+The blocks and directives of a configuration as its server reads it: what C<qeltemplate inspect --json> writes.
+Without a dialect that is guessed.
 
 =head2 Qeltemplate->guess_dialect($text)
 

@@ -44,7 +44,7 @@ final class Edit
         Create $create = Create::IfMissing,
     ) {
         $name = $dialect instanceof Dialect ? $dialect->value : $dialect;
-        $this->request = Library::make('qel_request_new', ...$this->bytes($name, $template, $templateName));
+        $this->request = Library::make('qel_request_new', ...self::bytes($name, $template, $templateName));
         foreach ([1 => $all, 2 => $mustExist, 3 => $skipMissing, 4 => $quote] as $option => $on) {
             Library::call('qel_request_set_option', $this->request, $option, (int) $on);
         }
@@ -69,7 +69,7 @@ final class Edit
      */
     public function set(string $name, ?string $new = null, ?string $old = null): self
     {
-        Library::call('qel_request_set_value', $this->request, ...$this->bytes($name, $old, $new));
+        Library::call('qel_request_set_value', $this->request, ...self::bytes($name, $old, $new));
         return $this;
     }
 
@@ -94,7 +94,7 @@ final class Edit
     /** Lets the template import files, from nowhere out of this folder; "": from everywhere. */
     public function importBelow(string $folder): self
     {
-        Library::call('qel_request_import_below', $this->request, ...$this->bytes($folder));
+        Library::call('qel_request_import_below', $this->request, ...self::bytes($folder));
         $this->importer = null;
         return $this;
     }
@@ -113,7 +113,7 @@ final class Edit
             try {
                 $found = $find($this->string($name, $size), new Place($this->string($file, $fileSize), $line));
                 if ($found !== null) {
-                    Library::call('qel_import_found', $import, ...$this->bytes(...$found));
+                    Library::call('qel_import_found', $import, ...self::bytes(...$found));
                 }
             } catch (\Throwable $thrown) {
                 $this->thrown ??= $thrown;
@@ -133,7 +133,7 @@ final class Edit
     /** The same edit; of one that is refused the result has the reasons, and the text as it was. */
     public function attempt(string $config, string $name = 'config'): Result
     {
-        $handle = $this->guarded(fn () => Library::make('qel_edit', $this->request, ...$this->bytes($config, $name)));
+        $handle = $this->guarded(fn () => Library::make('qel_edit', $this->request, ...self::bytes($config, $name)));
         try {
             return Reader::result($handle);
         } finally {
@@ -149,7 +149,7 @@ final class Edit
     public function explain(string $config, string $name = 'config'): array
     {
         return $this->guarded(fn () => json_decode(
-            Library::text('qel_explain', $this->request, ...$this->bytes($config, $name)),
+            Library::text('qel_explain', $this->request, ...self::bytes($config, $name)),
             true,
             flags: JSON_THROW_ON_ERROR,
         ));
@@ -170,6 +170,23 @@ final class Edit
         )['warnings']);
     }
 
+    /**
+     * The blocks and directives of a configuration as its server reads it, and what the server would refuse:
+     * what "qeltemplate inspect --json" writes.
+     *
+     * @param Dialect|string|null $dialect Null: it is guessed.
+     * @return array<string, mixed>
+     */
+    public static function inspect(string $config, string $name = 'config', Dialect|string|null $dialect = null): array
+    {
+        $dialect = $dialect instanceof Dialect ? $dialect->value : $dialect;
+        return json_decode(
+            Library::text('qel_inspect', ...self::bytes($dialect, $config, $name)),
+            true,
+            flags: JSON_THROW_ON_ERROR,
+        );
+    }
+
     private function guarded(\Closure $work): mixed
     {
         $this->thrown = null;
@@ -181,7 +198,7 @@ final class Edit
     private function each(string $function, array $names): self
     {
         foreach ($names as $name) {
-            Library::call($function, $this->request, ...$this->bytes($name));
+            Library::call($function, $this->request, ...self::bytes($name));
         }
         return $this;
     }
@@ -192,7 +209,7 @@ final class Edit
     }
 
     /** @return list<string|int|null> Each text with its size. */
-    private function bytes(?string ...$texts): array
+    private static function bytes(?string ...$texts): array
     {
         $bytes = [];
         foreach ($texts as $text) {

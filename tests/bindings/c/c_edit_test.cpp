@@ -396,6 +396,29 @@ TEST(CEdits, TemplatesAreLinted) {
   EXPECT_GT(warnings(1).size(), warnings(0).size());
 }
 
+TEST(CEdits, ConfigurationsAreInspected) {
+  const auto inspected = [](const char* dialect, const char* config) {
+    CText text;
+    EXPECT_EQ(qel_inspect(dialect, QEL_NUL, config, QEL_NUL, "site.conf", QEL_NUL, text.Out(),
+                          text.Size(), nullptr),
+              QEL_OK);
+    return json::parse(text.Str());
+  };
+  for (const char* dialect : {"nginx", static_cast<const char*>(nullptr)}) {
+    const json tree = inspected(dialect, kConfig);
+    EXPECT_EQ(tree["config"], "site.conf");
+    EXPECT_EQ(tree["dialect"], "nginx");
+    EXPECT_EQ(tree["blocks"][0]["server"]["names"], json::array({"a"}));
+  }
+  EXPECT_TRUE(inspected("nginx", "server {").contains("error"));
+  CText text;
+  CError error;
+  EXPECT_EQ(qel_inspect(nullptr, 0, "", 0, "", 0, text.Out(), nullptr, error.Out()),
+            QEL_UNKNOWN_DIALECT);
+  EXPECT_EQ(error.Message(), "dialect: unknown (known=apache, nginx)");
+  EXPECT_EQ(qel_inspect("x", 1, "", 0, "", 0, text.Out(), nullptr, nullptr), QEL_UNKNOWN_DIALECT);
+}
+
 // --- Errors ---
 
 TEST_F(CEdit, AnswersWhatStandsForNothing) {
@@ -439,6 +462,13 @@ TEST_F(CEdit, AnswersWhatStandsForNothing) {
       {"null (name=json)",
        [&](qel_error* e) { return qel_explain(request, "", 0, "", 0, nullptr, nullptr, e); }},
       {"null (name=json)", [&](qel_error* e) { return qel_lint(request, 0, nullptr, nullptr, e); }},
+      {"null (name=json)",
+       [](qel_error* e) { return qel_inspect("nginx", 5, "", 0, "", 0, nullptr, nullptr, e); }},
+      {"null (name=config)",
+       [&](qel_error* e) {
+         CText text;
+         return qel_inspect("nginx", 5, nullptr, 0, "", 0, text.Out(), nullptr, e);
+       }},
       {"null (name=json)",
        [&](qel_error* e) {
          return qel_result_json(CResult(m_request, kConfig).Handle(), nullptr, nullptr, e);

@@ -108,10 +108,10 @@ TEST(CFailingMemory, OfACarefulEditIsAStatusToo) {
   long out_of_memory = 0;
   for (;; ++failing) {
     CarefulEdit edit;
-    g_allocations_left = failing;
+    failing_allocations::left = failing;
     const qel_status status = edit.Run();
-    const bool failed = g_allocations_left < 0;
-    g_allocations_left = -1;
+    const bool failed = failing_allocations::left < 0;
+    failing_allocations::left = failing_allocations::kNone;
     SCOPED_TRACE(failing);
     ASSERT_EQ(edit.error, 0U);
     if (status == QEL_NO_MEMORY) {

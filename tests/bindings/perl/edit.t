@@ -127,6 +127,11 @@ subtest 'explain, lint, dialects' => sub {
   is_deeply(renaming()->lint(all_values => 1), []);
   my $wrong = Qeltemplate->new(dialect => 'nginx', template => "server {\nroot {% \$r %}\n}\n");
   isnt(scalar @{$wrong->lint}, 0);
+  for my $of ([], [dialect => 'Nginx']) {
+    my $tree = Qeltemplate->inspect($CONFIG, 'site.conf', @$of);
+    is_deeply($tree->{blocks}[0]{server}{names}, ['a']);
+  }
+  is((died { Qeltemplate->inspect('') })->kind, 'unknown-dialect');
   is(Qeltemplate->guess_dialect($CONFIG), 'nginx');
   is(Qeltemplate->guess_dialect(''), undef);
   my $error = died { Qeltemplate->new(dialect => 'lighttpd', template => '') };

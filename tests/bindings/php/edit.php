@@ -109,6 +109,13 @@ test('explain and lint', function () {
     same(true, count((new Edit('nginx', "server {\nroot {% \$r %}\n}\n"))->lint()) > 0);
 });
 
+test('inspect', function () {
+    foreach ([null, 'nginx', Dialect::Nginx] as $dialect) {
+        same(['a'], Edit::inspect(CONFIG, 'site.conf', $dialect)['blocks'][0]['server']['names']);
+    }
+    thrown(UnknownDialect::class, fn () => Edit::inspect(''));
+});
+
 test('dialects', function () {
     same(Dialect::Nginx, Dialect::guess(CONFIG));
     same(Dialect::Apache, Dialect::guess("<VirtualHost *:80>\nServerName a\n</VirtualHost>\n"));
