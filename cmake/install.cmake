@@ -92,9 +92,7 @@ if(TARGET qeltemplate_c)
   # The modules that call it.
   set(QELTEMPLATE_PHP_DIR ${CMAKE_INSTALL_DATADIR}/php CACHE STRING "Where PHP's classes are installed")
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/bindings/php/src/ DESTINATION ${QELTEMPLATE_PHP_DIR}/Qeltemplate
-          COMPONENT php FILES_MATCHING PATTERN *.php)
-  install(FILES ${PROJECT_SOURCE_DIR}/bindings/c/qeltemplate_ffi.h
-          DESTINATION ${QELTEMPLATE_PHP_DIR}/Qeltemplate COMPONENT php)
+          COMPONENT php)
   set(QELTEMPLATE_PERL_DIR ${CMAKE_INSTALL_DATADIR}/perl5 CACHE STRING "Where Perl's modules are installed")
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/bindings/perl/lib/ DESTINATION ${QELTEMPLATE_PERL_DIR}
           COMPONENT perl FILES_MATCHING PATTERN *.pm)

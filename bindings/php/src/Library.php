@@ -93,8 +93,7 @@ final class Library
     // have a size, and any bytes.
     private static function declarations(): string
     {
-        $beside = __DIR__ . '/qeltemplate_ffi.h';
-        $text = file_get_contents(is_file($beside) ? $beside : __DIR__ . '/../../c/qeltemplate_ffi.h');
+        $text = file_get_contents(__DIR__ . '/qeltemplate_ffi.h');
         $text = preg_replace('/^const char\*(?= qel_\w+\([^)]*size_t\* size\))/m', 'const void*', $text);
         return preg_replace_callback(
             '/^typedef void \(\*[^;]*;/m',

@@ -24,6 +24,7 @@ sed -i "s|CLASSES|$classes|" "$work/index.php"
 
 # answer SETTING...: what a server with these settings answers.
 answer() {
+  : >"$work/log"
   "$php" -d ffi.enable=preload "$@" -S 127.0.0.1:0 -t "$work" >"$work/log" 2>&1 &
   server=$!
   tries=0
