@@ -27,7 +27,6 @@
 
 namespace {
 
-using bindings::ErrorAbout;
 using bindings::HandOut;
 using bindings::OptionalTextOf;
 using bindings::Require;
