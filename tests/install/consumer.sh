@@ -46,7 +46,7 @@ check_parent() {
   # An option of the command line gets a type from whoever declares it.
   leaked=$(grep -E '^(BUILD_SHARED_LIBS:BOOL|BUILD_TESTING:|QELTEMPLATE_(WERROR|BUILD_TESTS|FUZZER):)' \
     build/CMakeCache.txt) && fail "options: $leaked"
-  grep 'edit\.cpp' build/compile_commands.json | grep -q -- -Wconversion && fail 'warnings of the library'
+  grep -F "$work/edit.cpp" build/compile_commands.json | grep -q -- -Wconversion && fail 'warnings of the library'
   ctest --test-dir build -N | grep -q '^Total Tests: 0$' || fail 'tests of the library'
   [ -z "$(find build -name 'qeltemplate' -type f)" ] || fail 'the program'
   cmake --install build --prefix "$work/parent"
