@@ -14,7 +14,8 @@ head_with() {
   comment=$1
   shift
   for file in $(git ls-files -- "$@"); do
-    if head -n 2 "$file" | grep -q -F -x "$comment $identifier"; then continue; fi
+    # A header that programs without a preprocessor read has C comments only.
+    if head -n 2 "$file" | grep -q -F -x -e "$comment $identifier" -e "/* $identifier */"; then continue; fi
     if [ "$check" = --check ]; then
       echo "$file: no $identifier" >&2
       status=1
