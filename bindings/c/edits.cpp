@@ -218,7 +218,7 @@ const Finding* FindingOf(const HeldResult& held, int kind, size_t index) {
 }
 
 const FilePlace& PlaceAt(const std::vector<FilePlace>& places, size_t index) {
-  static const FilePlace kNone;
+  static const FilePlace kNone = {};
   return index < places.size() ? places[index] : kNone;
 }
 

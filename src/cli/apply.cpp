@@ -262,8 +262,8 @@ class Run {
 
   // The mark of a file that has none of the blocks.
   std::optional<update::FileMark> SkippedMark(std::size_t file) noexcept {
-    Result& result = m_results[file];
     try {
+      Result& result = m_results[file];
       const std::optional<update::Glance> glance = update::GlanceAt(m_names[file]);
       if (!glance) return std::nullopt;
       Edit(file, glance->text, result);

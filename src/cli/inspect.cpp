@@ -33,11 +33,8 @@ using edit::PlainLine;
 using tov_document::BlockId;
 using tov_document::Dialect;
 using tov_document::Document;
-using tov_document::kWholeText;
 using tov_document::NodeKind;
-using tov_document::Places;
 using tov_document::Span;
-using tov_document::Word;
 
 constexpr char kFooter[] = R"(
 Shows the blocks, directives and comments of CONFIG as its server reads them. Each

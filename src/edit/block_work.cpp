@@ -96,8 +96,8 @@ BlockWork::Alike& BlockWork::AlikeOf(const Texts& words) {
   const auto [known, is_new] = m_alike.try_emplace(std::move(key));
   Alike& alike = known->second;
   if (is_new) alike.children = m_index.Like(words);
-  const Positions& children = alike.children;
-  while (alike.free < children.size() && !IsFree(children[alike.free])) ++alike.free;
+  const Positions& all = alike.children;
+  while (alike.free < all.size() && !IsFree(all[alike.free])) ++alike.free;
   return alike;
 }
 
@@ -111,11 +111,11 @@ Positions BlockWork::FreeLike(const std::optional<Written>& written) {
 std::size_t BlockWork::FirstFreeLike(const std::optional<Written>& written) {
   if (!written) return kNoChild;
   Alike& alike = AlikeOf(written->words);
-  const Positions& children = alike.children;
+  const Positions& all = alike.children;
   const auto is_free_own = [&](std::size_t child) { return IsOwn(child) && IsFree(child); };
-  while (alike.own < children.size() && !is_free_own(children[alike.own])) ++alike.own;
-  const std::size_t first = alike.own < children.size() ? alike.own : alike.free;
-  return first < children.size() ? children[first] : kNoChild;
+  while (alike.own < all.size() && !is_free_own(all[alike.own])) ++alike.own;
+  const std::size_t first = alike.own < all.size() ? alike.own : alike.free;
+  return first < all.size() ? all[first] : kNoChild;
 }
 
 Positions BlockWork::FreeBeginning(const std::optional<Beginning>& beginning) const {

@@ -32,7 +32,7 @@ class Editor {
       : m_request(request), m_text(text), m_name(name) {}
 
   Result Run(EditReport* report) {
-    Findings unsaid;  // each line would be wrong
+    Findings unsaid = {};  // each line would be wrong
     const TemplateTree tree = ReadTemplate(m_request, IsOfOtherDialect() ? unsaid : m_findings);
     return Run(tree, report);
   }

@@ -83,7 +83,7 @@ class FailingMemory : public testing::TestWithParam<Dialect> {
 
 TEST_P(FailingMemory, OfAnEditIsSaid) {
   const Result expected = Edit(m_request, Config(), "site.conf");
-  ASSERT_TRUE(expected.refusals.empty()) << Shown(expected.refusals[0]);
+  ASSERT_EQ(expected.refusals.size(), 0U);
   ASSERT_NE(expected.text, Config());
   Result result;
   TryAll([&] { result = Edit(m_request, Config(), "site.conf"); },
