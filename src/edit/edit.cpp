@@ -124,9 +124,16 @@ class Editor {
   // A block is looked for, and its directives are, through all conditions around.
   bool NestsTooDeep(const Document& document) {
     if (document.dialect() != Dialect::kApache) return false;
-    const Contents contents(document);
     const auto& blocks = document.blocks();
-    std::vector<std::size_t> depths(blocks.size());  // of conditions, with nothing else between
+    std::vector<std::size_t> depths(blocks.size());
+    std::size_t deepest = 0;
+    for (BlockId id = 1; id < blocks.size(); ++id) {
+      depths[id] = depths[blocks[id].parent] + 1;
+      deepest = std::max(deepest, depths[id]);
+    }
+    if (deepest <= kDeepestConditions) return false;  // as most texts, whatever their blocks are
+    const Contents contents(document);
+    depths.assign(blocks.size(), 0);  // of conditions, with nothing else between
     for (BlockId id = 1; id < blocks.size(); ++id) {
       if (!tov_document::IsCondition(Dialect::kApache, contents.HeadOf(id).front())) continue;
       depths[id] = depths[blocks[id].parent] + 1;

@@ -39,6 +39,16 @@ std::string Respelled(Dialect dialect, const NewWord& word, char quote, const st
   return may_be_bare ? word.value : word.spelled;
 }
 
+// A search for each is faster than a look at each byte: lines are long enough.
+std::size_t LineEndsIn(std::string_view text) {
+  std::size_t count = 0;
+  for (std::size_t at = text.find('\n'); at != std::string_view::npos;
+       at = text.find('\n', at + 1)) {
+    ++count;
+  }
+  return count;
+}
+
 }  // namespace
 
 Layout::Layout(Contents& contents)
@@ -467,14 +477,11 @@ std::vector<TextEdit> Layout::Edits() {
   const auto finish = [&](std::size_t last) {
     if (first == last) return;
     TextEdit edit;
-    number += static_cast<std::size_t>(
-        std::count(m_text.begin() + static_cast<std::ptrdiff_t>(counted),
-                   m_text.begin() + static_cast<std::ptrdiff_t>(begin), '\n'));
+    number += LineEndsIn(m_text.substr(counted, begin - counted));
     counted = begin;
     edit.line = number;
     const std::string_view old = m_text.substr(begin, end - begin);
-    edit.count = static_cast<std::size_t>(std::count(old.begin(), old.end(), '\n')) +
-                 (!old.empty() && old.back() != '\n' ? 1 : 0);
+    edit.count = LineEndsIn(old) + (!old.empty() && old.back() != '\n' ? 1 : 0);
     std::size_t at = begin;
     for (std::size_t i = first; i < last; ++i) {
       const Patch& patch = m_patches[i];
