@@ -16,10 +16,23 @@ void* operator new(std::size_t size) {
   throw std::bad_alloc();
 }
 
+// As the library has it, but for sanitizers, whose own does not come here.
+void* operator new(std::size_t size, const std::nothrow_t& /*no_throw*/) noexcept {
+  try {
+    return operator new(size);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
 void operator delete(void* memory) noexcept {
   std::free(memory);
 }
 
 void operator delete(void* memory, std::size_t /*size*/) noexcept {
+  std::free(memory);
+}
+
+void operator delete(void* memory, const std::nothrow_t& /*no_throw*/) noexcept {
   std::free(memory);
 }
