@@ -10,6 +10,7 @@ source distribution holds what it needs of the source tree, in the folder "sourc
 import ast
 import os
 import re
+import shlex
 import shutil
 import subprocess
 import sys
@@ -68,6 +69,7 @@ class CMakeBuild(build_ext):
         }
         configure = ["cmake", "-S", ROOT, "-B", build]
         configure += [f"-D{name}={value}" for name, value in options.items()]
+        configure += shlex.split(os.environ.get("CMAKE_ARGS", ""))
         subprocess.run(configure, check=True)
         make = ["cmake", "--build", build, "--parallel", str(os.cpu_count() or 1)]
         subprocess.run([*make, "--target", "qeltemplate_python"], check=True)
