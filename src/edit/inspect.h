@@ -53,7 +53,8 @@ struct Inspection {
   std::vector<Finding> warnings;
 };
 
-// Reads `text`. `name` stands for it in the findings. Throws std::length_error for a text of 4 GiB
+// Reads `text`; of an empty one everything is empty. Behind an error nothing more is listed. `name`
+// stands for the text in the findings. Throws std::length_error for a text of 4 GiB
 // or more. Cost: linear in the text, in memory several times its size.
 QELTEMPLATE_EXPORT Inspection Inspect(Dialect dialect, std::string_view text,
                                       const std::string& name);
