@@ -15,6 +15,9 @@ namespace edit {
 // even by a symbolic link; "": they may lead anywhere. Files of more than 16 MiB, and what is no
 // file, are not read; what cannot be had is refused as "import".
 //
+// Where nothing is found, the importer returns none without a root, and with one an ImportedFile
+// that has a `problem` and no text.
+//
 // Throws std::runtime_error when `root` is no directory. The importer itself throws nothing but
 // std::bad_alloc, and may be used by several threads at a time.
 QELTEMPLATE_EXPORT Importer FileImporter(const std::string& root);
