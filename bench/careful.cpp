@@ -55,7 +55,7 @@ void RunEdit(benchmark::State& state, const CarefulCase& chosen, const Dialect& 
     return;
   }
   for ([[maybe_unused]] auto _ : state) {
-    benchmark::DoNotOptimize(edit::Edit(edit.request, edit.config, "config"));
+    benchmark::DoNotOptimize(tov_edit::Edit(edit.request, edit.config, "config"));
   }
 }
 

@@ -19,7 +19,8 @@ constexpr char kTrailingPlace[] = "[% $value %]";
 CarefulEdit Make(const Dialect& dialect, const std::string& config, const std::string& text,
                  const std::string& expected) {
   CarefulEdit made;
-  made.request.dialect = &dialect == &kNginx ? edit::Dialect::kNginx : edit::Dialect::kApache;
+  made.request.dialect =
+      &dialect == &kNginx ? tov_edit::Dialect::kNginx : tov_edit::Dialect::kApache;
   made.request.template_name = "template";
   made.request.template_text = text;
   made.request.values["folder"] = {kOldFolder, kNewFolder};
@@ -387,7 +388,7 @@ const CarefulCase& CarefulCaseOf(const std::string& name) {
 }
 
 void RunChecked(const CarefulEdit& edit) {
-  const edit::Result result = edit::Edit(edit.request, edit.config, "config");
+  const tov_edit::Result result = tov_edit::Edit(edit.request, edit.config, "config");
   if (!result.refusals.empty()) throw std::runtime_error(Shown(result.refusals.front()));
   if (result.text != edit.expected) throw std::runtime_error("the edited text is wrong");
 }

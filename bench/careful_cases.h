@@ -14,7 +14,7 @@
 namespace bench {
 
 struct CarefulEdit {
-  edit::Request request;
+  tov_edit::Request request;
   std::string config;
   std::string expected;
 };

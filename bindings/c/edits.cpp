@@ -34,14 +34,14 @@ using bindings::Run;
 using bindings::TextOf;
 using bindings::TextOut;
 using bindings::Usage;
-using edit::FilePlace;
-using edit::Finding;
-using edit::ImportedFile;
+using tov_edit::FilePlace;
+using tov_edit::Finding;
+using tov_edit::ImportedFile;
 
 // --- Requests ---
 
 struct HeldRequest {
-  edit::Request request;
+  tov_edit::Request request;
   Usage usage;
 };
 
@@ -69,42 +69,42 @@ qel_status Used(qel_request handle, qel_error* error, const Work& work) noexcept
   });
 }
 
-bool edit::Request::*OptionOf(int option) {
+bool tov_edit::Request::*OptionOf(int option) {
   switch (option) {
     case QEL_ALL:
-      return &edit::Request::all;
+      return &tov_edit::Request::all;
     case QEL_MUST_EXIST:
-      return &edit::Request::must_exist;
+      return &tov_edit::Request::must_exist;
     case QEL_SKIP_MISSING:
-      return &edit::Request::skip_missing;
+      return &tov_edit::Request::skip_missing;
     case QEL_QUOTE:
-      return &edit::Request::quote;
+      return &tov_edit::Request::quote;
     default:
       bindings::RefuseArgument("option", std::to_string(option));
   }
 }
 
-edit::Create CreateOf(int create) {
+tov_edit::Create CreateOf(int create) {
   switch (create) {
     case QEL_CREATE_IF_MISSING:
-      return edit::Create::kIfMissing;
+      return tov_edit::Create::kIfMissing;
     case QEL_CREATE_NEVER:
-      return edit::Create::kNever;
+      return tov_edit::Create::kNever;
     case QEL_CREATE_ONLY:
-      return edit::Create::kOnly;
+      return tov_edit::Create::kOnly;
     default:
       bindings::RefuseArgument("create", std::to_string(create));
   }
 }
 
 bool CanBeForced(const std::string& refusal) {
-  return std::any_of(edit::kForcedRefusals.begin(), edit::kForcedRefusals.end(),
-                     [&](const edit::FindingKind& kind) { return refusal == kind.name; });
+  return std::any_of(tov_edit::kForcedRefusals.begin(), tov_edit::kForcedRefusals.end(),
+                     [&](const tov_edit::FindingKind& kind) { return refusal == kind.name; });
 }
 
-edit::Importer ImporterBelow(const std::string& folder) {
+tov_edit::Importer ImporterBelow(const std::string& folder) {
   try {
-    return edit::FileImporter(folder);
+    return tov_edit::FileImporter(folder);
   } catch (const std::runtime_error&) {
     throw tov_err::Error(bindings::With({"file", "folder"}, "filename", folder));
   }
@@ -147,7 +147,7 @@ class OpenImport {
   qel_import m_handle;
 };
 
-edit::Importer ImporterOf(qel_importer importer, std::shared_ptr<void> context) {
+tov_edit::Importer ImporterOf(qel_importer importer, std::shared_ptr<void> context) {
   if (importer == nullptr) return nullptr;
   return [importer, context = std::move(context)](const std::string& name, const FilePlace& from) {
     const OpenImport import;
@@ -161,18 +161,18 @@ edit::Importer ImporterOf(qel_importer importer, std::shared_ptr<void> context) 
 
 // A result, and its findings in one sentence each.
 struct HeldResult {
-  explicit HeldResult(edit::Result made) : result(std::move(made)) {
+  explicit HeldResult(tov_edit::Result made) : result(std::move(made)) {
     for (const Finding& refusal : result.refusals) said[QEL_REFUSALS].push_back(Shown(refusal));
     for (const Finding& warning : result.warnings) said[QEL_WARNINGS].push_back(Shown(warning));
   }
 
-  edit::Result result;
+  tov_edit::Result result;
   std::array<std::vector<std::string>, 2> said;
 };
 
 bindings::Table<const HeldResult> g_results;
 
-qel_status StatusOf(const edit::Result& result) {
+qel_status StatusOf(const tov_edit::Result& result) {
   return result.refusals.empty() ? QEL_OK : QEL_REFUSED;
 }
 
@@ -194,14 +194,14 @@ const char* AskedText(qel_result handle, size_t* size, const Get& get) {
                  size);
 }
 
-const edit::Change* ChangeOf(const HeldResult& held, size_t index) {
-  const std::vector<edit::Change>& changes = held.result.changes;
+const tov_edit::Change* ChangeOf(const HeldResult& held, size_t index) {
+  const std::vector<tov_edit::Change>& changes = held.result.changes;
   return index < changes.size() ? &changes[index] : nullptr;
 }
 
-size_t ChangeNumber(qel_result result, size_t index, size_t edit::Change::*number) {
+size_t ChangeNumber(qel_result result, size_t index, size_t tov_edit::Change::*number) {
   return Asked(result, size_t{0}, [&](const HeldResult& held) {
-    const edit::Change* const change = ChangeOf(held, index);
+    const tov_edit::Change* const change = ChangeOf(held, index);
     return change == nullptr ? 0 : change->*number;
   });
 }
@@ -222,13 +222,13 @@ const FilePlace& PlaceAt(const std::vector<FilePlace>& places, size_t index) {
   return index < places.size() ? places[index] : kNone;
 }
 
-int Bit(edit::Remedy remedy) {
+int Bit(tov_edit::Remedy remedy) {
   switch (remedy) {
-    case edit::Remedy::kAll:
+    case tov_edit::Remedy::kAll:
       return QEL_REMEDY_ALL;
-    case edit::Remedy::kQuote:
+    case tov_edit::Remedy::kQuote:
       return QEL_REMEDY_QUOTE;
-    case edit::Remedy::kRaw:
+    case tov_edit::Remedy::kRaw:
       return QEL_REMEDY_RAW;
   }
   return 0;
@@ -286,9 +286,9 @@ qel_status qel_request_free(qel_request request) noexcept {
 qel_status qel_request_set_value(qel_request request, const char* name, size_t name_size,
                                  const char* old_value, size_t old_size, const char* new_value,
                                  size_t new_size, qel_error* error) noexcept {
-  return Changed(request, error, [&](edit::Request& changed) {
-    edit::OldAndNew value{OptionalTextOf(old_value, old_size, "old_value"),
-                          OptionalTextOf(new_value, new_size, "new_value")};
+  return Changed(request, error, [&](tov_edit::Request& changed) {
+    tov_edit::OldAndNew value{OptionalTextOf(old_value, old_size, "old_value"),
+                              OptionalTextOf(new_value, new_size, "new_value")};
     changed.values.insert_or_assign(TextOf(name, name_size, "name"), std::move(value));
   });
 }
@@ -296,17 +296,17 @@ qel_status qel_request_set_value(qel_request request, const char* name, size_t n
 qel_status qel_request_set_option(qel_request request, int option, int on,
                                   qel_error* error) noexcept {
   return Changed(request, error,
-                 [&](edit::Request& changed) { changed.*OptionOf(option) = on != 0; });
+                 [&](tov_edit::Request& changed) { changed.*OptionOf(option) = on != 0; });
 }
 
 qel_status qel_request_set_create(qel_request request, int create, qel_error* error) noexcept {
   return Changed(request, error,
-                 [&](edit::Request& changed) { changed.create = CreateOf(create); });
+                 [&](tov_edit::Request& changed) { changed.create = CreateOf(create); });
 }
 
 qel_status qel_request_force(qel_request request, const char* refusal, size_t size,
                              qel_error* error) noexcept {
-  return Changed(request, error, [&](edit::Request& changed) {
+  return Changed(request, error, [&](tov_edit::Request& changed) {
     const std::string name = TextOf(refusal, size, "refusal");
     if (!CanBeForced(name)) bindings::RefuseArgument("refusal", name);
     changed.forced.insert(name);
@@ -315,20 +315,21 @@ qel_status qel_request_force(qel_request request, const char* refusal, size_t si
 
 qel_status qel_request_raw(qel_request request, const char* name, size_t size,
                            qel_error* error) noexcept {
-  return Changed(request, error,
-                 [&](edit::Request& changed) { changed.raw.insert(TextOf(name, size, "name")); });
+  return Changed(request, error, [&](tov_edit::Request& changed) {
+    changed.raw.insert(TextOf(name, size, "name"));
+  });
 }
 
 qel_status qel_request_must_use(qel_request request, const char* name, size_t size,
                                 qel_error* error) noexcept {
-  return Changed(request, error, [&](edit::Request& changed) {
+  return Changed(request, error, [&](tov_edit::Request& changed) {
     changed.must_be_used.insert(TextOf(name, size, "name"));
   });
 }
 
 qel_status qel_request_import_below(qel_request request, const char* folder, size_t size,
                                     qel_error* error) noexcept {
-  return Changed(request, error, [&](edit::Request& changed) {
+  return Changed(request, error, [&](tov_edit::Request& changed) {
     const std::optional<std::string> root = OptionalTextOf(folder, size, "folder");
     changed.importer = root ? ImporterBelow(*root) : nullptr;
   });
@@ -340,9 +341,9 @@ qel_status qel_request_set_importer(qel_request request, qel_importer importer, 
     const auto release_it = [release](void* held) {
       if (release != nullptr) release(held);
     };
-    edit::Importer before;  // released when the request can be used again
+    tov_edit::Importer before;  // released when the request can be used again
     std::shared_ptr<void> held_context(context, release_it);
-    edit::Importer made = ImporterOf(importer, std::move(held_context));
+    tov_edit::Importer made = ImporterOf(importer, std::move(held_context));
     const std::shared_ptr<HeldRequest> held = Find(g_requests, request, kRequest);
     const Usage::Change change(held->usage, kRequest);
     before = std::exchange(held->request.importer, std::move(made));
@@ -371,7 +372,7 @@ qel_status qel_import_problem(qel_import import, const char* problem, size_t siz
 qel_status qel_edit(qel_request request, const char* config, size_t config_size, const char* name,
                     size_t name_size, qel_result* result, qel_error* error) noexcept {
   if (result != nullptr) *result = 0;
-  return Used(request, error, [&](const edit::Request& used) {
+  return Used(request, error, [&](const tov_edit::Request& used) {
     Require(result, "result");
     auto held = std::make_shared<const HeldResult>(
         Edit(used, TextOf(config, config_size, "config"), TextOf(name, name_size, "name")));
@@ -403,23 +404,23 @@ size_t qel_result_change_count(qel_result result) noexcept {
 }
 
 size_t qel_result_change_line(qel_result result, size_t index) noexcept {
-  return ChangeNumber(result, index, &edit::Change::line);
+  return ChangeNumber(result, index, &tov_edit::Change::line);
 }
 
 size_t qel_result_change_lines(qel_result result, size_t index) noexcept {
-  return ChangeNumber(result, index, &edit::Change::count);
+  return ChangeNumber(result, index, &tov_edit::Change::count);
 }
 
 const char* qel_result_change_text(qel_result result, size_t index, size_t* size) noexcept {
   return AskedText(result, size, [&](const HeldResult& held) -> const std::string* {
-    const edit::Change* const change = ChangeOf(held, index);
+    const tov_edit::Change* const change = ChangeOf(held, index);
     return change == nullptr ? nullptr : &change->text;
   });
 }
 
 size_t qel_result_change_place_count(qel_result result, size_t index) noexcept {
   return Asked(result, size_t{0}, [&](const HeldResult& held) {
-    const edit::Change* const change = ChangeOf(held, index);
+    const tov_edit::Change* const change = ChangeOf(held, index);
     return change == nullptr ? 0 : change->template_lines.size();
   });
 }
@@ -427,14 +428,14 @@ size_t qel_result_change_place_count(qel_result result, size_t index) noexcept {
 const char* qel_result_change_place_file(qel_result result, size_t index, size_t place,
                                          size_t* size) noexcept {
   return AskedText(result, size, [&](const HeldResult& held) -> const std::string* {
-    const edit::Change* const change = ChangeOf(held, index);
+    const tov_edit::Change* const change = ChangeOf(held, index);
     return change == nullptr ? nullptr : &PlaceAt(change->template_lines, place).file;
   });
 }
 
 size_t qel_result_change_place_line(qel_result result, size_t index, size_t place) noexcept {
   return Asked(result, size_t{0}, [&](const HeldResult& held) {
-    const edit::Change* const change = ChangeOf(held, index);
+    const tov_edit::Change* const change = ChangeOf(held, index);
     return change == nullptr ? 0 : PlaceAt(change->template_lines, place).line;
   });
 }
@@ -528,7 +529,7 @@ const char* qel_finding_value(qel_result result, int kind, size_t index, size_t 
 int qel_finding_remedies(qel_result result, int kind, size_t index) noexcept {
   return static_cast<int>(FindingAt{result, kind, index}.Number([](const Finding& finding) {
     int remedies = 0;
-    for (const edit::Remedy remedy : finding.remedies) remedies += Bit(remedy);
+    for (const tov_edit::Remedy remedy : finding.remedies) remedies += Bit(remedy);
     return static_cast<size_t>(remedies);
   }));
 }
@@ -552,10 +553,10 @@ qel_status qel_explain(qel_request request, const char* config, size_t config_si
                        const char* name, size_t name_size, char** json, size_t* size,
                        qel_error* error) noexcept {
   const TextOut out(json, size, "json");
-  return Used(request, error, [&](const edit::Request& used) {
+  return Used(request, error, [&](const tov_edit::Request& used) {
     out.Require();
     const std::string config_name = TextOf(name, name_size, "name");
-    const edit::Explained explained =
+    const tov_edit::Explained explained =
         Explain(used, TextOf(config, config_size, "config"), config_name);
     out.Set(report::JsonText(report::Json(report::ExplainedEdit{used, config_name, explained})));
     return StatusOf(explained.result);
@@ -565,9 +566,9 @@ qel_status qel_explain(qel_request request, const char* config, size_t config_si
 qel_status qel_lint(qel_request request, int all_values, char** json, size_t* size,
                     qel_error* error) noexcept {
   const TextOut out(json, size, "json");
-  return Used(request, error, [&](const edit::Request& used) {
+  return Used(request, error, [&](const tov_edit::Request& used) {
     out.Require();
-    const auto given = all_values != 0 ? edit::ValuesGiven::kAll : edit::ValuesGiven::kNone;
+    const auto given = all_values != 0 ? tov_edit::ValuesGiven::kAll : tov_edit::ValuesGiven::kNone;
     out.Set(report::JsonText({{"warnings", report::Json(Lint(used, given))}}));
     return qel_status{QEL_OK};
   });
@@ -581,7 +582,7 @@ qel_status qel_inspect(const char* dialect, size_t dialect_size, const char* con
     out.Require();
     const std::string text = TextOf(config, config_size, "config");
     const std::optional<std::string> named = OptionalTextOf(dialect, dialect_size, "dialect");
-    const edit::InspectedText inspected(
+    const tov_edit::InspectedText inspected(
         named ? bindings::KnownDialect(*named) : bindings::GuessedDialect(text), text,
         TextOf(name, name_size, "name"));
     out.Set(report::InspectionJson(inspected));

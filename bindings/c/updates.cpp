@@ -30,21 +30,21 @@ constexpr char kUpdate[] = "update";
 
 struct HeldUpdate {
   std::vector<std::string> names;
-  milliseconds lock_wait = update::FileUpdate::kLockWait;
+  milliseconds lock_wait = tov_update::FileUpdate::kLockWait;
   bool may_create = false;
-  update::UpdateOptions options;
-  update::Cancellation cancellation;
-  std::optional<update::FileUpdate> locked;
-  update::UpdateResult result;
+  tov_update::UpdateOptions options;
+  tov_update::Cancellation cancellation;
+  std::optional<tov_update::FileUpdate> locked;
+  tov_update::UpdateResult result;
   Usage usage;
 };
 
 bindings::Table<HeldUpdate> g_updates;
 
 // What an update throws, as an error with the data of the failure.
-tov_err::Error ErrorOf(const char* type, const update::Failure& failure) {
+tov_err::Error ErrorOf(const char* type, const tov_update::Failure& failure) {
   tov_err::Error error(type, failure.what());
-  const update::FailureData& data = failure.Data();
+  const tov_update::FailureData& data = failure.Data();
   for (const std::string& file : data.files) error = bindings::With(error, "file", file);
   for (const std::string& file : data.not_put_back) {
     error = bindings::With(error, "not_put_back", file);
@@ -67,13 +67,13 @@ qel_status With(qel_update handle, qel_error* error, const Work& work) noexcept 
     const Usage::Change change(held->usage, kUpdate);
     try {
       work(*held);
-    } catch (const update::ServerRefusal& failure) {
+    } catch (const tov_update::ServerRefusal& failure) {
       throw tov_err::Error(ErrorOf("server", failure));
-    } catch (const update::Overtaken& failure) {
+    } catch (const tov_update::Overtaken& failure) {
       throw tov_err::Error(ErrorOf("overtaken", failure));
-    } catch (const update::Cancelled& failure) {
+    } catch (const tov_update::Cancelled& failure) {
       throw tov_err::Error(ErrorOf("cancelled", failure));
-    } catch (const update::Failure& failure) {
+    } catch (const tov_update::Failure& failure) {
       throw tov_err::Error(ErrorOf("update", failure));
     }
   });
@@ -90,7 +90,7 @@ qel_status WithFile(qel_update handle, size_t file, qel_error* error, const Work
   });
 }
 
-void SetText(update::UpdateOptions& options, int option, std::optional<std::string> text) {
+void SetText(tov_update::UpdateOptions& options, int option, std::optional<std::string> text) {
   switch (option) {
     case QEL_UPDATE_BACKUP_SUFFIX:
       options.backup_suffix = std::move(text);
@@ -117,14 +117,14 @@ bool Flag(std::uint64_t number) {
   return number == 1;
 }
 
-update::NewWarnings NewWarningsOf(std::uint64_t number) {
+tov_update::NewWarnings NewWarningsOf(std::uint64_t number) {
   switch (number) {
     case 0:
-      return update::NewWarnings::kNotLookedFor;
+      return tov_update::NewWarnings::kNotLookedFor;
     case 1:
-      return update::NewWarnings::kTold;
+      return tov_update::NewWarnings::kTold;
     case 2:
-      return update::NewWarnings::kRefused;
+      return tov_update::NewWarnings::kRefused;
     default:
       bindings::RefuseArgument("number", std::to_string(number));
   }
@@ -161,7 +161,7 @@ void Lock(HeldUpdate& held) {
   }
   if (held.names.size() != 1) throw tov_err::Error("failure", "not one file that may be created");
   held.locked =
-      update::FileUpdate::OfMissing(held.names.front(), held.lock_wait, held.cancellation);
+      tov_update::FileUpdate::OfMissing(held.names.front(), held.lock_wait, held.cancellation);
 }
 
 }  // namespace
@@ -172,7 +172,7 @@ qel_status qel_update_new(qel_update* update, qel_error* error) noexcept {
     bindings::Require(update, "update");
     try {
       *update = g_updates.Add(std::make_shared<HeldUpdate>());
-    } catch (const update::Failure& failure) {
+    } catch (const tov_update::Failure& failure) {
       throw tov_err::Error(ErrorOf("update", failure));
     }
   });
@@ -213,7 +213,7 @@ size_t qel_update_count(qel_update update) noexcept {
 qel_status qel_update_name(qel_update update, size_t file, char** name, size_t* size,
                            qel_error* error) noexcept {
   const TextOut out(name, size, "name");
-  return WithFile(update, file, error, [&](update::FileUpdate& locked) {
+  return WithFile(update, file, error, [&](tov_update::FileUpdate& locked) {
     out.Require();
     out.Set(locked.Name(file));
   });
@@ -222,7 +222,7 @@ qel_status qel_update_name(qel_update update, size_t file, char** name, size_t* 
 qel_status qel_update_read(qel_update update, size_t file, char** text, size_t* size,
                            qel_error* error) noexcept {
   const TextOut out(text, size, "text");
-  return WithFile(update, file, error, [&](update::FileUpdate& locked) {
+  return WithFile(update, file, error, [&](tov_update::FileUpdate& locked) {
     out.Require();
     out.Set(locked.Read(file));
   });
@@ -230,7 +230,7 @@ qel_status qel_update_read(qel_update update, size_t file, char** text, size_t* 
 
 qel_status qel_update_replace(qel_update update, size_t file, const char* text, size_t size,
                               qel_error* error) noexcept {
-  return WithFile(update, file, error, [&](update::FileUpdate& locked) {
+  return WithFile(update, file, error, [&](tov_update::FileUpdate& locked) {
     locked.Replace(file, TextOf(text, size, "text"));
   });
 }

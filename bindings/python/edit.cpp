@@ -21,8 +21,8 @@
 namespace python {
 namespace {
 
-using edit::Dialect;
 using nlohmann::ordered_json;
+using tov_edit::Dialect;
 
 constexpr char kKnownDialects[] = R"("nginx" or "apache")";
 
@@ -40,10 +40,10 @@ std::set<std::string> NamesOf(const std::vector<Text>& texts) {
 }
 
 // Texts of the two kinds that an importer gives: of a file, or of what is wrong with it.
-std::optional<edit::ImportedFile> FileOf(const py::object& found) {
+std::optional<tov_edit::ImportedFile> FileOf(const py::object& found) {
   if (found.is_none()) return std::nullopt;
   const auto [name, text, problem] = found.cast<std::tuple<Text, Text, Text>>();
-  return edit::ImportedFile{name.bytes, text.bytes, problem.bytes};
+  return tov_edit::ImportedFile{name.bytes, text.bytes, problem.bytes};
 }
 
 // --- Imports ---
@@ -66,11 +66,11 @@ void EndImports() {
 }
 
 // Asks `loader`, a function of the package. What that raises passes through the edit.
-edit::Importer ImporterOf(const py::handle& loader) {
+tov_edit::Importer ImporterOf(const py::handle& loader) {
   return [loader](const std::string& name,
-                  const edit::FilePlace& from) -> std::optional<edit::ImportedFile> {
+                  const tov_edit::FilePlace& from) -> std::optional<tov_edit::ImportedFile> {
     const AtWork at_work;
-    if (g_imports_have_ended) return edit::ImportedFile{name, "", "Python has ended"};
+    if (g_imports_have_ended) return tov_edit::ImportedFile{name, "", "Python has ended"};
     const py::gil_scoped_acquire acquired;
     return FileOf(loader(StrOf(name), StrOf(from.file), from.line, from.column));
   };
@@ -116,32 +116,32 @@ class PythonRequest {
     for (const auto& [name, old_value, new_value] : values) {
       m_request.values[name.bytes] = {BytesOf(old_value), BytesOf(new_value)};
     }
-    if (create == "never") m_request.create = edit::Create::kNever;
-    if (create == "only") m_request.create = edit::Create::kOnly;
+    if (create == "never") m_request.create = tov_edit::Create::kNever;
+    if (create == "only") m_request.create = tov_edit::Create::kOnly;
     std::tie(m_request.all, m_request.must_exist, m_request.skip_missing, m_request.quote) =
         std::tuple_cat(flags);
     m_request.raw = NamesOf(names.at(0));
     m_request.forced = NamesOf(names.at(1));
     m_request.must_be_used = NamesOf(names.at(2));
-    if (import_folder) m_request.importer = edit::FileImporter(PathOf(*import_folder));
+    if (import_folder) m_request.importer = tov_edit::FileImporter(PathOf(*import_folder));
   }
 
   // The edited text, and the rest as report::Json has it.
   py::tuple Edit(const py::object& config, const Text& name, const py::handle& loader) const {
     const Text text = config.cast<Text>();
-    const edit::Request request = RequestFor(text.bytes, name.bytes, loader);
-    edit::Result result;
-    WithoutGil([&] { result = edit::Edit(request, text.bytes, name.bytes); });
+    const tov_edit::Request request = RequestFor(text.bytes, name.bytes, loader);
+    tov_edit::Result result;
+    WithoutGil([&] { result = tov_edit::Edit(request, text.bytes, name.bytes); });
     return Whole(config, text.is_str, result, request.dialect, report::Json(result));
   }
 
   py::tuple Explain(const py::object& config, const Text& name, const py::handle& loader) const {
     const Text text = config.cast<Text>();
-    const edit::Request request = RequestFor(text.bytes, name.bytes, loader);
+    const tov_edit::Request request = RequestFor(text.bytes, name.bytes, loader);
     ordered_json json;
-    edit::Explained explained;
+    tov_edit::Explained explained;
     WithoutGil([&] {
-      explained = edit::Explain(request, text.bytes, name.bytes);
+      explained = tov_edit::Explain(request, text.bytes, name.bytes);
       json = report::Json(report::ExplainedEdit{request, name.bytes, explained});
     });
     json["changed"] = explained.result.changed;
@@ -151,34 +151,34 @@ class PythonRequest {
 
   py::object Lint(bool values_are_given, const py::handle& loader) const {
     const std::string& text = m_request.template_text;
-    const edit::Request request = RequestFor(text, m_request.template_name, loader);
+    const tov_edit::Request request = RequestFor(text, m_request.template_name, loader);
     ordered_json json;
     WithoutGil([&] {
-      json = report::Json(edit::Lint(
-          request, values_are_given ? edit::ValuesGiven::kAll : edit::ValuesGiven::kNone));
+      json = report::Json(tov_edit::Lint(
+          request, values_are_given ? tov_edit::ValuesGiven::kAll : tov_edit::ValuesGiven::kNone));
     });
     return ObjectOf(json);
   }
 
  private:
   // `loader` must outlive what is returned; none: imports are as the request has them.
-  edit::Request RequestFor(const std::string& text, const std::string& name,
-                           const py::handle& loader) const {
-    edit::Request request = m_request;
+  tov_edit::Request RequestFor(const std::string& text, const std::string& name,
+                               const py::handle& loader) const {
+    tov_edit::Request request = m_request;
     request.dialect = m_dialect ? *m_dialect : DialectOf(text, name, m_request.template_text);
     if (!loader.is_none()) request.importer = ImporterOf(loader);
     return request;
   }
 
   // `config` itself where nothing changes.
-  static py::tuple Whole(const py::object& config, bool is_str, const edit::Result& result,
+  static py::tuple Whole(const py::object& config, bool is_str, const tov_edit::Result& result,
                          Dialect dialect, ordered_json json) {
     json["dialect"] = NameOf(dialect);
     const py::object edited = result.changed ? TextOf(result.text, is_str) : config;
     return py::make_tuple(edited, ObjectOf(json));
   }
 
-  edit::Request m_request;
+  tov_edit::Request m_request;
   const std::optional<Dialect> m_dialect;  // none: to be guessed
 };
 
@@ -191,14 +191,14 @@ py::tuple StrsOf(const std::vector<std::string>& texts) {
 }
 
 // The arguments of the package's class Block.
-py::tuple TupleOf(const edit::Inspection::Block& block) {
+py::tuple TupleOf(const tov_edit::Inspection::Block& block) {
   return py::make_tuple(StrOf(block.name), StrsOf(block.arguments), block.line, block.column,
                         block.end_line, block.parent, block.depth, block.opaque, block.is_server,
                         StrsOf(block.names), StrsOf(block.addresses));
 }
 
 // The arguments of the package's class Directive.
-py::tuple TupleOf(const edit::Inspection::Directive& directive) {
+py::tuple TupleOf(const tov_edit::Inspection::Directive& directive) {
   return py::make_tuple(StrOf(directive.name), StrsOf(directive.arguments), directive.line,
                         directive.column, directive.end_line, directive.block);
 }
@@ -215,8 +215,8 @@ py::tuple Inspect(const Text& text, const Text& name,
                   const std::optional<std::string>& dialect_name) {
   const std::optional<Dialect> named = DialectNamed(dialect_name);
   const Dialect dialect = named ? *named : DialectOf(text.bytes, name.bytes, "");
-  edit::Inspection inspection;
-  WithoutGil([&] { inspection = edit::Inspect(dialect, text.bytes, name.bytes); });
+  tov_edit::Inspection inspection;
+  WithoutGil([&] { inspection = tov_edit::Inspect(dialect, text.bytes, name.bytes); });
   py::object error = py::none();
   if (inspection.error) error = ObjectOf(report::Json(*inspection.error));
   return py::make_tuple(NameOf(dialect), TuplesOf(inspection.blocks),

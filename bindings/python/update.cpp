@@ -29,7 +29,7 @@ std::chrono::milliseconds Milliseconds(double seconds) {
 // Does `work` in another thread. What a signal raises here, such as KeyboardInterrupt, cancels it,
 // and passes on when it has come to its end.
 template <class Work>
-void Interruptibly(const update::Cancellation& cancellation, const Work& work) {
+void Interruptibly(const tov_update::Cancellation& cancellation, const Work& work) {
   constexpr std::chrono::milliseconds kBetweenLooks(50);
   std::future<void> done = std::async(std::launch::async, work);
   std::future_status status = std::future_status::timeout;
@@ -57,10 +57,10 @@ py::list StrsOf(const std::vector<std::string>& texts) {
   return strs;
 }
 
-update::NewWarnings NewWarningsNamed(const std::string& name) {
-  if (name == "tell") return update::NewWarnings::kTold;
-  if (name == "refuse") return update::NewWarnings::kRefused;
-  return update::NewWarnings::kNotLookedFor;
+tov_update::NewWarnings NewWarningsNamed(const std::string& name) {
+  if (name == "tell") return tov_update::NewWarnings::kTold;
+  if (name == "refuse") return tov_update::NewWarnings::kRefused;
+  return tov_update::NewWarnings::kNotLookedFor;
 }
 
 // What several threads may use: they take turns.
@@ -72,9 +72,9 @@ class PythonFiles {
     const std::vector<std::string> names = PathsOf(paths);
     Interruptibly(m_cancellation, [&] {
       const std::chrono::milliseconds wait = Milliseconds(lock_wait);
-      m_update = std::make_unique<update::FileUpdate>(
-          may_be_missing ? update::FileUpdate::OfMissing(names.at(0), wait, m_cancellation)
-                         : update::FileUpdate(names, wait, m_cancellation));
+      m_update = std::make_unique<tov_update::FileUpdate>(
+          may_be_missing ? tov_update::FileUpdate::OfMissing(names.at(0), wait, m_cancellation)
+                         : tov_update::FileUpdate(names, wait, m_cancellation));
     });
   }
 
@@ -102,13 +102,13 @@ class PythonFiles {
 
   py::tuple Commit(const std::optional<Text>& backup_suffix, const Text& check, const Text& reload,
                    const std::string& new_warnings, const std::optional<double>& command_limit) {
-    update::UpdateOptions options;
+    tov_update::UpdateOptions options;
     if (backup_suffix) options.backup_suffix = backup_suffix->bytes;
     options.check = check.bytes;
     options.reload = reload.bytes;
     options.new_warnings = NewWarningsNamed(new_warnings);
     if (command_limit) options.command_limit = Milliseconds(*command_limit);
-    update::UpdateResult result;
+    tov_update::UpdateResult result;
     Interruptibly(m_cancellation, [&] {
       const std::lock_guard<std::mutex> lock(m_mutex);
       result = Opened().Commit(options);
@@ -127,19 +127,19 @@ class PythonFiles {
   }
 
  private:
-  update::FileUpdate& Opened() const {
+  tov_update::FileUpdate& Opened() const {
     if (!m_update) throw std::logic_error("the update is over");
     return *m_update;
   }
 
-  const update::Cancellation m_cancellation;
+  const tov_update::Cancellation m_cancellation;
   std::mutex m_mutex;
-  std::unique_ptr<update::FileUpdate> m_update;
+  std::unique_ptr<tov_update::FileUpdate> m_update;
 };
 
-void Raise(const char* name, const update::Failure& failure) {
+void Raise(const char* name, const tov_update::Failure& failure) {
   const py::object type = py::module_::import("qeltemplate._errors").attr(name);
-  const update::FailureData& data = failure.Data();
+  const tov_update::FailureData& data = failure.Data();
   const py::object exception =
       type(StrOf(failure.what()), StrsOf(data.files), StrsOf(data.not_put_back),
            StrOf(data.command), data.exit_status, data.signal, data.timed_out, StrOf(data.output));
@@ -149,13 +149,13 @@ void Raise(const char* name, const update::Failure& failure) {
 void Translate(std::exception_ptr thrown) {
   try {
     std::rethrow_exception(std::move(thrown));
-  } catch (const update::ServerRefusal& failure) {
+  } catch (const tov_update::ServerRefusal& failure) {
     Raise("ServerRefused", failure);
-  } catch (const update::Overtaken& failure) {
+  } catch (const tov_update::Overtaken& failure) {
     Raise("Overtaken", failure);
-  } catch (const update::Cancelled& failure) {
+  } catch (const tov_update::Cancelled& failure) {
     Raise("Cancelled", failure);
-  } catch (const update::Failure& failure) {
+  } catch (const tov_update::Failure& failure) {
     Raise("UpdateError", failure);
   }
 }

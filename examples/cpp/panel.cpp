@@ -56,9 +56,9 @@ server {
 {% endif %}
 )";
 
-edit::Request RequestFor(const std::string& text, edit::Values values) {
-  edit::Request request;
-  request.dialect = edit::Dialect::kNginx;
+tov_edit::Request RequestFor(const std::string& text, tov_edit::Values values) {
+  tov_edit::Request request;
+  request.dialect = tov_edit::Dialect::kNginx;
   request.template_name = "panel";
   request.template_text = text;
   request.values = std::move(values);
@@ -66,12 +66,12 @@ edit::Request RequestFor(const std::string& text, edit::Values values) {
 }
 
 // None: the command line asks for nothing that there is.
-std::optional<edit::Request> RequestFor(const std::vector<std::string>& words) {
+std::optional<tov_edit::Request> RequestFor(const std::vector<std::string>& words) {
   const std::string task = words.size() > 1 ? words[1] : "";
   if (task == "add" && words.size() == 4) {
     auto request =
         RequestFor(kSite, {{"name", {std::nullopt, words[2]}}, {"root", {std::nullopt, words[3]}}});
-    request.create = edit::Create::kOnly;
+    request.create = tov_edit::Create::kOnly;
     request.quote = true;
     return request;
   }
@@ -81,7 +81,7 @@ std::optional<edit::Request> RequestFor(const std::vector<std::string>& words) {
   if (task == "tls" && words.size() == 4) {
     auto request =
         RequestFor(kTls, {{"name", {words[2], words[2]}}, {"tls", {std::nullopt, words[3]}}});
-    request.create = edit::Create::kNever;
+    request.create = tov_edit::Create::kNever;
     return request;
   }
   if (task == "remove" && words.size() == 3) {
@@ -94,18 +94,18 @@ std::optional<edit::Request> RequestFor(const std::vector<std::string>& words) {
 }
 
 // What the program exits with.
-int CarryOut(const edit::Request& request, const std::string& config) {
-  update::FileUpdate update({config});
-  const edit::Result result = Edit(request, update.Read(0), config);
-  for (const edit::Finding& refusal : result.refusals) {
+int CarryOut(const tov_edit::Request& request, const std::string& config) {
+  tov_update::FileUpdate update({config});
+  const tov_edit::Result result = Edit(request, update.Read(0), config);
+  for (const tov_edit::Finding& refusal : result.refusals) {
     std::cerr << "not edited: " << Shown(refusal) << " [" << refusal.name << "]\n";
   }
   if (!result.refusals.empty()) return 4;
-  for (const edit::Finding& warning : result.warnings) {
+  for (const tov_edit::Finding& warning : result.warnings) {
     std::cerr << "warning: " << Shown(warning) << " [" << warning.name << "]\n";
   }
   update.Replace(0, result.text);
-  update::UpdateOptions options;
+  tov_update::UpdateOptions options;
   const char* const check = std::getenv("QELTEMPLATE_CHECK");
   if (check != nullptr) options.check = check;
   update.Commit(options);
@@ -116,7 +116,7 @@ int CarryOut(const edit::Request& request, const std::string& config) {
 
 int main(int argc, char** argv) {
   const std::vector<std::string> words(argv + 1, argv + argc);
-  const std::optional<edit::Request> request = RequestFor(words);
+  const std::optional<tov_edit::Request> request = RequestFor(words);
   if (!request) {
     std::cerr << "usage: panel CONFIG add NAME ROOT\n"
                  "       panel CONFIG rename NAME NEW_NAME\n"
@@ -126,7 +126,7 @@ int main(int argc, char** argv) {
   }
   try {
     return CarryOut(*request, words[0]);
-  } catch (const update::ServerRefusal& refusal) {
+  } catch (const tov_update::ServerRefusal& refusal) {
     std::cerr << "the server does not take it: " << refusal.what() << '\n';
   } catch (const std::exception& error) {
     std::cerr << "panel: " << error.what() << '\n';

@@ -20,27 +20,27 @@
 
 namespace {
 
-const update::Cancellation* ctrl_c = nullptr;
+const tov_update::Cancellation* ctrl_c = nullptr;
 
-update::UpdateOptions Options(const std::string& check, const std::string& reload) {
-  update::UpdateOptions options;
+tov_update::UpdateOptions Options(const std::string& check, const std::string& reload) {
+  tov_update::UpdateOptions options;
   options.backup_suffix = "~";
   options.check = check;
   options.reload = reload;
-  options.new_warnings = update::NewWarnings::kTold;
+  options.new_warnings = tov_update::NewWarnings::kTold;
   options.command_limit = std::chrono::minutes(1);
   return options;
 }
 
 void Replace(const std::string& file, const std::string& text,
-             const update::UpdateOptions& options) {
-  static const update::Cancellation cancellation;  // Ctrl-C may come at any time
+             const tov_update::UpdateOptions& options) {
+  static const tov_update::Cancellation cancellation;  // Ctrl-C may come at any time
   ctrl_c = &cancellation;
   std::signal(SIGINT, [](int) { ctrl_c->Cancel(); });
 
-  update::FileUpdate update({file}, update::FileUpdate::kLockWait, cancellation);
+  tov_update::FileUpdate update({file}, tov_update::FileUpdate::kLockWait, cancellation);
   update.Replace(0, text);
-  const update::UpdateResult result = update.Commit(options);
+  const tov_update::UpdateResult result = update.Commit(options);
   std::signal(SIGINT, SIG_DFL);
 
   for (const std::string& name : result.changed) std::cout << name << " is new\n";
@@ -58,7 +58,7 @@ int main(int argc, char** argv) {
   try {
     const std::string text(std::istreambuf_iterator<char>(std::cin), {});
     Replace(argv[1], text, Options(argv[2], argv[3]));
-  } catch (const update::ServerRefusal& refusal) {
+  } catch (const tov_update::ServerRefusal& refusal) {
     std::cerr << "replace_file: refused: " << refusal.what() << '\n';
     return EXIT_FAILURE;
   } catch (const std::exception& error) {

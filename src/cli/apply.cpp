@@ -178,12 +178,12 @@ std::string Listed(const std::vector<std::string>& names) {
 // --- One file ---
 
 struct Result {
-  std::optional<edit::Dialect> dialect;
+  std::optional<tov_edit::Dialect> dialect;
   bool changed = false;
   bool skipped = false;    // it has none of the template's blocks
   std::size_t locked = 0;  // which one of those that are locked, for an edit in place
   std::string out;         // for standard output
-  std::vector<edit::Finding> warnings;
+  std::vector<tov_edit::Finding> warnings;
   std::exception_ptr failure;
 };
 
@@ -200,7 +200,7 @@ class Run {
       if (options.skip_missing && m_names.size() > 1) SkipUnconcerned();
       LockAll();
     } else {
-      m_update.emplace(update::FileUpdate::OfMissing(options.output));
+      m_update.emplace(tov_update::FileUpdate::OfMissing(options.output));
     }
   }
 
@@ -245,7 +245,7 @@ class Run {
   // A file that has none of the blocks is locked for the moment only in which it is read. Whatever
   // else there is to say of a file is found out again when all that are concerned are locked.
   void SkipUnconcerned() {
-    std::vector<std::optional<update::FileMark>> marks(m_names.size());
+    std::vector<std::optional<tov_update::FileMark>> marks(m_names.size());
     std::atomic<std::size_t> skipped = 0;
     std::atomic<std::size_t> concerned = 0;
     const auto look = [&](std::size_t file) noexcept {
@@ -261,10 +261,10 @@ class Run {
   }
 
   // The mark of a file that has none of the blocks.
-  std::optional<update::FileMark> SkippedMark(std::size_t file) noexcept {
+  std::optional<tov_update::FileMark> SkippedMark(std::size_t file) noexcept {
     try {
       Result& result = m_results[file];
-      const std::optional<update::Glance> glance = update::GlanceAt(m_names[file]);
+      const std::optional<tov_update::Glance> glance = tov_update::GlanceAt(m_names[file]);
       if (!glance) return std::nullopt;
       Edit(file, glance->text, result);
       return result.skipped ? std::optional(glance->mark) : std::nullopt;
@@ -274,12 +274,12 @@ class Run {
   }
 
   // Of the names of a file that is skipped only the first one counts.
-  void DropSecondNames(const std::vector<std::optional<update::FileMark>>& marks) {
+  void DropSecondNames(const std::vector<std::optional<tov_update::FileMark>>& marks) {
     std::set<std::pair<dev_t, ino_t>> known;
     std::vector<std::string> names;
     std::vector<Result> results;
     for (std::size_t i = 0; i < m_names.size(); ++i) {
-      const std::optional<update::FileMark>& mark = marks[i];
+      const std::optional<tov_update::FileMark>& mark = marks[i];
       if (mark && !known.emplace(mark->device, mark->inode).second) continue;
       names.push_back(std::move(m_names[i]));
       results.push_back(mark ? std::move(m_results[i]) : Result());
@@ -295,9 +295,9 @@ class Run {
       if (!m_results[i].skipped) names.push_back(m_names[i]);
     }
     try {
-      update::AllowOpenFiles(names.size());
+      tov_update::AllowOpenFiles(names.size());
       m_update.emplace(names);
-    } catch (const update::Failure&) {
+    } catch (const tov_update::Failure&) {
       if (m_names.size() > 1) Say(kNothingWritten);
       throw;
     }
@@ -321,8 +321,8 @@ class Run {
     m_results = std::move(results);
   }
 
-  update::UpdateOptions UpdateFor(edit::Dialect dialect) const {
-    update::UpdateOptions options;
+  tov_update::UpdateOptions UpdateFor(tov_edit::Dialect dialect) const {
+    tov_update::UpdateOptions options;
     options.hold_stop_signals = true;
     if (!m_options.backup_suffix.empty()) options.backup_suffix = m_options.backup_suffix;
     options.check = m_options.check_command;
@@ -330,12 +330,13 @@ class Run {
     if (m_options.ChecksByDialect()) {
       const bool strict = m_options.check_command == kStrict;
       options.check = CheckCommand(dialect);
-      options.new_warnings = strict ? update::NewWarnings::kRefused : update::NewWarnings::kTold;
+      options.new_warnings =
+          strict ? tov_update::NewWarnings::kRefused : tov_update::NewWarnings::kTold;
     }
     return options;
   }
 
-  void Commit(const update::UpdateOptions& options) {
+  void Commit(const tov_update::UpdateOptions& options) {
     for (const std::string& warning : m_update->Commit(options).new_warnings) {
       Say("warning: " + options.check + ": " + warning);
     }
@@ -367,7 +368,7 @@ class Run {
   std::string Edit(std::size_t file, const std::string& text, Result& result) {
     const std::string name = TextName(m_names[file]);
     result.dialect = m_request.dialect ? *m_request.dialect : DialectOf(text, name);
-    edit::Result made = EditIn(*result.dialect).On(text, name);
+    tov_edit::Result made = EditIn(*result.dialect).On(text, name);
     RefuseIfFound(made.refusals, name, "not edited:");
     result.skipped = made.skipped;
     result.changed = made.changed;
@@ -376,9 +377,9 @@ class Run {
   }
 
   // Reading the template takes longer than to edit a small file: it is read once for all.
-  const edit::PreparedEdit& EditIn(edit::Dialect dialect) {
+  const tov_edit::PreparedEdit& EditIn(tov_edit::Dialect dialect) {
     const std::lock_guard lock(m_preparing);
-    std::optional<edit::PreparedEdit>& prepared = m_prepared[dialect];
+    std::optional<tov_edit::PreparedEdit>& prepared = m_prepared[dialect];
     if (!prepared) {
       Request request = m_request;
       SetDialect(request, dialect);
@@ -419,7 +420,7 @@ class Run {
     std::set<std::string> said;
     for (const Result& result : m_results) {
       if (result.failure) continue;
-      for (const edit::Finding& warning : result.warnings) {
+      for (const tov_edit::Finding& warning : result.warnings) {
         const std::string message = Said(warning);
         if (said.insert(message).second) Say("warning: " + message);
       }
@@ -444,7 +445,7 @@ class Run {
       Say(name + ": out of memory");
     } catch (const Failure& error) {
       Say(error.what());
-    } catch (const update::Failure& error) {
+    } catch (const tov_update::Failure& error) {
       Say(error.what());
     } catch (const std::exception& error) {
       Say(name + ": " + error.what());
@@ -495,12 +496,12 @@ class Run {
   const ApplyOptions& m_options;
   const Request m_request;
   const bool m_coloured;
-  std::optional<update::FileUpdate> m_update;
+  std::optional<tov_update::FileUpdate> m_update;
   std::vector<std::string> m_names;
   std::size_t m_left_out = 0;
   std::vector<Result> m_results;
   std::mutex m_preparing;
-  std::map<edit::Dialect, std::optional<edit::PreparedEdit>> m_prepared;  // by dialects
+  std::map<tov_edit::Dialect, std::optional<tov_edit::PreparedEdit>> m_prepared;  // by dialects
 };
 
 void AddOptions(CLI::App& command, ApplyOptions& options) {

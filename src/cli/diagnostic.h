@@ -13,8 +13,8 @@
 
 namespace cli {
 
-using edit::FilePlace;
-using edit::Finding;
+using tov_edit::FilePlace;
+using tov_edit::Finding;
 
 enum class Weight { kWarning, kError };
 

@@ -52,7 +52,7 @@ Outcome Run(const ExplainOptions& options) {
     SetDialect(request, DialectOf(text, name));
     SayGuess(name, *request.dialect);
   }
-  edit::Explained explained = edit::Explain(request.edit, text, name);
+  tov_edit::Explained explained = tov_edit::Explain(request.edit, text, name);
   Ignore(options.ignored, explained.result.warnings);
   const ExitCode code = explained.result.refusals.empty() ? kDone : kRefused;
   const report::ExplainedEdit edit{request.edit, name, explained};

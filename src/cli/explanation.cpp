@@ -13,7 +13,7 @@
 namespace cli {
 namespace {
 
-using edit::EditReport;
+using tov_edit::EditReport;
 using Item = EditReport::Item;
 using Statement = EditReport::Statement;
 using report::ExplainedEdit;
@@ -43,8 +43,8 @@ class Table {
   void AddSummary() {
     std::size_t gone = 0;
     std::size_t come = 0;
-    const std::vector<edit::Change>& changes = m_edit.explained.result.changes;
-    for (const edit::Change& change : changes) {
+    const std::vector<tov_edit::Change>& changes = m_edit.explained.result.changes;
+    for (const tov_edit::Change& change : changes) {
       gone += change.count;
       come += static_cast<std::size_t>(std::count(change.text.begin(), change.text.end(), '\n'));
       if (!change.text.empty() && change.text.back() != '\n') ++come;

@@ -8,8 +8,8 @@ namespace cli {
 
 ExitCode ExitCodeOf(const std::exception& error) {
   if (const auto* failure = dynamic_cast<const Failure*>(&error)) return failure->exit_code();
-  if (dynamic_cast<const update::Overtaken*>(&error)) return kOvertaken;
-  return dynamic_cast<const update::ServerRefusal*>(&error) ? kRefusedByServer : kFailed;
+  if (dynamic_cast<const tov_update::Overtaken*>(&error)) return kOvertaken;
+  return dynamic_cast<const tov_update::ServerRefusal*>(&error) ? kRefusedByServer : kFailed;
 }
 
 }  // namespace cli

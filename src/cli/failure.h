@@ -17,9 +17,9 @@ enum ExitCode : int {
   kWrongUsage = 2,       // CLI::ParseError
   kFailed = 3,           // Failure, or any other exception but these
   kRefused = 4,          // Refusal: an edit that would do harm
-  kRefusedByServer = 5,  // update::ServerRefusal: the server does not take the result
+  kRefusedByServer = 5,  // tov_update::ServerRefusal: the server does not take the result
   kFindings = 6,         // lint and inspect: there is something to look at
-  kOvertaken = 7,        // update::Overtaken: another program has changed a file meanwhile
+  kOvertaken = 7,        // tov_update::Overtaken: another program has changed a file meanwhile
 };
 
 // A right command line that cannot be carried out. what() is the message behind the program's name,

@@ -9,7 +9,7 @@
 namespace cli {
 namespace {
 
-using edit::Remedy;
+using tov_edit::Remedy;
 
 const std::vector<FindingKind> kConfigWarnings = {
     {"mixed-options", "Options words with and without a sign"},
@@ -32,9 +32,9 @@ std::string OptionFor(Remedy remedy, const Finding& finding) {
 }  // namespace
 
 std::vector<FindingKind> KnownWarnings() {
-  std::vector<FindingKind> kinds = edit::kEditWarnings;
+  std::vector<FindingKind> kinds = tov_edit::kEditWarnings;
   kinds.insert(kinds.end(), kConfigWarnings.begin(), kConfigWarnings.end());
-  for (const FindingKind& kind : edit::kTemplateWarnings) {
+  for (const FindingKind& kind : tov_edit::kTemplateWarnings) {
     if (!IsNamed(kinds, kind.name)) kinds.push_back(kind);
   }
   return kinds;

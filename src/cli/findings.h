@@ -10,10 +10,10 @@
 
 namespace cli {
 
-using edit::Finding;
-using edit::FindingKind;
-using edit::Printable;
-using edit::Quoted;
+using tov_edit::Finding;
+using tov_edit::FindingKind;
+using tov_edit::Printable;
+using tov_edit::Quoted;
 
 // All names of what is only said, and can be ignored, with what each is about.
 std::vector<FindingKind> KnownWarnings();

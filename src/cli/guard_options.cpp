@@ -8,9 +8,9 @@ namespace cli {
 namespace {
 
 std::string CheckRefusalName(const std::string& name) {
-  if (IsNamed(edit::kForcedRefusals, name)) return std::string();
+  if (IsNamed(tov_edit::kForcedRefusals, name)) return std::string();
   return "'" + name + "' is not a refusal that can be switched off; these are: " +
-         KnownNames(edit::kForcedRefusals);
+         KnownNames(tov_edit::kForcedRefusals);
 }
 
 }  // namespace
@@ -37,18 +37,18 @@ void CheckGuardOptions(const GuardOptions& options) {
   }
 }
 
-void SetWriting(const WritingOptions& options, edit::Request& request) {
+void SetWriting(const WritingOptions& options, tov_edit::Request& request) {
   request.quote = options.quote;
   request.raw = options.raw;
 }
 
-void SetGuards(const GuardOptions& options, edit::Request& request) {
+void SetGuards(const GuardOptions& options, tov_edit::Request& request) {
   SetWriting(options, request);
   request.forced = options.forced;
   request.all = options.all;
   request.must_exist = options.must_exist;
-  if (options.no_create) request.create = edit::Create::kNever;
-  if (options.only_create) request.create = edit::Create::kOnly;
+  if (options.no_create) request.create = tov_edit::Create::kNever;
+  if (options.only_create) request.create = tov_edit::Create::kOnly;
 }
 
 void RefuseIfFound(const std::vector<Finding>& refusals, const std::string& name,
@@ -69,8 +69,8 @@ std::string RefusalHelp() {
     }
     return text;
   };
-  return "Reasons for which an edit is refused:\n" + listed(edit::kForcedRefusals) +
-         "and, whatever --force says:\n" + listed(edit::kFirmRefusals);
+  return "Reasons for which an edit is refused:\n" + listed(tov_edit::kForcedRefusals) +
+         "and, whatever --force says:\n" + listed(tov_edit::kFirmRefusals);
 }
 
 }  // namespace cli

@@ -37,11 +37,11 @@ void AddWritingOptions(CLI::App& command, WritingOptions& options);
 void CheckGuardOptions(const GuardOptions& options);
 
 // Has `request` do what `options` say.
-void SetWriting(const WritingOptions& options, edit::Request& request);
-void SetGuards(const GuardOptions& options, edit::Request& request);
+void SetWriting(const WritingOptions& options, tov_edit::Request& request);
+void SetGuards(const GuardOptions& options, tov_edit::Request& request);
 
 // Throws Refusal, about the file `name`, when there are refusals: `outcome`, then what each says.
-void RefuseIfFound(const std::vector<edit::Finding>& refusals, const std::string& name,
+void RefuseIfFound(const std::vector<tov_edit::Finding>& refusals, const std::string& name,
                    const std::string& outcome);
 
 // The reasons for which an edit is refused, for the footer of a command's help.

@@ -25,16 +25,16 @@
 namespace cli {
 namespace {
 
-using edit::ForEachItem;
-using edit::InspectedText;
-using edit::Item;
-using edit::OneLine;
-using edit::PlainLine;
 using tov_document::BlockId;
 using tov_document::Dialect;
 using tov_document::Document;
 using tov_document::NodeKind;
 using tov_document::Span;
+using tov_edit::ForEachItem;
+using tov_edit::InspectedText;
+using tov_edit::Item;
+using tov_edit::OneLine;
+using tov_edit::PlainLine;
 
 constexpr char kFooter[] = R"(
 Shows the blocks, directives and comments of CONFIG as its server reads them. Each
@@ -202,7 +202,7 @@ std::string TreeText(const InspectedText& config, bool coloured) {
   }
 }
 
-std::string Findings(const edit::Remarks& remarks, bool coloured) {
+std::string Findings(const tov_edit::Remarks& remarks, bool coloured) {
   std::string shown = ShownWarnings(remarks.warnings, coloured);
   if (remarks.error) shown += Shown(*remarks.error, Weight::kError, coloured);
   return shown.empty() ? shown : '\n' + shown;
@@ -218,7 +218,7 @@ Outcome Run(const InspectOptions& options) {
     SayGuess(name, *dialect);
   }
   InspectedText config(*dialect, text, name);
-  edit::Remarks& remarks = config.remarks;
+  tov_edit::Remarks& remarks = config.remarks;
   Ignore(options.ignored, remarks.warnings);
   const bool clean = remarks.warnings.empty() && !remarks.error;
   const ExitCode code = clean ? kDone : kFindings;

@@ -39,19 +39,19 @@ struct LintOptions : RequestOptions {
 };
 
 std::vector<Finding> Check(const LintOptions& options) {
-  const std::optional<edit::Dialect> named = tov_document::DialectNamed(options.dialect);
-  edit::Request edit;
+  const std::optional<tov_edit::Dialect> named = tov_document::DialectNamed(options.dialect);
+  tov_edit::Request edit;
   edit.values = CollectValues(options);
-  edit.importer = edit::FileImporter("");
+  edit.importer = tov_edit::FileImporter("");
   std::vector<Finding> all;
   for (const std::string& file : options.templates) {
-    edit.template_text = IsStandardInput(file) ? ReadStandardInput(edit::kLargestTemplate)
-                                               : ReadFile(file, edit::kLargestTemplate);
+    edit.template_text = IsStandardInput(file) ? ReadStandardInput(tov_edit::kLargestTemplate)
+                                               : ReadFile(file, tov_edit::kLargestTemplate);
     edit.template_name = TextName(file);
     edit.dialect = named ? *named : DialectOf(edit.template_text, edit.template_name);
     WarnOfOtherDialect(edit.template_text, edit.template_name, edit.dialect);
-    std::vector<Finding> found =
-        Lint(edit, options.HasValues() ? edit::ValuesGiven::kAll : edit::ValuesGiven::kNone);
+    std::vector<Finding> found = Lint(
+        edit, options.HasValues() ? tov_edit::ValuesGiven::kAll : tov_edit::ValuesGiven::kNone);
     Ignore(options.ignored, found);
     all.insert(all.end(), std::make_move_iterator(found.begin()),
                std::make_move_iterator(found.end()));

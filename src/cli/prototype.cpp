@@ -53,7 +53,7 @@ Outcome Run(const PrototypeOptions& options) {
   if (!request.dialect) GuessDialect(request, config, options.config_file);
   WarnOfOtherDialect(request.edit.template_text, request.edit.template_name, *request.dialect);
   SetWriting(options, request.edit);
-  edit::Result made = edit::Prototype(request.edit);
+  tov_edit::Result made = tov_edit::Prototype(request.edit);
   RefuseIfFound(made.refusals, request.edit.template_name, "no prototype:");
   if (!made.text.empty()) made.text += '\n';
   return {made.text};

@@ -14,7 +14,7 @@
 namespace cli {
 namespace {
 
-using edit::Dialect;
+using tov_edit::Dialect;
 
 constexpr char kKnownDialects[] = "apache, nginx";
 
@@ -78,9 +78,9 @@ void AddAssignmentOption(CLI::App& command, const AssignmentOption& option,
   AddWords(command, option.name, store, option.description)->type_name(option.form);
 }
 
-edit::Importer ImporterBelow(const std::string& root) {
+tov_edit::Importer ImporterBelow(const std::string& root) {
   try {
-    return edit::FileImporter(root);
+    return tov_edit::FileImporter(root);
   } catch (const std::runtime_error& error) {
     throw Failure(std::string(error.what()) +
                   "; --import-root takes the one that holds the templates");
@@ -190,7 +190,7 @@ Request LoadRequest(const RequestOptions& options) {
   const std::optional<Dialect> dialect = tov_document::DialectNamed(options.dialect);
   if (dialect) SetDialect(request, *dialect);
   request.edit.template_name = options.template_file;
-  request.edit.template_text = ReadFile(options.template_file, edit::kLargestTemplate);
+  request.edit.template_text = ReadFile(options.template_file, tov_edit::kLargestTemplate);
   request.edit.values = CollectValues(options);
   request.edit.importer = ImporterBelow(options.import_root);
   for (const auto& [name, value] : options.new_values) request.edit.must_be_used.insert(name);
@@ -212,7 +212,7 @@ Dialect DialectOf(const std::string& text, const std::string& name) {
 }
 
 void WarnOfOtherDialect(const std::string& text, const std::string& name, Dialect dialect) {
-  std::optional<edit::Finding> other = edit::OtherDialect(text, dialect);
+  std::optional<tov_edit::Finding> other = tov_edit::OtherDialect(text, dialect);
   if (!other) return;
   other->template_place.file = name;
   Say("warning: " + Shown(*other));

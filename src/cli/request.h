@@ -19,8 +19,8 @@ namespace cli {
 
 // An edit, with all that it needs in memory.
 struct Request {
-  std::optional<edit::Dialect> dialect;  // none: to be guessed
-  edit::Request edit;                    // its dialect counts when SetDialect has been called
+  std::optional<tov_edit::Dialect> dialect;  // none: to be guessed
+  tov_edit::Request edit;                    // its dialect counts when SetDialect has been called
 };
 
 // The options that make a request, as the command line gives them.
@@ -89,26 +89,27 @@ void RefuseValuesOnStandardInput(const RequestOptions& options);
 
 // The request, its template and its values read. The dialect is the one on the command line, none
 // when that names none. Throws Failure when a file cannot be had. Imports are read when the edit is
-// made, see edit::FileImporter.
+// made, see tov_edit::FileImporter.
 Request LoadRequest(const RequestOptions& options);
 
 // The values that `options` give. Throws Failure when a file cannot be had.
 Values CollectValues(const RequestOptions& options);
 
-void SetDialect(Request& request, edit::Dialect dialect);
+void SetDialect(Request& request, tov_edit::Dialect dialect);
 
 // The dialect of `text`, guessed. Throws Failure, under `name`, where that cannot be done.
-edit::Dialect DialectOf(const std::string& text, const std::string& name);
+tov_edit::Dialect DialectOf(const std::string& text, const std::string& name);
 
 // Says on standard error that `text`, the file `name`, is written in another dialect than this one,
 // if so.
-void WarnOfOtherDialect(const std::string& text, const std::string& name, edit::Dialect dialect);
+void WarnOfOtherDialect(const std::string& text, const std::string& name,
+                        tov_edit::Dialect dialect);
 
 // Says on standard error that `what` was taken for `dialect`.
-void SayGuess(const std::string& what, edit::Dialect dialect);
+void SayGuess(const std::string& what, tov_edit::Dialect dialect);
 
 // The command with which the server of `dialect` checks its configuration.
-std::string CheckCommand(edit::Dialect dialect);
+std::string CheckCommand(tov_edit::Dialect dialect);
 
 // `file` as messages name it: what "-" stands for, else itself.
 std::string TextName(const std::string& file);

@@ -26,7 +26,7 @@ struct Closer {
 }
 
 [[noreturn]] void FailBySize(const std::string& file, std::size_t limit) {
-  throw Failure(file, "is larger than " + std::to_string(limit / edit::kMebibyte) + " MiB");
+  throw Failure(file, "is larger than " + std::to_string(limit / tov_edit::kMebibyte) + " MiB");
 }
 
 // Devices give bytes for ever, as a rule, or until a disk has been read.

@@ -15,10 +15,10 @@ inline constexpr char kStandardOutput[] = "(standard output)";
 
 // The whole of `file`, which may be a pipe. Throws Failure when it cannot be opened or read, is a
 // device other than a terminal and /dev/null, or has more than `limit` bytes.
-std::string ReadFile(const std::string& file, std::size_t limit = edit::kLargestText);
+std::string ReadFile(const std::string& file, std::size_t limit = tov_edit::kLargestText);
 
 // All that is left on standard input. Throws the same.
-std::string ReadStandardInput(std::size_t limit = edit::kLargestText);
+std::string ReadStandardInput(std::size_t limit = tov_edit::kLargestText);
 
 // Whether `name` stands for standard input on the command line: "-".
 bool IsStandardInput(const std::string& name);

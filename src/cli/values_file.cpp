@@ -70,7 +70,7 @@ class Assembler {
 
   std::string Scalar(const Value& value) {
     if (m_depth == 0) return NotAValue(!value ? "null" : "string");
-    edit::OldAndNew& pair = m_values[m_name];
+    tov_edit::OldAndNew& pair = m_values[m_name];
     (m_depth == 2 && m_side == "old" ? pair.old_value : pair.new_value) = value;
     return std::string();
   }
@@ -304,9 +304,10 @@ Values ParseValues(const std::string& text, const std::string& file, Values earl
 
 Values ReadValuesFile(const std::string& file, Values earlier) {
   if (IsStandardInput(file)) {
-    return ParseValues(ReadStandardInput(edit::kLargestValues), kStandardInput, std::move(earlier));
+    return ParseValues(ReadStandardInput(tov_edit::kLargestValues), kStandardInput,
+                       std::move(earlier));
   }
-  return ParseValues(ReadFile(file, edit::kLargestValues), file, std::move(earlier));
+  return ParseValues(ReadFile(file, tov_edit::kLargestValues), file, std::move(earlier));
 }
 
 }  // namespace cli

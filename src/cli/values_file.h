@@ -9,7 +9,7 @@
 
 namespace cli {
 
-using edit::Values;
+using tov_edit::Values;
 
 // The values in `text`: an object (a mapping) with a member for each name, which is the new value
 // (a string or null) or an object with the members "old" and "new" (each a string or null, or left

@@ -9,7 +9,7 @@
 #include "edit/placement.h"
 #include "edit/repetition.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 using Kind = TemplateLine::Kind;
@@ -255,4 +255,4 @@ void Additions::Add(const Addition& addition, const Layout::Place& place) {
                                m_work.NumberOf(addition.position));
 }
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -17,7 +17,7 @@
 #include "edit/subjects.h"
 #include "edit/word_directives.h"
 
-namespace edit {
+namespace tov_edit {
 
 // A line of which a directive is made.
 struct Addition {
@@ -73,4 +73,4 @@ class Additions {
   std::optional<std::vector<const TemplateLine*>> m_removing;
 };
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -15,7 +15,7 @@
 #include "edit/shown_blocks.h"
 #include "edit/telling_apart.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 using tov_document::kWholeText;
@@ -354,4 +354,4 @@ bool SaysRenamed(const TemplateTree& tree, Dialect dialect, std::size_t block) {
          (evidence.old_name && evidence.new_name && evidence.old_name != evidence.new_name);
 }
 
-}  // namespace edit
+}  // namespace tov_edit

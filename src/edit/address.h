@@ -26,7 +26,7 @@
 #include "edit/finding.h"
 #include "edit/template_tree.h"
 
-namespace edit {
+namespace tov_edit {
 
 // A block of the template, and what it is in the configuration.
 struct Match {
@@ -53,4 +53,4 @@ std::vector<Match> FindBlocks(const TemplateTree& tree, Contents& contents,
 // an old value.
 bool SaysRenamed(const TemplateTree& tree, Dialect dialect, std::size_t block);
 
-}  // namespace edit
+}  // namespace tov_edit

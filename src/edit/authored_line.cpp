@@ -8,7 +8,7 @@
 #include "edit/quoting.h"
 #include "template/framework/str.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 using tov_document::Document;
@@ -437,4 +437,4 @@ std::optional<Beginning> AuthoredLine::BeginningWith(const Values& values,
   return beginning;
 }
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -21,7 +21,7 @@
 #include "document/document.h"
 #include "edit/request.h"
 
-namespace edit {
+namespace tov_edit {
 
 // What a line of a template is to its server.
 enum class LineKind { kBlank, kComment, kDirective, kOpening, kClosing };
@@ -171,4 +171,4 @@ std::optional<std::string> FilledIn(std::string_view text, const AuthoredLine::V
 // opening line those of the block's head; none: it is neither, or more than one.
 std::optional<Written> ReadWritten(Dialect dialect, const std::string& text, LineKind& kind);
 
-}  // namespace edit
+}  // namespace tov_edit

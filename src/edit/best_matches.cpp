@@ -9,7 +9,7 @@
 
 #include "edit/comparison.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 using Kind = TemplateLine::Kind;
@@ -134,4 +134,4 @@ void KeepBest(const TemplateTree& tree, Holdings& holdings, Dialect dialect,
   BestMatches(tree, holdings, dialect, matches).Keep();
 }
 
-}  // namespace edit
+}  // namespace tov_edit

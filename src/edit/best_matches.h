@@ -9,7 +9,7 @@
 #include "edit/holdings.h"
 #include "edit/template_tree.h"
 
-namespace edit {
+namespace tov_edit {
 
 // Leaves those matches out that are not meant. Lines of which the old value is known say which are:
 //
@@ -22,4 +22,4 @@ namespace edit {
 void KeepBest(const TemplateTree& tree, Holdings& holdings, Dialect dialect,
               std::vector<Match>& matches);
 
-}  // namespace edit
+}  // namespace tov_edit

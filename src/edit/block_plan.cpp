@@ -15,7 +15,7 @@
 #include "edit/rewrite_lines.h"
 #include "edit/word_lines.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 using Kind = TemplateLine::Kind;
@@ -168,4 +168,4 @@ void PlanBlock(const Planning& planning, std::size_t block, BlockId at,
   if (!only_blocks) BlockPlanner(planning, block, at, inner).Run();
 }
 
-}  // namespace edit
+}  // namespace tov_edit

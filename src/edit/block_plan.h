@@ -17,7 +17,7 @@
 #include "edit/request.h"
 #include "edit/template_tree.h"
 
-namespace edit {
+namespace tov_edit {
 
 // What a plan is made for and of.
 struct Planning {
@@ -40,4 +40,4 @@ struct Planning {
 void PlanBlock(const Planning& planning, std::size_t block, BlockId at,
                const std::map<std::size_t, BlockId>& inner);
 
-}  // namespace edit
+}  // namespace tov_edit

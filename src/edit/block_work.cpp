@@ -7,7 +7,7 @@
 
 #include "edit/finding.h"
 
-namespace edit {
+namespace tov_edit {
 
 using Kind = TemplateLine::Kind;
 
@@ -269,4 +269,4 @@ std::string BlockWork::TextOf(std::size_t child) const {
   return std::string(m_planning.contents.document().Bytes(m_children[child]->bytes));
 }
 
-}  // namespace edit
+}  // namespace tov_edit

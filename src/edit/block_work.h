@@ -26,7 +26,7 @@
 #include "edit/template_tree.h"
 #include "edit/word_directives.h"
 
-namespace edit {
+namespace tov_edit {
 
 using Positions = std::vector<std::size_t>;
 
@@ -161,4 +161,4 @@ class BlockWork {
 // Whether the line says that the directive is to become another one.
 bool StatesOther(const TemplateLine& line);
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -8,7 +8,7 @@
 
 #include "document/meaning.h"
 
-namespace edit {
+namespace tov_edit {
 
 using tov_document::kWholeText;
 
@@ -141,4 +141,4 @@ Blocks Candidates::Listening(const Blocks& blocks, const Texts& addresses) const
   return listening;
 }
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -14,7 +14,7 @@
 #include "edit/evidence.h"
 #include "edit/head_index.h"
 
-namespace edit {
+namespace tov_edit {
 
 using Blocks = std::vector<BlockId>;
 
@@ -60,4 +60,4 @@ class Candidates {
   std::unordered_map<std::string, Blocks> m_by_address;  // nginx's servers, when many are sought
 };
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-namespace edit {
+namespace tov_edit {
 
 ChildIndex::ChildIndex(const Document& document, const std::vector<const Child*>& children)
     : m_dialect(document.dialect()), m_children(children) {
@@ -61,4 +61,4 @@ const ChildIndex::Positions& ChildIndex::Comments(const std::string& text) const
   return comments == m_comments.end() ? none : comments->second;
 }
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -15,7 +15,7 @@
 #include "edit/contents.h"
 #include "edit/template_tree.h"
 
-namespace edit {
+namespace tov_edit {
 
 // All positions are those among the children, and come in their order.
 class ChildIndex {
@@ -44,4 +44,4 @@ class ChildIndex {
   std::unordered_map<std::string_view, Positions> m_comments;
 };
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -11,7 +11,7 @@
 
 #include "document/meaning.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 using tov_document::BlockId;
@@ -122,4 +122,4 @@ std::optional<Collision> NewCollision(const Document& before, const Document& af
   return std::nullopt;
 }
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -9,7 +9,7 @@
 
 #include "document/document.h"
 
-namespace edit {
+namespace tov_edit {
 
 struct Collision {
   std::string name;  // "" where no name is what they have in common
@@ -32,4 +32,4 @@ std::optional<Collision> NewCollision(const tov_document::Document& before,
 std::optional<Collision> NewDefaultServers(const tov_document::Document& before,
                                            const tov_document::Document& after);
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -8,7 +8,7 @@
 #include "document/ascii.h"
 #include "document/meaning.h"
 
-namespace edit {
+namespace tov_edit {
 
 using tov_document::SameName;
 
@@ -223,4 +223,4 @@ bool ShareOne(const Texts& a, const Texts& b) {
                      [&among](const std::string& text) { return among.Has(text); });
 }
 
-}  // namespace edit
+}  // namespace tov_edit

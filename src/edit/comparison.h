@@ -11,7 +11,7 @@
 #include "document/document.h"
 #include "edit/template_tree.h"
 
-namespace edit {
+namespace tov_edit {
 
 using Texts = std::vector<std::string>;
 
@@ -76,4 +76,4 @@ class Among {
   std::unordered_set<std::string_view> m_set;  // empty: there are few
 };
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -7,7 +7,7 @@
 
 #include "document/meaning.h"
 
-namespace edit {
+namespace tov_edit {
 
 using tov_document::NodeKind;
 
@@ -65,4 +65,4 @@ FilePlace Contents::PlaceOf(const std::string& name, std::size_t offset) const {
   return {name, place.line, place.column};
 }
 
-}  // namespace edit
+}  // namespace tov_edit

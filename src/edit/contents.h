@@ -15,7 +15,7 @@
 #include "document/places.h"
 #include "edit/finding.h"
 
-namespace edit {
+namespace tov_edit {
 
 using tov_document::BlockId;
 using tov_document::Dialect;
@@ -71,4 +71,4 @@ class Contents {
   std::unordered_map<BlockId, std::vector<Child>> m_read;
 };
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -4,7 +4,7 @@
 
 #include <string>
 
-namespace edit {
+namespace tov_edit {
 
 std::optional<Finding> OtherDialect(std::string_view text, Dialect dialect) {
   const std::optional<Dialect> guessed = tov_document::GuessDialect(text);
@@ -27,4 +27,4 @@ std::optional<Finding> OtherDialect(const Request& request, std::string_view tex
   return found;
 }
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -9,7 +9,7 @@
 #include "edit/finding.h"
 #include "edit/request.h"
 
-namespace edit {
+namespace tov_edit {
 
 // What to say when `text` is written in another dialect than `dialect`, without a place; none: it
 // is not, or that cannot be told.
@@ -19,4 +19,4 @@ std::optional<Finding> OtherDialect(std::string_view text, Dialect dialect);
 std::optional<Finding> OtherDialect(const Request& request, std::string_view text,
                                     const std::string& name);
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -23,7 +23,7 @@
 #include "edit/shown_blocks.h"
 #include "edit/template_tree.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 class Editor {
@@ -366,4 +366,4 @@ Result Prototype(const Request& request) {
   return result;
 }
 
-}  // namespace edit
+}  // namespace tov_edit

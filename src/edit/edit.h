@@ -3,11 +3,11 @@
 // The careful edit of a configuration: a template is carried out on the blocks that it means, and
 // on nothing else. Start here.
 //
-//   edit::Request request;
-//   request.dialect = edit::Dialect::kNginx;
+//   tov_edit::Request request;
+//   request.dialect = tov_edit::Dialect::kNginx;
 //   request.template_text = "server {\n  server_name {% $name %};\n}\n";
 //   request.values["name"] = {"a.example", "b.example"};
-//   const edit::Result result = edit::Edit(request, text, "site.conf");
+//   const tov_edit::Result result = tov_edit::Edit(request, text, "site.conf");
 //   if (result.refusals.empty()) use(result.text);
 //
 // The text is read as its server reads it (src/document), the template by the engine
@@ -25,7 +25,7 @@
 #include "edit/request.h"
 #include "template/export.h"
 
-namespace edit {
+namespace tov_edit {
 
 // Lines of a text in whose place others have come.
 struct Change {
@@ -72,4 +72,4 @@ QELTEMPLATE_EXPORT Explained Explain(const Request& request, std::string_view te
 // judged as in an edit.
 QELTEMPLATE_EXPORT Result Prototype(const Request& request);
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -6,7 +6,7 @@
 
 #include "document/meaning.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 using Kind = TemplateLine::Kind;
@@ -158,4 +158,4 @@ bool IsTlsState(Dialect dialect, std::string_view name) {
   return dialect == Dialect::kNginx && (name == "ssl" || name == "ssl_prefer_server_ciphers");
 }
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -14,7 +14,7 @@
 #include "edit/finding.h"
 #include "edit/template_tree.h"
 
-namespace edit {
+namespace tov_edit {
 
 // A line's words with its old values, and with its new ones.
 using Phase = std::optional<Written> TemplateLine::*;
@@ -56,4 +56,4 @@ Evidence ReadEvidence(const TemplateTree& tree, Dialect dialect, std::size_t num
 // Whether a directive of this name only says whether a server speaks TLS, which is no evidence.
 bool IsTlsState(Dialect dialect, std::string_view name);
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -14,7 +14,7 @@
 #include "template/framework/tov_err.h"
 #include "template/framework/tov_file.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 std::string Below(const std::string& folder, const std::string& name) {
@@ -84,4 +84,4 @@ Importer FileImporter(const std::string& root) {
   return Finder(root);
 }
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -8,7 +8,7 @@
 #include "edit/request.h"
 #include "template/export.h"
 
-namespace edit {
+namespace tov_edit {
 
 // Finds imported files beside the file that imports them, else from the current directory, else,
 // where there is a `root`, from there. `root` is a directory out of which no import may lead, not
@@ -22,4 +22,4 @@ namespace edit {
 // std::bad_alloc, and may be used by several threads at a time.
 QELTEMPLATE_EXPORT Importer FileImporter(const std::string& root);
 
-}  // namespace edit
+}  // namespace tov_edit

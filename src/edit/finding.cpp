@@ -4,7 +4,7 @@
 
 #include "document/ascii.h"
 
-namespace edit {
+namespace tov_edit {
 
 std::string Shown(const FilePlace& place) {
   std::string text = Printable(place.file);
@@ -79,4 +79,4 @@ const std::vector<FindingKind> kEditWarnings = {
     {"second-line", "a line is added beside one of the same directive"},
 };
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -10,7 +10,7 @@
 
 #include "template/export.h"
 
-namespace edit {
+namespace tov_edit {
 
 // A place in a file. Lines and columns count from 1, columns in bytes; 0: none in particular.
 struct FilePlace {
@@ -82,4 +82,4 @@ QELTEMPLATE_EXPORT extern const std::vector<FindingKind> kForcedRefusals;
 QELTEMPLATE_EXPORT extern const std::vector<FindingKind> kFirmRefusals;
 QELTEMPLATE_EXPORT extern const std::vector<FindingKind> kEditWarnings;
 
-}  // namespace edit
+}  // namespace tov_edit

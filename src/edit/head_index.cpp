@@ -7,7 +7,7 @@
 
 #include "document/meaning.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 using tov_document::kWholeText;
@@ -108,4 +108,4 @@ BlockId HeadIndex::RootOf(BlockId scope) {
   return root;
 }
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -11,7 +11,7 @@
 #include "edit/contents.h"
 #include "edit/template_tree.h"
 
-namespace edit {
+namespace tov_edit {
 
 // Whether what stands in `block`, or in one with this head, may be looked for as if it stood around
 // it, in a template's block whose own scope is `scope`.
@@ -49,4 +49,4 @@ class HeadIndex {
   std::unordered_map<BlockId, BlockId> m_roots;
 };
 
-}  // namespace edit
+}  // namespace tov_edit

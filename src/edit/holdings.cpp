@@ -7,7 +7,7 @@
 #include "document/meaning.h"
 #include "edit/comparison.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 // Of names, listens and options the words count one by one.
@@ -96,4 +96,4 @@ const Holdings::Indexed& Holdings::IndexedOf(BlockId id) {
   return known->second;
 }
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -13,7 +13,7 @@
 #include "edit/contents.h"
 #include "edit/evidence.h"
 
-namespace edit {
+namespace tov_edit {
 
 // Used by one thread at a time.
 class Holdings {
@@ -53,4 +53,4 @@ class Holdings {
   std::unordered_map<BlockId, Indexed> m_indexed;
 };
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -8,7 +8,7 @@
 
 #include "template/framework/str.h"
 
-namespace edit {
+namespace tov_edit {
 
 // The blanks at the beginning of `text`.
 inline std::string_view Indentation(std::string_view text) {
@@ -16,4 +16,4 @@ inline std::string_view Indentation(std::string_view text) {
   return text.substr(0, static_cast<std::size_t>(end - text.begin()));
 }
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -7,7 +7,7 @@
 #include "document/meaning.h"
 #include "edit/inspection.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 using tov_document::BlockId;
@@ -81,4 +81,4 @@ Inspection Inspect(Dialect dialect, std::string_view text, const std::string& na
   return inspection;
 }
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -13,7 +13,7 @@
 #include "edit/request.h"
 #include "template/export.h"
 
-namespace edit {
+namespace tov_edit {
 
 // What stands in a configuration. Lines and columns count from 1, columns in bytes.
 struct Inspection {
@@ -59,4 +59,4 @@ struct Inspection {
 QELTEMPLATE_EXPORT Inspection Inspect(Dialect dialect, std::string_view text,
                                       const std::string& name);
 
-}  // namespace edit
+}  // namespace tov_edit

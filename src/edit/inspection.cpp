@@ -12,7 +12,7 @@
 #include "edit/comparison.h"
 #include "template/framework/str.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 using tov_document::BlockId;
@@ -230,4 +230,4 @@ std::string_view PlainLine(const Document& document, const Node& node) {
   return as_shown ? line : std::string_view();
 }
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -15,7 +15,7 @@
 #include "edit/finding.h"
 #include "edit/request.h"
 
-namespace edit {
+namespace tov_edit {
 
 // What there is to say of a text.
 struct Remarks {
@@ -63,4 +63,4 @@ std::string OneLine(const tov_document::Document& document, const tov_document::
 // moves the cursor of a terminal. Empty: it takes OneLine to tell.
 std::string_view PlainLine(const tov_document::Document& document, const tov_document::Node& node);
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -10,7 +10,7 @@
 #include "edit/limits.h"
 #include "edit/quoting.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 constexpr std::string_view kBlanks = " \t\r\v\f";
@@ -514,4 +514,4 @@ std::vector<TextEdit> Layout::Edits() {
   return edits;
 }
 
-}  // namespace edit
+}  // namespace tov_edit

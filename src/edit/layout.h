@@ -14,7 +14,7 @@
 #include "edit/contents.h"
 #include "edit/meant_tree.h"
 
-namespace edit {
+namespace tov_edit {
 
 // A word that a directive is to have.
 struct NewWord {
@@ -153,4 +153,4 @@ class Layout {
   std::unordered_map<BlockId, std::string> m_indentations;  // in blocks, as long as nothing goes
 };
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -6,7 +6,7 @@
 
 #include <cstddef>
 
-namespace edit {
+namespace tov_edit {
 
 inline constexpr std::size_t kMebibyte = std::size_t{1} << 20;
 
@@ -38,4 +38,4 @@ inline constexpr std::size_t kLargestValues = 64 * kMebibyte;
 // The blanks that are taken over from a neighbour, as the indentation of a new line.
 inline constexpr std::size_t kLongestIndentation = 1'000;
 
-}  // namespace edit
+}  // namespace tov_edit

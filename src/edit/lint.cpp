@@ -19,7 +19,7 @@
 #include "edit/written_lines.h"
 #include "template/framework/str.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 using Branch = std::pair<std::size_t, std::size_t>;  // the number of its chain, and its own in that
@@ -490,4 +490,4 @@ const std::vector<FindingKind> kTemplateWarnings = {
     {"empty-key", "a line without a text of its own"},
 };
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -9,7 +9,7 @@
 #include "edit/request.h"
 #include "template/export.h"
 
-namespace edit {
+namespace tov_edit {
 
 // Whether values belong to a look at a template.
 enum class ValuesGiven {
@@ -26,4 +26,4 @@ QELTEMPLATE_EXPORT std::vector<Finding> Lint(const Request& request, ValuesGiven
 // The names that these findings can have.
 QELTEMPLATE_EXPORT extern const std::vector<FindingKind> kTemplateWarnings;
 
-}  // namespace edit
+}  // namespace tov_edit

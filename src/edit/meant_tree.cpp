@@ -8,7 +8,7 @@
 
 #include "document/meaning.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 using tov_document::Block;
@@ -276,4 +276,4 @@ std::optional<std::size_t> MeantTree::DifferenceFrom(const Document& after) cons
   return Comparison(*this, after).Run();
 }
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -15,7 +15,7 @@
 
 #include "edit/contents.h"
 
-namespace edit {
+namespace tov_edit {
 
 class MeantTree {
  public:
@@ -73,4 +73,4 @@ class MeantTree {
   std::set<BlockId> m_edited;  // something in there changes, comes or goes
 };
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <map>
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 constexpr std::size_t kNone = static_cast<std::size_t>(-1);
@@ -94,4 +94,4 @@ std::vector<Step> StepsOf(const std::vector<Move>& moves,
   return steps;
 }
 
-}  // namespace edit
+}  // namespace tov_edit

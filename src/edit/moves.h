@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-namespace edit {
+namespace tov_edit {
 
 struct Move {
   std::string was;
@@ -33,4 +33,4 @@ enum class Step {
 std::vector<Step> StepsOf(const std::vector<Move>& moves,
                           const std::function<bool(const std::vector<std::size_t>&)>& is_before);
 
-}  // namespace edit
+}  // namespace tov_edit

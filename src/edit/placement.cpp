@@ -8,7 +8,7 @@
 #include "edit/comparison.h"
 #include "edit/head_index.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 using Children = std::vector<const Child*>;
@@ -220,4 +220,4 @@ PlaceOfBlock BlockPlaces::Find(BlockId block, const std::string& name) const {
   return {Beside(*children[like.back()], PlaceKind::kBehind), blank};
 }
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -14,7 +14,7 @@
 #include "edit/contents.h"
 #include "edit/layout.h"
 
-namespace edit {
+namespace tov_edit {
 
 inline constexpr std::size_t kNoChild = static_cast<std::size_t>(-1);
 
@@ -112,4 +112,4 @@ class BlockPlaces {
   std::map<std::pair<BlockId, std::string>, PlaceOfBlock> m_found;
 };
 
-}  // namespace edit
+}  // namespace tov_edit

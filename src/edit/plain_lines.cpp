@@ -8,7 +8,7 @@
 #include "edit/plan.h"
 #include "edit/text_search.h"
 
-namespace edit {
+namespace tov_edit {
 
 using Kind = TemplateLine::Kind;
 
@@ -146,4 +146,4 @@ std::size_t PlainLines::FirstComment(const std::optional<Written>& written,
   return first == alike.end() ? kNoChild : *first;
 }
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -13,7 +13,7 @@
 #include "edit/block_work.h"
 #include "edit/moves.h"
 
-namespace edit {
+namespace tov_edit {
 
 // The steps come in this order, each for all lines that are not settled yet.
 class PlainLines {
@@ -54,4 +54,4 @@ class PlainLines {
   std::optional<std::unordered_set<std::string_view>> m_raw;  // RawLinesThere(), if it is known
 };
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -18,7 +18,7 @@
 #include "edit/shown_blocks.h"
 #include "edit/word_directives.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 using Kind = TemplateLine::Kind;
@@ -389,4 +389,4 @@ Plan MakePlan(const Request& request, const TemplateTree& tree, const std::vecto
   return plan;
 }
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -15,7 +15,7 @@
 #include "edit/request.h"
 #include "edit/template_tree.h"
 
-namespace edit {
+namespace tov_edit {
 
 // What a line of the template has to do with one directive, or block, of the configuration.
 struct Event {
@@ -53,4 +53,4 @@ Plan MakePlan(const Request& request, const TemplateTree& tree, const std::vecto
               const std::string& config_name, Contents& contents, Layout& layout,
               Findings& findings);
 
-}  // namespace edit
+}  // namespace tov_edit

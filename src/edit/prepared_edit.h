@@ -11,7 +11,7 @@
 #include "edit/request.h"
 #include "edit/template_tree.h"
 
-namespace edit {
+namespace tov_edit {
 
 // Edit for many texts: the template is read once. Any number of threads may use it at a time.
 class PreparedEdit {
@@ -27,4 +27,4 @@ class PreparedEdit {
   TemplateTree m_tree;
 };
 
-}  // namespace edit
+}  // namespace tov_edit

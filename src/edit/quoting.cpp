@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <vector>
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 using tov_document::Document;
@@ -99,4 +99,4 @@ bool HoldsVariable(Dialect dialect, std::string_view before, std::string_view te
   return false;
 }
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -8,7 +8,7 @@
 
 #include "document/document.h"
 
-namespace edit {
+namespace tov_edit {
 
 using tov_document::Dialect;
 
@@ -31,4 +31,4 @@ bool HoldsUnwritable(Dialect dialect, std::string_view text);
 bool HoldsVariable(Dialect dialect, std::string_view before, std::string_view text,
                    std::string_view behind);
 
-}  // namespace edit
+}  // namespace tov_edit

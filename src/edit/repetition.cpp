@@ -8,7 +8,7 @@
 #include "document/ascii.h"
 #include "edit/repetition_tables.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 using tov_document::Dialect;
@@ -59,4 +59,4 @@ Repetition RepetitionOf(Dialect dialect, std::string_view name) {
                                     : Find<InEitherCase>(kApacheOnce, kApacheMany, name);
 }
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -7,7 +7,7 @@
 
 #include "document/document.h"
 
-namespace edit {
+namespace tov_edit {
 
 // How often a directive may stand in one block.
 enum class Repetition {
@@ -21,4 +21,4 @@ enum class Repetition {
 // block, it is kMany. Cost: some twenty comparisons of names.
 Repetition RepetitionOf(tov_document::Dialect dialect, std::string_view name);
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -6,7 +6,7 @@
 
 #include <string_view>
 
-namespace edit {
+namespace tov_edit {
 
 // A second one is refused as a duplicate. A few are taken and do nothing, or overrule the first
 // one: "return", what an upstream balances by, what only turns something on.
@@ -1347,4 +1347,4 @@ inline constexpr std::string_view kApacheMany[] = {
     "xml2StartParse",
 };
 
-}  // namespace edit
+}  // namespace tov_edit

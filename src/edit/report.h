@@ -10,7 +10,7 @@
 
 #include "edit/finding.h"
 
-namespace edit {
+namespace tov_edit {
 
 struct EditReport {
   struct Statement {
@@ -75,4 +75,4 @@ struct EditReport {
   std::vector<Block> blocks;
 };
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -8,7 +8,7 @@
 #include "edit/shown_blocks.h"
 #include "template/framework/str.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 using Kind = TemplateLine::Kind;
@@ -202,4 +202,4 @@ EditReport ReportEdit(const ReportSource& source) {
   return Reporter(source).Make();
 }
 
-}  // namespace edit
+}  // namespace tov_edit

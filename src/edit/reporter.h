@@ -12,7 +12,7 @@
 #include "edit/request.h"
 #include "edit/template_tree.h"
 
-namespace edit {
+namespace tov_edit {
 
 struct ReportSource {
   const Request& request;
@@ -26,4 +26,4 @@ struct ReportSource {
 
 EditReport ReportEdit(const ReportSource& source);
 
-}  // namespace edit
+}  // namespace tov_edit

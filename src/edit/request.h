@@ -12,7 +12,7 @@
 #include "document/dialect.h"
 #include "edit/finding.h"
 
-namespace edit {
+namespace tov_edit {
 
 using tov_document::Dialect;
 
@@ -77,4 +77,4 @@ struct Request {
   std::set<std::string> raw;     // the values that may be more than a word, by name
 };
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -9,7 +9,7 @@
 
 #include "edit/comparison.h"
 
-namespace edit {
+namespace tov_edit {
 
 using Kind = TemplateLine::Kind;
 
@@ -95,4 +95,4 @@ void RewriteLines::ClaimCondition(std::size_t position, std::size_t rule) {
   }
 }
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -10,7 +10,7 @@
 #include "edit/block_work.h"
 #include "edit/rewrite_rules.h"
 
-namespace edit {
+namespace tov_edit {
 
 class RewriteLines {
  public:
@@ -30,4 +30,4 @@ class RewriteLines {
   Additions& m_additions;
 };
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -7,7 +7,7 @@
 #include "document/ascii.h"
 #include "edit/placement.h"
 
-namespace edit {
+namespace tov_edit {
 
 std::vector<RewriteRule> RewriteRules(const std::vector<std::string_view>& names) {
   std::vector<RewriteRule> rules;
@@ -57,4 +57,4 @@ RewriteGroups::Spot RewriteGroups::SpotOf(std::size_t child) const {
   return {m_children[child]->around, m_children[child]->position};
 }
 
-}  // namespace edit
+}  // namespace tov_edit

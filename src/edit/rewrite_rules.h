@@ -13,7 +13,7 @@
 #include "edit/contents.h"
 #include "edit/layout.h"
 
-namespace edit {
+namespace tov_edit {
 
 // A rule with the conditions before it, by their positions.
 struct RewriteRule {
@@ -51,4 +51,4 @@ class RewriteGroups {
   std::map<Spot, RewriteRule> m_rules;  // by all that belongs to them
 };
 
-}  // namespace edit
+}  // namespace tov_edit

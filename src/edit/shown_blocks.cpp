@@ -9,7 +9,7 @@
 #include "edit/evidence.h"
 #include "edit/finding.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 // "a.example, b.example and 7 more"
@@ -74,4 +74,4 @@ std::string BlocksLike(const Contents& contents, const std::string& config_name,
   return listed;
 }
 
-}  // namespace edit
+}  // namespace tov_edit

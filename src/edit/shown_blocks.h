@@ -9,7 +9,7 @@
 #include "edit/contents.h"
 #include "edit/template_tree.h"
 
-namespace edit {
+namespace tov_edit {
 
 // One of the configuration: "site.conf:3:1 'server' (a.example, *:80)".
 std::string Described(const Contents& contents, const std::string& config_name, BlockId block);
@@ -22,4 +22,4 @@ std::string SoughtBlock(const TemplateTree& tree, Dialect dialect, std::size_t b
 std::string BlocksLike(const Contents& contents, const std::string& config_name,
                        const TemplateLine& opening, BlockId around);
 
-}  // namespace edit
+}  // namespace tov_edit

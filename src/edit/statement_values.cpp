@@ -8,7 +8,7 @@
 #include "edit/authored_line.h"
 #include "template/framework/str.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 using Texts = std::map<std::string, std::string>;
@@ -102,4 +102,4 @@ std::vector<std::string> OddPathParts(std::string_view line, const Texts& values
   return odd.empty() && together ? all : odd;
 }
 
-}  // namespace edit
+}  // namespace tov_edit

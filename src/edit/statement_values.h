@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-namespace edit {
+namespace tov_edit {
 
 // The names of the values in the condition `line` that would not be an operand of their own: empty
 // ones, those with blanks or control bytes, and those that the condition reads as something else
@@ -25,4 +25,4 @@ std::vector<std::string> OddOperands(std::string_view line,
 std::vector<std::string> OddPathParts(std::string_view line,
                                       const std::map<std::string, std::string>& values);
 
-}  // namespace edit
+}  // namespace tov_edit

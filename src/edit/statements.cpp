@@ -12,7 +12,7 @@
 #include "template/condition.h"
 #include "template/framework/str.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 class Reader {
@@ -154,4 +154,4 @@ std::vector<OddStatement> OddStatements(const std::string& text,
   return Reader(values).Read(text);
 }
 
-}  // namespace edit
+}  // namespace tov_edit

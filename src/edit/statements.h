@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace edit {
+namespace tov_edit {
 
 struct OddStatement {
   std::size_t line = 0;  // of the text, from 1
@@ -21,4 +21,4 @@ struct OddStatement {
 std::vector<OddStatement> OddStatements(const std::string& text,
                                         const std::map<std::string, std::string>& values);
 
-}  // namespace edit
+}  // namespace tov_edit

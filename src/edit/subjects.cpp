@@ -9,7 +9,7 @@
 #include "document/ascii.h"
 #include "document/meaning.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 using tov_document::Dialect;
@@ -253,4 +253,4 @@ Subjects SubjectsOf(Dialect dialect, std::string_view block, const Texts& words)
   return {Read(speaking->where, words), speaking->both_count};
 }
 
-}  // namespace edit
+}  // namespace tov_edit

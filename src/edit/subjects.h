@@ -11,7 +11,7 @@
 
 #include "document/document.h"
 
-namespace edit {
+namespace tov_edit {
 
 struct Subjects {
   std::vector<std::string> all;  // none: such directives may stand beside each other
@@ -27,4 +27,4 @@ struct Subjects {
 Subjects SubjectsOf(tov_document::Dialect dialect, std::string_view block,
                     const std::vector<std::string>& words);
 
-}  // namespace edit
+}  // namespace tov_edit

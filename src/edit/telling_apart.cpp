@@ -7,7 +7,7 @@
 #include "document/meaning.h"
 #include "edit/comparison.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 using tov_document::kWholeText;
@@ -104,4 +104,4 @@ std::string ConditionOnlyAroundFirst(const Contents& contents, const Blocks& blo
   return std::string(document.Bytes(document.blocks()[parent].head));
 }
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -10,7 +10,7 @@
 #include "edit/evidence.h"
 #include "edit/holdings.h"
 
-namespace edit {
+namespace tov_edit {
 
 // A line that would make the template mean the first of `blocks`; "": there is none. With
 // `lines_count`, that the block alone has a directive would be enough.
@@ -21,4 +21,4 @@ std::string LineOnlyInFirst(Contents& contents, Holdings& holdings, const Eviden
 // "": there is none.
 std::string ConditionOnlyAroundFirst(const Contents& contents, const Blocks& blocks);
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -16,7 +16,7 @@
 #include "template/framework/str.h"
 #include "template/template.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 using tov_template::Template;
@@ -203,4 +203,4 @@ TemplateText WithImports(const Request& request) {
   return Reader(request).Read();
 }
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -11,7 +11,7 @@
 #include "edit/finding.h"
 #include "edit/request.h"
 
-namespace edit {
+namespace tov_edit {
 
 struct TemplateText {
   struct Line {
@@ -56,4 +56,4 @@ std::string WithoutByteOrderMark(std::string text);
 // not asked for a path of which a value makes another one than meant. Throws what it throws.
 TemplateText WithImports(const Request& request);
 
-}  // namespace edit
+}  // namespace tov_edit

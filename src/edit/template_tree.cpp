@@ -20,7 +20,7 @@
 #include "template/framework/str.h"
 #include "template/template.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 using tov_document::Document;
@@ -639,4 +639,4 @@ std::string Prototype(const Request& request, Findings& findings) {
   return Reader(request, findings).Prototype();
 }
 
-}  // namespace edit
+}  // namespace tov_edit

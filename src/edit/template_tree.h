@@ -16,7 +16,7 @@
 #include "edit/finding.h"
 #include "edit/request.h"
 
-namespace edit {
+namespace tov_edit {
 
 // A line that is not a statement.
 struct TemplateLine {
@@ -78,4 +78,4 @@ TemplateTree ReadTemplate(const Request& request, Findings& findings);
 // `findings`, as from ReadTemplate; with refusals the text is not to be used.
 std::string Prototype(const Request& request, Findings& findings);
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -7,7 +7,7 @@
 #include <map>
 #include <unordered_map>
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 // Sums over the bytes of a window that moves on by one byte in constant time.
@@ -65,4 +65,4 @@ std::unordered_set<std::string_view> TextsIn(std::string_view body,
   return found;
 }
 
-}  // namespace edit
+}  // namespace tov_edit

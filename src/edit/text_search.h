@@ -7,11 +7,11 @@
 #include <unordered_set>
 #include <vector>
 
-namespace edit {
+namespace tov_edit {
 
 // Those of `texts` that stand somewhere in `body`. Cost: one pass over the body for each length
 // that a text has, however many have it.
 std::unordered_set<std::string_view> TextsIn(std::string_view body,
                                              const std::vector<std::string_view>& texts);
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -8,7 +8,7 @@
 #include "document/ascii.h"
 #include "document/meaning.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 using tov_document::SameLetters;
@@ -692,4 +692,4 @@ std::vector<std::size_t> WordDirectives::RemoveOptions(const Written& written) {
   return changed;
 }
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -19,7 +19,7 @@
 #include "edit/moves.h"
 #include "edit/template_tree.h"
 
-namespace edit {
+namespace tov_edit {
 
 using Words = std::vector<NewWord>;
 
@@ -170,4 +170,4 @@ class WordDirectives {
   std::vector<Names> m_names;  // by directives
 };
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -8,7 +8,7 @@
 #include "document/meaning.h"
 #include "edit/plan.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 using tov_document::SameName;
@@ -220,4 +220,4 @@ void WordLines::Write() {
   }
 }
 
-}  // namespace edit
+}  // namespace tov_edit

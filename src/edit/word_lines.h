@@ -17,7 +17,7 @@
 #include "edit/comparison.h"
 #include "edit/word_directives.h"
 
-namespace edit {
+namespace tov_edit {
 
 class WordLines {
  public:
@@ -64,4 +64,4 @@ class WordLines {
   std::vector<std::pair<std::size_t, std::size_t>> m_changes;  // lines, and whose words they change
 };
 
-}  // namespace edit
+}  // namespace tov_edit

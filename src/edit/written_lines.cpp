@@ -8,7 +8,7 @@
 #include "edit/template_text.h"
 #include "template/framework/str.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 StatementKind KindOf(std::string_view statement) {
@@ -77,4 +77,4 @@ Finding FindingAt(const FilePlace& place, const std::string& line, const char* n
   return finding;
 }
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -11,7 +11,7 @@
 #include "edit/finding.h"
 #include "edit/request.h"
 
-namespace edit {
+namespace tov_edit {
 
 enum class StatementKind { kNone, kEndif, kElse, kElif, kIf, kImport };
 
@@ -32,4 +32,4 @@ std::vector<WrittenLine> ReadLines(const Request& request, std::vector<Finding>&
 Finding FindingAt(const FilePlace& place, const std::string& line, const char* name,
                   const std::string& message);
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -15,9 +15,6 @@
 namespace report {
 namespace {
 
-using edit::ForEachItem;
-using edit::InspectedText;
-using edit::Item;
 using tov_document::Block;
 using tov_document::BlockId;
 using tov_document::Document;
@@ -25,6 +22,9 @@ using tov_document::kWholeText;
 using tov_document::NodeKind;
 using tov_document::Span;
 using tov_document::Word;
+using tov_edit::ForEachItem;
+using tov_edit::InspectedText;
+using tov_edit::Item;
 
 // The blocks and directives of a text. Written as they come: to keep them until all is known takes
 // several times the memory of what is written.
@@ -113,7 +113,7 @@ class Members {
 
 }  // namespace
 
-std::string InspectionJson(const edit::InspectedText& config) {
+std::string InspectionJson(const tov_edit::InspectedText& config) {
   JsonWriter json;
   Members members(config, json);
   json.Begin('{');

@@ -10,6 +10,6 @@
 namespace report {
 
 // As docs/schema/inspect.json says, with a line end.
-std::string InspectionJson(const edit::InspectedText& config);
+std::string InspectionJson(const tov_edit::InspectedText& config);
 
 }  // namespace report

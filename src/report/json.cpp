@@ -7,10 +7,10 @@
 namespace report {
 namespace {
 
-using edit::EditReport;
-using edit::FilePlace;
-using edit::Finding;
 using nlohmann::ordered_json;
+using tov_edit::EditReport;
+using tov_edit::FilePlace;
+using tov_edit::Finding;
 using Event = EditReport::Event;
 using Item = EditReport::Item;
 using Kind = Event::Kind;
@@ -28,13 +28,13 @@ ordered_json LineJson(const FilePlace& place) {
   return Json(FilePlace{place.file, place.line, 0});
 }
 
-const char* RemedyName(edit::Remedy remedy) {
+const char* RemedyName(tov_edit::Remedy remedy) {
   switch (remedy) {
-    case edit::Remedy::kAll:
+    case tov_edit::Remedy::kAll:
       return "all";
-    case edit::Remedy::kQuote:
+    case tov_edit::Remedy::kQuote:
       return "quote";
-    case edit::Remedy::kRaw:
+    case tov_edit::Remedy::kRaw:
       return "raw";
   }
   return "";
@@ -89,7 +89,7 @@ ordered_json Json(const EditReport::Block& block) {
   return json;
 }
 
-ordered_json Json(const edit::Change& change) {
+ordered_json Json(const tov_edit::Change& change) {
   ordered_json json = {{"line", change.line},
                        {"count", change.count},
                        {"text", change.text},
@@ -117,7 +117,8 @@ ordered_json Json(const Finding& finding) {
   if (!finding.config_places.empty()) json["config_places"] = JsonList(finding.config_places);
   if (finding.in_result) json["in_result"] = true;
   if (!finding.values.empty()) json["values"] = finding.values;
-  for (const edit::Remedy remedy : finding.remedies) json["remedies"].push_back(RemedyName(remedy));
+  for (const tov_edit::Remedy remedy : finding.remedies)
+    json["remedies"].push_back(RemedyName(remedy));
   if (finding.can_be_forced) json["can_be_forced"] = true;
   if (!finding.line_text.empty()) json["line_text"] = finding.line_text;
   return json;
@@ -127,7 +128,7 @@ ordered_json Json(const std::vector<Finding>& findings) {
   return JsonList(findings);
 }
 
-ordered_json Json(const edit::Result& result) {
+ordered_json Json(const tov_edit::Result& result) {
   ordered_json json = {{"refused", !result.refusals.empty()}, {"changed", result.changed}};
   if (result.skipped) json["skipped"] = true;
   json["changes"] = JsonList(result.changes);
@@ -138,7 +139,7 @@ ordered_json Json(const edit::Result& result) {
 
 ordered_json Json(const ExplainedEdit& edit) {
   const EditReport& report = edit.explained.report;
-  const edit::Result& result = edit.explained.result;
+  const tov_edit::Result& result = edit.explained.result;
   const Sayer sayer(report);
   return {{"config", edit.config_name},
           {"dialect", NameOf(edit.request.dialect)},

@@ -14,16 +14,16 @@ namespace report {
 
 // An explained edit, and what was asked for.
 struct ExplainedEdit {
-  const edit::Request& request;
+  const tov_edit::Request& request;
   const std::string& config_name;
-  const edit::Explained& explained;
+  const tov_edit::Explained& explained;
 };
 
-nlohmann::ordered_json Json(const edit::Finding& finding);
-nlohmann::ordered_json Json(const std::vector<edit::Finding>& findings);
+nlohmann::ordered_json Json(const tov_edit::Finding& finding);
+nlohmann::ordered_json Json(const std::vector<tov_edit::Finding>& findings);
 
 // Without the edited text.
-nlohmann::ordered_json Json(const edit::Result& result);
+nlohmann::ordered_json Json(const tov_edit::Result& result);
 
 nlohmann::ordered_json Json(const ExplainedEdit& edit);
 

@@ -4,9 +4,9 @@
 
 namespace report {
 
-using edit::EditReport;
-using edit::FilePlace;
-using edit::Quoted;
+using tov_edit::EditReport;
+using tov_edit::FilePlace;
+using tov_edit::Quoted;
 using Action = EditReport::Action;
 using Event = EditReport::Event;
 using Item = EditReport::Item;

@@ -12,22 +12,22 @@
 namespace report {
 
 // "{% if $ssl == on %}".
-std::string StatementText(const edit::EditReport::Statement& statement);
+std::string StatementText(const tov_edit::EditReport::Statement& statement);
 
 // "site.template:3": without the column.
-std::string PlaceText(const edit::FilePlace& place);
+std::string PlaceText(const tov_edit::FilePlace& place);
 
-const char* NameOf(edit::EditReport::Action action);
-const char* NameOf(edit::EditReport::Event::Kind kind);
+const char* NameOf(tov_edit::EditReport::Action action);
+const char* NameOf(tov_edit::EditReport::Event::Kind kind);
 
 class Sayer {
  public:
-  using Event = edit::EditReport::Event;
-  using Item = edit::EditReport::Item;
-  using Statement = edit::EditReport::Statement;
+  using Event = tov_edit::EditReport::Event;
+  using Item = tov_edit::EditReport::Item;
+  using Statement = tov_edit::EditReport::Statement;
 
   // `report` must outlive it.
-  explicit Sayer(const edit::EditReport& report) : m_report(report) {}
+  explicit Sayer(const tov_edit::EditReport& report) : m_report(report) {}
 
   // "added: there was no such block". What is done with a line, and why.
   std::string Said(const Item& item) const;
@@ -47,7 +47,7 @@ class Sayer {
   std::string ChangeOf(const Item& item) const;
   std::string Lines(const Item& item, Event::Kind kind) const;
 
-  const edit::EditReport& m_report;
+  const tov_edit::EditReport& m_report;
 };
 
 }  // namespace report

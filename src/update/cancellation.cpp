@@ -12,7 +12,7 @@
 #include "update/descriptor.h"
 #include "update/failure.h"
 
-namespace update {
+namespace tov_update {
 
 // Cancelled is what has an event: nobody ever takes it out.
 class Cancellation::State {
@@ -51,4 +51,4 @@ int Cancellation::PollDescriptor() const noexcept {
   return m_state ? m_state->Number() : -1;
 }
 
-}  // namespace update
+}  // namespace tov_update

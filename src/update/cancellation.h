@@ -7,7 +7,7 @@
 
 #include "update/export.h"
 
-namespace update {
+namespace tov_update {
 
 // All copies are one cancellation, and it lives as long as one of them. It cannot be taken back: a
 // new attempt takes a new one. One may be for several updates. It costs a file descriptor.
@@ -33,4 +33,4 @@ class Cancellation {
   std::shared_ptr<const State> m_state;
 };
 
-}  // namespace update
+}  // namespace tov_update

@@ -8,7 +8,7 @@
 #include <array>
 #include <limits>
 
-namespace update {
+namespace tov_update {
 namespace {
 
 using std::chrono::milliseconds;
@@ -44,4 +44,4 @@ Awaited WaitToRead(int descriptor, Deadline deadline, const Cancellation* cancel
   }
 }
 
-}  // namespace update
+}  // namespace tov_update

@@ -7,7 +7,7 @@
 
 #include "update/cancellation.h"
 
-namespace update {
+namespace tov_update {
 
 using Deadline = std::chrono::steady_clock::time_point;
 
@@ -23,4 +23,4 @@ enum class Awaited { kReadable, kCancelled, kTimedOut };
 // first counts, and of two at once what stands first in Awaited.
 Awaited WaitToRead(int descriptor, Deadline deadline, const Cancellation* cancellation) noexcept;
 
-}  // namespace update
+}  // namespace tov_update

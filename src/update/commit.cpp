@@ -19,7 +19,7 @@
 #include "update/swap.h"
 #include "update/work_files.h"
 
-namespace update {
+namespace tov_update {
 namespace {
 
 constexpr char kStagedPlace[] = "{}";
@@ -295,4 +295,4 @@ UpdateResult CarryOut(const std::vector<Change>& changes, const UpdateOptions& o
   return Road(changes, options, cancellation).Go(open_files);
 }
 
-}  // namespace update
+}  // namespace tov_update

@@ -11,7 +11,7 @@
 #include "update/locked_file.h"
 #include "update/update.h"
 
-namespace update {
+namespace tov_update {
 
 // A file and the text that it is to hold.
 struct Change {
@@ -23,4 +23,4 @@ struct Change {
 UpdateResult CarryOut(const std::vector<Change>& changes, const UpdateOptions& options,
                       const Cancellation* cancellation, std::size_t open_files);
 
-}  // namespace update
+}  // namespace tov_update

@@ -10,7 +10,7 @@
 
 #include "update/failure.h"
 
-namespace update {
+namespace tov_update {
 namespace {
 
 using Chunk = std::array<char, 65536>;
@@ -75,4 +75,4 @@ void FailBySystem(const std::string& name, const std::string& problem) {
   throw Failure(name, problem.empty() ? message : problem + ": " + message);
 }
 
-}  // namespace update
+}  // namespace tov_update

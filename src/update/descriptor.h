@@ -11,7 +11,7 @@
 #include <string_view>
 #include <utility>
 
-namespace update {
+namespace tov_update {
 
 class Descriptor {
  public:
@@ -63,4 +63,4 @@ std::string SystemMessage(int error);
 // Throws Failure about `name` with the system's words for errno, behind `problem` if given.
 [[noreturn]] void FailBySystem(const std::string& name, const std::string& problem = "");
 
-}  // namespace update
+}  // namespace tov_update

@@ -11,7 +11,7 @@
 #include <system_error>
 #include <utility>
 
-namespace update {
+namespace tov_update {
 namespace {
 
 using Place = std::pair<std::size_t, std::size_t>;  // file, line from 1
@@ -99,4 +99,4 @@ std::string ExplainedOutput(const std::string& output, const std::vector<JudgedF
   return explained;
 }
 
-}  // namespace update
+}  // namespace tov_update

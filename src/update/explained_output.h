@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace update {
+namespace tov_update {
 
 // A file that a server has read.
 struct JudgedFile {
@@ -20,4 +20,4 @@ struct JudgedFile {
 // where PATH may lead to the file over symbolic links.
 std::string ExplainedOutput(const std::string& output, const std::vector<JudgedFile>& files);
 
-}  // namespace update
+}  // namespace tov_update

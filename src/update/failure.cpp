@@ -4,7 +4,7 @@
 
 #include <utility>
 
-namespace update {
+namespace tov_update {
 namespace {
 
 FailureData DataOf(const std::string& file) {
@@ -28,4 +28,4 @@ ServerRefusal::~ServerRefusal() = default;
 Overtaken::~Overtaken() = default;
 Cancelled::~Cancelled() = default;
 
-}  // namespace update
+}  // namespace tov_update

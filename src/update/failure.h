@@ -12,7 +12,7 @@
 
 #include "update/export.h"
 
-namespace update {
+namespace tov_update {
 
 // What is not known, or does not apply, is empty.
 struct FailureData {
@@ -74,4 +74,4 @@ class QELTEMPLATE_UPDATE_EXPORT Cancelled : public Failure {
   ~Cancelled() override;
 };
 
-}  // namespace update
+}  // namespace tov_update

@@ -2,7 +2,7 @@
 
 #include "update/file_mark.h"
 
-namespace update {
+namespace tov_update {
 
 std::optional<FileMark> MarkAt(const std::string& path) {
   struct stat status = {};
@@ -22,4 +22,4 @@ bool IsSameFile(const std::string& one, const std::string& other) {
   return mark && other_mark && mark->IsOfSameFile(*other_mark);
 }
 
-}  // namespace update
+}  // namespace tov_update

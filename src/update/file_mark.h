@@ -11,7 +11,7 @@
 
 #include "update/descriptor.h"
 
-namespace update {
+namespace tov_update {
 
 struct FileMark {
   explicit FileMark(const struct stat& status)
@@ -46,4 +46,4 @@ FileMark MarkOf(const Descriptor& opened, const std::string& name);
 // Whether both names are there, and of one file.
 bool IsSameFile(const std::string& one, const std::string& other);
 
-}  // namespace update
+}  // namespace tov_update

@@ -12,7 +12,7 @@
 #include "update/failure.h"
 #include "update/work_files.h"
 
-namespace update {
+namespace tov_update {
 namespace {
 
 constexpr std::chrono::milliseconds kBetweenTries{10};
@@ -134,4 +134,4 @@ bool LockedFile::HoldsWhatWasRead() const {
   return !m_digest || DigestOf(ReadFromStart(m_opened, SizeSeen(), m_name)) == *m_digest;
 }
 
-}  // namespace update
+}  // namespace tov_update

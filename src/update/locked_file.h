@@ -15,7 +15,7 @@
 #include "update/descriptor.h"
 #include "update/file_mark.h"
 
-namespace update {
+namespace tov_update {
 
 class LockedFile {
  public:
@@ -89,4 +89,4 @@ struct Glance {
 // could not, for whatever reason: to lock it will tell.
 std::optional<Glance> GlanceAt(const std::string& name);
 
-}  // namespace update
+}  // namespace tov_update

@@ -10,7 +10,7 @@
 #include "update/failure.h"
 #include "update/update.h"
 
-namespace update {
+namespace tov_update {
 
 void AllowOpenFiles(std::size_t files) {
   constexpr std::size_t kOldNewAndBackup = 3;
@@ -33,4 +33,4 @@ void ExpectOpenFiles(std::size_t count) {
                 " (ulimit -n); name fewer at a time");
 }
 
-}  // namespace update
+}  // namespace tov_update

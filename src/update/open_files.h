@@ -5,9 +5,9 @@
 
 #include <cstddef>
 
-namespace update {
+namespace tov_update {
 
 // That this process may have so many descriptors is seen before any is opened. Throws Failure.
 void ExpectOpenFiles(std::size_t count);
 
-}  // namespace update
+}  // namespace tov_update

@@ -10,7 +10,7 @@
 #include "update/descriptor.h"
 #include "update/failure.h"
 
-namespace update {
+namespace tov_update {
 namespace {
 
 std::string Canonical(const std::string& path, const std::string& name) {
@@ -47,4 +47,4 @@ const std::string& RealPaths::RealFolder(const std::string& folder, const std::s
   return found->second;
 }
 
-}  // namespace update
+}  // namespace tov_update

@@ -6,7 +6,7 @@
 #include <map>
 #include <string>
 
-namespace update {
+namespace tov_update {
 
 class RealPaths {
  public:
@@ -22,4 +22,4 @@ class RealPaths {
   std::map<std::string, std::string> m_folders;
 };
 
-}  // namespace update
+}  // namespace tov_update

@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <cstdio>
 
-namespace update {
+namespace tov_update {
 namespace {
 
 bool IsWithoutMeans(int error) {
@@ -37,4 +37,4 @@ Renamed MoveToFree(const std::string& from, const std::string& to) {
   return Renamed::kDone;
 }
 
-}  // namespace update
+}  // namespace tov_update

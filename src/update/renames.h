@@ -5,7 +5,7 @@
 
 #include <string>
 
-namespace update {
+namespace tov_update {
 
 enum class Renamed {
   kDone,
@@ -20,4 +20,4 @@ Renamed Exchange(const std::string& one, const std::string& other);
 // Where nothing is at `to`.
 Renamed MoveToFree(const std::string& from, const std::string& to);
 
-}  // namespace update
+}  // namespace tov_update

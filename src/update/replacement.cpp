@@ -18,7 +18,7 @@
 #include "update/renames.h"
 #include "update/work_files.h"
 
-namespace update {
+namespace tov_update {
 namespace {
 
 constexpr char kChangedByOthers[] = "has been changed by another program meanwhile";
@@ -358,4 +358,4 @@ void FlushDirectory(const std::string& directory) {
   }
 }
 
-}  // namespace update
+}  // namespace tov_update

@@ -21,7 +21,7 @@
 #include "update/file_mark.h"
 #include "update/locked_file.h"
 
-namespace update {
+namespace tov_update {
 
 // Writes a new file, lets it take the place of another, and can bring the old one back until it is
 // settled. At every moment the place holds the whole old file or the whole new one, or what another
@@ -122,4 +122,4 @@ void FlushAll(const std::vector<Replacement>& staged);
 // Flushes the names in `directory` to the disk. Throws Failure.
 void FlushDirectory(const std::string& directory);
 
-}  // namespace update
+}  // namespace tov_update

@@ -8,7 +8,7 @@
 #include <sstream>
 #include <string_view>
 
-namespace update {
+namespace tov_update {
 namespace {
 
 constexpr std::size_t kNowhere = std::string_view::npos;
@@ -121,4 +121,4 @@ std::vector<std::string> NewServerWarnings(const std::string& before, const std:
   return Left(without_lines, others, WithoutLineNumbers);
 }
 
-}  // namespace update
+}  // namespace tov_update

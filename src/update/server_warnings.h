@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace update {
+namespace tov_update {
 
 // The warnings in `after` that are not in `before`, in the order of `after`, in the server's words
 // without the time, the process and the level. One that is there more often than before is new as
@@ -17,4 +17,4 @@ namespace update {
 //   LINE"
 std::vector<std::string> NewServerWarnings(const std::string& before, const std::string& after);
 
-}  // namespace update
+}  // namespace tov_update

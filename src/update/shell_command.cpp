@@ -19,7 +19,7 @@
 #include "update/cancelled_wait.h"
 #include "update/descriptor.h"
 
-namespace update {
+namespace tov_update {
 namespace {
 
 constexpr char kShell[] = "/bin/sh";
@@ -266,4 +266,4 @@ std::string ShellQuoted(const std::string& text) {
   return quoted + '\'';
 }
 
-}  // namespace update
+}  // namespace tov_update

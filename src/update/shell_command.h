@@ -11,7 +11,7 @@
 #include "update/cancellation.h"
 #include "update/failure.h"
 
-namespace update {
+namespace tov_update {
 
 // How a command is run.
 struct CommandTerms {
@@ -67,4 +67,4 @@ FailureData DataOf(const std::string& command, const CommandResult& result);
 // `text` as one word of a command for the shell.
 std::string ShellQuoted(const std::string& text);
 
-}  // namespace update
+}  // namespace tov_update

@@ -7,7 +7,7 @@
 #include <csignal>
 #include <iterator>
 
-namespace update {
+namespace tov_update {
 
 inline constexpr int kStopSignals[] = {SIGHUP, SIGINT, SIGTERM};
 
@@ -44,4 +44,4 @@ class HeldStopSignals {
   sigset_t m_before = {};
 };
 
-}  // namespace update
+}  // namespace tov_update

@@ -8,7 +8,7 @@
 
 #include "update/failure.h"
 
-namespace update {
+namespace tov_update {
 namespace {
 
 FailureData DataOf(const std::exception& error) {
@@ -137,4 +137,4 @@ void Swap::OrTakeBack(const Step& step) {
   }
 }
 
-}  // namespace update
+}  // namespace tov_update

@@ -9,7 +9,7 @@
 #include "update/replacement.h"
 #include "update/shell_command.h"
 
-namespace update {
+namespace tov_update {
 
 class Swap {
  public:
@@ -46,4 +46,4 @@ class Swap {
   std::vector<std::string> m_directories;  // of all of them, each once
 };
 
-}  // namespace update
+}  // namespace tov_update

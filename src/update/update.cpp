@@ -14,7 +14,7 @@
 #include "update/open_files.h"
 #include "update/real_paths.h"
 
-namespace update {
+namespace tov_update {
 
 // The files, and what Replace was told.
 class FileUpdate::Locked {
@@ -133,4 +133,4 @@ UpdateResult FileUpdate::Commit(const UpdateOptions& options) {
   return Get().Commit(options);
 }
 
-}  // namespace update
+}  // namespace tov_update

@@ -3,9 +3,9 @@
 // Replaces the content of files in place, all of them or none, so that nothing is lost whatever
 // happens meanwhile. This folder knows nothing of what the files hold. Start here.
 //
-//   update::FileUpdate update({"/etc/nginx/sites-enabled/a", "/etc/nginx/sites-enabled/b"});
+//   tov_update::FileUpdate update({"/etc/nginx/sites-enabled/a", "/etc/nginx/sites-enabled/b"});
 //   for (std::size_t i = 0; i < update.Size(); ++i) update.Replace(i, Edited(update.Read(i)));
-//   update::UpdateOptions options;
+//   tov_update::UpdateOptions options;
 //   options.backup_suffix = "~";
 //   options.check = "nginx -t";
 //   options.reload = "systemctl reload nginx";
@@ -53,7 +53,7 @@
 #include "update/export.h"
 #include "update/failure.h"
 
-namespace update {
+namespace tov_update {
 
 // What becomes of a warning that the server's test gives for the new files and not for the old
 // ones.
@@ -191,4 +191,4 @@ class FileUpdate {
   std::unique_ptr<Locked> m_locked;
 };
 
-}  // namespace update
+}  // namespace tov_update

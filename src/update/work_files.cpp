@@ -10,7 +10,7 @@
 #include "update/file_mark.h"
 #include "update/renames.h"
 
-namespace update {
+namespace tov_update {
 namespace {
 
 constexpr char kOurs[] = ".qeltemplate-";
@@ -97,4 +97,4 @@ void LeftBehind::Read(const std::string& folder, std::size_t files) {
   if (!error) m_read.insert(folder);
 }
 
-}  // namespace update
+}  // namespace tov_update

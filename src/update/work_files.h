@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace update {
+namespace tov_update {
 
 // Their paths, for the file at a real path. They begin with a dot, so that "include sites/*" does
 // not read them. Only who has locked the file may touch them.
@@ -51,4 +51,4 @@ class LeftBehind {
   std::set<std::string> m_beside;  // files in them
 };
 
-}  // namespace update
+}  // namespace tov_update

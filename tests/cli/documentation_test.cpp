@@ -38,9 +38,9 @@ Names NamesIn(const std::string& text, const std::string& pattern) {
 constexpr char kReason[] = "^  ([a-z-]+): ";
 constexpr char kPageItem[] = "^\\.It Cm ([a-z-]+)$";
 
-Names NamesOf(const std::vector<edit::FindingKind>& kinds) {
+Names NamesOf(const std::vector<tov_edit::FindingKind>& kinds) {
   Names names;
-  for (const edit::FindingKind& kind : kinds) names.insert(kind.name);
+  for (const tov_edit::FindingKind& kind : kinds) names.insert(kind.name);
   return names;
 }
 
@@ -123,19 +123,19 @@ TEST_F(Documentation, HelpAndManualKnowEachRefusal) {
   ASSERT_NE(firm, std::string::npos);
   const std::string forced_help = help.substr(help.find("Reasons for which"));
   EXPECT_EQ(NamesIn(forced_help.substr(0, forced_help.find("whatever --force says")), kReason),
-            NamesOf(edit::kForcedRefusals));
-  EXPECT_EQ(NamesIn(help.substr(firm), kReason), NamesOf(edit::kFirmRefusals));
+            NamesOf(tov_edit::kForcedRefusals));
+  EXPECT_EQ(NamesIn(help.substr(firm), kReason), NamesOf(tov_edit::kFirmRefusals));
   const std::string page = Page("qeltemplate-apply.1");
   EXPECT_EQ(NamesIn(Between(page, ".Sh REFUSALS", "\nThese cannot:"), kPageItem),
-            NamesOf(edit::kForcedRefusals));
+            NamesOf(tov_edit::kForcedRefusals));
   EXPECT_EQ(NamesIn(Between(page, "\nThese cannot:", ".Sh WARNINGS"), kPageItem),
-            NamesOf(edit::kFirmRefusals));
+            NamesOf(tov_edit::kFirmRefusals));
 }
 
 TEST_F(Documentation, ManualKnowsEachWarningOfAnEdit) {
   const std::string page = Page("qeltemplate-apply.1");
   EXPECT_EQ(NamesIn(Between(page, ".Sh WARNINGS", ".Sh EXIT STATUS"), kPageItem),
-            NamesOf(edit::kEditWarnings));
+            NamesOf(tov_edit::kEditWarnings));
 }
 
 // --- Completions ---
@@ -295,7 +295,7 @@ TEST_F(Completions, NameEachRefusalThatCanBeForced) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.file);
     std::string list = c.before;
-    for (const std::string& name : NamesOf(edit::kForcedRefusals)) {
+    for (const std::string& name : NamesOf(tov_edit::kForcedRefusals)) {
       list += (list == c.before ? "" : c.between) + name;
     }
     const std::string text =

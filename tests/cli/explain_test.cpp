@@ -56,13 +56,13 @@ std::string Ascii(std::string text) {
   return text;
 }
 
-edit::Request RandomRequest(const std::string& template_text) {
-  edit::Request request;
+tov_edit::Request RandomRequest(const std::string& template_text) {
+  tov_edit::Request request;
   request.template_name = "site.template";
   request.template_text = Ascii(template_text);
   request.values = {
       {"a", {"a", "b c"}}, {"b", {std::nullopt, "2"}}, {"ip", {"127.0.0.1", "10.0.0.1"}}};
-  request.dialect = edit::Dialect::kNginx;
+  request.dialect = tov_edit::Dialect::kNginx;
   return request;
 }
 
@@ -72,11 +72,11 @@ std::string Differ(const std::string& what, const std::string& a, const std::str
 
 // What explain says in JSON is the outcome of apply: the edits lead to its text, refusals stand
 // where it refuses, and each edit has its reason.
-std::string AgreesWithApply(const edit::Request& request, const std::string& config) {
+std::string AgreesWithApply(const tov_edit::Request& request, const std::string& config) {
   const std::string name = "site.conf";
-  const edit::Result applied = edit::Edit(request, config, name);
+  const tov_edit::Result applied = tov_edit::Edit(request, config, name);
   const bool refused = !applied.refusals.empty();
-  const edit::Explained explained = edit::Explain(request, config, name);
+  const tov_edit::Explained explained = tov_edit::Explain(request, config, name);
   const json parsed =
       json::parse(report::JsonText(report::Json(report::ExplainedEdit{request, name, explained})));
   if (refused != parsed["refused"].get<bool>()) return "refused by one of them only";
@@ -97,7 +97,7 @@ std::string ExplainIsApply(const std::string& config, const std::string& templat
 // Each value as it is, and the text as its server would not take it: less is refused.
 std::string ExplainIsApplyForSettledValues(const std::string& config,
                                            const std::string& template_text) {
-  edit::Request request = RandomRequest(template_text);
+  tov_edit::Request request = RandomRequest(template_text);
   request.values["a"] = {"b", "b"};
   request.forced = {"syntax", "other-value"};
   return AgreesWithApply(request, Ascii(config));
@@ -107,10 +107,11 @@ std::string ExplainIsApplyForSettledValues(const std::string& config,
 std::string ExplainIsApplyForLikeTexts(const std::string& config,
                                        const std::string& template_text) {
   const std::string site = "server {\nserver_name a;\n" + Ascii(config) + "\n}\n\n# end";
-  edit::Request request =
+  tov_edit::Request request =
       RandomRequest("server {\nserver_name {% $a %};\nroot {% $a %};\n" + template_text + "\n}\n");
   request.values["a"] = {"a", "b"};
-  for (const edit::FindingKind& kind : edit::kForcedRefusals) request.forced.insert(kind.name);
+  for (const tov_edit::FindingKind& kind : tov_edit::kForcedRefusals)
+    request.forced.insert(kind.name);
   return AgreesWithApply(request, site);
 }
 
@@ -142,7 +143,7 @@ TEST(Explain, EditsKeepBlankLinesAndLineEnds) {
   for (const Case& c : cases) {
     for (const char* const text : templates) {
       SCOPED_TRACE(std::string(c.name) + "\n" + text);
-      edit::Request request = RandomRequest(text);
+      tov_edit::Request request = RandomRequest(text);
       request.values["r"] = {"/a", "/b"};
       EXPECT_EQ(AgreesWithApply(request, c.config), "");
     }

@@ -181,9 +181,9 @@ TEST_F(Warnings, LookAsThePageShowsThem) {
 }
 
 TEST_F(Warnings, AreAllExplained) {
-  EXPECT_EQ(NamesIn(kForced), NamesOf(edit::kForcedRefusals));
-  EXPECT_EQ(NamesIn(kFirm), NamesOf(edit::kFirmRefusals));
-  EXPECT_EQ(NamesIn(kUndone), NamesOf(edit::kEditWarnings));
+  EXPECT_EQ(NamesIn(kForced), NamesOf(tov_edit::kForcedRefusals));
+  EXPECT_EQ(NamesIn(kFirm), NamesOf(tov_edit::kFirmRefusals));
+  EXPECT_EQ(NamesIn(kUndone), NamesOf(tov_edit::kEditWarnings));
   std::set<std::string> others = NamesIn(kUndone);
   others.merge(NamesIn(kTemplates));
   others.merge(NamesIn(kConfigurations));

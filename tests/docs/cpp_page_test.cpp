@@ -23,8 +23,8 @@ namespace {
 
 // Moves the site to another directory.
 std::string Moved(const std::string& config, const std::string& root) {
-  edit::Request request;
-  request.dialect = edit::Dialect::kNginx;
+  tov_edit::Request request;
+  request.dialect = tov_edit::Dialect::kNginx;
   request.template_name = "site.template";
   request.template_text =
       "server {\n"
@@ -34,29 +34,30 @@ std::string Moved(const std::string& config, const std::string& root) {
       "}\n";
   request.values["root"] = {std::nullopt, root};
 
-  const edit::Result result = edit::Edit(request, config, "site.conf");
-  if (!result.refusals.empty()) throw std::runtime_error(edit::Shown(result.refusals.front()));
+  const tov_edit::Result result = tov_edit::Edit(request, config, "site.conf");
+  if (!result.refusals.empty()) throw std::runtime_error(tov_edit::Shown(result.refusals.front()));
   return result.text;
 }
 
 // Gives the site another name, in each of its blocks.
-edit::Result Renamed(const std::string& config, const std::string& from, const std::string& to) {
-  edit::Request request;
-  request.dialect = edit::Dialect::kNginx;
+tov_edit::Result Renamed(const std::string& config, const std::string& from,
+                         const std::string& to) {
+  tov_edit::Request request;
+  request.dialect = tov_edit::Dialect::kNginx;
   request.template_name = "name.template";
   request.template_text = "server {\n  server_name {% $name %};\n}\n";
   request.values["name"] = {from, to};
   request.all = true;
-  return edit::Edit(request, config, "site.conf");
+  return tov_edit::Edit(request, config, "site.conf");
 }
 
 // What to tell the user of an edit that was refused.
-std::string Reasons(const edit::Result& result) {
+std::string Reasons(const tov_edit::Result& result) {
   std::ostringstream reasons;
-  for (const edit::Finding& refusal : result.refusals) {
-    reasons << edit::Shown(edit::PlaceOf(refusal)) << ": " << refusal.message << '\n';
-    for (const edit::FilePlace& place : refusal.config_places) {
-      reasons << "  see " << edit::Shown(place) << '\n';
+  for (const tov_edit::Finding& refusal : result.refusals) {
+    reasons << tov_edit::Shown(tov_edit::PlaceOf(refusal)) << ": " << refusal.message << '\n';
+    for (const tov_edit::FilePlace& place : refusal.config_places) {
+      reasons << "  see " << tov_edit::Shown(place) << '\n';
     }
     if (!refusal.hint.empty()) reasons << "  " << refusal.hint << '\n';
   }
@@ -64,18 +65,18 @@ std::string Reasons(const edit::Result& result) {
 }
 
 // Whether the same request with Request::all would do.
-bool WouldAllDo(const edit::Finding& refusal) {
-  return std::count(refusal.remedies.begin(), refusal.remedies.end(), edit::Remedy::kAll) != 0;
+bool WouldAllDo(const tov_edit::Finding& refusal) {
+  return std::count(refusal.remedies.begin(), refusal.remedies.end(), tov_edit::Remedy::kAll) != 0;
 }
 
 // Each directive that the edit would add, change or remove, behind the line of the template.
-std::vector<std::string> Plan(const edit::Request& request, const std::string& config) {
-  const edit::EditReport report = edit::Explain(request, config, "site.conf").report;
+std::vector<std::string> Plan(const tov_edit::Request& request, const std::string& config) {
+  const tov_edit::EditReport report = tov_edit::Explain(request, config, "site.conf").report;
   std::vector<std::string> plan;
-  for (const edit::EditReport::Item& item : report.items) {
-    for (const edit::EditReport::Event& event : item.events) {
-      if (event.kind == edit::EditReport::Event::Kind::kFound) continue;
-      plan.push_back(edit::Shown(item.place) + ": '" + event.from + "' -> '" + event.to + "'");
+  for (const tov_edit::EditReport::Item& item : report.items) {
+    for (const tov_edit::EditReport::Event& event : item.events) {
+      if (event.kind == tov_edit::EditReport::Event::Kind::kFound) continue;
+      plan.push_back(tov_edit::Shown(item.place) + ": '" + event.from + "' -> '" + event.to + "'");
     }
   }
   return plan;
@@ -83,24 +84,25 @@ std::vector<std::string> Plan(const edit::Request& request, const std::string& c
 
 // What is wrong with a template that somebody has just written.
 std::vector<std::string> Mistakes(const std::string& template_text) {
-  edit::Request request;
-  request.dialect = edit::Dialect::kNginx;
+  tov_edit::Request request;
+  request.dialect = tov_edit::Dialect::kNginx;
   request.template_name = "site.template";
   request.template_text = template_text;
   std::vector<std::string> mistakes;
-  for (const edit::Finding& finding : edit::Lint(request, edit::ValuesGiven::kNone)) {
-    mistakes.push_back(edit::Shown(finding) + " [" + finding.name + "]");
+  for (const tov_edit::Finding& finding : tov_edit::Lint(request, tov_edit::ValuesGiven::kNone)) {
+    mistakes.push_back(tov_edit::Shown(finding) + " [" + finding.name + "]");
   }
   return mistakes;
 }
 
 // Edits the files, all of them or none.
-void EditFiles(const edit::Request& request, const std::vector<std::string>& names,
-               const update::UpdateOptions& options) {
-  update::FileUpdate files(names);
+void EditFiles(const tov_edit::Request& request, const std::vector<std::string>& names,
+               const tov_update::UpdateOptions& options) {
+  tov_update::FileUpdate files(names);
   for (std::size_t i = 0; i < files.Size(); ++i) {
-    const edit::Result result = edit::Edit(request, files.Read(i), files.Name(i));
-    if (!result.refusals.empty()) throw std::runtime_error(edit::Shown(result.refusals.front()));
+    const tov_edit::Result result = tov_edit::Edit(request, files.Read(i), files.Name(i));
+    if (!result.refusals.empty())
+      throw std::runtime_error(tov_edit::Shown(result.refusals.front()));
     files.Replace(i, result.text);
   }
   files.Commit(options);
@@ -145,8 +147,8 @@ const std::string& Config() {
   return config;
 }
 
-edit::Request RequestFor(const std::string& template_text) {
-  edit::Request request;
+tov_edit::Request RequestFor(const std::string& template_text) {
+  tov_edit::Request request;
   request.template_name = "site.template";
   request.template_text = template_text;
   return request;
@@ -176,7 +178,7 @@ TEST(CppPage, MovesTheSite) {
 }
 
 TEST(CppPage, RenamesEachBlock) {
-  const edit::Result result = Renamed(Config(), "a.example", "b.example");
+  const tov_edit::Result result = Renamed(Config(), "a.example", "b.example");
   EXPECT_THAT(result.refusals, testing::IsEmpty());
   EXPECT_EQ(result.changes.size(), 2U);
   EXPECT_THAT(Reasons(Renamed(Config(), "x.example", "b.example")),
@@ -184,15 +186,16 @@ TEST(CppPage, RenamesEachBlock) {
 }
 
 TEST(CppPage, ShowsTheReasonsOfARefusal) {
-  const edit::Request request = RequestFor("server {\n  server_name a.example;\n  gzip on;\n}\n");
-  const edit::Result result = edit::Edit(request, Config(), "site.conf");
+  const tov_edit::Request request =
+      RequestFor("server {\n  server_name a.example;\n  gzip on;\n}\n");
+  const tov_edit::Result result = tov_edit::Edit(request, Config(), "site.conf");
   EXPECT_EQ(Reasons(result), Shown(0));
   ASSERT_EQ(result.refusals.size(), 1U);
   EXPECT_TRUE(WouldAllDo(result.refusals.front()));
 }
 
 TEST(CppPage, ShowsWhatIsExplained) {
-  edit::Request request =
+  tov_edit::Request request =
       RequestFor("server {\n  listen 443;\n  root {% $root %};\n  gzip on;\n}\n");
   request.values["root"] = {"/srv/a.example", "/data/a.example"};
   EXPECT_EQ(Lines(Plan(request, Config())), Shown(1));
@@ -207,12 +210,12 @@ TEST(CppPage, EditsFilesAllOrNone) {
   sandbox.Write("part.template", "  gzip on;\n");
   sandbox.Write("a", "server {\n}\n");
   sandbox.Write("b", "server {\n}\n");
-  edit::Request request = RequestFor("server {\n{% import part.template %}\n}\n");
-  request.importer = edit::FileImporter(sandbox.PathOf(""));
+  tov_edit::Request request = RequestFor("server {\n{% import part.template %}\n}\n");
+  request.importer = tov_edit::FileImporter(sandbox.PathOf(""));
   const std::vector<std::string> names = {sandbox.PathOf("a"), sandbox.PathOf("b")};
-  update::UpdateOptions options;
+  tov_update::UpdateOptions options;
   options.check = "false";
-  EXPECT_THROW(EditFiles(request, names, options), update::ServerRefusal);
+  EXPECT_THROW(EditFiles(request, names, options), tov_update::ServerRefusal);
   EXPECT_EQ(sandbox.Read("a"), "server {\n}\n");
   options.check = "true";
   options.backup_suffix = ".orig";

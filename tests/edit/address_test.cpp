@@ -11,7 +11,7 @@
 
 #include "edit/edit_case.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 void AskForAll(Request& request) {
@@ -1288,4 +1288,4 @@ TEST(BlocksAreMade, OnlyWhenThatIsAskedFor) {
 }
 
 }  // namespace
-}  // namespace edit
+}  // namespace tov_edit

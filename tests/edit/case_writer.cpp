@@ -9,7 +9,7 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 using nlohmann::ordered_json;
@@ -172,4 +172,4 @@ Result RecordedEdit(const Request& request, std::string_view text, const std::st
   return result;
 }
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -28,9 +28,9 @@
 
 #include "edit/edit.h"
 
-namespace edit {
+namespace tov_edit {
 
 // Edit, written down.
 Result RecordedEdit(const Request& request, std::string_view text, const std::string& name);
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 constexpr Dialect kNginx = Dialect::kNginx;
@@ -208,4 +208,4 @@ TEST(Lists, MayHoldOrShareATextAtAll) {
 }
 
 }  // namespace
-}  // namespace edit
+}  // namespace tov_edit

@@ -10,16 +10,17 @@ namespace edit_judge {
 
 Outcome Apply(Dialect dialect, const std::string& template_text, const std::vector<Value>& values,
               const std::string& config) {
-  edit::Request request;
-  request.dialect = dialect == Dialect::kNginx ? edit::Dialect::kNginx : edit::Dialect::kApache;
+  tov_edit::Request request;
+  request.dialect =
+      dialect == Dialect::kNginx ? tov_edit::Dialect::kNginx : tov_edit::Dialect::kApache;
   request.template_name = "site.template";
   request.template_text = template_text;
   for (const Value& value : values) request.values[value.name] = {value.old_text, value.new_text};
   try {
-    const edit::Result result = edit::Edit(request, config, "site.conf");
+    const tov_edit::Result result = tov_edit::Edit(request, config, "site.conf");
     if (result.refusals.empty()) return {Outcome::What::kDone, result.text, ""};
     std::string reason;
-    for (const edit::Finding& refusal : result.refusals) {
+    for (const tov_edit::Finding& refusal : result.refusals) {
       reason += Shown(refusal) + " [" + refusal.name + "]\n";
     }
     return {Outcome::What::kRefused, "", reason};

@@ -12,7 +12,7 @@
 #include "edit/case_writer.h"
 #include "edit/edit.h"
 
-namespace edit {
+namespace tov_edit {
 
 inline const std::optional<std::string> kNone;
 
@@ -131,4 +131,4 @@ inline void ExpectWarnings(Dialect dialect, const std::vector<SaidCase>& cases) 
   }
 }
 
-}  // namespace edit
+}  // namespace tov_edit

@@ -14,7 +14,7 @@
 
 #include "edit/edit_case.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 std::string Untaken(const std::string& lines) {
@@ -389,4 +389,4 @@ TEST(AMessage, ShowsNoControlCharactersOfTheText) {
 }
 
 }  // namespace
-}  // namespace edit
+}  // namespace tov_edit

@@ -24,9 +24,9 @@
 
 namespace {
 
-using edit::Dialect;
-using edit::Request;
 using edit_laws::Statement;
+using tov_edit::Dialect;
+using tov_edit::Request;
 using Statements = std::vector<Statement>;
 
 Request RequestOf(Dialect dialect, const std::string& text) {
@@ -113,13 +113,13 @@ bool HasEmptyBlock(Dialect dialect, const std::string& text) {
 // What the careful edit does otherwise on purpose: a reason, and whether an input is concerned.
 class Purpose {
  public:
-  Purpose(const Request& request, const std::string& config, const edit::Explained& edited)
+  Purpose(const Request& request, const std::string& config, const tov_edit::Explained& edited)
       : m_dialect(request.dialect),
         m_config(config),
         m_edited(edited),
         m_engine(ReadByTheEngine(request.dialect, "")) {
-    edit::Findings ignored;
-    m_tree = edit::ReadTemplate(request, ignored);
+    tov_edit::Findings ignored;
+    m_tree = tov_edit::ReadTemplate(request, ignored);
     if (auto statements = edit_laws::StatementsOf(m_dialect, config)) {
       m_statements = std::move(*statements);
     }
@@ -140,18 +140,18 @@ class Purpose {
     if (Any([this](std::size_t block) { return ChangesTls(block); })) return "TLS or not";
     // A trailing place is one directive, and a line with its full text that very directive; the
     // engine takes the first line that begins so.
-    if (AnyLine([this](const edit::TemplateLine& line) { return IsOneOfSeveral(line); })) {
+    if (AnyLine([this](const tov_edit::TemplateLine& line) { return IsOneOfSeveral(line); })) {
       return "a beginning of several directives";
     }
     if (AnyPair([this](const auto& line, const auto& other) {
           return line.now && other.now && line.beginning &&
-                 edit::BeginsWith(m_dialect, other.now->words, *line.beginning);
+                 tov_edit::BeginsWith(m_dialect, other.now->words, *line.beginning);
         })) {
       return "two lines for one directive";
     }
     if (AnyPair([this](const auto& line, const auto& other) {
           return Changes(line) && other.now &&
-                 edit::SameWords(m_dialect, line.was->words, other.now->words);
+                 tov_edit::SameWords(m_dialect, line.was->words, other.now->words);
         })) {
       return "a line that changes and stays";
     }
@@ -160,8 +160,8 @@ class Purpose {
       return "a block with nothing of what is stated, which is to go";
     }
     // Of a block that gets another opening line the engine forgets such lines.
-    if (AnyLine([this](const edit::TemplateLine& line) {
-          const edit::TemplateBlock& block = m_tree.blocks[line.block];
+    if (AnyLine([this](const tov_edit::TemplateLine& line) {
+          const tov_edit::TemplateBlock& block = m_tree.blocks[line.block];
           return line.block != 0 && Changes(m_tree.lines[block.opening]) &&
                  m_engine->IsUniqueParam(line.text);
         })) {
@@ -169,7 +169,7 @@ class Purpose {
     }
     // The engine writes all listens, aliases and the like of a block anew when one changes: others
     // go with it, and some stay beside what they have become.
-    if (AnyLine([this](const edit::TemplateLine& line) {
+    if (AnyLine([this](const tov_edit::TemplateLine& line) {
           return (Changes(line) || line.beginning) && m_engine->IsUniqueParam(line.text);
         })) {
       return "another listen or alias";
@@ -189,21 +189,21 @@ class Purpose {
   template <class Holds>
   bool AnyLine(const Holds& holds) const {
     return std::any_of(m_tree.lines.begin(), m_tree.lines.end(), [&](const auto& line) {
-      return line.kind == edit::TemplateLine::Kind::kDirective && holds(line);
+      return line.kind == tov_edit::TemplateLine::Kind::kDirective && holds(line);
     });
   }
 
   // Whether `holds` is true of two lines of one block.
   template <class Holds>
   bool AnyPair(const Holds& holds) const {
-    return AnyLine([&](const edit::TemplateLine& line) {
-      return AnyLine([&](const edit::TemplateLine& other) {
+    return AnyLine([&](const tov_edit::TemplateLine& line) {
+      return AnyLine([&](const tov_edit::TemplateLine& other) {
         return &line != &other && line.block == other.block && holds(line, other);
       });
     });
   }
 
-  bool IsOneOfSeveral(const edit::TemplateLine& line) const {
+  bool IsOneOfSeveral(const tov_edit::TemplateLine& line) const {
     if (!line.beginning) return false;
     std::map<std::size_t, std::size_t> fitting;  // by blocks
     std::vector<std::size_t> open = {0};
@@ -212,7 +212,7 @@ class Purpose {
       if (statement.kind == Statement::Kind::kOpening) open.push_back(i + 1);
       if (statement.kind == Statement::Kind::kClosing) open.pop_back();
       if (statement.kind != Statement::Kind::kDirective) continue;
-      const bool fits = edit::BeginsWith(m_dialect, statement.words, *line.beginning);
+      const bool fits = tov_edit::BeginsWith(m_dialect, statement.words, *line.beginning);
       if (fits && ++fitting[open.back()] > 1) return true;
     }
     return false;
@@ -225,10 +225,10 @@ class Purpose {
   bool ChangesTls(std::size_t number) const {
     const auto& children = m_tree.blocks[number].children;
     const bool stated = std::any_of(children.begin(), children.end(), [&](std::size_t child) {
-      const edit::TemplateLine& line = m_tree.lines[child];
+      const tov_edit::TemplateLine& line = m_tree.lines[child];
       return line.now && IsTls(line.now->words);
     });
-    for (const edit::FilePlace& place : m_edited.report.blocks[number - 1].places) {
+    for (const tov_edit::FilePlace& place : m_edited.report.blocks[number - 1].places) {
       if (HoldsTls(place.line) != stated) return true;
     }
     return false;
@@ -259,58 +259,58 @@ class Purpose {
   bool IsNew(std::size_t block) const {
     const auto& events = m_edited.report.items[m_tree.blocks[block].opening].events;
     return block != 0 && std::any_of(events.begin(), events.end(), [](const auto& event) {
-             return event.kind == edit::EditReport::Event::Kind::kAdded;
+             return event.kind == tov_edit::EditReport::Event::Kind::kAdded;
            });
   }
 
-  static bool Changes(const edit::TemplateLine& line) {
+  static bool Changes(const tov_edit::TemplateLine& line) {
     return line.was && line.now && line.was->text != line.now->text;
   }
 
-  bool IsOf(edit::Role role, const edit::TemplateLine& line) const {
+  bool IsOf(tov_edit::Role role, const tov_edit::TemplateLine& line) const {
     const bool is_directive = line.now && !line.now->words.empty();
-    return is_directive && edit::RoleOf(m_dialect, line.now->words.front()) == role;
+    return is_directive && tov_edit::RoleOf(m_dialect, line.now->words.front()) == role;
   }
 
   bool IsLeftForItsLines(std::size_t number) const {
-    const edit::TemplateBlock& block = m_tree.blocks[number];
+    const tov_edit::TemplateBlock& block = m_tree.blocks[number];
     const bool around = block.parent == 0 || m_tree.blocks[block.parent].enabled;
     if (block.enabled || !around) return false;
     if (!m_edited.report.blocks[number - 1].places.empty()) return false;
-    const edit::TemplateLine& opening = m_tree.lines[block.opening];
+    const tov_edit::TemplateLine& opening = m_tree.lines[block.opening];
     return std::any_of(m_statements.begin(), m_statements.end(), [&](const Statement& statement) {
       if (statement.words.empty()) return false;
       return IsSaidBy(opening, statement) ||
              std::any_of(block.children.begin(), block.children.end(), [&](std::size_t child) {
-               const edit::TemplateLine& line = m_tree.lines[child];
-               return IsOf(edit::Role::kNames, line) && IsSaidBy(line, statement);
+               const tov_edit::TemplateLine& line = m_tree.lines[child];
+               return IsOf(tov_edit::Role::kNames, line) && IsSaidBy(line, statement);
              });
     });
   }
 
-  bool IsSaidBy(const edit::TemplateLine& line, const Statement& statement) const {
-    return (line.now && edit::SameWords(m_dialect, statement.words, line.now->words)) ||
-           (line.was && edit::SameWords(m_dialect, statement.words, line.was->words));
+  bool IsSaidBy(const tov_edit::TemplateLine& line, const Statement& statement) const {
+    return (line.now && tov_edit::SameWords(m_dialect, statement.words, line.now->words)) ||
+           (line.was && tov_edit::SameWords(m_dialect, statement.words, line.was->words));
   }
 
   const Dialect m_dialect;
   const std::string& m_config;
-  const edit::Explained& m_edited;
+  const tov_edit::Explained& m_edited;
   const std::shared_ptr<tov_template::BaseConfig> m_engine;
-  edit::TemplateTree m_tree;
+  tov_edit::TemplateTree m_tree;
   Statements m_statements;  // of the configuration
 };
 
-bool RemovesABlock(const edit::EditReport& report) {
+bool RemovesABlock(const tov_edit::EditReport& report) {
   return std::any_of(report.items.begin(), report.items.end(), [](const auto& item) {
-    return item.opens && item.action == edit::EditReport::Action::kRemoved;
+    return item.opens && item.action == tov_edit::EditReport::Action::kRemoved;
   });
 }
 
 template <Dialect kDialect>
 std::string Agree(const std::string& config, const std::string& text) {
   const Request request = RequestOf(kDialect, text);
-  const edit::Explained careful = edit::Explain(request, config, "CONFIG");
+  const tov_edit::Explained careful = tov_edit::Explain(request, config, "CONFIG");
   const std::string reason = Purpose(request, config, careful).Reason();
   ++counts[kDialect].all;
   if (!reason.empty()) {

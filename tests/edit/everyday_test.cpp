@@ -18,7 +18,7 @@
 
 namespace {
 
-using edit::Dialect;
+using tov_edit::Dialect;
 
 // A shop behind PHP with a redirect of its name, a customer's site that a program has written, and
 // a blog with a site that only redirects to it.
@@ -338,15 +338,15 @@ struct Change {
 struct Case {
   const char* name;
   const char* template_text;
-  edit::Values values;
+  tov_edit::Values values;
   std::vector<Change> changes;  // none: the file is as the template wants it
 };
 
 // Values with an old text and with a new one only.
-edit::OldAndNew From(const char* old_value, const char* new_value) {
+tov_edit::OldAndNew From(const char* old_value, const char* new_value) {
   return {old_value, new_value};
 }
-edit::OldAndNew To(const char* new_value) {
+tov_edit::OldAndNew To(const char* new_value) {
   return {std::nullopt, new_value};
 }
 
@@ -379,11 +379,11 @@ std::string WithCarriageReturns(std::string_view text) {
 }
 
 // The text that the edit gives, or its refusals.
-std::string Edited(const edit::Request& request, const std::string& text) {
-  const edit::Result result = edit::RecordedEdit(request, text, "file.conf");
+std::string Edited(const tov_edit::Request& request, const std::string& text) {
+  const tov_edit::Result result = tov_edit::RecordedEdit(request, text, "file.conf");
   if (result.refusals.empty()) return result.text;
   std::string refusals = "refused";
-  for (const edit::Finding& refusal : result.refusals) refusals += "\n" + Shown(refusal);
+  for (const tov_edit::Finding& refusal : result.refusals) refusals += "\n" + Shown(refusal);
   return refusals;
 }
 
@@ -393,7 +393,7 @@ void TryAll(Dialect dialect, const std::string& file, const std::vector<Case>& c
             bool all = false) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    edit::Request request;
+    tov_edit::Request request;
     request.dialect = dialect;
     request.template_name = "site.template";
     request.template_text = c.template_text;
@@ -412,7 +412,7 @@ void TryThereAndBack(Dialect dialect, const std::string& file, const std::vector
   TryAll(dialect, file, cases, all);
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    edit::Request request;
+    tov_edit::Request request;
     request.dialect = dialect;
     request.template_text = c.template_text;
     for (const auto& [name, value] : c.values) {
@@ -1674,7 +1674,7 @@ Listen 80
 struct Refused {
   const char* name;
   const char* template_text;
-  edit::Values values;
+  tov_edit::Values values;
   const char* reason;
   const char* message;  // a part of it
 };
@@ -1738,11 +1738,11 @@ TEST(EverydayEdit, IsRefusedWhereItWouldBeAGuess) {
   };
   for (const Refused& c : cases) {
     SCOPED_TRACE(c.name);
-    edit::Request request;
+    tov_edit::Request request;
     request.template_name = "site.template";
     request.template_text = c.template_text;
     request.values = c.values;
-    const edit::Result result = edit::Edit(request, kSites, "file.conf");
+    const tov_edit::Result result = tov_edit::Edit(request, kSites, "file.conf");
     EXPECT_EQ(result.text, kSites);
     ASSERT_EQ(result.refusals.size(), 1U);
     EXPECT_EQ(result.refusals.front().name, c.reason);
@@ -1858,10 +1858,10 @@ Options -MultiViews
   };
   for (const Switch& c : cases) {
     SCOPED_TRACE(c.name);
-    edit::Request off;
+    tov_edit::Request off;
     off.dialect = c.dialect;
     off.template_text = c.template_text;
-    edit::Request on = off;
+    tov_edit::Request on = off;
     on.values["on"] = To("yes");
     for (const std::string& file : {std::string(c.file), WithCarriageReturns(c.file)}) {
       const std::string with = Edited(on, file);
@@ -1874,25 +1874,25 @@ Options -MultiViews
 }
 
 TEST(EverydayEdit, KeepsToWhatIsThereWhenAsked) {
-  edit::Request request;
+  tov_edit::Request request;
   request.template_text = "server {\n  server_name new.example;\n  gzip on;\n}\n";
   const std::string file = kSites;
   ASSERT_NE(Edited(request, file), file);
 
   request.skip_missing = true;
-  const edit::Result skipped = edit::Edit(request, file, "file.conf");
+  const tov_edit::Result skipped = tov_edit::Edit(request, file, "file.conf");
   EXPECT_TRUE(skipped.skipped);
   EXPECT_EQ(skipped.text, file);
   request.skip_missing = false;
 
-  request.create = edit::Create::kNever;
+  request.create = tov_edit::Create::kNever;
   EXPECT_THAT(Edited(request, file), testing::HasSubstr("there is no 'server {' (new.example)"));
 
   request.template_text = "server {\n  server_name two.example;\n}\n";
   EXPECT_EQ(Edited(request, file), file);
-  request.create = edit::Create::kOnly;
+  request.create = tov_edit::Create::kOnly;
   EXPECT_THAT(Edited(request, file), testing::HasSubstr("this block is there already"));
-  request.create = edit::Create::kIfMissing;
+  request.create = tov_edit::Create::kIfMissing;
 
   request.must_exist = true;
   request.template_text = "{% if $on %}\nserver {\n  server_name tow.example;\n}\n{% endif %}\n";

@@ -12,7 +12,7 @@
 #include "edit/template_tree.h"
 #include "support/failing_allocations.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 const std::string kNginxConfig =
@@ -117,4 +117,4 @@ INSTANTIATE_TEST_SUITE_P(OfAServer, FailingMemory,
                          testing::Values(Dialect::kNginx, Dialect::kApache));
 
 }  // namespace
-}  // namespace edit
+}  // namespace tov_edit

@@ -8,7 +8,7 @@
 
 #include "edit/edit_case.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 std::string PlacesOf(const Finding& finding) {
@@ -164,4 +164,4 @@ TEST(AResult, ListsChangesUnlessToldOtherwise) {
 }
 
 }  // namespace
-}  // namespace edit
+}  // namespace tov_edit

@@ -9,7 +9,7 @@
 
 #include "edit/edit_case.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 std::string Server(const std::string& lines) {
@@ -779,4 +779,4 @@ TEST(Values, WriteNoDirectivesThatNobodyReviewed) {
 }
 
 }  // namespace
-}  // namespace edit
+}  // namespace tov_edit

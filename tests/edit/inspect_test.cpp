@@ -11,7 +11,7 @@
 
 #include "edit/edit.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 using testing::ElementsAre;
@@ -81,4 +81,4 @@ TEST(APrototype, IsJudgedAsAnEditIs) {
 }
 
 }  // namespace
-}  // namespace edit
+}  // namespace tov_edit

@@ -14,7 +14,7 @@
 #include "edit/edit_case.h"
 #include "edit/template_tree.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 using namespace std::string_literals;
@@ -252,4 +252,4 @@ TEST(OneRequest, IsCarriedOutByManyThreads) {
 }
 
 }  // namespace
-}  // namespace edit
+}  // namespace tov_edit

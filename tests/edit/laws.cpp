@@ -21,28 +21,28 @@
 namespace edit_laws {
 namespace {
 
-using edit::EditReport;
-using edit::Explained;
-using edit::Request;
-using edit::Result;
-using edit::TemplateLine;
-using edit::TemplateTree;
-using EventKind = edit::EditReport::Event::Kind;
+using tov_edit::EditReport;
+using tov_edit::Explained;
+using tov_edit::Request;
+using tov_edit::Result;
+using tov_edit::TemplateLine;
+using tov_edit::TemplateTree;
+using EventKind = tov_edit::EditReport::Event::Kind;
 using Statements = std::vector<Statement>;
 
 const std::string kConfig = "CONFIG";
 
 Explained ExplainedOf(const Request& request, const std::string& config) {
-  return edit::Explain(request, config, kConfig);
+  return tov_edit::Explain(request, config, kConfig);
 }
 
 bool IsMade(const Result& result) {
   return result.refusals.empty();
 }
 
-std::string Shown(const std::vector<edit::Finding>& findings) {
+std::string Shown(const std::vector<tov_edit::Finding>& findings) {
   std::string shown;
-  for (const edit::Finding& finding : findings) {
+  for (const tov_edit::Finding& finding : findings) {
     shown += "[" + finding.name + "] " + Shown(finding) + "\n";
   }
   return shown;
@@ -67,11 +67,11 @@ std::vector<std::string> LinesWithEnds(const std::string& text) {
 
 // None: the edits do not fit the text, or one another.
 std::optional<std::string> Replayed(const std::string& text,
-                                    const std::vector<edit::Change>& changes) {
+                                    const std::vector<tov_edit::Change>& changes) {
   const std::vector<std::string> lines = LinesWithEnds(text);
   std::string result;
   std::size_t next = 0;
-  for (const edit::Change& each : changes) {
+  for (const tov_edit::Change& each : changes) {
     const std::size_t first = each.line - 1;
     if (each.line == 0 || first < next || first + each.count > lines.size()) return std::nullopt;
     for (; next < first; ++next) result += lines[next];
@@ -82,7 +82,7 @@ std::optional<std::string> Replayed(const std::string& text,
   return result;
 }
 
-std::size_t OffsetOf(const std::string& text, const edit::FilePlace& place) {
+std::size_t OffsetOf(const std::string& text, const tov_edit::FilePlace& place) {
   std::size_t offset = 0;
   for (std::size_t line = 1; line < place.line; ++line) {
     const std::size_t newline = text.find('\n', offset);
@@ -94,25 +94,26 @@ std::size_t OffsetOf(const std::string& text, const edit::FilePlace& place) {
 
 // --- What the report says of the statements ---
 
-bool IsSame(edit::Dialect dialect, const WordList& words,
-            const std::optional<edit::Written>& written) {
-  return written && !written->words.empty() && edit::SameWords(dialect, words, written->words);
+bool IsSame(tov_edit::Dialect dialect, const WordList& words,
+            const std::optional<tov_edit::Written>& written) {
+  return written && !written->words.empty() && tov_edit::SameWords(dialect, words, written->words);
 }
 
 // Whether a line of the template may mean the directive, or the block, with these words.
-bool Names(edit::Dialect dialect, const TemplateLine& line, const WordList& words) {
+bool Names(tov_edit::Dialect dialect, const TemplateLine& line, const WordList& words) {
   if (IsSame(dialect, words, line.was) || IsSame(dialect, words, line.now)) return true;
-  if (line.beginning && edit::BeginsWith(dialect, words, *line.beginning)) return true;
+  if (line.beginning && tov_edit::BeginsWith(dialect, words, *line.beginning)) return true;
   for (const auto* written : {&line.was, &line.now}) {
     if (!*written || (*written)->words.empty()) continue;
     const WordList& own = (*written)->words;
     if (line.kind == TemplateLine::Kind::kOpening) {
-      if (edit::SameHead(dialect, words, own)) return true;
+      if (tov_edit::SameHead(dialect, words, own)) return true;
       continue;
     }
     // Names, addresses and options are compared word by word.
-    const edit::Role role = edit::RoleOf(dialect, own.front());
-    if (role != edit::Role::kPlain && role == edit::RoleOf(dialect, words.front())) return true;
+    const tov_edit::Role role = tov_edit::RoleOf(dialect, own.front());
+    if (role != tov_edit::Role::kPlain && role == tov_edit::RoleOf(dialect, words.front()))
+      return true;
   }
   return false;
 }
@@ -125,8 +126,8 @@ class Tally {
         m_before(std::move(before)),
         m_after(std::move(after)),
         m_touched(m_before.size(), false) {
-    edit::Findings ignored;
-    m_tree = edit::ReadTemplate(request, ignored);
+    tov_edit::Findings ignored;
+    m_tree = tov_edit::ReadTemplate(request, ignored);
   }
 
   std::string Check(const EditReport& report, const std::string& edited) {
@@ -191,7 +192,7 @@ class Tally {
       TemplateLine::Kind kind = line.kind;
       const auto written = result == m_results.end()
                                ? std::nullopt
-                               : edit::ReadWritten(m_dialect, result->second, kind);
+                               : tov_edit::ReadWritten(m_dialect, result->second, kind);
       if (written && Names(m_dialect, line, written->words)) continue;
       return line.text + " is not " + TextOf(words);
     }
@@ -227,7 +228,7 @@ class Tally {
     std::string said = "}";
     if (line.kind != TemplateLine::Kind::kClosing) {
       TemplateLine::Kind kind = line.kind;
-      const auto written = edit::ReadWritten(m_dialect, text, kind);
+      const auto written = tov_edit::ReadWritten(m_dialect, text, kind);
       if (!written || kind != line.kind) return "reported as new, and is no directive: " + text;
       said = TextOf(written->words);
       if (kind == TemplateLine::Kind::kOpening) m_renamed.insert(written->words);
@@ -319,7 +320,7 @@ class Tally {
     return false;
   }
 
-  const edit::Dialect m_dialect;
+  const tov_edit::Dialect m_dialect;
   const std::string& m_config;
   const Statements m_before;
   const Statements m_after;
@@ -377,15 +378,15 @@ bool AddsOrRemoves(const EditReport& report) {
 struct Identity {
   std::vector<const TemplateLine*> lines;  // with names or addresses
 
-  edit::Texts All(edit::Dialect dialect, edit::Role role) const {
-    edit::Texts all;
+  tov_edit::Texts All(tov_edit::Dialect dialect, tov_edit::Role role) const {
+    tov_edit::Texts all;
     for (const TemplateLine* line : lines) {
       for (const auto* written : {&line->was, &line->now}) {
-        if (!*written || edit::RoleOf(dialect, (*written)->words.front()) != role) continue;
+        if (!*written || tov_edit::RoleOf(dialect, (*written)->words.front()) != role) continue;
         if (tov_document::SameName(dialect, (*written)->words.front(), "ServerAlias")) continue;
-        const edit::Texts own = role == edit::Role::kNames
-                                    ? edit::NamesIn(dialect, (*written)->words)
-                                    : edit::AddressesIn(dialect, (*written)->words);
+        const tov_edit::Texts own = role == tov_edit::Role::kNames
+                                        ? tov_edit::NamesIn(dialect, (*written)->words)
+                                        : tov_edit::AddressesIn(dialect, (*written)->words);
         all.insert(all.end(), own.begin(), own.end());
       }
     }
@@ -404,44 +405,45 @@ Identity IdentityOf(const TemplateTree& tree, std::size_t block) {
 }
 
 // Whether nothing that the template states tells two of its blocks apart.
-bool AreAlike(const TemplateTree& tree, edit::Dialect dialect, std::size_t a, std::size_t b) {
+bool AreAlike(const TemplateTree& tree, tov_edit::Dialect dialect, std::size_t a, std::size_t b) {
   const TemplateLine& one = tree.lines[tree.blocks[a].opening];
   const TemplateLine& other = tree.lines[tree.blocks[b].opening];
   bool same_head = false;
   for (const auto* written : {&one.was, &one.now}) {
     for (const auto* with : {&other.was, &other.now}) {
-      same_head = same_head ||
-                  (*written && *with && edit::SameHead(dialect, (*written)->words, (*with)->words));
+      same_head = same_head || (*written && *with &&
+                                tov_edit::SameHead(dialect, (*written)->words, (*with)->words));
     }
   }
   if (!same_head) return false;
   const auto& head = one.now ? one.now : one.was;
   if (!head || !tov_document::IsServer(dialect, head->words.front())) return true;
-  for (const edit::Role role : {edit::Role::kNames, edit::Role::kAddress}) {
-    const edit::Texts own = IdentityOf(tree, a).All(dialect, role);
-    const edit::Texts its = IdentityOf(tree, b).All(dialect, role);
-    if (!own.empty() && !its.empty() && !edit::ShareOne(own, its)) return false;
+  for (const tov_edit::Role role : {tov_edit::Role::kNames, tov_edit::Role::kAddress}) {
+    const tov_edit::Texts own = IdentityOf(tree, a).All(dialect, role);
+    const tov_edit::Texts its = IdentityOf(tree, b).All(dialect, role);
+    if (!own.empty() && !its.empty() && !tov_edit::ShareOne(own, its)) return false;
   }
   return true;
 }
 
 // The block around that a template cannot leave out: http and conditions are looked into anyway.
-std::size_t ScopeOf(const TemplateTree& tree, edit::Dialect dialect, std::size_t block) {
+std::size_t ScopeOf(const TemplateTree& tree, tov_edit::Dialect dialect, std::size_t block) {
   std::size_t scope = tree.blocks[block].parent;
   for (; scope != 0; scope = tree.blocks[scope].parent) {
     const TemplateLine& opening = tree.lines[tree.blocks[scope].opening];
     if (!opening.now) break;
     const std::string& name = opening.now->words.front();
-    const bool open = dialect == edit::Dialect::kNginx ? name == "http"
-                                                       : tov_document::IsCondition(dialect, name);
+    const bool open = dialect == tov_edit::Dialect::kNginx
+                          ? name == "http"
+                          : tov_document::IsCondition(dialect, name);
     if (!open) break;
   }
   return scope;
 }
 
 bool HasAlikeBlocks(const Request& request) {
-  edit::Findings ignored;
-  const TemplateTree tree = edit::ReadTemplate(request, ignored);
+  tov_edit::Findings ignored;
+  const TemplateTree tree = tov_edit::ReadTemplate(request, ignored);
   for (std::size_t a = 1; a < tree.blocks.size(); ++a) {
     for (std::size_t b = a + 1; b < tree.blocks.size(); ++b) {
       const bool near = ScopeOf(tree, request.dialect, a) == ScopeOf(tree, request.dialect, b);
@@ -453,40 +455,41 @@ bool HasAlikeBlocks(const Request& request) {
 
 // Whether one of two lines with Apache's Options states a word with a plus, and the other one with
 // a minus.
-bool HaveOtherSigns(edit::Dialect dialect, const WordList& line, const WordList& other) {
+bool HaveOtherSigns(tov_edit::Dialect dialect, const WordList& line, const WordList& other) {
   for (const WordList* words : {&line, &other}) {
     const bool options =
-        !words->empty() && edit::RoleOf(dialect, words->front()) == edit::Role::kOptions;
+        !words->empty() && tov_edit::RoleOf(dialect, words->front()) == tov_edit::Role::kOptions;
     if (!options) return false;
   }
   for (const std::string& word : line) {
     if (word.empty() || (word.front() != '+' && word.front() != '-')) continue;
     const std::string opposite = (word.front() == '+' ? "-" : "+") + word.substr(1);
-    if (edit::Contains(other, opposite)) return true;
+    if (tov_edit::Contains(other, opposite)) return true;
   }
   return false;
 }
 
 // Whether `line` says that something has changed, and `other` that it is still there.
-bool Contradicts(edit::Dialect dialect, const TemplateLine& line, const TemplateLine& other) {
+bool Contradicts(tov_edit::Dialect dialect, const TemplateLine& line, const TemplateLine& other) {
   if (!line.was || !line.now || !other.now) return false;
   if (line.was->words == line.now->words || line.was->words.empty()) return false;
-  if (edit::SameWords(dialect, line.was->words, other.now->words)) return true;
-  const edit::Role role = edit::RoleOf(dialect, line.was->words.front());
-  if (role == edit::Role::kPlain || role != edit::RoleOf(dialect, other.now->words.front())) {
+  if (tov_edit::SameWords(dialect, line.was->words, other.now->words)) return true;
+  const tov_edit::Role role = tov_edit::RoleOf(dialect, line.was->words.front());
+  if (role == tov_edit::Role::kPlain ||
+      role != tov_edit::RoleOf(dialect, other.now->words.front())) {
     return false;
   }
-  const edit::Texts now = edit::AddressesIn(dialect, line.now->words);
-  const edit::Texts stay = edit::AddressesIn(dialect, other.now->words);
-  for (const std::string& word : edit::AddressesIn(dialect, line.was->words)) {
-    if (!edit::Contains(now, word) && edit::Contains(stay, word)) return true;
+  const tov_edit::Texts now = tov_edit::AddressesIn(dialect, line.now->words);
+  const tov_edit::Texts stay = tov_edit::AddressesIn(dialect, other.now->words);
+  for (const std::string& word : tov_edit::AddressesIn(dialect, line.was->words)) {
+    if (!tov_edit::Contains(now, word) && tov_edit::Contains(stay, word)) return true;
   }
   return false;
 }
 
 bool ContradictsItself(const Request& request) {
-  edit::Findings ignored;
-  const TemplateTree tree = edit::ReadTemplate(request, ignored);
+  tov_edit::Findings ignored;
+  const TemplateTree tree = tov_edit::ReadTemplate(request, ignored);
   const auto is_stated = [](const TemplateLine& line) {
     return line.enabled && line.kind == TemplateLine::Kind::kDirective;
   };
@@ -503,8 +506,8 @@ bool ContradictsItself(const Request& request) {
 
 // Whether something that the request changes into another is in `text`, so many times at least.
 bool HoldsOldText(const Request& request, const std::string& text, std::size_t times = 1) {
-  edit::Findings ignored;
-  const TemplateTree tree = edit::ReadTemplate(request, ignored);
+  tov_edit::Findings ignored;
+  const TemplateTree tree = tov_edit::ReadTemplate(request, ignored);
   const auto statements = StatementsOf(request.dialect, text);
   if (!statements) return false;
   for (const TemplateLine& line : tree.lines) {
@@ -512,7 +515,7 @@ bool HoldsOldText(const Request& request, const std::string& text, std::size_t t
     for (const Statement& statement : *statements) {
       if (statement.words.empty()) continue;
       TemplateLine there;
-      there.now = edit::Written{"", statement.words, {}};
+      there.now = tov_edit::Written{"", statement.words, {}};
       if (line.kind == TemplateLine::Kind::kDirective &&
           Contradicts(request.dialect, line, there)) {
         ++count;
@@ -526,8 +529,8 @@ bool HoldsOldText(const Request& request, const std::string& text, std::size_t t
 // Whether the template takes out what changes: that stands for two texts, and when one of them is
 // gone, it is the other one's turn.
 bool TakesOutWhatChanges(const Request& request) {
-  edit::Findings ignored;
-  const TemplateTree tree = edit::ReadTemplate(request, ignored);
+  tov_edit::Findings ignored;
+  const TemplateTree tree = tov_edit::ReadTemplate(request, ignored);
   return std::any_of(tree.lines.begin(), tree.lines.end(), [](const TemplateLine& line) {
     return !line.enabled && line.was && line.now && line.was->text != line.now->text;
   });
@@ -535,21 +538,21 @@ bool TakesOutWhatChanges(const Request& request) {
 
 // Whether a line that would change something lacks a value: then it has not become what it should.
 bool LacksValues(const Request& request) {
-  edit::Findings ignored;
-  const TemplateTree tree = edit::ReadTemplate(request, ignored);
+  tov_edit::Findings ignored;
+  const TemplateTree tree = tov_edit::ReadTemplate(request, ignored);
   return std::any_of(tree.lines.begin(), tree.lines.end(), [](const TemplateLine& line) {
     return line.enabled && line.old_given && !line.now;
   });
 }
 
-bool AreAmbiguous(const std::vector<edit::Finding>& refusals) {
+bool AreAmbiguous(const std::vector<tov_edit::Finding>& refusals) {
   return std::all_of(refusals.begin(), refusals.end(),
-                     [](const edit::Finding& refusal) { return refusal.name == "ambiguous"; });
+                     [](const tov_edit::Finding& refusal) { return refusal.name == "ambiguous"; });
 }
 
 std::string SecondEdit(const Request& request, const Explained& first, const char* values) {
   const std::string& once = first.result.text;
-  const Result twice = edit::Edit(request, once, kConfig);
+  const Result twice = tov_edit::Edit(request, once, kConfig);
   // What has gone may be what told two blocks apart.
   const bool blurred = Holds(first.report, EventKind::kRemoved) && AreAmbiguous(twice.refusals);
   if (!IsMade(twice) && blurred) return "";
@@ -570,7 +573,7 @@ std::string AnEmptyTemplateChangesNothing(const Request& request, const std::str
   empty.values.clear();
   empty.must_be_used.clear();
   empty.forced.insert("syntax");  // it may look as if it were written for the other server
-  const Result edited = edit::Edit(empty, config, kConfig);
+  const Result edited = tov_edit::Edit(empty, config, kConfig);
   if (edited.text != config) {
     return Wrong("an empty template has changed something", config, edited.text);
   }
@@ -579,7 +582,7 @@ std::string AnEmptyTemplateChangesNothing(const Request& request, const std::str
 }
 
 std::string ExplainAgrees(const Request& request, const std::string& config) {
-  const Result edited = edit::Edit(request, config, kConfig);
+  const Result edited = tov_edit::Edit(request, config, kConfig);
   const Result explained = ExplainedOf(request, config).result;
   if (!IsMade(edited) && edited.text != config) {
     return Wrong("refused, and changed", config, edited.text);
@@ -600,22 +603,23 @@ std::string ChangesGiveTheResult(const Request& request, const std::string& conf
                  explained.result.text);
   }
   if (explained.result.changed != (explained.result.text != config)) return "changed is wrong";
-  for (const edit::Change& each : explained.result.changes) {
-    const bool known = std::all_of(
-        each.template_lines.begin(), each.template_lines.end(), [&](const edit::FilePlace& place) {
-          return std::any_of(explained.report.items.begin(), explained.report.items.end(),
-                             [&](const edit::EditReport::Item& item) {
-                               return item.place.file == place.file &&
-                                      item.place.line == place.line;
-                             });
-        });
+  for (const tov_edit::Change& each : explained.result.changes) {
+    const bool known =
+        std::all_of(each.template_lines.begin(), each.template_lines.end(),
+                    [&](const tov_edit::FilePlace& place) {
+                      return std::any_of(
+                          explained.report.items.begin(), explained.report.items.end(),
+                          [&](const tov_edit::EditReport::Item& item) {
+                            return item.place.file == place.file && item.place.line == place.line;
+                          });
+                    });
     if (each.template_lines.empty() || !known) return "a change without a reason: " + each.text;
   }
   return "";
 }
 
 std::string WhatIsTakenStaysSo(const Request& request, const std::string& config) {
-  const Result edited = edit::Edit(request, config, kConfig);
+  const Result edited = tov_edit::Edit(request, config, kConfig);
   if (!IsMade(edited) || !StatementsOf(request.dialect, config)) return "";
   if (StatementsOf(request.dialect, edited.text)) return "";
   return Wrong("no server takes this any more", config, edited.text);
@@ -654,7 +658,7 @@ std::string ThereAndBackAgain(const Request& request, const std::string& config)
   // What was there under its new text already would become the old one, too; what was there twice
   // is so still.
   if (HoldsOldText(Back(request), config) || HoldsOldText(request, config, 2)) return "";
-  const Result again = edit::Edit(Back(request), there.result.text, kConfig);
+  const Result again = tov_edit::Edit(Back(request), there.result.text, kConfig);
   if (!IsMade(again)) {
     return Wrong("no way back:\n" + Shown(again.refusals), config, there.result.text);
   }

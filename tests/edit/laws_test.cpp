@@ -19,8 +19,8 @@
 
 namespace {
 
-using edit::Dialect;
-using edit::Request;
+using tov_edit::Dialect;
+using tov_edit::Request;
 
 Dialect DialectOf(const std::string& name) {
   return name == "nginx" ? Dialect::kNginx : Dialect::kApache;
@@ -59,7 +59,7 @@ std::map<Dialect, Counts> counts;
 template <Dialect kDialect>
 std::string Laws(const std::string& config, const std::string& text) {
   const Request request = RandomRequest(kDialect, text);
-  const edit::Result result = edit::Edit(request, config, "CONFIG");
+  const tov_edit::Result result = tov_edit::Edit(request, config, "CONFIG");
   Counts& count = counts[kDialect];
   ++count.all;
   if (result.refusals.empty()) ++count.made;
@@ -96,14 +96,14 @@ TEST(GoldenCases, KeepTheLaws) {
   for (const GoldenCase& golden : AllGoldenCases()) {
     SCOPED_TRACE(golden.Name());
     Request request = RequestOf(DialectOf(golden.dialect), golden.Read("template"));
-    request.importer = [&](const std::string& name, const edit::FilePlace&) {
-      std::optional<edit::ImportedFile> file;
+    request.importer = [&](const std::string& name, const tov_edit::FilePlace&) {
+      std::optional<tov_edit::ImportedFile> file;
       const std::string path = "files/" + name.substr(name.rfind('/') + 1);
-      if (golden.Has(path)) file = edit::ImportedFile{path, golden.Read(path)};
+      if (golden.Has(path)) file = tov_edit::ImportedFile{path, golden.Read(path)};
       return file;
     };
     for (const auto& [name, value] : golden.ReadValues()) {
-      edit::OldAndNew& own = request.values[name];
+      tov_edit::OldAndNew& own = request.values[name];
       if (!value.old_value.IsNull()) own.old_value = value.old_value.Str();
       if (!value.new_value.IsNull()) own.new_value = value.new_value.Str();
     }
@@ -119,12 +119,13 @@ TEST(RealConfigs, KeepTheLaws) {
     for (const auto& [name, config] : RealConfigs(name_of_dialect)) {
       SCOPED_TRACE(name);
       ExpectKept(edit_laws::AnEmptyTemplateChangesNothing(RequestOf(dialect, ""), config));
-      const edit::Document document(dialect, config);
-      edit::Contents contents(document);
-      for (edit::BlockId id = 1; id < document.blocks().size(); id = document.blocks()[id].next) {
+      const tov_edit::Document document(dialect, config);
+      tov_edit::Contents contents(document);
+      for (tov_edit::BlockId id = 1; id < document.blocks().size();
+           id = document.blocks()[id].next) {
         const tov_document::Block& block = document.blocks()[id];
         std::string text = std::string(document.Bytes(block.head)) + "\n";
-        for (const edit::Child& child : contents.Of(id)) {
+        for (const tov_edit::Child& child : contents.Of(id)) {
           if (!child.IsDirective()) continue;
           const std::string& word = child.values.front();
           if (word != "server_name" && word != "listen" && word != "ServerName") continue;
@@ -133,7 +134,7 @@ TEST(RealConfigs, KeepTheLaws) {
         text += std::string("probe_directive {% $a %}") + (dialect == Dialect::kNginx ? ";" : "") +
                 "\n" + std::string(document.Bytes(block.closing)) + "\n";
         const Request request = RandomRequest(dialect, text);
-        made += edit::Edit(request, config, "CONFIG").text != config ? 1U : 0U;
+        made += tov_edit::Edit(request, config, "CONFIG").text != config ? 1U : 0U;
         ExpectKept(edit_laws::Broken(request, config));
       }
     }

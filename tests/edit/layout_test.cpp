@@ -12,7 +12,7 @@
 
 #include "edit/edit_case.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 std::string Untaken(const std::string& lines) {
@@ -473,4 +473,4 @@ TEST(SeveralChanges, OfOneTextDoNotDisturbEachOther) {
 }
 
 }  // namespace
-}  // namespace edit
+}  // namespace tov_edit

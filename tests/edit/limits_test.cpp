@@ -15,7 +15,7 @@
 #include "edit/edit_case.h"
 #include "edit/template_tree.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 std::string Repeated(const std::string& text, std::size_t count) {
@@ -243,4 +243,4 @@ TEST(AllThatFit, MayStandInEachOther) {
 }
 
 }  // namespace
-}  // namespace edit
+}  // namespace tov_edit

@@ -11,7 +11,7 @@
 
 #include "edit/edit_case.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 const std::string kConfig =
@@ -140,4 +140,4 @@ TEST(AMeantTree, KnowsTheCommentsThatGoWithTheirLine) {
 }
 
 }  // namespace
-}  // namespace edit
+}  // namespace tov_edit

@@ -11,7 +11,7 @@
 
 #include "edit/edit_case.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 std::string Server(const std::string& lines) {
@@ -1869,4 +1869,4 @@ TEST(ARawValue, IsPutInAsItIs) {
 }
 
 }  // namespace
-}  // namespace edit
+}  // namespace tov_edit

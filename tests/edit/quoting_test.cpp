@@ -13,7 +13,7 @@
 #include "edit/edit_case.h"
 #include "edit/template_tree.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 struct Written {
@@ -203,4 +203,4 @@ TEST_F(Quoting, IsForThePrototypeToo) {
 }
 
 }  // namespace
-}  // namespace edit
+}  // namespace tov_edit

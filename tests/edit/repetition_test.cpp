@@ -22,14 +22,14 @@
 
 namespace {
 
-using edit::Repetition;
-using edit::RepetitionOf;
 using testing::AllOf;
 using testing::ContainsRegex;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 using tov_document::Dialect;
+using tov_edit::Repetition;
+using tov_edit::RepetitionOf;
 
 TEST(RepetitionOf, KnowsTheDirectivesOfBothServers) {
   struct Case {
@@ -190,8 +190,8 @@ TEST_F(NginxRepetition, EveryNameOfTheTableIsTried) {
   ForEach(kRefused, add);
   ForEach(kOverruled, add);
   ForEach(kTogether, add);
-  std::set<std::string> table(std::begin(edit::kNginxOnce), std::end(edit::kNginxOnce));
-  table.insert(std::begin(edit::kNginxMany), std::end(edit::kNginxMany));
+  std::set<std::string> table(std::begin(tov_edit::kNginxOnce), std::end(tov_edit::kNginxOnce));
+  table.insert(std::begin(tov_edit::kNginxMany), std::end(tov_edit::kNginxMany));
   EXPECT_EQ(tried, table);
 }
 
@@ -249,17 +249,17 @@ class HttpdRepetition : public testing::Test {
 TEST_F(HttpdRepetition, EveryNameOfTheTableIsOneOfTheServers) {
   const std::string_view names[] = {"ServerName", "NoSuch", "VirtualHost"};
   EXPECT_THAT(UnknownOf(names), ElementsAre("NoSuch"));
-  EXPECT_THAT(UnknownOf(edit::kApacheOnce),
+  EXPECT_THAT(UnknownOf(tov_edit::kApacheOnce),
               ElementsAre("PHPINIDir", "WSGIApplicationGroup", "WSGIPassAuthorization",
                           "WSGIProcessGroup", "WSGIPythonHome", "WSGIPythonPath"));
   EXPECT_THAT(
-      UnknownOf(edit::kApacheMany),
+      UnknownOf(tov_edit::kApacheMany),
       ElementsAre("php_admin_flag", "php_admin_value", "php_flag", "php_value", "WSGIDaemonProcess",
                   "WSGIImportScript", "WSGIScriptAlias", "WSGIScriptAliasMatch"));
 }
 
 TEST_F(HttpdRepetition, NoNameIsInBothLists) {
-  for (const std::string_view name : edit::kApacheMany) {
+  for (const std::string_view name : tov_edit::kApacheMany) {
     EXPECT_EQ(RepetitionOf(Dialect::kApache, name), Repetition::kMany) << name;
   }
 }

@@ -10,7 +10,7 @@
 #include "edit/edit.h"
 #include "edit/edit_case.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 using Action = EditReport::Action;
@@ -352,4 +352,4 @@ TEST(TheChanges, AreOfWholeLines) {
 }
 
 }  // namespace
-}  // namespace edit
+}  // namespace tov_edit

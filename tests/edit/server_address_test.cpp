@@ -10,7 +10,7 @@
 #include "edit/address.h"
 #include "edit/edit_case.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 const std::string kRedirectAndSite =
@@ -181,4 +181,4 @@ TEST(ServerAddress, LeadsToADirectiveOverSeveralLines) {
 }
 
 }  // namespace
-}  // namespace edit
+}  // namespace tov_edit

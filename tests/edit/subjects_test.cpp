@@ -14,7 +14,7 @@
 #include "edit/edit_case.h"
 #include "server/server_folder.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 using testing::AllOf;
@@ -376,4 +376,4 @@ TEST_F(NginxSubjects, BothAreTakenWhereBothCount) {
 }
 
 }  // namespace
-}  // namespace edit
+}  // namespace tov_edit

@@ -14,7 +14,7 @@
 
 #include "edit/edit_case.h"
 
-namespace edit {
+namespace tov_edit {
 namespace {
 
 using Kind = TemplateLine::Kind;
@@ -1133,4 +1133,4 @@ TEST(ThePrototype, IsTheSkeletonWithTheNewValues) {
 }
 
 }  // namespace
-}  // namespace edit
+}  // namespace tov_edit

@@ -13,8 +13,8 @@
 
 namespace {
 
-using edit::TextsIn;
 using testing::UnorderedElementsAreArray;
+using tov_edit::TextsIn;
 using Texts = std::vector<std::string_view>;
 
 struct Case {

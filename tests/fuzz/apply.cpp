@@ -23,10 +23,10 @@ std::optional<std::string> ValueOf(const std::string& text) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Input input(data, size);
-  edit::Request request;
+  tov_edit::Request request;
   const std::string dialect = input.Next();
   const bool apache = dialect[0] == 'A' || dialect[0] == 'a';
-  request.dialect = apache ? edit::Dialect::kApache : edit::Dialect::kNginx;
+  request.dialect = apache ? tov_edit::Dialect::kApache : tov_edit::Dialect::kNginx;
   request.quote = dialect[0] == 'a' || dialect[0] == 'n';
   request.all = dialect.size() > 1;
   request.template_name = "TEMPLATE";
@@ -34,7 +34,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   request.template_text = input.Next();
   while (!input.AtEnd()) {
     const std::string name = input.Next();
-    edit::OldAndNew& value = request.values[name];
+    tov_edit::OldAndNew& value = request.values[name];
     value.old_value = ValueOf(input.Next());
     value.new_value = ValueOf(input.Next());
   }

@@ -22,31 +22,32 @@ const std::string kApacheTemplate =
     "<VirtualHost *>\nServerName a\nDocumentRoot /{% $v %}\n</VirtualHost>\n";
 const std::string kApacheSite = "<VirtualHost *>\nServerName a\nDocumentRoot /1\n</VirtualHost>\n";
 
-edit::Result Result(edit::Dialect dialect, const std::string& config, const std::string& text,
-                    const std::string& value = "2", const std::string& old_value = "1") {
-  edit::Request request;
+tov_edit::Result Result(tov_edit::Dialect dialect, const std::string& config,
+                        const std::string& text, const std::string& value = "2",
+                        const std::string& old_value = "1") {
+  tov_edit::Request request;
   request.dialect = dialect;
   request.template_text = text;
   request.values["v"] = {old_value, value};
   hostile::BeginRequest();
-  edit::Result result = edit::Edit(request, config, "site.conf");
+  tov_edit::Result result = tov_edit::Edit(request, config, "site.conf");
   hostile::EndRequest();
   return result;
 }
 
-std::string Edited(edit::Dialect dialect, const std::string& config, const std::string& text,
+std::string Edited(tov_edit::Dialect dialect, const std::string& config, const std::string& text,
                    const std::string& value = "2", const std::string& old_value = "1") {
-  edit::Result result = Result(dialect, config, text, value, old_value);
+  tov_edit::Result result = Result(dialect, config, text, value, old_value);
   Require(result.refusals.empty(), "refused");
   return std::move(result.text);
 }
 
 std::string EditedNginx(const std::string& config, const std::string& text = kNginxTemplate) {
-  return Edited(edit::Dialect::kNginx, config, text);
+  return Edited(tov_edit::Dialect::kNginx, config, text);
 }
 
 std::string EditedApache(const std::string& config, const std::string& text = kApacheTemplate) {
-  return Edited(edit::Dialect::kApache, config, text);
+  return Edited(tov_edit::Dialect::kApache, config, text);
 }
 
 // --- The configuration ---
@@ -71,7 +72,7 @@ void Blocks(std::size_t size) {
 
 void BlocksThatLookAlike(std::size_t size) {
   const std::string config = Repeat(size, [](std::size_t) { return kNginxSite; });
-  Require(Result(edit::Dialect::kNginx, config, kNginxTemplate).refusals.size() == 1, "edited");
+  Require(Result(tov_edit::Dialect::kNginx, config, kNginxTemplate).refusals.size() == 1, "edited");
 }
 
 void BlocksInConditions(std::size_t size) {
@@ -79,14 +80,15 @@ void BlocksInConditions(std::size_t size) {
   const std::string config = Repeat(kDeep, [](std::size_t) { return "<IfModule a>\n"; }) +
                              Repeat(size, [](std::size_t) { return kApacheSite; }) +
                              Repeat(kDeep, [](std::size_t) { return "</IfModule>\n"; });
-  Require(Result(edit::Dialect::kApache, config, kApacheTemplate).refusals.size() == 1, "edited");
+  Require(Result(tov_edit::Dialect::kApache, config, kApacheTemplate).refusals.size() == 1,
+          "edited");
 }
 
 void ConditionsInConditions(std::size_t size) {
   const std::string config = Repeat(size, [](std::size_t) { return "<IfModule a>\n"; }) +
                              kApacheSite +
                              Repeat(size, [](std::size_t) { return "</IfModule>\n"; });
-  Result(edit::Dialect::kApache, config, kApacheTemplate);  // of few it is made
+  Result(tov_edit::Dialect::kApache, config, kApacheTemplate);  // of few it is made
 }
 
 void Lines(std::size_t size) {
@@ -115,26 +117,26 @@ void Blanks(std::size_t size) {
 
 void OneValue(std::size_t size) {
   const std::string edited =
-      Edited(edit::Dialect::kApache, kApacheSite, kApacheTemplate, std::string(size, 'x'));
+      Edited(tov_edit::Dialect::kApache, kApacheSite, kApacheTemplate, std::string(size, 'x'));
   Require(edited.size() == kApacheSite.size() + size - 1, "not edited");
 }
 
 void ValueOfManyWords(std::size_t size) {
   const std::string words = Repeat(size, [](std::size_t i) { return " a" + Number(i); });
   const std::string edited =
-      Edited(edit::Dialect::kApache, kApacheSite,
+      Edited(tov_edit::Dialect::kApache, kApacheSite,
              "<VirtualHost *>\nServerName a\nServerAlias [% $v %]\n</VirtualHost>\n", words);
   Require(Contains(edited, " a0 a1 a2 "), "not added");
 }
 
 void QuotedValue(std::size_t size) {
-  edit::Request request;
-  request.dialect = edit::Dialect::kApache;
+  tov_edit::Request request;
+  request.dialect = tov_edit::Dialect::kApache;
   request.template_text = kApacheTemplate;
   request.values["v"] = {"1", std::string(size / 2, '\\') + std::string(size / 2, '"')};
   request.quote = true;
   hostile::BeginRequest();
-  const edit::Result result = edit::Edit(request, kApacheSite, "site.conf");
+  const tov_edit::Result result = tov_edit::Edit(request, kApacheSite, "site.conf");
   hostile::EndRequest();
   Require(result.refusals.empty() && result.changed, "not edited");
 }
@@ -158,14 +160,14 @@ void TemplateLinesThatAreThere(std::size_t size) {
 }
 
 void ImportsWithoutEnd(std::size_t size) {
-  edit::Request request;
+  tov_edit::Request request;
   request.template_text = "{% import 1 %}\n";
   const std::string filler(size, '\n');
-  request.importer = [&](const std::string& name, const edit::FilePlace&) {
-    return edit::ImportedFile{name, "{% import " + name + "1 %}\n" + filler, ""};
+  request.importer = [&](const std::string& name, const tov_edit::FilePlace&) {
+    return tov_edit::ImportedFile{name, "{% import " + name + "1 %}\n" + filler, ""};
   };
   hostile::BeginRequest();
-  const edit::Result result = edit::Edit(request, "", "site.conf");
+  const tov_edit::Result result = tov_edit::Edit(request, "", "site.conf");
   hostile::EndRequest();
   Require(result.refusals.size() == 1, "not refused");
 }

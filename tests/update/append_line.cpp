@@ -25,10 +25,10 @@ constexpr int kRefused = 5;
 constexpr int kOvertaken = 7;
 
 struct Arguments {
-  update::UpdateOptions options;
-  std::chrono::milliseconds wait = update::FileUpdate::kLockWait;
+  tov_update::UpdateOptions options;
+  std::chrono::milliseconds wait = tov_update::FileUpdate::kLockWait;
   bool missing = false;
-  std::optional<update::Cancellation> cancellation;
+  std::optional<tov_update::Cancellation> cancellation;
   std::vector<std::string> words;
 };
 
@@ -47,7 +47,7 @@ Arguments Parsed(int argc, char** argv) {
       parsed.options.reload = value;
     } else if (option == "--warnings") {
       parsed.options.new_warnings =
-          value == "refused" ? update::NewWarnings::kRefused : update::NewWarnings::kTold;
+          value == "refused" ? tov_update::NewWarnings::kRefused : tov_update::NewWarnings::kTold;
     } else if (option == "--wait") {
       parsed.wait = std::chrono::milliseconds(std::stoi(value));
     } else if (option == "--missing") {
@@ -62,12 +62,12 @@ Arguments Parsed(int argc, char** argv) {
   return parsed;
 }
 
-update::FileUpdate Locked(const Arguments& arguments) {
+tov_update::FileUpdate Locked(const Arguments& arguments) {
   const std::vector<std::string> files(arguments.words.begin() + 1, arguments.words.end());
-  update::AllowOpenFiles(files.size());
-  return arguments.missing
-             ? update::FileUpdate::OfMissing(files.front(), arguments.wait, arguments.cancellation)
-             : update::FileUpdate(files, arguments.wait, arguments.cancellation);
+  tov_update::AllowOpenFiles(files.size());
+  return arguments.missing ? tov_update::FileUpdate::OfMissing(files.front(), arguments.wait,
+                                                               arguments.cancellation)
+                           : tov_update::FileUpdate(files, arguments.wait, arguments.cancellation);
 }
 
 }  // namespace
@@ -75,18 +75,18 @@ update::FileUpdate Locked(const Arguments& arguments) {
 int main(int argc, char** argv) {
   const Arguments arguments = Parsed(argc, argv);
   try {
-    update::FileUpdate update = Locked(arguments);
+    tov_update::FileUpdate update = Locked(arguments);
     for (std::size_t i = 0; i < update.Size(); ++i) {
       update.Replace(i, update.Read(i) + arguments.words.front() + '\n');
     }
     update.Commit(arguments.options);
-  } catch (const update::ServerRefusal& refusal) {
+  } catch (const tov_update::ServerRefusal& refusal) {
     std::fprintf(stderr, "%s\n", refusal.what());
     return kRefused;
-  } catch (const update::Overtaken& overtaken) {
+  } catch (const tov_update::Overtaken& overtaken) {
     std::fprintf(stderr, "%s\n", overtaken.what());
     return kOvertaken;
-  } catch (const update::Failure& failure) {
+  } catch (const tov_update::Failure& failure) {
     std::fprintf(stderr, "%s\n", failure.what());
     return kFailed;
   }

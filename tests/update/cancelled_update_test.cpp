@@ -32,12 +32,12 @@ using std::chrono::seconds;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
-using update::Cancellation;
-using update::Cancelled;
-using update::Failure;
-using update::FileUpdate;
-using update::ServerRefusal;
-using update::UpdateOptions;
+using tov_update::Cancellation;
+using tov_update::Cancelled;
+using tov_update::Failure;
+using tov_update::FileUpdate;
+using tov_update::ServerRefusal;
+using tov_update::UpdateOptions;
 
 // What happens before each exchange of names, by its number from 1.
 std::function<void(int)> before_exchange;
@@ -141,7 +141,8 @@ TEST_F(CancelledUpdates, BeforeCommitNoFileIsTouchedAndNoCommandRun) {
   const Cancellation cancellation;
   FileUpdate update = Prepared(cancellation);
   cancellation.Cancel();
-  const UpdateOptions options = {"~", Here("touch c"), Here("touch r"), update::NewWarnings::kTold};
+  const UpdateOptions options = {"~", Here("touch c"), Here("touch r"),
+                                 tov_update::NewWarnings::kTold};
   EXPECT_EQ(MessageOf<Cancelled>([&] { update.Commit(options); }), "cancelled, nothing is changed");
   EXPECT_THAT(m_sandbox.Names(), ElementsAre("a", "b"));
   ExpectAllOld();
@@ -249,11 +250,12 @@ TEST_F(CancelledUpdates, NothingIsChangedByACheckThatComesBefore) {
   struct Case {
     const char* name;
     const char* check;
-    update::NewWarnings warnings;
+    tov_update::NewWarnings warnings;
   };
   const Case cases[] = {
-      {"of the staged files", "touch begun; sleep 60; : {}", update::NewWarnings::kNotLookedFor},
-      {"of the old files", "touch begun; sleep 60", update::NewWarnings::kTold},
+      {"of the staged files", "touch begun; sleep 60; : {}",
+       tov_update::NewWarnings::kNotLookedFor},
+      {"of the old files", "touch begun; sleep 60", tov_update::NewWarnings::kTold},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -377,7 +379,7 @@ TEST_F(LimitedCommands, ACheckThatTakesLongerRefuses) {
 }
 
 TEST_F(LimitedCommands, ACheckOfTheOldFilesThatTakesLongerEndsTheUpdate) {
-  UpdateOptions options = Limited(WithCheck("sleep 60", update::NewWarnings::kTold));
+  UpdateOptions options = Limited(WithCheck("sleep 60", tov_update::NewWarnings::kTold));
   EXPECT_EQ(MessageOf<Failure>([&] { Prepared(std::nullopt).Commit(options); }),
             "sleep 60: stopped (not ended after 100 ms), nothing is changed");
   ExpectAllOld();

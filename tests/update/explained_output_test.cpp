@@ -16,7 +16,7 @@ namespace {
 // In the output, DIR stands for the directory of the files a, "b c" and link, which leads to a.
 TEST(ExplainedOutput, ShowsTheLinesThatTheServerNames) {
   const UpdateSandbox sandbox;
-  const std::vector<update::JudgedFile> files = {
+  const std::vector<tov_update::JudgedFile> files = {
       {"A", sandbox.PathOf("a"), "first\n\tsecond;\nthird"},
       {"sites/b", sandbox.PathOf("b c"), "of b\n"},
       {"new", sandbox.PathOf("missing"), "of new\n"},
@@ -62,7 +62,7 @@ TEST(ExplainedOutput, ShowsTheLinesThatTheServerNames) {
   };
   for (const Case& c : cases) {
     const std::string output = in_place(c.output);
-    EXPECT_EQ(update::ExplainedOutput(output, files), output + c.lines) << c.name;
+    EXPECT_EQ(tov_update::ExplainedOutput(output, files), output + c.lines) << c.name;
   }
 }
 

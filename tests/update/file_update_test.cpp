@@ -25,9 +25,9 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsSupersetOf;
 using testing::Not;
-using update::Failure;
-using update::FileUpdate;
-using update::ServerRefusal;
+using tov_update::Failure;
+using tov_update::FileUpdate;
+using tov_update::ServerRefusal;
 using std::string_literals::operator""s;
 using Words = std::vector<std::string>;
 
@@ -297,11 +297,11 @@ TEST_F(FileUpdates, AGlanceTellsWhatAFileHolds) {
   m_sandbox.Write("empty", "");
   for (const char* name : {"a", "link", "large", "empty"}) {
     SCOPED_TRACE(name);
-    const auto glance = update::GlanceAt(PathOf(name));
+    const auto glance = tov_update::GlanceAt(PathOf(name));
     ASSERT_TRUE(glance);
     EXPECT_EQ(glance->text, m_sandbox.Read(name));
     EXPECT_TRUE(glance->mark.IsOfSameFile(
-        update::FileMark(m_sandbox.Status(name == "link"s ? "a" : name))));
+        tov_update::FileMark(m_sandbox.Status(name == "link"s ? "a" : name))));
   }
 }
 
@@ -312,14 +312,14 @@ TEST_F(FileUpdates, AGlanceTellsNothingOfWhatCouldNotBeLockedAtOnce) {
   m_sandbox.Write("linked", "old\n");
   std::filesystem::create_hard_link(PathOf("linked"), PathOf("other"));
   for (const char* name : {"directory", "fifo", "missing", "dangling", "linked"}) {
-    EXPECT_FALSE(update::GlanceAt(PathOf(name))) << name;
+    EXPECT_FALSE(tov_update::GlanceAt(PathOf(name))) << name;
   }
   const FileUpdate holder({PathOf("a")});
-  EXPECT_FALSE(update::GlanceAt(PathOf("a")));
+  EXPECT_FALSE(tov_update::GlanceAt(PathOf("a")));
 }
 
 TEST_F(FileUpdates, AGlanceLeavesNoLock) {
-  EXPECT_TRUE(update::GlanceAt(PathOf("a")));
+  EXPECT_TRUE(tov_update::GlanceAt(PathOf("a")));
   Commit("new\n", {"a"});
   EXPECT_EQ(m_sandbox.Read("a"), "new\n");
 }

@@ -32,12 +32,12 @@ namespace {
 using std::chrono::milliseconds;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using update::Failure;
-using update::FailureData;
-using update::FileUpdate;
-using update::ServerRefusal;
-using update::UpdateOptions;
-using update::UpdateResult;
+using tov_update::Failure;
+using tov_update::FailureData;
+using tov_update::FileUpdate;
+using tov_update::ServerRefusal;
+using tov_update::UpdateOptions;
+using tov_update::UpdateResult;
 
 // From which exchange of names on they fail; 0: never.
 int exchanges_until_failure = 0;
@@ -281,7 +281,7 @@ TEST_F(HostProcess, AProgramThatIsStartedWithChildrenIgnoredWaitsForItsCommands)
 TEST_F(HostProcess, CommandsInheritNoDescriptorOfAnUpdate) {
   const std::string list = "ls /proc/$$/fd";
   ASSERT_EQ(std::system((list + " >" + PathOf("before")).c_str()), 0);
-  const update::Cancellation cancellation;
+  const tov_update::Cancellation cancellation;
   const FileUpdate other({PathOf("before")});
   for (const bool cancellable : {false, true}) {
     for (const bool is_program : {false, true}) {
@@ -305,7 +305,7 @@ TEST_F(HostProcess, NoDescriptorStaysOpen) {
   };
   const auto before = count();
   {
-    const update::Cancellation cancellation;
+    const tov_update::Cancellation cancellation;
     FileUpdate update({PathOf("a")}, milliseconds(0), cancellation);
     update.Replace(0, "new\n");
     update.Commit({"~", "true", "true"});
@@ -387,7 +387,7 @@ TEST_F(HostProcess, ARefusalTellsWhatTheCommandHasDone) {
       {"reload", WithReload("echo no; exit 5"), "echo no; exit 5", 5, std::nullopt, "no", {}},
       {"new warnings",
        WithCheck("grep -q new " + PathOf("a") + " && echo '[warn] x'; true",
-                 update::NewWarnings::kRefused),
+                 tov_update::NewWarnings::kRefused),
        "",
        0,
        std::nullopt,

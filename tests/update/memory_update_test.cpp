@@ -17,8 +17,8 @@
 
 namespace {
 
-using update::FileUpdate;
-using update::UpdateOptions;
+using tov_update::FileUpdate;
+using tov_update::UpdateOptions;
 
 struct Case {
   const char* name;

@@ -22,9 +22,9 @@
 namespace {
 
 using testing::ElementsAre;
-using update::FileUpdate;
-using update::Overtaken;
-using update::UpdateOptions;
+using tov_update::FileUpdate;
+using tov_update::Overtaken;
+using tov_update::UpdateOptions;
 
 // What happens before each exchange of names, by its number from 1.
 std::function<void(int)> before_exchange;
@@ -161,7 +161,7 @@ TEST_P(WithAndWithoutExchange, WhatOthersChangeDuringACheckOfTheOldFilesStays) {
   for (const Change& change : kChanges) {
     SCOPED_TRACE(change.name);
     StartAnew();
-    EXPECT_EQ(CommitOvertaken(WithCheck(InFiles(change.command), update::NewWarnings::kTold)),
+    EXPECT_EQ(CommitOvertaken(WithCheck(InFiles(change.command), tov_update::NewWarnings::kTold)),
               kKeepsNew);
     ExpectTheirs(change);
   }

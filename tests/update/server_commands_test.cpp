@@ -18,8 +18,8 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing::Not;
-using update::Failure;
-using update::ServerRefusal;
+using tov_update::Failure;
+using tov_update::ServerRefusal;
 
 class ServerCommands : public UpdateTest {
  protected:
@@ -37,7 +37,7 @@ class ServerCommands : public UpdateTest {
   }
 
   std::string RefusalOf(const std::string& text, const std::vector<std::string>& names,
-                        const update::UpdateOptions& options) const {
+                        const tov_update::UpdateOptions& options) const {
     return MessageOf<ServerRefusal>([&] { Commit(text, names, options); });
   }
 };
@@ -92,7 +92,7 @@ TEST_F(ServerCommands, TheOldFileItselfComesBack) {
 }
 
 TEST_F(ServerCommands, ACommandThatCannotBeRunIsNoRefusal) {
-  for (const update::UpdateOptions& options :
+  for (const tov_update::UpdateOptions& options :
        {WithCheck("/no-such-command"), WithCheck("/no-such-command {}"),
         WithReload("/no-such-command")}) {
     try {
@@ -100,7 +100,7 @@ TEST_F(ServerCommands, ACommandThatCannotBeRunIsNoRefusal) {
       ADD_FAILURE();
     } catch (const Failure& failure) {
       EXPECT_THAT(failure.what(), MatchesRegex("/no-such-command.*: cannot be run: .*not found"));
-      EXPECT_EQ(dynamic_cast<const update::ServerRefusal*>(&failure), nullptr);
+      EXPECT_EQ(dynamic_cast<const tov_update::ServerRefusal*>(&failure), nullptr);
     }
     ExpectAllOld();
   }
@@ -127,7 +127,7 @@ TEST_F(ServerCommands, WarningsAreToldThatTheOldFilesDidNotGive) {
     SCOPED_TRACE(c.name);
     m_sandbox.Write("a", "old\n");
     std::vector<std::string> told =
-        Commit("new\nlines\n", {"a"}, WithCheck(Here(c.check), update::NewWarnings::kTold));
+        Commit("new\nlines\n", {"a"}, WithCheck(Here(c.check), tov_update::NewWarnings::kTold));
     for (std::string& warning : told) warning = WithoutDirectory(warning);
     EXPECT_EQ(told, c.told);
     EXPECT_EQ(m_sandbox.Read("a"), "new\nlines\n");
@@ -136,10 +136,10 @@ TEST_F(ServerCommands, WarningsAreToldThatTheOldFilesDidNotGive) {
 
 TEST_F(ServerCommands, TheOldFilesAreCheckedBeforeAnythingElseIsDone) {
   const std::string check = Here("ls -A | wc -l >>../log; cat a >>../log");
-  Commit("new\n", {"a", "b"}, {"~", check, "", update::NewWarnings::kTold});
+  Commit("new\n", {"a", "b"}, {"~", check, "", tov_update::NewWarnings::kTold});
   EXPECT_EQ(m_sandbox.Read("../log"), "2\nold\n6\nnew\n");
   std::filesystem::remove(PathOf("../log"));
-  Commit("new\n", {"a", "b"}, {"~", check, "", update::NewWarnings::kTold});
+  Commit("new\n", {"a", "b"}, {"~", check, "", tov_update::NewWarnings::kTold});
   EXPECT_FALSE(m_sandbox.Exists("../log")) << "nothing has changed";
 }
 
@@ -151,7 +151,8 @@ TEST_F(ServerCommands, WarningsOfACheckAreNotLookedForUnasked) {
 
 TEST_F(ServerCommands, WarningsOfACheckWithBracesAreNotLookedFor) {
   const std::string check = Here("echo checked >>log; echo '[warn] x' {}");
-  EXPECT_THAT(Commit("new\n", {"a"}, WithCheck(check, update::NewWarnings::kRefused)), IsEmpty());
+  EXPECT_THAT(Commit("new\n", {"a"}, WithCheck(check, tov_update::NewWarnings::kRefused)),
+              IsEmpty());
   EXPECT_EQ(m_sandbox.Read("log"), "checked\n");
 }
 
@@ -160,7 +161,7 @@ TEST_F(ServerCommands, AllIsBackWhereNewWarningsAreRefused) {
       "echo '[warn] old'; grep -q new a && echo \"[warn] x in $PWD/b:2\n"
       "AH00001: y\"; true";
   EXPECT_EQ(RefusalOf("new\nlines\n", {"a", "b"},
-                      {"~", Here(check), Here("touch loaded"), update::NewWarnings::kRefused}),
+                      {"~", Here(check), Here("touch loaded"), tov_update::NewWarnings::kRefused}),
             WithoutDirectory(Here(check)) +
                 ": warns of the new files as it did not of the old ones, which are back:\n"
                 "x in b:2\nAH00001: y\nb:2: lines");
@@ -169,7 +170,7 @@ TEST_F(ServerCommands, AllIsBackWhereNewWarningsAreRefused) {
 }
 
 TEST_F(ServerCommands, OldWarningsAreNotRefused) {
-  Commit("new\n", {"a"}, WithCheck("echo '[warn] old'", update::NewWarnings::kRefused));
+  Commit("new\n", {"a"}, WithCheck("echo '[warn] old'", tov_update::NewWarnings::kRefused));
   EXPECT_EQ(m_sandbox.Read("a"), "new\n");
 }
 
@@ -279,8 +280,8 @@ TEST_F(Nginx, WarnsOfANameThatAnotherSiteHas) {
            second + ";\n}\n";
   };
   const std::string test = Test(PathOf("nginx.conf"));
-  const auto told = WithCheck(test, update::NewWarnings::kTold);
-  const auto refused = WithCheck(test, update::NewWarnings::kRefused);
+  const auto told = WithCheck(test, tov_update::NewWarnings::kTold);
+  const auto refused = WithCheck(test, tov_update::NewWarnings::kRefused);
   EXPECT_THAT(Commit(sites("b"), {"enabled/site"}, told),
               ElementsAre("conflicting server name \"a\" on 127.0.0.1:8081, ignored"));
   EXPECT_THAT(Commit(sites("c"), {"enabled/site"}, refused), IsEmpty());
@@ -295,7 +296,7 @@ TEST_F(Nginx, KnowsAWarningAgainThatHasMoved) {
     const std::string balanced = " { server 127.0.0.1:9; least_conn; ip_hash; }\n";
     return above + "upstream a" + balanced + "upstream b" + balanced + below;
   };
-  const auto refused = WithCheck(Test(PathOf("nginx.conf")), update::NewWarnings::kRefused);
+  const auto refused = WithCheck(Test(PathOf("nginx.conf")), tov_update::NewWarnings::kRefused);
   Commit(site("", ""), {"enabled/site"});
   EXPECT_THAT(Commit(site("gzip on;\n", ""), {"enabled/site"}, refused), IsEmpty());
   EXPECT_THAT(
@@ -332,7 +333,7 @@ TEST_F(ServerCommands, HttpdWarnsOfASiteAndOfItself) {
   const std::string test = "apache2 -t -d " + PathOf("") + " -f httpd.conf";
   const auto told = [&](const std::string& text) {
     std::vector<std::string> warnings =
-        Commit(text, {"sites/site.conf"}, WithCheck(test, update::NewWarnings::kTold));
+        Commit(text, {"sites/site.conf"}, WithCheck(test, tov_update::NewWarnings::kTold));
     for (std::string& warning : warnings) warning = WithoutDirectory(warning);
     return warnings;
   };

@@ -77,7 +77,7 @@ TEST(NewServerWarnings, AreThoseThatWereNotThereBefore) {
        {"AH00671: b in /b at line 7 may"}},
   };
   for (const Case& c : cases) {
-    EXPECT_EQ(update::NewServerWarnings(c.before, c.after), c.warnings) << c.name;
+    EXPECT_EQ(tov_update::NewServerWarnings(c.before, c.after), c.warnings) << c.name;
   }
 }
 

@@ -22,16 +22,16 @@ class UpdateTest : public testing::Test {
   std::string PathOf(const std::string& name) const { return m_sandbox.PathOf(name); }
 
   // The update of these files, each of which is to hold `text`.
-  update::FileUpdate To(const std::string& text, const std::vector<std::string>& names) const {
+  tov_update::FileUpdate To(const std::string& text, const std::vector<std::string>& names) const {
     std::vector<std::string> paths;
     for (const std::string& name : names) paths.push_back(PathOf(name));
-    update::FileUpdate update(paths, std::chrono::milliseconds(0));
+    tov_update::FileUpdate update(paths, std::chrono::milliseconds(0));
     for (std::size_t i = 0; i < update.Size(); ++i) update.Replace(i, text);
     return update;
   }
 
   std::vector<std::string> Commit(const std::string& text, const std::vector<std::string>& names,
-                                  const update::UpdateOptions& options = {}) const {
+                                  const tov_update::UpdateOptions& options = {}) const {
     return To(text, names).Commit(options).new_warnings;
   }
 
@@ -58,18 +58,19 @@ class UpdateTest : public testing::Test {
   UpdateSandbox m_sandbox;
 };
 
-inline update::UpdateOptions WithBackup(const std::string& suffix) {
+inline tov_update::UpdateOptions WithBackup(const std::string& suffix) {
   return {suffix, "", ""};
 }
 
-inline update::UpdateOptions WithCheck(const std::string& check) {
+inline tov_update::UpdateOptions WithCheck(const std::string& check) {
   return {std::nullopt, check, ""};
 }
 
-inline update::UpdateOptions WithCheck(const std::string& check, update::NewWarnings warnings) {
+inline tov_update::UpdateOptions WithCheck(const std::string& check,
+                                           tov_update::NewWarnings warnings) {
   return {std::nullopt, check, "", warnings};
 }
 
-inline update::UpdateOptions WithReload(const std::string& reload) {
+inline tov_update::UpdateOptions WithReload(const std::string& reload) {
   return {std::nullopt, "", reload};
 }

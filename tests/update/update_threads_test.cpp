@@ -20,10 +20,10 @@ namespace {
 
 using std::chrono::milliseconds;
 using testing::Each;
-using update::Cancellation;
-using update::Cancelled;
-using update::FileUpdate;
-using update::UpdateOptions;
+using tov_update::Cancellation;
+using tov_update::Cancelled;
+using tov_update::FileUpdate;
+using tov_update::UpdateOptions;
 
 constexpr int kThreads = 6;
 constexpr int kRounds = 5;
@@ -62,7 +62,7 @@ TEST_F(UpdateThreads, DoNotDisturbOneAnother) {
       try {
         AddLine({path}, {"~", check, "true"});
         EXPECT_TRUE(accepted);
-      } catch (const update::ServerRefusal& refusal) {
+      } catch (const tov_update::ServerRefusal& refusal) {
         EXPECT_FALSE(accepted);
         EXPECT_EQ(refusal.Data().output, path);
       }

@@ -28,9 +28,9 @@ std::optional<Advice> AdviceOf(const std::string& message) {
 }  // namespace
 
 Answer Ask(const Question& question) {
-  edit::Request request;
+  tov_edit::Request request;
   request.dialect =
-      question.dialect == Dialect::kNginx ? edit::Dialect::kNginx : edit::Dialect::kApache;
+      question.dialect == Dialect::kNginx ? tov_edit::Dialect::kNginx : tov_edit::Dialect::kApache;
   request.template_name = "site.template";
   request.template_text = question.template_text;
   for (const auto& [name, value] : question.values) {
@@ -40,11 +40,11 @@ Answer Ask(const Question& question) {
   request.all = question.all;
   request.must_exist = question.must_exist;
 
-  const edit::Result result = edit::Edit(request, question.config, "site.conf");
+  const tov_edit::Result result = tov_edit::Edit(request, question.config, "site.conf");
   Answer answer;
   answer.refused = !result.refusals.empty();
   if (!answer.refused) answer.text = result.text;
-  for (const edit::Finding& refusal : result.refusals) {
+  for (const tov_edit::Finding& refusal : result.refusals) {
     answer.reasons += Shown(refusal) + " [" + refusal.name + "]\n";
     if (!answer.advice) answer.advice = AdviceOf(Shown(refusal));
   }

@@ -16,35 +16,35 @@ namespace attack {
 namespace {
 
 // The names of files that the edit asks for go to `imports`.
-edit::Request RequestOf(const Attempt& attempt, std::vector<std::string>& imports) {
-  edit::Request request;
+tov_edit::Request RequestOf(const Attempt& attempt, std::vector<std::string>& imports) {
+  tov_edit::Request request;
   request.dialect =
-      attempt.dialect == Dialect::kNginx ? edit::Dialect::kNginx : edit::Dialect::kApache;
+      attempt.dialect == Dialect::kNginx ? tov_edit::Dialect::kNginx : tov_edit::Dialect::kApache;
   request.template_name = "site.template";
   request.template_text = attempt.template_text;
   for (const auto& [name, value] : attempt.values) {
     request.values[name] = {value.old_value, value.new_value};
   }
   request.importer = [&](const std::string& name,
-                         const edit::FilePlace&) -> std::optional<edit::ImportedFile> {
+                         const tov_edit::FilePlace&) -> std::optional<tov_edit::ImportedFile> {
     imports.push_back(name);
     if (attempt.imported_name != name) return std::nullopt;
-    return edit::ImportedFile{name, attempt.imported_text};
+    return tov_edit::ImportedFile{name, attempt.imported_text};
   };
   return request;
 }
 
-std::string NamesOf(const std::vector<edit::Finding>& findings) {
+std::string NamesOf(const std::vector<tov_edit::Finding>& findings) {
   std::string names;
-  for (const edit::Finding& finding : findings) {
+  for (const tov_edit::Finding& finding : findings) {
     if (names.find(finding.name) == std::string::npos) names += finding.name + " ";
   }
   return names;
 }
 
-std::string MessagesOf(const std::vector<edit::Finding>& findings) {
+std::string MessagesOf(const std::vector<tov_edit::Finding>& findings) {
   std::string messages;
-  for (const edit::Finding& finding : findings) messages += Shown(finding) + "\n";
+  for (const tov_edit::Finding& finding : findings) messages += Shown(finding) + "\n";
   return messages;
 }
 
@@ -55,9 +55,9 @@ std::string WrongImports(const Attempt& attempt, const std::vector<std::string>&
   return "";
 }
 
-std::string WrongPrototype(const Judge& judge, const edit::Request& request) {
-  edit::Findings findings;
-  const std::string prototype = edit::Prototype(request, findings);
+std::string WrongPrototype(const Judge& judge, const tov_edit::Request& request) {
+  tov_edit::Findings findings;
+  const std::string prototype = tov_edit::Prototype(request, findings);
   if (!findings.refusals.empty()) return "";
   const std::string wrong = judge.WhatIsWrongInPrototype(prototype);
   return wrong.empty() ? "" : "in the prototype: " + wrong + "\n" + prototype;
@@ -84,13 +84,14 @@ bool Contradicts(const Attempt& attempt) {
 }
 
 // Once more, with every value as it is then.
-std::string WrongAgain(const Attempt& attempt, edit::Request request, const edit::Result& result) {
+std::string WrongAgain(const Attempt& attempt, tov_edit::Request request,
+                       const tov_edit::Result& result) {
   if (JoinsWords(attempt) || Contradicts(attempt)) return "";
   for (auto& [name, value] : request.values) {
     if (!value.new_value) return "";
     value.old_value = value.new_value;
   }
-  const edit::Result again = edit::Edit(request, result.text, "site.conf");
+  const tov_edit::Result again = tov_edit::Edit(request, result.text, "site.conf");
   if (!again.refusals.empty()) return "the second time: " + MessagesOf(again.refusals);
   return again.text == result.text ? "" : "the second time it gives another text:\n" + again.text;
 }
@@ -147,16 +148,16 @@ Tried Try(const Attempt& attempt, bool quoted) {
   Tried tried;
   std::vector<std::string> imports;
   const Judge judge(attempt, quoted);
-  edit::Request request = RequestOf(attempt, imports);
+  tov_edit::Request request = RequestOf(attempt, imports);
   request.quote = quoted;
   if (!quoted && !attempt.raw.empty()) request.raw = {attempt.raw};
-  const edit::Result result = edit::Edit(request, attempt.config, "site.conf");
+  const tov_edit::Result result = tov_edit::Edit(request, attempt.config, "site.conf");
   tried.refused = !result.refusals.empty();
   tried.rightly = !judge.MustBeRefused().empty();
   tried.why = NamesOf(result.refusals);
   tried.messages = MessagesOf(result.refusals);
   tried.text = result.text;
-  const edit::Explained explained = edit::Explain(request, attempt.config, "site.conf");
+  const tov_edit::Explained explained = tov_edit::Explain(request, attempt.config, "site.conf");
   const bool agrees = explained.result.text == result.text &&
                       NamesOf(explained.result.refusals) == NamesOf(result.refusals);
   if (!agrees) tried.wrong = "explain says otherwise";
@@ -176,16 +177,16 @@ Tried Try(const Attempt& attempt, bool quoted) {
 Tried TryRaw(const Attempt& attempt) {
   Tried tried;
   std::vector<std::string> imports;
-  edit::Request request = RequestOf(attempt, imports);
+  tov_edit::Request request = RequestOf(attempt, imports);
   for (const auto& [name, value] : attempt.values) request.raw.insert(name);
-  const edit::Result result = edit::Edit(request, attempt.config, "site.conf");
+  const tov_edit::Result result = tov_edit::Edit(request, attempt.config, "site.conf");
   tried.refused = !result.refusals.empty();
   tried.why = NamesOf(result.refusals);
   tried.messages = MessagesOf(result.refusals);
   tried.text = result.text;
-  const edit::Explained explained = edit::Explain(request, attempt.config, "site.conf");
-  edit::Findings findings;
-  edit::Prototype(request, findings);
+  const tov_edit::Explained explained = tov_edit::Explain(request, attempt.config, "site.conf");
+  tov_edit::Findings findings;
+  tov_edit::Prototype(request, findings);
   if (explained.result.text != result.text) tried.wrong = "explain says otherwise";
   if (tried.refused && result.text != attempt.config) tried.wrong = "refused, and changed";
   if (tried.why.find("fault") != std::string::npos) tried.wrong = "a fault";
