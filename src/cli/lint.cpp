@@ -34,7 +34,8 @@ struct LintOptions : RequestOptions {
   std::set<std::string> ignored;
 
   bool HasValues() const {
-    return !values_files.empty() || !new_values.empty() || !old_values.empty() || !unset.empty();
+    return !values_files.empty() || !new_values.empty() || !old_values.empty() ||
+           !read_old.empty() || !unset.empty();
   }
 };
 

@@ -94,6 +94,10 @@ Values CollectValues(const RequestOptions& options) {
   for (const std::string& file : options.values_files) {
     values = ReadValuesFile(file, std::move(values));
   }
+  for (const std::string& name : options.read_old) {
+    values[name].old_value = std::nullopt;
+    values[name].read_old = true;
+  }
   for (const auto& [name, text] : options.old_values) values[name].old_value = text;
   for (const auto& [name, text] : options.new_values) values[name].new_value = text;
   for (const std::string& name : options.unset) values[name].new_value = std::nullopt;
@@ -141,6 +145,8 @@ void AddValueOptions(CLI::App& command, RequestOptions& options) {
   AddAssignmentOption(command,
                       {"--old", "NAME=OLD", "What the value is in CONFIG now; wins over --values"},
                       options.old_values);
+  AddNames(command, "--read-old", options.read_old,
+           "A value that CONFIG says itself: what stands in its place there is the old one");
   AddNames(command, "--unset", options.unset, "A value that has no new text");
   const auto store = [&options](const std::string& word) { options.values_files.push_back(word); };
   AddWords(command, "--values", store,
@@ -170,6 +176,11 @@ void CheckRequestOptions(const RequestOptions& options) {
       throw CLI::ValidationError("--unset", "'" + name + "' is given by --set, too");
     }
   }
+  for (const std::string& name : options.read_old) {
+    if (options.old_values.count(name) > 0) {
+      throw CLI::ValidationError("--read-old", "'" + name + "' is given by --old, too");
+    }
+  }
   const auto& files = options.values_files;
   if (std::count_if(files.begin(), files.end(), IsStandardInput) > 1) {
     throw CLI::ValidationError("--values", "standard input can be read once only");
@@ -195,6 +206,7 @@ Request LoadRequest(const RequestOptions& options) {
   request.edit.importer = ImporterBelow(options.import_root);
   for (const auto& [name, value] : options.new_values) request.edit.must_be_used.insert(name);
   for (const auto& [name, value] : options.old_values) request.edit.must_be_used.insert(name);
+  request.edit.must_be_used.insert(options.read_old.begin(), options.read_old.end());
   return request;
 }
 

@@ -31,7 +31,8 @@ struct RequestOptions {
   std::vector<std::string> values_files;          // "-": standard input
   std::map<std::string, std::string> old_values;  // from the command line: they win over the files'
   std::map<std::string, std::string> new_values;
-  std::set<std::string> unset;  // no new value, whatever the files say
+  std::set<std::string> read_old;  // their old values are what the configuration says itself
+  std::set<std::string> unset;     // no new value, whatever the files say
 };
 
 // For the footer of a command's help.
@@ -39,9 +40,10 @@ inline constexpr char kValuesHelp[] =
     R"(A file of values holds JSON,
   {"name": "new", "other": {"old": "what stands there now", "new": "..."}}
 or the same as YAML (NAME.yaml, NAME.yml, or a text that does not begin with a
-brace). null, or a side left out, is no value. Give --set, --old and --unset once
-for each name, and --values as often as you like: a later file wins over an
-earlier one, and the command line wins over all files.
+brace). null, or a side left out, is no value. {"read_old": true, "new": "..."}
+is --read-old: what stands in the value's place in CONFIG is the old one. Give
+--set, --old and --unset once for each name, and --values as often as you like: a
+later file wins over an earlier one, and the command line wins over all files.
 )";
 
 // For the footers: the exit status of an edit that is only looked at, and of a look for mistakes.
@@ -65,8 +67,8 @@ CLI::Option* AddNames(CLI::App& command, const std::string& option, std::set<std
 // Adds --dialect, for the language of `what`.
 void AddDialectOption(CLI::App& command, std::string& dialect, const std::string& what);
 
-// Adds the options that give values: --set, --old, --unset and --values. Of `options`, which must
-// live until the command line is parsed, only those are filled.
+// Adds the options that give values: --set, --old, --read-old, --unset and --values. Of `options`,
+// which must live until the command line is parsed, only those are filled.
 void AddValueOptions(CLI::App& command, RequestOptions& options);
 
 // Adds --color; `what` it colours.

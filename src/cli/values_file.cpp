@@ -43,6 +43,8 @@ std::string Quoted(const std::string& name) {
   FailAt(file, static_cast<std::size_t>(line), before.size() - line_start + 1, problem);
 }
 
+constexpr char kReadOld[] = "read_old";
+
 // Takes the parts of a document one after the other, as the parsers of both languages report them,
 // and puts the values together. Each function returns what is wrong with the part, "" if nothing.
 class Assembler {
@@ -61,8 +63,9 @@ class Assembler {
 
   std::string Key(const std::string& name) {
     if (!m_names.at(m_depth).insert(name).second) return Quoted(name) + " is given twice";
-    if (m_depth == 2 && name != "old" && name != "new") {
-      return Quoted(m_name) + " has a member " + Quoted(name) + ": only \"old\" and \"new\" may be";
+    if (m_depth == 2 && name != "old" && name != "new" && name != kReadOld) {
+      return Quoted(m_name) + " has a member " + Quoted(name) +
+             ": only \"old\", \"new\" and \"read_old\" may be";
     }
     (m_depth == 1 ? m_name : m_side) = name;
     return std::string();
@@ -70,8 +73,17 @@ class Assembler {
 
   std::string Scalar(const Value& value) {
     if (m_depth == 0) return NotAValue(!value ? "null" : "string");
+    if (ExpectsFlag()) return NotAValue(!value ? "null" : "string");
     tov_edit::OldAndNew& pair = m_values[m_name];
     (m_depth == 2 && m_side == "old" ? pair.old_value : pair.new_value) = value;
+    return std::string();
+  }
+
+  bool ExpectsFlag() const { return m_depth == 2 && m_side == kReadOld; }
+
+  std::string Flag(bool value) {
+    if (!ExpectsFlag()) return NotAValue("boolean");
+    m_values[m_name].read_old = value;
     return std::string();
   }
 
@@ -79,7 +91,8 @@ class Assembler {
   std::string NotAValue(const std::string& type) const {
     if (m_depth == 0) return "the values must be an object, not " + type;
     if (m_depth == 1) return Quoted(m_name) + " must be a string, null or an object, not " + type;
-    return Quoted(m_side) + " of " + Quoted(m_name) + " must be a string or null, not " + type;
+    return Quoted(m_side) + " of " + Quoted(m_name) + " must be " +
+           (ExpectsFlag() ? "true or false" : "a string or null") + ", not " + type;
   }
 
   Values Take() { return std::move(m_values); }
@@ -146,7 +159,7 @@ class JsonReader : public nlohmann::json_sax<json> {
   }
   bool start_array(std::size_t /*size*/) override { return Refuse("array"); }
   bool end_array() override { return true; }
-  bool boolean(bool /*value*/) override { return Refuse("boolean"); }
+  bool boolean(bool value) override { return Expect(m_assembler.Flag(value)); }
   bool number_integer(number_integer_t /*value*/) override { return Refuse("number"); }
   bool number_unsigned(number_unsigned_t /*value*/) override { return Refuse("number"); }
   bool number_float(number_float_t /*value*/, const string_t& /*text*/) override {
@@ -196,6 +209,12 @@ class YamlReader : public YAML::EventHandler {
   }
   void OnScalar(const YAML::Mark& mark, const std::string& /*tag*/, YAML::anchor_t /*anchor*/,
                 const std::string& value) override {
+    const bool is_flag = m_assembler.ExpectsFlag() && (value == "true" || value == "false");
+    if (!m_key_next && is_flag) {
+      Expect(mark, m_assembler.Flag(value == "true"));
+      m_key_next = true;
+      return;
+    }
     if (!m_key_next) return Take(mark, value);
     Expect(mark, m_assembler.Key(value));
     m_key_next = false;

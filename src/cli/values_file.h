@@ -13,9 +13,10 @@ using tov_edit::Values;
 
 // The values in `text`: an object (a mapping) with a member for each name, which is the new value
 // (a string or null) or an object with the members "old" and "new" (each a string or null, or left
-// out):
+// out), and "read_old" (true or false, see tov_edit::OldAndNew):
 //
-//   {"root": "/srv/b", "name": {"old": "a.example", "new": "b.example"}}
+//   {"root": "/srv/b", "name": {"old": "a.example", "new": "b.example"},
+//    "ip": {"read_old": true, "new": "10.0.0.2"}}
 //
 // `file` says how to read it: "x.json" is JSON, "x.yaml" and "x.yml" are YAML, under any other name
 // a text that begins with a brace is JSON. In YAML, every scalar is a string as it is written,

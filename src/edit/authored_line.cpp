@@ -199,6 +199,17 @@ std::string AuthoredLine::Harmless() const {
   return harmless;
 }
 
+std::vector<AuthoredLine::PlacedWord> AuthoredLine::PlacedWords() const {
+  std::vector<PlacedWord> words;
+  for (const AuthoredWord& word : m_words) {
+    words.push_back({word.literals, {}, word.open});
+    for (const std::size_t place : word.places) {
+      words.back().names.push_back(m_places.at(place).name);
+    }
+  }
+  return words;
+}
+
 std::optional<AuthoredLine::Texts> AuthoredLine::TextsOf(const Values& values,
                                                          const Handling& handling) const {
   Texts texts;

@@ -89,6 +89,14 @@ class AuthoredLine {
   // The line with a letter in each place.
   std::string Harmless() const;
 
+  // A word of it: what the server makes of the text around its places.
+  struct PlacedWord {
+    std::vector<std::string> literals;  // one more than there are places
+    std::vector<std::string> names;     // of the values that stand between them
+    bool open = false;                  // it may become any number of words
+  };
+  std::vector<PlacedWord> PlacedWords() const;
+
   // The line with its values.
   struct Filling {
     std::string text;  // trimmed

@@ -17,6 +17,7 @@
 #include "edit/dialect_check.h"
 #include "edit/layout.h"
 #include "edit/limits.h"
+#include "edit/old_values.h"
 #include "edit/plan.h"
 #include "edit/prepared_edit.h"
 #include "edit/reporter.h"
@@ -32,8 +33,9 @@ class Editor {
       : m_request(request), m_text(text), m_name(name) {}
 
   Result Run(EditReport* report) {
-    Findings unsaid = {};  // each line would be wrong
-    const TemplateTree tree = ReadTemplate(m_request, IsOfOtherDialect() ? unsaid : m_findings);
+    Findings unsaid = {};  // each line would be wrong, or is not known yet
+    const bool is_unsaid = IsOfOtherDialect() || ReadsOldValues(m_request);
+    const TemplateTree tree = ReadTemplate(m_request, is_unsaid ? unsaid : m_findings);
     return Run(tree, report);
   }
 
@@ -68,6 +70,7 @@ class Editor {
       return Finish(std::string(m_text));
     }
     Contents contents(document);
+    if (ReadsOldValues(m_request)) return RunWithOldValues(contents, tree, report);
     const std::vector<Match> matches =
         FindBlocks(tree, contents, m_name, m_request.all, m_findings);
     m_result.skipped = m_request.skip_missing && HasNoBlock(matches);
@@ -86,6 +89,13 @@ class Editor {
     }
     if (m_request.list_changes && layout.IsChanged()) ListChanges(layout, tree);
     return Finish(std::move(edited));
+  }
+
+  Result RunWithOldValues(Contents& contents, const TemplateTree& tree, EditReport* report) {
+    const Request known = WithOldValues(m_request, contents, m_name, m_findings);
+    if (m_findings.refusals.empty()) return Editor(known, m_text, m_name).Run(report);
+    if (report != nullptr) *report = ReportOf(tree);
+    return Finish(std::string(m_text));
   }
 
   Result Finish(std::string edited) {
@@ -347,6 +357,7 @@ PreparedEdit::PreparedEdit(Request request)
     : m_request(std::move(request)), m_tree(ReadTemplate(m_request, m_findings)) {}
 
 Result PreparedEdit::On(std::string_view text, const std::string& name) const {
+  if (ReadsOldValues(m_request)) return Edit(m_request, text, name);
   return Editor(m_request, text, name).Run(m_tree, m_findings);
 }
 

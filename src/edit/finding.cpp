@@ -67,6 +67,7 @@ const std::vector<FindingKind> kFirmRefusals = {
     {"exists", "a block is there already, and only new ones are to be made"},
     {"not-found", "what is to be removed is not there"},
     {"missing-value", "a value is missing without which a block cannot be found"},
+    {"old-value", "an old value that the configuration is to say is not there, or not clear"},
     {"value", "a value does not stay in its place: it makes more words, or fewer"},
     {"import", "a file that the template imports is not there, or comes twice"},
     {"template", "the template cannot be carried out as it is written"},

@@ -20,6 +20,10 @@ using tov_document::Dialect;
 struct OldAndNew {
   std::optional<std::string> old_value;  // what the configuration holds now
   std::optional<std::string> new_value;  // what it is to hold
+
+  // The old value is what each configuration says itself, in the lines of the template that hold
+  // the value; see old_values.h. An `old_value` goes before it.
+  bool read_old = false;
 };
 
 using Values = std::map<std::string, OldAndNew>;  // by name

@@ -83,11 +83,17 @@ class EngineTemplate : private EngineValues, public Template {
 
 class Reader {
  public:
-  Reader(const Request& request, Findings& findings)
+  Reader(const Request& request, const std::set<std::string>& unknown, Findings& findings)
       : m_request(request),
         m_findings(findings),
         m_text(WithImports(request)),
-        m_engine(request.dialect, ValuesOf(request)) {
+        m_engine(request.dialect, ValuesOf(request)),
+        m_old_values(m_engine.old_values()),
+        m_new_values(m_engine.new_values()) {
+    for (const std::string& name : unknown) {
+      m_old_values.erase(name);
+      m_new_values.erase(name);
+    }
     if (!m_text.excess) m_engine.SetTemplate(m_text.Text());
   }
 
@@ -198,8 +204,8 @@ class Reader {
       if (text) written = Written{str::Trim(*text), {}, {}};
       return written;
     };
-    line.now = filled(m_engine.new_values());
-    line.was = filled(m_engine.old_values());
+    line.now = filled(m_new_values);
+    line.was = filled(m_old_values);
     if (!IsComment(authored.Harmless())) {
       RefuseTemplate(line.place, "this comment does not end with its line: " + Quoted(line.text),
                      "");
@@ -243,9 +249,9 @@ class Reader {
   }
 
   void FillIn(const AuthoredLine& authored, TemplateLine& line) {
-    line.now = Fill(authored, m_engine.new_values(), line, line.enabled);
+    line.now = Fill(authored, m_new_values, line, line.enabled);
     const bool judged = line.now && line.old_given && !line.raw;
-    line.was = Fill(authored, m_engine.old_values(), line, judged);
+    line.was = Fill(authored, m_old_values, line, judged);
     if (line.enabled) RefuseEmpty(line, authored);
   }
 
@@ -253,8 +259,8 @@ class Reader {
   void RefuseEmpty(const TemplateLine& line, const AuthoredLine& authored) {
     if (line.kind != Kind::kDirective || !line.now || line.now->words.size() != 1) return;
     for (const Place& place : authored.places()) {
-      const auto value = m_engine.new_values().find(place.name);
-      if (!place.trailing || value == m_engine.new_values().end()) continue;
+      const auto value = m_new_values.find(place.name);
+      if (!place.trailing || value == m_new_values.end()) continue;
       if (m_request.raw.count(place.name) != 0 || !str::Trim(value->second).empty()) continue;
       RefuseValues(line.place,
                    "the value " + Quoted(place.name) +
@@ -272,7 +278,7 @@ class Reader {
     const std::optional<AuthoredLine::Filling> filling = authored.Fill(values, m_handling);
     if (!filling) return std::nullopt;
     if (!filling->in_place) {
-      if (is_judged) RefuseValue(line, authored, *filling, &values == &m_engine.new_values());
+      if (is_judged) RefuseValue(line, authored, *filling, &values == &m_new_values);
       return std::nullopt;
     }
     if (filling->written) return filling->written;
@@ -344,8 +350,8 @@ class Reader {
     }
     for (std::size_t i = 0; i < authored.places().size(); ++i) {
       const std::string& name = authored.places()[i].name;
-      const auto value = m_engine.new_values().find(name);
-      if (value == m_engine.new_values().end() || m_request.raw.count(name) != 0) continue;
+      const auto value = m_new_values.find(name);
+      if (value == m_new_values.end() || m_request.raw.count(name) != 0) continue;
       if (!HoldsControl(value->second)) continue;
       if (m_handling.quote && authored.IsInWord(i))
         continue;  // it is escaped, or refused as a word
@@ -362,15 +368,14 @@ class Reader {
     for (const Place& place : authored.places()) {
       m_used.insert(place.name);
       const auto value = m_request.values.find(place.name);
-      const bool known = value != m_request.values.end();
-      if (!known || !value->second.new_value) line.missing.push_back(place.name);
-      if (known && value->second.old_value) line.old_given = true;
+      if (m_new_values.count(place.name) == 0) line.missing.push_back(place.name);
+      if (value != m_request.values.end() && value->second.old_value) line.old_given = true;
     }
   }
 
   void SetBeginning(const AuthoredLine& authored, TemplateLine& line) {
-    line.new_beginning = authored.BeginningWith(m_engine.new_values(), m_handling);
-    line.beginning = authored.BeginningWith(m_engine.old_values(), m_handling);
+    line.new_beginning = authored.BeginningWith(m_new_values, m_handling);
+    line.beginning = authored.BeginningWith(m_old_values, m_handling);
     if (!line.beginning) line.beginning = line.new_beginning;
   }
 
@@ -450,8 +455,7 @@ class Reader {
     const AuthoredLine authored(m_request.dialect, line.text);
     FindValues(line, authored);
     CheckControls(line, authored);
-    const std::string text =
-        str::Trim(FilledIn(line.text, m_engine.new_values()).value_or(line.text));
+    const std::string text = str::Trim(FilledIn(line.text, m_new_values).value_or(line.text));
     line.now = line.was = Written{text, {}, {}};
     if (m_open.empty()) {
       RefuseTemplate(line.place, "there is no block that this line closes", "Take it out");
@@ -621,6 +625,8 @@ class Reader {
   Findings& m_findings;
   const TemplateText m_text;
   EngineTemplate m_engine;
+  Template::Values m_old_values;  // of lines
+  Template::Values m_new_values;
   const std::shared_ptr<tov_template::BaseConfig> m_dialect_config = EmptyConfig(m_request.dialect);
   const Handling m_handling{m_request.raw, m_request.quote};
   TemplateTree m_tree;
@@ -632,11 +638,16 @@ class Reader {
 }  // namespace
 
 TemplateTree ReadTemplate(const Request& request, Findings& findings) {
-  return Reader(request, findings).Read();
+  return Reader(request, {}, findings).Read();
+}
+
+TemplateTree ReadTemplate(const Request& request, const std::set<std::string>& unknown,
+                          Findings& findings) {
+  return Reader(request, unknown, findings).Read();
 }
 
 std::string Prototype(const Request& request, Findings& findings) {
-  return Reader(request, findings).Prototype();
+  return Reader(request, {}, findings).Prototype();
 }
 
 }  // namespace tov_edit

@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -72,6 +73,11 @@ struct TemplateTree {
 // refusals of the name "template" the tree is not to be used. Throws what the request's importer
 // throws.
 TemplateTree ReadTemplate(const Request& request, Findings& findings);
+
+// The same as if the values `unknown` were not given, but in conditions, where their new ones
+// count.
+TemplateTree ReadTemplate(const Request& request, const std::set<std::string>& unknown,
+                          Findings& findings);
 
 // The skeleton of what the template stands for, with the new values: the lines of taken branches
 // that open or close a block or, in nginx, identify one, joined by line ends. What is wrong goes to

@@ -27,7 +27,8 @@ std::string Shown(const std::optional<std::string>& value) {
 std::string Shown(const Values& values) {
   std::string text;
   for (const auto& [name, value] : values) {
-    text += name + ": " + Shown(value.old_value) + " -> " + Shown(value.new_value) + "\n";
+    const std::string old_text = value.read_old ? "read" : Shown(value.old_value);
+    text += name + ": " + old_text + " -> " + Shown(value.new_value) + "\n";
   }
   return text;
 }
@@ -59,6 +60,9 @@ TEST(ValuesFile, HoldsOldAndNewValues) {
        "a: null -> '2'\nb: '1' -> null\n"},
       {"empty is not null", R"({"a": "", "b": {"old": "", "new": ""}})",
        "a: null -> ''\nb: '' -> ''\n"},
+      {"an old value that the configuration says", R"({"a": {"read_old": true, "new": "2"}})",
+       "a: read -> '2'\n"},
+      {"one that it does not say", R"({"a": {"read_old": false, "new": "2"}})", "a: null -> '2'\n"},
       {"the empty name", R"({"": "1"})", ": null -> '1'\n"},
       {"in name order", R"({"b": "2", "a": "1", "B": "3"})",
        "B: null -> '3'\na: null -> '1'\nb: null -> '2'\n"},
@@ -93,7 +97,9 @@ TEST(ValuesFile, RefusesWhatIsNoValue) {
       {"an object as new value", R"({"port": {"new": {}}})",
        R"(v.json:1:18: "new" of "port" must be a string or null, not object)"},
       {"another member", R"({"port": {"old": "1", "New": "2"}})",
-       R"(v.json:1:27: "port" has a member "New": only "old" and "new" may be)"},
+       R"(v.json:1:27: "port" has a member "New": only "old", "new" and "read_old" may be)"},
+      {"a text where true or false should be", R"({"a": {"read_old": "true"}})",
+       R"(v.json:1:25: "read_old" of "a" must be true or false, not string)"},
       {"a name twice", R"({"a": "1", "b": "2", "a": "1"})", R"(v.json:1:24: "a" is given twice)"},
       {"a name twice, spelled otherwise", R"({"a": "1", "\u0061": "1"})",
        R"(v.json:1:19: "a" is given twice)"},
@@ -159,6 +165,8 @@ TEST(ValuesFile, MayBeYaml) {
        "a: null -> ''\nb: null -> '~'\nc: null -> 'null'\n"},
       {"both sides", "a: {old: 1, new: 2}\nb:\n  new: 3\nc: {}\n",
        "a: '1' -> '2'\nb: null -> '3'\nc: null -> null\n"},
+      {"an old value that the configuration says", "a: {read_old: true, new: 2}\n",
+       "a: read -> '2'\n"},
       {"the same name on two levels", "old: {old: 1, new: 2}\nnew: 3\n",
        "new: null -> '3'\nold: '1' -> '2'\n"},
       {"a document with its marks", "---\na: 1\n...\n", "a: null -> '1'\n"},
@@ -187,7 +195,9 @@ TEST(ValuesFile, RefusesYamlThatIsNoValue) {
       {"an object as new value", "a:\n  new: {}\n",
        R"(v.yml:2:8: "new" of "a" must be a string or null, not object)"},
       {"another member", "a:\n  New: x\n",
-       R"(v.yml:2:3: "a" has a member "New": only "old" and "new" may be)"},
+       R"(v.yml:2:3: "a" has a member "New": only "old", "new" and "read_old" may be)"},
+      {"a text where true or false should be", "a: {read_old: yes}\n",
+       R"(v.yml:1:15: "read_old" of "a" must be true or false, not string)"},
       {"a name twice", "a: 1\nb: 2\na: 1\n", R"(v.yml:3:1: "a" is given twice)"},
       {"a name twice, spelled otherwise", "a: 1\n\"\\x61\": 1\n",
        R"(v.yml:2:1: "a" is given twice)"},

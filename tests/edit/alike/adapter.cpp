@@ -34,7 +34,10 @@ Answer Ask(const Question& question) {
   request.template_name = "site.template";
   request.template_text = question.template_text;
   for (const auto& [name, value] : question.values) {
-    request.values[name] = {value.old_text, value.new_text};
+    tov_edit::OldAndNew& asked = request.values[name];
+    asked.new_value = value.new_text;
+    asked.read_old = value.read_old;
+    if (!value.read_old) asked.old_value = value.old_text;
     request.must_be_used.insert(name);
   }
   request.all = question.all;

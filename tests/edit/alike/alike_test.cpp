@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <iostream>
 #include <map>
@@ -264,6 +265,47 @@ TEST(EditAlike, AdvisesALineThatTellsBlocksApart) {
     EXPECT_GT(advised, cases / 50);
   }
   EXPECT_EQ(in_vain, 0U);
+}
+
+// Who leaves it to the configuration to say the old values gets what one gets who knows them, or is
+// refused. Names are told: an alias is not what stands first. So are old texts that the
+// configuration does not have, or that are the new ones already.
+TEST(EditAlike, ReadsOldValuesRightlyOrNot) {
+  const std::size_t cases = FromEnvironment("CASES", 1500);
+  const std::size_t first = FromEnvironment("SEED", 1);
+  std::size_t open = 0;
+  std::size_t refused = 0;
+  std::size_t same = 0;
+  std::size_t other = 0;
+  for (std::size_t seed = first; seed < first + cases; ++seed) {
+    const Case tried = MakeCase(seed, open);
+    Question question = QuestionFor(tried, tried.edit, tried.source.rendered.text);
+    const Answer known = Ask(question);
+    bool reads = false;
+    for (auto& [name, value] : question.values) {
+      value.read_old = value.old_text && value.old_text != value.new_text &&
+                       value.old_text->find("xample") == std::string::npos &&
+                       question.config.find(*value.old_text) != std::string::npos;
+      reads = reads || value.read_old;
+    }
+    if (!reads || known.refused || known.text == question.config) continue;
+    const Answer read = Ask(question);
+    if (read.refused) {
+      ++refused;
+      continue;
+    }
+    if (read.text == known.text) {
+      ++same;
+      continue;
+    }
+    if (++other > FromEnvironment("SHOWN", kShownFailures)) continue;
+    std::cout << "\n======== FAILED " << Shown(tried) << "--- with the values known:\n"
+              << known.text << "--- with the values read:\n"
+              << read.text;
+  }
+  std::cout << "  " << same << " the same, " << refused << " refused, " << other << " others\n";
+  EXPECT_GE(same, cases < 100 ? 0 : cases / 20) << "too little is asked";
+  EXPECT_EQ(other, 0U);
 }
 
 // The judge of texts takes what was asked for, and nothing else.

@@ -62,6 +62,7 @@ struct TemplateNode {
 struct Value {
   std::optional<std::string> old_text;
   std::optional<std::string> new_text;
+  bool read_old = false;  // the configuration is to say the old one itself
 };
 
 struct Edit {
