@@ -19,6 +19,7 @@
 #include "edit/inspection.h"
 #include "edit/lint.h"
 #include "parser.h"
+#include "preparation.h"
 #include "qeltemplate_c.h"
 #include "report/inspection_json.h"
 #include "report/json.h"
@@ -41,7 +42,13 @@ using tov_edit::ImportedFile;
 // --- Requests ---
 
 struct HeldRequest {
+  tov_edit::Result EditOf(const std::string& text, const std::string& name) {
+    if (request.importer) return Edit(request, text, name);
+    return preparation.Get([&] { return request; })->On(text, name);
+  }
+
   tov_edit::Request request;
+  bindings::Preparation preparation;
   Usage usage;
 };
 
@@ -55,6 +62,7 @@ qel_status Changed(qel_request handle, qel_error* error, const Work& work) noexc
   return Run(error, [&] {
     const std::shared_ptr<HeldRequest> held = Find(g_requests, handle, kRequest);
     const Usage::Change change(held->usage, kRequest);
+    held->preparation.Forget();
     work(held->request);
   });
 }
@@ -65,7 +73,7 @@ qel_status Used(qel_request handle, qel_error* error, const Work& work) noexcept
   return Run(error, [&] {
     const std::shared_ptr<HeldRequest> held = Find(g_requests, handle, kRequest);
     const Usage::Use use(held->usage, kRequest);
-    return work(std::as_const(held->request));
+    return work(*held);
   });
 }
 
@@ -346,6 +354,7 @@ qel_status qel_request_set_importer(qel_request request, qel_importer importer, 
     tov_edit::Importer made = ImporterOf(importer, std::move(held_context));
     const std::shared_ptr<HeldRequest> held = Find(g_requests, request, kRequest);
     const Usage::Change change(held->usage, kRequest);
+    held->preparation.Forget();
     before = std::exchange(held->request.importer, std::move(made));
   });
 }
@@ -372,10 +381,10 @@ qel_status qel_import_problem(qel_import import, const char* problem, size_t siz
 qel_status qel_edit(qel_request request, const char* config, size_t config_size, const char* name,
                     size_t name_size, qel_result* result, qel_error* error) noexcept {
   if (result != nullptr) *result = 0;
-  return Used(request, error, [&](const tov_edit::Request& used) {
+  return Used(request, error, [&](HeldRequest& used) {
     Require(result, "result");
     auto held = std::make_shared<const HeldResult>(
-        Edit(used, TextOf(config, config_size, "config"), TextOf(name, name_size, "name")));
+        used.EditOf(TextOf(config, config_size, "config"), TextOf(name, name_size, "name")));
     const qel_status status = StatusOf(held->result);
     *result = g_results.Add(std::move(held));
     return status;
@@ -545,7 +554,7 @@ qel_status qel_result_json(qel_result result, char** json, size_t* size,
   return Run(error, [&] {
     const std::shared_ptr<const HeldResult> held = Find(g_results, result, "result");
     out.Require();
-    out.Set(report::JsonText(report::Json(held->result)));
+    out.Set(report::Json(held->result));
   });
 }
 
@@ -553,12 +562,12 @@ qel_status qel_explain(qel_request request, const char* config, size_t config_si
                        const char* name, size_t name_size, char** json, size_t* size,
                        qel_error* error) noexcept {
   const TextOut out(json, size, "json");
-  return Used(request, error, [&](const tov_edit::Request& used) {
+  return Used(request, error, [&](const HeldRequest& used) {
     out.Require();
     const std::string config_name = TextOf(name, name_size, "name");
     const tov_edit::Explained explained =
-        Explain(used, TextOf(config, config_size, "config"), config_name);
-    out.Set(report::JsonText(report::Json(report::ExplainedEdit{used, config_name, explained})));
+        Explain(used.request, TextOf(config, config_size, "config"), config_name);
+    out.Set(report::Json(report::ExplainedEdit{used.request, config_name, explained}));
     return StatusOf(explained.result);
   });
 }
@@ -566,10 +575,10 @@ qel_status qel_explain(qel_request request, const char* config, size_t config_si
 qel_status qel_lint(qel_request request, int all_values, char** json, size_t* size,
                     qel_error* error) noexcept {
   const TextOut out(json, size, "json");
-  return Used(request, error, [&](const tov_edit::Request& used) {
+  return Used(request, error, [&](const HeldRequest& used) {
     out.Require();
     const auto given = all_values != 0 ? tov_edit::ValuesGiven::kAll : tov_edit::ValuesGiven::kNone;
-    out.Set(report::JsonText({{"warnings", report::Json(Lint(used, given))}}));
+    out.Set(report::LintJson(Lint(used.request, given)));
     return qel_status{QEL_OK};
   });
 }

@@ -56,8 +56,8 @@
  * Errors: functions that can fail return a qel_status, and fill in the qel_error behind the pointer
  * `error`: with 0 when all went well, or when there was no memory for an error; otherwise with a
  * new error. `error` may be a null pointer. What a failed call would have handed out is set to null
- * or 0; the object can be used on or freed. No C++ exception leaves a function. Memory that runs
- * out is QEL_NO_MEMORY, but while JSON is made: that may end the process.
+ * or 0; the object can be used on or freed. No C++ exception leaves a function, and memory that
+ * runs out is QEL_NO_MEMORY.
  *
  * Threads: every function may be called in every thread. Once it is made, a request may be used by
  * any number of threads at once. What changes a request, and any call of a parser or an update,

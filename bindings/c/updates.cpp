@@ -12,7 +12,7 @@
 
 #include "calls.h"
 #include "qeltemplate_c.h"
-#include "report/json.h"
+#include "report/json_writer.h"
 #include "table.h"
 #include "update/update.h"
 #include "usage.h"
@@ -247,11 +247,16 @@ qel_status qel_update_json(qel_update update, char** json, size_t* size,
   const TextOut out(json, size, "json");
   return With(update, error, [&](HeldUpdate& held) {
     out.Require();
-    out.Set(report::JsonText({{"changed", held.result.changed},
-                              {"backups", held.result.backups},
-                              {"new_warnings", held.result.new_warnings},
-                              {"checked", held.result.checked},
-                              {"reloaded", held.result.reloaded}}));
+    const tov_update::UpdateResult& result = held.result;
+    report::JsonWriter written;
+    written.Begin('{');
+    written.Member("changed", result.changed);
+    written.Member("backups", result.backups);
+    written.Member("new_warnings", result.new_warnings);
+    written.Member("checked", result.checked);
+    written.Member("reloaded", result.reloaded);
+    written.End('}');
+    out.Set(std::move(written).Text());
   });
 }
 

@@ -15,13 +15,13 @@
 #include "edit/inspect.h"
 #include "edit/lint.h"
 #include "parts.h"
+#include "preparation.h"
 #include "report/json.h"
 #include "text.h"
 
 namespace python {
 namespace {
 
-using nlohmann::ordered_json;
 using tov_edit::Dialect;
 
 constexpr char kKnownDialects[] = R"("nginx" or "apache")";
@@ -103,6 +103,14 @@ Dialect DialectOf(const std::string& text, const std::string& name,
       name + ": its language cannot be told from the text; name it by dialect=" + kKnownDialects);
 }
 
+// What report::Write writes of it.
+template <class Reported>
+py::object ObjectOf(const Reported& reported) {
+  ObjectWriter writer;
+  Write(writer, reported);
+  return writer.Object();
+}
+
 class PythonRequest {
  public:
   PythonRequest(const Text& template_text, const Text& template_name,
@@ -126,60 +134,84 @@ class PythonRequest {
     if (import_folder) m_request.importer = tov_edit::FileImporter(PathOf(*import_folder));
   }
 
-  // The edited text, and the rest as report::Json has it.
-  py::tuple Edit(const py::object& config, const Text& name, const py::handle& loader) const {
+  // The edited text, `config` itself where nothing changes; and the rest as its JSON has it.
+  py::tuple Edit(const py::object& config, const Text& name, const py::handle& loader) {
     const Text text = config.cast<Text>();
-    const tov_edit::Request request = RequestFor(text.bytes, name.bytes, loader);
-    tov_edit::Result result;
-    WithoutGil([&] { result = tov_edit::Edit(request, text.bytes, name.bytes); });
-    return Whole(config, text.is_str, result, request.dialect, report::Json(result));
+    const Dialect dialect = DialectFor(text.bytes, name.bytes);
+    const tov_edit::Result result = ResultOf(text.bytes, name.bytes, dialect, loader);
+    ObjectWriter writer;
+    writer.Begin('{');
+    WriteMembers(writer, result);
+    writer.Member("dialect", NameOf(dialect));
+    writer.End('}');
+    return py::make_tuple(EditedOf(config, text.is_str, result), writer.Object());
   }
 
   py::tuple Explain(const py::object& config, const Text& name, const py::handle& loader) const {
     const Text text = config.cast<Text>();
-    const tov_edit::Request request = RequestFor(text.bytes, name.bytes, loader);
-    ordered_json json;
+    const tov_edit::Request request = RequestFor(DialectFor(text.bytes, name.bytes), loader);
     tov_edit::Explained explained;
-    WithoutGil([&] {
-      explained = tov_edit::Explain(request, text.bytes, name.bytes);
-      json = report::Json(report::ExplainedEdit{request, name.bytes, explained});
-    });
-    json["changed"] = explained.result.changed;
-    json["skipped"] = explained.result.skipped;
-    return Whole(config, text.is_str, explained.result, request.dialect, json);
+    WithoutGil([&] { explained = tov_edit::Explain(request, text.bytes, name.bytes); });
+    ObjectWriter writer;
+    writer.Begin('{');
+    WriteMembers(writer, report::ExplainedEdit{request, name.bytes, explained});
+    writer.Member("changed", explained.result.changed);
+    writer.Member("skipped", explained.result.skipped);
+    writer.End('}');
+    return py::make_tuple(EditedOf(config, text.is_str, explained.result), writer.Object());
   }
 
   py::object Lint(bool values_are_given, const py::handle& loader) const {
-    const std::string& text = m_request.template_text;
-    const tov_edit::Request request = RequestFor(text, m_request.template_name, loader);
-    ordered_json json;
-    WithoutGil([&] {
-      json = report::Json(tov_edit::Lint(
-          request, values_are_given ? tov_edit::ValuesGiven::kAll : tov_edit::ValuesGiven::kNone));
-    });
-    return ObjectOf(json);
+    const tov_edit::Request request =
+        RequestFor(DialectFor(m_request.template_text, m_request.template_name), loader);
+    const auto given =
+        values_are_given ? tov_edit::ValuesGiven::kAll : tov_edit::ValuesGiven::kNone;
+    std::vector<tov_edit::Finding> found;
+    WithoutGil([&] { found = tov_edit::Lint(request, given); });
+    return ObjectOf(found);
   }
 
  private:
-  // `loader` must outlive what is returned; none: imports are as the request has them.
-  tov_edit::Request RequestFor(const std::string& text, const std::string& name,
-                               const py::handle& loader) const {
+  Dialect DialectFor(const std::string& text, const std::string& name) const {
+    return m_dialect ? *m_dialect : DialectOf(text, name, m_request.template_text);
+  }
+
+  tov_edit::Request RequestFor(Dialect dialect) const {
     tov_edit::Request request = m_request;
-    request.dialect = m_dialect ? *m_dialect : DialectOf(text, name, m_request.template_text);
+    request.dialect = dialect;
+    return request;
+  }
+
+  // `loader` must outlive what is returned; none: imports are as the request has them.
+  tov_edit::Request RequestFor(Dialect dialect, const py::handle& loader) const {
+    tov_edit::Request request = RequestFor(dialect);
     if (!loader.is_none()) request.importer = ImporterOf(loader);
     return request;
   }
 
-  // `config` itself where nothing changes.
-  static py::tuple Whole(const py::object& config, bool is_str, const tov_edit::Result& result,
-                         Dialect dialect, ordered_json json) {
-    json["dialect"] = NameOf(dialect);
-    const py::object edited = result.changed ? TextOf(result.text, is_str) : config;
-    return py::make_tuple(edited, ObjectOf(json));
+  tov_edit::Result ResultOf(const std::string& text, const std::string& name, Dialect dialect,
+                            const py::handle& loader) {
+    tov_edit::Result result;
+    if (m_request.importer || !loader.is_none()) {
+      const tov_edit::Request request = RequestFor(dialect, loader);
+      WithoutGil([&] { result = tov_edit::Edit(request, text, name); });
+    } else {
+      bindings::Preparation& preparation = dialect == Dialect::kNginx ? m_nginx : m_apache;
+      WithoutGil(
+          [&] { result = preparation.Get([&] { return RequestFor(dialect); })->On(text, name); });
+    }
+    return result;
+  }
+
+  static py::object EditedOf(const py::object& config, bool is_str,
+                             const tov_edit::Result& result) {
+    return result.changed ? TextOf(result.text, is_str) : config;
   }
 
   tov_edit::Request m_request;
   const std::optional<Dialect> m_dialect;  // none: to be guessed
+  bindings::Preparation m_nginx;
+  bindings::Preparation m_apache;
 };
 
 // --- Inspect ---
@@ -218,10 +250,9 @@ py::tuple Inspect(const Text& text, const Text& name,
   tov_edit::Inspection inspection;
   WithoutGil([&] { inspection = tov_edit::Inspect(dialect, text.bytes, name.bytes); });
   py::object error = py::none();
-  if (inspection.error) error = ObjectOf(report::Json(*inspection.error));
+  if (inspection.error) error = ObjectOf(*inspection.error);
   return py::make_tuple(NameOf(dialect), TuplesOf(inspection.blocks),
-                        TuplesOf(inspection.directives), error,
-                        ObjectOf(report::Json(inspection.warnings)));
+                        TuplesOf(inspection.directives), error, ObjectOf(inspection.warnings));
 }
 
 std::optional<std::string> GuessDialect(const Text& text) {

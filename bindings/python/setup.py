@@ -2,9 +2,9 @@
 
 """Builds a wheel with CMake, and the source distribution: pip install bindings/python
 
-The library goes into the module. Needs cmake, a C++ compiler, pkg-config, pybind11, nlohmann-json, and the
-headers of libacl and libattr (Debian's pybind11-dev, nlohmann-json3-dev, libacl1-dev, libattr1-dev). A
-source distribution holds what it needs of the source tree, in the folder "sources".
+The library goes into the module. Needs cmake, a C++ compiler, pkg-config, pybind11, and the headers of
+Python, libacl and libattr (Debian's pybind11-dev, python3-dev, libacl1-dev, libattr1-dev). A source
+distribution holds what it needs of the source tree, in the folder "sources".
 """
 
 import ast

@@ -3,47 +3,12 @@
 #include "text.h"
 
 #include <chrono>
-#include <cstddef>
 #include <thread>
 #include <utility>
-#include <vector>
 
 namespace python {
-namespace {
 
-using nlohmann::ordered_json;
-
-// A list or an object that is being made.
-struct Unfinished {
-  py::object made;
-  const ordered_json* json;
-  ordered_json::const_iterator next;
-};
-
-py::object NewContainer(const ordered_json& json) {
-  if (json.is_array()) return py::list();
-  return py::dict();
-}
-
-py::object Scalar(const ordered_json& json) {
-  if (json.is_string()) return StrOf(json.get_ref<const std::string&>());
-  if (json.is_boolean()) return py::bool_(json.get<bool>());
-  if (json.is_number_unsigned()) return py::int_(json.get<std::size_t>());
-  if (json.is_number_integer()) return py::int_(json.get<std::ptrdiff_t>());
-  return py::none();
-}
-
-void Put(const Unfinished& into, const py::object& value) {
-  if (into.json->is_array()) {
-    py::reinterpret_borrow<py::list>(into.made).append(value);
-  } else {
-    into.made[StrOf(into.next.key())] = value;
-  }
-}
-
-}  // namespace
-
-py::str StrOf(const std::string& bytes) {
+py::str StrOf(std::string_view bytes) {
   PyObject* const text =
       PyUnicode_DecodeUTF8(bytes.data(), static_cast<Py_ssize_t>(bytes.size()), "surrogateescape");
   if (text == nullptr) throw py::error_already_set();
@@ -76,23 +41,45 @@ py::object TextOf(const std::string& bytes, bool as_str) {
   return py::bytes(bytes);
 }
 
-py::object ObjectOf(const ordered_json& json) {
-  if (!json.is_structured()) return Scalar(json);
-  py::object whole = NewContainer(json);
-  std::vector<Unfinished> unfinished = {{whole, &json, json.begin()}};
-  while (!unfinished.empty()) {
-    Unfinished& last = unfinished.back();
-    if (last.next == last.json->end()) {
-      unfinished.pop_back();
-      continue;
-    }
-    const ordered_json& value = *last.next;
-    const py::object made = value.is_structured() ? NewContainer(value) : Scalar(value);
-    Put(last, made);
-    ++last.next;
-    if (value.is_structured()) unfinished.push_back({made, &value, value.begin()});
+void ObjectWriter::Begin(char bracket) {
+  py::object made;
+  if (bracket == '[') {
+    made = py::list();
+  } else {
+    made = py::dict();
   }
-  return whole;
+  Add(made);
+  m_open.push_back(std::move(made));
+}
+
+void ObjectWriter::End(char /*bracket*/) {
+  m_open.pop_back();
+}
+
+void ObjectWriter::Name(std::string_view name) {
+  m_name = StrOf(name);
+}
+
+void ObjectWriter::AddText(std::string_view text) {
+  Add(StrOf(text));
+}
+
+void ObjectWriter::AddNumber(std::size_t number) {
+  Add(py::int_(number));
+}
+
+void ObjectWriter::AddTruth(bool value) {
+  Add(py::bool_(value));
+}
+
+void ObjectWriter::Add(const py::object& value) {
+  if (m_open.empty()) {
+    m_whole = value;
+  } else if (PyList_Check(m_open.back().ptr()) != 0) {
+    py::reinterpret_borrow<py::list>(m_open.back()).append(value);
+  } else {
+    m_open.back()[m_name] = value;
+  }
 }
 
 void WaitForCalls(const std::atomic<int>& calls) {

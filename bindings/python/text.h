@@ -9,8 +9,11 @@
 
 #include <atomic>
 #include <exception>
-#include <nlohmann/json.hpp>
 #include <string>
+#include <string_view>
+#include <vector>
+
+#include "report/writer.h"
 
 namespace python {
 
@@ -23,7 +26,7 @@ struct Text {
   bool is_str = false;
 };
 
-py::str StrOf(const std::string& bytes);
+py::str StrOf(std::string_view bytes);
 
 // Throws UnicodeEncodeError for surrogates that stand for no byte.
 std::string BytesOf(const py::str& text);
@@ -36,8 +39,26 @@ std::string PathOf(const py::object& path);
 // `bytes` as str or as bytes.
 py::object TextOf(const std::string& bytes, bool as_str);
 
-// `json` in the types of Python; the texts as StrOf makes them.
-py::object ObjectOf(const nlohmann::ordered_json& json);
+// Makes dicts, lists and so on of what is told; the texts as StrOf makes them.
+class ObjectWriter final : public report::Writer {
+ public:
+  void Begin(char bracket) override;
+  void End(char bracket) override;
+  void Name(std::string_view name) override;
+
+  // The one value that was told.
+  py::object Object() const { return m_whole; }
+
+ private:
+  void AddText(std::string_view text) override;
+  void AddNumber(std::size_t number) override;
+  void AddTruth(bool value) override;
+  void Add(const py::object& value);
+
+  py::object m_whole;
+  std::vector<py::object> m_open;  // the innermost one last
+  py::str m_name;                  // of the next member
+};
 
 // Does `work` without the GIL. py::gil_scoped_release would take it back in a destructor: that is
 // where Python, when it ends, makes daemon threads unwind, which no destructor lets pass.

@@ -56,7 +56,7 @@ Outcome Run(const ExplainOptions& options) {
   Ignore(options.ignored, explained.result.warnings);
   const ExitCode code = explained.result.refusals.empty() ? kDone : kRefused;
   const report::ExplainedEdit edit{request.edit, name, explained};
-  if (options.json) return {report::JsonText(report::Json(edit)), code};
+  if (options.json) return {report::Json(edit), code};
   return {Explanation(edit, WantsColour(options.colour)), code};
 }
 

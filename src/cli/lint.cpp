@@ -63,7 +63,7 @@ std::vector<Finding> Check(const LintOptions& options) {
 Outcome Run(const LintOptions& options) {
   const std::vector<Finding> found = Check(options);
   const ExitCode code = found.empty() ? kDone : kFindings;
-  if (options.json) return {report::JsonText({{"warnings", report::Json(found)}}), code};
+  if (options.json) return {report::LintJson(found), code};
   return {ShownWarnings(found, WantsColour(options.colour)), code};
 }
 

@@ -41,12 +41,12 @@ class Members {
     if (!block.closing.empty()) m_json.Member("end_line", LineOf(block.closing.end - 1));
     AddBlockAround("parent", item.around);
     m_json.Member("depth", item.depth);
-    if (block.reading == tov_document::Body::kOpaque) AddTrue("opaque");
+    if (block.reading == tov_document::Body::kOpaque) m_json.Member("opaque", true);
     if (item.server) {
       m_json.Name("server");
       m_json.Begin('{');
-      AddTexts("names", ServerNames(document, id));
-      AddTexts("addresses", ServerAddresses(document, id));
+      m_json.Member("names", ServerNames(document, id));
+      m_json.Member("addresses", ServerAddresses(document, id));
       m_json.End('}');
     }
     m_json.End('}');
@@ -85,18 +85,6 @@ class Members {
     }
   }
 
-  void AddTexts(const char* name, const std::vector<std::string>& texts) {
-    m_json.Name(name);
-    m_json.Begin('[');
-    for (const std::string& text : texts) m_json.Value(text);
-    m_json.End(']');
-  }
-
-  void AddTrue(const char* name) {
-    m_json.Name(name);
-    m_json.Whole(true);
-  }
-
   void AddBlockAround(const char* name, BlockId block) {
     if (block != kWholeText) m_json.Member(name, block - 1);
   }
@@ -132,10 +120,10 @@ std::string InspectionJson(const tov_edit::InspectedText& config) {
   });
   json.End(']');
   json.Name("warnings");
-  json.Whole(Json(config.remarks.warnings));
+  Write(json, config.remarks.warnings);
   if (config.remarks.error) {
     json.Name("error");
-    json.Whole(Json(*config.remarks.error));
+    Write(json, *config.remarks.error);
   }
   json.End('}');
   return std::move(json).Text();

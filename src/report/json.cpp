@@ -2,12 +2,14 @@
 
 #include "report/json.h"
 
+#include <utility>
+
+#include "report/json_writer.h"
 #include "report/sayer.h"
 
 namespace report {
 namespace {
 
-using nlohmann::ordered_json;
 using tov_edit::EditReport;
 using tov_edit::FilePlace;
 using tov_edit::Finding;
@@ -16,16 +18,31 @@ using Item = EditReport::Item;
 using Kind = Event::Kind;
 using Statement = EditReport::Statement;
 
-// Without what is 0.
-ordered_json Json(const FilePlace& place) {
-  ordered_json json = {{"file", place.file}};
-  if (place.line != 0) json["line"] = place.line;
-  if (place.column != 0) json["column"] = place.column;
-  return json;
+// An array of what `write` writes of each.
+template <class List, class Write>
+void WriteList(Writer& writer, const char* name, const List& list, const Write& write) {
+  writer.Name(name);
+  writer.Begin('[');
+  for (const auto& each : list) write(each);
+  writer.End(']');
 }
 
-ordered_json LineJson(const FilePlace& place) {
-  return Json(FilePlace{place.file, place.line, 0});
+// Without what is 0.
+void WritePlace(Writer& writer, const FilePlace& place) {
+  writer.Begin('{');
+  writer.Member("file", place.file);
+  if (place.line != 0) writer.Member("line", place.line);
+  if (place.column != 0) writer.Member("column", place.column);
+  writer.End('}');
+}
+
+void WriteLine(Writer& writer, const FilePlace& place) {
+  WritePlace(writer, FilePlace{place.file, place.line, 0});
+}
+
+void WriteLineMember(Writer& writer, const FilePlace& place) {
+  writer.Name("place");
+  WriteLine(writer, place);
 }
 
 const char* RemedyName(tov_edit::Remedy remedy) {
@@ -40,117 +57,163 @@ const char* RemedyName(tov_edit::Remedy remedy) {
   return "";
 }
 
-ordered_json Json(const Event& event) {
-  ordered_json json = {{"kind", NameOf(event.kind)}};
+void WriteEvent(Writer& writer, const Event& event) {
+  writer.Begin('{');
+  writer.Member("kind", NameOf(event.kind));
   if (event.place.line != 0) {
-    json["line"] = event.place.line;
-    json["column"] = event.place.column;
+    writer.Member("line", event.place.line);
+    writer.Member("column", event.place.column);
   }
-  if (event.kind != Kind::kAdded) json["from"] = event.from;
-  if (event.kind != Kind::kRemoved) json["to"] = event.to;
-  return json;
+  if (event.kind != Kind::kAdded) writer.Member("from", event.from);
+  if (event.kind != Kind::kRemoved) writer.Member("to", event.to);
+  writer.End('}');
 }
 
-ordered_json Json(const Statement& statement) {
-  ordered_json json = {{"place", LineJson(statement.place)}, {"text", statement.text}};
-  if (statement.is_branch) json["taken"] = statement.result;
-  if (!statement.is_branch && !statement.result) json["taken"] = false;
-  if (!statement.values.empty()) json["values"] = statement.values;
-  return json;
+void WriteStatement(Writer& writer, const Statement& statement) {
+  writer.Begin('{');
+  WriteLineMember(writer, statement.place);
+  writer.Member("text", statement.text);
+  if (statement.is_branch || !statement.result) writer.Member("taken", statement.result);
+  if (!statement.values.empty()) writer.Member("values", statement.values);
+  writer.End('}');
 }
 
-ordered_json Json(const Item& item, const Sayer& sayer) {
-  ordered_json json = {{"place", LineJson(item.place)}, {"text", item.text}, {"taken", item.taken}};
-  if (item.stopped_by) json["statement"] = *item.stopped_by;
+void WriteItem(Writer& writer, const Item& item, const Sayer& sayer) {
+  writer.Begin('{');
+  WriteLineMember(writer, item.place);
+  writer.Member("text", item.text);
+  writer.Member("taken", item.taken);
+  if (item.stopped_by) writer.Member("statement", *item.stopped_by);
   if (item.missing.empty()) {
-    json["line"] = item.line;
+    writer.Member("line", item.line);
   } else {
-    json["missing"] = item.missing;
+    writer.Member("missing", item.missing);
   }
-  json["key"] = item.key;
-  json["key_is_beginning"] = item.key_is_beginning;
-  if (item.block) json["block"] = *item.block;
-  json["action"] = NameOf(item.action);
-  json["said"] = sayer.Said(item);
-  json["lines"] = ordered_json::array();
-  for (const Event& event : item.events) json["lines"].push_back(Json(event));
-  return json;
+  writer.Member("key", item.key);
+  writer.Member("key_is_beginning", item.key_is_beginning);
+  if (item.block) writer.Member("block", *item.block);
+  writer.Member("action", NameOf(item.action));
+  writer.Member("said", sayer.Said(item));
+  WriteList(writer, "lines", item.events, [&](const Event& event) { WriteEvent(writer, event); });
+  writer.End('}');
 }
 
-ordered_json Json(const EditReport::Block& block) {
-  ordered_json json = {{"opening", block.item},
-                       {"text", block.text},
-                       {"created", block.created},
-                       {"renamed", block.renamed},
-                       {"found", ordered_json::array()}};
-  for (const FilePlace& place : block.places) {
-    json["found"].push_back({{"line", place.line}, {"column", place.column}});
-  }
-  return json;
+void WriteBlock(Writer& writer, const EditReport::Block& block) {
+  writer.Begin('{');
+  writer.Member("opening", block.item);
+  writer.Member("text", block.text);
+  writer.Member("created", block.created);
+  writer.Member("renamed", block.renamed);
+  WriteList(writer, "found", block.places, [&](const FilePlace& place) {
+    writer.Begin('{');
+    writer.Member("line", place.line);
+    writer.Member("column", place.column);
+    writer.End('}');
+  });
+  writer.End('}');
 }
 
-ordered_json Json(const tov_edit::Change& change) {
-  ordered_json json = {{"line", change.line},
-                       {"count", change.count},
-                       {"text", change.text},
-                       {"template_lines", ordered_json::array()}};
-  for (const FilePlace& place : change.template_lines)
-    json["template_lines"].push_back(LineJson(place));
-  return json;
+void WriteChange(Writer& writer, const tov_edit::Change& change) {
+  writer.Begin('{');
+  writer.Member("line", change.line);
+  writer.Member("count", change.count);
+  writer.Member("text", change.text);
+  WriteList(writer, "template_lines", change.template_lines,
+            [&](const FilePlace& place) { WriteLine(writer, place); });
+  writer.End('}');
+}
+
+// What has changed, and what was found.
+void WriteOutcome(Writer& writer, const tov_edit::Result& result) {
+  WriteList(writer, "changes", result.changes,
+            [&](const tov_edit::Change& change) { WriteChange(writer, change); });
+  writer.Name("warnings");
+  Write(writer, result.warnings);
+  writer.Name("refusals");
+  Write(writer, result.refusals);
+}
+
+template <class Whole>
+std::string ObjectJson(const Whole& whole) {
+  JsonWriter json;
+  json.Begin('{');
+  WriteMembers(json, whole);
+  json.End('}');
+  return std::move(json).Text();
 }
 
 }  // namespace
 
-// Not in the namespace above, in which it would not see the functions of the header.
-template <class List, class... Rest>
-static ordered_json JsonList(const List& list, const Rest&... rest) {
-  ordered_json json = ordered_json::array();
-  for (const auto& each : list) json.push_back(Json(each, rest...));
-  return json;
+void Write(Writer& writer, const Finding& finding) {
+  writer.Begin('{');
+  writer.Member("name", finding.name);
+  writer.Member("message", finding.message);
+  if (!finding.hint.empty()) writer.Member("hint", finding.hint);
+  writer.Member("said", Shown(finding));
+  if (!finding.template_place.file.empty()) {
+    writer.Name("template_place");
+    WritePlace(writer, finding.template_place);
+  }
+  if (!finding.config_places.empty()) {
+    WriteList(writer, "config_places", finding.config_places,
+              [&](const FilePlace& place) { WritePlace(writer, place); });
+  }
+  if (finding.in_result) writer.Member("in_result", true);
+  if (!finding.values.empty()) writer.Member("values", finding.values);
+  if (!finding.remedies.empty()) {
+    WriteList(writer, "remedies", finding.remedies,
+              [&](tov_edit::Remedy remedy) { writer.Value(RemedyName(remedy)); });
+  }
+  if (finding.can_be_forced) writer.Member("can_be_forced", true);
+  if (!finding.line_text.empty()) writer.Member("line_text", finding.line_text);
+  writer.End('}');
 }
 
-ordered_json Json(const Finding& finding) {
-  ordered_json json = {{"name", finding.name}, {"message", finding.message}};
-  if (!finding.hint.empty()) json["hint"] = finding.hint;
-  json["said"] = Shown(finding);
-  if (!finding.template_place.file.empty()) json["template_place"] = Json(finding.template_place);
-  if (!finding.config_places.empty()) json["config_places"] = JsonList(finding.config_places);
-  if (finding.in_result) json["in_result"] = true;
-  if (!finding.values.empty()) json["values"] = finding.values;
-  for (const tov_edit::Remedy remedy : finding.remedies)
-    json["remedies"].push_back(RemedyName(remedy));
-  if (finding.can_be_forced) json["can_be_forced"] = true;
-  if (!finding.line_text.empty()) json["line_text"] = finding.line_text;
-  return json;
+void Write(Writer& writer, const std::vector<Finding>& findings) {
+  writer.Begin('[');
+  for (const Finding& finding : findings) Write(writer, finding);
+  writer.End(']');
 }
 
-ordered_json Json(const std::vector<Finding>& findings) {
-  return JsonList(findings);
+void WriteMembers(Writer& writer, const tov_edit::Result& result) {
+  writer.Member("refused", !result.refusals.empty());
+  writer.Member("changed", result.changed);
+  if (result.skipped) writer.Member("skipped", true);
+  WriteOutcome(writer, result);
 }
 
-ordered_json Json(const tov_edit::Result& result) {
-  ordered_json json = {{"refused", !result.refusals.empty()}, {"changed", result.changed}};
-  if (result.skipped) json["skipped"] = true;
-  json["changes"] = JsonList(result.changes);
-  json["warnings"] = Json(result.warnings);
-  json["refusals"] = Json(result.refusals);
-  return json;
-}
-
-ordered_json Json(const ExplainedEdit& edit) {
+void WriteMembers(Writer& writer, const ExplainedEdit& edit) {
   const EditReport& report = edit.explained.report;
   const tov_edit::Result& result = edit.explained.result;
   const Sayer sayer(report);
-  return {{"config", edit.config_name},
-          {"dialect", NameOf(edit.request.dialect)},
-          {"template", edit.request.template_name},
-          {"refused", !result.refusals.empty()},
-          {"statements", JsonList(report.statements)},
-          {"template_lines", JsonList(report.items, sayer)},
-          {"blocks", JsonList(report.blocks)},
-          {"changes", JsonList(result.changes)},
-          {"warnings", Json(result.warnings)},
-          {"refusals", Json(result.refusals)}};
+  writer.Member("config", edit.config_name);
+  writer.Member("dialect", NameOf(edit.request.dialect));
+  writer.Member("template", edit.request.template_name);
+  writer.Member("refused", !result.refusals.empty());
+  WriteList(writer, "statements", report.statements,
+            [&](const Statement& statement) { WriteStatement(writer, statement); });
+  WriteList(writer, "template_lines", report.items,
+            [&](const Item& item) { WriteItem(writer, item, sayer); });
+  WriteList(writer, "blocks", report.blocks,
+            [&](const EditReport::Block& block) { WriteBlock(writer, block); });
+  WriteOutcome(writer, result);
+}
+
+std::string Json(const tov_edit::Result& result) {
+  return ObjectJson(result);
+}
+
+std::string Json(const ExplainedEdit& edit) {
+  return ObjectJson(edit);
+}
+
+std::string LintJson(const std::vector<Finding>& warnings) {
+  JsonWriter json;
+  json.Begin('{');
+  json.Name("warnings");
+  Write(json, warnings);
+  json.End('}');
+  return std::move(json).Text();
 }
 
 }  // namespace report

@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// The results of src/edit as JSON, for programs in every language. docs/schema says what it holds.
+// The results of src/edit for programs in every language. docs/schema says what they hold.
 #pragma once
 
-#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
 #include "edit/edit.h"
-#include "report/json_writer.h"
+#include "report/writer.h"
 
 namespace report {
 
@@ -19,12 +18,18 @@ struct ExplainedEdit {
   const tov_edit::Explained& explained;
 };
 
-nlohmann::ordered_json Json(const tov_edit::Finding& finding);
-nlohmann::ordered_json Json(const std::vector<tov_edit::Finding>& findings);
+void Write(Writer& writer, const tov_edit::Finding& finding);
+void Write(Writer& writer, const std::vector<tov_edit::Finding>& findings);
 
-// Without the edited text.
-nlohmann::ordered_json Json(const tov_edit::Result& result);
+// Of an object that has begun, and that goes on. A result comes without the edited text.
+void WriteMembers(Writer& writer, const tov_edit::Result& result);
+void WriteMembers(Writer& writer, const ExplainedEdit& edit);
 
-nlohmann::ordered_json Json(const ExplainedEdit& edit);
+// As JSON, with a line end.
+std::string Json(const tov_edit::Result& result);
+std::string Json(const ExplainedEdit& edit);
+
+// What lint has found.
+std::string LintJson(const std::vector<tov_edit::Finding>& warnings);
 
 }  // namespace report

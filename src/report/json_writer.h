@@ -4,50 +4,28 @@
 #pragma once
 
 #include <cstddef>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 
+#include "report/writer.h"
+
 namespace report {
 
-// `value` as text, indented, members in the order in which they were put in. A byte that is no
-// UTF-8 becomes U+FFFD.
-std::string JsonText(const nlohmann::ordered_json& value);
-
-// Writes the same text for a value that is told in pieces and never stands in memory as a whole:
-//
-//   JsonWriter json;
-//   json.Begin('{');
-//   json.Member("line", 3);
-//   json.Name("words");
-//   json.Begin('[');
-//   json.Value("listen");
-//   json.End(']');
-//   json.End('}');
-//   std::move(json).Text()
-class JsonWriter {
+// Writes JSON, indented. A byte that is no UTF-8 becomes U+FFFD, and so do the first bytes of a
+// character that is not whole.
+class JsonWriter final : public Writer {
  public:
-  // An object, '{', or an array, '['; and its end, by the other bracket.
-  void Begin(char bracket);
-  void End(char bracket);
-
-  // The name of the member whose value comes next.
-  void Name(std::string_view name);
-
-  void Value(std::string_view text);
-  void Value(std::size_t number);
-  void Whole(const nlohmann::ordered_json& value);  // a value of any kind
-
-  template <typename Type>
-  void Member(std::string_view name, const Type& value) {
-    Name(name);
-    Value(value);
-  }
+  void Begin(char bracket) override;
+  void End(char bracket) override;
+  void Name(std::string_view name) override;
 
   // All that was written, with a line end.
   std::string Text() &&;
 
  private:
+  void AddText(std::string_view text) override;
+  void AddNumber(std::size_t number) override;
+  void AddTruth(bool value) override;
   void BeginValue();
   void BeginLine();
 

@@ -77,8 +77,7 @@ std::string AgreesWithApply(const tov_edit::Request& request, const std::string&
   const tov_edit::Result applied = tov_edit::Edit(request, config, name);
   const bool refused = !applied.refusals.empty();
   const tov_edit::Explained explained = tov_edit::Explain(request, config, name);
-  const json parsed =
-      json::parse(report::JsonText(report::Json(report::ExplainedEdit{request, name, explained})));
+  const json parsed = json::parse(report::Json(report::ExplainedEdit{request, name, explained}));
   if (refused != parsed["refused"].get<bool>()) return "refused by one of them only";
   if (parsed["refusals"].size() != applied.refusals.size()) return "other refusals";
   if (refused) return "";

@@ -67,6 +67,33 @@ TEST_F(CEdit, OneRequestServesManyTexts) {
   EXPECT_EQ(qel_result_changed(CResult(m_request, WithName("b")).Handle()), 0);
 }
 
+// As if each were the first.
+TEST_F(CEdit, NoTextLeavesATraceInARequest) {
+  const std::string texts[] = {kConfig,         "",
+                               "events {\n}\n", kConfig + WithName("a"),
+                               "server {\n",    "<VirtualHost *:80>\n</VirtualHost>\n",
+                               WithName("b"),   kConfig};
+  const auto all_of = [](const CRequest& request, const std::string& text) {
+    const CResult result(request, text);
+    CText told;
+    EXPECT_EQ(qel_result_json(result.Handle(), told.Out(), told.Size(), nullptr), QEL_OK);
+    return result.Text() + told.Str();
+  };
+  const std::string templates[] = {
+      kTemplate, "server {\nserver_name {% $name %};\nindex {% $none %};\n}",
+      "server {\nserver_name {% $name;\n}", "server {\n{% import x %}\n}"};
+  for (const std::string& template_text : templates) {
+    SCOPED_TRACE(template_text);
+    const CRequest many("nginx", template_text);
+    many.SetValue("name", "a", "b");
+    for (const std::string& text : texts) {
+      const CRequest one("nginx", template_text);
+      one.SetValue("name", "a", "b");
+      EXPECT_EQ(all_of(many, text), all_of(one, text)) << text;
+    }
+  }
+}
+
 TEST_F(CEdit, TheLastValueOfANameCounts) {
   m_request.SetValue("name", "a", "c");
   EXPECT_EQ(CResult(m_request, kConfig).Text(), WithName("c"));
@@ -282,6 +309,19 @@ struct Asked {
   qel_import import = 0;
   int released = 0;
 };
+
+TEST(CEditImports, AreReadAgainForEachEdit) {
+  const std::filesystem::path folder =
+      std::filesystem::path(testing::TempDir()) / "c_imports_again";
+  std::filesystem::create_directories(folder);
+  const CRequest request("nginx", "server {\n{% import part %}\n}\n");
+  EXPECT_EQ(qel_request_import_below(request.Handle(), folder.c_str(), QEL_NUL, nullptr), QEL_OK);
+  for (const std::string line : {"gzip on;", "gzip off;"}) {
+    std::ofstream(folder / "part") << line << '\n';
+    EXPECT_EQ(CResult(request, "server {\n}\n").Text(), "server {\n\t" + line + "\n}\n");
+  }
+  std::filesystem::remove_all(folder);
+}
 
 TEST(CEditImports, AreAskedFor) {
   Asked asked;

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <functional>
 #include <new>
 #include <string>
 
@@ -126,6 +127,105 @@ TEST(CFailingMemory, OfACarefulEditIsAStatusToo) {
     if (!failed) break;
   }
   EXPECT_GT(out_of_memory, 300);
+}
+
+// An object of the interface that a test frees.
+template <class Handle, qel_status (*free)(Handle)>
+struct Held {
+  Handle handle = 0;
+
+  ~Held() { free(handle); }
+};
+
+using HeldRequest = Held<qel_request, qel_request_free>;
+using HeldResult = Held<qel_result, qel_result_free>;
+using HeldUpdate = Held<qel_update, qel_update_free>;
+
+// With a value that is missing, a place that is not closed, and bytes that are no UTF-8: the JSON
+// of what comes of it has texts of all kinds.
+constexpr char kOddTemplate[] =
+    "server {\nserver_name {% $name %};\n{% if $on == caf\xE9 %}\nroot \"{% $root %}\";\n{% endif "
+    "%}\nindex {% $index %};\ngzip on;\n}\nserver {\nserver_name {% $name;\n}";
+
+void MakeOddRequest(qel_request& request) {
+  ASSERT_EQ(qel_request_new("nginx", QEL_NUL, kOddTemplate, QEL_NUL, "site.template", QEL_NUL,
+                            &request, nullptr),
+            QEL_OK);
+  ASSERT_EQ(qel_request_set_value(request, "name", QEL_NUL, "a", QEL_NUL, "b; c", QEL_NUL, nullptr),
+            QEL_OK);
+}
+
+// Asks for a JSON text and lets each allocation fail once, alone or with all that follow.
+template <class Ask>
+void ExpectStatusWithoutMemory(const Ask& ask, long least_allocations) {
+  char* whole = nullptr;
+  const qel_status answer = ask(&whole);
+  ASSERT_NE(whole, nullptr);
+  const std::string expected = whole;
+  qel_text_free(whole);
+  for (const bool fail_on : {false, true}) {
+    long out_of_memory = 0;
+    for (long failing = 0;; ++failing) {
+      char* json = nullptr;
+      failing_allocations::fail_on = fail_on;
+      failing_allocations::left = failing;
+      const qel_status status = ask(&json);
+      const bool reached = failing_allocations::left <= 0;
+      failing_allocations::left = failing_allocations::kNone;
+      failing_allocations::fail_on = false;
+      SCOPED_TRACE(failing);
+      if (status != QEL_NO_MEMORY) {
+        ASSERT_EQ(status, answer);
+        ASSERT_EQ(json, expected);
+        qel_text_free(json);
+        // A sort does without memory where it can.
+        if (!reached) break;
+        continue;
+      }
+      ASSERT_EQ(json, nullptr);
+      ++out_of_memory;
+    }
+    EXPECT_GE(out_of_memory, least_allocations);
+  }
+}
+
+TEST(CFailingMemory, OfJsonIsAStatusToo) {
+  HeldRequest request;
+  MakeOddRequest(request.handle);
+  HeldResult result;
+  ASSERT_EQ(
+      qel_edit(request.handle, kConfig, QEL_NUL, "site.conf", QEL_NUL, &result.handle, nullptr),
+      QEL_REFUSED);
+  HeldUpdate update;
+  ASSERT_EQ(qel_update_new(&update.handle, nullptr), QEL_OK);
+  const struct {
+    const char* name;
+    std::function<qel_status(char**)> ask;
+    long least_allocations;
+  } cases[] = {
+      {"result",
+       [&](char** json) { return qel_result_json(result.handle, json, nullptr, nullptr); }, 10},
+      {"explain",
+       [&](char** json) {
+         return qel_explain(request.handle, kConfig, QEL_NUL, "site.conf", QEL_NUL, json, nullptr,
+                            nullptr);
+       },
+       100},
+      {"lint", [&](char** json) { return qel_lint(request.handle, 1, json, nullptr, nullptr); },
+       50},
+      {"inspect",
+       [&](char** json) {
+         return qel_inspect("nginx", QEL_NUL, kConfig, QEL_NUL, "site.conf", QEL_NUL, json, nullptr,
+                            nullptr);
+       },
+       10},
+      {"update",
+       [&](char** json) { return qel_update_json(update.handle, json, nullptr, nullptr); }, 3},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    ExpectStatusWithoutMemory(c.ask, c.least_allocations);
+  }
 }
 
 // The status is then what it would have been, or QEL_NO_MEMORY.

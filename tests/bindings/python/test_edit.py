@@ -326,6 +326,13 @@ def test_imports_from_a_folder(tmp_path):
     assert error.findings[0].name == "import"
 
 
+def test_imports_are_read_again_for_each_edit(tmp_path):
+    request = qeltemplate.Request("server {\n{% import part %}\n}\n", imports=tmp_path)
+    for line in ("gzip on;", "gzip off;"):
+        (tmp_path / "part").write_text(line + "\n", encoding="utf-8")
+        assert request.edit("server {\n}\n").text == f"server {{\n\t{line}\n}}\n"
+
+
 def test_a_folder_that_is_none(tmp_path):
     with pytest.raises(NotADirectoryError) as caught:
         edited(imports=tmp_path / "none")
@@ -392,6 +399,18 @@ def test_one_request_edits_many_texts():
     with pytest.raises(qeltemplate.Refused, match="4.conf"):
         request.edit(SITE * 2, "4.conf")
     assert request.explain(SITE).result.text == RENAMED
+
+
+# Of both dialects, and some that are refused.
+@pytest.mark.parametrize("dialect", [None, "nginx"])
+def test_no_text_leaves_a_trace_in_a_request(dialect):
+    template = "server {\n    server_name {% $name %};\n    index {% $index %};\n}\n"
+    site = "server {\n    server_name a;\n}\n"
+    apache = "<VirtualHost *:80>\nServerName a\n</VirtualHost>\n"
+    many = qeltemplate.Request(template, {"name": ("a", "b")}, dialect=dialect)
+    for text in (site, apache, site + site, "server {\n", "", apache, site):
+        one = qeltemplate.Request(template, {"name": ("a", "b")}, dialect=dialect)
+        assert many.edit(text, refuse="return") == one.edit(text, refuse="return")
 
 
 def test_explains_what_becomes_of_each_line():
