@@ -15,6 +15,7 @@
 #include "edit/authored_line.h"
 #include "edit/comparison.h"
 #include "edit/indentation.h"
+#include "edit/limits.h"
 #include "edit/template_tree.h"
 #include "edit/written_lines.h"
 #include "template/framework/str.h"
@@ -55,6 +56,7 @@ class Checker {
     for (const WrittenLine& line : ReadLines(m_request, m_findings)) {
       m_line = &line;
       CheckLine();
+      if (m_blocks.size() > kDeepestBlocks) return std::move(m_findings);
     }
     for (const Chain& chain : m_chains) {
       WarnAt(chain.opening, "missing-endif",
@@ -344,11 +346,19 @@ class Checker {
            "each directive whole, on a line of its own" +
                std::string(m_nginx ? ", and an opening brace behind the name of its block" : ""));
     } else if (kind == TemplateLine::Kind::kOpening) {
-      m_blocks.push_back({Here(Begin()), Branches()});
+      OpenBlockHere();
       CheckOldValues(text);
     } else {
       CheckDirective(text, *written);
     }
+  }
+
+  void OpenBlockHere() {
+    m_blocks.push_back({Here(Begin()), Branches()});
+    if (m_blocks.size() <= kDeepestBlocks) return;
+    Warn(Begin(), "limit",
+         "an edit does not take blocks in blocks, more than " + std::to_string(kDeepestBlocks) +
+             " deep");
   }
 
   // False when a place does not close.
@@ -478,6 +488,7 @@ const std::vector<FindingKind> kTemplateWarnings = {
     {"unset-value", "a value that nothing sets"},
     {"missing-old-value", "a value that identifies a block has no old text"},
     {"unclosed-place", "a place that does not close"},
+    {"limit", "a template that is longer, or nests deeper, than an edit takes"},
     {"place-without-dollar", "a place without $, which stands for the whole line"},
     {"odd-comment", "a comment that is none"},
     {"missing-import", "an import of a file that is not there"},

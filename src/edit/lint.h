@@ -19,8 +19,9 @@ enum class ValuesGiven {
 
 // Looks at the request's template without a configuration, by its dialect, its importer and its
 // values; nothing else of the request counts. Returns what is found in the order of the places,
-// each with its template_place and line_text; nothing where there is nothing to say. Passes on what
-// the importer throws. Cost: linear in the template and its imports.
+// each with its template_place and line_text; nothing where there is nothing to say. What
+// stands behind a finding "limit" is not looked at; of a text that is too long it has no line_text.
+// Passes on what the importer throws. Cost: linear in the template and its imports.
 QELTEMPLATE_EXPORT std::vector<Finding> Lint(const Request& request, ValuesGiven given);
 
 // The names that these findings can have.

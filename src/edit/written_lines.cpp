@@ -58,6 +58,11 @@ void CheckImport(const TemplateText::Import& import, std::vector<Finding>& findi
 std::vector<WrittenLine> ReadLines(const Request& request, std::vector<Finding>& findings) {
   const TemplateText text = WithImports(request);
   std::vector<WrittenLine> lines;
+  if (text.excess) {
+    const std::string what = "an edit does not take " + text.excess->what;
+    findings.push_back(FindingAt(text.excess->place, "", "limit", what));
+    return lines;
+  }
   auto import = text.imports.begin();
   for (std::size_t i = 0; i <= text.lines.size(); ++i) {
     for (; import != text.imports.end() && import->next == i; ++import) {

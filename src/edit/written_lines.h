@@ -25,7 +25,8 @@ struct WrittenLine {
 
 // The lines of the request's template in the order in which the library reads them: those of an
 // imported file instead of the import, which stays as a line before them. Adds what is wrong with
-// imports to `findings`. Passes on what the request's importer throws.
+// imports to `findings`. Of a template that is more than an edit takes (see limits.h) there are no
+// lines, and one finding. Passes on what the request's importer throws.
 std::vector<WrittenLine> ReadLines(const Request& request, std::vector<Finding>& findings);
 
 // A finding about a line of a template that stands there as `line`.

@@ -3,9 +3,11 @@
 // How much an edit takes, and what is said of more. What is as much as it takes is edited.
 
 #include "edit/limits.h"
+#include "edit/lint.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <optional>
 #include <string>
@@ -121,6 +123,11 @@ std::vector<Amount> Amounts() {
   };
 }
 
+bool HasLimit(const std::vector<Finding>& findings) {
+  return std::any_of(findings.begin(), findings.end(),
+                     [](const Finding& finding) { return finding.name == "limit"; });
+}
+
 TEST(Limits, OfTemplatesAndValuesAreNamed) {
   for (const Amount& amount : Amounts()) {
     SCOPED_TRACE(amount.name);
@@ -137,7 +144,28 @@ TEST(Limits, OfTemplatesAndValuesAreNamed) {
     Findings findings;
     Prototype(request, findings);
     EXPECT_EQ(AllOf(findings.refusals), AllOf(result.refusals));
+    EXPECT_FALSE(HasLimit(Lint(amount.request_of(amount.most), ValuesGiven::kNone)));
+    EXPECT_EQ(AllOf(Lint(request, ValuesGiven::kNone)), AllOf(result.refusals));
   }
+}
+
+// A block is closed again before the next one opens.
+TEST(Limits, AreNoneForBlocksBesideEachOther) {
+  const Request request = RequestWith(Dialect::kNginx, Repeated("a {\n}\n", kDeepestBlocks + 1));
+  EXPECT_EQ(AllOf(Lint(request, ValuesGiven::kNone)), "");
+}
+
+// What stands behind it is not looked at.
+TEST(Limits, AreTheLastThatIsSaidOfATemplate) {
+  const Request request =
+      RequestWith(Dialect::kNginx, "x\n" + Repeated("a {\n", kDeepestBlocks) + "  b {\nx\n");
+  const std::vector<Finding> findings = Lint(request, ValuesGiven::kNone);
+  ASSERT_EQ(findings.size(), 2U) << AllOf(findings);
+  EXPECT_EQ(findings[0].name, "not-a-directive");
+  EXPECT_EQ(AllOf({findings[1]}),
+            "site.template:102:3: an edit does not take blocks in blocks, more than 100 deep "
+            "[limit]\n");
+  EXPECT_EQ(findings[1].line_text, "  b {");
 }
 
 TEST(Limits, HoldForImportedFiles) {
