@@ -138,12 +138,20 @@ class BlockPlanner {
     if (child && *child != kNoChild) m_work.Remove(position, *child);
   }
 
+  // A comment behind a directive is about that.
+  bool HasItsLine(const Child& comment) const {
+    const std::string_view text = m_work.planning().contents.document().text();
+    const std::size_t before = text.substr(0, comment.bytes.begin).find_last_not_of(" \t");
+    return before == std::string_view::npos || text[before] == '\n';
+  }
+
   std::set<std::size_t> FreeComments(const TemplateLine& line) const {
     std::set<std::size_t> free;
     for (const std::optional<Written>* const written : {&line.was, &line.now}) {
       if (!*written) continue;
       for (const std::size_t child : m_work.index().Comments((*written)->text)) {
-        if (!m_work.IsClaimed(child) && !m_work.IsRemoved(child)) free.insert(child);
+        const bool is_free = !m_work.IsClaimed(child) && !m_work.IsRemoved(child);
+        if (is_free && HasItsLine(m_work.ChildAt(child))) free.insert(child);
       }
     }
     return free;
