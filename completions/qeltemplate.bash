@@ -73,7 +73,7 @@ _qeltemplate() {
   case $command in
     apply)
       options+=$request$values$guards
-      options+=$'\n--diff\n--color\n--in-place\n--output\n--dry-run\n--check\n--reload'
+      options+=$'\n--diff\n--color\n--in-place\n--output\n--dry-run\n--json\n--check\n--reload'
       options+=$'\n--skip-missing\n--exit-code\n--jobs'
       ;;
     prototype) options+=$request$values$writing ;;

@@ -31,6 +31,7 @@ complete -c qeltemplate -n $coloured -l color -x -a 'auto always never' -d 'Colo
 complete -c qeltemplate -n $apply -l in-place -d 'Replace CONFIG'
 complete -c qeltemplate -n $apply -l output -r -F -d 'Write the edited text to a file'
 complete -c qeltemplate -n $apply -l dry-run -d 'Only say what would change'
+complete -c qeltemplate -n $apply -l json -d 'Write what has been done as JSON'
 complete -c qeltemplate -n $apply -l check -a strict -d 'Have the server judge the result'
 complete -c qeltemplate -n $apply -l reload -x -d 'Run a command when all files are in place'
 complete -c qeltemplate -n $apply -l skip-missing -d 'Leave alone a file that has none of the blocks'

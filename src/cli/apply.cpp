@@ -15,6 +15,7 @@
 #include <set>
 #include <utility>
 
+#include "cli/apply_report.h"
 #include "cli/command.h"
 #include "cli/diff.h"
 #include "cli/findings.h"
@@ -44,9 +45,9 @@ of them --force REASON makes the edit all the same. Where several blocks fit,
 --all edits all of them. For a value that does not fit its place, --quote writes
 it in quotes, and --raw NAME puts it in, whatever it holds.
 
-Several CONFIG need --diff, --in-place or --dry-run. With --in-place all of them
-are replaced, or none. A CONFIG that is named like a backup or an editor's copy of
-another one given ("site.orig" beside "site") is left out.
+Several CONFIG need --diff, --in-place, --dry-run or --json. With --in-place all
+of them are replaced, or none. A CONFIG that is named like a backup or an editor's
+copy of another one given ("site.orig" beside "site") is left out.
 
 A CMD of --check that holds "{}" is run for each new text before that is put in
 place, with its path for "{}". Any other CMD is run once, when all new texts are in
@@ -78,6 +79,7 @@ struct ApplyOptions : RequestOptions, GuardOptions {
   std::string backup_suffix;  // "": no backup
   std::string output;         // "": none
   bool dry_run = false;
+  bool json = false;
   bool check = false;
   std::string check_command;  // "": the dialect's; kStrict: the same
   std::string reload;         // "": none
@@ -125,8 +127,8 @@ void Check(const ApplyOptions& options) {
   CheckGuardOptions(options);
   if (options.configs.size() > 1) {
     if (!options.output.empty()) throw CLI::ValidationError("--output", "takes one CONFIG only");
-    if (!options.diff && !options.in_place && !options.dry_run) {
-      throw CLI::ValidationError("CONFIG", "several need --diff, --in-place or --dry-run");
+    if (!options.diff && !options.in_place && !options.dry_run && !options.json) {
+      throw CLI::ValidationError("CONFIG", "several need --diff, --in-place, --dry-run or --json");
     }
     if (ReadsStandardInput(options)) {
       throw CLI::ValidationError("CONFIG", "\"-\" cannot be one of several");
@@ -154,6 +156,8 @@ void AddOutputOptions(CLI::App& command, ApplyOptions& options) {
   AddOptionalValue(
       command, "--check", "CMD", options.check_command,
       "Have the server judge the result, by CMD or its own test; strict: no new warning");
+  command.add_flag("--json", options.json,
+                   "Write what has been done as JSON, with the diff if that is asked for");
   command.add_option("--reload", options.reload, "Run CMD when all files are in place")
       ->check(CheckCommandText)
       ->type_name("CMD");
@@ -180,9 +184,10 @@ std::string Listed(const std::vector<std::string>& names) {
 struct Result {
   std::optional<tov_edit::Dialect> dialect;
   bool changed = false;
-  bool skipped = false;    // it has none of the template's blocks
-  std::size_t locked = 0;  // which one of those that are locked, for an edit in place
-  std::string out;         // for standard output
+  bool skipped = false;                  // it has none of the template's blocks
+  std::size_t locked = 0;                // which one of those that are locked, for an edit in place
+  std::string out;                       // for standard output
+  std::optional<tov_edit::Result> edit;  // for the report, without its text
   std::vector<tov_edit::Finding> warnings;
   std::exception_ptr failure;
 };
@@ -208,13 +213,16 @@ class Run {
     EditAll();
     SayGuesses();
     SayWarnings();
-    if (m_names.size() == 1 && m_results[0].failure) std::rethrow_exception(m_results[0].failure);
-    const ExitCode failed = ReportFailures();
-    if (failed == kDone && m_update) Commit(UpdateFor(*m_results[0].dialect));
-    SaySummary();
-    if (failed != kDone && m_options.in_place) Say(kNothingWritten);
-    return {TakeOutput(),
-            failed == kDone && m_options.exit_code && AnyChanged() ? kChanged : failed};
+    if (m_names.size() == 1 && m_results[0].failure && !m_options.json) {
+      std::rethrow_exception(m_results[0].failure);
+    }
+    ExitCode code = ReportFailures();
+    const bool edited = code == kDone;
+    if (edited && m_update) code = CommitAndSay(UpdateFor(*m_results[0].dialect));
+    if (!m_failure) SaySummary();
+    if (!edited && m_options.in_place) Say(kNothingWritten);
+    if (code == kDone && m_options.exit_code && AnyChanged()) code = kChanged;
+    return {m_options.json ? Report(code) : TakeOutput(), code};
   }
 
  private:
@@ -222,7 +230,7 @@ class Run {
     Request request = LoadRequest(options);
     SetGuards(options, request.edit);
     request.edit.skip_missing = options.skip_missing;
-    request.edit.list_changes = false;
+    request.edit.list_changes = options.json;
     return request;
   }
 
@@ -237,7 +245,7 @@ class Run {
       return leftovers.count(name) != 0;
     };
     names.erase(std::remove_if(names.begin(), names.end(), is_one), names.end());
-    m_left_out = left_out.size();
+    m_left_out = left_out;
     Say("left out, as copies of other files named here: " + Listed(left_out));
     return names;
   }
@@ -336,10 +344,20 @@ class Run {
     return options;
   }
 
-  void Commit(const tov_update::UpdateOptions& options) {
-    for (const std::string& warning : m_update->Commit(options).new_warnings) {
+  // Throws when it cannot be done, unless that goes into a report.
+  ExitCode CommitAndSay(const tov_update::UpdateOptions& options) {
+    try {
+      m_committed = m_update->Commit(options);
+    } catch (const tov_update::Failure& error) {
+      if (!m_options.json) throw;
+      Say(error.what());
+      m_failure = std::current_exception();
+      return ExitCodeOf(error);
+    }
+    for (const std::string& warning : m_committed->new_warnings) {
       Say("warning: " + options.check + ": " + warning);
     }
+    return kDone;
   }
 
   void EditAll() {
@@ -355,7 +373,9 @@ class Run {
     try {
       const std::string text = Read(file);
       std::string edited = Edit(file, text, result);
-      result.out = Shown(text, edited, TextName(m_names[file]));
+      if (!m_options.json || m_options.diff) {
+        result.out = Shown(text, edited, TextName(m_names[file]));
+      }
       if (m_update && (result.changed || !m_options.in_place)) {
         m_update->Replace(m_options.in_place ? result.locked : 0, std::move(edited));
       }
@@ -369,6 +389,10 @@ class Run {
     const std::string name = TextName(m_names[file]);
     result.dialect = m_request.dialect ? *m_request.dialect : DialectOf(text, name);
     tov_edit::Result made = EditIn(*result.dialect).On(text, name);
+    if (m_options.json) {
+      result.edit = made;
+      result.edit->text.clear();
+    }
     RefuseIfFound(made.refusals, name, "not edited:");
     result.skipped = made.skipped;
     result.changed = made.changed;
@@ -397,7 +421,7 @@ class Run {
                     const std::string& name) const {
     if (m_options.diff) {
       const std::string diff = UnifiedDiff(text, edited, name);
-      return m_coloured ? Coloured(diff) : diff;
+      return m_coloured && !m_options.json ? Coloured(diff) : diff;
     }
     if (m_options.dry_run) return text == edited ? "" : name + ": would be changed\n";
     return m_update ? std::string() : edited;
@@ -432,25 +456,29 @@ class Run {
     ExitCode worst = kDone;
     for (std::size_t i = 0; i < m_results.size(); ++i) {
       if (!m_results[i].failure) continue;
-      const ExitCode code = Report(m_results[i].failure, m_names[i]);
+      const ExitCode code = SayFailure(m_results[i].failure, m_names[i]);
       if (worst != kFailed) worst = code;
     }
     return worst;
   }
 
-  static ExitCode Report(const std::exception_ptr& failure, const std::string& name) {
+  static ExitCode SayFailure(const std::exception_ptr& failure, const std::string& name) {
+    Say(MessageOf(failure, name));
+    return CodeOf(failure);
+  }
+
+  static std::string MessageOf(const std::exception_ptr& failure, const std::string& name) {
     try {
       std::rethrow_exception(failure);
     } catch (const std::bad_alloc&) {
-      Say(name + ": out of memory");
+      return name + ": out of memory";
     } catch (const Failure& error) {
-      Say(error.what());
+      return error.what();
     } catch (const tov_update::Failure& error) {
-      Say(error.what());
+      return error.what();
     } catch (const std::exception& error) {
-      Say(name + ": " + error.what());
+      return name + ": " + error.what();
     }
-    return CodeOf(failure);
   }
 
   static ExitCode CodeOf(const std::exception_ptr& failure) {
@@ -462,7 +490,7 @@ class Run {
   }
 
   void SaySummary() const {
-    if (m_results.size() == 1 && m_left_out == 0 && !m_options.dry_run) return;
+    if (m_results.size() == 1 && m_left_out.empty() && !m_options.dry_run) return;
     std::size_t changed = 0;
     std::size_t skipped = 0;
     std::size_t refused = 0;
@@ -478,13 +506,35 @@ class Run {
     }
     const std::size_t unchanged = m_results.size() - changed - skipped - refused - failed;
     Say(std::to_string(changed) + " changed, " + std::to_string(unchanged) + " unchanged, " +
-        std::to_string(skipped + m_left_out) + " skipped, " + std::to_string(refused) +
+        std::to_string(skipped + m_left_out.size()) + " skipped, " + std::to_string(refused) +
         " refused, " + std::to_string(failed) + " failed");
   }
 
   bool AnyChanged() const {
     return std::any_of(m_results.begin(), m_results.end(),
                        [](const Result& result) { return result.changed; });
+  }
+
+  std::string Report(ExitCode code) {
+    ApplyReport report;
+    report.outcome = code;
+    report.written = m_options.WritesFiles();
+    report.left_out = m_left_out;
+    report.update = m_committed;
+    report.failure = m_failure;
+    for (std::size_t i = 0; i < m_names.size(); ++i) {
+      Result& result = m_results[i];
+      ReportedFile file;
+      file.name = TextName(m_names[i]);
+      file.dialect = result.dialect;
+      if (result.edit) file.edit = &*result.edit;
+      if (m_options.diff && !result.failure) file.diff = std::move(result.out);
+      if (result.failure && (!result.edit || result.edit->refusals.empty())) {
+        file.problem = MessageOf(result.failure, m_names[i]);
+      }
+      report.files.push_back(std::move(file));
+    }
+    return ReportText(report);
   }
 
   std::string TakeOutput() {
@@ -498,7 +548,9 @@ class Run {
   const bool m_coloured;
   std::optional<tov_update::FileUpdate> m_update;
   std::vector<std::string> m_names;
-  std::size_t m_left_out = 0;
+  std::vector<std::string> m_left_out;
+  std::optional<tov_update::UpdateResult> m_committed;
+  std::exception_ptr m_failure;  // of the update, for the report
   std::vector<Result> m_results;
   std::mutex m_preparing;
   std::map<tov_edit::Dialect, std::optional<tov_edit::PreparedEdit>> m_prepared;  // by dialects
@@ -518,13 +570,30 @@ void AddOptions(CLI::App& command, ApplyOptions& options) {
   });
 }
 
+// What goes wrong before any file is edited goes into the report, too.
+Outcome RunApply(const ApplyOptions& options) {
+  try {
+    return Run(options)();
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const std::exception& error) {
+    if (!options.json) throw;
+    Say(error.what());
+    ApplyReport report;
+    report.outcome = ExitCodeOf(error);
+    report.written = options.WritesFiles();
+    report.failure = std::current_exception();
+    return {ReportText(report), report.outcome};
+  }
+}
+
 }  // namespace
 
 Command AddApply(CLI::App& program) {
   CLI::App* command = program.add_subcommand("apply", "Edit configurations by a template");
   const auto options = std::make_shared<ApplyOptions>();
   command->preparse_callback([command, options](std::size_t) { AddOptions(*command, *options); });
-  return {command, [options] { return Run(*options)(); }};
+  return {command, [options] { return RunApply(*options); }};
 }
 
 }  // namespace cli

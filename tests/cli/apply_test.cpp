@@ -89,7 +89,7 @@ TEST_F(Apply, RefusesOptionsThatDoNotGoTogether) {
        "--in-place: excludes --output"},
       {"several files to standard output",
        {"site.conf", "b"},
-       "CONFIG: several need --diff, --in-place or --dry-run"},
+       "CONFIG: several need --diff, --in-place, --dry-run or --json"},
       {"several files to one",
        {"--output", "x", "site.conf", "b"},
        "--output: takes one CONFIG only"},

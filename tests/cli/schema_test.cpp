@@ -137,9 +137,42 @@ TEST_F(Schema, HoldsForLint) {
   ExpectValid("lint", {"lint", "--json", "site.template"}, 6);
 }
 
+TEST_F(Schema, HoldsForApplyHoweverItEnds) {
+  m_sandbox.Write("same.conf", ServerNamed("b"));
+  m_sandbox.Write("other.conf", ServerNamed("c"));
+  struct Case {
+    const char* name;
+    Words options;
+    int exit_code;
+  };
+  const Case cases[] = {
+      {"only looked at", {"site.conf"}, 0},
+      {"with a diff, and an exit status", {"--diff", "--exit-code", "site.conf", "same.conf"}, 1},
+      {"refused, beside one that is not there", {"--diff", "site.conf", "other.conf", "none"}, 3},
+      {"skipped, left out", {"--skip-missing", "site.conf", "other.conf", "site.conf~"}, 0},
+      {"a failing check", {"--in-place", "--check=echo no; false", "site.conf"}, 5},
+      {"a command that is killed", {"--in-place", "--reload", "kill -9 $$", "site.conf"}, 5},
+      {"no such directory", {"--output", "none/x", "site.conf"}, 3},
+      {"a template that is not there", {"--template", "none", "site.conf"}, 3},
+      {"written, with backups",
+       {"--in-place=~", "--check=true", "--reload", "true", "site.conf"},
+       0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    Words words = {"apply", "--json",         "--dialect", "nginx",
+                   "--old", "name=a.example", "--set",     "name=b"};
+    if (c.options.front() != "--template")
+      words.insert(words.end(), {"--template", "site.template"});
+    words.insert(words.end(), c.options.begin(), c.options.end());
+    ExpectValid("apply", words, c.exit_code);
+  }
+}
+
 TEST_F(Schema, CanFail) {
   EXPECT_EQ(Problems("lint", "{}"), "$: 'warnings' is a required property\n");
   EXPECT_NE(Problems("inspect", R"({"more": 1})"), "");
+  EXPECT_NE(Problems("apply", R"({"outcome": "done"})"), "");
   EXPECT_EQ(Problems("lint", R"([{"warnings": []}, {}])"),
             "$: 'warnings' is a required property\n");
   EXPECT_NE(Problems("explain", R"({"warnings": [{"name": 1}]})"), "");
