@@ -30,7 +30,8 @@ const std::map<std::string, std::set<std::string>> kBelow = {
     {"edit", {"document", "template", "template/framework"}},
     {"report", {"edit", "document"}},
     {"update", {}},
-    {"cli", {"edit", "report", "update", "document", "template", "template/framework"}},
+    {"server", {"edit", "report", "update", "document", "template", "template/framework"}},
+    {"cli", {"server", "edit", "report", "update", "document", "template", "template/framework"}},
 };
 
 bool IsCode(const fs::path& file) {

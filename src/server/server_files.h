@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// The files of a server: its main file, and what this includes, as the server itself finds it.
+//
+//   tov_server::ReadingOptions options;
+//   options.dialect = tov_server::Dialect::kNginx;
+//   options.main = "/etc/nginx/nginx.conf";
+//   const tov_server::ServerFiles server = tov_server::ReadServer(options);
+//
+// Nothing is written, and no program is run. All functions may be called by several threads at a
+// time, and change nothing that a process shares.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "document/dialect.h"
+#include "edit/finding.h"
+#include "server/export.h"
+
+namespace tov_server {
+
+using tov_document::Dialect;
+using tov_edit::Finding;
+
+struct ReadingOptions {
+  Dialect dialect = Dialect::kNginx;
+
+  // The main file. The names of the others are absolute if this one is, or the server itself says
+  // where they are.
+  std::string main;
+
+  // The directory that relative names in the files are relative to. "": of nginx the main file's,
+  // and httpd's ServerRoot; until one is stated that is the main file's directory, or the one above
+  // it where that is called "conf".
+  std::string prefix;
+
+  // Nothing outside of these directories is read, wherever links lead; empty: there is no limit.
+  std::vector<std::string> roots;
+
+  // What httpd is started with; see also ReadEnvironment.
+  std::set<std::string> defines;                   // -D NAME, for <IfDefine>
+  std::map<std::string, std::string> environment;  // for ${NAME}, where no Define says it
+
+  // The modules that httpd has of itself, as <IfModule> names them: "mod_so.c" or "so_module". What
+  // LoadModule lines load comes on top. None: not known; they are those that are usual, and
+  // <IfModule> holds as long as no LoadModule has been read.
+  std::optional<std::set<std::string>> modules;
+
+  // httpd's, "2.4.62", for <IfVersion>; "": not known, then it holds.
+  std::string version;
+
+  // Is told after each file how many have been read.
+  std::function<void(std::size_t)> progress;
+};
+
+// An include directive that is followed.
+struct Include {
+  // In the text of its file, from the first byte to what ends it.
+  std::uint32_t begin = 0;
+  std::uint32_t end = 0;
+
+  // What it reads, by position in ServerFiles::files, in the server's order. A file that is read
+  // several times may include something else each time, by variables: all of that.
+  std::vector<std::size_t> files;
+};
+
+struct ServerFile {
+  std::string name;               // as the server names it
+  std::string text;               // byte for byte
+  std::vector<Include> includes;  // in the order of the text
+};
+
+struct ServerFiles {
+  Dialect dialect = Dialect::kNginx;
+
+  // The main one first, the others in the order in which the server reads them. Each once, however
+  // often it is included, and by whatever names: the first one counts. Empty when the main file
+  // cannot be read.
+  std::vector<ServerFile> files;
+
+  // What was not followed, or not understood:
+  //   missing-file       a file that is named is not there
+  //   unreadable-file    a file or a directory that cannot be read
+  //   outside-root       it is outside of the roots
+  //   include-cycle      a file that includes itself, maybe by way of others
+  //   include-arguments  an include without a file's name, or with more than one
+  //   too-many-files     more than are read
+  //   syntax-error       what follows in this file the server would not take, and is not looked at
+  std::vector<Finding> findings;
+};
+
+// Reads a server's files. Includes are followed wherever the server does: in any block, of nginx
+// not in Lua; of Apache where <IfModule>, <IfDefine>, <IfVersion> and <IfFile> hold, with the
+// variables that are defined then. Each file is read once. Cost: linear in what the server reads.
+QELTEMPLATE_SERVER_EXPORT ServerFiles ReadServer(const ReadingOptions& options);
+
+// What httpd gets from Debian's /etc/apache2/envvars, the shell's file `name`: the variables that
+// it sets, as far as that can be told without a shell. Empty where there is no such file.
+QELTEMPLATE_SERVER_EXPORT std::map<std::string, std::string> ReadEnvironment(
+    const std::string& name);
+
+}  // namespace tov_server

@@ -1,0 +1,337 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "server/server_reader.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <iterator>
+#include <system_error>
+#include <utility>
+
+#include "document/places.h"
+#include "edit/limits.h"
+
+namespace tov_server {
+namespace {
+
+using Problem = FoundPaths::Problem;
+using tov_edit::Quoted;
+
+// How deep httpd follows includes.
+constexpr std::size_t kDeepestIncludes = 128;
+
+// Of files, those that are read again included.
+constexpr std::size_t kMostReadings = 1'000'000;
+
+std::string DirectoryOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  return slash == std::string::npos ? std::string() : path.substr(0, slash == 0 ? 1 : slash);
+}
+
+// What relative names are relative to until the files say it.
+std::string FirstPrefix(const ReadingOptions& options) {
+  if (!options.prefix.empty()) return options.prefix;
+  const std::string directory = DirectoryOf(options.main);
+  const std::filesystem::path path(directory);
+  const bool conf = options.dialect == Dialect::kApache && path.filename() == "conf";
+  return conf ? path.parent_path().string() : directory;
+}
+
+// httpd's way to write a path: without "." and "..", whatever links there are.
+std::string Normal(const std::string& path) {
+  return std::filesystem::path(path).lexically_normal().string();
+}
+
+}  // namespace
+
+ServerReader::ServerReader(const ReadingOptions& options, Observer* observer)
+    : m_options(options),
+      m_observer(observer),
+      m_roots(options.roots),
+      m_state(options),
+      m_prefix(FirstPrefix(options)) {
+  m_server.dialect = options.dialect;
+}
+
+ServerFiles ServerReader::Read() {
+  const std::optional<std::size_t> main = FileOf(m_options.main, false);
+  if (main) {
+    Push(*main);
+    Run();
+  }
+  for (ServerFile& file : m_server.files) {
+    std::sort(file.includes.begin(), file.includes.end(),
+              [](const Include& a, const Include& b) { return a.begin < b.begin; });
+  }
+  return std::move(m_server);
+}
+
+void ServerReader::Run() {
+  while (!m_frames.empty()) {
+    Frame& frame = m_frames.back();
+    if (frame.next < frame.pending.size()) {
+      ReadIncluded(frame.pending[frame.next++]);
+    } else if (frame.step < m_steps[frame.file].size()) {
+      TakeStep(frame);
+    } else {
+      --m_active[frame.file];
+      m_frames.pop_back();
+    }
+  }
+}
+
+void ServerReader::TakeStep(Frame& frame) {
+  const std::size_t number = frame.step++;
+  const Step& step = m_steps[frame.file][number];
+  m_at = {frame.file, step.bytes.begin};
+  std::vector<std::string> expanded;
+  const bool apache = m_options.dialect == Dialect::kApache;
+  if (apache) {
+    for (const std::string& word : step.words) expanded.push_back(m_state.Expanded(word));
+  }
+  const std::vector<std::string>& words = apache ? expanded : step.words;
+  switch (step.kind) {
+    case Step::Kind::kOpen:
+      if (!Holds(step, words)) {
+        frame.step = step.close + 1;
+        return;
+      }
+      m_open.push_back(step.role);
+      break;
+    case Step::Kind::kClose:
+      m_open.pop_back();
+      break;
+    case Step::Kind::kDirective:
+      if (step.role == Role::kInclude || step.role == Role::kIncludeOptional) {
+        FollowInclude(frame, number, words);
+        return;
+      }
+      TakeDirective(step, words);
+      break;
+  }
+  if (m_observer != nullptr) m_observer->Take(step, words, frame.file);
+}
+
+void ServerReader::TakeDirective(const Step& step, const std::vector<std::string>& words) {
+  switch (step.role) {
+    case Role::kDefine:
+      m_state.Define(words);
+      break;
+    case Role::kUnDefine:
+      m_state.UnDefine(words);
+      break;
+    case Role::kLoadModule:
+      m_state.LoadModule(words);
+      break;
+    case Role::kServerRoot:
+      if (words.size() > 1) m_prefix = Normal(Below(m_prefix, words[1]));
+      break;
+    default:
+      break;
+  }
+}
+
+bool ServerReader::Holds(const Step& step, const std::vector<std::string>& words) const {
+  switch (step.role) {
+    case Role::kIfModule:
+      return m_state.HoldsIfModule(words);
+    case Role::kIfDefine:
+      return m_state.HoldsIfDefine(words);
+    case Role::kIfVersion:
+      return m_state.HoldsIfVersion(words);
+    case Role::kIfFile:
+      return HoldsIfFile(words);
+    default:
+      return true;
+  }
+}
+
+// What is outside of the roots is not looked at, and taken to be there.
+bool ServerReader::HoldsIfFile(const std::vector<std::string>& words) const {
+  if (words.size() < 2) return true;
+  const bool negated = words[1].substr(0, 1) == "!";
+  const std::string path = Normal(Below(m_prefix, words[1].substr(negated ? 1 : 0)));
+  if (!m_roots.Hold(path)) return !negated;
+  return IdentityOf(path).has_value() != negated;
+}
+
+// --- Includes ---
+
+void ServerReader::FollowInclude(Frame& frame, std::size_t step,
+                                 const std::vector<std::string>& words) {
+  if (IsIn(Role::kUnread)) return;
+  if (words.size() != 2) {
+    Add("include-arguments", "an include takes one name of a file, or one pattern");
+    return;
+  }
+  const bool optional = m_steps[frame.file][step].role == Role::kIncludeOptional;
+  std::vector<std::size_t> files = FilesOf(PathOf(words[1]), optional);
+  Note(frame.file, step, files);
+  frame.pending = std::move(files);
+  frame.next = 0;
+}
+
+std::string ServerReader::PathOf(const std::string& name) const {
+  const std::string path = Below(m_prefix, name);
+  return m_options.dialect == Dialect::kApache ? Normal(path) : path;
+}
+
+// What an include of `path` reads. Where all is well, nobody looks a second time.
+std::vector<std::size_t> ServerReader::FilesOf(const std::string& path, bool optional) {
+  const bool plain = IsIn(Role::kGeo);
+  const auto known = m_followed.find(path);
+  if (known != m_followed.end() && !plain) return known->second;
+  const FoundPaths found = plain ? FoundPaths{{path}, Problem::kNone, {}, {}}
+                           : m_options.dialect == Dialect::kApache
+                               ? FindForApache(path, optional, m_roots)
+                               : FindForNginx(path, m_roots);
+  AddProblem(found);
+  std::vector<std::size_t> files;
+  for (const std::string& each : found.paths) {
+    const std::optional<std::size_t> file = FileOf(each, optional);
+    if (file) files.push_back(*file);
+  }
+  const bool well = found.problem == Problem::kNone && files.size() == found.paths.size();
+  if (well && !files.empty() && !plain) m_followed[path] = files;
+  return files;
+}
+
+// Keeps what the include at `step` of `file` reads.
+void ServerReader::Note(std::size_t file, std::size_t step, const std::vector<std::size_t>& files) {
+  std::vector<Include>& includes = m_server.files[file].includes;
+  std::optional<std::size_t>& known = m_steps[file][step].include;
+  if (!known) {
+    known = includes.size();
+    const tov_document::Span bytes = m_steps[file][step].bytes;
+    includes.push_back({bytes.begin, bytes.end, files});
+    return;
+  }
+  std::vector<std::size_t>& before = includes[*known].files;
+  if (before == files) return;
+  const std::set<std::size_t> had(before.begin(), before.end());
+  std::copy_if(files.begin(), files.end(), std::back_inserter(before),
+               [&had](std::size_t each) { return had.count(each) == 0; });
+}
+
+void ServerReader::ReadIncluded(std::size_t file) {
+  const Frame& from = m_frames.back();
+  m_at = {from.file, m_steps[from.file][from.step - 1].bytes.begin};
+  if (IsCycle(file)) {
+    m_cyclic = true;
+    Add("include-cycle", Quoted(m_server.files[file].name) + " would be read within itself",
+        "Let the include not name this file");
+    return;
+  }
+  // What a file says to nginx does not depend on what has been read before.
+  const bool nothing_new = m_options.dialect == Dialect::kNginx && m_observer == nullptr;
+  if (nothing_new && m_begun[file]) return;
+  if (m_readings == kMostReadings) {
+    Add("too-many-files", "files are read more than " + std::to_string(kMostReadings) +
+                              " times; what follows is not");
+    m_frames.clear();
+    return;
+  }
+  Push(file);
+}
+
+void ServerReader::Push(std::size_t file) {
+  ++m_readings;
+  ++m_active[file];
+  m_begun[file] = true;
+  m_frames.push_back({file, 0, {}, 0});
+}
+
+// httpd does read a file within itself, which may come to an end by its variables.
+bool ServerReader::IsCycle(std::size_t file) const {
+  if (m_active[file] == 0) return false;
+  return m_options.dialect == Dialect::kNginx || m_cyclic || m_frames.size() > kDeepestIncludes;
+}
+
+// --- Files ---
+
+// The file at `path`, read if it is not known yet; none: it cannot be read, which has been said.
+std::optional<std::size_t> ServerReader::FileOf(const std::string& path, bool optional) {
+  const auto named = m_by_name.find(path);
+  if (named != m_by_name.end()) return named->second;
+  if (!m_roots.Hold(path)) {
+    AddProblem({{}, Problem::kOutside, path, {}});
+    return std::nullopt;
+  }
+  const std::optional<FileIdentity> identity = IdentityOf(path);
+  if (identity && m_by_identity.count(*identity) != 0) {
+    return m_by_name[path] = m_by_identity[*identity];
+  }
+  FileText read = ReadText(path, tov_edit::kLargestText - m_bytes);
+  if (read.error != 0) {
+    const bool missing = read.error == ENOENT || read.error == ENOTDIR;
+    if (!missing || !optional) {
+      const std::string reason =
+          read.problem.empty() ? std::generic_category().message(read.error) : read.problem;
+      AddProblem({{}, missing ? Problem::kMissing : Problem::kUnreadable, path, reason});
+    }
+    return std::nullopt;
+  }
+  const std::size_t file = AddFile(path, std::move(read.text));
+  if (identity) m_by_identity[*identity] = file;
+  return file;
+}
+
+std::size_t ServerReader::AddFile(const std::string& path, std::string text) {
+  const std::size_t file = m_server.files.size();
+  m_bytes += text.size();
+  m_server.files.push_back({path, std::move(text), {}});
+  m_by_name[path] = file;
+  const tov_document::Document document(m_options.dialect, m_server.files.back().text);
+  m_steps.push_back(StepsOf(document));
+  m_active.push_back(0);
+  m_begun.push_back(false);
+  if (const auto& error = document.error()) {
+    Finding finding{"syntax-error", Describe(*error)};
+    finding.config_places.push_back(PlaceOf(file, error->at));
+    if (error->opened) finding.config_places.push_back(PlaceOf(file, *error->opened));
+    m_server.findings.push_back(std::move(finding));
+  }
+  if (m_options.progress) m_options.progress(m_server.files.size());
+  return file;
+}
+
+// --- Findings ---
+
+FilePlace ServerReader::PlaceOf(std::size_t file, std::uint32_t offset) const {
+  const ServerFile& read = m_server.files[file];
+  const tov_document::Place place = tov_document::Places(read.text).Of(offset);
+  return {read.name, place.line, place.column};
+}
+
+void ServerReader::AddProblem(const FoundPaths& found) {
+  const std::string name = Quoted(found.at);
+  switch (found.problem) {
+    case Problem::kNone:
+      break;
+    case Problem::kMissing:
+      Add("missing-file", "there is no " + name);
+      break;
+    case Problem::kUnreadable:
+      Add("unreadable-file", name + " cannot be read: " + found.reason);
+      break;
+    case Problem::kOutside:
+      Add("outside-root", name + " is outside of the directories that may be read");
+      break;
+  }
+}
+
+// Once for each directive.
+void ServerReader::Add(const char* name, const std::string& message, const std::string& hint) {
+  const auto at = m_at.value_or(std::make_pair(std::size_t{0}, std::uint32_t{0}));
+  if (!m_said.emplace(name, at.first, at.second, message).second) return;
+  Finding finding{name, message, hint};
+  finding.config_places.push_back(m_at ? PlaceOf(at.first, at.second) : FilePlace{m_options.main});
+  m_server.findings.push_back(std::move(finding));
+}
+
+ServerFiles ReadServer(const ReadingOptions& options) {
+  return ServerReader(options, nullptr).Read();
+}
+
+}  // namespace tov_server
