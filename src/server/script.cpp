@@ -44,17 +44,12 @@ constexpr Named kNginxBlocks[] = {
 };
 
 constexpr Named kApacheDirectives[] = {
-    {"Include", Role::kInclude},
-    {"IncludeOptional", Role::kIncludeOptional},
-    {"Define", Role::kDefine},
-    {"UnDefine", Role::kUnDefine},
-    {"LoadModule", Role::kLoadModule},
-    {"ServerRoot", Role::kServerRoot},
-    {"ServerName", Role::kName},
-    {"ServerAlias", Role::kNames},
-    {"DocumentRoot", Role::kRoot},
-    {"SSLEngine", Role::kTls},
-    {"SSLCertificateFile", Role::kCertificate},
+    {"Include", Role::kInclude},       {"IncludeOptional", Role::kIncludeOptional},
+    {"Define", Role::kDefine},         {"UnDefine", Role::kUnDefine},
+    {"LoadModule", Role::kLoadModule}, {"ServerRoot", Role::kServerRoot},
+    {"ServerName", Role::kName},       {"ServerAlias", Role::kNames},
+    {"Listen", Role::kListen},         {"DocumentRoot", Role::kRoot},
+    {"SSLEngine", Role::kTls},         {"SSLCertificateFile", Role::kCertificate},
 };
 
 constexpr Named kApacheBlocks[] = {

@@ -85,16 +85,13 @@ struct ServerFiles {
   // cannot be read.
   std::vector<ServerFile> files;
 
-  // What was not followed, or not understood:
-  //   missing-file       a file that is named is not there
-  //   unreadable-file    a file or a directory that cannot be read
-  //   outside-root       it is outside of the roots
-  //   include-cycle      a file that includes itself, maybe by way of others
-  //   include-arguments  an include without a file's name, or with more than one
-  //   too-many-files     more than are read
-  //   syntax-error       what follows in this file the server would not take, and is not looked at
+  // What was not followed, or not understood, in the order of reading. Their names are in
+  // kServerWarnings; another is "syntax-error", behind which nothing of the file is looked at.
   std::vector<Finding> findings;
 };
+
+// The names of the findings, for help texts.
+QELTEMPLATE_SERVER_EXPORT extern const std::vector<tov_edit::FindingKind> kServerWarnings;
 
 // Reads a server's files. Includes are followed wherever the server does: in any block, of nginx
 // not in Lua; of Apache where <IfModule>, <IfDefine>, <IfVersion> and <IfFile> hold, with the

@@ -45,6 +45,15 @@ std::string Normal(const std::string& path) {
 
 }  // namespace
 
+const std::vector<tov_edit::FindingKind> kServerWarnings = {
+    {"missing-file", "a file that is included is not there"},
+    {"unreadable-file", "a file or a directory that is included cannot be read"},
+    {"outside-root", "what is included is outside of the directories that may be read"},
+    {"include-cycle", "a file includes itself, maybe by way of others"},
+    {"include-arguments", "an include without a name, or with several"},
+    {"too-many-files", "files include others again and again"},
+};
+
 ServerReader::ServerReader(const ReadingOptions& options, Observer* observer)
     : m_options(options),
       m_observer(observer),
@@ -287,9 +296,12 @@ std::size_t ServerReader::AddFile(const std::string& path, std::string text) {
   m_active.push_back(0);
   m_begun.push_back(false);
   if (const auto& error = document.error()) {
-    Finding finding{"syntax-error", Describe(*error)};
-    finding.config_places.push_back(PlaceOf(file, error->at));
-    if (error->opened) finding.config_places.push_back(PlaceOf(file, *error->opened));
+    Finding finding = FindingAt(file, error->at);
+    finding.name = "syntax-error";
+    finding.message = Describe(*error);
+    if (error->opened) {
+      finding.config_places.push_back(FindingAt(file, *error->opened).config_places.front());
+    }
     m_server.findings.push_back(std::move(finding));
   }
   if (m_options.progress) m_options.progress(m_server.files.size());
@@ -298,10 +310,15 @@ std::size_t ServerReader::AddFile(const std::string& path, std::string text) {
 
 // --- Findings ---
 
-FilePlace ServerReader::PlaceOf(std::size_t file, std::uint32_t offset) const {
+// One that has no name yet.
+Finding ServerReader::FindingAt(std::size_t file, std::uint32_t offset) const {
   const ServerFile& read = m_server.files[file];
   const tov_document::Place place = tov_document::Places(read.text).Of(offset);
-  return {read.name, place.line, place.column};
+  Finding finding;
+  finding.config_places.push_back({read.name, place.line, place.column});
+  const std::size_t begin = offset + 1 - place.column;
+  finding.line_text = read.text.substr(begin, read.text.find('\n', begin) - begin);
+  return finding;
 }
 
 void ServerReader::AddProblem(const FoundPaths& found) {
@@ -325,8 +342,12 @@ void ServerReader::AddProblem(const FoundPaths& found) {
 void ServerReader::Add(const char* name, const std::string& message, const std::string& hint) {
   const auto at = m_at.value_or(std::make_pair(std::size_t{0}, std::uint32_t{0}));
   if (!m_said.emplace(name, at.first, at.second, message).second) return;
-  Finding finding{name, message, hint};
-  finding.config_places.push_back(m_at ? PlaceOf(at.first, at.second) : FilePlace{m_options.main});
+  Finding finding;
+  if (m_at) finding = FindingAt(at.first, at.second);
+  if (!m_at) finding.config_places.push_back({m_options.main});
+  finding.name = name;
+  finding.message = message;
+  finding.hint = hint;
   m_server.findings.push_back(std::move(finding));
 }
 

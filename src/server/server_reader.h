@@ -21,8 +21,6 @@
 
 namespace tov_server {
 
-using tov_edit::FilePlace;
-
 // Is told what a server does, one step after the other, wherever it stands.
 class Observer {
  public:
@@ -71,7 +69,7 @@ class ServerReader {
 
   void AddProblem(const FoundPaths& found);
   void Add(const char* name, const std::string& message, const std::string& hint = {});
-  FilePlace PlaceOf(std::size_t file, std::uint32_t offset) const;
+  Finding FindingAt(std::size_t file, std::uint32_t offset) const;
 
   const ReadingOptions& m_options;
   Observer* const m_observer;
