@@ -2,6 +2,9 @@
 
 #include "cli/apply_report.h"
 
+#include <cstddef>
+#include <utility>
+
 #include "report/json.h"
 #include "report/json_writer.h"
 #include "update/failure.h"
@@ -9,7 +12,7 @@
 namespace cli {
 namespace {
 
-using nlohmann::ordered_json;
+using report::JsonWriter;
 
 const char* OutcomeName(ExitCode code) {
   switch (code) {
@@ -27,39 +30,40 @@ const char* OutcomeName(ExitCode code) {
   }
 }
 
-ordered_json FileJson(const ReportedFile& file) {
-  ordered_json json = {{"file", file.name}};
-  if (file.dialect) json["dialect"] = NameOf(*file.dialect);
-  if (file.edit != nullptr) json.update(report::Json(*file.edit));
-  if (file.diff) json["diff"] = *file.diff;
-  if (!file.problem.empty()) json["problem"] = file.problem;
-  return json;
+void WriteFile(JsonWriter& json, const ReportedFile& file) {
+  json.Begin('{');
+  json.Member("file", file.name);
+  if (file.dialect) json.Member("dialect", NameOf(*file.dialect));
+  if (file.edit != nullptr) WriteMembers(json, *file.edit);
+  if (file.diff) json.Member("diff", *file.diff);
+  if (!file.problem.empty()) json.Member("problem", file.problem);
+  json.End('}');
 }
 
 // Of a failure about commands and files: what is known of them.
-ordered_json DataJson(const tov_update::FailureData& data) {
-  ordered_json json = ordered_json::object();
-  if (!data.files.empty()) json["files"] = data.files;
-  if (!data.not_put_back.empty()) json["not_put_back"] = data.not_put_back;
+void WriteData(JsonWriter& json, const tov_update::FailureData& data) {
+  if (!data.files.empty()) json.Member("files", data.files);
+  if (!data.not_put_back.empty()) json.Member("not_put_back", data.not_put_back);
   if (!data.command.empty()) {
-    json["command"] = data.command;
-    json["output"] = data.output;
+    json.Member("command", data.command);
+    json.Member("output", data.output);
   }
-  if (data.exit_status) json["exit_status"] = *data.exit_status;
-  if (data.signal) json["signal"] = *data.signal;
-  return json;
+  if (data.exit_status) json.Member("exit_status", static_cast<std::size_t>(*data.exit_status));
+  if (data.signal) json.Member("signal", static_cast<std::size_t>(*data.signal));
 }
 
-ordered_json FailureJson(const std::exception_ptr& failure) {
+void WriteFailure(JsonWriter& json, const std::exception_ptr& failure) {
+  json.Name("failure");
+  json.Begin('{');
   try {
     std::rethrow_exception(failure);
   } catch (const tov_update::Failure& error) {
-    ordered_json json = {{"message", error.what()}};
-    json.update(DataJson(error.Data()));
-    return json;
+    json.Member("message", std::string(error.what()));
+    WriteData(json, error.Data());
   } catch (const std::exception& error) {
-    return {{"message", error.what()}};
+    json.Member("message", std::string(error.what()));
   }
+  json.End('}');
 }
 
 std::vector<std::string> WouldChange(const std::vector<ReportedFile>& files) {
@@ -74,17 +78,23 @@ std::vector<std::string> WouldChange(const std::vector<ReportedFile>& files) {
 
 std::string ReportText(const ApplyReport& report) {
   const tov_update::UpdateResult update = report.update.value_or(tov_update::UpdateResult());
-  ordered_json json = {{"outcome", OutcomeName(report.outcome)}, {"written", report.written}};
-  json["changed"] = report.written ? update.changed : WouldChange(report.files);
-  json["backups"] = update.backups;
-  json["checked"] = update.checked;
-  json["reloaded"] = update.reloaded;
-  json["new_warnings"] = update.new_warnings;
-  json["left_out"] = report.left_out;
-  json["files"] = ordered_json::array();
-  for (const ReportedFile& file : report.files) json["files"].push_back(FileJson(file));
-  if (report.failure) json["failure"] = FailureJson(report.failure);
-  return report::JsonText(json);
+  JsonWriter json;
+  json.Begin('{');
+  json.Member("outcome", OutcomeName(report.outcome));
+  json.Member("written", report.written);
+  json.Member("changed", report.written ? update.changed : WouldChange(report.files));
+  json.Member("backups", update.backups);
+  json.Member("checked", update.checked);
+  json.Member("reloaded", update.reloaded);
+  json.Member("new_warnings", update.new_warnings);
+  json.Member("left_out", report.left_out);
+  json.Name("files");
+  json.Begin('[');
+  for (const ReportedFile& file : report.files) WriteFile(json, file);
+  json.End(']');
+  if (report.failure) WriteFailure(json, report.failure);
+  json.End('}');
+  return std::move(json).Text();
 }
 
 }  // namespace cli
