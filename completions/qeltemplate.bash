@@ -50,7 +50,7 @@ _qeltemplate() {
       COMPREPLY=($(compgen -W $'collision\nmixed-options\nother-value\nsyntax\nunmatched-section\nunused-value' -- "$current"))
       return
       ;;
-    --set | --old | --unset | --raw | --reload | --jobs | --ignore)
+    --set | --old | --read-old | --unset | --raw | --reload | --jobs | --ignore)
       return
       ;;
   esac
@@ -65,7 +65,7 @@ _qeltemplate() {
     return
   fi
   local request=$'\n--template\n--import-root'
-  local values=$'\n--set\n--old\n--unset\n--values'
+  local values=$'\n--set\n--old\n--read-old\n--unset\n--values'
   local writing=$'\n--quote\n--raw'
   local guards=$writing$'\n--force\n--all\n--must-exist\n--no-create\n--only-create'
   local output=$'\n--json\n--color\n--ignore'

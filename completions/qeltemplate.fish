@@ -23,6 +23,7 @@ complete -c qeltemplate -n $request -l import-root -x -a '(__fish_complete_direc
     -d 'Keep imports inside a directory'
 complete -c qeltemplate -n $values -l set -x -d 'What a value is to be, NAME=NEW'
 complete -c qeltemplate -n $values -l old -x -d 'What the value is now, NAME=OLD'
+complete -c qeltemplate -n $values -l read-old -x -d 'The configuration says what the value is now'
 complete -c qeltemplate -n $values -l unset -x -d 'A value that has no new text'
 complete -c qeltemplate -n $values -l values -r -F -d 'JSON or YAML file of values'
 
