@@ -2,7 +2,7 @@
 
 # The front door. `make demo` and `make test` install the packages they need (Debian) and do the rest.
 
-.PHONY: help demo test bindings-test properties attacks document-judges faults asan tsan valgrind coverage fuzz mutants hostile format format-check tidy cppcheck \
+.PHONY: help demo test bindings-test abi properties attacks document-judges faults asan tsan valgrind coverage fuzz mutants hostile format format-check tidy cppcheck \
   bench bench-python instructions growth docs deb deb-test sdist clean
 .DEFAULT_GOAL := help
 
@@ -13,7 +13,7 @@ TEST_PACKAGES = $(BUILD_PACKAGES) clang googletest librapidcheck-dev patch local
   nginx libnginx-mod-stream libnginx-mod-mail libnginx-mod-http-lua \
   libnginx-mod-http-headers-more-filter libnginx-mod-http-brotli-filter \
   libnginx-mod-http-brotli-static apache2-bin openssl \
-  libcurl4-openssl-dev acl strace mandoc bash fish zsh python3-jsonschema python3-certbot-nginx augeas-tools
+  libcurl4-openssl-dev abigail-tools acl strace mandoc bash fish zsh python3-jsonschema python3-certbot-nginx augeas-tools
 BINDINGS_PACKAGES = $(TEST_PACKAGES) pybind11-dev python3-dev python3-pip python3-venv python3-setuptools \
   python3-wheel python3-pytest mypy libffi-platypus-perl php-cli php-mbstring
 MUTANTS_PACKAGES = $(TEST_PACKAGES) python3-clang-14
@@ -31,6 +31,7 @@ help:
 	@echo 'make demo          build, edit the example sites, show what changes, ask nginx and httpd'
 	@echo 'make test          build with warnings as errors, run every test'
 	@echo 'make bindings-test only the tests of the C interface and of the modules on it'
+	@echo 'make abi           has the binary interface changed that is promised; make test asks, too'
 	@echo 'make properties CASES=1000  try each property of the tests with so many new random inputs'
 	@echo 'make attacks CASES=100000  try so many values that would leave their places, and ask the servers'
 	@echo 'make document-judges CASES=2000  have the servers judge so many damaged configurations of each'
@@ -77,6 +78,13 @@ bindings-test:
 	cmake --preset release $(WITH_BINDINGS)
 	cmake --build --preset release --target bindings_tests
 	ctest --preset release -R '^(Bindings[.]|EditCases[.]|C(Edit|Update|Interface|Golden|FailingMemory))'
+
+# RENEW=1: writes what is promised from now on, at a release.
+abi:
+	cmake/install-packages.sh $(BINDINGS_PACKAGES)
+	cmake --preset release $(WITH_BINDINGS)
+	cmake --build --preset release --target $(if $(RENEW),write_abi,abi)
+	ctest --preset release -R '^Abi[.]'
 
 CASES = 1000
 PROPERTY_TESTS = cli/cli_explain_test edit/edit_alike_test edit/edit_engine_test \
