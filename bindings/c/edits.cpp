@@ -301,6 +301,15 @@ qel_status qel_request_set_value(qel_request request, const char* name, size_t n
   });
 }
 
+qel_status qel_request_read_old(qel_request request, const char* name, size_t size,
+                                qel_error* error) noexcept {
+  return Changed(request, error, [&](tov_edit::Request& changed) {
+    tov_edit::OldAndNew& value = changed.values[TextOf(name, size, "name")];
+    value.old_value = std::nullopt;
+    value.read_old = true;
+  });
+}
+
 qel_status qel_request_set_option(qel_request request, int option, int on,
                                   qel_error* error) noexcept {
   return Changed(request, error,

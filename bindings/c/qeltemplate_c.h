@@ -162,6 +162,13 @@ QEL_API qel_status qel_request_set_value(qel_request request, const char* name, 
                                          const char* new_value, size_t new_size,
                                          qel_error* error) QEL_NOEXCEPT;
 
+/* Has each configuration say the old value of this name itself, in place of one that was set: what
+ * stands in its place in the lines of the template that hold it. Where that is not clear, the edit
+ * is refused.
+ */
+QEL_API qel_status qel_request_read_old(qel_request request, const char* name, size_t size,
+                                        qel_error* error) QEL_NOEXCEPT;
+
 enum {
   QEL_ALL = 1,          /* edit each block that fits; else several are refused */
   QEL_MUST_EXIST = 2,   /* what is to be removed has to be there; else it is refused */

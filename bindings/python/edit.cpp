@@ -26,7 +26,7 @@ using tov_edit::Dialect;
 
 constexpr char kKnownDialects[] = R"("nginx" or "apache")";
 
-using NamedValue = std::tuple<Text, std::optional<Text>, std::optional<Text>>;
+using NamedValue = std::tuple<Text, std::optional<Text>, std::optional<Text>, bool>;
 
 std::optional<std::string> BytesOf(const std::optional<Text>& text) {
   if (!text) return std::nullopt;
@@ -121,8 +121,8 @@ class PythonRequest {
       : m_dialect(DialectNamed(dialect)) {
     m_request.template_text = template_text.bytes;
     m_request.template_name = template_name.bytes;
-    for (const auto& [name, old_value, new_value] : values) {
-      m_request.values[name.bytes] = {BytesOf(old_value), BytesOf(new_value)};
+    for (const auto& [name, old_value, new_value, read_old] : values) {
+      m_request.values[name.bytes] = {BytesOf(old_value), BytesOf(new_value), read_old};
     }
     if (create == "never") m_request.create = tov_edit::Create::kNever;
     if (create == "only") m_request.create = tov_edit::Create::kOnly;

@@ -92,6 +92,7 @@ ordered_json Json(const Values& values) {
     ordered_json& both = json[Bytes(name)] = ordered_json::object();
     if (value.old_value) both["old"] = Bytes(*value.old_value);
     if (value.new_value) both["new"] = Bytes(*value.new_value);
+    if (value.read_old) both["read_old"] = true;
   }
   return json;
 }

@@ -35,6 +35,7 @@ my %functions = (
   qel_request_new              => [[(@text) x 3, 'uint64*', 'uint64*'], 'int'],
   qel_request_free             => [['uint64'], 'int'],
   qel_request_set_value        => [['uint64', (@text) x 3, 'uint64*'], 'int'],
+  qel_request_read_old         => [['uint64', @text, 'uint64*'], 'int'],
   qel_request_set_option       => [['uint64', 'int', 'int', 'uint64*'], 'int'],
   qel_request_set_create       => [['uint64', 'int', 'uint64*'], 'int'],
   qel_request_force            => [['uint64', @text, 'uint64*'], 'int'],
@@ -194,9 +195,10 @@ sub DESTROY {
 
 sub set {
   my ($self, $name, %value) = @_;
-  my ($old, $new) = delete @value{qw(old new)};
+  my ($old, $new, $read_old) = delete @value{qw(old new read_old)};
   Carp::croak("A value has no '$_'") for sort keys %value;
   _call('qel_request_set_value', $self->{request}, _bytes($name, $old, $new));
+  _call('qel_request_read_old', $self->{request}, _bytes($name)) if $read_old;
   return $self;
 }
 
@@ -333,7 +335,8 @@ The text, and a name that stands for it in findings; imports are looked for besi
 =item values
 
 By name, each C<< {old => ..., new => ...} >>: what the configuration holds now, and what it is to hold.
-Without an old value the new one is taken for what the configuration holds already.
+Without an old value the new one is taken for what the configuration holds already. With C<< read_old => 1 >>
+the old one is what each configuration says itself: what stands in the value's place there.
 
 =item all, must_exist, skip_missing, quote
 

@@ -73,6 +73,12 @@ final class Edit
         return $this;
     }
 
+    /** Has each configuration say the old values of these names itself: what stands in their places there. */
+    public function readOld(string ...$names): self
+    {
+        return $this->each('qel_request_read_old', $names);
+    }
+
     /** Has refusals of these names not count: those of which Finding::$canBeForced is true. */
     public function force(string ...$refusals): self
     {

@@ -38,6 +38,8 @@ qel_status qel_request_set_value(qel_request request, const char* name, size_t n
 const char* old_value, size_t old_size,
 const char* new_value, size_t new_size,
 qel_error* error);
+qel_status qel_request_read_old(qel_request request, const char* name, size_t size,
+qel_error* error);
 enum {
 QEL_ALL = 1,
 QEL_MUST_EXIST = 2,

@@ -92,6 +92,8 @@ class Request:
         "new"                          the value that the configuration is to hold, or holds already
         ("old", "new")                 what it holds now, and what it is to hold
         {"old": "old", "new": "new"}   the same; either may be left out
+        {"read_old": True, "new": ...} each configuration says the old one itself: it is what stands
+                                       in the value's place there
         None                           no value
 
     dialect is "nginx" or "apache", in letters of any case. None: it is guessed from each
@@ -136,7 +138,7 @@ class Request:
         checked_text("the template", template)
         given = named_values(values)
         if isinstance(must_use, bool):
-            must_use = [name for name, _, _ in given] if must_use else ()
+            must_use = [name for name, _, _, _ in given] if must_use else ()
         self._loader: _Loader = None
         folder: Optional[Path] = None
         if callable(imports):

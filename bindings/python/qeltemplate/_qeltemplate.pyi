@@ -13,7 +13,7 @@ class Request:
         self,
         template: _Text,
         template_name: _Text,
-        values: Sequence[Tuple[_Text, Optional[_Text], Optional[_Text]]],
+        values: Sequence[Tuple[_Text, Optional[_Text], Optional[_Text], bool]],
         dialect: Optional[str],
         create: str,
         flags: Sequence[bool],

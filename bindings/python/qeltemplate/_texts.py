@@ -10,13 +10,17 @@ Text = Union[str, bytes]
 
 Path = Union[str, bytes, "os.PathLike[str]", "os.PathLike[bytes]"]
 
-Value = Union[Text, None, Mapping[str, Optional[Text]], Tuple[Optional[Text], Optional[Text]]]
-"""New; {"old": ..., "new": ...}, either of which may be left out; (old, new); or None: no value."""
+Value = Union[
+    Text, None, Mapping[str, Union[Text, None, bool]], Tuple[Optional[Text], Optional[Text]]
+]
+"""New; {"old": ..., "new": ..., "read_old": ...}, each of which may be left out; (old, new); or None:
+no value."""
 
 # The names are str or bytes: a type that says so would not take a dictionary of str alone.
 Values = Mapping[Any, Value]
 
-NamedValue = Tuple[Text, Optional[Text], Optional[Text]]
+NamedValue = Tuple[Text, Optional[Text], Optional[Text], bool]
+"""A name, the old value, the new one, and whether the configuration says the old one itself."""
 
 
 def type_name(value: object) -> str:
@@ -36,12 +40,22 @@ def checked_value(name: str, value: object) -> Optional[Text]:
     raise TypeError(f"the value {name!r} must be str, bytes or None, not {type_name(value)}")
 
 
-def old_and_new(name: str, value: object) -> Tuple[Optional[Text], Optional[Text]]:
+def checked_truth(name: str, value: object) -> bool:
+    if isinstance(value, bool):
+        return value
+    raise TypeError(f'"read_old" of the value {name!r} must be bool, not {type_name(value)}')
+
+
+def old_and_new(name: str, value: object) -> Tuple[Optional[Text], Optional[Text], bool]:
+    read_old = False
     if isinstance(value, Mapping):
-        unknown = [key for key in value if key not in ("old", "new")]
+        unknown = [key for key in value if key not in ("old", "new", "read_old")]
         if unknown:
-            raise ValueError(f'the value {name!r} may have "old" and "new", not {unknown[0]!r}')
+            raise ValueError(
+                f'the value {name!r} may have "old", "new" and "read_old", not {unknown[0]!r}'
+            )
         old, new = value.get("old"), value.get("new")
+        read_old = checked_truth(name, value.get("read_old", False))
     elif isinstance(value, tuple):
         if len(value) != 2:
             raise ValueError(f"the value {name!r} must be (old, new), not {len(value)} values")
@@ -53,7 +67,7 @@ def old_and_new(name: str, value: object) -> Tuple[Optional[Text], Optional[Text
             f"the value {name!r} must be str, bytes, None, a mapping or (old, new), "
             f"not {type_name(value)}"
         )
-    return checked_value(name, old), checked_value(name, new)
+    return checked_value(name, old), checked_value(name, new), read_old
 
 
 def named_values(values: object) -> List[NamedValue]:

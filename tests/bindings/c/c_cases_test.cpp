@@ -96,6 +96,7 @@ void Fill(const CRequest& request, const json& c) {
     const std::optional<std::string> new_value = Value(value, "new");
     request.SetValue(Bytes(name), old_value ? &*old_value : nullptr,
                      new_value ? &*new_value : nullptr);
+    if (value.contains("read_old")) SetNames(handle, json::array({name}), qel_request_read_old);
   }
   const std::pair<const char*, int> options[] = {{"all", QEL_ALL},
                                                  {"must_exist", QEL_MUST_EXIST},

@@ -492,6 +492,8 @@ TEST_F(CEdit, AnswersWhatStandsForNothing) {
        [&](qel_error* e) { return qel_request_force(request, "ambiguous", QEL_NUL, e); }},
       {"null (name=name)", [&](qel_error* e) { return qel_request_raw(request, nullptr, 0, e); }},
       {"null (name=name)",
+       [&](qel_error* e) { return qel_request_read_old(request, nullptr, 0, e); }},
+      {"null (name=name)",
        [&](qel_error* e) { return qel_request_must_use(request, nullptr, 0, e); }},
       {"null (name=config)",
        [&](qel_error* e) { return qel_edit(request, nullptr, 0, "", 0, &result, e); }},
@@ -536,6 +538,7 @@ TEST_F(CEdit, AnswersBadHandles) {
     CText text;
     qel_result result = 7;
     EXPECT_EQ(qel_request_set_value(handle, "", 0, "", 0, "", 0, nullptr), QEL_BAD_HANDLE);
+    EXPECT_EQ(qel_request_read_old(handle, "", 0, nullptr), QEL_BAD_HANDLE);
     EXPECT_EQ(qel_request_set_option(handle, QEL_ALL, 1, nullptr), QEL_BAD_HANDLE);
     EXPECT_EQ(qel_request_set_create(handle, 0, nullptr), QEL_BAD_HANDLE);
     EXPECT_EQ(qel_request_force(handle, "", 0, nullptr), QEL_BAD_HANDLE);

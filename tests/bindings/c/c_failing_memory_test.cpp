@@ -93,6 +93,7 @@ struct CarefulEdit {
       status = qel_request_set_value(request, "name", QEL_NUL, "a", QEL_NUL, "b", QEL_NUL, &error);
     }
     if (status == QEL_OK) status = qel_request_import_below(request, "", 0, &error);
+    if (status == QEL_OK) status = qel_request_read_old(request, "name", QEL_NUL, &error);
     if (status == QEL_OK) status = qel_request_raw(request, "name", QEL_NUL, &error);
     if (status == QEL_OK) status = qel_request_must_use(request, "name", QEL_NUL, &error);
     if (status != QEL_OK) return status;

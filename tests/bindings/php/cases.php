@@ -73,6 +73,9 @@ function made(array $case): array
     );
     foreach ($case['values'] as $name => $value) {
         $edit->set((string) $name, $value['new'] ?? null, $value['old'] ?? null);
+        if ($value['read_old'] ?? false) {
+            $edit->readOld((string) $name);
+        }
     }
     $edit->force(...$case['forced'])->raw(...$case['raw'])->mustUse(...$case['must_be_used']);
     if ($case['imports'] !== null) {

@@ -79,7 +79,9 @@ def importer_of(answers):
 def request_of(case, text):
     values = {}
     for name, value in case["values"].items():
-        values[text(name)] = {side: text(value[side]) for side in value}
+        values[text(name)] = {
+            side: of if isinstance(of, bool) else text(of) for side, of in value.items()
+        }
     return qeltemplate.Request(
         text(case["template"]),
         values,
