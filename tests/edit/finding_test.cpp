@@ -106,7 +106,7 @@ TEST(AFinding, SaysWhatIsWrongAndWhatToDoApart) {
   };
   for (const Found& c : cases) {
     SCOPED_TRACE(c.name);
-    const Result result = Edit(RequestOf(Dialect::kNginx, c), c.config, "site.conf");
+    const Result result = RecordedEdit(RequestOf(Dialect::kNginx, c), c.config, "site.conf");
     ASSERT_EQ(result.refusals.size(), 1U) << AllOf(result.refusals);
     const Finding& finding = result.refusals.front();
     EXPECT_EQ(finding.name, c.finding);
@@ -136,13 +136,13 @@ TEST(AnEdit, OfATextForTheOtherServerIsRefused) {
   request.template_name = "t";
   request.template_text = "<VirtualHost *:80>\nServerName a\nTimeout 1\n</VirtualHost>\n";
   const std::string nginx = "server {\nserver_name a;\n}\n";
-  Result result = Edit(request, nginx, "n.conf");
+  Result result = RecordedEdit(request, nginx, "n.conf");
   EXPECT_EQ(result.text, nginx);
   EXPECT_EQ(AllOf(result.refusals),
             "n.conf: this is written for nginx, and would be read as apache. Correct the dialect, "
             "or name the right file [syntax]\n");
   request.template_text = "server {\nserver_name a;\n}\n";
-  result = Edit(request, "<VirtualHost *:80>\nServerName a\n</VirtualHost>\n", "a.conf");
+  result = RecordedEdit(request, "<VirtualHost *:80>\nServerName a\n</VirtualHost>\n", "a.conf");
   EXPECT_EQ(AllOf(result.refusals),
             "t: this is written for nginx, and would be read as apache. Correct the dialect, or "
             "name the right file [syntax]\n");
@@ -152,7 +152,7 @@ TEST(AResult, ListsChangesUnlessToldOtherwise) {
   Request request;
   request.template_name = "t";
   request.template_text = "server {\ngzip on;\n}\n";
-  Result result = Edit(request, "server {\n}\n", "c");
+  Result result = RecordedEdit(request, "server {\n}\n", "c");
   EXPECT_TRUE(result.changed);
   ASSERT_EQ(result.changes.size(), 1U);
   EXPECT_EQ(Shown(result.changes[0].template_lines.at(0)), "t:2");
