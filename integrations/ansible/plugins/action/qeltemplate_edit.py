@@ -19,7 +19,7 @@ MODULE = "qeltemplate.web.qeltemplate_edit"
 class ActionModule(ActionBase):
     """The action of the module with the same name."""
 
-    TRANSFERS_FILES = True
+    TRANSFERS_FILES = False
     _supports_async = True
 
     def run(self, tmp=None, task_vars=None):
@@ -40,7 +40,6 @@ class ActionModule(ActionBase):
                 wrap_async=self._task.async_val,
             )
         )
-        self._remove_tmp_path(self._connection._shell.tmpdir)
         return result
 
     def _read_source(self, arguments):
