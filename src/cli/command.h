@@ -31,5 +31,6 @@ Command AddPrototype(CLI::App& program);
 Command AddExplain(CLI::App& program);
 Command AddInspect(CLI::App& program);
 Command AddLint(CLI::App& program);
+Command AddSites(CLI::App& program);
 
 }  // namespace cli

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "edit/lint.h"
+#include "server/server_files.h"
 
 namespace cli {
 namespace {
@@ -34,6 +35,7 @@ std::string OptionFor(Remedy remedy, const Finding& finding) {
 std::vector<FindingKind> KnownWarnings() {
   std::vector<FindingKind> kinds = tov_edit::kEditWarnings;
   kinds.insert(kinds.end(), kConfigWarnings.begin(), kConfigWarnings.end());
+  kinds.insert(kinds.end(), tov_server::kServerWarnings.begin(), tov_server::kServerWarnings.end());
   for (const FindingKind& kind : tov_edit::kTemplateWarnings) {
     if (!IsNamed(kinds, kind.name)) kinds.push_back(kind);
   }

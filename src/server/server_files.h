@@ -80,7 +80,7 @@ struct ServerFile {
 struct ServerFiles {
   Dialect dialect = Dialect::kNginx;
 
-  // The main one first, the others in the order in which the server reads them. Each once, however
+  // The main one first, the others as includes name them, from the first one on. Each once, however
   // often it is included, and by whatever names: the first one counts. Empty when the main file
   // cannot be read.
   std::vector<ServerFile> files;

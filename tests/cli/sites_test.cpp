@@ -1,0 +1,196 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// qeltemplate sites.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+#include "cli/failure.h"
+#include "cli/program.h"
+#include "cli/server_options.h"
+
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+using tov_document::Dialect;
+
+class Sites : public Program {
+ protected:
+  Sites() {
+    std::filesystem::create_directory(m_sandbox.PathOf("sites"));
+    m_sandbox.Write("nginx.conf", "http {\n  include sites/*;\n}\n");
+    m_sandbox.Write("sites/a",
+                    "server {\n  listen 80;\n  listen 443 ssl default_server;\n"
+                    "  server_name A.example *.a.example;\n  root /srv/a;\n}\n");
+    m_sandbox.Write("sites/b",
+                    "server {\n}\nserver {\n  listen [::1]:81 ssl;\n  server_name b.example;\n}\n");
+  }
+
+  Outcome Run(const Words& more) const {
+    Words words = {"sites", "--dialect", "nginx"};
+    words.insert(words.end(), more.begin(), more.end());
+    return Program::Run(words);
+  }
+
+  const std::string m_a = "a.example,*.a.example\t*:80,*:443\t*:443\t/srv/a\tsites/a:1\n";
+  const std::string m_b1 = "-\t*:80\t-\t-\tsites/b:1\n";
+  const std::string m_b2 = "b.example\t[::1]:81\tyes\t-\tsites/b:3\n";
+};
+
+TEST_F(Sites, StandInOneLineEach) {
+  ExpectText(Run({"nginx.conf"}), m_a + m_b1 + m_b2);
+}
+
+TEST_F(Sites, AreChosenByNameAndAddress) {
+  ExpectText(Run({"--name", "x.A.example", "nginx.conf"}), m_a);
+  ExpectText(Run({"--name", "b.example", "--name", "a.example", "nginx.conf"}), m_a + m_b2);
+  ExpectText(Run({"--address", "80", "nginx.conf"}), m_a + m_b1);
+  ExpectText(Run({"--address", "80", "--name", "a.example", "nginx.conf"}), m_a);
+  ExpectText(Run({"--address", "[0::1]", "nginx.conf"}), m_b2);
+  ExpectText(Run({"--name", "c.example", "nginx.conf"}), "");
+}
+
+TEST_F(Sites, AreATableOnATerminal) {
+  const std::string line = QELTEMPLATE_PROGRAM " sites --dialect nginx nginx.conf";
+  const Outcome outcome =
+      m_sandbox.Run({"script", "--quiet", "--return", "--command", line, "/dev/null"});
+  EXPECT_EQ(outcome.exit_code, 0);
+  EXPECT_EQ(outcome.out,
+            "NAMES                  ADDRESSES   TLS    ROOT    PLACE\r\n"
+            "a.example *.a.example  *:80 *:443  *:443  /srv/a  sites/a:1\r\n"
+            "-                      *:80        -      -       sites/b:1\r\n"
+            "b.example              [::1]:81    yes    -       sites/b:3\r\n");
+}
+
+TEST_F(Sites, AreJson) {
+  const Outcome outcome = Run({"--json", "--name", "b.example", "nginx.conf"});
+  ExpectText(outcome, R"({
+  "main": "nginx.conf",
+  "dialect": "nginx",
+  "sites": [
+    {
+      "protocol": "http",
+      "names": [
+        "b.example"
+      ],
+      "addresses": [
+        {
+          "address": "[::1]:81",
+          "tls": true,
+          "default": false
+        }
+      ],
+      "file": "sites/b",
+      "line": 3,
+      "column": 1
+    }
+  ],
+  "warnings": []
+}
+)");
+}
+
+TEST_F(Sites, AreShownWithWhatCouldNotBeRead) {
+  m_sandbox.Write("nginx.conf", "http {\n  include none;\n  include sites/b;\n}\n");
+  const Outcome outcome = Run({"nginx.conf"});
+  EXPECT_EQ(outcome.out, m_b1 + m_b2);
+  EXPECT_EQ(outcome.err,
+            "qeltemplate: warning: nginx.conf:2:3: there is no 'none' [missing-file]\n");
+  EXPECT_EQ(outcome.exit_code, 6);
+  ExpectText(Run({"--ignore", "missing-file", "nginx.conf"}), m_b1 + m_b2);
+  const Outcome json = Run({"--json", "nginx.conf"});
+  EXPECT_EQ(json.err, "");
+  EXPECT_EQ(json.exit_code, 6);
+  EXPECT_THAT(json.out, AllOf(HasSubstr("\"missing-file\""), HasSubstr("\"b.example\"")));
+}
+
+TEST_F(Sites, OutsideOfTheRootsAreNotShown) {
+  std::filesystem::create_directory(m_sandbox.PathOf("in"));
+  m_sandbox.Write("in/nginx.conf", "http { include ../sites/a; include b; }");
+  m_sandbox.Write("in/b", "server { server_name c.example; }");
+  const Outcome outcome = Run({"--root", "in", "in/nginx.conf"});
+  EXPECT_EQ(outcome.out, "c.example\t*:80\t-\t-\tin/b:1\n");
+  EXPECT_THAT(outcome.err, HasSubstr("[outside-root]"));
+  EXPECT_EQ(outcome.exit_code, 6);
+}
+
+TEST_F(Sites, NeedAMainFileThatCanBeRead) {
+  ExpectFailure(Run({"none.conf"}), "none.conf: there is no 'none.conf'");
+  const Outcome guessed = Program::Run({"sites", "none.conf"});
+  EXPECT_EQ(guessed.exit_code, 3);
+  EXPECT_THAT(guessed.err, HasSubstr("none.conf"));
+  m_sandbox.Write("odd.conf", "include a;\n");
+  EXPECT_THAT(Program::Run({"sites", "odd.conf"}).err, HasSubstr("--dialect"));
+}
+
+TEST_F(Sites, OfHttpdDependOnWhatItIsStartedWith) {
+  m_sandbox.Write("envvars", "export NAME=a\nexport PORT=8${NAME}8\n");
+  m_sandbox.Write("apache2.conf",
+                  "<VirtualHost *:80>\nServerName ${NAME}.example\nDocumentRoot /srv/${PORT}\n"
+                  "<IfDefine More>\nServerAlias more.example\n</IfDefine>\n"
+                  "<IfModule mod_more.c>\nServerAlias module.example\n</IfModule>\n"
+                  "<IfModule shared_module>\nServerAlias shared.example\n</IfModule>\n"
+                  "</VirtualHost>\n");
+  const Words words = {"sites", "--dialect", "apache", "apache2.conf"};
+  ExpectText(Program::Run(words),
+             "a.example,module.example,shared.example\t*:80\t-\t/srv/8a8\t"
+             "apache2.conf:1\n");
+  const auto with = [&words](const Words& more) {
+    Words all = words;
+    all.insert(all.end(), more.begin(), more.end());
+    return all;
+  };
+  const std::string said =
+      "printf 'Loaded Modules:\\n more_module (static)\\n shared_module (shared)\\n'";
+  ExpectText(Program::Run(with({"--define", "More", "--modules", said})),
+             "a.example,more.example,module.example\t*:80\t-\t/srv/8a8\tapache2.conf:1\n");
+  ExpectText(Program::Run(with({"--modules", "printf 'Compiled in modules:\\n  core.c\\n'"})),
+             "a.example\t*:80\t-\t/srv/8a8\tapache2.conf:1\n");
+  ExpectFailure(Program::Run(with({"--modules", "echo no"})), "echo no: it names no modules:\nno");
+}
+
+// No file is written: none is opened for that, made, renamed or removed.
+TEST_F(Sites, AreReadOnly) {
+  const std::string calls = m_sandbox.PathOf("calls");
+  const Outcome outcome =
+      m_sandbox.Run({"strace", "-f", "-qq", "-e", "trace=%file,ftruncate,fallocate", "-o", calls,
+                     QELTEMPLATE_PROGRAM, "sites", "--dialect", "nginx", "nginx.conf"});
+  ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+  const std::string traced = Sandbox::ReadFile(calls);
+  EXPECT_THAT(traced, HasSubstr("sites/b"));
+  for (const char* const call :
+       {"O_WRONLY", "O_RDWR", "O_CREAT", "O_TRUNC", "rename", "unlink", "mkdir", "link(", "linkat(",
+        "truncate", "chmod", "chown", "utime"}) {
+    EXPECT_THAT(traced, Not(HasSubstr(call)));
+  }
+}
+
+TEST_F(Sites, AreThoseOfTheOnlyServerThere) {
+  const std::string a = m_sandbox.PathOf("nginx.conf");
+  const std::string b = m_sandbox.PathOf("site.conf");
+  const std::string none = m_sandbox.PathOf("none.conf");
+  const auto found = [](const std::vector<cli::MainFile>& files, const std::string& dialect) {
+    try {
+      return std::string(OnlyMainFile(files, dialect).file);
+    } catch (const cli::Failure& failure) {
+      return std::string(failure.what());
+    }
+  };
+  const cli::MainFile first = {a.c_str(), Dialect::kNginx};
+  const cli::MainFile second = {b.c_str(), Dialect::kApache};
+  const cli::MainFile third = {none.c_str(), Dialect::kApache};
+  EXPECT_EQ(found({first, third}, ""), a);
+  EXPECT_EQ(found({first, second, third}, "apache"), b);
+  EXPECT_EQ(found({first, second}, ""),
+            "there are several servers here; name one of " + a + ", " + b);
+  EXPECT_EQ(found({third}, ""),
+            "no server's main file is where it usually is; name it as MAIN.conf");
+  EXPECT_EQ(found({first, third}, "apache"),
+            "no server's main file is where it usually is; name it as MAIN.conf");
+}
+
+}  // namespace
