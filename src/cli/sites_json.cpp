@@ -16,20 +16,15 @@ using tov_server::SiteAddress;
 void WriteAddress(const SiteAddress& address, JsonWriter& json) {
   json.Begin('{');
   json.Member("address", address.address);
-  json.Name("tls");
-  json.Whole(address.tls);
-  json.Name("default");
-  json.Whole(address.is_default);
+  json.Member("tls", address.tls);
+  json.Member("default", address.is_default);
   json.End('}');
 }
 
 void WriteSite(const Site& site, JsonWriter& json) {
   json.Begin('{');
   json.Member("protocol", site.protocol);
-  json.Name("names");
-  json.Begin('[');
-  for (const std::string& name : site.names) json.Value(name);
-  json.End(']');
+  json.Member("names", site.names);
   json.Name("addresses");
   json.Begin('[');
   for (const SiteAddress& address : site.addresses) WriteAddress(address, json);
@@ -57,7 +52,7 @@ std::string SitesJson(const tov_server::Sites& read) {
   json.Name("sites");
   WriteSites(read.sites, json);
   json.Name("warnings");
-  json.Whole(report::Json(read.server.findings));
+  report::Write(json, read.server.findings);
   json.End('}');
   return std::move(json).Text();
 }
