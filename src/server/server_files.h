@@ -66,6 +66,10 @@ struct Include {
   std::uint32_t begin = 0;
   std::uint32_t end = 0;
 
+  // What it names, as the server looks for it: with its variables, and absolute if the main file's
+  // name is. A name, a pattern, of Apache maybe a directory. Several as for `files`.
+  std::vector<std::string> patterns;
+
   // What it reads, by position in ServerFiles::files, in the server's order. A file that is read
   // several times may include something else each time, by variables: all of that.
   std::vector<std::size_t> files;

@@ -175,8 +175,9 @@ void ServerReader::FollowInclude(Frame& frame, std::size_t step,
     return;
   }
   const bool optional = m_steps[frame.file][step].role == Role::kIncludeOptional;
-  std::vector<std::size_t> files = FilesOf(PathOf(words[1]), optional);
-  Note(frame.file, step, files);
+  const std::string path = PathOf(words[1]);
+  std::vector<std::size_t> files = FilesOf(path, optional);
+  Note(frame.file, step, path, files);
   frame.pending = std::move(files);
   frame.next = 0;
 }
@@ -206,15 +207,20 @@ std::vector<std::size_t> ServerReader::FilesOf(const std::string& path, bool opt
   return files;
 }
 
-// Keeps what the include at `step` of `file` reads.
-void ServerReader::Note(std::size_t file, std::size_t step, const std::vector<std::size_t>& files) {
+// Keeps what the include at `step` of `file`, of `path`, reads.
+void ServerReader::Note(std::size_t file, std::size_t step, const std::string& path,
+                        const std::vector<std::size_t>& files) {
   std::vector<Include>& includes = m_server.files[file].includes;
   std::optional<std::size_t>& known = m_steps[file][step].include;
   if (!known) {
     known = includes.size();
     const tov_document::Span bytes = m_steps[file][step].bytes;
-    includes.push_back({bytes.begin, bytes.end, files});
+    includes.push_back({bytes.begin, bytes.end, {path}, files});
     return;
+  }
+  std::vector<std::string>& patterns = includes[*known].patterns;
+  if (std::find(patterns.begin(), patterns.end(), path) == patterns.end()) {
+    patterns.push_back(path);
   }
   std::vector<std::size_t>& before = includes[*known].files;
   if (before == files) return;

@@ -65,7 +65,8 @@ class ServerReader {
   bool IsCycle(std::size_t file) const;
   std::optional<std::size_t> FileOf(const std::string& path, bool optional);
   std::size_t AddFile(const std::string& path, std::string text);
-  void Note(std::size_t file, std::size_t step, const std::vector<std::size_t>& files);
+  void Note(std::size_t file, std::size_t step, const std::string& path,
+            const std::vector<std::size_t>& files);
 
   void AddProblem(const FoundPaths& found);
   void Add(const char* name, const std::string& message, const std::string& hint = {});
