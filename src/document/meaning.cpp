@@ -151,6 +151,11 @@ bool IsCondition(Dialect dialect, std::string_view name) {
          IsOneOf(name, {"IfModule", "IfDefine", "IfVersion", "IfFile", "IfDirective", "IfSection"});
 }
 
+bool IsAroundServers(Dialect dialect, std::string_view name) {
+  if (dialect == Dialect::kApache) return IsCondition(dialect, name);
+  return name == "http" || name == "stream" || name == "mail";
+}
+
 std::vector<BlockId> ConditionsIn(const Document& document, BlockId block) {
   std::vector<BlockId> conditions;
   if (document.dialect() != Dialect::kApache) return conditions;

@@ -22,6 +22,10 @@ bool IsServer(Dialect dialect, std::string_view name);
 // "IfModule", "IfDefine", "IfVersion", "IfFile", "IfDirective", "IfSection".
 bool IsCondition(Dialect dialect, std::string_view name);
 
+// Whether blocks of this name only stand around servers: conditions, and nginx's "http", "stream"
+// and "mail".
+bool IsAroundServers(Dialect dialect, std::string_view name);
+
 // The conditions through which one looks into a block: those in it, and those in these, in the
 // order of the text. What stands in them counts as the block's own when they hold.
 std::vector<BlockId> ConditionsIn(const Document& document, BlockId block);

@@ -12,10 +12,10 @@
 
 #include "edit/contents.h"
 #include "edit/finding.h"
-#include "edit/layout.h"
 #include "edit/plan.h"
 #include "edit/request.h"
 #include "edit/template_tree.h"
+#include "edit/writer.h"
 
 namespace tov_edit {
 
@@ -25,7 +25,7 @@ struct Planning {
   const TemplateTree& tree;
   const std::string& config_name;
   Contents& contents;
-  Layout& layout;
+  Writer& layout;
   Findings& findings;
   Plan& plan;
 

@@ -207,7 +207,7 @@ void BlockWork::Remove(std::size_t position, std::size_t child) {
 void BlockWork::TakeAway(std::size_t position, std::size_t child) {
   m_removed[child] = true;
   m_words.Take(child);
-  m_planning.layout.Remove(*m_children[child], m_lines[position]);
+  m_planning.layout.Remove(*m_children[child], m_lines[position], false);
   Tell(Event::Kind::kRemoved, position, child, std::string());
 }
 

@@ -60,6 +60,7 @@ std::vector<std::string> Contents::HeadOf(BlockId block) const {
 }
 
 FilePlace Contents::PlaceOf(const std::string& name, std::size_t offset) const {
+  if (m_parts != nullptr) return m_parts->PlaceOf(offset);
   if (!m_places) m_places.emplace(m_document.text());
   const tov_document::Place place = m_places->Of(static_cast<std::uint32_t>(offset));
   return {name, place.line, place.column};

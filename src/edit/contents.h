@@ -14,6 +14,7 @@
 #include "document/document.h"
 #include "document/places.h"
 #include "edit/finding.h"
+#include "edit/parts.h"
 
 namespace tov_edit {
 
@@ -44,6 +45,10 @@ class Contents {
   // `document` must outlive it.
   explicit Contents(const Document& document) : m_document(document) {}
 
+  // Of a text that is made of the parts of others: they know the places of its bytes. Both must
+  // outlive it.
+  Contents(const Document& document, const Parts& parts) : m_document(document), m_parts(&parts) {}
+
   const Document& document() const { return m_document; }
   Dialect dialect() const { return m_document.dialect(); }
 
@@ -57,7 +62,7 @@ class Contents {
   // What a block's head says, as Child::values.
   std::vector<std::string> HeadOf(BlockId block) const;
 
-  // Where a byte of the text stands, in the file `name`. Cost: the first time a pass over the text.
+  // Where a byte of the text stands, in the file `name` or in the one that it is from. Cost: the first time a pass over the text.
   FilePlace PlaceOf(const std::string& name, std::size_t offset) const;
 
   // Where the block begins.
@@ -67,6 +72,7 @@ class Contents {
 
  private:
   const Document& m_document;
+  const Parts* m_parts = nullptr;
   mutable std::optional<tov_document::Places> m_places;
   std::unordered_map<BlockId, std::vector<Child>> m_read;
 };

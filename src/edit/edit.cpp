@@ -15,9 +15,12 @@
 #include "edit/comparison.h"
 #include "edit/contents.h"
 #include "edit/dialect_check.h"
+#include "edit/edit_parts.h"
+#include "edit/evidence.h"
 #include "edit/layout.h"
 #include "edit/limits.h"
 #include "edit/old_values.h"
+#include "edit/parts_layout.h"
 #include "edit/plan.h"
 #include "edit/prepared_edit.h"
 #include "edit/reporter.h"
@@ -27,16 +30,52 @@
 namespace tov_edit {
 namespace {
 
+// Why the server does not take a text with an error.
+Finding SyntaxFinding(const Contents& contents, const std::string& name) {
+  const Document& document = contents.document();
+  const tov_document::SyntaxError& error = *document.error();
+  const auto suspicion = tov_document::Suspect(document);
+  Finding finding{"syntax", suspicion ? Describe(*suspicion) : Describe(error),
+                  "The server would not take this file: mend it first"};
+  const auto add = [&](std::uint32_t at) {
+    finding.config_places.push_back(contents.PlaceOf(name, at));
+    return Shown(finding.config_places.back());
+  };
+  add(suspicion ? suspicion->at : error.at);
+  if (suspicion) {
+    finding.message += "; at the end of the file, the block of " + add(error.at) + " is open";
+  } else if (error.opened && *error.opened != error.at) {
+    finding.message += "; open since " + add(*error.opened);
+  }
+  return finding;
+}
+
 class Editor {
  public:
   Editor(const Request& request, std::string_view text, const std::string& name)
       : m_request(request), m_text(text), m_name(name) {}
+
+  Editor(const Request& request, const PartsEdit& parts)
+      : m_request(request), m_text(parts.parts.text()), m_name(parts.name), m_parts(&parts) {
+    for (const Finding& problem : parts.problems) Refuse(problem);
+  }
 
   Result Run(EditReport* report) {
     Findings unsaid = {};  // each line would be wrong, or is not known yet
     const bool is_unsaid = IsOfOtherDialect() || ReadsOldValues(m_request);
     const TemplateTree tree = ReadTemplate(m_request, is_unsaid ? unsaid : m_findings);
     return Run(tree, report);
+  }
+
+  PartsResult RunOnParts(EditReport* report) {
+    Result made = Run(report);
+    PartsResult result;
+    if (made.refusals.empty()) result.texts = std::move(m_texts);
+    result.changes = std::move(m_changes);
+    result.skipped = made.skipped;
+    result.refusals = std::move(made.refusals);
+    result.warnings = std::move(made.warnings);
+    return result;
   }
 
   // `findings` are those of the template.
@@ -54,7 +93,7 @@ class Editor {
  private:
   // The first look at the text.
   bool IsOfOtherDialect() {
-    CheckSize(m_text, false);
+    CheckSize(m_text, m_name, false);
     return m_findings.refusals.empty() && RefuseOtherDialect();
   }
 
@@ -69,31 +108,95 @@ class Editor {
       if (report != nullptr) *report = ReportOf(tree);
       return Finish(std::string(m_text));
     }
-    Contents contents(document);
+    Contents contents = ContentsOf(document);
     if (ReadsOldValues(m_request)) return RunWithOldValues(contents, tree, report);
     const std::vector<Match> matches =
         FindBlocks(tree, contents, m_name, m_request.all, m_findings);
     m_result.skipped = m_request.skip_missing && HasNoBlock(matches);
     if (!m_result.skipped) CheckMissing(tree, contents, matches);
-    Layout layout(contents);
     Plan plan;
+    std::string edited =
+        m_parts != nullptr ? WriteParts(tree, contents, matches, plan)
+                           : WriteText(tree, contents, matches, plan);
+    if (report != nullptr) {
+      *report = ReportEdit({m_request, tree, matches, contents, plan, m_name, IsAmbiguous()});
+    }
+    return Finish(std::move(edited));
+  }
+
+  Contents ContentsOf(const Document& document) const {
+    return m_parts != nullptr ? Contents(document, m_parts->parts) : Contents(document);
+  }
+
+  // The edited text.
+  std::string WriteText(const TemplateTree& tree, Contents& contents,
+                        const std::vector<Match>& matches, Plan& plan) {
+    Layout layout(contents);
     if (!m_result.skipped) {
       plan = MakePlan(m_request, tree, matches, m_name, contents, layout, m_findings);
     }
     std::string edited = layout.IsChanged() ? layout.Text() : std::string(m_text);
-    CheckSize(edited, true);
-    if (m_findings.refusals.empty() && layout.IsChanged())
-      CheckResult(document, edited, plan, layout);
-    if (report != nullptr) {
-      *report = ReportEdit({m_request, tree, matches, contents, plan, m_name, IsAmbiguous()});
+    CheckSize(edited, m_name, true);
+    const Document& before = contents.document();
+    if (m_findings.refusals.empty() && layout.IsChanged() && !before.error()) {
+      const Document document(m_request.dialect, edited);
+      const Contents after(document);
+      if (CheckSyntaxOf(after, m_name)) {
+        if (plan.identities) CheckCollisions(before, after);
+        CheckMeaning(after, m_name, plan, layout);
+      }
     }
-    if (m_request.list_changes && layout.IsChanged()) ListChanges(layout, tree);
-    return Finish(std::move(edited));
+    if (m_request.list_changes && layout.IsChanged()) {
+      m_result.changes = ListChanges(layout, tree);
+    }
+    return edited;
+  }
+
+  // The same for the files that the text is made of; the text itself stays.
+  std::string WriteParts(const TemplateTree& tree, Contents& contents,
+                         const std::vector<Match>& matches, Plan& plan) {
+    std::vector<BlockId> found;
+    for (std::size_t i = 1; i < matches.size(); ++i) {
+      if (matches[i].at) found.push_back(*matches[i].at);
+    }
+    PartsLayout layout(m_parts->parts, tree, contents, m_parts->new_file, found, m_findings);
+    if (!m_result.skipped) {
+      plan = MakePlan(m_request, tree, matches, m_name, contents, layout, m_findings);
+    }
+    for (const auto& [file, sheet] : layout.sheets()) {
+      if (sheet->layout.IsChanged()) WriteSheet(tree, file, *sheet, plan);
+    }
+    if (m_findings.refusals.empty() && plan.identities && !m_texts.empty()) {
+      const Parts parts = m_parts->rejoin(m_texts);
+      const Document after(m_request.dialect, parts.text());
+      CheckCollisions(contents.document(), Contents(after, parts));
+    }
+    return std::string(m_text);
+  }
+
+  void WriteSheet(const TemplateTree& tree, std::size_t file, PartsLayout::Sheet& sheet,
+                  const Plan& plan) {
+    const std::string& name = m_parts->parts.files()[file].name;
+    std::string text = sheet.layout.Text();
+    CheckSize(text, name, true);
+    if (m_findings.refusals.empty() && !sheet.document.error()) {
+      const Document document(m_request.dialect, text);
+      const Contents after(document);
+      if (CheckSyntaxOf(after, name)) CheckMeaning(after, name, plan, sheet.layout);
+    }
+    if (m_request.list_changes) m_changes[file] = ListChanges(sheet.layout, tree);
+    if (text != sheet.document.text()) m_texts[file] = std::move(text);
   }
 
   Result RunWithOldValues(Contents& contents, const TemplateTree& tree, EditReport* report) {
     const Request known = WithOldValues(m_request, contents, m_name, m_findings);
-    if (m_findings.refusals.empty()) return Editor(known, m_text, m_name).Run(report);
+    if (m_findings.refusals.empty()) {
+      Editor editor = m_parts != nullptr ? Editor(known, *m_parts) : Editor(known, m_text, m_name);
+      Result result = editor.Run(report);
+      m_texts = std::move(editor.m_texts);
+      m_changes = std::move(editor.m_changes);
+      return result;
+    }
     if (report != nullptr) *report = ReportOf(tree);
     return Finish(std::string(m_text));
   }
@@ -114,20 +217,22 @@ class Editor {
                        [&name](const FindingKind& kind) { return name == kind.name; });
   }
 
-  void ListChanges(Layout& layout, const TemplateTree& tree) {
+  static std::vector<Change> ListChanges(Layout& layout, const TemplateTree& tree) {
+    std::vector<Change> changes;
     for (TextEdit& edit : layout.Edits()) {
       Change change{edit.line, edit.count, std::move(edit.text), {}};
       for (const std::size_t line : edit.lines) {
         change.template_lines.push_back(tree.lines[line].place);
         change.template_lines.back().column = 0;
       }
-      m_result.changes.push_back(std::move(change));
+      changes.push_back(std::move(change));
     }
+    return changes;
   }
 
-  void CheckSize(std::string_view text, bool in_result) {
+  void CheckSize(std::string_view text, const std::string& name, bool in_result) {
     if (text.size() <= kLargestText) return;
-    Exceed({m_name, 0, 0},
+    Exceed({name, 0, 0},
            "a text of more than " + std::to_string(kLargestText / kMebibyte) + " MiB", in_result);
   }
 
@@ -190,22 +295,7 @@ class Editor {
 
   void CheckSyntax(const Document& document) {
     if (!document.error()) return;
-    const Contents contents(document);
-    const tov_document::SyntaxError& error = *document.error();
-    const auto suspicion = tov_document::Suspect(document);
-    Finding finding{"syntax", suspicion ? Describe(*suspicion) : Describe(error),
-                    "The server would not take this file: mend it first"};
-    const auto add = [&](std::uint32_t at) {
-      finding.config_places.push_back(contents.PlaceOf(m_name, at));
-      return Shown(finding.config_places.back());
-    };
-    add(suspicion ? suspicion->at : error.at);
-    if (suspicion) {
-      finding.message += "; at the end of the file, the block of " + add(error.at) + " is open";
-    } else if (error.opened && *error.opened != error.at) {
-      finding.message += "; open since " + add(*error.opened);
-    }
-    Refuse(std::move(finding));
+    Refuse(SyntaxFinding(ContentsOf(document), m_name));
   }
 
   // The whole text is the first match.
@@ -266,23 +356,23 @@ class Editor {
     return known->second;
   }
 
-  void CheckResult(const Document& before, const std::string& edited, const Plan& plan,
-                   const Layout& layout) {
-    if (before.error()) return;
-    const Document after(m_request.dialect, edited);
-    const Contents contents(after);
-    if (after.error()) {
-      Refuse({"syntax",
-              Describe(*after.error()),
-              "The server would not take it",
-              {},
-              {contents.PlaceOf(m_name, after.error()->at)},
-              true});
-      return;
-    }
-    if (plan.identities) CheckCollisions(before, after);
+  // Of an edited text, the file `name`. Whether its server would take it.
+  bool CheckSyntaxOf(const Contents& after, const std::string& name) {
+    const auto& error = after.document().error();
+    if (!error) return true;
+    Refuse({"syntax",
+            Describe(*error),
+            "The server would not take it",
+            {},
+            {after.PlaceOf(name, error->at)},
+            true});
+    return false;
+  }
+
+  void CheckMeaning(const Contents& after, const std::string& name, const Plan& plan,
+                    const Layout& layout) {
     if (plan.raw) return;  // that may be anything
-    const std::optional<std::size_t> other = layout.meant().DifferenceFrom(after);
+    const std::optional<std::size_t> other = layout.meant().DifferenceFrom(after.document());
     if (!other) return;
     const bool is_raw =
         std::any_of(m_request.values.begin(), m_request.values.end(),
@@ -294,7 +384,7 @@ class Editor {
                                      "reaches out of its line",
                                      "Let it be a whole part of its line",
                                      {},
-                                     {contents.PlaceOf(m_name, *other)},
+                                     {after.PlaceOf(name, *other)},
                                      true});
       return;
     }
@@ -305,27 +395,27 @@ class Editor {
          "values",
          "",
          {},
-         {contents.PlaceOf(m_name, *other)},
+         {after.PlaceOf(name, *other)},
          true});
   }
 
-  void CheckCollisions(const Document& before, const Document& after) {
+  void CheckCollisions(const Document& before, const Contents& contents) {
+    const Document& after = contents.document();
     if (const std::optional<Collision> answering = NewCollision(before, after)) {
-      RefuseTogether(after, answering->servers,
+      RefuseTogether(contents, answering->servers,
                      "answer to " + Quoted(answering->name) + " on " + answering->address +
                          ", and the server would ignore all but the first of them");
     }
     if (const std::optional<Collision> defaults = NewDefaultServers(before, after)) {
       RefuseTogether(
-          after, defaults->servers,
+          contents, defaults->servers,
           "are the default server of " + defaults->address + ", and nginx takes one of them only");
     }
   }
 
-  void RefuseTogether(const Document& after, const std::vector<BlockId>& servers,
+  void RefuseTogether(const Contents& contents, const std::vector<BlockId>& servers,
                       const std::string& what) {
     constexpr std::size_t kMost = 5;
-    const Contents contents(after);
     Finding finding{"collision", ""};
     finding.in_result = true;
     for (std::size_t i = 0; i < std::min(kMost, servers.size()); ++i) {
@@ -342,8 +432,11 @@ class Editor {
   const Request& m_request;
   const std::string_view m_text;
   const std::string& m_name;
+  const PartsEdit* m_parts = nullptr;  // none: the text is one file
   Findings m_findings;
   Result m_result;
+  NewTexts m_texts;  // of the files that change
+  std::map<std::size_t, std::vector<Change>> m_changes;
   std::map<std::pair<BlockId, std::string>, std::string> m_candidates;  // by blocks around, names
 };
 
@@ -365,6 +458,32 @@ Explained Explain(const Request& request, std::string_view text, const std::stri
   Explained explained;
   explained.result = Editor(request, text, name).Run(&explained.report);
   return explained;
+}
+
+PartsResult EditParts(const Request& request, const PartsEdit& edit) {
+  return Editor(request, edit).RunOnParts(nullptr);
+}
+
+ExplainedParts ExplainParts(const Request& request, const PartsEdit& edit) {
+  ExplainedParts explained;
+  explained.result = Editor(request, edit).RunOnParts(&explained.report);
+  return explained;
+}
+
+std::optional<std::string> FirstName(const Request& request) {
+  Findings ignored;
+  const TemplateTree tree = ReadTemplate(request, ignored);
+  for (std::size_t block = 1; block < tree.blocks.size(); ++block) {
+    if (!tree.blocks[block].enabled) continue;
+    const Evidence evidence = ReadEvidence(tree, request.dialect, block, ignored);
+    if (evidence.new_name) return evidence.new_name;
+  }
+  return std::nullopt;
+}
+
+std::optional<Finding> SyntaxProblem(const Document& document, const std::string& name) {
+  if (!document.error()) return std::nullopt;
+  return SyntaxFinding(Contents(document), name);
 }
 
 Result Prototype(const Request& request) {

@@ -71,6 +71,8 @@ const std::vector<FindingKind> kFirmRefusals = {
     {"value", "a value does not stay in its place: it makes more words, or fewer"},
     {"import", "a file that the template imports is not there, or comes twice"},
     {"template", "the template cannot be carried out as it is written"},
+    {"no-file", "of several files, none is said in which to make a block that is in none"},
+    {"included", "what is to change has other files read"},
     {"limit", "something is larger, or nests deeper, than an edit takes"},
 };
 

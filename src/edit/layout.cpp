@@ -109,6 +109,11 @@ const std::string& Layout::NewEnd() {
   return *m_end;
 }
 
+void Layout::UseStyleOf(Layout& other) {
+  m_end = other.NewEnd();
+  m_step = other.Step();
+}
+
 // By how much most blocks are indented more than the lines that open them.
 const std::string& Layout::Step() {
   if (m_step) return *m_step;

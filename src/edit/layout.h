@@ -13,14 +13,9 @@
 
 #include "edit/contents.h"
 #include "edit/meant_tree.h"
+#include "edit/writer.h"
 
 namespace tov_edit {
-
-// A word that a directive is to have.
-struct NewWord {
-  std::string value;    // what the server makes of it
-  std::string spelled;  // how the template writes it
-};
 
 // Lines of a text that others stand for in the edited text.
 struct TextEdit {
@@ -30,43 +25,23 @@ struct TextEdit {
   std::vector<std::size_t> lines;  // of the template, whose doing it is
 };
 
-// Collects the changes of one text. `line` always is the template's line that is the reason.
-class Layout {
+// Collects the changes of one text.
+class Layout : public Writer {
  public:
   // Both must outlive it.
   explicit Layout(Contents& contents);
 
-  // Gives a directive, or a block's head, other words; a name in another case stays. Words that
-  // stay keep their bytes and what stands between them; a word that changes keeps its quotes where
-  // its new value allows.
-  void ChangeWords(const Child& child, const std::vector<NewWord>& words, std::size_t line);
-
-  // Puts `text` in the place of a comment.
-  void ChangeComment(const Child& comment, const std::string& text, std::size_t line);
-
-  // Puts `text` in the place of a block's closing line.
-  void ChangeClosing(BlockId block, const std::string& text, std::size_t line);
-
-  // Puts any `text` in the place of `bytes`: what it means is not known.
-  void Replace(Span bytes, const std::string& text, std::size_t line);
-
-  // Takes a directive, comment or block away: with its lines, where nothing else stands on them. A
-  // block takes along the blank line that it would leave behind, and one before it that is its own
-  // (`own_blank`).
-  void Remove(const Child& child, std::size_t line, bool own_blank = false);
-
-  // Where something new goes.
-  struct Place {
-    BlockId block = tov_document::kWholeText;
-    enum class Kind { kBehind, kBefore, kAtEnd } kind = Kind::kAtEnd;
-    std::size_t child = 0;  // the position among the block's contents; not for kAtEnd
-  };
-
-  // Puts lines there, the first one indented like its neighbours, the others as much more as they
-  // are deeper: `depths` has a number for each line. With `blank_between` a blank line stands
-  // between them and the neighbour. Several for one place come one after the other.
+  void ChangeWords(const Child& child, const std::vector<NewWord>& words,
+                   std::size_t line) override;
+  void ChangeComment(const Child& comment, const std::string& text, std::size_t line) override;
+  void ChangeClosing(BlockId block, const std::string& text, std::size_t line) override;
+  void Replace(Span bytes, const std::string& text, std::size_t line) override;
+  void Remove(const Child& child, std::size_t line, bool own_blank) override;
   void Add(const Place& place, const std::vector<std::string>& lines,
-           const std::vector<std::size_t>& depths, bool blank_between, std::size_t line);
+           const std::vector<std::size_t>& depths, bool blank_between, std::size_t line) override;
+
+  // What is new has the line ends and the indentation that it would have in the other's text.
+  void UseStyleOf(Layout& other);
 
   // The edited text.
   std::string Text();

@@ -287,8 +287,8 @@ class Planner {
     RefuseTwins(opening, around, std::nullopt, opening.now->words);
     const PlaceOfBlock where =
         m_places.For(around, opening.now->words.front(), NeighboursOf(match));
-    m_planning.layout.Add(where.place, made.lines(), made.depths(), where.blank_between,
-                          block.opening);
+    m_planning.layout.AddBlock(where.place, made.lines(), made.depths(), where.blank_between,
+                               block.opening);
   }
 
   const BlockNeighbours& NeighboursOf(const Match& match) {
@@ -376,7 +376,7 @@ class Planner {
 }  // namespace
 
 Plan MakePlan(const Request& request, const TemplateTree& tree, const std::vector<Match>& matches,
-              const std::string& config_name, Contents& contents, Layout& layout,
+              const std::string& config_name, Contents& contents, Writer& layout,
               Findings& findings) {
   std::set<BlockId> matched;
   for (std::size_t i = 1; i < matches.size(); ++i) {

@@ -10,10 +10,10 @@
 #include "edit/address.h"
 #include "edit/contents.h"
 #include "edit/finding.h"
-#include "edit/layout.h"
 #include "edit/report.h"
 #include "edit/request.h"
 #include "edit/template_tree.h"
+#include "edit/writer.h"
 
 namespace tov_edit {
 
@@ -33,7 +33,7 @@ struct Plan {
   bool raw = false;         // something is put in that was not read by the server's grammar
 };
 
-// Carries the template out on the blocks of `matches` (see FindBlocks), in `layout`.
+// Carries the template out on the blocks of `matches` (see FindBlocks), through `layout`.
 //
 // In a block, a line of the template is the directive with the same words, the old ones or else the
 // new ones. A line with a trailing place is the one directive with that beginning. Names, a listen
@@ -50,7 +50,7 @@ struct Plan {
 // behind it, but for servers; else behind the last one of its kind, else at the end of the block
 // around it. What cannot be meant is refused in `findings`.
 Plan MakePlan(const Request& request, const TemplateTree& tree, const std::vector<Match>& matches,
-              const std::string& config_name, Contents& contents, Layout& layout,
+              const std::string& config_name, Contents& contents, Writer& layout,
               Findings& findings);
 
 }  // namespace tov_edit

@@ -212,7 +212,7 @@ void WordLines::Write() {
       continue;
     m_work.planning().plan.identities = true;
     if (gone) {
-      m_work.planning().layout.Remove(m_work.ChildAt(child), m_work.NumberOf(position));
+      m_work.planning().layout.Remove(m_work.ChildAt(child), m_work.NumberOf(position), false);
     } else {
       m_work.planning().layout.ChangeWords(m_work.ChildAt(child), directive.words,
                                            m_work.NumberOf(position));
