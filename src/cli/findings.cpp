@@ -15,6 +15,7 @@ using tov_edit::Remedy;
 const std::vector<FindingKind> kConfigWarnings = {
     {"mixed-options", "Options words with and without a sign"},
     {"options-comment", "a comment behind Options, whose words become options"},
+    {"collision", "servers that are in each other's way"},
 };
 
 std::string OptionFor(Remedy remedy, const Finding& finding) {

@@ -5,18 +5,99 @@
 #include <algorithm>
 #include <cstddef>
 #include <map>
+#include <optional>
 #include <set>
 #include <string_view>
+#include <tuple>
 #include <utility>
 
+#include "document/ascii.h"
 #include "document/meaning.h"
 
 namespace tov_edit {
 namespace {
 
 using tov_document::BlockId;
+using tov_document::Dialect;
 using tov_document::Document;
+using tov_document::Span;
 using Blocks = std::vector<BlockId>;
+using Kind = Collision::Kind;
+
+void Insert(Blocks& blocks, BlockId block) {
+  const auto at = std::lower_bound(blocks.begin(), blocks.end(), block);
+  if (at == blocks.end() || *at != block) blocks.insert(at, block);
+}
+
+bool IsServerBlock(const Document& document, BlockId id) {
+  const auto words = document.HeadWords(id);
+  return tov_document::IsServer(document.dialect(), document.Value(words.front()));
+}
+
+// --- Apache's aliases with wildcards ---
+
+bool HasWildcard(std::string_view name) {
+  return name.find_first_of("*?") != std::string_view::npos;
+}
+
+// Whether `name` is what `pattern` stands for: "*" for any characters, "?" for one.
+bool Fits(std::string_view pattern, std::string_view name) {
+  std::size_t at = 0;
+  std::size_t in_name = 0;
+  std::optional<std::pair<std::size_t, std::size_t>> star;  // the last one, and how far it went
+  while (in_name < name.size()) {
+    const bool same =
+        at < pattern.size() && (pattern[at] == '?' || pattern[at] == name[in_name]);
+    if (at < pattern.size() && pattern[at] == '*') {
+      star = {at++, in_name};
+    } else if (same) {
+      ++at;
+      ++in_name;
+    } else if (star) {
+      at = star->first + 1;
+      in_name = ++star->second;
+    } else {
+      return false;
+    }
+  }
+  return pattern.find_first_not_of('*', at) == std::string_view::npos;
+}
+
+// Which servers have patterns that fit a name. Most patterns are "*" and a text.
+class Patterns {
+ public:
+  void Add(const std::string& pattern, const Blocks& servers) {
+    const bool plain = pattern.front() == '*' && !HasWildcard(std::string_view(pattern).substr(1));
+    if (plain) m_by_end[pattern.substr(1)] = servers;
+    if (!plain) m_others.emplace_back(pattern, servers);
+  }
+
+  bool empty() const { return m_by_end.empty() && m_others.empty(); }
+
+  void AddFitting(const std::string& name, Blocks& servers) const {
+    const auto add = [&servers](const Blocks& more) {
+      for (const BlockId id : more) Insert(servers, id);
+    };
+    for (std::size_t at = 0; at <= name.size() && !m_by_end.empty(); ++at) {
+      const auto known = m_by_end.find(std::string_view(name).substr(at));
+      if (known != m_by_end.end()) add(known->second);
+    }
+    for (const auto& [pattern, more] : m_others) {
+      if (Fits(pattern, name)) add(more);
+    }
+  }
+
+ private:
+  std::map<std::string, Blocks, std::less<>> m_by_end;
+  std::vector<std::pair<std::string, Blocks>> m_others;
+};
+
+// --- Names on addresses ---
+
+struct Named {
+  Blocks own;        // the servers that state the name
+  Blocks answering;  // these, and those whose patterns fit it
+};
 
 // The servers of a text. A server with many names and many addresses answers to each of the names
 // on each of the addresses: these pairs are never listed. Names that the same servers have are
@@ -25,29 +106,35 @@ class Servers {
  public:
   explicit Servers(const Document& document) {
     for (BlockId id = 1; id < document.blocks().size(); ++id) {
-      const auto words = document.HeadWords(id);
-      if (!tov_document::IsServer(document.dialect(), document.Value(words.front()))) continue;
-      for (std::string& name : tov_document::ServerNames(document, id)) {
-        Blocks& named = m_by_name[std::move(name)];
-        if (named.empty() || named.back() != id) named.push_back(id);
-      }
+      if (!IsServerBlock(document, id)) continue;
+      for (const std::string& name : NamesOf(document, id)) Insert(m_by_name[name].own, id);
       auto addresses = tov_document::ServerAddresses(document, id);
       if (addresses.empty()) addresses.emplace_back("*:80");
       m_addresses[id].insert(addresses.begin(), addresses.end());
     }
+    const bool apache = document.dialect() == Dialect::kApache;
+    Patterns patterns;
+    for (const auto& [name, named] : m_by_name) {
+      if (apache && HasWildcard(name)) patterns.Add(name, named.own);
+    }
+    for (auto& [name, named] : m_by_name) {
+      named.answering = named.own;
+      if (!patterns.empty() && !HasWildcard(name)) patterns.AddFitting(name, named.answering);
+    }
   }
 
-  const std::map<std::string, Blocks>& by_name() const { return m_by_name; }
+  const std::map<std::string, Named>& by_name() const { return m_by_name; }
 
-  Blocks Named(const std::string& name) const {
+  Named WithName(const std::string& name) const {
     const auto known = m_by_name.find(name);
-    return known == m_by_name.end() ? Blocks() : known->second;
+    return known == m_by_name.end() ? Named() : known->second;
   }
 
-  // The addresses that several of `servers` have, and which have each. That one of them has very
-  // many of its own costs nothing.
-  std::map<std::string, Blocks> Shared(const Blocks& servers) const {
+  // The addresses that several of the servers have, and which have each. That one of them has very
+  // many of its own costs nothing. A pattern counts only before a server that states the name.
+  std::map<std::string, Blocks> Shared(const Named& named) const {
     std::map<std::string, Blocks> shared;
+    const Blocks& servers = named.answering;
     if (servers.size() < 2) return shared;
     const BlockId largest = *std::max_element(
         servers.begin(), servers.end(),
@@ -58,8 +145,10 @@ class Servers {
     }
     for (auto entry = shared.begin(); entry != shared.end();) {
       Blocks& answering = entry->second;
-      if (AddressesOf(largest).count(entry->first) != 0) {
-        answering.insert(std::lower_bound(answering.begin(), answering.end(), largest), largest);
+      if (AddressesOf(largest).count(entry->first) != 0) Insert(answering, largest);
+      while (!answering.empty() && !std::binary_search(named.own.begin(), named.own.end(),
+                                                       answering.back())) {
+        answering.pop_back();
       }
       entry = answering.size() < 2 ? shared.erase(entry) : std::next(entry);
     }
@@ -67,9 +156,28 @@ class Servers {
   }
 
  private:
+  // nginx takes ".a" for "a" and "*.a", and a server that states no name for one whose name is "".
+  static std::vector<std::string> NamesOf(const Document& document, BlockId id) {
+    std::vector<std::string> names = tov_document::ServerNames(document, id);
+    if (document.dialect() != Dialect::kNginx) return names;
+    if (names.empty() && IsOfHttp(document, id)) names.emplace_back();
+    for (std::size_t i = names.size(); i-- > 0;) {
+      if (names[i].size() < 2 || names[i].front() != '.') continue;
+      names.push_back("*" + names[i]);
+      names[i].erase(0, 1);
+    }
+    return names;
+  }
+
+  static bool IsOfHttp(const Document& document, BlockId id) {
+    const BlockId parent = document.blocks()[id].parent;
+    return parent == tov_document::kWholeText ||
+           document.Value(document.HeadWords(parent).front()) == "http";
+  }
+
   const std::set<std::string>& AddressesOf(BlockId server) const { return m_addresses.at(server); }
 
-  std::map<std::string, Blocks> m_by_name;
+  std::map<std::string, Named> m_by_name;
   std::map<BlockId, std::set<std::string>> m_addresses;
 };
 
@@ -78,48 +186,230 @@ std::size_t CountAt(const std::map<std::string, Blocks>& shared, const std::stri
   return known == shared.end() ? 0 : known->second.size();
 }
 
+std::optional<Collision> NewNames(const Document& before, const Document& after) {
+  const Servers old_servers(before);
+  const Servers new_servers(after);
+  std::set<std::tuple<Blocks, Blocks, Blocks, Blocks>> known;  // servers of one name
+  for (const auto& [name, named] : new_servers.by_name()) {
+    if (named.answering.size() < 2) continue;
+    const Named was = old_servers.WithName(name);
+    if (!known.emplace(was.own, was.answering, named.own, named.answering).second) continue;
+    const auto shared = new_servers.Shared(named);
+    const auto old_shared = old_servers.Shared(was);
+    for (const auto& [address, answering] : shared) {
+      if (CountAt(old_shared, address) < answering.size()) {
+        return Collision{Kind::kName, {name}, address, answering, {}};
+      }
+    }
+  }
+  return std::nullopt;
+}
+
+void AddNames(const Document& document, std::vector<Collision>& collisions) {
+  constexpr std::size_t kMostNames = 100;
+  const Servers servers(document);
+  std::map<std::pair<Blocks, std::string>, std::size_t> known;  // which of the collisions it is
+  for (const auto& [name, named] : servers.by_name()) {
+    for (const auto& [address, answering] : servers.Shared(named)) {
+      const auto [at, is_new] = known.try_emplace({answering, address}, collisions.size());
+      if (is_new) collisions.push_back({Kind::kName, {}, address, answering, {}});
+      auto& names = collisions[at->second].names;
+      if (names.size() < kMostNames) names.push_back(name);
+    }
+  }
+}
+
+// --- What nginx listens on ---
+
 // By addresses, the servers that say to be the default one. Most texts do not hold the word.
 std::map<std::string, Blocks> DefaultServers(const Document& document) {
   std::map<std::string, Blocks> defaults;
   if (document.text().find("default") == std::string_view::npos) return defaults;
   for (BlockId id = 1; id < document.blocks().size(); ++id) {
-    const auto words = document.HeadWords(id);
-    if (!tov_document::IsServer(document.dialect(), document.Value(words.front()))) continue;
+    if (!IsServerBlock(document, id)) continue;
     for (const std::string& address : tov_document::DefaultAddresses(document, id)) {
-      Blocks& servers = defaults[address];
-      if (servers.empty() || servers.back() != id) servers.push_back(id);
+      Insert(defaults[address], id);
     }
   }
   return defaults;
 }
 
-}  // namespace
+struct Sockets {
+  Blocks servers;
+  std::vector<Span> listens;
+};
 
-std::optional<Collision> NewDefaultServers(const Document& before, const Document& after) {
-  const auto were = DefaultServers(before);
-  for (const auto& [address, servers] : DefaultServers(after)) {
-    if (servers.size() > 1 && servers.size() > CountAt(were, address)) {
-      return Collision{std::string(), address, servers};
+// Whether a parameter of "listen" is about the socket, which is opened once.
+bool IsOfSocket(std::string_view parameter) {
+  static const std::set<std::string_view> kOptions = {
+      "bind",     "deferred",      "reuseport", "backlog",  "rcvbuf",      "sndbuf",
+      "setfib",   "accept_filter", "fastopen",  "ipv6only", "so_keepalive"};
+  return kOptions.count(parameter.substr(0, parameter.find('='))) != 0;
+}
+
+// By addresses of nginx, the "listen" directives with options of the socket. What "http" listens on
+// and what "stream" does has nothing in common; to nginx they cannot have one address.
+std::map<std::string, Sockets> SocketOptions(const Document& document) {
+  std::map<std::string, Sockets> sockets;
+  if (document.dialect() != Dialect::kNginx) return sockets;
+  std::vector<std::string> values;
+  for (const tov_document::Mark& mark : document.marks()) {
+    if (mark.names) continue;
+    values.clear();
+    for (const auto& word : document.Words(mark.directive)) values.push_back(document.Value(word));
+    if (values.size() < 3 || std::none_of(values.begin() + 2, values.end(), IsOfSocket)) continue;
+    Sockets& at = sockets[tov_document::ListenAddress(values)];
+    Insert(at.servers, mark.block);
+    at.listens.push_back(mark.directive);
+  }
+  return sockets;
+}
+
+// --- What httpd listens on ---
+
+struct ListenLines {
+  std::set<std::string> addresses;  // "127.0.0.1:80"
+  std::set<std::string> ports;      // of those for any address
+  std::set<std::string> all_ports;  // of all
+  std::vector<Span> directives;
+  bool unknown = false;  // one of them holds a variable
+};
+
+std::string PortOf(const std::string& address) {
+  return address.substr(address.rfind(':') + 1);
+}
+
+std::string HostOf(const std::string& address) {
+  return address.substr(0, address.rfind(':'));
+}
+
+bool IsAnyHost(const std::string& host) {
+  return host == "*" || host == "[::]";
+}
+
+bool IsListen(const Document& document, const tov_document::Placed& placed) {
+  constexpr std::string_view kName = "listen";
+  if (placed.node.kind != tov_document::NodeKind::kDirective) return false;
+  const std::string_view bytes = document.Bytes(placed.node.bytes);
+  return bytes.size() > kName.size() && (bytes.front() == 'l' || bytes.front() == 'L') &&
+         tov_document::SameName(Dialect::kApache,
+                                document.Value(document.Words(placed.node).front()), kName);
+}
+
+ListenLines ListensOf(const Document& document) {
+  ListenLines listens;
+  document.Visit([&](const tov_document::Placed& placed) {
+    if (!IsListen(document, placed)) return;
+    const auto words = document.Words(placed.node);
+    if (words.size() < 2) return;
+    const std::string value = document.Value(words[1]);
+    const bool number = value.find_first_not_of("0123456789") == std::string::npos;
+    const std::string address =
+        tov_document::NormalAddress(Dialect::kApache, number ? "*:" + value : value);
+    listens.unknown = listens.unknown || value.find("${") != std::string::npos;
+    listens.all_ports.insert(PortOf(address));
+    if (IsAnyHost(HostOf(address))) {
+      listens.ports.insert(PortOf(address));
+    } else {
+      listens.addresses.insert(address);
+    }
+    listens.directives.push_back(placed.node.bytes);
+  });
+  return listens;
+}
+
+// Whether a name is asked of the resolver, which nobody asks here.
+bool IsHostName(const std::string& host) {
+  return host.front() != '[' && host.find_first_not_of("0123456789.") != std::string::npos;
+}
+
+bool IsServed(const ListenLines& listens, const std::string& address) {
+  const std::string port = PortOf(address);
+  const std::string host = HostOf(address);
+  if (port == "*" || port == "0" || address.find("${") != std::string::npos) return true;
+  if (listens.ports.count(port) != 0) return true;
+  if (IsAnyHost(host) || IsHostName(host)) return listens.all_ports.count(port) != 0;
+  return listens.addresses.count(address) != 0;
+}
+
+// By addresses, the virtual hosts that nobody reaches there.
+std::map<std::string, Blocks> Unserved(const Document& document, const ListenLines& listens) {
+  std::map<std::string, Blocks> unserved;
+  if (listens.unknown || listens.directives.empty() || document.dialect() != Dialect::kApache) return unserved;
+  for (BlockId id = 1; id < document.blocks().size(); ++id) {
+    for (const std::string& address : tov_document::ServerAddresses(document, id)) {
+      if (!IsServed(listens, address)) Insert(unserved[address], id);
+    }
+  }
+  return unserved;
+}
+
+Collision UnservedAt(const std::string& address, BlockId server, const ListenLines& listens) {
+  return {Kind::kUnserved, {}, address, {server}, listens.directives};
+}
+
+std::optional<Collision> NewUnserved(const Document& before, const Document& after) {
+  if (after.dialect() != Dialect::kApache) return std::nullopt;
+  const ListenLines listens = ListensOf(after);
+  const auto unserved = Unserved(after, listens);
+  if (unserved.empty()) return std::nullopt;
+  const auto were = Unserved(before, ListensOf(before));
+  for (const auto& [address, servers] : unserved) {
+    if (servers.size() > CountAt(were, address)) {
+      return UnservedAt(address, servers.back(), listens);
     }
   }
   return std::nullopt;
 }
 
-std::optional<Collision> NewCollision(const Document& before, const Document& after) {
-  const Servers old_servers(before);
-  const Servers new_servers(after);
-  std::set<std::pair<Blocks, Blocks>> known;  // servers of one name, before and after
-  for (const auto& [name, servers] : new_servers.by_name()) {
-    if (servers.size() < 2) continue;
-    const Blocks were = old_servers.Named(name);
-    if (!known.emplace(were, servers).second) continue;
-    const auto shared = new_servers.Shared(servers);
-    const auto old_shared = old_servers.Shared(were);
-    for (const auto& [address, answering] : shared) {
-      if (CountAt(old_shared, address) < answering.size()) return {{name, address, answering}};
+}  // namespace
+
+std::vector<Collision> NewCollisions(const Document& before, const Document& after,
+                                     Extent extent) {
+  std::vector<Collision> collisions;
+  if (auto names = NewNames(before, after)) collisions.push_back(std::move(*names));
+  const auto had_defaults = DefaultServers(before);
+  for (const auto& [address, servers] : DefaultServers(after)) {
+    if (servers.size() < 2 || servers.size() <= CountAt(had_defaults, address)) continue;
+    collisions.push_back({Kind::kDefaultServer, {}, address, servers, {}});
+    break;
+  }
+  auto had_options = SocketOptions(before);
+  for (const auto& [address, sockets] : SocketOptions(after)) {
+    const std::size_t count = sockets.listens.size();
+    if (count < 2 || count <= had_options[address].listens.size()) continue;
+    collisions.push_back(
+        {Kind::kListenOptions, {}, address, sockets.servers, sockets.listens});
+    break;
+  }
+  if (extent == Extent::kWhole) {
+    if (auto unserved = NewUnserved(before, after)) collisions.push_back(std::move(*unserved));
+  }
+  return collisions;
+}
+
+std::vector<Collision> AllCollisions(const Document& document, Extent extent) {
+  std::vector<Collision> collisions;
+  AddNames(document, collisions);
+  for (const auto& [address, servers] : DefaultServers(document)) {
+    if (servers.size() > 1) {
+      collisions.push_back({Kind::kDefaultServer, {}, address, servers, {}});
     }
   }
-  return std::nullopt;
+  for (const auto& [address, sockets] : SocketOptions(document)) {
+    if (sockets.listens.size() > 1) {
+      collisions.push_back(
+          {Kind::kListenOptions, {}, address, sockets.servers, sockets.listens});
+    }
+  }
+  if (extent == Extent::kPart || document.dialect() != Dialect::kApache) return collisions;
+  const ListenLines listens = ListensOf(document);
+  for (const auto& [address, servers] : Unserved(document, listens)) {
+    for (const BlockId server : servers) {
+      collisions.push_back(UnservedAt(address, server, listens));
+    }
+  }
+  return collisions;
 }
 
 }  // namespace tov_edit

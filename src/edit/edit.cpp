@@ -11,6 +11,7 @@
 #include "document/meaning.h"
 #include "document/suspicion.h"
 #include "edit/address.h"
+#include "edit/collision_findings.h"
 #include "edit/collisions.h"
 #include "edit/comparison.h"
 #include "edit/contents.h"
@@ -166,7 +167,7 @@ class Editor {
     for (const auto& [file, sheet] : layout.sheets()) {
       if (sheet->layout.IsChanged()) WriteSheet(tree, file, *sheet, plan);
     }
-    if (m_findings.refusals.empty() && plan.identities && !m_texts.empty()) {
+    if (m_findings.refusals.empty() && !m_texts.empty()) {
       const Parts parts = m_parts->rejoin(m_texts);
       const Document after(m_request.dialect, parts.text());
       CheckCollisions(contents.document(), Contents(after, parts));
@@ -399,34 +400,13 @@ class Editor {
          true});
   }
 
-  void CheckCollisions(const Document& before, const Contents& contents) {
-    const Document& after = contents.document();
-    if (const std::optional<Collision> answering = NewCollision(before, after)) {
-      RefuseTogether(contents, answering->servers,
-                     "answer to " + Quoted(answering->name) + " on " + answering->address +
-                         ", and the server would ignore all but the first of them");
+  void CheckCollisions(const Document& before, const Contents& after) {
+    const Extent extent = m_parts != nullptr ? Extent::kWhole : Extent::kPart;
+    for (const Collision& collision : NewCollisions(before, after.document(), extent)) {
+      Finding finding = FindingOf(after, m_name, collision);
+      finding.in_result = true;
+      Refuse(std::move(finding));
     }
-    if (const std::optional<Collision> defaults = NewDefaultServers(before, after)) {
-      RefuseTogether(
-          contents, defaults->servers,
-          "are the default server of " + defaults->address + ", and nginx takes one of them only");
-    }
-  }
-
-  void RefuseTogether(const Contents& contents, const std::vector<BlockId>& servers,
-                      const std::string& what) {
-    constexpr std::size_t kMost = 5;
-    Finding finding{"collision", ""};
-    finding.in_result = true;
-    for (std::size_t i = 0; i < std::min(kMost, servers.size()); ++i) {
-      finding.message += (i == 0 ? "" : " and ") + Described(contents, m_name, servers[i]);
-      finding.config_places.push_back(contents.PlaceOfBlock(m_name, servers[i]));
-    }
-    if (servers.size() > kMost) {
-      finding.message += " and " + std::to_string(servers.size() - kMost) + " more";
-    }
-    finding.message += (servers.size() == 2 ? " both " : " all ") + what;
-    Refuse(std::move(finding));
   }
 
   const Request& m_request;

@@ -56,7 +56,7 @@ const std::vector<FindingKind> kForcedRefusals = {
     {"unmatched-section", "a block of the template is not there, and is not new"},
     {"other-value", "a directive that may stand only once has another value"},
     {"collision",
-     "two servers would answer to one name on one address, or two locations would be one"},
+     "two servers would be in each other's way, or two locations would be one"},
     {"mixed-options", "Options words that httpd does not take together"},
     {"unused-value", "no line of the template uses a value"},
     {"syntax", "the server would not take the configuration"},
@@ -71,8 +71,8 @@ const std::vector<FindingKind> kFirmRefusals = {
     {"value", "a value does not stay in its place: it makes more words, or fewer"},
     {"import", "a file that the template imports is not there, or comes twice"},
     {"template", "the template cannot be carried out as it is written"},
-    {"no-file", "of several files, none is said in which to make a block that is in none"},
-    {"included", "what is to change has other files read"},
+    {"no-file", "a block is in no file of a server, and none is said in which to make it"},
+    {"included", "what is to change has other files of a server read"},
     {"limit", "something is larger, or nests deeper, than an edit takes"},
 };
 

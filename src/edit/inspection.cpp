@@ -3,13 +3,16 @@
 #include "edit/inspection.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string_view>
 #include <utility>
 
 #include "document/byte_map.h"
 #include "document/meaning.h"
 #include "document/suspicion.h"
+#include "edit/collision_findings.h"
 #include "edit/comparison.h"
+#include "edit/contents.h"
 #include "template/framework/str.h"
 
 namespace tov_edit {
@@ -194,6 +197,8 @@ Remarks RemarksOn(const Document& document, const Places& places, const std::str
   }
   remarks.error = checks.Syntax();
   remarks.warnings = checks.Warnings();
+  std::vector<Finding> collisions = CollisionsIn(Contents(document), file, Extent::kPart);
+  std::move(collisions.begin(), collisions.end(), std::back_inserter(remarks.warnings));
   return remarks;
 }
 

@@ -50,7 +50,8 @@ struct ServerResult {
 };
 
 // Carries `request` out on `server`: all files or none. Its dialect is that of the server. Of a
-// server with one file the result is that of tov_edit::Edit, byte by byte. Each change is made in
+// server with one file the result is that of tov_edit::Edit, byte by byte, but that of the whole
+// server httpd's virtual hosts must be reached by a "Listen". Each change is made in
 // the one file that it belongs to, as if that were edited by itself. Blocks that are new are made in
 // the file that holds those of the template which are there.
 //
