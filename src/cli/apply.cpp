@@ -15,7 +15,9 @@
 #include <set>
 #include <utility>
 
+#include "cli/apply_options.h"
 #include "cli/apply_report.h"
+#include "cli/apply_server.h"
 #include "cli/command.h"
 #include "cli/diff.h"
 #include "cli/findings.h"
@@ -66,33 +68,7 @@ constexpr char kExitHelp[] =
 3 failed, 4 the edit is refused, 5 the server refuses the result, 7 another
 program has changed a file meanwhile.)";
 
-// In the place of a command: the dialect's own test, and no new warning.
-constexpr char kStrict[] = "strict";
-
 constexpr char kNothingWritten[] = "nothing is written: all files or none";
-
-struct ApplyOptions : RequestOptions, GuardOptions {
-  std::vector<std::string> configs;  // none: standard input
-  bool diff = false;
-  std::string colour = "auto";
-  bool in_place = false;
-  std::string backup_suffix;  // "": no backup
-  std::string output;         // "": none
-  bool dry_run = false;
-  bool json = false;
-  bool check = false;
-  std::string check_command;  // "": the dialect's; kStrict: the same
-  std::string reload;         // "": none
-  bool exit_code = false;
-  unsigned jobs = 0;
-  bool skip_missing = false;
-
-  bool ChecksByDialect() const {
-    return check && (check_command.empty() || check_command == kStrict);
-  }
-
-  bool WritesFiles() const { return (in_place || !output.empty()) && !dry_run; }
-};
 
 // --- The command line ---
 
@@ -106,6 +82,7 @@ std::string CheckCommandText(const std::string& command) {
 }
 
 bool ReadsStandardInput(const ApplyOptions& options) {
+  if (options.server) return false;
   return options.configs.empty() ||
          std::any_of(options.configs.begin(), options.configs.end(), IsStandardInput);
 }
@@ -119,6 +96,29 @@ void RequireFilesToWrite(const ApplyOptions& options, const char* option) {
 
 void Exclude(bool one, bool other, const char* option, const char* other_option) {
   if (one && other) throw CLI::ValidationError(option, std::string("excludes ") + other_option);
+}
+
+void CheckServerOptions(const ApplyOptions& options) {
+  const ServerOptions& reading = options.reading;
+  if (!options.server) {
+    const bool none = options.new_in.empty() && reading.roots.empty() && reading.defines.empty() &&
+                      reading.ask.empty();
+    if (!none) {
+      throw CLI::ValidationError("--new-in, --root, --define, --modules", "are for --server");
+    }
+    return;
+  }
+  Exclude(true, !options.output.empty(), "--server", "--output");
+  Exclude(true, options.json, "--server", "--json");
+  if (options.configs.size() > 1) {
+    throw CLI::ValidationError("--server", "takes one CONFIG, the server's main file");
+  }
+  if (!options.configs.empty() && IsStandardInput(options.configs.front())) {
+    throw CLI::ValidationError("--server", "a server is not read from standard input");
+  }
+  if (!options.diff && !options.in_place && !options.dry_run) {
+    throw CLI::ValidationError("--server", "needs --diff, --in-place or --dry-run");
+  }
 }
 
 void Check(const ApplyOptions& options) {
@@ -140,6 +140,7 @@ void Check(const ApplyOptions& options) {
       throw CLI::ValidationError("--in-place", "standard input cannot be replaced; name a CONFIG");
     }
   }
+  CheckServerOptions(options);
   if (options.check) RequireFilesToWrite(options, "--check");
   if (!options.reload.empty()) RequireFilesToWrite(options, "--reload");
 }
@@ -218,7 +219,7 @@ class Run {
     }
     ExitCode code = ReportFailures();
     const bool edited = code == kDone;
-    if (edited && m_update) code = CommitAndSay(UpdateFor(*m_results[0].dialect));
+    if (edited && m_update) code = CommitAndSay(UpdateFor(m_options, *m_results[0].dialect));
     if (!m_failure) SaySummary();
     if (!edited && m_options.in_place) Say(kNothingWritten);
     if (code == kDone && m_options.exit_code && AnyChanged()) code = kChanged;
@@ -327,21 +328,6 @@ class Run {
     }
     m_names = std::move(names);
     m_results = std::move(results);
-  }
-
-  tov_update::UpdateOptions UpdateFor(tov_edit::Dialect dialect) const {
-    tov_update::UpdateOptions options;
-    options.hold_stop_signals = true;
-    if (!m_options.backup_suffix.empty()) options.backup_suffix = m_options.backup_suffix;
-    options.check = m_options.check_command;
-    options.reload = m_options.reload;
-    if (m_options.ChecksByDialect()) {
-      const bool strict = m_options.check_command == kStrict;
-      options.check = CheckCommand(dialect);
-      options.new_warnings =
-          strict ? tov_update::NewWarnings::kRefused : tov_update::NewWarnings::kTold;
-    }
-    return options;
   }
 
   // Throws when it cannot be done, unless that goes into a report.
@@ -560,6 +546,11 @@ void AddOptions(CLI::App& command, ApplyOptions& options) {
   AddRequestOptions(command, options);
   AddOutputOptions(command, options);
   AddGuardOptions(command, options);
+  command.add_flag("--server", options.server,
+                   "Edit the whole server: CONFIG is its main file, or left out");
+  AddFileOption(command, "--new-in", options.new_in,
+                "The server's file for a block that is in none; {name} stands for its name");
+  AddServerOptions(command, options.reading);
   AddFiles(command, "CONFIG", options.configs,
            "The configurations; standard input when it is \"-\" or left out");
   command.footer(std::string(kValuesHelp) + kFooter + "\n\n" + RefusalHelp() + "\n" + kExitHelp);
@@ -593,7 +584,8 @@ Command AddApply(CLI::App& program) {
   CLI::App* command = program.add_subcommand("apply", "Edit configurations by a template");
   const auto options = std::make_shared<ApplyOptions>();
   command->preparse_callback([command, options](std::size_t) { AddOptions(*command, *options); });
-  return {command, [options] { return RunApply(*options); }};
+  return {command,
+          [options] { return options->server ? ApplyToServer(*options) : RunApply(*options); }};
 }
 
 }  // namespace cli

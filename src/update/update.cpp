@@ -19,8 +19,9 @@ namespace tov_update {
 // The files, and what Replace was told.
 class FileUpdate::Locked {
  public:
+  // `missing`: the name of the one that may not be there.
   Locked(const std::vector<std::string>& names, std::chrono::milliseconds lock_wait,
-         const std::optional<Cancellation>& cancellation, LockedFile::Missing missing)
+         const std::optional<Cancellation>& cancellation, const std::optional<std::string>& missing)
       : m_cancellation(cancellation) {
     std::map<std::string, std::size_t> by_path;
     RealPaths paths;
@@ -33,7 +34,10 @@ class FileUpdate::Locked {
     const Deadline deadline = DeadlineAfter(lock_wait);
     for (const auto& [path, file] : by_path) {
       ExpectNotCancelled();
-      m_files.at(file).locked.Lock(deadline, missing, CancellationOrNull());
+      LockedFile& locked = m_files.at(file).locked;
+      const bool may_miss = missing && locked.Name() == *missing;
+      locked.Lock(deadline, may_miss ? LockedFile::Missing::kAllowed : LockedFile::Missing::kRefused,
+                  CancellationOrNull());
     }
   }
 
@@ -94,13 +98,18 @@ class FileUpdate::Locked {
 
 FileUpdate::FileUpdate(const std::vector<std::string>& names, std::chrono::milliseconds lock_wait,
                        const std::optional<Cancellation>& cancellation)
-    : FileUpdate(std::make_unique<Locked>(names, lock_wait, cancellation,
-                                          LockedFile::Missing::kRefused)) {}
+    : FileUpdate(std::make_unique<Locked>(names, lock_wait, cancellation, std::nullopt)) {}
 
 FileUpdate FileUpdate::OfMissing(const std::string& name, std::chrono::milliseconds lock_wait,
                                  const std::optional<Cancellation>& cancellation) {
-  return FileUpdate(std::make_unique<Locked>(std::vector<std::string>{name}, lock_wait,
-                                             cancellation, LockedFile::Missing::kAllowed));
+  return WithMissing({}, name, lock_wait, cancellation);
+}
+
+FileUpdate FileUpdate::WithMissing(std::vector<std::string> names, const std::string& missing,
+                                   std::chrono::milliseconds lock_wait,
+                                   const std::optional<Cancellation>& cancellation) {
+  names.push_back(missing);
+  return FileUpdate(std::make_unique<Locked>(names, lock_wait, cancellation, missing));
 }
 
 FileUpdate::FileUpdate(std::unique_ptr<Locked> locked) : m_locked(std::move(locked)) {}

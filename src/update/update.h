@@ -152,6 +152,12 @@ class FileUpdate {
       const std::string& name, std::chrono::milliseconds lock_wait = kLockWait,
       const std::optional<Cancellation>& cancellation = std::nullopt);
 
+  // The same for several files, the last of which, `missing`, may not be there.
+  QELTEMPLATE_UPDATE_EXPORT static FileUpdate WithMissing(
+      std::vector<std::string> names, const std::string& missing,
+      std::chrono::milliseconds lock_wait = kLockWait,
+      const std::optional<Cancellation>& cancellation = std::nullopt);
+
   QELTEMPLATE_UPDATE_EXPORT ~FileUpdate();
   QELTEMPLATE_UPDATE_EXPORT FileUpdate(FileUpdate&& other) noexcept;
   QELTEMPLATE_UPDATE_EXPORT FileUpdate& operator=(FileUpdate&& other) noexcept;

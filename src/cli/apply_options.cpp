@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "cli/apply_options.h"
+
+namespace cli {
+
+tov_update::UpdateOptions UpdateFor(const ApplyOptions& apply, tov_edit::Dialect dialect) {
+  tov_update::UpdateOptions options;
+  options.hold_stop_signals = true;
+  if (!apply.backup_suffix.empty()) options.backup_suffix = apply.backup_suffix;
+  options.check = apply.check_command;
+  options.reload = apply.reload;
+  if (apply.ChecksByDialect()) {
+    const bool strict = apply.check_command == kStrict;
+    options.check = CheckCommand(dialect);
+    options.new_warnings =
+        strict ? tov_update::NewWarnings::kRefused : tov_update::NewWarnings::kTold;
+  }
+  return options;
+}
+
+}  // namespace cli
