@@ -30,12 +30,14 @@ function(qeltemplate_install_package name description component)
   qeltemplate_install_module(${name} "${description}" ${component} ${ARGN})
 endfunction()
 
-# qeltemplate_install_module(name description component [module...]): what finds it from pkg-config alone.
+# qeltemplate_install_module(name description component [ALWAYS module...] [module...]): what finds it from
+# pkg-config alone. The modules behind ALWAYS are needed beside a shared library, too.
 function(qeltemplate_install_module name description component)
-  set(modules)
+  cmake_parse_arguments(PARSE_ARGV 3 given "" "" ALWAYS)
+  set(modules ${given_ALWAYS})
   get_target_property(type ${name} TYPE)
   if(type STREQUAL STATIC_LIBRARY)
-    set(modules ${ARGN})
+    list(APPEND modules ${given_UNPARSED_ARGUMENTS})
   endif()
   list(JOIN modules " " modules)
   file(RELATIVE_PATH include_from_pc ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig
@@ -68,6 +70,16 @@ install(TARGETS qeltemplate_edit EXPORT qeltemplate
         ARCHIVE COMPONENT development
         LIBRARY COMPONENT runtime NAMELINK_COMPONENT development)
 qeltemplate_install_module(qeltemplate_edit "${PROJECT_DESCRIPTION}, with care" development qeltemplate)
+
+# The files of a whole server. It needs the careful edit's library, which is in the same export.
+qeltemplate_install_includes(qeltemplate_server)
+install(TARGETS qeltemplate_server EXPORT qeltemplate
+        FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qeltemplate
+        COMPONENT development
+        ARCHIVE COMPONENT development
+        LIBRARY COMPONENT runtime NAMELINK_COMPONENT development)
+qeltemplate_install_module(qeltemplate_server "Knows the files and the sites of a web server" development
+                           ALWAYS qeltemplate_edit)
 
 # The safe replacing of files.
 if(TARGET qeltemplate_update)
@@ -128,7 +140,7 @@ function(qeltemplate_install_file file directory)
 endfunction()
 
 foreach(page IN ITEMS qeltemplate qeltemplate-apply qeltemplate-explain qeltemplate-inspect qeltemplate-lint
-                      qeltemplate-prototype)
+                      qeltemplate-prototype qeltemplate-sites)
   qeltemplate_install_file(man/${page}.1 ${CMAKE_INSTALL_MANDIR}/man1)
 endforeach()
 set(data ${CMAKE_INSTALL_DATADIR})

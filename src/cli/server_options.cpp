@@ -107,15 +107,23 @@ tov_server::ReadingOptions ReadingOf(const ServerOptions& options) {
   return reading;
 }
 
-void AddServerOptions(CLI::App& command, ServerOptions& options) {
-  AddNames(command, "--root", options.roots, "Read nothing outside of this directory")
-      ->type_name("DIR");
-  AddNames(command, "--define", options.defines, "What httpd is started with as -D NAME");
-  command
-      .add_option(
-          "--modules", options.ask,
-          "Ask CMD, as \"apache2ctl -M\" or \"httpd -l\", which modules httpd has of itself")
-      ->type_name("CMD");
+std::vector<CLI::Option*> AddServerOptions(CLI::App& command, ServerOptions& options) {
+  return {AddNames(command, "--root", options.roots, "Read nothing outside of this directory")
+              ->type_name("DIR"),
+          AddNames(command, "--define", options.defines, "What httpd is started with as -D NAME"),
+          command
+              .add_option("--modules", options.ask,
+                          "Ask CMD, as \"apache2ctl -M\" or \"httpd -l\", which modules httpd has")
+              ->type_name("CMD")};
+}
+
+tov_server::Sites ReadServersSites(const ServerOptions& options) {
+  tov_server::ReadingOptions reading = ReadingOf(options);
+  SlowProgress progress("files read");
+  reading.progress = [&progress](std::size_t files) { progress.Show(files); };
+  tov_server::Sites read = tov_server::ReadSites(reading);
+  if (read.server.files.empty()) throw Failure(Shown(read.server.findings.front()));
+  return read;
 }
 
 SlowProgress::SlowProgress(std::string what)

@@ -12,6 +12,7 @@
 
 #include "document/dialect.h"
 #include "server/server_files.h"
+#include "server/sites.h"
 
 namespace cli {
 
@@ -23,9 +24,9 @@ struct ServerOptions {
   std::string ask;                // the command that tells httpd's modules; "": nobody is asked
 };
 
-// Adds the options that say what is read of a server: --root, --define, --modules. Parsing a
-// command line fills `options`, which must live until then.
-void AddServerOptions(CLI::App& command, ServerOptions& options);
+// Adds the options that say what is read of a server, and returns them: --root, --define,
+// --modules. Parsing a command line fills `options`, which must live until then.
+std::vector<CLI::Option*> AddServerOptions(CLI::App& command, ServerOptions& options);
 
 // A main file, and for whom it is.
 struct MainFile {
@@ -43,6 +44,10 @@ MainFile OnlyMainFile(const std::vector<MainFile>& files, const std::string& dia
 // What is to be read. A main file that nobody names is looked for, and an unknown language guessed.
 // Runs the command that is asked for modules. Throws Failure.
 tov_server::ReadingOptions ReadingOf(const ServerOptions& options);
+
+// Reads a server with its sites, and shows how far it has got. Throws Failure, also when the main
+// file cannot be read.
+tov_server::Sites ReadServersSites(const ServerOptions& options);
 
 // A line on standard error, on a terminal only, for work that takes longer than a second. It goes
 // when the object does.

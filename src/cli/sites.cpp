@@ -134,21 +134,14 @@ void SayFindings(const std::vector<Finding>& findings) {
 }
 
 Outcome Run(const SitesOptions& options) {
-  tov_server::ReadingOptions reading = ReadingOf(options);
-  tov_server::Sites read;
-  {
-    SlowProgress progress("files read");
-    reading.progress = [&progress](std::size_t files) { progress.Show(files); };
-    read = tov_server::ReadSites(reading);
-  }
+  tov_server::Sites read = ReadServersSites(options);
   std::vector<Finding>& findings = read.server.findings;
-  if (read.server.files.empty()) throw Failure(Shown(findings.front()));
   Ignore(options.ignored, findings);
   std::vector<Site>& sites = read.sites;
-  sites.erase(
-      std::remove_if(sites.begin(), sites.end(),
-                     [&](const Site& site) { return !IsWanted(site, reading.dialect, options); }),
-      sites.end());
+  sites.erase(std::remove_if(
+                  sites.begin(), sites.end(),
+                  [&](const Site& site) { return !IsWanted(site, read.server.dialect, options); }),
+              sites.end());
   const ExitCode code = findings.empty() ? kDone : kFindings;
   if (options.json) return {SitesJson(read), code};
   SayFindings(findings);

@@ -101,10 +101,8 @@ class Members {
 
 }  // namespace
 
-std::string InspectionJson(const tov_edit::InspectedText& config) {
-  JsonWriter json;
+void WriteInspection(const tov_edit::InspectedText& config, JsonWriter& json) {
   Members members(config, json);
-  json.Begin('{');
   json.Member("config", config.file);
   json.Member("dialect", std::string_view(NameOf(config.document.dialect())));
   json.Name("blocks");
@@ -125,6 +123,12 @@ std::string InspectionJson(const tov_edit::InspectedText& config) {
     json.Name("error");
     Write(json, *config.remarks.error);
   }
+}
+
+std::string InspectionJson(const tov_edit::InspectedText& config) {
+  JsonWriter json;
+  json.Begin('{');
+  WriteInspection(config, json);
   json.End('}');
   return std::move(json).Text();
 }

@@ -6,10 +6,14 @@
 #include <string>
 
 #include "edit/inspection.h"
+#include "report/json_writer.h"
 
 namespace report {
 
 // As docs/schema/inspect.json says, with a line end.
 std::string InspectionJson(const tov_edit::InspectedText& config);
+
+// The members of that object, one of an object that has been begun.
+void WriteInspection(const tov_edit::InspectedText& config, JsonWriter& json);
 
 }  // namespace report

@@ -31,3 +31,8 @@ for header in commit.h descriptor.h locked_file.h shell_command.h; do
   found=$(find "$installed" -path "*/update/$header")
   [ -z "$found" ] || fail "$header is installed"
 done
+for header in script.h server_reader.h; do
+  [ -e "src/server/$header" ] || fail "no such header: $header"
+  found=$(find "$installed" -path "*/server/$header")
+  [ -z "$found" ] || fail "$header is installed"
+done

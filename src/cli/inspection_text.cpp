@@ -1,0 +1,189 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "cli/inspection_text.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <limits>
+#include <optional>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "cli/diagnostic.h"
+#include "cli/findings.h"
+#include "document/document.h"
+#include "document/meaning.h"
+#include "document/places.h"
+
+namespace cli {
+namespace {
+
+using tov_document::BlockId;
+using tov_document::Dialect;
+using tov_document::Document;
+using tov_document::NodeKind;
+using tov_document::Span;
+using tov_edit::ForEachItem;
+using tov_edit::InspectedText;
+using tov_edit::Item;
+using tov_edit::OneLine;
+using tov_edit::PlainLine;
+
+std::size_t LineAt(const InspectedText& config, std::uint32_t offset) {
+  return config.places.Of(offset).line;
+}
+
+std::size_t FirstLine(const InspectedText& config, Span span) {
+  return LineAt(config, span.begin);
+}
+
+std::size_t LastLine(const InspectedText& config, Span span) {
+  return LineAt(config, span.empty() ? span.begin : span.end - 1);
+}
+
+// `text` in one line of a terminal or two.
+std::string Cut(const std::string& text) {
+  constexpr std::size_t kMost = 100;
+  if (text.size() <= kMost) return Printable(text);
+  std::size_t end = kMost;
+  while ((static_cast<unsigned char>(text[end]) & 0xc0U) == 0x80U && end > 0) --end;
+  return Printable(std::string_view(text).substr(0, end)) + "...";
+}
+
+// "  = a.example www.a.example on *:80", or what there is of it.
+std::string Identity(const Document& document, BlockId block) {
+  const auto joined = [](const std::vector<std::string>& words) {
+    std::string text;
+    for (const std::string& word : words) {
+      (text += ' ').append(word.empty() ? std::string_view("\"\"") : std::string_view(word));
+    }
+    return Cut(text);
+  };
+  const std::vector<std::string> names = ServerNames(document, block);
+  const std::vector<std::string> addresses = ServerAddresses(document, block);
+  if (names.empty() && addresses.empty()) return std::string();
+  return "  =" + joined(names) + (addresses.empty() ? "" : " on" + joined(addresses));
+}
+
+// "(lines 6 to 9: Lua, which is not looked into)".
+std::string Unread(const InspectedText& config, const Item& item) {
+  const Document& document = config.document;
+  const std::size_t first = FirstLine(config, item.node.bytes);
+  const std::size_t last = LastLine(config, item.node.bytes);
+  std::string lines = "line " + std::to_string(first);
+  if (last != first) lines = "lines " + std::to_string(first) + " to " + std::to_string(last);
+  if (document.blocks()[item.around].reading != tov_document::Body::kOpaque) {
+    return '(' + lines + ": not read)";
+  }
+  const std::string section = document.Value(document.HeadWords(item.around).front());
+  const bool nginx = document.dialect() == Dialect::kNginx;
+  return '(' + lines + ": " + (nginx ? "Lua" : Cut(section)) + ", which is not looked into)";
+}
+
+void Describe(const InspectedText& config, const Item& item, bool coloured, std::string& text) {
+  if (item.node.kind == NodeKind::kOpaque) {
+    text += Unread(config, item);
+    return;
+  }
+  const std::string_view plain = PlainLine(config.document, item.node);
+  const bool bold = coloured && item.node.kind == NodeKind::kBlock;
+  if (!plain.empty() && !bold) {
+    text += plain;
+  } else {
+    text += Bold(Cut(OneLine(config.document, item.node)), bold);
+  }
+  if (item.server) text += Identity(config.document, item.node.block);
+}
+
+// Whether `item` is a comment behind `before`, on the same line.
+bool IsBehind(const InspectedText& config, const Item& before, const Item& item) {
+  if (item.node.kind != NodeKind::kComment) return false;
+  Span span = before.node.bytes;
+  if (before.node.kind == NodeKind::kBlock && before.node.block == item.around) {
+    span = config.document.blocks()[item.around].head;
+  } else if (before.around != item.around) {
+    return false;
+  }
+  return LastLine(config, span) == FirstLine(config, item.node.bytes);
+}
+
+std::size_t DigitsOf(std::size_t number) {
+  return std::to_string(number).size();
+}
+
+// The items of a text, each in a line of its own, but for comments behind others. `digits` are
+// those of the last line's number.
+class Tree {
+ public:
+  Tree(const InspectedText& config, const Notes& notes, bool coloured, std::size_t digits)
+      : m_config(config),
+        m_notes(notes),
+        m_coloured(coloured),
+        m_digits(digits),
+        m_file(Printable(config.file) + ':') {
+    m_text.reserve(config.document.text().size() +
+                   config.places.Lines() * (m_file.size() + digits + kForMore));
+  }
+
+  void Add(const Item& item) {
+    m_line = m_config.places.LineFrom(m_line, item.node.bytes.begin);
+    if (m_before && IsBehind(m_config, *m_before, item)) {
+      m_text += "  ";
+    } else {
+      if (m_before) m_text += '\n';
+      AddPlace(item.depth);
+    }
+    Describe(m_config, item, m_coloured, m_text);
+    const auto note = m_notes.find(item.node.bytes.begin);
+    if (note != m_notes.end() && item.node.kind == NodeKind::kDirective) {
+      (m_text += "  ") += Cut(note->second);
+    }
+    m_before = item;
+  }
+
+  // The digits of the number of the last item's line.
+  std::size_t Digits() const { return DigitsOf(m_line); }
+
+  std::string Text() && {
+    if (m_before) m_text += '\n';
+    return std::move(m_text);
+  }
+
+ private:
+  static constexpr std::size_t kForMore = 16;  // of a line, beside its text
+  static constexpr std::size_t kDeepest = 40;  // deeper blocks stand below each other
+
+  void AddPlace(std::size_t depth) {
+    std::array<char, std::numeric_limits<std::size_t>::digits10 + 1> number;
+    const char* const end = std::to_chars(number.data(), number.data() + number.size(), m_line).ptr;
+    const auto size = static_cast<std::size_t>(end - number.data());
+    m_text += m_file;
+    m_text.append(number.data(), size) += ':';
+    m_text.append(m_digits - std::min(size, m_digits) + 1 + 2 * std::min(depth, kDeepest), ' ');
+  }
+
+  const InspectedText& m_config;
+  const Notes& m_notes;
+  const bool m_coloured;
+  const std::size_t m_digits;
+  const std::string m_file;
+  std::size_t m_line = 1;
+  std::optional<Item> m_before;
+  std::string m_text;
+};
+
+}  // namespace
+
+std::string TreeText(const InspectedText& config, const Notes& notes, bool coloured) {
+  // Behind the last item only ends of blocks may follow: rarely to a number of more digits.
+  for (std::size_t digits = DigitsOf(config.places.Lines());;) {
+    Tree tree(config, notes, coloured, digits);
+    ForEachItem(config.document, [&tree](const Item& item) { tree.Add(item); });
+    if (tree.Digits() == digits) return std::move(tree).Text();
+    digits = tree.Digits();
+  }
+}
+
+}  // namespace cli
