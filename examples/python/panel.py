@@ -79,7 +79,8 @@ def main() -> None:
     config, task, *arguments = sys.argv[1:] if len(sys.argv) > 2 else ("", "")
     if task not in TASKS or len(arguments) != len(TASKS[task]):
         usage = "\n       ".join(f"panel.py CONFIG {name} {' '.join(TASKS[name])}" for name in TASKS)
-        sys.exit(f"usage: {usage}")
+        print(f"usage: {usage}", file=sys.stderr)
+        sys.exit(2)
     request = request_for(task, arguments)
     try:
         with qeltemplate.update(config, check=os.environ.get("QELTEMPLATE_CHECK", "")) as files:

@@ -95,6 +95,28 @@ std::vector<std::string> Mistakes(const std::string& template_text) {
   return mistakes;
 }
 
+// Gives a site of the file another name. Returns why not, and where; nothing: it is done.
+std::vector<std::string> RenameSite(const std::string& file, const std::string& from,
+                                    const std::string& to) {
+  tov_edit::Request request;
+  request.dialect = tov_edit::Dialect::kNginx;
+  request.template_name = "name.template";
+  request.template_text = "server {\n\tserver_name {% $name %};\n}\n";
+  request.values["name"] = {from, to};
+
+  tov_update::FileUpdate update({file});
+  const tov_edit::Result result = tov_edit::Edit(request, update.Read(0), file);
+  std::vector<std::string> reasons;
+  for (const tov_edit::Finding& refusal : result.refusals) {
+    reasons.push_back(tov_edit::Shown(refusal));
+  }
+  if (reasons.empty()) {
+    update.Replace(0, result.text);
+    update.Commit({});
+  }
+  return reasons;
+}
+
 // Edits the files, all of them or none.
 void EditFiles(const tov_edit::Request& request, const std::vector<std::string>& names,
                const tov_update::UpdateOptions& options) {
@@ -224,6 +246,18 @@ TEST(CppPage, EditsFilesAllOrNone) {
     EXPECT_THAT(sandbox.Read(name), testing::HasSubstr("gzip on;"));
   }
   EXPECT_EQ(sandbox.Read("b.orig"), "server {\n}\n");
+}
+
+// What it does beside the program, and beside other languages, tests/install/rename.sh asks.
+TEST(CppPage, RenamesASiteOfAFile) {
+  const Sandbox sandbox;
+  sandbox.Write("a", "server {\n  server_name a.example;\n}\n");
+  const std::string file = sandbox.PathOf("a");
+  EXPECT_THAT(RenameSite(file, "a.example", "b.example"), testing::IsEmpty());
+  EXPECT_EQ(sandbox.Read("a"), "server {\n  server_name b.example;\n}\n");
+  EXPECT_THAT(RenameSite(file, "a.example", "c.example"),
+              testing::ElementsAre(testing::HasSubstr("name.template:1:1: there is no")));
+  EXPECT_EQ(sandbox.Read("a"), "server {\n  server_name b.example;\n}\n");
 }
 
 }  // namespace

@@ -2,15 +2,15 @@
 # SPDX-License-Identifier: Apache-2.0
 
 # Builds the examples in C++ and in C with what is installed, by CMake and by pkg-config, and runs those of
-# all languages.
+# all languages, and what their pages show.
 #
-#   examples.sh TESTS EXAMPLES INSTALLED WORK
+#   examples.sh TESTS EXAMPLES PAGES INSTALLED WORK
 #
-# TESTS: this project's tests. EXAMPLES: its examples, which may be the installed ones. WORK is emptied
-# first.
+# TESTS: this project's tests. EXAMPLES: its examples, PAGES: where its pages are; both may be the installed
+# ones. WORK is emptied first.
 set -eu
 
-tests=$1 examples=$2 installed=$3 work=$4
+tests=$1 examples=$2 pages=$3 installed=$4 work=$5
 
 check() {
   echo "$*"
@@ -63,10 +63,18 @@ check_site env LD_LIBRARY_PATH="$LD_LIBRARY_PATH" ./site
 
 QELTEMPLATE_C=$(one libqeltemplate_c.so.0)
 export QELTEMPLATE_C
-check_site env PERL5LIB="$(dirname "$(one perl5/Qeltemplate.pm)")" perl "$examples/perl/site.pl"
-check_site env QELTEMPLATE_PHP="$(one Qeltemplate/autoload.php)" php "$examples/php/site.php"
-
-check env PYTHONPATH="$(dirname "$(dirname "$(one py.typed)")")" python3 "$examples/python/rename_site.py"
+PERL5LIB=$(dirname "$(one perl5/Qeltemplate.pm)")
+QELTEMPLATE_PHP=$(one Qeltemplate/autoload.php)
+PYTHONPATH=$(dirname "$(dirname "$(one py.typed)")")
+PYTHONDONTWRITEBYTECODE=1
+export PERL5LIB QELTEMPLATE_PHP PYTHONPATH PYTHONDONTWRITEBYTECODE
+check_site perl "$examples/perl/site.pl"
+check_site php "$examples/php/site.php"
+check python3 "$examples/python/rename_site.py"
+"$tests/install/panel.sh" "$work/panel" python3 "$examples/python/panel.py"
 for program in 'python3 rename_site.py' 'perl rename_site.pl'; do
-  check env QELTEMPLATE_C="$(one libqeltemplate_c.so.0)" "${program% *}" "$examples/ffi/${program#* }"
+  check "${program% *}" "$examples/ffi/${program#* }"
 done
+
+export LD_LIBRARY_PATH
+"$tests/install/rename.sh" "$tests" "$pages" "$examples" "$installed" "$work/rename"
