@@ -12,6 +12,7 @@
 #include "edit/comparison.h"
 #include "edit/evidence.h"
 #include "edit/holdings.h"
+#include "edit/limits.h"
 #include "edit/shown_blocks.h"
 #include "edit/telling_apart.h"
 
@@ -297,7 +298,7 @@ class Finder {
                     Quoted(m_evidence[sought.block].opening->text) + " fits several blocks: "};
     finding.template_place = PlaceOf(sought.block);
     finding.remedies = {Remedy::kAll};
-    for (std::size_t i = 0; i < sought.fitting.size(); ++i) {
+    for (std::size_t i = 0; i < std::min(sought.fitting.size(), kMostPlacesNamed); ++i) {
       const BlockId id = sought.fitting[i];
       finding.config_places.push_back(m_contents.PlaceOfBlock(m_config_name, id));
       if (i >= kMost) continue;

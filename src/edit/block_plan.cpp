@@ -145,10 +145,11 @@ class BlockPlanner {
     return before == std::string_view::npos || text[before] == '\n';
   }
 
-  std::set<std::size_t> FreeComments(const TemplateLine& line) const {
+  // Each text once: what is free goes then.
+  std::set<std::size_t> FreeComments(const TemplateLine& line) {
     std::set<std::size_t> free;
     for (const std::optional<Written>* const written : {&line.was, &line.now}) {
-      if (!*written) continue;
+      if (!*written || !m_sought_comments.insert((*written)->text).second) continue;
       for (const std::size_t child : m_work.index().Comments((*written)->text)) {
         const bool is_free = !m_work.IsClaimed(child) && !m_work.IsRemoved(child);
         if (is_free && HasItsLine(m_work.ChildAt(child))) free.insert(child);
@@ -158,6 +159,7 @@ class BlockPlanner {
   }
 
   const std::map<std::size_t, BlockId>& m_inner;
+  std::set<std::string> m_sought_comments;
   BlockWork m_work;
   Additions m_additions;
   RewriteLines m_rewrites;

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "edit/finding.h"
+#include "edit/limits.h"
 
 namespace tov_edit {
 
@@ -232,7 +233,7 @@ void BlockWork::Refuse(std::size_t position, Finding finding) {
 void BlockWork::RefuseSeveral(std::size_t position, const Positions& fitting) {
   constexpr std::size_t kMost = 5;
   Finding finding{"ambiguous", Quoted(Line(position).text) + " fits several directives: "};
-  for (std::size_t i = 0; i < fitting.size(); ++i) {
+  for (std::size_t i = 0; i < std::min(fitting.size(), kMostPlacesNamed); ++i) {
     finding.config_places.push_back(PlaceOfChild(fitting[i]));
     if (i < kMost) finding.message += (i == 0 ? "" : ", ") + ShownChild(fitting[i]);
   }

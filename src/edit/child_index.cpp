@@ -35,6 +35,18 @@ ChildIndex::Positions ChildIndex::Like(const Texts& words) const {
   return found;
 }
 
+bool ChildIndex::HasLike(const Texts& words) const {
+  if (words.empty()) return false;
+  const std::string key = KeyOf(m_dialect, words);
+  auto entry =
+      std::lower_bound(m_directives.begin(), m_directives.end(), std::pair(key, std::size_t{0}));
+  const auto is_like = [&] {
+    return SameWords(m_dialect, m_children[entry->second]->values, words);
+  };
+  while (entry != m_directives.end() && entry->first == key && !is_like()) ++entry;
+  return entry != m_directives.end() && entry->first == key;
+}
+
 ChildIndex::Positions ChildIndex::BeginningWith(const Beginning& beginning) const {
   const std::string key = KeyOf(m_dialect, beginning);
   Positions found;

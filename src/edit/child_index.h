@@ -28,6 +28,7 @@ class ChildIndex {
 
   // The directives with these words, see SameWords, and those that begin so. Cost: logarithmic.
   Positions Like(const Texts& words) const;
+  bool HasLike(const Texts& words) const;
   Positions BeginningWith(const Beginning& beginning) const;
 
   // The directives of this name.

@@ -37,8 +37,8 @@ struct Finding {
 
   FilePlace template_place = {};  // the line of the template that it is about; line 0: none
 
-  // What of the configuration it is about, the most important first. Before the edit; of
-  // `in_result` in the edited text.
+  // What of the configuration it is about, the most important first; of very many the first ones
+  // (kMostPlacesNamed in edit/limits.h). Before the edit; of `in_result` in the edited text.
   std::vector<FilePlace> config_places = {};
   bool in_result = false;
 

@@ -17,8 +17,13 @@ bool SaysAll(const Texts& values, const Texts& words) {
                      [&among](const std::string& word) { return among.Has(word); });
 }
 
+bool HasOne(const Among& words, const Texts& sought) {
+  return std::any_of(sought.begin(), sought.end(),
+                     [&words](const std::string& word) { return words.Has(word); });
+}
+
 // Whether one of the words is there that are only in one of these; all, when there is none such.
-bool HaveChanging(const Texts& words, const Texts& was, const Texts& now) {
+bool HaveChanging(const Among& words, const Texts& was, const Texts& now) {
   Texts changing;
   const auto add = [&changing](const Texts& from, const Texts& others) {
     const Among among(others);
@@ -28,10 +33,9 @@ bool HaveChanging(const Texts& words, const Texts& was, const Texts& now) {
   };
   add(was, now);
   add(now, was);
-  if (!changing.empty()) return ShareOne(words, changing);
-  const Among among(words);
+  if (!changing.empty()) return HasOne(words, changing);
   return std::all_of(now.begin(), now.end(),
-                     [&among](const std::string& word) { return among.Has(word); });
+                     [&words](const std::string& word) { return words.Has(word); });
 }
 
 }  // namespace
@@ -45,7 +49,7 @@ bool Holdings::Has(BlockId id, const TemplateLine& line, Phase phase) {
   const auto& [children, index] = IndexedOf(id);
   const Texts& words = written->words;
   if (words.empty() || RoleOf(m_dialect, words.front()) == Role::kPlain) {
-    return !index.Like(words).empty();
+    return index.HasLike(words);
   }
   const std::vector<std::size_t>& named = index.Named(words.front());
   return std::any_of(named.begin(), named.end(), [&, &all = children](std::size_t child) {
@@ -62,15 +66,14 @@ bool Holdings::HasPart(BlockId id, const TemplateLine& line) {
   const Texts& now = line.now->words;
   switch (RoleOf(m_dialect, now.front())) {
     case Role::kNames:
-      return HaveChanging(tov_document::ServerNames(m_document, id), NamesIn(m_dialect, was),
-                          NamesIn(m_dialect, now));
+      return HaveChanging(NamesOf(id), NamesIn(m_dialect, was), NamesIn(m_dialect, now));
     case Role::kAddress:
-      return ShareOne(tov_document::ServerAddresses(m_document, id), AddressesIn(m_dialect, was)) ||
-             ShareOne(tov_document::ServerAddresses(m_document, id), AddressesIn(m_dialect, now));
+      return HasOne(AddressesOf(id), AddressesIn(m_dialect, was)) ||
+             HasOne(AddressesOf(id), AddressesIn(m_dialect, now));
     case Role::kOptions:
       return HasSuch(id, [&](const Child& child) {
         return tov_document::SameName(m_dialect, child.values.front(), now.front()) &&
-               HaveChanging(child.values, was, now);
+               HaveChanging(Among(child.values), was, now);
       });
     case Role::kPlain:
       break;
@@ -94,6 +97,22 @@ const Holdings::Indexed& Holdings::IndexedOf(BlockId id) {
     known = m_indexed.try_emplace(id, m_document, m_contents.WithConditions(id, {})).first;
   }
   return known->second;
+}
+
+const Among& Holdings::NamesOf(BlockId id) {
+  auto known = m_names.find(id);
+  if (known == m_names.end()) {
+    known = m_names.try_emplace(id, tov_document::ServerNames(m_document, id)).first;
+  }
+  return known->second.among;
+}
+
+const Among& Holdings::AddressesOf(BlockId id) {
+  auto known = m_addresses.find(id);
+  if (known == m_addresses.end()) {
+    known = m_addresses.try_emplace(id, tov_document::ServerAddresses(m_document, id)).first;
+  }
+  return known->second.among;
 }
 
 }  // namespace tov_edit

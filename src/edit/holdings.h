@@ -45,12 +45,26 @@ class Holdings {
     ChildIndex index;
   };
 
+  // Words of a block, to be looked for.
+  struct Said {
+    explicit Said(Texts words) : all(std::move(words)), among(all) {}
+    Said(const Said&) = delete;
+    Said& operator=(const Said&) = delete;
+
+    const Texts all;
+    const Among among;
+  };
+
   const Indexed& IndexedOf(BlockId id);
+  const Among& NamesOf(BlockId id);
+  const Among& AddressesOf(BlockId id);
 
   Contents& m_contents;
   const Document& m_document;
   const Dialect m_dialect;
   std::unordered_map<BlockId, Indexed> m_indexed;
+  std::unordered_map<BlockId, Said> m_names;
+  std::unordered_map<BlockId, Said> m_addresses;
 };
 
 }  // namespace tov_edit

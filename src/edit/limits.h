@@ -35,6 +35,9 @@ inline constexpr std::size_t kDeepestImports = 100;
 inline constexpr std::size_t kMostValues = 100'000;
 inline constexpr std::size_t kLargestValues = 64 * kMebibyte;
 
+// The places that one finding names, of many that it is about.
+inline constexpr std::size_t kMostPlacesNamed = 100;
+
 // The blanks that are taken over from a neighbour, as the indentation of a new line.
 inline constexpr std::size_t kLongestIndentation = 1'000;
 

@@ -136,14 +136,15 @@ void PlainLines::ClaimComment(std::size_t position) {
   }
 }
 
-std::size_t PlainLines::FirstComment(const std::optional<Written>& written,
-                                     bool claimed_too) const {
+std::size_t PlainLines::FirstComment(const std::optional<Written>& written, bool claimed_too) {
   if (!written) return kNoChild;
   const Positions& alike = m_work.index().Comments(written->text);
-  const auto first = std::find_if(alike.begin(), alike.end(), [&](std::size_t child) {
+  std::size_t& next = m_next_comment[{written->text, claimed_too}];
+  const auto fits = [&](std::size_t child) {
     return m_work.IsClaimed(child) ? claimed_too : !m_work.IsRemoved(child);
-  });
-  return first == alike.end() ? kNoChild : *first;
+  };
+  while (next < alike.size() && !fits(alike[next])) ++next;
+  return next < alike.size() ? alike[next] : kNoChild;
 }
 
 }  // namespace tov_edit

@@ -6,8 +6,10 @@
 #include <cstddef>
 #include <map>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <unordered_set>
+#include <utility>
 
 #include "edit/additions.h"
 #include "edit/block_work.h"
@@ -42,7 +44,7 @@ class PlainLines {
   Step StepOf(std::size_t position);
   void ClaimRaw(std::size_t position);
   std::unordered_set<std::string_view> RawLinesThere() const;
-  std::size_t FirstComment(const std::optional<Written>& written, bool claimed_too) const;
+  std::size_t FirstComment(const std::optional<Written>& written, bool claimed_too);
 
   BlockWork& m_work;
   Additions& m_additions;
@@ -52,6 +54,10 @@ class PlainLines {
   std::optional<std::map<std::size_t, Step>> m_steps;
 
   std::optional<std::unordered_set<std::string_view>> m_raw;  // RawLinesThere(), if it is known
+
+  // By a comment's text, and by whether a claimed one will do: which of those alike comes next, as
+  // one that will not do never will.
+  std::map<std::pair<std::string, bool>, std::size_t> m_next_comment;
 };
 
 }  // namespace tov_edit

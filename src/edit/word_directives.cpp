@@ -3,6 +3,7 @@
 #include "edit/word_directives.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "document/ascii.h"
@@ -81,6 +82,10 @@ std::set<std::string> LowerArguments(const Written& written) {
   return words;
 }
 
+std::string NamedAddress(const Words& words, const std::string& address) {
+  return words.front().value + ' ' + address;
+}
+
 }  // namespace
 
 Words WordsOf(const Written& written) {
@@ -117,12 +122,15 @@ WordDirectives::WordDirectives(const Document& document, BlockId block,
     directive.before = directive.words;
     directive.stated.assign(directive.words.size(), false);
     m_by_child.emplace(i, m_directives.size());
-    m_by_address[Address(directive.words)].insert(m_directives.size());
+    m_by_directive[NameKey(m_dialect, child.values.front())].push_back(m_directives.size());
     for (std::size_t word = 1; role == Role::kNames && word < directive.words.size(); ++word) {
       m_by_name[Normal(directive.words[word].value)].insert(m_directives.size());
     }
     m_directives.push_back(std::move(directive));
+    m_addresses.emplace_back();
+    KeepAddress(m_directives.size() - 1);
   }
+  m_free_by_name = m_by_name;
   m_names.resize(m_directives.size());
 }
 
@@ -136,6 +144,7 @@ void WordDirectives::Take(std::size_t child) {
   if (directive == m_by_child.end()) return;
   Directive& taken = m_directives[directive->second];
   taken.stated.assign(taken.words.size(), true);
+  KeepAddress(directive->second);
 }
 
 bool WordDirectives::IsStated(const Directive& directive) {
@@ -166,9 +175,9 @@ std::string WordDirectives::Normal(const std::string& name) const {
 // The directives of a line's own name.
 WordDirectives::Pointers WordDirectives::Naming(const std::string& name) {
   Pointers own;
-  for (Directive& directive : m_directives) {
-    if (SameName(m_dialect, directive.words.front().value, name)) own.push_back(&directive);
-  }
+  const auto known = m_by_directive.find(NameKey(m_dialect, name));
+  if (known == m_by_directive.end()) return own;
+  for (const std::size_t number : known->second) own.push_back(&m_directives[number]);
   return own;
 }
 
@@ -206,16 +215,22 @@ std::optional<WordDirectives::Spot> WordDirectives::SpotOf(const std::string& di
                                                            bool aliases, const std::string& name,
                                                            bool stated_too) {
   const std::string normal = Normal(name);
-  const auto known = m_by_name.find(normal);
-  if (known == m_by_name.end()) return std::nullopt;
+  auto& by_name = stated_too ? m_by_name : m_free_by_name;
+  const auto known = by_name.find(normal);
+  if (known == by_name.end()) return std::nullopt;
   std::optional<Spot> alias;
-  for (const std::size_t number : known->second) {
-    const Directive& each = m_directives[number];
+  for (auto number = known->second.begin(); number != known->second.end();) {
+    const Directive& each = m_directives[*number];
     const bool own = SameName(m_dialect, each.words.front().value, directive);
-    if (!own && (!aliases || alias || !IsAlias(each, directive))) continue;
-    const auto spot = SpotIn(number, normal, stated_too);
+    if (!own && (!aliases || alias || !IsAlias(each, directive))) {
+      ++number;
+      continue;
+    }
+    const auto spot = SpotIn(*number, normal, stated_too);
     if (spot && own) return spot;
     if (spot) alias = spot;
+    // What is stated, or gone, stays so; where the name comes back it is known anew.
+    number = spot ? std::next(number) : known->second.erase(number);
   }
   return alias;
 }
@@ -488,23 +503,58 @@ std::vector<std::size_t> WordDirectives::WithAddress(const Words& words) const {
   for (const std::size_t number : known->second) {
     const Words& others = m_directives[number].words;
     const bool same = others.size() > 1 && others.front().value == words.front().value &&
-                      Address(others) == address;
+                      m_addresses[number] == address;
     if (same) found.push_back(number);
   }
   return found;
 }
 
-// The directive with the address of `written`, the one with all its words first.
-WordDirectives::Directive* WordDirectives::ListenOn(const Written& written, bool stated_too) {
-  const Words wanted = WordsOf(written);
-  Directive* found = nullptr;
-  for (const std::size_t number : WithAddress(wanted)) {
-    Directive& directive = m_directives[number];
-    if (directive.stated[1] != stated_too) continue;
-    if (SameValues(directive.words, wanted)) return &directive;
-    if (found == nullptr) found = &directive;
+// The directive has words, or stated ones, that it had not.
+void WordDirectives::KeepAddress(std::size_t number) {
+  const Directive& directive = m_directives[number];
+  m_addresses[number] = Address(directive.words);
+  m_by_address[m_addresses[number]].insert(number);
+  if (directive.words.size() < 2) return;
+  Listens& listens = m_listens.at(directive.stated[1] ? 1 : 0);
+  listens.by_address[NamedAddress(directive.words, m_addresses[number])].insert(number);
+  listens.by_words[AllOf(directive.words)].insert(number);
+}
+
+std::string WordDirectives::AllOf(const Words& words) {
+  std::string all;
+  for (const NewWord& word : words) (all += word.value) += '\0';
+  return all;
+}
+
+// The first one that still is what it is kept as; others are not kept any longer.
+WordDirectives::Directive* WordDirectives::FirstListen(
+    std::unordered_map<std::string, Numbers>& listens, const std::string& key, bool stated,
+    const std::function<bool(std::size_t)>& fits) {
+  const auto known = listens.find(key);
+  if (known == listens.end()) return nullptr;
+  Numbers& numbers = known->second;
+  while (!numbers.empty()) {
+    Directive& first = m_directives[*numbers.begin()];
+    const bool is_so = first.words.size() > 1 && first.stated[1] == stated;
+    if (is_so && fits(*numbers.begin())) return &first;
+    numbers.erase(numbers.begin());
   }
-  return found;
+  return nullptr;
+}
+
+// The directive with the address of `written`, the one with all its words first.
+WordDirectives::Directive* WordDirectives::ListenOn(const Written& written, bool stated) {
+  const Words wanted = WordsOf(written);
+  if (wanted.size() < 2) return nullptr;
+  Listens& listens = m_listens.at(stated ? 1 : 0);
+  const auto says_all = [&](std::size_t number) {
+    return SameValues(m_directives[number].words, wanted);
+  };
+  Directive* const same = FirstListen(listens.by_words, AllOf(wanted), stated, says_all);
+  if (same != nullptr) return same;
+  const std::string address = Address(wanted);
+  const auto has_address = [&](std::size_t number) { return m_addresses[number] == address; };
+  return FirstListen(listens.by_address, NamedAddress(wanted, address), stated, has_address);
 }
 
 std::optional<std::size_t> WordDirectives::WordOf(const Directive& directive,
@@ -590,7 +640,6 @@ WordDirectives::Outcome WordDirectives::ChangeAddress(Directive& directive, cons
   Directive result = directive;
   const Words wanted = WordsOf(now);
   if (!SameHost(result.words, wanted)) result.words[1] = wanted[1];
-  m_by_address[Address(wanted)].insert(m_by_child.at(directive.child));
   result.stated[1] = true;
   if (may_change) ReplaceOptions(result, was, wanted);
   // What is new stands behind the option that the template has before it.
@@ -604,6 +653,7 @@ WordDirectives::Outcome WordDirectives::ChangeAddress(Directive& directive, cons
   }
   const bool changed = !SameValues(result.words, directive.words);
   directive = std::move(result);
+  KeepAddress(NumberOf(directive));
   return OutcomeOf(directive, changed);
 }
 
@@ -619,17 +669,16 @@ WordDirectives::Outcome WordDirectives::StateAllOptions(const Written* was, cons
   std::sort(there.begin() + 1, there.end(), by_value);
   std::sort(sorted.begin() + 1, sorted.end(), by_value);
   const bool changed = !SameValues(there, sorted);
-  if (changed) {
-    m_by_address[Address(wanted)].insert(m_by_child.at(directive->child));
-    directive->words = std::move(wanted);
-  }
+  if (changed) directive->words = std::move(wanted);
   directive->stated.assign(directive->words.size(), true);
+  KeepAddress(NumberOf(*directive));
   return OutcomeOf(*directive, changed);
 }
 
 std::vector<std::size_t> WordDirectives::RemoveAddress(const Written& written) {
   const Words wanted = WordsOf(written);
   std::vector<std::size_t> changed;
+  if (!m_removed.insert(AllOf(wanted)).second) return changed;
   for (const std::size_t number : WithAddress(wanted)) {
     Directive& directive = m_directives[number];
     const std::size_t before = directive.words.size();
@@ -638,7 +687,9 @@ std::vector<std::size_t> WordDirectives::RemoveAddress(const Written& written) {
                                                  HasWord(wanted, directive.words[i].value));
       if (goes) Erase(directive, i);
     }
-    if (directive.words.size() != before) changed.push_back(directive.child);
+    if (directive.words.size() == before) continue;
+    changed.push_back(directive.child);
+    KeepAddress(number);
   }
   return changed;
 }

@@ -5,7 +5,9 @@
 // line states stays.
 #pragma once
 
+#include <array>
 #include <cstddef>
+#include <functional>
 #include <map>
 #include <optional>
 #include <set>
@@ -117,6 +119,12 @@ class WordDirectives {
   };
 
   using Pointers = std::vector<Directive*>;
+  using Numbers = std::set<std::size_t>;
+
+  struct Listens {
+    std::unordered_map<std::string, Numbers> by_address;
+    std::unordered_map<std::string, Numbers> by_words;
+  };
 
   // Where in a directive its names stand, by what they are in their normal form.
   struct Names {
@@ -140,7 +148,11 @@ class WordDirectives {
   void Erase(const Going& going);
   void Replace(Directive& directive, Words words);
   std::vector<std::size_t> WithAddress(const Words& words) const;
-  Directive* ListenOn(const Written& written, bool stated_too);
+  void KeepAddress(std::size_t number);
+  static std::string AllOf(const Words& words);
+  Directive* FirstListen(std::unordered_map<std::string, Numbers>& listens, const std::string& key,
+                         bool stated, const std::function<bool(std::size_t)>& fits);
+  Directive* ListenOn(const Written& written, bool stated);
   Outcome Join(Directive& directive, const Written& now, bool may_change);
   Outcome ChangeAddress(Directive& directive, const Written& was, const Written& now,
                         bool may_change);
@@ -167,7 +179,17 @@ class WordDirectives {
   // found.
   std::unordered_map<std::string, std::set<std::size_t>> m_by_address;
   std::unordered_map<std::string, std::set<std::size_t>> m_by_name;
-  std::vector<Names> m_names;  // by directives
+
+  std::unordered_map<std::string, std::set<std::size_t>> m_free_by_name;  // with unstated ones
+  std::vector<std::string> m_addresses;                                   // by directives
+
+  // Those with an address that no line of the template has stated, and those with a stated one: by
+  // the name and the address, and by all words.
+  std::array<Listens, 2> m_listens;
+
+  std::unordered_map<std::string, std::vector<std::size_t>> m_by_directive;  // by NameKey
+  std::set<std::string> m_removed;  // lines that are not taken, and have had their turn
+  std::vector<Names> m_names;       // by directives
 };
 
 }  // namespace tov_edit

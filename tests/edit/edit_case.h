@@ -11,6 +11,7 @@
 
 #include "edit/case_writer.h"
 #include "edit/edit.h"
+#include "edit/lint.h"
 
 namespace tov_edit {
 
@@ -79,6 +80,10 @@ inline std::string AllOf(const std::vector<Finding>& findings) {
   std::string all;
   for (const Finding& finding : findings) all += Shown(finding) + " [" + finding.name + "]\n";
   return all;
+}
+
+inline std::vector<Finding> Linted(const Request& request) {
+  return Lint(request, ValuesGiven::kNone);
 }
 
 // The edited text, or why it is refused.

@@ -3,7 +3,6 @@
 // How much an edit takes, and what is said of more. What is as much as it takes is edited.
 
 #include "edit/limits.h"
-#include "edit/lint.h"
 
 #include <gtest/gtest.h>
 
@@ -11,6 +10,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "edit/edit.h"
@@ -144,22 +144,22 @@ TEST(Limits, OfTemplatesAndValuesAreNamed) {
     Findings findings;
     Prototype(request, findings);
     EXPECT_EQ(AllOf(findings.refusals), AllOf(result.refusals));
-    EXPECT_FALSE(HasLimit(Lint(amount.request_of(amount.most), ValuesGiven::kNone)));
-    EXPECT_EQ(AllOf(Lint(request, ValuesGiven::kNone)), AllOf(result.refusals));
+    EXPECT_FALSE(HasLimit(Linted(amount.request_of(amount.most))));
+    EXPECT_EQ(AllOf(Linted(request)), AllOf(result.refusals));
   }
 }
 
 // A block is closed again before the next one opens.
 TEST(Limits, AreNoneForBlocksBesideEachOther) {
   const Request request = RequestWith(Dialect::kNginx, Repeated("a {\n}\n", kDeepestBlocks + 1));
-  EXPECT_EQ(AllOf(Lint(request, ValuesGiven::kNone)), "");
+  EXPECT_EQ(AllOf(Linted(request)), "");
 }
 
 // What stands behind it is not looked at.
 TEST(Limits, AreTheLastThatIsSaidOfATemplate) {
   const Request request =
       RequestWith(Dialect::kNginx, "x\n" + Repeated("a {\n", kDeepestBlocks) + "  b {\nx\n");
-  const std::vector<Finding> findings = Lint(request, ValuesGiven::kNone);
+  const std::vector<Finding> findings = Linted(request);
   ASSERT_EQ(findings.size(), 2U) << AllOf(findings);
   EXPECT_EQ(findings[0].name, "not-a-directive");
   EXPECT_EQ(AllOf({findings[1]}),
@@ -259,6 +259,21 @@ TEST(ManyNamesOnManyAddresses, AreNoMoreThanTheirSum) {
   EXPECT_NE(Shown(result.refusals[0]).find("answer to 'a2' on 127.0.0.1:0"), std::string::npos)
       << Shown(result.refusals[0]);
   EXPECT_LT(Shown(result.refusals[0]).size(), 1'000U);
+}
+
+TEST(ManyThatFit, AreNamedUpToALimit) {
+  const std::string listens = Repeated("listen 80 x;\n", kMostPlacesNamed + 1);
+  const std::string servers = Repeated("server {\n}\n", kMostPlacesNamed + 1);
+  for (const auto& [name, text, config] :
+       {std::tuple("directives", "server {\nlisten 80[% $v %];\n}\n",
+                   "server {\n" + listens + "}\n"),
+        std::tuple("blocks", "server {\nx {% $v %};\n}\n", servers)}) {
+    SCOPED_TRACE(name);
+    const Result result = Edit(RequestWith(Dialect::kNginx, text), config, "site.conf");
+    ASSERT_EQ(result.refusals.size(), 1U) << AllOf(result.refusals);
+    EXPECT_EQ(result.refusals[0].name, "ambiguous");
+    EXPECT_EQ(result.refusals[0].config_places.size(), kMostPlacesNamed);
+  }
 }
 
 // Of two conditions of which one stands in the other, each is edited by itself.
