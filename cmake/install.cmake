@@ -139,8 +139,8 @@ function(qeltemplate_install_file file directory)
   install(FILES ${PROJECT_SOURCE_DIR}/${file} DESTINATION ${directory} ${rename} COMPONENT program)
 endfunction()
 
-foreach(page IN ITEMS qeltemplate qeltemplate-apply qeltemplate-explain qeltemplate-inspect qeltemplate-lint
-                      qeltemplate-prototype qeltemplate-sites)
+foreach(page IN ITEMS qeltemplate qeltemplate-adopt qeltemplate-apply qeltemplate-explain qeltemplate-inspect
+                      qeltemplate-lint qeltemplate-prototype qeltemplate-sites)
   qeltemplate_install_file(man/${page}.1 ${CMAKE_INSTALL_MANDIR}/man1)
 endforeach()
 set(data ${CMAKE_INSTALL_DATADIR})

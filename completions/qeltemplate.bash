@@ -3,7 +3,7 @@
 _qeltemplate_command() {
   local word
   for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
-    case $word in apply | prototype | explain | inspect | lint) echo "$word"; return ;; esac
+    case $word in apply | prototype | explain | inspect | lint | adopt) echo "$word"; return ;; esac
   done
 }
 
@@ -50,13 +50,13 @@ _qeltemplate() {
       COMPREPLY=($(compgen -W $'collision\nmixed-options\nother-value\nsyntax\nunmatched-section\nunused-value' -- "$current"))
       return
       ;;
-    --set | --old | --read-old | --unset | --raw | --reload | --jobs | --ignore)
+    --set | --old | --read-old | --unset | --raw | --reload | --jobs | --ignore | --site | --value | --managed)
       return
       ;;
   esac
 
   if [[ -z $command ]]; then
-    COMPREPLY=($(compgen -W $'apply\nprototype\nexplain\ninspect\nlint\n--help\n--version' -- "$current"))
+    COMPREPLY=($(compgen -W $'apply\nprototype\nexplain\ninspect\nlint\nadopt\n--help\n--version' -- "$current"))
     return
   fi
   if [[ $current != -* ]]; then
@@ -80,6 +80,7 @@ _qeltemplate() {
     explain) options+=$request$values$guards$output ;;
     inspect) options+=$output ;;
     lint) options+=$values$output ;;
+    adopt) options+=$'\n--site\n--value\n--managed\n--comment\n--template\n--values\n--overwrite' ;;
   esac
   COMPREPLY=($(compgen -W "$options" -- "$current"))
 }

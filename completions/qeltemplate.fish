@@ -1,12 +1,13 @@
 # fish completion for qeltemplate(1)
 
-set -l no_command 'not __fish_seen_subcommand_from apply prototype explain inspect lint'
-set -l any_command '__fish_seen_subcommand_from apply prototype explain inspect lint'
+set -l no_command 'not __fish_seen_subcommand_from apply prototype explain inspect lint adopt'
+set -l any_command '__fish_seen_subcommand_from apply prototype explain inspect lint adopt'
 set -l request '__fish_seen_subcommand_from apply prototype explain'
 set -l values '__fish_seen_subcommand_from apply prototype explain lint'
 set -l guards '__fish_seen_subcommand_from apply explain'
 set -l reports '__fish_seen_subcommand_from explain inspect lint'
 set -l coloured '__fish_seen_subcommand_from apply explain inspect lint'
+set -l adopt '__fish_seen_subcommand_from adopt'
 set -l apply '__fish_seen_subcommand_from apply'
 
 complete -c qeltemplate -n $no_command -f -a apply -d 'Edit configurations by a template'
@@ -14,6 +15,7 @@ complete -c qeltemplate -n $no_command -f -a prototype -d 'Write the skeleton of
 complete -c qeltemplate -n $no_command -f -a explain -d 'Say what becomes of each line'
 complete -c qeltemplate -n $no_command -f -a inspect -d 'Show a configuration as its server reads it'
 complete -c qeltemplate -n $no_command -f -a lint -d 'Say what is wrong with a template'
+complete -c qeltemplate -n $no_command -f -a adopt -d 'Make a template from a configuration'
 complete -c qeltemplate -s h -l help -d 'Print a summary of the options'
 complete -c qeltemplate -n $no_command -l version -d 'Print the version'
 
@@ -48,3 +50,11 @@ complete -c qeltemplate -n $guards -l no-create -d 'Make no block that is not th
 complete -c qeltemplate -n $guards -l only-create -d 'Only make blocks that are not there'
 complete -c qeltemplate -n $reports -l json -d 'Write JSON'
 complete -c qeltemplate -n $reports -l ignore -x -d 'Leave out a warning'
+
+complete -c qeltemplate -n $adopt -l site -x -d 'Which of several sites'
+complete -c qeltemplate -n $adopt -l value -x -d 'A text that becomes a value, NAME=TEXT'
+complete -c qeltemplate -n $adopt -l managed -x -d 'Only these directives'
+complete -c qeltemplate -n $adopt -l comment -d 'Say in the template what each line is'
+complete -c qeltemplate -n $adopt -l template -r -F -d 'Where the template goes'
+complete -c qeltemplate -n $adopt -l values -r -F -d 'Where the values go'
+complete -c qeltemplate -n $adopt -l overwrite -d 'Replace these files'

@@ -32,5 +32,6 @@ Command AddExplain(CLI::App& program);
 Command AddInspect(CLI::App& program);
 Command AddLint(CLI::App& program);
 Command AddSites(CLI::App& program);
+Command AddAdopt(CLI::App& program);
 
 }  // namespace cli

@@ -89,9 +89,9 @@ int Run(int argc, char** argv) {
   program.set_version_flag("--version", std::string(kProgram) + ' ' + QELTEMPLATE_VERSION,
                            "Print the version and exit");
   program.require_subcommand(1);
-  const std::vector<Command> commands = {AddApply(program),   AddPrototype(program),
-                                         AddExplain(program), AddInspect(program),
-                                         AddLint(program),    AddSites(program)};
+  const std::vector<Command> commands = {
+      AddApply(program), AddPrototype(program), AddExplain(program), AddInspect(program),
+      AddLint(program),  AddSites(program),     AddAdopt(program)};
   try {
     RefuseEmptyValues(argc, argv);
     program.parse(argc, argv);

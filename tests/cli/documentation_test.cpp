@@ -68,7 +68,7 @@ class Documentation : public Program {
   }
 };
 
-const Words kCommands = {"apply", "explain", "inspect", "lint", "prototype"};
+const Words kCommands = {"adopt", "apply", "explain", "inspect", "lint", "prototype"};
 
 std::string PageName(const std::string& command) {
   return "qeltemplate-" + command + ".1";
@@ -100,6 +100,7 @@ TEST_F(Documentation, ManualPagesNameEachOptionOfTheirCommand) {
 
 TEST_F(Documentation, HelpAndManualKnowEachExitStatus) {
   const std::pair<const char*, Names> commands[] = {
+      {"adopt", {"0", "2", "3", "4", "6"}},
       {"apply", {"0", "1", "2", "3", "4", "5", "7"}},
       {"explain", {"0", "2", "3", "4"}},
       {"inspect", {"0", "2", "3", "6"}},

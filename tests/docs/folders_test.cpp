@@ -28,10 +28,12 @@ const std::map<std::string, std::set<std::string>> kBelow = {
     {"template", {"template/framework"}},
     {"document", {"template/export.h"}},
     {"edit", {"document", "template", "template/framework"}},
+    {"adopt", {"edit", "document", "template/export.h"}},
     {"report", {"edit", "document"}},
     {"update", {}},
     {"server", {"edit", "report", "update", "document", "template", "template/framework"}},
-    {"cli", {"server", "edit", "report", "update", "document", "template", "template/framework"}},
+    {"cli",
+     {"adopt", "server", "edit", "report", "update", "document", "template", "template/framework"}},
 };
 
 bool IsCode(const fs::path& file) {

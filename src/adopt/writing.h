@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// Lines as the text of a template.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "adopt/lines.h"
+#include "adopt/naming.h"
+
+namespace tov_adopt {
+
+struct WrittenTemplate {
+  std::string text;
+  std::vector<std::size_t> lines;  // of each line of the text the adopted one; kNone: a closing
+};
+
+// The kept lines. `comment`: each with what it is, in the comments of the template.
+WrittenTemplate Write(Dialect dialect, const Lines& lines, const std::vector<Value>& values,
+                      bool comment);
+
+}  // namespace tov_adopt

@@ -1,0 +1,173 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// qeltemplate adopt: a template and its values, from a configuration.
+
+#include "adopt/adopt.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <system_error>
+#include <utility>
+
+#include "cli/command.h"
+#include "cli/diagnostic.h"
+#include "cli/findings.h"
+#include "cli/request.h"
+#include "cli/text_io.h"
+#include "report/json.h"
+
+namespace cli {
+namespace {
+
+using tov_adopt::Adopted;
+
+constexpr char kFooter[] = R"(
+Writes a template of the site in CONFIG, and a file of its values. An edit of CONFIG
+with the two changes nothing. A value that is set to another text changes each line
+that has it:
+  qeltemplate adopt --template site.template --values site.json site.conf
+  qeltemplate apply --template site.template --values site.json \
+    --set name=b.example --diff site.conf
+
+A site is all servers with one name. --site says which of several is meant: by a
+name, by an address as 127.0.0.1:443, or by a line as site.conf:12. Without sites
+all of CONFIG is taken. What a template cannot say is left out, and said.
+
+Without --template and --values, both are written to standard output.)";
+
+constexpr char kExitHelp[] =
+    R"(Exit status: 0 done, 2 wrong usage, 3 failed, 4 there is no such template,
+6 something is left out.)";
+
+struct AdoptOptions {
+  std::string config_file;  // "": standard input
+  std::string dialect;      // "": to be guessed
+  std::string template_file;
+  std::string values_file;
+  bool overwrite = false;
+  tov_adopt::Options adopt;
+};
+
+nlohmann::ordered_json Json(const Values& values) {
+  nlohmann::ordered_json json = nlohmann::ordered_json::object();
+  for (const auto& [name, value] : values) {
+    json[name] = {{"old", *value.old_value}, {"new", *value.new_value}};
+  }
+  return json;
+}
+
+void RefuseExisting(const std::string& file) {
+  if (file.empty() || !std::filesystem::exists(std::filesystem::symlink_status(file))) return;
+  throw Failure(file, "is there already; --overwrite replaces it");
+}
+
+void WriteFile(const std::string& file, const std::string& text, bool overwrite) {
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream(
+      std::fopen(file.c_str(), overwrite ? "wb" : "wbx"), std::fclose);
+  const bool written = stream &&
+                       std::fwrite(text.data(), 1, text.size(), stream.get()) == text.size() &&
+                       std::fflush(stream.get()) == 0;
+  if (!written) throw Failure(file, "cannot be written: " + std::generic_category().message(errno));
+}
+
+std::string Refusals(const std::vector<Finding>& refusals) {
+  std::string message = "no template:";
+  for (const Finding& refusal : refusals) message += "\n  " + Said(refusal);
+  return message;
+}
+
+Outcome Run(AdoptOptions& options) {
+  const bool standard_input = options.config_file.empty() || IsStandardInput(options.config_file);
+  const std::string text = standard_input ? ReadStandardInput() : ReadFile(options.config_file);
+  const std::string name = TextName(standard_input ? "-" : options.config_file);
+  const auto named = tov_document::DialectNamed(options.dialect);
+  options.adopt.dialect = named ? *named : DialectOf(text, name);
+  if (!named) SayGuess(name, options.adopt.dialect);
+  if (!options.overwrite) {
+    RefuseExisting(options.template_file);
+    RefuseExisting(options.values_file);
+  }
+  const Adopted adopted = tov_adopt::Adopt(options.adopt, text, name);
+  if (!adopted.refusals.empty()) throw Refusal(name, Refusals(adopted.refusals));
+  for (const Finding& finding : adopted.left_out) Say(Said(finding));
+  Outcome outcome;
+  outcome.exit_code = adopted.left_out.empty() ? kDone : kFindings;
+  const std::string values = report::JsonText(Json(adopted.values));
+  if (!options.template_file.empty()) {
+    WriteFile(options.template_file, adopted.template_text, options.overwrite);
+  } else {
+    outcome.text = adopted.template_text;
+  }
+  if (!options.values_file.empty()) {
+    WriteFile(options.values_file, values, options.overwrite);
+  } else {
+    outcome.text += (outcome.text.empty() ? "" : "\n") + values;
+  }
+  return outcome;
+}
+
+void AddValueOption(CLI::App& command, std::map<std::string, std::string>& values) {
+  const auto store = [&values](const std::vector<std::string>& words) {
+    for (const std::string& word : words) {
+      const std::size_t equals = word.find('=');
+      if (equals == 0 || equals == std::string::npos || equals + 1 == word.size()) {
+        throw CLI::ValidationError("--value", "'" + word + "' is not of the form NAME=TEXT");
+      }
+      if (!values.emplace(word.substr(0, equals), word.substr(equals + 1)).second) {
+        throw CLI::ValidationError("--value", "'" + word.substr(0, equals) + "' is given twice");
+      }
+    }
+    return true;
+  };
+  command.add_option("--value", store, "A text that becomes a value wherever it stands")
+      ->take_all()
+      ->type_name("NAME=TEXT");
+}
+
+void AddManagedOption(CLI::App& command, std::set<std::string>& managed) {
+  const auto store = [&managed](const std::vector<std::string>& words) {
+    for (const std::string& word : words) {
+      for (std::size_t begin = 0; begin <= word.size();) {
+        const std::size_t end = std::min(word.find(',', begin), word.size());
+        if (end == begin) throw CLI::ValidationError("--managed", "a name is empty");
+        managed.insert(word.substr(begin, end - begin));
+        begin = end + 1;
+      }
+    }
+    return true;
+  };
+  command
+      .add_option("--managed", store,
+                  "Only these directives and blocks, and what the site is found by")
+      ->take_all()
+      ->type_name("NAME,...");
+}
+
+void AddOptions(CLI::App& command, AdoptOptions& options) {
+  AddDialectOption(command, options.dialect, "CONFIG");
+  command.add_option("--site", options.adopt.site, "Which of several sites")->type_name("SITE");
+  AddValueOption(command, options.adopt.values);
+  AddManagedOption(command, options.adopt.managed);
+  command.add_flag("--comment", options.adopt.comment, "Say in the template what each line is");
+  AddFileOption(command, "--template", options.template_file, "Where the template goes");
+  AddFileOption(command, "--values", options.values_file, "Where the values go, as JSON");
+  command.add_flag("--overwrite", options.overwrite, "Replace these files where they are there");
+  AddFileOption(command, "CONFIG", options.config_file,
+                "The configuration; standard input when it is \"-\" or left out");
+  command.footer(std::string(kFooter) + "\n\n" + kExitHelp);
+}
+
+}  // namespace
+
+Command AddAdopt(CLI::App& program) {
+  CLI::App* command =
+      program.add_subcommand("adopt", "Make a template and its values from a configuration");
+  const auto options = std::make_shared<AdoptOptions>();
+  command->preparse_callback([command, options](std::size_t) { AddOptions(*command, *options); });
+  return {command, [options] { return Run(*options); }};
+}
+
+}  // namespace cli

@@ -1,0 +1,305 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// What becomes of a site: its template, its values, and what is left out.
+
+#include "adopt/adopt.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "edit/edit.h"
+
+namespace tov_adopt {
+namespace {
+
+struct Case {
+  std::string name;
+  Dialect dialect = Dialect::kNginx;
+  std::string config;
+  std::string template_text;
+  std::string values;    // "name=a.example port=80"; those with blanks in brackets
+  std::string left_out;  // "" or the beginning of what is said
+  void (*ask)(Options&) = nullptr;
+};
+
+std::string Shown(const tov_edit::Values& values) {
+  std::string shown;
+  for (const auto& [name, value] : values) {
+    EXPECT_EQ(value.old_value, value.new_value) << name;
+    const bool blank = value.old_value->find(' ') != std::string::npos;
+    shown += (shown.empty() ? "" : " ") + name + '=' +
+             (blank ? '[' + *value.old_value + ']' : *value.old_value);
+  }
+  return shown;
+}
+
+std::string Said(const std::vector<Finding>& findings) {
+  std::string said;
+  for (const Finding& finding : findings) {
+    said += tov_edit::Shown(finding) + " [" + finding.name + "]\n";
+  }
+  return said;
+}
+
+Adopted AdoptedOf(const Case& c) {
+  Options options;
+  options.dialect = c.dialect;
+  if (c.ask != nullptr) c.ask(options);
+  return Adopt(options, c.config, "site.conf");
+}
+
+void ExpectAdopted(const std::vector<Case>& cases) {
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    const Adopted adopted = AdoptedOf(c);
+    EXPECT_EQ(Said(adopted.refusals), "");
+    EXPECT_EQ(adopted.template_text, c.template_text);
+    EXPECT_EQ(Shown(adopted.values), c.values);
+    EXPECT_EQ(Said(adopted.left_out).substr(0, c.left_out.size()), c.left_out);
+    EXPECT_EQ(adopted.left_out.empty(), c.left_out.empty()) << Said(adopted.left_out);
+    tov_edit::Request request;
+    request.dialect = c.dialect;
+    request.template_text = adopted.template_text;
+    request.values = adopted.values;
+    EXPECT_EQ(Edit(request, c.config, "site.conf").text, c.config);
+  }
+}
+
+TEST(Adopt, PutsValuesWhereTheirTextsStand) {
+  ExpectAdopted({
+      {"a name in all lines that hold it", Dialect::kNginx,
+       "server {\n server_name a.example;\n root /srv/a.example/htdocs;\n"
+       " access_log /var/log/a.example.log;\n error_log /var/log/a.example-error.log;\n"
+       " return 301 https://a.example$request_uri;\n}\n",
+       "server {\n\tserver_name {% $name %};\n\troot /srv/{% $name %}/htdocs;\n"
+       "\taccess_log /var/log/{% $name %}.log;\n\terror_log /var/log/{% $name %}-error.log;\n"
+       "\treturn 301 https://{% $name %}$request_uri;\n}\n",
+       "name=a.example", ""},
+      {"but not where it is a part of a longer word", Dialect::kNginx,
+       "server {\n server_name a.example;\n add_header X \"data.example a.example.org xa.example "
+       "a.example-b www2.a.example\";\n}\n",
+       "server {\n\tserver_name {% $name %};\n\tadd_header X \"data.example a.example.org "
+       "xa.example a.example-b www2.a.example\";\n}\n",
+       "name=a.example", ""},
+      {"all names below the site's own", Dialect::kNginx,
+       "server {\n server_name a.example *.a.example;\n}\n",
+       "server {\n\tserver_name {% $name %} *.{% $name %};\n}\n", "name=a.example", ""},
+      {"a name without a dot in paths only", Dialect::kNginx,
+       "server {\n server_name localhost;\n root /srv/localhost;\n"
+       " location / {\n  proxy_pass http://localhost:8080;\n }\n}\n",
+       "server {\n\tserver_name {% $name %};\n\troot /srv/{% $name %};\n"
+       "\tlocation / {\n\t\tproxy_pass {% $backend %};\n\t}\n}\n",
+       "backend=http://localhost:8080 name=localhost", ""},
+      {"known directives", Dialect::kNginx,
+       "server {\n listen 192.0.2.1:443 ssl;\n listen [2001:db8::1]:443 ssl;\n"
+       " server_name a.example;\n root /srv/a;\n ssl_certificate /etc/ssl/a.pem;\n"
+       " ssl_certificate_key /etc/ssl/a.key;\n access_log off;\n"
+       " location ~ \\.php$ {\n  root /srv/a/php;\n  fastcgi_pass unix:/run/php.sock;\n }\n}\n",
+       "server {\n\tlisten {% $ip %}:{% $port %} ssl;\n\tlisten {% $ipv6 %}:{% $port %} ssl;\n"
+       "\tserver_name {% $name %};\n\troot {% $root %};\n\tssl_certificate {% $certificate %};\n"
+       "\tssl_certificate_key {% $certificate_key %};\n\taccess_log off;\n"
+       "\tlocation ~ \\.php$ {\n\t\troot {% $root %}/php;\n"
+       "\t\tfastcgi_pass unix:{% $php_socket %};\n\t}\n}\n",
+       "certificate=/etc/ssl/a.pem certificate_key=/etc/ssl/a.key ip=192.0.2.1 "
+       "ipv6=[2001:db8::1] name=a.example php_socket=/run/php.sock port=443 root=/srv/a",
+       ""},
+      {"several of a kind are numbered", Dialect::kNginx,
+       "server {\n listen 80;\n listen 8080;\n server_name a.example;\n root /srv/a;\n"
+       " location /b/ {\n  root /data/b;\n }\n}\n",
+       "server {\n\tlisten {% $port %};\n\tlisten {% $port_2 %};\n\tserver_name {% $name %};\n"
+       "\troot {% $root %};\n\tlocation /b/ {\n\t\troot {% $root_2 %};\n\t}\n}\n",
+       "name=a.example port=80 port_2=8080 root=/srv/a root_2=/data/b", ""},
+      {"one alias wherever it stands, as a list of names", Dialect::kNginx,
+       "server {\n server_name a.example www.a.example;\n"
+       " if ($host = www.a.example) {\n  return 301 https://a.example/;\n }\n}\n",
+       "server {\n\tserver_name {% $name %} [% $aliases %];\n"
+       "\tif ($host = {% $aliases %}) {\n\t\treturn 301 https://{% $name %}/;\n\t}\n}\n",
+       "aliases=www.a.example name=a.example", ""},
+      {"several aliases", Dialect::kNginx,
+       "server {\n server_name a.example\n   www.a.example shop.example;\n}\n",
+       "server {\n\tserver_name {% $name %} [% $aliases %];\n}\n",
+       "aliases=[www.a.example shop.example] name=a.example", ""},
+      {"Apache", Dialect::kApache,
+       "<VirtualHost 192.0.2.1:80>\n ServerName a.example:80\n ServerAlias www.a.example\n"
+       " DocumentRoot \"/srv/a\"\n <Directory /srv/a/>\n  Require all granted\n </Directory>\n"
+       " <FilesMatch \\.php$>\n"
+       "  SetHandler \"proxy:unix:/run/php.sock|fcgi://localhost\"\n </FilesMatch>\n"
+       " CustomLog /var/log/a.example.log combined\n</VirtualHost>\n",
+       "<VirtualHost {% $ip %}:{% $port %}>\n\tServerName {% $name %}:80\n"
+       "\tServerAlias [% $aliases %]\n\tDocumentRoot \"{% $root %}\"\n"
+       "\t<Directory {% $root %}/>\n\t\tRequire all granted\n\t</Directory>\n"
+       "\t<FilesMatch \\.php$>\n"
+       "\t\tSetHandler \"proxy:unix:{% $php_socket %}|fcgi://localhost\"\n\t</FilesMatch>\n"
+       "\tCustomLog /var/log/{% $name %}.log combined\n</VirtualHost>\n",
+       "aliases=www.a.example ip=192.0.2.1 name=a.example php_socket=/run/php.sock port=80 "
+       "root=/srv/a",
+       ""},
+  });
+}
+
+TEST(Adopt, TakesValuesThatAreNamed) {
+  ExpectAdopted({
+      {"the longest one", Dialect::kNginx,
+       "server {\n server_name a.example;\n root /srv/www/a.example/htdocs;\n"
+       " access_log /srv/www/a.example/log;\n}\n",
+       "server {\n\tserver_name {% $name %};\n\troot {% $home %}/htdocs;\n"
+       "\taccess_log {% $home %}/log;\n}\n",
+       "home=/srv/www/a.example name=a.example", "",
+       [](Options& options) { options.values["home"] = "/srv/www/a.example"; }},
+      {"its name is not taken by another", Dialect::kNginx,
+       "server {\n server_name a.example;\n root /srv/a;\n client_max_body_size 8m;\n}\n",
+       "server {\n\tserver_name {% $name %};\n\troot {% $root_2 %};\n"
+       "\tclient_max_body_size {% $root %};\n}\n",
+       "name=a.example root=8m root_2=/srv/a", "",
+       [](Options& options) { options.values["root"] = "8m"; }},
+  });
+}
+
+TEST(Adopt, KeepsWhatIsManaged) {
+  ExpectAdopted({
+      {"directives, and what the site is found by", Dialect::kNginx,
+       "server {\n listen 80;\n server_name a.example;\n root /srv/a;\n gzip on;\n"
+       " location / {\n  root /srv/b;\n  expires 1d;\n }\n location /x/ {\n  deny all;\n }\n}\n",
+       "server {\n\tlisten {% $port %};\n\tserver_name {% $name %};\n\troot {% $root %};\n"
+       "\tlocation / {\n\t\troot {% $root_2 %};\n\t}\n}\n",
+       "name=a.example port=80 root=/srv/a root_2=/srv/b", "",
+       [](Options& options) { options.managed = {"root"}; }},
+      {"blocks with all that is in them", Dialect::kApache,
+       "<VirtualHost *:80>\n ServerName a.example\n ServerAdmin x@a.example\n"
+       " <Directory /srv>\n  Require all granted\n </Directory>\n</VirtualHost>\n",
+       "<VirtualHost *:{% $port %}>\n\tServerName {% $name %}\n\t<Directory /srv>\n"
+       "\t\tRequire all granted\n\t</Directory>\n</VirtualHost>\n",
+       "name=a.example port=80", "", [](Options& options) { options.managed = {"directory"}; }},
+  });
+}
+
+TEST(Adopt, WritesWhatWouldBeTemplateLanguageAsAValue) {
+  ExpectAdopted({
+      {"nginx", Dialect::kNginx,
+       "server {\n server_name a.example;\n add_header X-A \"[%x] a.example\";\n}\n",
+       "server {\n\tserver_name {% $name %};\n\tadd_header X-A \"{% $text %}{% $name %}\";\n}\n",
+       "name=a.example text=[[%x] ]", ""},
+      {"Apache", Dialect::kApache,
+       "<VirtualHost *:80>\n ServerName a.example\n"
+       " LogFormat \"%h [%t] {% if %}\" own\n</VirtualHost>\n",
+       "<VirtualHost *:{% $port %}>\n\tServerName {% $name %}\n"
+       "\tLogFormat \"{% $text %}\" own\n</VirtualHost>\n",
+       "name=a.example port=80 text=[%h [%t] {% if %}]", ""},
+  });
+}
+
+TEST(Adopt, TakesServersWithTheNameTogether) {
+  const std::string config =
+      "http {\n server {\n  listen 80;\n  server_name a.example;\n  return 301 https://a.example;\n"
+      " }\n server {\n  listen 443 ssl;\n  server_name a.example;\n  root /srv/a;\n }\n"
+      " server {\n  listen 80;\n  server_name b.example;\n }\n}\n";
+  const std::string both =
+      "server {\n\tlisten {% $port %};\n\tserver_name {% $name %};\n"
+      "\treturn 301 https://{% $name %};\n}\nserver {\n\tlisten {% $port_2 %} ssl;\n"
+      "\tserver_name {% $name %};\n\troot {% $root %};\n}\n";
+  ExpectAdopted({
+      {"by their name", Dialect::kNginx, config, both,
+       "name=a.example port=80 port_2=443 root=/srv/a", "",
+       [](Options& options) { options.site = "A.example"; }},
+      {"one by its address", Dialect::kNginx, config,
+       "server {\n\tlisten {% $port %} ssl;\n\tserver_name {% $name %};\n\troot {% $root %};\n}\n",
+       "name=a.example port=443 root=/srv/a", "", [](Options& options) { options.site = "443"; }},
+      {"one by its line", Dialect::kNginx, config,
+       "server {\n\tlisten {% $port %};\n\tserver_name {% $name %};\n}\n", "name=b.example port=80",
+       "", [](Options& options) { options.site = "site.conf:13"; }},
+  });
+}
+
+TEST(Adopt, TakesATextWithoutSitesAsAWhole) {
+  ExpectAdopted({
+      {"nginx", Dialect::kNginx, "worker_processes 4;\nevents {\n}\n",
+       "worker_processes 4;\nevents {\n}\n", "", ""},
+      {"Apache", Dialect::kApache, "# Ours\nOptions -Indexes\nErrorDocument 404 /404.html\n",
+       "Options -Indexes\nErrorDocument 404 /404.html\n", "", ""},
+  });
+}
+
+TEST(Adopt, NamesTheBlocksAroundASite) {
+  ExpectAdopted({
+      {"nginx", Dialect::kNginx,
+       "stream {\n upstream b {\n  server 192.0.2.1:1;\n }\n server {\n  listen 8080;\n"
+       "  proxy_pass b;\n }\n}\n",
+       "stream {\n\tserver {\n\t\tlisten {% $port %};\n\t\tproxy_pass b;\n\t}\n}\n", "port=8080",
+       ""},
+      {"but not conditions", Dialect::kApache,
+       "<IfModule mod_ssl.c>\n<VirtualHost *:443>\n ServerName a.example\n SSLEngine on\n"
+       "</VirtualHost>\n</IfModule>\n",
+       "<VirtualHost *:{% $port %}>\n\tServerName {% $name %}\n\tSSLEngine on\n</VirtualHost>\n",
+       "name=a.example port=443", ""},
+  });
+}
+
+TEST(Adopt, LeavesOutWhatATemplateCannotSay) {
+  ExpectAdopted({
+      {"code in another language", Dialect::kNginx,
+       "server {\n server_name a.example;\n location / {\n  content_by_lua_block {\n"
+       "   ngx.say(\"a\")\n  }\n  expires 1d;\n }\n}\n",
+       "server {\n\tserver_name {% $name %};\n\tlocation / {\n\t\texpires 1d;\n\t}\n}\n",
+       "name=a.example", "site.conf:4:3: 'content_by_lua_block {' is left out: it is code"},
+      {"what the server takes only once", Dialect::kApache,
+       "<VirtualHost *:80>\n ServerName a.example\n ServerAdmin x@b.example\n"
+       " ServerAdmin y@b.example\n</VirtualHost>\n",
+       "<VirtualHost *:{% $port %}>\n\tServerName {% $name %}\n\tServerAdmin {% $admin %}\n"
+       "</VirtualHost>\n",
+       "admin=x@b.example name=a.example port=80",
+       "site.conf:4:2: 'ServerAdmin y@b.example' is left out: "},
+  });
+}
+
+TEST(Adopt, ExplainsTheLinesWhenAsked) {
+  ExpectAdopted({
+      {"each with its values", Dialect::kNginx, "server {\n server_name a.example;\n gzip on;\n}\n",
+       "{#} A server of the site, found by its names and its addresses.\nserver {\n"
+       "\t{#} name is now a.example\n\tserver_name {% $name %};\n"
+       "\t{#} Stays as it is, and is added where it is missing.\n\tgzip on;\n}\n",
+       "name=a.example", "", [](Options& options) { options.comment = true; }},
+  });
+}
+
+struct Refused {
+  std::string name;
+  std::string config;
+  std::string said;
+  void (*ask)(Options&) = nullptr;
+};
+
+TEST(Adopt, RefusesWhatCannotBeMeant) {
+  const std::vector<Refused> cases = {
+      {"several sites",
+       "server {\n server_name a.example;\n}\nserver {\n listen 81;\n}\nserver {\n}\n",
+       "site.conf:1:1: there are several sites: site.conf:1 'a.example', site.conf:4 on '*:81', "
+       "site.conf:7 without a name. Name one of them, by its name, its address or its line "
+       "[site]\n"},
+      {"no such site", "server {\n server_name a.example;\n}\n",
+       "site.conf:1:1: there is no site 'b.example': site.conf:1 'a.example'. Name one of them, by "
+       "its name, its address or its line [site]\n",
+       [](Options& options) { options.site = "b.example"; }},
+      {"a text that the server does not read", "server {\n server_name a.example;\n",
+       "site.conf:1:1: the block that begins here does not close. The server would not take this "
+       "file: mend it first [syntax]\n"},
+      {"a value that stands nowhere", "server {\n server_name a.example;\n}\n",
+       "site.conf: the text 'example' of the value 'x' stands nowhere in the site. A value is a "
+       "whole word, or a part of a path [value]\n",
+       [](Options& options) { options.values["x"] = "example"; }},
+      {"nothing but comments", "# gzip on;\n",
+       "site.conf: nothing of it can be a template [site]\n"},
+  };
+  for (const Refused& c : cases) {
+    SCOPED_TRACE(c.name);
+    Options options;
+    if (c.ask != nullptr) c.ask(options);
+    const Adopted adopted = Adopt(options, c.config, "site.conf");
+    EXPECT_EQ(Said(adopted.refusals), c.said);
+    EXPECT_EQ(adopted.template_text, "");
+  }
+}
+
+}  // namespace
+}  // namespace tov_adopt
