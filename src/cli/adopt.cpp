@@ -17,7 +17,7 @@
 #include "cli/findings.h"
 #include "cli/request.h"
 #include "cli/text_io.h"
-#include "report/json.h"
+#include "report/json_writer.h"
 
 namespace cli {
 namespace {
@@ -51,12 +51,18 @@ struct AdoptOptions {
   tov_adopt::Options adopt;
 };
 
-nlohmann::ordered_json Json(const Values& values) {
-  nlohmann::ordered_json json = nlohmann::ordered_json::object();
+std::string ValuesText(const Values& values) {
+  report::JsonWriter json;
+  json.Begin('{');
   for (const auto& [name, value] : values) {
-    json[name] = {{"old", *value.old_value}, {"new", *value.new_value}};
+    json.Name(name);
+    json.Begin('{');
+    json.Member("old", *value.old_value);
+    json.Member("new", *value.new_value);
+    json.End('}');
   }
-  return json;
+  json.End('}');
+  return std::move(json).Text();
 }
 
 void RefuseExisting(const std::string& file) {
@@ -95,7 +101,7 @@ Outcome Run(AdoptOptions& options) {
   for (const Finding& finding : adopted.left_out) Say(Said(finding));
   Outcome outcome;
   outcome.exit_code = adopted.left_out.empty() ? kDone : kFindings;
-  const std::string values = report::JsonText(Json(adopted.values));
+  const std::string values = ValuesText(adopted.values);
   if (!options.template_file.empty()) {
     WriteFile(options.template_file, adopted.template_text, options.overwrite);
   } else {

@@ -145,7 +145,7 @@ Outcome RunOnServer(const InspectOptions& options) {
     json.Name("sites");
     WriteSites(read.sites, json);
     json.Name("warnings");
-    json.Whole(report::Json(of_server));
+    report::Write(json, of_server);
     json.End('}');
     return {std::move(json).Text(), warnings.empty() && errors.empty() ? kDone : kFindings};
   }
