@@ -50,6 +50,7 @@ std::string Said(const Finding& finding) {
     text += separator + OptionFor(remedy, finding);
     separator = ", ";
   }
+  if (finding.name == "no-file" && finding.config_places.empty()) text += "; --new-in says it";
   return Printable(text) + " [" + finding.name + "]";
 }
 

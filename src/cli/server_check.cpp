@@ -85,6 +85,13 @@ std::string ServerRootFor(const std::string& main) {
   return directory.filename() == "conf" ? directory.parent_path().string() : directory.string();
 }
 
+// The same where a command may say it.
+std::string ServerRootIn(const std::string& command, const std::string& main) {
+  const std::vector<std::string> words = WordsOf(command).value_or(std::vector<std::string>());
+  const auto option = std::find(words.begin(), words.end(), "-d");
+  return words.end() - option > 1 ? Absolute(*(option + 1)) : ServerRootFor(main);
+}
+
 class Check {
  public:
   Check(const std::string& command, const ServerFiles& server, const std::vector<FileEdit>& files)
@@ -103,7 +110,8 @@ class Check {
       new_texts[file.name] = file.text;
       if (!file.is_new) old_texts[file.name] = file.old_text;
     }
-    const ShadowTree after(m_server, new_texts);
+    const std::string root = ServerRootIn(m_command, m_main);
+    const ShadowTree after(m_server, new_texts, root);
     why_not = after.problem();
     if (!why_not.empty()) return std::nullopt;
     const CommandResult judged = Ask(after);
@@ -114,7 +122,7 @@ class Check {
     if (!judged.Succeeded()) Refuse(judged, "refuses the new files (" + judged.end + ')');
     if (new_warnings == NewWarnings::kNotLookedFor) return std::vector<std::string>();
     std::vector<std::string> warnings =
-        tov_update::NewServerWarnings(Ask(ShadowTree(m_server, old_texts)).output, judged.output);
+        tov_update::NewServerWarnings(Ask(ShadowTree(m_server, old_texts, ServerRootIn(m_command, m_main))).output, judged.output);
     if (new_warnings == NewWarnings::kRefused && !warnings.empty()) RefuseWarnings(warnings);
     for (std::string& warning : warnings) {
       warning = tov_update::ExplainedOutput(warning, Judged());
@@ -138,7 +146,7 @@ class Check {
   // Whether the server takes a copy of what is there, or takes what is there as little: then a
   // refusal of the new files is about these.
   bool TakesOldFilesIn(const std::map<std::string, std::string>& old_texts) const {
-    if (Ask(ShadowTree(m_server, old_texts)).Succeeded()) return true;
+    if (Ask(ShadowTree(m_server, old_texts, ServerRootIn(m_command, m_main))).Succeeded()) return true;
     const std::string real = *CheckCommandWith(m_command, m_main, m_server.dialect, "");
     return !tov_update::RunInShell(real, m_held.Before()).Succeeded();
   }
@@ -193,7 +201,6 @@ std::optional<std::string> CheckCommandWith(const std::string& command, const st
   };
   for (std::size_t i = 0; i <= program; ++i) add((*words)[i]);
   bool tests = false;
-  std::string server_root = ServerRootFor(main);
   for (std::size_t i = program + 1; i < words->size(); ++i) {
     const std::string& word = (*words)[i];
     const bool has_value = IsOneOf(word, with_value) && i + 1 < words->size();
@@ -202,7 +209,6 @@ std::optional<std::string> CheckCommandWith(const std::string& command, const st
     const bool is_root = !nginx && word == "-d" && !tree.empty();
     const bool replaced = word == (nginx ? "-c" : "-f") || is_root;
     if (has_value) ++i;
-    if (is_root) server_root = Absolute((*words)[i]);
     if (replaced) continue;
     add(word == "configtest" ? "-t" : word);
     if (has_value) add((*words)[i]);
@@ -210,7 +216,7 @@ std::optional<std::string> CheckCommandWith(const std::string& command, const st
   if (!tests) return std::nullopt;
   if (!nginx && !tree.empty()) {
     add("-d");
-    add(tree + server_root);
+    add(tree + ServerRootIn(command, main));
   }
   add(nginx ? "-c" : "-f");
   add(tree + main);

@@ -46,6 +46,16 @@ bool MaySayServerRoot(Dialect dialect, std::string_view text) {
          }) != text.end();
 }
 
+std::string DirectoryOf(const std::string& path) {
+  return fs::path(path).parent_path().string();
+}
+
+// The directory that an absolute pattern begins with, up to where it is one.
+std::string FixedPartOf(const std::string& pattern) {
+  const std::string fixed = pattern.substr(0, pattern.find_first_of("*?["));
+  return PlainPath(fixed.substr(0, fixed.rfind('/') + 1));
+}
+
 std::string InQuotes(const std::string& path) {
   return '"' + path + '"';
 }
@@ -94,30 +104,47 @@ std::set<std::size_t> FilesToWrite(const ServerFiles& server,
 
 }  // namespace
 
-ShadowTree::ShadowTree(const ServerFiles& server, const std::map<std::string, std::string>& texts) {
+ShadowTree::ShadowTree(const ServerFiles& server, const Texts& texts,
+                       const std::string& server_root) {
   std::string root = (fs::temp_directory_path() / "qeltemplate-check-XXXXXX").string();
   if (mkdtemp(root.data()) == nullptr) {
     throw fs::filesystem_error("cannot be made", root,
                                std::error_code(errno, std::generic_category()));
   }
   m_root = root;
+  m_whole = {PlainPath(server_root), DirectoryOf(PlainPath(server.files.front().name))};
   try {
-    MakeDirectory("/");
-    std::set<std::string> known;
-    for (const std::size_t number : FilesToWrite(server, texts)) {
-      const ServerFile& file = server.files[number];
-      const auto changed = texts.find(file.name);
-      known.insert(file.name);
-      Write(PlainPath(file.name),
-            Redirected(server, &file, changed == texts.end() ? file.text : changed->second));
-    }
-    for (const auto& [name, text] : texts) {
-      if (known.count(name) == 0) Write(PlainPath(name), Redirected(server, nullptr, text));
-    }
+    Fill(server, texts);
   } catch (...) {
     std::error_code error;
     fs::remove_all(m_root, error);
     throw;
+  }
+}
+
+void ShadowTree::Fill(const ServerFiles& server, const Texts& texts) {
+  const std::set<std::size_t> numbers = FilesToWrite(server, texts);
+  for (const auto& [name, text] : texts) m_written[PlainPath(name)] = text;
+  for (const std::size_t number : numbers) {
+    m_written.emplace(PlainPath(server.files[number].name), server.files[number].text);
+  }
+  std::map<std::string, const ServerFile*> known;
+  for (const std::size_t number : numbers) {
+    known[PlainPath(server.files[number].name)] = &server.files[number];
+  }
+  for (auto& [name, text] : m_written) {
+    const auto file = known.find(name);
+    text = Redirected(server, file == known.end() ? nullptr : file->second, text);
+  }
+  for (const std::string& directory : m_whole) MakeDirectory(directory);
+  for (const auto& [name, text] : m_written) {
+    MakeDirectory(DirectoryOf(name));
+    fs::remove(In(name));  // the link
+    std::ofstream stream;
+    stream.exceptions(std::ios::failbit | std::ios::badbit);
+    stream.open(In(name), std::ios::binary);
+    stream << text;
+    stream.close();
   }
 }
 
@@ -161,6 +188,9 @@ std::string ShadowTree::Redirected(const ServerFiles& server, const ServerFile* 
                             "' is not known";
     }
     if (path.substr(0, 1) != "/") return;
+    const bool include = IsInclude(server.dialect, name);
+    if (include && !LeadsToWritten(server.dialect, path)) return;
+    m_whole.insert(include ? FixedPartOf(path) : PlainPath(path));
     changes.emplace_back(words[1].bytes, InQuotes(In(path)));
   });
   std::string redirected = text;
@@ -170,28 +200,32 @@ std::string ShadowTree::Redirected(const ServerFiles& server, const ServerFile* 
   return redirected;
 }
 
-void ShadowTree::Write(const std::string& path, const std::string& text) {
-  MakeDirectory(fs::path(path).parent_path().string());
-  fs::remove(In(path));  // the link
-  std::ofstream stream;
-  stream.exceptions(std::ios::failbit | std::ios::badbit);
-  stream.open(In(path), std::ios::binary);
-  stream << text;
-  stream.close();
+bool ShadowTree::LeadsToWritten(Dialect dialect, const std::string& pattern) const {
+  return std::any_of(m_written.begin(), m_written.end(), [&](const auto& written) {
+    return LeadsTo(dialect, pattern, written.first);
+  });
 }
 
-// A directory with links to all that is in the real one, and the same for those above.
+bool ShadowTree::IsWhole(const std::string& directory) const {
+  for (fs::path each = directory;; each = each.parent_path()) {
+    if (m_whole.count(each.string()) != 0) return true;
+    if (each == each.parent_path()) return false;
+  }
+}
+
+// A directory, and those above it, with links to what is in them where the server may look for it.
 void ShadowTree::MakeDirectory(const std::string& path) {
   std::vector<fs::path> missing;
   for (fs::path each = path;; each = each.parent_path()) {
-    if (m_directories.count(each.string()) == 0) missing.push_back(each);
+    if (m_made.count(each.string()) == 0) missing.push_back(each);
     if (each == each.parent_path()) break;
   }
   for (auto each = missing.rbegin(); each != missing.rend(); ++each) {
     const std::string copy = In(each->string());
-    if (fs::is_symlink(copy)) fs::remove(copy);
+    if (fs::is_symlink(fs::symlink_status(copy))) fs::remove(copy);
     fs::create_directories(copy);
-    m_directories[each->string()] = true;
+    m_made.insert(each->string());
+    if (!IsWhole(each->string())) continue;
     for (const auto& entry : fs::directory_iterator(*each)) {
       const std::string link = In(entry.path().string());
       if (!fs::exists(fs::symlink_status(link))) fs::create_symlink(entry.path(), link);

@@ -3,14 +3,14 @@
 // A copy of a server's configuration that lies besides, with other texts of some files, so that the
 // server can judge these before they are in their places.
 //
-// It is a directory under which each path leads to what it leads to anyway: by links, but for the
-// files that have another text, and the directories on the way to them. In files that include such
-// a one by an absolute path, and in those that say httpd's ServerRoot, that path leads into the
-// tree.
+// It is a directory under which the server's directories have their usual paths, with links to all
+// that is in them, but for the files that have another text, and the directories on the way to
+// them. In files that include such a one by an absolute path, and in those that say httpd's
+// ServerRoot, that path leads into the tree.
 #pragma once
 
 #include <map>
-#include <optional>
+#include <set>
 #include <string>
 
 #include "server/server_files.h"
@@ -20,9 +20,12 @@ namespace tov_server {
 class ShadowTree {
  public:
   // Makes the tree in the directory for temporary files, for this user only. `texts` by the names
-  // of files: those that change, and new ones. Names that are relative are so to the current
-  // directory. Throws std::filesystem::filesystem_error, std::ios_base::failure.
-  ShadowTree(const ServerFiles& server, const std::map<std::string, std::string>& texts);
+  // of files: those that change, and new ones. `server_root`, an absolute path, is what relative
+  // paths in the files are relative to when they do not say it themselves. Names that are relative
+  // are so to the current directory. Throws std::filesystem::filesystem_error,
+  // std::ios_base::failure.
+  ShadowTree(const ServerFiles& server, const std::map<std::string, std::string>& texts,
+             const std::string& server_root);
 
   // Removes it.
   ~ShadowTree();
@@ -39,14 +42,20 @@ class ShadowTree {
   std::string WithRealNames(std::string text) const;
 
  private:
+  using Texts = std::map<std::string, std::string>;
+
+  void Fill(const ServerFiles& server, const Texts& texts);
   std::string Redirected(const ServerFiles& server, const ServerFile* file,
                          const std::string& text);
-  void Write(const std::string& path, const std::string& text);
+  bool LeadsToWritten(Dialect dialect, const std::string& pattern) const;
+  bool IsWhole(const std::string& directory) const;
   void MakeDirectory(const std::string& path);
 
   std::string m_root;
   std::string m_problem;
-  std::map<std::string, bool> m_directories;  // those that are no links
+  Texts m_written;                   // by absolute names
+  std::set<std::string> m_whole;     // directories that the server knows with all that is in them
+  std::set<std::string> m_made;      // directories that are no links
 };
 
 }  // namespace tov_server
