@@ -74,7 +74,7 @@ _qeltemplate() {
     apply)
       options+=$request$values$guards
       options+=$'\n--diff\n--color\n--in-place\n--output\n--dry-run\n--json\n--check\n--reload'
-      options+=$'\n--skip-missing\n--exit-code\n--jobs'
+      options+=$'\n--skip-missing\n--exit-code\n--jobs\n--server\n--new-in\n--root\n--define\n--modules'
       ;;
     prototype) options+=$request$values$writing ;;
     explain) options+=$request$values$guards$output ;;

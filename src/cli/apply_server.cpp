@@ -113,8 +113,9 @@ class ServerRun {
   // What was judged is what there is, also in the files that stay: a name may have come there.
   void ExpectUntouched(tov_update::FileUpdate& update) const {
     for (std::size_t i = 0; i < update.Size(); ++i) {
-      const auto edit = std::find_if(m_result.files.begin(), m_result.files.end(),
-                                     [&](const FileEdit& file) { return file.name == update.Name(i); });
+      const auto edit =
+          std::find_if(m_result.files.begin(), m_result.files.end(),
+                       [&](const FileEdit& file) { return file.name == update.Name(i); });
       if (update.Read(i) != edit->old_text) ThrowOvertaken(edit->name);
     }
     const ServerFiles now = tov_server::ReadServer(m_reading);

@@ -121,8 +121,9 @@ class Check {
     }
     if (!judged.Succeeded()) Refuse(judged, "refuses the new files (" + judged.end + ')');
     if (new_warnings == NewWarnings::kNotLookedFor) return std::vector<std::string>();
-    std::vector<std::string> warnings =
-        tov_update::NewServerWarnings(Ask(ShadowTree(m_server, old_texts, ServerRootIn(m_command, m_main))).output, judged.output);
+    std::vector<std::string> warnings = tov_update::NewServerWarnings(
+        Ask(ShadowTree(m_server, old_texts, ServerRootIn(m_command, m_main))).output,
+        judged.output);
     if (new_warnings == NewWarnings::kRefused && !warnings.empty()) RefuseWarnings(warnings);
     for (std::string& warning : warnings) {
       warning = tov_update::ExplainedOutput(warning, Judged());
@@ -146,7 +147,8 @@ class Check {
   // Whether the server takes a copy of what is there, or takes what is there as little: then a
   // refusal of the new files is about these.
   bool TakesOldFilesIn(const std::map<std::string, std::string>& old_texts) const {
-    if (Ask(ShadowTree(m_server, old_texts, ServerRootIn(m_command, m_main))).Succeeded()) return true;
+    if (Ask(ShadowTree(m_server, old_texts, ServerRootIn(m_command, m_main))).Succeeded())
+      return true;
     const std::string real = *CheckCommandWith(m_command, m_main, m_server.dialect, "");
     return !tov_update::RunInShell(real, m_held.Before()).Succeeded();
   }

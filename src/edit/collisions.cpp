@@ -46,8 +46,7 @@ bool Fits(std::string_view pattern, std::string_view name) {
   std::size_t in_name = 0;
   std::optional<std::pair<std::size_t, std::size_t>> star;  // the last one, and how far it went
   while (in_name < name.size()) {
-    const bool same =
-        at < pattern.size() && (pattern[at] == '?' || pattern[at] == name[in_name]);
+    const bool same = at < pattern.size() && (pattern[at] == '?' || pattern[at] == name[in_name]);
     if (at < pattern.size() && pattern[at] == '*') {
       star = {at++, in_name};
     } else if (same) {
@@ -146,8 +145,8 @@ class Servers {
     for (auto entry = shared.begin(); entry != shared.end();) {
       Blocks& answering = entry->second;
       if (AddressesOf(largest).count(entry->first) != 0) Insert(answering, largest);
-      while (!answering.empty() && !std::binary_search(named.own.begin(), named.own.end(),
-                                                       answering.back())) {
+      while (!answering.empty() &&
+             !std::binary_search(named.own.begin(), named.own.end(), answering.back())) {
         answering.pop_back();
       }
       entry = answering.size() < 2 ? shared.erase(entry) : std::next(entry);
@@ -242,8 +241,8 @@ struct Sockets {
 // Whether a parameter of "listen" is about the socket, which is opened once.
 bool IsOfSocket(std::string_view parameter) {
   static const std::set<std::string_view> kOptions = {
-      "bind",     "deferred",      "reuseport", "backlog",  "rcvbuf",      "sndbuf",
-      "setfib",   "accept_filter", "fastopen",  "ipv6only", "so_keepalive"};
+      "bind",   "deferred",      "reuseport", "backlog",  "rcvbuf",      "sndbuf",
+      "setfib", "accept_filter", "fastopen",  "ipv6only", "so_keepalive"};
   return kOptions.count(parameter.substr(0, parameter.find('='))) != 0;
 }
 
@@ -335,7 +334,8 @@ bool IsServed(const ListenLines& listens, const std::string& address) {
 // By addresses, the virtual hosts that nobody reaches there.
 std::map<std::string, Blocks> Unserved(const Document& document, const ListenLines& listens) {
   std::map<std::string, Blocks> unserved;
-  if (listens.unknown || listens.directives.empty() || document.dialect() != Dialect::kApache) return unserved;
+  if (listens.unknown || listens.directives.empty() || document.dialect() != Dialect::kApache)
+    return unserved;
   for (BlockId id = 1; id < document.blocks().size(); ++id) {
     for (const std::string& address : tov_document::ServerAddresses(document, id)) {
       if (!IsServed(listens, address)) Insert(unserved[address], id);
@@ -364,8 +364,7 @@ std::optional<Collision> NewUnserved(const Document& before, const Document& aft
 
 }  // namespace
 
-std::vector<Collision> NewCollisions(const Document& before, const Document& after,
-                                     Extent extent) {
+std::vector<Collision> NewCollisions(const Document& before, const Document& after, Extent extent) {
   std::vector<Collision> collisions;
   if (auto names = NewNames(before, after)) collisions.push_back(std::move(*names));
   const auto had_defaults = DefaultServers(before);
@@ -378,8 +377,7 @@ std::vector<Collision> NewCollisions(const Document& before, const Document& aft
   for (const auto& [address, sockets] : SocketOptions(after)) {
     const std::size_t count = sockets.listens.size();
     if (count < 2 || count <= had_options[address].listens.size()) continue;
-    collisions.push_back(
-        {Kind::kListenOptions, {}, address, sockets.servers, sockets.listens});
+    collisions.push_back({Kind::kListenOptions, {}, address, sockets.servers, sockets.listens});
     break;
   }
   if (extent == Extent::kWhole) {
@@ -398,8 +396,7 @@ std::vector<Collision> AllCollisions(const Document& document, Extent extent) {
   }
   for (const auto& [address, sockets] : SocketOptions(document)) {
     if (sockets.listens.size() > 1) {
-      collisions.push_back(
-          {Kind::kListenOptions, {}, address, sockets.servers, sockets.listens});
+      collisions.push_back({Kind::kListenOptions, {}, address, sockets.servers, sockets.listens});
     }
   }
   if (extent == Extent::kPart || document.dialect() != Dialect::kApache) return collisions;

@@ -116,9 +116,8 @@ class Editor {
     m_result.skipped = m_request.skip_missing && HasNoBlock(matches);
     if (!m_result.skipped) CheckMissing(tree, contents, matches);
     Plan plan;
-    std::string edited =
-        m_parts != nullptr ? WriteParts(tree, contents, matches, plan)
-                           : WriteText(tree, contents, matches, plan);
+    std::string edited = m_parts != nullptr ? WriteParts(tree, contents, matches, plan)
+                                            : WriteText(tree, contents, matches, plan);
     if (report != nullptr) {
       *report = ReportEdit({m_request, tree, matches, contents, plan, m_name, IsAmbiguous()});
     }
@@ -233,8 +232,8 @@ class Editor {
 
   void CheckSize(std::string_view text, const std::string& name, bool in_result) {
     if (text.size() <= kLargestText) return;
-    Exceed({name, 0, 0},
-           "a text of more than " + std::to_string(kLargestText / kMebibyte) + " MiB", in_result);
+    Exceed({name, 0, 0}, "a text of more than " + std::to_string(kLargestText / kMebibyte) + " MiB",
+           in_result);
   }
 
   // A block is looked for, and its directives are, through all conditions around.

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// The careful edit of a text that is made of several files: see Edit, whose rules hold across all of
-// them.
+// The careful edit of a text that is made of several files: see Edit, whose rules hold across all
+// of them.
 #pragma once
 
 #include <cstddef>

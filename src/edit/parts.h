@@ -82,7 +82,7 @@ class Parts {
   std::vector<File> m_files;
   std::string m_text;
   std::vector<Stretch> m_stretches;
-  std::set<std::pair<std::size_t, std::size_t>> m_includes;  // files, and where in them
+  std::set<std::pair<std::size_t, std::size_t>> m_includes;      // files, and where in them
   mutable std::map<std::size_t, tov_document::Places> m_places;  // by files
 };
 

@@ -75,14 +75,13 @@ BlockId PartsLayout::BlockIn(const Sheet& sheet, std::size_t file, BlockId block
 
 const Child& PartsLayout::ChildIn(Sheet& sheet, const Child& child) {
   const std::size_t file = m_parts.FileOf(child.bytes.begin);
-  const BlockId around =
-      child.IsBlock() ? sheet.document.blocks()[BlockIn(sheet, file, child.block)].parent
-                      : BlockIn(sheet, file, child.around);
+  const BlockId around = child.IsBlock()
+                             ? sheet.document.blocks()[BlockIn(sheet, file, child.block)].parent
+                             : BlockIn(sheet, file, child.around);
   const std::vector<Child>& children = sheet.contents.Of(around);
   const auto begin = m_parts.InFile(child.bytes).begin;
-  return *std::partition_point(
-      children.begin(), children.end(),
-      [begin](const Child& other) { return other.bytes.begin < begin; });
+  return *std::partition_point(children.begin(), children.end(),
+                               [begin](const Child& other) { return other.bytes.begin < begin; });
 }
 
 bool PartsLayout::IsAroundServers(BlockId block) const {
@@ -164,9 +163,8 @@ void PartsLayout::Add(const Place& place, const std::vector<std::string>& lines,
 bool PartsLayout::IsBesideItsLike(const Place& place, const std::string& text) {
   if (place.kind == Place::Kind::kAtEnd) return true;
   const Child& child = m_contents.Of(place.block)[place.child];
-  return !child.values.empty() &&
-         tov_document::SameName(m_document.dialect(), child.values.front(),
-                                NameIn(m_document.dialect(), text));
+  return !child.values.empty() && tov_document::SameName(m_document.dialect(), child.values.front(),
+                                                         NameIn(m_document.dialect(), text));
 }
 
 // The nearest place before that is in the file of the block around.
@@ -193,15 +191,14 @@ void PartsLayout::AddBlock(const Place& place, const std::vector<std::string>& l
     return;
   }
   const std::optional<std::size_t> home = m_homes.count(beside.file) != 0 ? beside.file
-                                          : !m_homes.empty()             ? *m_homes.rbegin()
-                                                                         : m_new_file;
+                                          : !m_homes.empty()              ? *m_homes.rbegin()
+                                                                          : m_new_file;
   if (!home) {
     if (!m_findings.refusals.empty()) return;  // it was not to be made
     Finding finding{"no-file",
                     "this block is in none of the server's files, and it is not said which file it "
                     "is to be made in",
-                    "",
-                    m_tree.lines[line].place};
+                    "", m_tree.lines[line].place};
     m_findings.refusals.push_back(std::move(finding));
     return;
   }

@@ -106,9 +106,9 @@ void JointText::Add(const NewFile& file) {
   const std::size_t number = m_files.size();
   for (OuterInclude& include : m_files[file.in].includes) {
     if (include.number != file.include) continue;
-    const auto behind = std::find_if(
-        include.files.begin(), include.files.end(),
-        [&](std::size_t other) { return file.name < m_files[other].name; });
+    const auto behind =
+        std::find_if(include.files.begin(), include.files.end(),
+                     [&](std::size_t other) { return file.name < m_files[other].name; });
     include.files.insert(behind, number);
   }
   m_files.push_back({file.name, {}, {}, true});

@@ -32,8 +32,8 @@ class JointText {
   // texts to find out what stands around the includes, and one to put them together.
   explicit JointText(const ServerFiles& server);
 
-  // Has `file` of the files, which then may be one more, read by one of the includes around servers,
-  // at the place among the others that its name gives it. Until then it has no text.
+  // Has `file` of the files, which then may be one more, read by one of the includes around
+  // servers, at the place among the others that its name gives it. Until then it has no text.
   struct NewFile {
     std::string name;
     std::size_t in = 0;       // the file that the include stands in

@@ -60,8 +60,9 @@ class ServerEditor {
     if (at == std::string::npos) return pattern;
     const std::optional<std::string> name = tov_edit::FirstName(m_request);
     if (!name || name->empty() || name->find('/') != std::string::npos || name->front() == '.') {
-      m_no_file = "the file's name holds {name}, and the template gives no name to a server that "
-                  "could stand there";
+      m_no_file =
+          "the file's name holds {name}, and the template gives no name to a server that "
+          "could stand there";
       return std::nullopt;
     }
     for (std::size_t place = at; place != std::string::npos;
@@ -131,7 +132,8 @@ class ServerEditor {
         }
       }
     }
-    m_no_file += list.empty() ? ". It includes nothing around its servers" : ". It includes " + list;
+    m_no_file +=
+        list.empty() ? ". It includes nothing around its servers" : ". It includes " + list;
   }
 
   // --- The result ---

@@ -46,14 +46,13 @@ struct ServerResult {
   bool skipped = false;         // see tov_edit::Result
   std::vector<Finding> refusals;
   std::vector<Finding> warnings;
-
 };
 
 // Carries `request` out on `server`: all files or none. Its dialect is that of the server. Of a
 // server with one file the result is that of tov_edit::Edit, byte by byte, but that of the whole
 // server httpd's virtual hosts must be reached by a "Listen". Each change is made in
-// the one file that it belongs to, as if that were edited by itself. Blocks that are new are made in
-// the file that holds those of the template which are there.
+// the one file that it belongs to, as if that were edited by itself. Blocks that are new are made
+// in the file that holds those of the template which are there.
 //
 // Beside the refusals of an edit there are:
 //

@@ -78,9 +78,8 @@ std::set<std::size_t> FilesToWrite(const ServerFiles& server,
     if (known.count(name) == 0) made.push_back(name);
   }
   const auto reads_one = [&](const Include& include) {
-    const bool of_written =
-        std::any_of(include.files.begin(), include.files.end(),
-                    [&](std::size_t file) { return written.count(file) != 0; });
+    const bool of_written = std::any_of(include.files.begin(), include.files.end(),
+                                        [&](std::size_t file) { return written.count(file) != 0; });
     return of_written || std::any_of(made.begin(), made.end(), [&](const std::string& name) {
              return std::any_of(include.patterns.begin(), include.patterns.end(),
                                 [&](const std::string& pattern) {
@@ -184,8 +183,9 @@ std::string ShadowTree::Redirected(const ServerFiles& server, const ServerFile* 
       const auto known = includes.find(document.Bytes(placed.node.bytes));
       const bool one = known != includes.end() && known->second->patterns.size() == 1;
       if (one) path = known->second->patterns.front();
-      if (!one) m_problem = "the path of '" + std::string(document.Bytes(placed.node.bytes)) +
-                            "' is not known";
+      if (!one)
+        m_problem =
+            "the path of '" + std::string(document.Bytes(placed.node.bytes)) + "' is not known";
     }
     if (path.substr(0, 1) != "/") return;
     const bool include = IsInclude(server.dialect, name);
@@ -201,9 +201,8 @@ std::string ShadowTree::Redirected(const ServerFiles& server, const ServerFile* 
 }
 
 bool ShadowTree::LeadsToWritten(Dialect dialect, const std::string& pattern) const {
-  return std::any_of(m_written.begin(), m_written.end(), [&](const auto& written) {
-    return LeadsTo(dialect, pattern, written.first);
-  });
+  return std::any_of(m_written.begin(), m_written.end(),
+                     [&](const auto& written) { return LeadsTo(dialect, pattern, written.first); });
 }
 
 bool ShadowTree::IsWhole(const std::string& directory) const {

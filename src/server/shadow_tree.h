@@ -53,9 +53,9 @@ class ShadowTree {
 
   std::string m_root;
   std::string m_problem;
-  Texts m_written;                   // by absolute names
-  std::set<std::string> m_whole;     // directories that the server knows with all that is in them
-  std::set<std::string> m_made;      // directories that are no links
+  Texts m_written;                // by absolute names
+  std::set<std::string> m_whole;  // directories that the server knows with all that is in them
+  std::set<std::string> m_made;   // directories that are no links
 };
 
 }  // namespace tov_server

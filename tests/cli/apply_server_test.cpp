@@ -32,9 +32,10 @@ class ApplyServer : public Program {
   // absolute path, and a file that it includes by a relative one.
   void WriteNginx() const {
     fs::create_directories(m_sandbox.PathOf("nginx/sites"));
-    m_sandbox.Write("nginx/nginx.conf", "pid nginx.pid;\nevents {}\nhttp {\n  include types;\n"
-                                        "  access_log off;\n  include " +
-                                            m_sandbox.PathOf("nginx/sites") + "/*;\n}\n");
+    m_sandbox.Write("nginx/nginx.conf",
+                    "pid nginx.pid;\nevents {}\nhttp {\n  include types;\n"
+                    "  access_log off;\n  include " +
+                        m_sandbox.PathOf("nginx/sites") + "/*;\n}\n");
     m_sandbox.Write("nginx/types", "types {\n  text/html html;\n}\n");
     for (int i = 0; i < kSites; ++i) {
       m_sandbox.Write("nginx/sites/" + std::to_string(i), NginxSite("s" + std::to_string(i)));
@@ -71,15 +72,16 @@ class ApplyServer : public Program {
 
   bool NginxTakesIt() const {
     return m_sandbox
-               .Run({"sh", "-c", "PATH=$PATH:/usr/sbin nginx -q -t -c " +
-                                     m_sandbox.PathOf("nginx/nginx.conf")})
+               .Run({"sh", "-c",
+                     "PATH=$PATH:/usr/sbin nginx -q -t -c " + m_sandbox.PathOf("nginx/nginx.conf")})
                .exit_code == 0;
   }
 
   bool HttpdTakesIt() const {
     return m_sandbox
-               .Run({"sh", "-c", "PATH=$PATH:/usr/sbin apache2 -t -f " +
-                                     m_sandbox.PathOf("apache/conf/httpd.conf")})
+               .Run({"sh", "-c",
+                     "PATH=$PATH:/usr/sbin apache2 -t -f " +
+                         m_sandbox.PathOf("apache/conf/httpd.conf")})
                .exit_code == 0;
   }
 
@@ -112,9 +114,20 @@ class ApplyServer : public Program {
   // Runs the program under strace. The names of files below the sandbox that any process has
   // opened for writing, made, renamed, linked or removed.
   std::set<std::string> WrittenBy(const Words& arguments, Outcome& outcome) const {
-    Words words = {"env", "ASAN_OPTIONS=detect_leaks=0", "PATH=/usr/sbin:/usr/bin:/sbin:/bin",
-                   "strace", "-f", "-y", "-qq", "-s", "4096", "-o", "../trace", "-e",
-                   "trace=%file,ftruncate,fchmod", QELTEMPLATE_PROGRAM};
+    Words words = {"env",
+                   "ASAN_OPTIONS=detect_leaks=0",
+                   "PATH=/usr/sbin:/usr/bin:/sbin:/bin",
+                   "strace",
+                   "-f",
+                   "-y",
+                   "-qq",
+                   "-s",
+                   "4096",
+                   "-o",
+                   "../trace",
+                   "-e",
+                   "trace=%file,ftruncate,fchmod",
+                   QELTEMPLATE_PROGRAM};
     words.insert(words.end(), arguments.begin(), arguments.end());
     outcome = m_sandbox.Run(words);
     std::istringstream trace(m_sandbox.Read("../trace"));
@@ -169,11 +182,10 @@ TEST_F(ApplyServer, RenamesAVirtualHostByItsNameAndTouchesOneFile) {
   WriteApache();
   auto expected = Texts();
   Outcome outcome;
-  const auto written = WrittenBy(
-      With({"apply", "--server", "apache/conf/httpd.conf", "--dialect", "apache", "--in-place",
-            "--check=apache2 -t"},
-           Rename("s77.example", "renamed.example")),
-      outcome);
+  const auto written = WrittenBy(With({"apply", "--server", "apache/conf/httpd.conf", "--dialect",
+                                       "apache", "--in-place", "--check=apache2 -t"},
+                                      Rename("s77.example", "renamed.example")),
+                                 outcome);
   EXPECT_EQ(outcome.err, "");
   EXPECT_EQ(outcome.exit_code, 0);
   std::string& site = expected["apache/conf/sites/77.conf"];
@@ -223,11 +235,10 @@ TEST_F(ApplyServer, WritesNothingThatNginxRefuses) {
   m_sandbox.Write("site.template",
                   "server {\n  server_name {% $name %};\n  root [% $root %];\n}\n");
   Outcome outcome;
-  const auto written = WrittenBy(
-      {"apply", "--server", "nginx/nginx.conf", "--dialect", "nginx", "--in-place", "--check",
-       "--template", "site.template", "--set", "name=s5.example", "--set", "root=/a /b", "--old",
-       "root=/srv"},
-      outcome);
+  const auto written = WrittenBy({"apply", "--server", "nginx/nginx.conf", "--dialect", "nginx",
+                                  "--in-place", "--check", "--template", "site.template", "--set",
+                                  "name=s5.example", "--set", "root=/a /b", "--old", "root=/srv"},
+                                 outcome);
   EXPECT_EQ(outcome.exit_code, 5);
   EXPECT_THAT(outcome.err, HasSubstr("refuses the new files (exit status 1), nothing is changed:"));
   EXPECT_THAT(outcome.err, HasSubstr("invalid number of arguments in \"root\" directive in " +
@@ -249,10 +260,9 @@ TEST_F(ApplyServer, WritesNothingThatHttpdRefuses) {
                   "<VirtualHost 127.0.0.1:8472>\n  ServerName {% $name %}\n  NoSuch on\n"
                   "</VirtualHost>\n");
   const auto before = Texts();
-  const Outcome outcome =
-      ApplyTo("apache/conf/httpd.conf", "apache",
-              {"--in-place", "--check=apache2 -t", "--template", "site.template", "--set",
-               "name=s5.example"});
+  const Outcome outcome = ApplyTo("apache/conf/httpd.conf", "apache",
+                                  {"--in-place", "--check=apache2 -t", "--template",
+                                   "site.template", "--set", "name=s5.example"});
   EXPECT_EQ(outcome.exit_code, 5);
   EXPECT_THAT(outcome.err, HasSubstr("nothing is changed:"));
   EXPECT_THAT(outcome.err, HasSubstr("Syntax error on line 4 of " +
@@ -276,11 +286,10 @@ TEST_F(ApplyServer, AsksInPlaceWhereAskingBesidesIsNotKnown) {
 
 TEST_F(ApplyServer, TellsNewWarningsOfTheServer) {
   WriteNginx();
-  const Words force = With(Rename("s77.example", "s9.example"),
-                           {"--in-place", "--force", "collision"});
+  const Words force =
+      With(Rename("s77.example", "s9.example"), {"--in-place", "--force", "collision"});
   const std::string said = "conflicting server name \"s9.example\" on 127.0.0.1:8471, ignored";
-  const Outcome strict =
-      ApplyTo("nginx/nginx.conf", "nginx", With(force, {"--check=strict"}));
+  const Outcome strict = ApplyTo("nginx/nginx.conf", "nginx", With(force, {"--check=strict"}));
   EXPECT_EQ(strict.exit_code, 5);
   EXPECT_THAT(strict.err, HasSubstr("warns of the new files as it did not of the old ones"));
   EXPECT_THAT(strict.err, HasSubstr(said));
@@ -306,8 +315,8 @@ TEST_F(ApplyServer, RunsTheReloadWhenAllIsInPlace) {
 
 TEST_F(ApplyServer, MakesAFileForANewSite) {
   WriteNginx();
-  const Words words = {"--template", "site.template", "--set", "name=new.example", "--in-place",
-                       "--check"};
+  const Words words = {"--template",       "site.template", "--set",
+                       "name=new.example", "--in-place",    "--check"};
   const Outcome without = ApplyTo("nginx/nginx.conf", "nginx", words);
   EXPECT_EQ(without.exit_code, 4);
   EXPECT_THAT(without.err, HasSubstr("--new-in says it [no-file]"));
@@ -331,7 +340,8 @@ TEST_F(ApplyServer, MakesAFileTogetherWithAChangeOfAnother) {
               {"--template", "site.template", "--set", "name=new.example", "--in-place",
                "--check=apache2 -t", "--new-in", "apache/conf/sites/{name}.conf"});
   EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
-  EXPECT_EQ(outcome.out, "apache/conf/httpd.conf: changed\napache/conf/sites/new.example.conf: made\n");
+  EXPECT_EQ(outcome.out,
+            "apache/conf/httpd.conf: changed\napache/conf/sites/new.example.conf: made\n");
   EXPECT_THAT(m_sandbox.Read("apache/conf/httpd.conf"),
               HasSubstr("Listen 127.0.0.1:8472\nListen 127.0.0.1:8473\n"));
   EXPECT_TRUE(HttpdTakesIt());

@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <set>
@@ -96,13 +97,26 @@ class Warnings : public Program {
       words = {"lint", "site.template"};
       if (example.values != "{}") words.insert(words.end(), {"--values", "values.json"});
     } else {
-      words = {"apply", "--template", "site.template", "site.conf"};
+      words = {"apply", "--template", "site.template"};
+      if (IsOfServers(section.name)) {
+        std::filesystem::create_directories(m_sandbox.PathOf("sites"));
+        m_sandbox.Write("sites/site.conf", example.config);
+        m_sandbox.Write("nginx.conf", "http {\n\tinclude sites/*;\n}\n");
+        words.insert(words.end(), {"--server", "nginx.conf", "--diff"});
+      } else {
+        words.emplace_back("site.conf");
+      }
       const Words options = OptionsFor(section.name, example);
       words.insert(words.end(), options.begin(), options.end());
     }
     words.insert(words.end(), {"--dialect", example.dialect});
     words.insert(words.end(), more.begin(), more.end());
     return Run(words);
+  }
+
+  // What the page says of edits of a whole server.
+  static bool IsOfServers(const std::string& name) {
+    return name == "no-file" || name == "included";
   }
 
   // The options of apply with which the page says that the examples of `name` are run.

@@ -73,6 +73,8 @@ int RunPage(const std::string& page) {
       if (std::filesystem::exists(sandbox.PathOf(block.file))) {
         EXPECT_EQ(sandbox.Read(block.file), block.text);
       } else {
+        std::filesystem::create_directories(
+            std::filesystem::path(sandbox.PathOf(block.file)).parent_path());
         sandbox.Write(block.file, block.text);
       }
     } else if (block.language == "sh") {
@@ -90,6 +92,10 @@ int RunPage(const std::string& page) {
 
 TEST(Session, OfTheTutorialIsAsItSays) {
   EXPECT_EQ(RunPage("tutorial.md"), 6);
+}
+
+TEST(Session, OfAWholeServerIsAsItSays) {
+  EXPECT_EQ(RunPage("server.md"), 4);
 }
 
 }  // namespace

@@ -79,9 +79,10 @@ constexpr char kMain[] = "events {}\nhttp {\n  include sites/*;\n}\n";
 constexpr char kRootTemplate[] = "server {\n  server_name a;\n  root {% $root %};\n}\n";
 
 ServerFiles TwoSites() {
-  return ServerOf(Dialect::kNginx, {{"nginx.conf", kMain},
-                                    {"sites/a", "server {\n    server_name a;\n    root /a;\n}\n"},
-                                    {"sites/b", "server {\n    server_name b;\n    root /b;\n}\n"}});
+  return ServerOf(Dialect::kNginx,
+                  {{"nginx.conf", kMain},
+                   {"sites/a", "server {\n    server_name a;\n    root /a;\n}\n"},
+                   {"sites/b", "server {\n    server_name b;\n    root /b;\n}\n"}});
 }
 
 // --- Where a change is made ---
@@ -206,7 +207,8 @@ const std::vector<PlaceCase> kPlaces = {
        "upstream a {\n  server 127.0.0.1:2;\n}\n"}}},
     {"a directive for the whole server, in the main file",
      Dialect::kNginx,
-     {{"nginx.conf", "events {}\nhttp {\n  sendfile on;\n  include conf/*;\n  include sites/*;\n}\n"},
+     {{"nginx.conf",
+       "events {}\nhttp {\n  sendfile on;\n  include conf/*;\n  include sites/*;\n}\n"},
       {"conf/gzip", "gzip on;\n"},
       {"sites/a", "server {\n  server_name a;\n}\n"}},
      "http {\n  server_tokens off;\n}\n",
@@ -225,8 +227,9 @@ const std::vector<PlaceCase> kPlaces = {
     {"a virtual host in a condition, of a file in a condition",
      Dialect::kApache,
      {{"httpd.conf", "<IfModule so_module>\n  Include sites/*\n</IfModule>"},
-      {"sites/a", "<IfModule ssl_module>\n<VirtualHost *:443>\n  ServerName a\n</VirtualHost>\n"
-                  "</IfModule>"},
+      {"sites/a",
+       "<IfModule ssl_module>\n<VirtualHost *:443>\n  ServerName a\n</VirtualHost>\n"
+       "</IfModule>"},
       {"sites/b", "<VirtualHost *:443>\nServerName b\n</VirtualHost>"}},
      "<VirtualHost *:443>\n  ServerName a\n  DocumentRoot /a\n</VirtualHost>\n",
      {},
@@ -262,8 +265,9 @@ TEST(ANewSite, IsMadeInAFileOfTheServerWhereThatIsSaid) {
 }
 
 TEST(ANewSite, NeedsAFile) {
-  EXPECT_THAT(Refused(Nginx(kNewSite, {{"name", {std::nullopt, "n"}}}), TwoSites()),
-              HasSubstr("[no-file] site.template:1:1: this block is in none of the server's files"));
+  EXPECT_THAT(
+      Refused(Nginx(kNewSite, {{"name", {std::nullopt, "n"}}}), TwoSites()),
+      HasSubstr("[no-file] site.template:1:1: this block is in none of the server's files"));
 }
 
 TEST(ANewSite, NeedsAFileThatTheServerReads) {
@@ -352,10 +356,9 @@ TEST(AnInclude, OfNothingIsALineLikeOthers) {
 }
 
 TEST(AFile, ThatTheServerRefusesIsSaid) {
-  ServerFiles server =
-      ServerOf(Dialect::kNginx, {{"nginx.conf", kMain},
-                                 {"sites/a", "server {\n  server_name a;\n}\n"},
-                                 {"sites/b", "server {\n  server_name b;\n"}});
+  ServerFiles server = ServerOf(Dialect::kNginx, {{"nginx.conf", kMain},
+                                                  {"sites/a", "server {\n  server_name a;\n}\n"},
+                                                  {"sites/b", "server {\n  server_name b;\n"}});
   Request request = Nginx("server {\n  server_name a;\n  root /a;\n}\n");
   EXPECT_THAT(Refused(request, server), HasSubstr("[syntax] /s/sites/b:1:1: "));
   request.forced.insert("syntax");
@@ -377,9 +380,9 @@ TEST(ASnippet, OfAServerStaysAsItIs) {
       ServerOf(Dialect::kNginx, {{"nginx.conf", kMain},
                                  {"sites/a", "server {\n  server_name a;\n  include snippet;\n}\n"},
                                  {"snippet", "root /shared;\n"}});
-  EXPECT_EQ(Edited(Nginx("server {\n  server_name a;\n  root /a;\n}\n"), server),
-            (Texts{{"sites/a",
-                    "server {\n  server_name a;\n  include snippet;\n  root /a;\n}\n"}}));
+  EXPECT_EQ(
+      Edited(Nginx("server {\n  server_name a;\n  root /a;\n}\n"), server),
+      (Texts{{"sites/a", "server {\n  server_name a;\n  include snippet;\n  root /a;\n}\n"}}));
 }
 
 // --- What is told ---
@@ -516,8 +519,8 @@ std::vector<Ordinary> SiteEdits(Dialect dialect, std::size_t number) {
        {{"n", {name, std::nullopt}}, {"no", {std::nullopt, "no"}}}},
       {open + named + "{% if $no == yes %}\n" + root + "{% endif %}\n" + close,
        {{"n", same}, {"r", {"/" + name, std::nullopt}}, {"no", {std::nullopt, "no"}}}},
-      {open + named + close, {{"n", {name, "s1.example"}}}},       // another site's name
-      {open + named + close, {{"n", {"none.example", "n"}}}},      // of no site
+      {open + named + close, {{"n", {name, "s1.example"}}}},   // another site's name
+      {open + named + close, {{"n", {"none.example", "n"}}}},  // of no site
   };
 }
 
@@ -527,8 +530,8 @@ TEST_P(ManyFiles, BecomeWhatTheWholeBecomes) {
   const auto& [dialect, layout] = GetParam();
   constexpr std::size_t kSites = 12;
   const bool nginx = dialect == Dialect::kNginx;
-  const std::string before = (nginx ? "events {}" + layout.end + "http {" : "ServerName x") +
-                             layout.end;
+  const std::string before =
+      (nginx ? "events {}" + layout.end + "http {" : "ServerName x") + layout.end;
   const std::string behind = nginx ? "}" + layout.end : "";
   const std::string include = (nginx ? "include sites/*;" : "Include sites/*") + layout.end;
   std::vector<NamedText> files = {{"main", before + include + behind}};
@@ -565,12 +568,11 @@ TEST_P(ManyFiles, BecomeWhatTheWholeBecomes) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    OfEachServer, ManyFiles,
-    testing::Values(std::pair(Dialect::kNginx, Layouts{"  ", "\n"}),
-                    std::pair(Dialect::kNginx, Layouts{"\t", "\r\n"}),
-                    std::pair(Dialect::kApache, Layouts{"    ", "\n"}),
-                    std::pair(Dialect::kApache, Layouts{"\t", "\r\n"})));
+INSTANTIATE_TEST_SUITE_P(OfEachServer, ManyFiles,
+                         testing::Values(std::pair(Dialect::kNginx, Layouts{"  ", "\n"}),
+                                         std::pair(Dialect::kNginx, Layouts{"\t", "\r\n"}),
+                                         std::pair(Dialect::kApache, Layouts{"    ", "\n"}),
+                                         std::pair(Dialect::kApache, Layouts{"\t", "\r\n"})));
 
 }  // namespace
 }  // namespace server_edit
