@@ -18,6 +18,7 @@
 #include "edit/inspection.h"
 #include "report/inspection_json.h"
 #include "report/json.h"
+#include "server/server_collisions.h"
 #include "server/sites.h"
 
 namespace cli {
@@ -103,13 +104,15 @@ void WriteIncludes(const ServerFiles& server, const ServerFile& file, const Insp
   json.End(']');
 }
 
-// Calls `show` for each file of the server. What is found in the files is added to `remarks`.
+// Calls `show` for each file of the server, and adds what is found in it to `warnings` and
+// `errors`, but for collisions, which are looked for in all files at once.
 template <class Show>
 void ForEachFile(const ServerFiles& server, const InspectOptions& options,
                  std::vector<Finding>& warnings, std::vector<Finding>& errors, const Show& show) {
   for (const std::size_t number : InOrder(server)) {
     const ServerFile& file = server.files[number];
     InspectedText config(server.dialect, file.text, file.name);
+    Ignore({"collision"}, config.remarks.warnings);
     Ignore(options.ignored, config.remarks.warnings);
     const auto& found = config.remarks.warnings;
     warnings.insert(warnings.end(), found.begin(), found.end());
@@ -122,8 +125,10 @@ Outcome RunOnServer(const InspectOptions& options) {
   const tov_server::Sites read = ReadServersSites(options);
   const ServerFiles& server = read.server;
   std::vector<Finding> of_server = server.findings;
-  // The text itself shows them better.
+  // Those are shown with their files.
   Ignore({"syntax-error"}, of_server);
+  const std::vector<Finding> collisions = tov_server::CollisionsOf(server);
+  of_server.insert(of_server.end(), collisions.begin(), collisions.end());
   Ignore(options.ignored, of_server);
   std::vector<Finding> warnings = of_server;
   std::vector<Finding> errors;

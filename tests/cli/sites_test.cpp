@@ -153,6 +153,64 @@ TEST_F(Sites, OfHttpdDependOnWhatItIsStartedWith) {
   ExpectFailure(Program::Run(with({"--modules", "echo no"})), "echo no: it names no modules:\nno");
 }
 
+// --- inspect --server ---
+
+TEST_F(Sites, AreShownWithTheirFilesByInspect) {
+  m_sandbox.Write("nginx.conf", "http {\n  include sites/*;\n  include no/*;\n}\n");
+  m_sandbox.Write("sites/c",
+                  "include sites/b;\nserver {\n  listen [::1]:81;\n  server_name b.example;\n}\n");
+  const Outcome outcome = Program::Run({"inspect", "--server", "--dialect", "nginx", "nginx.conf"});
+  EXPECT_EQ(outcome.out,
+            "nginx.conf:1: http {\n"
+            "nginx.conf:2:   include sites/*;  -> sites/a sites/b sites/c\n"
+            "nginx.conf:3:   include no/*;  -> nothing\n"
+            "sites/a:1: server {  = a.example *.a.example on *:80 *:443\n"
+            "sites/a:2:   listen 80;\n"
+            "sites/a:3:   listen 443 ssl default_server;\n"
+            "sites/a:4:   server_name A.example *.a.example;\n"
+            "sites/a:5:   root /srv/a;\n"
+            "sites/b:1: server {\n"
+            "sites/b:3: server {  = b.example on [::1]:81\n"
+            "sites/b:4:   listen [::1]:81 ssl;\n"
+            "sites/b:5:   server_name b.example;\n"
+            "sites/c:1: include sites/b;  -> sites/b\n"
+            "sites/c:2: server {  = b.example on [::1]:81\n"
+            "sites/c:3:   listen [::1]:81;\n"
+            "sites/c:4:   server_name b.example;\n"
+            "\n"
+            "sites/b:3:1: warning: sites/b:3:1 'server' (b.example, [::1]:81) and sites/c:2:1 "
+            "'server' (b.example, [::1]:81) both answer to 'b.example' on [::1]:81, and the server "
+            "would ignore all but the first of them [collision]\n"
+            "    server {\n"
+            "    ^\n"
+            "1 warning\n");
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_EQ(outcome.exit_code, 6);
+  EXPECT_EQ(Program::Run({"inspect", "--server", "--ignore", "collision", "--dialect", "nginx",
+                          "nginx.conf"})
+                .exit_code,
+            0);
+}
+
+TEST_F(Sites, AreInspectedEachFileOnce) {
+  m_sandbox.Write("nginx.conf",
+                  "http {\n  include sites/b;\n  include sites/*;\n  include x;\n}\n");
+  m_sandbox.Write("sites/b", "server {\n}\n}\n");
+  const Outcome outcome = Program::Run({"inspect", "--server", "--dialect", "nginx", "nginx.conf"});
+  EXPECT_EQ(outcome.out.find("sites/b:1:"), outcome.out.rfind("sites/b:1: server"));
+  EXPECT_THAT(outcome.out, HasSubstr("nginx.conf:4:3: warning: there is no 'x' [missing-file]\n"
+                                     "      include x;\n      ^\n1 warning\n"));
+  EXPECT_THAT(outcome.out, HasSubstr("sites/b:3:1: error: nothing is open that this would close "
+                                     "[syntax-error]"));
+  EXPECT_EQ(outcome.exit_code, 6);
+}
+
+TEST_F(Sites, NeedServerForItsOptions) {
+  const Outcome outcome = Program::Run({"inspect", "--root", "in", "nginx.conf"});
+  EXPECT_EQ(outcome.exit_code, 2);
+  EXPECT_THAT(outcome.err, HasSubstr("--server"));
+}
+
 // No file is written: none is opened for that, made, renamed or removed.
 TEST_F(Sites, AreReadOnly) {
   const std::string calls = m_sandbox.PathOf("calls");
