@@ -3,7 +3,7 @@
 _qeltemplate_command() {
   local word
   for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
-    case $word in apply | prototype | explain | inspect | lint | adopt) echo "$word"; return ;; esac
+    case $word in apply | prototype | explain | inspect | lint | sites | adopt) echo "$word"; return ;; esac
   done
 }
 
@@ -36,7 +36,7 @@ _qeltemplate() {
         return
       fi
       ;;
-    --import-root)
+    --import-root | --root)
       compopt -o filenames
       COMPREPLY=($(compgen -d -- "$current"))
       return
@@ -50,13 +50,13 @@ _qeltemplate() {
       COMPREPLY=($(compgen -W $'collision\nmixed-options\nother-value\nsyntax\nunmatched-section\nunused-value' -- "$current"))
       return
       ;;
-    --set | --old | --read-old | --unset | --raw | --reload | --jobs | --ignore | --site | --value | --managed)
+    --set | --old | --read-old | --unset | --raw | --reload | --jobs | --ignore | --site | --value | --managed | --name | --address | --define | --modules)
       return
       ;;
   esac
 
   if [[ -z $command ]]; then
-    COMPREPLY=($(compgen -W $'apply\nprototype\nexplain\ninspect\nlint\nadopt\n--help\n--version' -- "$current"))
+    COMPREPLY=($(compgen -W $'apply\nprototype\nexplain\ninspect\nlint\nsites\nadopt\n--help\n--version' -- "$current"))
     return
   fi
   if [[ $current != -* ]]; then
@@ -69,6 +69,7 @@ _qeltemplate() {
   local writing=$'\n--quote\n--raw'
   local guards=$writing$'\n--force\n--all\n--must-exist\n--no-create\n--only-create'
   local output=$'\n--json\n--color\n--ignore'
+  local server=$'\n--root\n--define\n--modules'
   options=$'--help\n--dialect'
   case $command in
     apply)
@@ -78,9 +79,10 @@ _qeltemplate() {
       ;;
     prototype) options+=$request$values$writing ;;
     explain) options+=$request$values$guards$output ;;
-    inspect) options+=$output ;;
+    inspect) options+=$output$server$'\n--server' ;;
     lint) options+=$values$output ;;
     adopt) options+=$'\n--site\n--value\n--managed\n--comment\n--template\n--values\n--overwrite' ;;
+    sites) options+=$server$'\n--name\n--address\n--json\n--ignore' ;;
   esac
   COMPREPLY=($(compgen -W "$options" -- "$current"))
 }

@@ -1,13 +1,16 @@
 # fish completion for qeltemplate(1)
 
-set -l no_command 'not __fish_seen_subcommand_from apply prototype explain inspect lint adopt'
-set -l any_command '__fish_seen_subcommand_from apply prototype explain inspect lint adopt'
+set -l no_command 'not __fish_seen_subcommand_from apply prototype explain inspect lint sites adopt'
+set -l any_command '__fish_seen_subcommand_from apply prototype explain inspect lint sites adopt'
 set -l request '__fish_seen_subcommand_from apply prototype explain'
 set -l values '__fish_seen_subcommand_from apply prototype explain lint'
 set -l guards '__fish_seen_subcommand_from apply explain'
-set -l reports '__fish_seen_subcommand_from explain inspect lint'
+set -l reports '__fish_seen_subcommand_from explain inspect lint sites'
 set -l coloured '__fish_seen_subcommand_from apply explain inspect lint'
 set -l adopt '__fish_seen_subcommand_from adopt'
+set -l inspect '__fish_seen_subcommand_from inspect'
+set -l sites '__fish_seen_subcommand_from sites'
+set -l servers '__fish_seen_subcommand_from inspect sites'
 set -l apply '__fish_seen_subcommand_from apply'
 
 complete -c qeltemplate -n $no_command -f -a apply -d 'Edit configurations by a template'
@@ -16,6 +19,7 @@ complete -c qeltemplate -n $no_command -f -a explain -d 'Say what becomes of eac
 complete -c qeltemplate -n $no_command -f -a inspect -d 'Show a configuration as its server reads it'
 complete -c qeltemplate -n $no_command -f -a lint -d 'Say what is wrong with a template'
 complete -c qeltemplate -n $no_command -f -a adopt -d 'Make a template from a configuration'
+complete -c qeltemplate -n $no_command -f -a sites -d 'List the sites of a server'
 complete -c qeltemplate -s h -l help -d 'Print a summary of the options'
 complete -c qeltemplate -n $no_command -l version -d 'Print the version'
 
@@ -63,3 +67,10 @@ complete -c qeltemplate -n $adopt -l comment -d 'Say in the template what each l
 complete -c qeltemplate -n $adopt -l template -r -F -d 'Where the template goes'
 complete -c qeltemplate -n $adopt -l values -r -F -d 'Where the values go'
 complete -c qeltemplate -n $adopt -l overwrite -d 'Replace these files'
+complete -c qeltemplate -n $inspect -l server -d 'Show a whole server'
+complete -c qeltemplate -n $servers -l root -x -a '(__fish_complete_directories)' \
+    -d 'Read nothing outside of a directory'
+complete -c qeltemplate -n $servers -l define -x -d 'What httpd is started with'
+complete -c qeltemplate -n $servers -l modules -x -d 'Ask a command for the modules of httpd'
+complete -c qeltemplate -n $sites -l name -x -d 'Only sites with this name'
+complete -c qeltemplate -n $sites -l address -x -d 'Only sites with this address'

@@ -68,7 +68,7 @@ class Documentation : public Program {
   }
 };
 
-const Words kCommands = {"adopt", "apply", "explain", "inspect", "lint", "prototype"};
+const Words kCommands = {"adopt", "apply", "explain", "inspect", "lint", "prototype", "sites"};
 
 std::string PageName(const std::string& command) {
   return "qeltemplate-" + command + ".1";
@@ -105,6 +105,7 @@ TEST_F(Documentation, HelpAndManualKnowEachExitStatus) {
       {"explain", {"0", "2", "3", "4"}},
       {"inspect", {"0", "2", "3", "6"}},
       {"lint", {"0", "2", "3", "6"}},
+      {"sites", {"0", "2", "3", "6"}},
       {"prototype", {"0", "2", "3", "4"}},
   };
   Names all;
@@ -151,7 +152,7 @@ struct Completion {
 const Completion kCompletions[] = {
     {"a command",
      {"qeltemplate", ""},
-     {"apply", "prototype", "explain", "inspect", "lint"},
+     {"apply", "prototype", "explain", "inspect", "lint", "sites"},
      {"--diff"}},
     {"the beginning of a command", {"qeltemplate", "pro"}, {"prototype"}, {"apply"}},
     {"an option", {"qeltemplate", "apply", "--in"}, {"--in-place"}, {"--diff"}},
@@ -167,7 +168,14 @@ const Completion kCompletions[] = {
      {"qeltemplate", "explain", "--"},
      {"--template", "--force", "--json", "--ignore"},
      {"--diff", "--reload"}},
-    {"options of inspect", {"qeltemplate", "inspect", "--"}, {"--json"}, {"--template", "--set"}},
+    {"options of inspect",
+     {"qeltemplate", "inspect", "--"},
+     {"--json", "--server", "--root"},
+     {"--template", "--set"}},
+    {"options of sites",
+     {"qeltemplate", "sites", "--"},
+     {"--name", "--address", "--json", "--modules"},
+     {"--template", "--server"}},
     {"options of lint", {"qeltemplate", "lint", "--"}, {"--json", "--values"}, {"--template"}},
     {"a dialect", {"qeltemplate", "apply", "--dialect", ""}, {"apache", "nginx"}, {"site.conf"}},
     {"a colour", {"qeltemplate", "apply", "--color", "a"}, {"always", "auto"}, {"never"}},

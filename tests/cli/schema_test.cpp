@@ -107,6 +107,22 @@ TEST_F(Schema, HoldsForExplainWhateverBecomesOfAnEdit) {
   }
 }
 
+TEST_F(Schema, HoldsForSitesAndServers) {
+  m_sandbox.Write(
+      "nginx.conf",
+      "http {\ninclude none;\ninclude site.conf;\nserver { listen 1 ssl; root \xff; }\n}\n");
+  m_sandbox.Write("site.conf", kSiteOfAllKinds);
+  for (const char* const dialect : {"nginx", "apache"}) {
+    SCOPED_TRACE(dialect);
+    ExpectValid("sites", {"sites", "--json", "--dialect", dialect, "nginx.conf"}, 6);
+    ExpectValid("server", {"inspect", "--server", "--json", "--dialect", dialect, "nginx.conf"}, 6);
+  }
+  m_sandbox.Write("site.conf", "server {\nlisten 1;\nserver_name a;\n}\n");
+  m_sandbox.Write("nginx.conf", "http {\ninclude site.conf;\n}\n");
+  ExpectValid("sites", {"sites", "--json", "--dialect", "nginx", "nginx.conf"}, 0);
+  ExpectValid("server", {"inspect", "--server", "--json", "--dialect", "nginx", "nginx.conf"}, 0);
+}
+
 TEST_F(Schema, HoldsForInspect) {
   ExpectValid("inspect", {"inspect", "--json", "site.conf"}, 0);
   m_sandbox.Write("site.conf", kSiteOfAllKinds);

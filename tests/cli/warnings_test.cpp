@@ -38,6 +38,7 @@ constexpr char kFirm[] = "Edits that are refused";
 constexpr char kUndone[] = "Edits that leave something undone";
 constexpr char kTemplates[] = "Templates";
 constexpr char kConfigurations[] = "Configurations";
+constexpr char kServers[] = "Servers";
 
 struct Section {
   std::string part;  // the heading above
@@ -88,11 +89,16 @@ class Warnings : public Program {
   Outcome Say(const Section& section, const Example& example, const Words& more = {}) const {
     m_sandbox.Write("site.template", example.text);
     m_sandbox.Write("site.conf", section.part == kConfigurations ? example.text : example.config);
+    if (section.part == kServers) m_sandbox.Write("nginx.conf", example.text);
+    if (section.name == "too-many-files") WriteNestedIncludes();
     m_sandbox.Write("values.json", example.values);
     if (section.name == "limit") m_sandbox.Write("long.template", std::string(200'001, '\n'));
     Words words;
     if (section.part == kConfigurations) {
       words = {"inspect", "site.conf"};
+    } else if (section.part == kServers) {
+      words = {"sites", "nginx.conf"};
+      if (section.name == "outside-root") words.insert(words.end(), {"--root", "."});
     } else if (section.part == kTemplates) {
       words = {"lint", "site.template"};
       if (example.values != "{}") words.insert(words.end(), {"--values", "values.json"});
@@ -117,6 +123,16 @@ class Warnings : public Program {
   // What the page says of edits of a whole server.
   static bool IsOfServers(const std::string& name) {
     return name == "no-file" || name == "included";
+  }
+
+  // "1" includes "2" ten times, and so on.
+  void WriteNestedIncludes() const {
+    for (int i = 1; i < 8; ++i) {
+      std::string text;
+      for (int times = 0; times < 10; ++times) text += "Include " + std::to_string(i + 1) + "\n";
+      m_sandbox.Write(std::to_string(i), text);
+    }
+    m_sandbox.Write("8", "");
   }
 
   // The options of apply with which the page says that the examples of `name` are run.
@@ -201,6 +217,7 @@ TEST_F(Warnings, AreAllExplained) {
   std::set<std::string> others = NamesIn(kUndone);
   others.merge(NamesIn(kTemplates));
   others.merge(NamesIn(kConfigurations));
+  others.merge(NamesIn(kServers));
   EXPECT_EQ(others.erase("syntax-error"), 1U) << "it is no warning";
   EXPECT_EQ(others, NamesOf(cli::KnownWarnings()));
 }
@@ -218,7 +235,9 @@ TEST_F(Warnings, AreForcedOnlyWhereThePageSaysSo) {
 
 TEST_F(Warnings, CanBeIgnored) {
   for (const Section& section : ReadPage()) {
-    if (section.part != kTemplates && section.part != kConfigurations) continue;
+    if (section.part != kTemplates && section.part != kConfigurations && section.part != kServers) {
+      continue;
+    }
     if (section.name == "syntax-error") continue;  // no warning: nothing ignores it
     SCOPED_TRACE(section.name);
     const Outcome outcome = Say(section, section.examples[0], {"--ignore", section.name});
