@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
 #include <string>
 
 #include "cli/failure.h"
@@ -209,6 +210,52 @@ TEST_F(Sites, NeedServerForItsOptions) {
   const Outcome outcome = Program::Run({"inspect", "--root", "in", "nginx.conf"});
   EXPECT_EQ(outcome.exit_code, 2);
   EXPECT_THAT(outcome.err, HasSubstr("--server"));
+}
+
+// --- The page ---
+
+// The blocks of text of docs/server.md.
+Words TextsOfPage() {
+  std::ifstream page(QELTEMPLATE_SOURCE_DIR "/docs/server.md");
+  Words texts;
+  bool inside = false;
+  for (std::string line; std::getline(page, line);) {
+    if (line == "```text") texts.emplace_back();
+    if (inside && line != "```") texts.back() += line + "\n";
+    inside = line == "```text" || (inside && line != "```");
+  }
+  return texts;
+}
+
+std::string Without(std::string text, const std::string& what) {
+  for (std::size_t at; (at = text.find(what)) != std::string::npos;) text.erase(at, what.size());
+  return text;
+}
+
+TEST_F(Sites, AreTheTableThatThePageShows) {
+  std::filesystem::create_directory(m_sandbox.PathOf("sites-enabled"));
+  m_sandbox.Write("nginx.conf",
+                  "http {\n  include sites-enabled/*;\n\n\n\n\n\n\n  server {\n    listen 80;\n    "
+                  "root /srv/default;\n  }\n}\n");
+  m_sandbox.Write("sites-enabled/a",
+                  "server {\nlisten 80;\nlisten 443 ssl;\nserver_name a.example www.a.example;\n"
+                  "root /srv/a;\n}\n");
+  m_sandbox.Write("sites-enabled/shop",
+                  "server {\nlisten 443 ssl;\nserver_name shop.example *.shop.example;\n"
+                  "root /srv/shop;\n}\n");
+  const std::string line = QELTEMPLATE_PROGRAM " sites --dialect nginx nginx.conf";
+  const Outcome outcome =
+      m_sandbox.Run({"script", "--quiet", "--return", "--command", line, "/dev/null"});
+  EXPECT_EQ(Without(outcome.out, "\r"), Without(TextsOfPage().at(0), "/etc/nginx/"));
+}
+
+TEST_F(Sites, AreInspectedAsThePageShows) {
+  m_sandbox.Write("nginx.conf", "http {\n  include sites/*;\n}\n");
+  m_sandbox.Write("sites/a", "server {\n  server_name a.example;\n  listen 80;\n}\n");
+  m_sandbox.Write("sites/b", "server {\n  listen 80;\n  server_name a.example;\n}\n");
+  const Words texts = TextsOfPage();
+  EXPECT_EQ(Program::Run({"inspect", "--server", "--dialect", "nginx", "nginx.conf"}).out,
+            texts.at(1) + "\n" + texts.at(2));
 }
 
 // No file is written: none is opened for that, made, renamed or removed.
