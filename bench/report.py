@@ -189,6 +189,13 @@ def sed_goals(results):
         record = files[program]
         text = f"{program}, {record['n']:,} files: time / {other}"
         yield Goal(text, time_ratio(record, files[other]), bound)
+    # Results from before the program had it have no such record.
+    sites = files.get(f"{PROGRAM} sites")
+    if sites:
+        text = f"{PROGRAM} sites, {sites['n']:,} files: seconds"
+        yield Goal(text, time_of(sites), 1)
+        text = f"{PROGRAM} sites, {sites['n']:,} files: how many times faster than nginx -t"
+        yield faster_goal(text, sites, files["nginx -t on all files"], 1)
 
 
 def careful_growth_goals(results):

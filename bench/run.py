@@ -310,6 +310,12 @@ class FilesTask:
         self.folder.mkdir(exist_ok=True)
         self.files = [self.folder / f"{number}.conf" for number in range(count)]
         self.output = folder / "output"
+        self.main = write(
+            folder / "many.conf",
+            f"pid {folder}/nginx.pid;\nevents {{}}\nhttp {{\n"
+            f"server_names_hash_bucket_size 128;\nserver_names_hash_max_size {4 * count};\n"
+            f"access_log off;\ninclude {self.folder}/*.conf;\n}}\n",
+        )
         self.number = count // 2
         self.template = write(folder / "site.template", tools.sites("template", "Nginx", count))
         self.all_template = write(
@@ -334,6 +340,12 @@ def one_file_edited(task):
     return task.holds(
         lambda number, text: text.replace("/public;", "/htdocs;") if number == task.number else text
     )
+
+
+def all_sites_listed(task):
+    """Whether each file is named once, by a site of its own."""
+    lines = task.output.read_text(encoding="utf-8").splitlines()
+    return sorted(line.split("\t")[-1] for line in lines) == sorted(f"{file}:1" for file in task.files)
 
 
 def all_files_edited(task):
@@ -369,6 +381,24 @@ FILE_PROGRAMS = [
         "sed -i on all files",
         lambda _, task: ["sed", "-i", "s!expires 30d;!expires 60d;!", *task.files],
         all_files_edited,
+    ),
+    Program(
+        "qeltemplate sites",
+        lambda tools, task: [tools.qeltemplate, "sites", "--dialect", "nginx", task.main],
+        all_sites_listed,
+    ),
+    Program(
+        "qeltemplate inspect --server",
+        lambda tools, task: [
+            *(tools.qeltemplate, "inspect", "--server", "--dialect", "nginx", task.main)
+        ],
+        nothing_to_look_at,
+    ),
+    Program("cat of all files", lambda _, task: ["cat", *task.files], nothing_to_look_at),
+    Program(
+        "nginx -t on all files",
+        lambda _, task: ["nginx", "-t", "-e", "stderr", "-c", task.main],
+        nothing_to_look_at,
     ),
 ]
 

@@ -38,7 +38,7 @@ constexpr std::string_view kModule = "_module";
 
 // The source file of the module with that name.
 std::string SourceOf(std::string_view module) {
-  const auto known =
+  const Source* const known =
       std::find_if(std::begin(kSources), std::end(kSources),
                    [module](const Source& source) { return source.module == module; });
   if (known != std::end(kSources)) return std::string(known->file);

@@ -5,11 +5,11 @@
 #include <dirent.h>
 #include <fnmatch.h>
 #include <glob.h>
-#include <locale.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <clocale>
 #include <cstddef>
 #include <cstdlib>
 #include <deque>
@@ -260,6 +260,8 @@ FoundPaths FindForNginx(const std::string& pattern, const Roots& roots) {
   }
   const PlainLocale plain;
   glob_t matches = {};
+  // What is not safe in it is the look-up of users, which takes a "~" and a flag.
+  // NOLINTNEXTLINE(concurrency-mt-unsafe)
   const int result = ::glob(pattern.c_str(), 0, nullptr, &matches);
   const std::unique_ptr<glob_t, decltype(&::globfree)> owner(&matches, &::globfree);
   if (result == GLOB_NOSPACE) throw std::bad_alloc();
