@@ -21,8 +21,8 @@ using tov_edit::Quoted;
 // How deep httpd follows includes.
 constexpr std::size_t kDeepestIncludes = 128;
 
-// Of files, those that are read again included.
-constexpr std::size_t kMostReadings = 1'000'000;
+// Of files that are read again, and of their steps.
+constexpr std::size_t kMostRepeated = 1'000'000;
 
 std::string DirectoryOf(const std::string& path) {
   const std::size_t slash = path.rfind('/');
@@ -92,6 +92,7 @@ void ServerReader::Run() {
 
 void ServerReader::TakeStep(Frame& frame) {
   const std::size_t number = frame.step++;
+  if (frame.again) ++m_repeated;
   const Step& step = m_steps[frame.file][number];
   m_at = {frame.file, step.bytes.begin};
   std::vector<std::string> expanded;
@@ -134,11 +135,16 @@ void ServerReader::TakeDirective(const Step& step, const std::vector<std::string
       m_state.LoadModule(words);
       break;
     case Role::kServerRoot:
-      if (words.size() > 1) m_prefix = Normal(Below(m_prefix, words[1]));
+      if (words.size() > 1) SetPrefix(Normal(Below(m_prefix, words[1])));
       break;
     default:
       break;
   }
+}
+
+void ServerReader::SetPrefix(const std::string& prefix) {
+  m_prefix = prefix;
+  m_paths.clear();
 }
 
 bool ServerReader::Holds(const Step& step, const std::vector<std::string>& words) const {
@@ -175,16 +181,19 @@ void ServerReader::FollowInclude(Frame& frame, std::size_t step,
     return;
   }
   const bool optional = m_steps[frame.file][step].role == Role::kIncludeOptional;
-  const std::string path = PathOf(words[1]);
+  const std::string& path = PathOf(words[1]);
   std::vector<std::size_t> files = FilesOf(path, optional);
   Note(frame.file, step, path, files);
   frame.pending = std::move(files);
   frame.next = 0;
 }
 
-std::string ServerReader::PathOf(const std::string& name) const {
+// Many sites include the same files, and httpd's way to write a path takes a while.
+const std::string& ServerReader::PathOf(const std::string& name) {
+  const auto known = m_paths.find(name);
+  if (known != m_paths.end()) return known->second;
   const std::string path = Below(m_prefix, name);
-  return m_options.dialect == Dialect::kApache ? Normal(path) : path;
+  return m_paths[name] = m_options.dialect == Dialect::kApache ? Normal(path) : path;
 }
 
 // What an include of `path` reads. Where all is well, nobody looks a second time.
@@ -241,9 +250,8 @@ void ServerReader::ReadIncluded(std::size_t file) {
   // What a file says to nginx does not depend on what has been read before.
   const bool nothing_new = m_options.dialect == Dialect::kNginx && m_observer == nullptr;
   if (nothing_new && m_begun[file]) return;
-  if (m_readings == kMostReadings) {
-    Add("too-many-files", "files are read more than " + std::to_string(kMostReadings) +
-                              " times; what follows is not");
+  if (m_repeated >= kMostRepeated) {
+    Add("too-many-files", "files are read again and again; what is included from here on is not");
     m_frames.clear();
     return;
   }
@@ -251,10 +259,11 @@ void ServerReader::ReadIncluded(std::size_t file) {
 }
 
 void ServerReader::Push(std::size_t file) {
-  ++m_readings;
+  const bool again = m_begun[file];
+  if (again) ++m_repeated;
   ++m_active[file];
   m_begun[file] = true;
-  m_frames.push_back({file, 0, {}, 0});
+  m_frames.push_back({file, 0, {}, 0, again});
 }
 
 // httpd does read a file within itself, which may come to an end by its variables.

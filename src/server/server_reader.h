@@ -48,16 +48,18 @@ class ServerReader {
     std::size_t step = 0;              // the next one
     std::vector<std::size_t> pending;  // files of the include before it, of which those
     std::size_t next = 0;              // from here on are still to be read
+    bool again = false;                // it has been read before
   };
 
   void Run();
   void TakeStep(Frame& frame);
   void TakeDirective(const Step& step, const std::vector<std::string>& words);
+  void SetPrefix(const std::string& prefix);
   bool Holds(const Step& step, const std::vector<std::string>& words) const;
   bool HoldsIfFile(const std::vector<std::string>& words) const;
 
   void FollowInclude(Frame& frame, std::size_t step, const std::vector<std::string>& words);
-  std::string PathOf(const std::string& name) const;
+  const std::string& PathOf(const std::string& name);
   std::vector<std::size_t> FilesOf(const std::string& path, bool optional);
   bool IsIn(Role role) const { return !m_open.empty() && m_open.back() == role; }
   void ReadIncluded(std::size_t file);
@@ -79,14 +81,15 @@ class ServerReader {
   std::string m_prefix;
 
   ServerFiles m_server;
-  std::vector<std::vector<Step>> m_steps;  // of each file
-  std::vector<std::size_t> m_active;       // how often each of them is being read
-  std::vector<bool> m_begun;               // whether it has been, or is
+  std::vector<std::vector<Step>> m_steps;                // of each file
+  std::vector<std::size_t> m_active;                     // how often each of them is being read
+  std::vector<bool> m_begun;                             // whether it has been, or is
+  std::unordered_map<std::string, std::string> m_paths;  // what PathOf has said of names
   std::unordered_map<std::string, std::size_t> m_by_name;
   std::unordered_map<std::string, std::vector<std::size_t>> m_followed;  // by names and patterns
   std::map<FileIdentity, std::size_t> m_by_identity;
   std::size_t m_bytes = 0;     // of all texts
-  std::size_t m_readings = 0;  // of files, those that are read again included
+  std::size_t m_repeated = 0;  // how much of what is read has been read before
   bool m_cyclic = false;
 
   std::vector<Frame> m_frames;

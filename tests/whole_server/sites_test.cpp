@@ -153,6 +153,23 @@ TEST(ApacheSites, AreTheVirtualHosts) {
       });
 }
 
+// More than memory could hold.
+TEST(Sites, OfAFileThatIsReadAgainAndAgainComeToAnEnd) {
+  Files files = {{"main", "Include 0\n"}};
+  for (int i = 0; i < 9; ++i) {
+    std::string text;
+    for (int times = 0; times < 10; ++times) text += "Include " + std::to_string(i + 1) + "\n";
+    files[std::to_string(i)] = text;
+  }
+  for (int i = 0; i < 100; ++i) files["9"] += "<VirtualHost *>\nServerName a\n</VirtualHost>\n";
+  const Tree tree(files);
+  const auto read = ReadSites(tree.Options(Dialect::kApache, "main"));
+  EXPECT_GT(read.sites.size(), 100'000U);
+  EXPECT_LT(read.sites.size(), 1'000'000U);
+  ASSERT_EQ(read.server.findings.size(), 1U);
+  EXPECT_EQ(read.server.findings.front().name, "too-many-files");
+}
+
 Site SiteWith(const Lines& names, const Lines& addresses) {
   Site site;
   site.names = names;
