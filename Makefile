@@ -2,7 +2,7 @@
 
 # The front door. `make demo` and `make test` install the packages they need (Debian) and do the rest.
 
-.PHONY: help demo test bindings-test abi properties attacks document-judges faults asan tsan valgrind coverage fuzz mutants hostile format format-check tidy cppcheck \
+.PHONY: help demo test bindings-test abi properties attacks document-judges faults asan tsan valgrind coverage fuzz fleet-test fleet-lint mutants hostile format format-check tidy cppcheck \
   bench bench-python instructions growth docs deb deb-test sdist clean
 .DEFAULT_GOAL := help
 
@@ -42,6 +42,8 @@ help:
 	@echo 'make coverage      what of the library the tests run; the table and build/coverage/index.html'
 	@echo 'make fuzz TIME=60  try each fuzz target for so many seconds'
 	@echo 'make mutants COUNT=100  change the code of edits and updates in one place at a time; do tests notice'
+	@echo 'make fleet-test    rename sites on eight hosts of this machine, by Ansible; as root'
+	@echo 'make fleet-lint    have ansible-lint and ansible-test judge the collection for Ansible'
 	@echo 'make hostile       what inputs of hostile sizes cost, in time and memory'
 	@echo 'make format-check  see whether the sources are formatted; make format does it'
 	@echo 'make tidy          run clang-tidy over the library, the program and the bindings'
@@ -195,6 +197,21 @@ mutants:
 	cmake/install-packages.sh $(MUTANTS_PACKAGES)
 	tests/mutants/mutants.py --count $(COUNT) $(if $(SEED),--seed $(SEED)) $(if $(ONLY),--only '$(ONLY)') \
 	  build/mutants
+
+FLEET_PACKAGES = $(BUILD_PACKAGES) libgit2-1.5 ansible-core openssh-server openssh-client nginx apache2 openssl \
+  patch util-linux iproute2 python3
+
+# ONLY is a regular expression for the names of tests.
+fleet-test:
+	cmake/install-packages.sh $(FLEET_PACKAGES)
+	cmake --preset release
+	cmake --build --preset release --target qeltemplate-cli
+	tests/fleet/fleet.py $(if $(ONLY),--only '$(ONLY)') build/release/src/cli/qeltemplate
+
+fleet-lint:
+	cmake/install-packages.sh ansible-core ansible-lint yamllint python3-pycodestyle pylint python3-yaml \
+	  python3-jinja2 python3-voluptuous
+	tests/fleet/lint.sh
 
 hostile:
 	cmake/install-packages.sh $(TEST_PACKAGES)

@@ -386,6 +386,101 @@ def test_secrets_are_nowhere_to_be_seen(fleet):
             expect("+********" in run.output, f"{what}: no diff")
 
 
+def test_old_values_come_from_each_host(fleet):
+    """Hosts hold different sizes, or none; one says two, and fails; rerun changes nothing."""
+    fleet.reset()
+    sizes = {"n1": "1m", "n2": "20m", "n4": "'8k'", "n3": None}
+    for name, size in sizes.items():
+        host = fleet.hosts[name]
+        if size:
+            host.write(host.text().replace("listen 80;", f"listen 80; client_max_body_size {size};", 1)
+                       if name != "n2" else
+                       host.text().replace("80;", f"80;\n\tclient_max_body_size   {size}; # as asked", 1))
+        else:
+            host.write(host.text().replace("listen 80;", "listen 80;\n    client_max_body_size 1m;\n"
+                                           "    client_max_body_size 2m;", 1))
+    before = {name: fleet.hosts[name].text() for name in sizes}
+    for again in (False, True):
+        run = fleet.play("uploads.yml", "--limit", "nginx")
+        for name, size in sizes.items():
+            host = fleet.hosts[name]
+            if size is None:
+                expect(run.failure(name)["findings"], f"{name}: no finding")
+                expect_equal(host.text(), before[name], name)
+                continue
+            expect_equal(run.changed(name), not again, f"{name}: changed")
+            bare = size.strip("'")
+            expect(host.text() in (before[name].replace(bare, "50m"), before[name].replace(size, "50m")),
+                   f"{name}: {host.text()}")
+
+
+def test_a_site_has_a_life(fleet):
+    """By the role: added, renamed, with TLS and without, suspended, removed; on both servers."""
+    fleet.reset("n1", "a1")
+    names = ("n1", "a1")
+    certificate = fleet.work / "site"
+    subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256",
+                    "-nodes", "-subj", "/CN=shop", "-keyout", f"{certificate}.key",
+                    "-out", f"{certificate}.pem"], check=True, stderr=subprocess.DEVNULL)
+    files, values = {}, {}
+    for name in names:
+        host = fleet.hosts[name]
+        for suffix in ("key", "pem"):
+            shutil.copy(f"{certificate}.{suffix}", host.path(f"/etc/ssl/site.{suffix}"))
+        host.path("/srv/cafe").mkdir()
+        write(host.path("/srv/cafe/index.html"), f"cafe on {name}\n")
+        file = host.site.replace("shop", "cafe")
+        files[name] = file
+    values = {"site_file": "/etc/{{ {'nginx': 'nginx/sites-available/cafe', "
+                           "'apache': 'apache2/sites-available/cafe.conf'}[server] }}",
+              "site_root": "/srv/cafe", "site_name": "cafe.example"}
+
+    def life(step, answers, tls=None, look_first=False, **more):
+        values.update(more)
+        trees = {name: fleet.hosts[name].tree() for name in names}
+        if look_first:
+            would = fleet.play("site.yml", "--limit", "n1,a1", "--check", values=values)
+            expect(would.code == 0, f"{step}, check mode: {would.output}")
+            expect(sum(line["result"].get("changed", False) for line in would.lines) >= len(names),
+                   f"{step}, check mode: nothing would change")
+            expect_equal({name: fleet.hosts[name].tree() for name in names}, trees, f"{step}, check mode")
+        run = fleet.play("site.yml", "--limit", "n1,a1", values=values)
+        expect(run.code == 0, f"{step}: {run.output}")
+        for name in names:
+            host = fleet.hosts[name]
+            expect(host.tree() != trees[name], f"{step}: {name}: nothing has changed")
+            for site, answer in answers.items():
+                wait_for(f"{step}: {answer} for {site} on {name}",
+                         lambda: host.answer(site) == answer.format(name))
+            if tls is not None:
+                wait_for(f"{step}: TLS on {name}", lambda: host.answers_tls("cafe.example") == tls)
+        trees = {name: fleet.hosts[name].tree() for name in names}
+        again = fleet.play("site.yml", "--limit", "n1,a1", values=values)
+        expect(again.code == 0, f"{step}, again: {again.output}")
+        expect_equal({name: fleet.hosts[name].tree() for name in names}, trees, f"{step}: again")
+        for line in again.lines:
+            expect(not line["result"].get("changed"), f"{step}: changed again: {line}")
+
+    life("added", {"cafe.example": "cafe on {}"}, tls=False, look_first=True)
+    life("renamed", {"bar.example": "cafe on {}", "cafe.example": "nothing here"},
+         look_first=True, site_name="bar.example", site_old_name="cafe.example")
+    life("with TLS", {"bar.example": "cafe on {}"}, tls=True, site_tls=True)
+    life("suspended", {"bar.example": "503", OLD: "shop on {}"}, site_state="suspended")
+    life("back again", {"bar.example": "cafe on {}"}, tls=True, site_state="present")
+    life("without TLS", {"bar.example": "cafe on {}"}, tls=False, site_tls=False)
+    life("removed", {"bar.example": "nothing here", OLD: "shop on {}"}, site_state="absent")
+    for name in names:
+        expect(not os.path.lexists(fleet.hosts[name].path(files[name])), f"{name}: its file stays")
+
+    # What the server does not take leaves nothing behind.
+    trees = {name: fleet.hosts[name].tree() for name in names}
+    run = fleet.play("site.yml", "--limit", "n1,a1", values=dict(
+        values, site_state="present", site_name="a b", site_old_name="a b"))
+    for name in names:
+        run.failure(name)
+    expect_equal({name: fleet.hosts[name].tree() for name in names}, trees, "after a failure")
+
+
 TESTS = [
     test_the_package_is_installed_when_told,
     test_check_mode_changes_nothing,
@@ -394,6 +489,8 @@ TESTS = [
     test_a_reload_that_fails_is_rolled_back,
     test_what_the_server_refuses_is_rolled_back,
     test_secrets_are_nowhere_to_be_seen,
+    test_old_values_come_from_each_host,
+    test_a_site_has_a_life,
 ]
 
 

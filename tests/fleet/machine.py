@@ -142,6 +142,14 @@ class Host:
         words = head.split()
         return body.strip() if words[1:2] == ["200"] else "".join(words[1:2]) or "no answer"
 
+    def answers_tls(self, name):
+        """Whether the web server answers with TLS."""
+        done = subprocess.run(
+            ["nsenter", "--target", str(self._pid), "--net", "openssl", "s_client", "-connect",
+             "127.0.0.1:443", "-servername", name], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+            stderr=subprocess.DEVNULL, text=True, check=False)
+        return "CN = shop" in done.stdout
+
     def tree(self):
         """What stands in the places of configurations, with modes and times, to be compared."""
         found = {}

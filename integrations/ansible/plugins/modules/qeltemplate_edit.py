@@ -116,6 +116,11 @@ options:
     elements: str
     choices: [unmatched-section, other-value, collision, mixed-options, unused-value, syntax]
     default: []
+  ignore:
+    description: Warnings that are not to be shown, by the names in brackets in messages.
+    type: list
+    elements: str
+    default: []
   import_root:
     description: Refuse a template that imports a file from outside of this directory of the host.
     type: path
@@ -172,7 +177,7 @@ notes:
   - Where an earlier run was ended between the change of a file and the reload, by a lost connection for example,
     the next run notices. It asks the server and reloads it, and reports the file as changed.
 author:
-  - The libqeltemplate authors
+  - The libqeltemplate authors (!UNKNOWN)
 """
 
 EXAMPLES = r"""
@@ -353,7 +358,7 @@ def value_of(name, given):
     value = dict((side, text_of(name, given[side])) for side in ("old", "new") if side in given)
     if value.get("old") == "auto":
         del value["old"]
-        value["old_from_file"] = True
+        value["read_old"] = True
     return value
 
 
@@ -374,7 +379,7 @@ def secret_texts(params):
     texts = set()
     for name, given in params["secrets"].items():
         for side, text in value_of(name, given).items():
-            if side != "old_from_file" and text:
+            if side != "read_old" and text:
                 texts |= variants(text)
     return texts
 
@@ -540,7 +545,8 @@ class Edit(object):
         told = set()
         for found in result["findings"]:
             text = findings.shown(found)
-            if found["weight"] == "warning" and text not in told:
+            is_shown = found["weight"] == "warning" and found["name"] not in self.params["ignore"]
+            if is_shown and text not in told:
                 told.add(text)
                 self.module.warn(text)
         for text in report["new_warnings"]:
@@ -624,6 +630,7 @@ def main():
                 ],
                 default=[],
             ),
+            ignore=dict(type="list", elements="str", default=[]),
             import_root=dict(type="path"),
             backup=dict(type="bool", default=False),
             backup_suffix=dict(type="str", default=".orig"),
