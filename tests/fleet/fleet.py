@@ -3,8 +3,8 @@
 
 """Edits the web servers of eight hosts by Ansible, and looks at what becomes of them.
 
-fleet.py PROGRAM [WORK]     the tests
-fleet.py --scale PROGRAM    how long 8, 16 and 32 hosts take
+fleet.py PROGRAM             the tests
+fleet.py PROGRAM --scale     how long 8, 16 and 32 hosts take
 
 Each host has a root, a network and processes of its own (target.py), its own sshd on 127.0.1.N, and
 a real nginx or Apache. Needs root. However it ends, nothing of it stays: everything runs in a
@@ -110,7 +110,7 @@ class Fleet:
         package = self._package()
         self.hosts = {}
         for number, name in enumerate(names, 1):
-            kept = re.sub(r"\d+", lambda found: str((int(found.group()) - 1) % 4 + 1), name)
+            kept = name if name in NAMES else name[0] + "1"
             site = (HERE / "sites" / kept).read_text().replace(f"on {kept}", f"on {name}")
             self.hosts[name] = Host(number, name, server_of(name), work, public, site)
         for host in self.hosts.values():
@@ -414,6 +414,30 @@ def test_old_values_come_from_each_host(fleet):
                    f"{name}: {host.text()}")
 
 
+def test_sites_are_facts(fleet):
+    """As the server reads them; what cannot be read is said, and the others are found."""
+    fleet.reset()
+    playbook = json.dumps([{
+        "name": "sites", "hosts": "all", "gather_facts": False, "tasks": [
+            {"name": "find", "qeltemplate.web.qeltemplate_sites": {"dialect": "{{ server }}"}},
+            {"name": "show", "ansible.builtin.debug": {"var": "qeltemplate_sites"}}]}]) + "\n"
+    before = fleet.trees()
+    run = fleet.play(playbook, "--check")
+    expect_equal(fleet.trees(), before, "what has changed")
+    for name, host in fleet.hosts.items():
+        expect(not run.changed(name), f"{name}: changed")
+        sites = run.of(name)[1]["qeltemplate_sites"]
+        enabled = host.site.replace("sites-available", "sites-enabled")
+        shop = [site for site in sites if OLD in site["names"] and site["file"] == enabled]
+        expect(shop, f"{name}: the shop is not among {sites}")
+        line = host.text().splitlines()[shop[0]["line"] - 1]
+        expect(line.lower().lstrip().startswith(("server", "<virtualhost")), f"{name}: {line}")
+        expect_equal([address["tls"] for address in shop[0]["addresses"]], [False], f"{name}: TLS")
+        others = {"n2": "static.shop.example", "n4": "other.example", "a4": "other.shop.example"}
+        if name in others:
+            expect(any(others[name] in site["names"] for site in sites), f"{name}: {others[name]}")
+
+
 def test_a_site_has_a_life(fleet):
     """By the role: added, renamed, with TLS and without, suspended, removed; on both servers."""
     fleet.reset("n1", "a1")
@@ -490,8 +514,45 @@ TESTS = [
     test_what_the_server_refuses_is_rolled_back,
     test_secrets_are_nowhere_to_be_seen,
     test_old_values_come_from_each_host,
+    test_sites_are_facts,
     test_a_site_has_a_life,
 ]
+
+
+# --- How long it takes ---
+
+
+def measure(program, counts):
+    """Prints a line for each number of hosts: what Ansible takes, and what the edit takes more."""
+    print("hosts  ping [s]  rename [s]  again [s]  rename/ping  again/ping", flush=True)
+    for count in counts:
+        half = count // 2
+        names = [f"{kind}x{i}" for kind in "na" for i in range(half)]
+        with tempfile.TemporaryDirectory(dir="/dev/shm") as work:
+            fleet = Fleet(program, pathlib.Path(work), names)
+            for host in fleet.hosts.values():
+                shutil.copy(program, host.path("/usr/bin/qeltemplate"))
+            times = dict(ping=[], rename=[], again=[])
+            ping = json.dumps([{"name": "ping", "hosts": "all", "gather_facts": False, "tasks": [
+                {"name": "ping", "ansible.builtin.ping": {}}]}]) + "\n"
+            rename = (fleet.work / "controller/rename.yml").read_text().replace("  serial: 2\n", "")
+            fleet.play(ping)  # opens the connections
+            for _ in range(3):
+                for step, playbook in (("ping", ping), ("rename", rename), ("again", rename)):
+                    begin = time.monotonic()
+                    run = fleet.play(playbook)
+                    times[step].append(time.monotonic() - begin)
+                    expect(run.code == 0, run.output)
+                    if step != "ping":
+                        expect(all(run.changed(name) == (step == "rename") for name in names), step)
+                for host in fleet.hosts.values():
+                    host.reset()
+            least = {step: min(each) for step, each in times.items()}
+            print(f"{count:5}  {least['ping']:8.1f}  {least['rename']:10.1f}  {least['again']:9.1f}  "
+                  f"{least['rename'] / least['ping']:11.2f}  {least['again'] / least['ping']:10.2f}",
+                  flush=True)
+            for host in fleet.hosts.values():
+                host.stop()
 
 
 # --- The frame ---
@@ -538,6 +599,7 @@ def run_inside(arguments):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n", maxsplit=1)[0])
     parser.add_argument("program")
+    parser.add_argument("--scale", action="store_true", help="measure 8, 16 and 32 hosts")
     parser.add_argument("--only", help="a regular expression for the names of tests")
     arguments = parser.parse_args()
     if INSIDE not in os.environ:
@@ -545,7 +607,11 @@ def main():
     signal.signal(signal.SIGTERM, lambda *_: os._exit(143))
     signal.signal(signal.SIGINT, lambda *_: os._exit(130))
     subprocess.run(["mount", "-t", "tmpfs", "-o", "mode=755", "tmpfs", "/dev/shm"], check=True)
-    run_tests(pathlib.Path(arguments.program).resolve(), arguments.only)
+    program = pathlib.Path(arguments.program).resolve()
+    if arguments.scale:
+        measure(program, [8, 16, 32])
+        os._exit(0)
+    run_tests(program, arguments.only)
 
 
 if __name__ == "__main__":

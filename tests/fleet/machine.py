@@ -89,6 +89,11 @@ class Host:
         except AssertionError as error:
             raise AssertionError(f"{error}: {self.answer(OLD)}, {self.text('/var/log/start')}") from None
 
+    def stop(self):
+        """Ends all that runs on the host."""
+        self._process.kill()
+        self._process.wait()
+
     def path(self, path):
         return pathlib.Path(f"/proc/{self._pid}/root{path}")
 
