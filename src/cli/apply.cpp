@@ -109,15 +109,14 @@ void CheckServerOptions(const ApplyOptions& options) {
     return;
   }
   Exclude(true, !options.output.empty(), "--server", "--output");
-  Exclude(true, options.json, "--server", "--json");
   if (options.configs.size() > 1) {
     throw CLI::ValidationError("--server", "takes one CONFIG, the server's main file");
   }
   if (!options.configs.empty() && IsStandardInput(options.configs.front())) {
     throw CLI::ValidationError("--server", "a server is not read from standard input");
   }
-  if (!options.diff && !options.in_place && !options.dry_run) {
-    throw CLI::ValidationError("--server", "needs --diff, --in-place or --dry-run");
+  if (!options.diff && !options.in_place && !options.dry_run && !options.json) {
+    throw CLI::ValidationError("--server", "needs --diff, --in-place, --dry-run or --json");
   }
 }
 
@@ -564,7 +563,7 @@ void AddOptions(CLI::App& command, ApplyOptions& options) {
 // What goes wrong before any file is edited goes into the report, too.
 Outcome RunApply(const ApplyOptions& options) {
   try {
-    return Run(options)();
+    return options.server ? ApplyToServer(options) : Run(options)();
   } catch (const std::bad_alloc&) {
     throw;
   } catch (const std::exception& error) {
@@ -584,8 +583,7 @@ Command AddApply(CLI::App& program) {
   CLI::App* command = program.add_subcommand("apply", "Edit configurations by a template");
   const auto options = std::make_shared<ApplyOptions>();
   command->preparse_callback([command, options](std::size_t) { AddOptions(*command, *options); });
-  return {command,
-          [options] { return options->server ? ApplyToServer(*options) : RunApply(*options); }};
+  return {command, [options] { return RunApply(*options); }};
 }
 
 }  // namespace cli

@@ -92,6 +92,12 @@ std::string ReportText(const ApplyReport& report) {
   json.Begin('[');
   for (const ReportedFile& file : report.files) WriteFile(json, file);
   json.End(']');
+  if (report.server != nullptr) {
+    json.Name("warnings");
+    report::Write(json, report.server->warnings);
+    json.Name("refusals");
+    report::Write(json, report.server->refusals);
+  }
   if (report.failure) WriteFailure(json, report.failure);
   json.End('}');
   return std::move(json).Text();

@@ -11,6 +11,7 @@
 #include "cli/failure.h"
 #include "document/dialect.h"
 #include "edit/edit.h"
+#include "server/server_edit.h"
 #include "update/update.h"
 
 namespace cli {
@@ -30,6 +31,9 @@ struct ApplyReport {
   std::vector<std::string> left_out;               // as copies of other files
   std::optional<tov_update::UpdateResult> update;  // none: nothing has been put in place
   std::exception_ptr failure;                      // of all files together; null: none
+
+  // Of the edit of a whole server: what speaks against it, or should be known.
+  const tov_server::ServerResult* server = nullptr;  // null: each file is edited by itself
 };
 
 // As docs/schema/apply.json says, with a line end.

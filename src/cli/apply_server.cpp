@@ -3,10 +3,12 @@
 #include "cli/apply_server.h"
 
 #include <algorithm>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "cli/apply_report.h"
 #include "cli/diff.h"
 #include "cli/failure.h"
 #include "cli/findings.h"
@@ -37,16 +39,26 @@ class ServerRun {
     Request request = LoadRequest(m_options);
     SetGuards(m_options, request.edit);
     request.edit.skip_missing = m_options.skip_missing;
-    request.edit.list_changes = false;
+    request.edit.list_changes = m_options.json;
     SetDialect(request, m_reading.dialect);
     Read();
     m_result = tov_server::EditServer(request.edit, m_server, {m_options.new_in});
     for (const Finding& warning : m_result.warnings) Say("warning: " + Said(warning));
-    RefuseIfFound(m_result.refusals, m_server.files.front().name, "not edited:");
+    try {
+      RefuseIfFound(m_result.refusals, m_server.files.front().name, "not edited:");
+    } catch (const Refusal& refusal) {
+      if (!m_options.json) throw;
+      Say(refusal.what());
+      return {Report(kRefused), kRefused};
+    }
     if (m_options.WritesFiles() && !m_result.files.empty()) Write();
     Outcome outcome;
-    for (const FileEdit& file : m_result.files) outcome.text += Shown(file);
     if (m_options.exit_code && !m_result.files.empty()) outcome.exit_code = kChanged;
+    if (m_options.json) {
+      outcome.text = Report(outcome.exit_code);
+    } else {
+      for (const FileEdit& file : m_result.files) outcome.text += Shown(file);
+    }
     return outcome;
   }
 
@@ -63,6 +75,27 @@ class ServerRun {
       if (finding.name == "syntax-error") continue;  // the edit says so, where it matters
       Say("warning: " + Said(finding));
     }
+  }
+
+  std::string Report(ExitCode code) const {
+    ApplyReport report;
+    report.outcome = code;
+    report.written = m_options.WritesFiles();
+    report.update = m_committed;
+    report.server = &m_result;
+    std::vector<tov_edit::Result> edits(m_result.files.size());
+    for (std::size_t i = 0; i < edits.size(); ++i) {
+      const FileEdit& file = m_result.files[i];
+      edits[i].changed = true;
+      edits[i].changes = file.changes;
+      ReportedFile reported;
+      reported.name = file.name;
+      reported.dialect = m_reading.dialect;
+      reported.edit = &edits[i];
+      if (m_options.diff) reported.diff = UnifiedDiff(file.old_text, file.text, file.name);
+      report.files.push_back(std::move(reported));
+    }
+    return ReportText(report);
   }
 
   // What standard output gets of a file.
@@ -86,8 +119,13 @@ class ServerRun {
     }
     CheckBesides(commit);
     for (std::size_t i = 0; i < update.Size(); ++i) update.Replace(i, TextOf(update.Name(i)));
-    for (const std::string& warning : update.Commit(commit).new_warnings) {
+    m_committed = update.Commit(commit);
+    for (const std::string& warning : m_committed->new_warnings) {
       Say("warning: " + commit.check + ": " + warning);
+    }
+    if (m_judged) {
+      m_committed->checked = true;
+      m_committed->new_warnings = *m_judged;
     }
   }
 
@@ -137,16 +175,15 @@ class ServerRun {
   }
 
   // The server's judgement before anything is put in its place, where that can be had.
-  void CheckBesides(tov_update::UpdateOptions& commit) const {
+  void CheckBesides(tov_update::UpdateOptions& commit) {
     if (commit.check.empty() || commit.check.find("{}") != std::string::npos) return;
     std::string why_not;
-    const auto warnings =
-        CheckInShadow(commit.check, m_server, m_result.files, commit.new_warnings, why_not);
-    if (!warnings) {
+    m_judged = CheckInShadow(commit.check, m_server, m_result.files, commit.new_warnings, why_not);
+    if (!m_judged) {
       Say(commit.check + ": asked when the new files are in place, since " + why_not);
       return;
     }
-    for (const std::string& warning : *warnings) {
+    for (const std::string& warning : *m_judged) {
       Say("warning: " + commit.check + ": " + warning);
     }
     commit.check.clear();
@@ -157,6 +194,8 @@ class ServerRun {
   tov_server::ReadingOptions m_reading;
   ServerFiles m_server;
   tov_server::ServerResult m_result;
+  std::optional<std::vector<std::string>> m_judged;     // the warnings of a judgement before
+  std::optional<tov_update::UpdateResult> m_committed;  // none: nothing is put in place
 };
 
 }  // namespace

@@ -121,6 +121,49 @@ TEST_F(ApplyReport, HasWarningsAndWhatIsLeftOut) {
   EXPECT_EQ(report["left_out"], json({"site.conf.bak"}));
 }
 
+TEST_F(ApplyReport, TellsOfAWholeServer) {
+  m_sandbox.Write("nginx.conf",
+                  "events {}\nhttp {\n  include site.conf;\n  include more.conf;\n}\n");
+  m_sandbox.Write("more.conf", ServerNamed("c"));
+  const Words server = {"--server", "--diff", "nginx.conf"};
+  Words words = server;
+  words.emplace_back("--dry-run");
+  const json would = Report(words, 0);
+  EXPECT_EQ(would["written"], false);
+  EXPECT_EQ(would["changed"].size(), 1U);
+  EXPECT_EQ(Text("site.conf"), kSite);
+  words = server;
+  words.insert(words.end(), {"--in-place", "--check=true", "--reload", "true"});
+  const json report = Report(words, 0);
+  EXPECT_EQ(report["outcome"], "done");
+  EXPECT_EQ(report["changed"], would["changed"]);
+  EXPECT_EQ(report["checked"], true);
+  EXPECT_EQ(report["reloaded"], true);
+  ASSERT_EQ(report["files"].size(), 1U);
+  EXPECT_EQ(report["files"][0]["file"], report["changed"][0]);
+  EXPECT_EQ(report["files"][0]["changes"][0]["text"], "server_name b;\n");
+  EXPECT_NE(report["files"][0]["diff"].get<std::string>().find("+server_name b;\n"),
+            std::string::npos);
+  EXPECT_EQ(report["refusals"], json::array());
+  EXPECT_EQ(Text("site.conf"), ServerNamed("b"));
+  EXPECT_EQ(Report(words, 0)["changed"], json::array());
+}
+
+TEST_F(ApplyReport, TellsWhyAWholeServerIsNotEdited) {
+  m_sandbox.Write("nginx.conf",
+                  "events {}\nhttp {\n  include *ite.conf;\n  include more.conf;\n}\n");
+  m_sandbox.Write("more.conf", kSite);
+  const json refused = Report({"--server", "--in-place", "nginx.conf"}, 4);
+  EXPECT_EQ(refused["outcome"], "refused");
+  EXPECT_EQ(refused["refusals"][0]["name"], "ambiguous");
+  EXPECT_EQ(refused["files"], json::array());
+  m_sandbox.Write("more.conf", ServerNamed("c"));
+  const json failed = Report({"--server", "--in-place", "--reload", "false", "nginx.conf"}, 5);
+  EXPECT_EQ(failed["outcome"], "refused-by-server");
+  EXPECT_EQ(failed["failure"]["command"], "false");
+  EXPECT_EQ(Text("site.conf"), kSite);
+}
+
 TEST_F(ApplyReport, IsNotThereForAWrongCommandLine) {
   const Outcome outcome = Run({"apply", "--json", "site.conf"});
   EXPECT_EQ(outcome.out, "");

@@ -156,6 +156,7 @@ TEST_F(Schema, HoldsForLint) {
 TEST_F(Schema, HoldsForApplyHoweverItEnds) {
   m_sandbox.Write("same.conf", ServerNamed("b"));
   m_sandbox.Write("other.conf", ServerNamed("c"));
+  m_sandbox.Write("nginx.conf", "events {}\nhttp {\n  include site.conf;\n}\n");
   struct Case {
     const char* name;
     Words options;
@@ -170,6 +171,8 @@ TEST_F(Schema, HoldsForApplyHoweverItEnds) {
       {"a command that is killed", {"--in-place", "--reload", "kill -9 $$", "site.conf"}, 5},
       {"no such directory", {"--output", "none/x", "site.conf"}, 3},
       {"a template that is not there", {"--template", "none", "site.conf"}, 3},
+      {"a whole server", {"--server", "--diff", "nginx.conf"}, 0},
+      {"a whole server that is refused", {"--server", "--only-create", "nginx.conf"}, 4},
       {"written, with backups",
        {"--in-place=~", "--check=true", "--reload", "true", "site.conf"},
        0},
