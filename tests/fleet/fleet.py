@@ -414,6 +414,61 @@ def test_old_values_come_from_each_host(fleet):
                    f"{name}: {host.text()}")
 
 
+def test_a_whole_server_is_edited(fleet):
+    """In whatever file the site stands; a name that another file has is noticed; rerun, check mode."""
+    fleet.reset()
+    names = ("n1", "a1")
+    templates = {"n1": "server {\n server_name {% $name %};\n}\n",
+                 "a1": "<VirtualHost *:80>\n ServerName {% $name %}\n</VirtualHost>\n"}
+
+    def rename(name, new, *options):
+        return fleet.play(task("rename", hosts=name, template=templates[name], server=True,
+                               dialect="{{ server }}", values={"name": {"old": OLD, "new": new}},
+                               reload="reload-web"), *options)
+
+    for name in names:
+        host = fleet.hosts[name]
+        before = host.tree()
+        would = rename(name, NEW, "--check", "--diff")
+        expect(would.changed(name), f"{name}: nothing would change")
+        expect(f"{NEW}" in would.of(name)[1]["diff"][0]["prepared"], f"{name}: no diff")
+        expect_equal(host.tree(), before, f"{name}: check mode")
+        taken = "default.invalid" if host.server == "apache" else "taken.example"
+        if host.server == "nginx":
+            host.write("server {\n listen 80;\n server_name taken.example;\n}\n",
+                       "/etc/nginx/conf.d/taken.conf")
+        before = host.tree()
+        failure = rename(name, taken).failure(name)
+        expect_equal(failure["findings"][0]["name"], "collision", f"{name}: {failure['msg']}")
+        expect_equal(host.tree(), before, f"{name}: a refused edit")
+        expect(rename(name, NEW).changed(name), f"{name}: not changed")
+        expect_equal(host.text(), host.site_named(NEW), f"{name}: the file")
+        wait_for(f"the new site on {name}", lambda: host.answer(NEW) == f"shop on {name}")
+        expect(not rename(name, NEW).changed(name), f"{name}: changed again")
+        host.path("/etc/nginx/conf.d/taken.conf").unlink(missing_ok=True)
+
+
+def test_a_template_is_adopted(fleet):
+    """An edit with what comes back changes nothing; with another name it renames the site."""
+    fleet.reset("n2", "a4")
+    for name in ("n2", "a4"):
+        host = fleet.hosts[name]
+        adopt = fleet.play(json.dumps([{
+            "name": "adopt", "hosts": name, "gather_facts": False, "tasks": [{
+                "name": "adopt", "qeltemplate.web.qeltemplate_adopt": {
+                    "file": host.site, "site": OLD, "dialect": "{{ server }}"}}]}]) + "\n")
+        expect(not adopt.changed(name), f"{name}: changed")
+        adopted = adopt.of(name)[1]
+        expect_equal(adopted["site_values"]["name"]["old"], OLD, name)
+        options = dict(hosts=name, template=adopted["template"], files=host.site, dialect="{{ server }}",
+                       reload="reload-web")
+        same = fleet.play(task("same", values=adopted["site_values"], **options))
+        expect(not same.changed(name), f"{name}: its own template changes it")
+        values = dict(adopted["site_values"], name={"old": OLD, "new": NEW})
+        expect(fleet.play(task("rename", values=values, **options)).changed(name), f"{name}: not changed")
+        wait_for(f"the new site on {name}", lambda: host.answer(NEW) == f"shop on {name}")
+
+
 def test_sites_are_facts(fleet):
     """As the server reads them; what cannot be read is said, and the others are found."""
     fleet.reset()
@@ -514,6 +569,8 @@ TESTS = [
     test_what_the_server_refuses_is_rolled_back,
     test_secrets_are_nowhere_to_be_seen,
     test_old_values_come_from_each_host,
+    test_a_whole_server_is_edited,
+    test_a_template_is_adopted,
     test_sites_are_facts,
     test_a_site_has_a_life,
 ]

@@ -31,9 +31,19 @@ def of_file(edited):
     return found
 
 
+def of_server(report):
+    """Those about the edit of a whole server."""
+    found = []
+    for weight in ("refusal", "warning"):
+        for finding in report.get(weight + "s", []):
+            place = (finding.get("config_places") or [finding.get("template_place", {})])[0]
+            found.append(dict(finding, file=place.get("file", ""), weight=weight))
+    return found
+
+
 def why_not(report):
     """Why nothing is written, for people."""
-    lines = []
+    lines = [shown(finding) for finding in report.get("refusals", [])]
     for edited in report["files"]:
         refusals = edited.get("refusals", [])
         if refusals:

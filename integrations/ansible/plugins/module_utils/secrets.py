@@ -48,6 +48,8 @@ class Secrets(object):
                 change["text"] = HIDDEN
             for finding in edited.get("refusals", []) + edited.get("warnings", []):
                 self._hide_in_finding(finding)
+        for finding in report.get("refusals", []) + report.get("warnings", []):
+            self._hide_in_finding(finding)
 
     def _hide_in_finding(self, finding):
         place = finding.get("template_place")

@@ -46,10 +46,29 @@ options:
       - Patterns of the shell are followed, as in C(/etc/nginx/sites-available/*). One that fits no file is an
         error.
       - Files that are named like copies of others, such as C(site.orig) beside C(site), are left out.
+      - Exactly one of I(files) and I(server) must be given.
     type: list
     elements: path
-    required: true
     aliases: [file, path]
+  server:
+    description:
+      - Edit the whole server, with all files that it includes, as if they were one. So a block is found in whatever
+        file it stands, and a name that another file has is noticed.
+    type: bool
+    default: false
+  main:
+    description: With I(server), the server's main file. When it is not given, it is looked for where it usually is.
+    type: path
+  new_in:
+    description:
+      - With I(server), the file for a block that is in none. It is one that the server reads, or will read.
+        C({name}) in it stands for the first name of the block.
+    type: path
+  defines:
+    description: With I(server), what httpd is started with as C(-D).
+    type: list
+    elements: str
+    default: []
   dialect:
     description: The language of the files. Guessed from each text when it is not given.
     type: str
@@ -202,6 +221,15 @@ EXAMPLES = r"""
     values:
       size: {old: auto, new: 50m}
     backup: true
+    reload: systemctl reload nginx
+
+- name: Rename a site in whatever file it stands
+  qeltemplate.web.qeltemplate_edit:
+    src: site.template
+    server: true
+    dialect: nginx
+    values:
+      name: {old: shop.example, new: store.example}
     reload: systemctl reload nginx
 
 - name: Give a backend another password, of which nothing is shown
@@ -404,6 +432,7 @@ class Edit(object):
                 **self.result
             )
         self.files = self._files()
+        self.dialect = self.params["dialect"]
         self.new_file = None
         if self.params["create_file"]:
             self._expect_one_file()
@@ -411,7 +440,7 @@ class Edit(object):
 
     def run(self):
         """Makes the edit and ends the module."""
-        interrupted = [path for path in self.files if os.path.exists(old_copy(path))]
+        interrupted = [path for path in self._may_change() if os.path.exists(old_copy(path))]
         values = self._values()
         report = self.program.report(self._arguments(), values, self.module.tmpdir)
         self._rename_new_file(report)
@@ -427,7 +456,7 @@ class Edit(object):
 
     def _files(self):
         files = []
-        for given in self.params["files"]:
+        for given in self.params["files"] or []:
             if not os.path.isabs(given):
                 self.module.fail_json(msg="%s: not a full path" % given)
             found = sorted(glob.glob(given)) if glob.has_magic(given) else [given]
@@ -436,6 +465,17 @@ class Edit(object):
                 self.module.fail_json(msg="%s: no file fits" % given)
             files += [path for path in found if path not in files]
         return files
+
+    def _may_change(self):
+        """The files that the edit may change."""
+        if not self.params["server"]:
+            return self.files
+        arguments = ["inspect", "--server", "--json"]
+        if self.dialect:
+            arguments += ["--dialect", self.dialect]
+        read = self.program.report(arguments + self._server_names())
+        self.dialect = read["dialect"]
+        return [each["config"] for each in read["files"]]
 
     def _expect_one_file(self):
         if len(self.files) != 1 or self.params["dialect"] is None:
@@ -502,7 +542,16 @@ class Edit(object):
             arguments += ["--reload", params["reload"]]
         return arguments
 
+    def _server_names(self):
+        arguments = []
+        for name in self.params["defines"]:
+            arguments += ["--define", name]
+        return arguments + (["--", self.params["main"]] if self.params["main"] else [])
+
     def _names(self):
+        if self.params["server"]:
+            new_in = self.params["new_in"]
+            return ["--server"] + (["--new-in", new_in] if new_in else []) + self._server_names()
         return ["--", NOTHING] if self.new_file else ["--"] + self.files
 
     def _rename_new_file(self, report):
@@ -538,7 +587,7 @@ class Edit(object):
         ]
         result["findings"] = [
             found for edited in report["files"] for found in findings.of_file(edited)
-        ]
+        ] + findings.of_server(report)
         if self.module._diff:
             texts = [edited.get("diff") for edited in report["files"]]
             result["diff"] = [dict(prepared=text) for text in texts if text]
@@ -594,7 +643,8 @@ class Edit(object):
         if params["check_command"]:
             return None if "{}" in params["check_command"] else params["check_command"]
         dialects = set(edited.get("dialect") for edited in report["files"])
-        return "apache2ctl -t" if "apache" in dialects else "nginx -t"
+        is_apache = "apache" in dialects or self.dialect == "apache"
+        return "apache2ctl -t" if is_apache else "nginx -t"
 
 
 def main():
@@ -605,7 +655,11 @@ def main():
             src=dict(type="path"),
             remote_src=dict(type="bool", default=False),
             template_name=dict(type="str"),
-            files=dict(type="list", elements="path", required=True, aliases=["file", "path"]),
+            files=dict(type="list", elements="path", aliases=["file", "path"]),
+            server=dict(type="bool", default=False),
+            main=dict(type="path"),
+            new_in=dict(type="path"),
+            defines=dict(type="list", elements="str", default=[]),
             dialect=dict(type="str", choices=["nginx", "apache"]),
             values=dict(type="dict", default={}),
             secrets=dict(type="dict", default={}, no_log=True),
@@ -640,8 +694,13 @@ def main():
             reload=dict(type="str"),
             **PROGRAM_ARGUMENTS
         ),
-        mutually_exclusive=[("template", "src"), ("strict", "check_command")],
-        required_one_of=[("template", "src")],
+        mutually_exclusive=[
+            ("template", "src"),
+            ("files", "server"),
+            ("create_file", "server"),
+            ("strict", "check_command"),
+        ],
+        required_one_of=[("template", "src"), ("files", "server")],
         supports_check_mode=True,
     )
     Edit(module).run()
