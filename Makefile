@@ -209,8 +209,7 @@ fleet-test:
 	tests/fleet/fleet.py $(if $(ONLY),--only '$(ONLY)') build/release/src/cli/qeltemplate
 
 fleet-lint:
-	cmake/install-packages.sh ansible-core ansible-lint yamllint python3-pycodestyle pylint python3-yaml \
-	  python3-jinja2 python3-voluptuous
+	cmake/install-packages.sh ansible-core ansible-lint git pycodestyle python3-voluptuous yamllint
 	tests/fleet/lint.sh
 
 hostile:
