@@ -58,6 +58,10 @@ edit_by() {
     python) shift && python3 "$tests/install/rename/main.py" "$(page python.md)" "$@" ;;
     php) shift && php rename.php "$@" ;;
     perl) shift && perl rename.pl "$@" ;;
+    ctypes)
+      python3 "$examples/ffi/rename.py" "$2" "$3" "$4" >edited.conf || return
+      cp edited.conf "$2"
+      ;;
   esac
 }
 
@@ -87,7 +91,7 @@ same() {
     [ -s expected.said ]
   fi
   [ "$refused" = "$outcome" ] || fail "refused: $refused: $* $(cat site.conf said)"
-  for language in cpp c python php perl; do
+  for language in cpp c python php perl ctypes; do
     cp before.conf site.conf
     status=0
     edit_by $language site.conf "$@" 2>said || status=$?
@@ -139,4 +143,4 @@ printf '\nserver {\n' >>site.conf
 same yes a.example d.example
 : >site.conf
 same yes a.example d.example
-echo "$edits edits, the same in C++, C, Python, PHP and Perl"
+echo "$edits edits, the same in C++, C, Python, PHP, Perl and by ctypes"
