@@ -33,7 +33,7 @@ help:
 	@echo 'make bindings-test only the tests of the C interface and of the modules on it'
 	@echo 'make abi           has the binary interface changed that is promised; make test asks, too'
 	@echo 'make properties CASES=1000  try each property of the tests with so many new random inputs'
-	@echo 'make attacks CASES=100000  try so many values that would leave their places, and ask the servers'
+	@echo 'make attacks CASES=100000  try so many values that would leave their places, and ask the servers; in C and Python too'
 	@echo 'make document-judges CASES=2000  have the servers judge so many damaged configurations of each'
 	@echo 'make asan          the same tests under the sanitizers, with checked containers'
 	@echo 'make faults        let each system call of an edit in place fail in every way (minutes)'
@@ -100,15 +100,13 @@ properties:
 	  SEED=$$(date +%s) CASES=$(CASES) RC_PARAMS=max_success=$(CASES) build/release/tests/$$test || exit 1; \
 	done
 
-ATTACK_TESTS = edit_attack_test edit_attack_server_test
-
 attacks:
-	cmake/install-packages.sh $(TEST_PACKAGES)
-	cmake --preset release -DQELTEMPLATE_BUILD_TESTS=ON
-	cmake --build --preset release --target $(ATTACK_TESTS)
-	for test in $(ATTACK_TESTS); do \
-	  SEED=$$(date +%s) CASES=$(CASES) build/release/tests/edit/$$test || exit 1; \
-	done
+	cmake/install-packages.sh $(BINDINGS_PACKAGES)
+	cmake --preset release $(WITH_BINDINGS)
+	cmake --build --preset release --target edit_attack_test edit_attack_server_test c_cases_test \
+	  qeltemplate_python
+	SEED=$$(date +%s) CASES=$(CASES) build/release/tests/edit/edit_attack_server_test
+	tests/edit/attack/replay.sh build/release $$(date +%s) $(CASES)
 
 JUDGE_TESTS = nginx/document_nginx_mutants_test apache/document_apache_mutants_test
 

@@ -9,6 +9,7 @@
 
 #include "edit/attack/judge.h"
 #include "edit/attack/line_reading.h"
+#include "edit/case_writer.h"
 #include "edit/edit.h"
 #include "edit/template_tree.h"
 
@@ -91,7 +92,7 @@ std::string WrongAgain(const Attempt& attempt, tov_edit::Request request,
     if (!value.new_value) return "";
     value.old_value = value.new_value;
   }
-  const tov_edit::Result again = tov_edit::Edit(request, result.text, "site.conf");
+  const tov_edit::Result again = tov_edit::RecordedEdit(request, result.text, "site.conf");
   if (!again.refusals.empty()) return "the second time: " + MessagesOf(again.refusals);
   return again.text == result.text ? "" : "the second time it gives another text:\n" + again.text;
 }
@@ -151,7 +152,7 @@ Tried Try(const Attempt& attempt, bool quoted) {
   tov_edit::Request request = RequestOf(attempt, imports);
   request.quote = quoted;
   if (!quoted && !attempt.raw.empty()) request.raw = {attempt.raw};
-  const tov_edit::Result result = tov_edit::Edit(request, attempt.config, "site.conf");
+  const tov_edit::Result result = tov_edit::RecordedEdit(request, attempt.config, "site.conf");
   tried.refused = !result.refusals.empty();
   tried.rightly = !judge.MustBeRefused().empty();
   tried.why = NamesOf(result.refusals);
@@ -179,7 +180,7 @@ Tried TryRaw(const Attempt& attempt) {
   std::vector<std::string> imports;
   tov_edit::Request request = RequestOf(attempt, imports);
   for (const auto& [name, value] : attempt.values) request.raw.insert(name);
-  const tov_edit::Result result = tov_edit::Edit(request, attempt.config, "site.conf");
+  const tov_edit::Result result = tov_edit::RecordedEdit(request, attempt.config, "site.conf");
   tried.refused = !result.refusals.empty();
   tried.why = NamesOf(result.refusals);
   tried.messages = MessagesOf(result.refusals);

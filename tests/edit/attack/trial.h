@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// The edit of an attempt, made and judged.
+// The edit of an attempt, made and judged, and written down for other languages (see
+// edit/case_writer.h).
 #pragma once
 
 #include <string>
