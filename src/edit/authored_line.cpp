@@ -411,11 +411,12 @@ std::optional<AuthoredLine::Filling> AuthoredLine::Fill(const Values& values,
   }
   Kind kind = Kind::kBlank;
   filling.written = ReadWritten(m_dialect, filling.text, kind);
-  // httpd takes a ">" off a name: of that alone nothing is left.
+  // A name may be empty in quotes, and httpd takes a ">" off it: of that alone nothing is left.
   const bool is_nameless = filling.written && filling.written->words.front().empty();
   if (kind != m_kind || is_nameless) filling.written.reset();
   filling.in_place = filling.written || std::any_of(texts->begin(), texts->end(),
                                                     [](const Text& text) { return text.raw; });
+  if (!filling.in_place) filling.guilty = Guilty(judged, handling.quote);
   return filling;
 }
 

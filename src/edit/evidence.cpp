@@ -81,7 +81,7 @@ class EvidenceReader {
       if (!std::exchange(m_named, true)) ReadName(line);
     } else if (m_is_server && role == Role::kAddress) {
       ReadAddress(line);
-    } else if (!IsTlsState(m_dialect, name) && !line.beginning && !line.raw) {
+    } else if (!IsTlsState(name) && !line.beginning && !line.raw) {
       if (line.old_given && line.was) {
         m_evidence.changed.push_back(&line);
       } else if (line.now) {
@@ -154,8 +154,8 @@ Evidence ReadEvidence(const TemplateTree& tree, Dialect dialect, std::size_t num
   return EvidenceReader(tree, dialect, findings).Read(number);
 }
 
-bool IsTlsState(Dialect dialect, std::string_view name) {
-  return dialect == Dialect::kNginx && (name == "ssl" || name == "ssl_prefer_server_ciphers");
+bool IsTlsState(std::string_view name) {
+  return name == "ssl" || name == "ssl_prefer_server_ciphers";
 }
 
 }  // namespace tov_edit

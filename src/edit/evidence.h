@@ -54,6 +54,6 @@ Evidence ReadEvidence(const TemplateTree& tree, Dialect dialect, std::size_t num
                       Findings& findings);
 
 // Whether a directive of this name only says whether a server speaks TLS, which is no evidence.
-bool IsTlsState(Dialect dialect, std::string_view name);
+bool IsTlsState(std::string_view name);
 
 }  // namespace tov_edit

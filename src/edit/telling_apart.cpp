@@ -50,7 +50,7 @@ std::string DirectiveOnlyIn(Contents& contents, Holdings& holdings, BlockId bloc
                             const Blocks& others) {
   std::size_t tried = 0;
   for (const Child& child : contents.Of(block)) {
-    if (!child.IsDirective() || IsTlsState(contents.dialect(), child.values.front())) continue;
+    if (!child.IsDirective() || IsTlsState(child.values.front())) continue;
     if (RoleOf(contents.dialect(), child.values.front()) != Role::kPlain) continue;
     if (tried++ == kTried) break;
     const bool elsewhere = std::any_of(others.begin(), others.end(), [&](BlockId id) {

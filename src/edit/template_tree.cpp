@@ -219,10 +219,7 @@ class Reader {
 
   bool IsComment(const std::string& text) const {
     if (HoldsControl(text) || (!nginx() && text.back() == '\\')) return false;
-    const Document document(m_request.dialect, text);
-    const auto nodes = document.Nodes(tov_document::kWholeText);
-    return !document.error() && nodes.size() == 1 &&
-           nodes.front().kind == tov_document::NodeKind::kComment;
+    return !Document(m_request.dialect, text).error();  // nginx takes no comment of any length
   }
 
   void ReadDirective(const Template::TemplateActionItem& item, TemplateLine& line) {

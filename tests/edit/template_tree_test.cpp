@@ -599,9 +599,45 @@ TEST(AValueWithAControlCharacter, IsRefused) {
   };
   ExpectRefused(Dialect::kNginx, kSite,
                 {refused("a line end in a comment", "# by {% $v %}", "x\nevil on;"),
+                 refused("a carriage return in a comment", "# by {% $v %}", "x\revil on;"),
                  refused("a line end in quotes", "set $x \"{% $v %}\";", "x\ny"),
                  refused("an escape sequence", "set $x \"{% $v %}\";", "x\x1b[2J"),
                  refused("a NUL byte", "set $x \"{% $v %}\";", std::string("x\0y", 3))});
+}
+
+// nginx reads no longer ones.
+TEST(ACommentOfATemplate, IsAsLongAsTheServerTakesIt) {
+  const auto refused = [](const std::string& name, const std::string& line,
+                          const std::string& value, const std::string& finding) {
+    return Refused{name,    Server(line + "\n"),  {{"v", kNone, value}},
+                   finding, "site.template:3:1:", "comment"};
+  };
+  const std::string longer(4096, 'x');
+  ExpectRefused(Dialect::kNginx, kSite,
+                {refused("the author's", "# " + longer + "{% $v %}", "", "template"),
+                 refused("with its value", "# {% $v %}", longer, "value")});
+  const std::string host = "<VirtualHost *:80>\nServerName a\n</VirtualHost>\n";
+  ExpectEdits(Dialect::kApache,
+              {{"httpd's",
+                host,
+                "<VirtualHost *:80>\nServerName a\n# {% $v %}\n</VirtualHost>\n",
+                {{"v", kNone, longer}},
+                "<VirtualHost *:80>\nServerName a\n# " + longer + "\n</VirtualHost>\n"}});
+}
+
+TEST(ADirectivesName, IsNotEmpty) {
+  const auto refused = [](const std::string& name, const std::string& line,
+                          const std::string& value) {
+    return Refused{name,    line + "\n",          {{"v", kNone, value}},
+                   "value", "site.template:1:1:", "the value 'v' does not stay in its place: "};
+  };
+  ExpectRefused(Dialect::kNginx, "x 1;\n",
+                {refused("nothing in quotes", "\"{% $v %}\" 1;", ""),
+                 refused("empty quotes", "{% $v %} 1;", "\"\"")});
+  ExpectRefused(Dialect::kApache, "X 1\n",
+                {refused("a bracket in quotes", "\"{% $v %}\" 1", ">"),
+                 refused("nothing before a bracket", "\"{% $v %}>\" 1", ""),
+                 refused("a quoted bracket", "{% $v %} 1", "\">\"")});
 }
 
 TEST(AValueInQuotes, MayHoldWhatTheyProtect) {
