@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <vector>
@@ -92,6 +93,47 @@ inline std::string EditedText(const Request& request, const std::string& config)
   return result.refusals.empty() ? result.text : "refused:\n" + AllOf(result.refusals);
 }
 
+// What an event says of a directive: what there is of it before and after the edit.
+inline void ExpectEvent(const EditReport::Event& event, const std::string& config) {
+  using Kind = EditReport::Event::Kind;
+  EXPECT_EQ(event.kind == Kind::kAdded, event.from.empty());
+  EXPECT_EQ(event.kind == Kind::kAdded, event.place.line == 0);
+  EXPECT_EQ(event.kind == Kind::kRemoved, event.to.empty());
+  EXPECT_TRUE(event.kind != Kind::kFound || event.from == event.to) << event.to;
+  std::size_t begin = 0;
+  for (std::size_t line = 1; line < event.place.line; ++line) begin = config.find('\n', begin) + 1;
+  if (event.place.line == 0) return;
+  EXPECT_EQ(config.substr(begin + event.place.column - 1, event.from.size()), event.from);
+}
+
+// What is told of an edit is what it does: something is added, changed or removed when the text
+// comes to be another one, and each line that does so says it.
+inline void ExpectTold(const Request& request, const std::string& config,
+                       const std::string& expected) {
+  using Action = EditReport::Action;
+  const Explained explained = Explain(request, config, "site.conf");
+  EXPECT_EQ(explained.result.text, expected);
+  bool changes = false;
+  for (const EditReport::Item& item : explained.report.items) {
+    SCOPED_TRACE(item.text);
+    using Kind = EditReport::Event::Kind;
+    const auto has = [&](Kind kind) {
+      return std::any_of(item.events.begin(), item.events.end(),
+                         [&](const EditReport::Event& event) { return event.kind == kind; });
+    };
+    for (const EditReport::Event& event : item.events) ExpectEvent(event, config);
+    EXPECT_TRUE(item.action != Action::kAdded || has(Kind::kAdded));
+    EXPECT_TRUE(item.action != Action::kChanged || has(Kind::kChanged) || has(Kind::kRemoved));
+    EXPECT_TRUE(item.action != Action::kAlreadyThere || has(Kind::kFound));
+    const bool acts = item.action == Action::kAdded || item.action == Action::kChanged ||
+                      item.action == Action::kRemoved;
+    const bool acted = has(Kind::kAdded) || has(Kind::kChanged) || has(Kind::kRemoved);
+    EXPECT_EQ(acts, acted || item.action == Action::kRemoved);  // it may go with its block
+    changes = changes || acts;
+  }
+  EXPECT_EQ(changes, config != expected);
+}
+
 // Each edit, made without a word. The same command once more changes nothing, nor does it with
 // every value as it is then.
 inline void ExpectEdits(Dialect dialect, const std::vector<Case>& cases) {
@@ -99,6 +141,7 @@ inline void ExpectEdits(Dialect dialect, const std::vector<Case>& cases) {
     SCOPED_TRACE(c.name);
     Request request = RequestOf(dialect, c);
     EXPECT_EQ(EditedText(request, c.config), c.expected);
+    ExpectTold(request, c.config, c.expected);
     EXPECT_EQ(AllOf(RecordedEdit(request, c.config, "site.conf").warnings), "");
     EXPECT_EQ(EditedText(request, c.expected), c.expected) << "the same once more";
     for (auto& [name, value] : request.values) {
