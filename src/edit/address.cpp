@@ -85,7 +85,7 @@ class Finder {
     for (Sought& sought : all) LeaveOut(sought, taken);
     Settle(all, taken, false);
     for (Sought& sought : all) {
-      if (!sought.settled) LeaveOut(sought, taken);
+      LeaveOut(sought, taken);
       Take(sought, parent, taken);
     }
   }

@@ -116,6 +116,57 @@ TEST(SitesOfOneName, AreRefusedWhenNothingTellsThemApart) {
             "site.template:1:1: " + both + " [ambiguous]\n");
 }
 
+TEST(SitesOfOneName, AreNamedUpToFiveAndCounted) {
+  std::string config;
+  for (int i = 0; i < 7; ++i)
+    config += "server {\nserver_name a;\nlisten 8" + std::to_string(i) + ";\n}\n";
+  const SaidCase c = {"", config, "server {\nserver_name a;\ngzip on;\n}\n", {}, "", "", ""};
+  EXPECT_EQ(AllOf(RecordedEdit(RequestOf(Dialect::kNginx, c), c.config, "site.conf").refusals),
+            "site.template:1:1: 'server {' fits several blocks: site.conf:1:1 'server' (a, *:80), "
+            "site.conf:5:1 'server' (a, *:81), site.conf:9:1 'server' (a, *:82), "
+            "site.conf:13:1 'server' (a, *:83), site.conf:17:1 'server' (a, *:84) and 2 more. "
+            "'listen 80;' in the template would mean the first one [ambiguous]\n");
+}
+
+// What all have, and an empty name, tells nobody which one is meant.
+TEST(SitesOfOneName, AreToldApartByWhatOnlyTheFirstOneHas) {
+  struct Advice {
+    const char* name;
+    std::string first;
+    std::string second;
+    std::string hint;
+  };
+  const Advice cases[] = {
+      {"a second name", "server_name a b;", "server_name a;",
+       "'server_name b;' in the template would mean the first one"},
+      {"a name that the other one has, too", "server_name a b; listen 81;", "server_name b a;",
+       "'listen 81;' in the template would mean the first one"},
+      {"no empty name", "server_name a \"\"; listen 81;", "server_name a;",
+       "'listen 81;' in the template would mean the first one"},
+      {"an address over UDP", "server_name a; listen 443 quic;", "server_name a; listen 443;",
+       "'listen 443 quic;' in the template would mean the first one"},
+      {"a directive", "server_name a; root /a; index x;", "server_name a; index y; root /a;",
+       "'index x;' in the template would mean the first one"},
+      {"not whether it speaks TLS", "server_name a; ssl on; index x;", "server_name a;",
+       "'index x;' in the template would mean the first one"},
+      {"nothing", "server_name a;", "server_name a;",
+       "Say more of the one that is meant: an address, a name"},
+  };
+  for (const Advice& each : cases) {
+    SCOPED_TRACE(each.name);
+    const SaidCase c = {"",
+                        "server { " + each.first + " }\nserver { " + each.second + " }\n",
+                        "server {\ngzip on;\n}\n",
+                        {},
+                        "",
+                        "",
+                        ""};
+    const Result result = RecordedEdit(RequestOf(Dialect::kNginx, c), c.config, "site.conf");
+    ASSERT_EQ(result.refusals.size(), 1U) << AllOf(result.refusals);
+    EXPECT_EQ(result.refusals[0].hint, each.hint);
+  }
+}
+
 TEST(SitesOfOneName, AreRefusedForEveryKindOfEdit) {
   const auto refused = [](const std::string& name, const std::string& text,
                           const NamedValues& values) {
@@ -276,6 +327,25 @@ TEST(AllBlocks, AreThoseThatHaveSomethingOfWhatChanges) {
         "server {\ngzip {% $g %};\n}\n",
         {{"g", kNone, "on"}},
         With(redirect, "a.example;\n}", "a.example;\n\tgzip on;\n}") + site("\tgzip on;\n"),
+        AskForAll},
+       {"where nothing changes, those that have all of it inside, too",
+        place("/c") + place("/a"),
+        "server {\netag on;\nlocation /p {\nfastcgi_pass {% $s %};\n}\n}\n",
+        {{"s", "unix:/a", "unix:/a"}},
+        place("/c") + With(place("/a"), "a.example;\n", "a.example;\n\tetag on;\n"),
+        AskForAll},
+       {"... and one that has one of two lines where none has both",
+        site("\tgzip on;\n") + site("\tsendfile on;\n") + site(""),
+        "server {\ngzip {% $g %};\ntcp_nopush {% $t %};\netag on;\n}\n",
+        {{"g", "on", "on"}, {"t", "on", "on"}},
+        site("\tgzip on;\n\ttcp_nopush on;\n\tetag on;\n") + site("\tsendfile on;\n") + site(""),
+        AskForAll},
+       {"what a block that goes has does not count",
+        redirect + site("\tgzip on;\n\tlocation /x {\n\t\troot /x;\n\t}\n"),
+        "server {\ngzip {% $g %};\n{% if $no %}\nlocation /x {\nroot {% $r %};\n}\n{% endif "
+        "%}\n}\n",
+        {{"g", "on", "off"}, {"r", "/x", "/y"}},
+        redirect + site("\tgzip off;\n"),
         AskForAll}});
   const auto host = [](const std::string& lines) {
     return "<VirtualHost *:80>\n\tServerName a\n" + lines + "</VirtualHost>\n";
@@ -286,6 +356,12 @@ TEST(AllBlocks, AreThoseThatHaveSomethingOfWhatChanges) {
                 "<VirtualHost *:80>\nOptions {% $o %}\n</VirtualHost>\n",
                 {{"o", "Indexes", "MultiViews"}},
                 host("\tOptions FollowSymLinks MultiViews\n") + host("\tOptions ExecCGI\n"),
+                AskForAll},
+               {"not the same word of another directive",
+                host("\tOptions Indexes\n") + host("\tAllowOverride Indexes\n"),
+                "<VirtualHost *:80>\nOptions {% $o %}\n</VirtualHost>\n",
+                {{"o", "Indexes", "MultiViews"}},
+                host("\tOptions MultiViews\n") + host("\tAllowOverride Indexes\n"),
                 AskForAll},
                {"a line in a condition",
                 host("") + host("\t<IfModule x>\n\t\tSSLEngine on\n\t</IfModule>\n"),

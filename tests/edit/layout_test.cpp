@@ -261,6 +261,20 @@ TEST(NewDirectives, FitIntoLinesThatHoldMore) {
                                  "server {\n\tserver_name a;\n\tgzip on; # as asked\n}\n"}});
 }
 
+TEST(ANewLine, EndsAsTheFirstLineDoes) {
+  const std::string text = InServer("gzip on;\n");
+  ExpectEdits(Dialect::kNginx, {{"CRLF before LF",
+                                 "# x\r\nserver {\n\tserver_name a;\n}\n",
+                                 text,
+                                 {},
+                                 "# x\r\nserver {\n\tserver_name a;\n\tgzip on;\r\n}\n"},
+                                {"LF before CRLF",
+                                 "# x\nserver {\r\n\tserver_name a;\r\n}\r\n",
+                                 text,
+                                 {},
+                                 "# x\nserver {\r\n\tserver_name a;\r\n\tgzip on;\n}\r\n"}});
+}
+
 TEST(ACommentThatIsNew, DoesNotHideWhatFollowsIt) {
   ExpectEdits(
       Dialect::kNginx,
