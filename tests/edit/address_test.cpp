@@ -1045,6 +1045,115 @@ TEST(LinesWithOldValues, DecideWhenOneBlockHasThemAllAndNoOtherAny) {
        refused("one has one of two", "", "\troot /a;\n"), refused("none has any", "", "")});
 }
 
+std::string Untaken(const std::string& lines) {
+  return "{% if $no %}\n" + lines + "{% endif %}\n";
+}
+
+// The last of its like is only removed when it has all of what the template says.
+TEST(ANamelessServerThatGoes, HasAllLinesWithOldValues) {
+  const std::string text = Untaken("server {\nlisten 80;\nroot {% $r %};\nindex {% $i %};\n}\n");
+  const NamedValues values = {{"r", "/a", "/b"}, {"i", "x", "y"}};
+  const auto site = [](const std::string& lines) {
+    return "server {\n\tlisten 80;\n" + lines + "}\n";
+  };
+  ExpectEdits(Dialect::kNginx,
+              {{"it has both", site("\troot /a;\n\tindex x;\n"), text, values, ""},
+               {"... and more", site("\troot /a;\n\tindex x;\n\tgzip on;\n"), text, values, ""},
+               {"the new ones", site("\troot /b;\n\tindex y;\n"), text, values, ""}});
+  for (const std::string lines : {"\troot /a;\n", "\tindex x;\n", "", "\troot /c;\n\tindex x;\n"}) {
+    const SaidCase c = {"one of two: " + lines,
+                        site(lines),
+                        text,
+                        values,
+                        "not-removed",
+                        "site.template:2:1:",
+                        "it does not have the lines of the block that is to be removed",
+                        nullptr,
+                        site(lines)};
+    ExpectWarnings(Dialect::kNginx, {c});
+  }
+}
+
+TEST(ConditionsThatAreAlike, AreNotAmbiguousWhenNothingInThemGoes) {
+  const std::string text =
+      "<IfModule m>\n" + Untaken("<Location /x>\n</Location>\n") + "</IfModule>\n";
+  const auto condition = [](const std::string& lines) {
+    return "<IfModule m>\n" + lines + "</IfModule>\n";
+  };
+  const std::string x = "\t<Location /x>\n\t</Location>\n";
+  const std::string y = "\t<Location /y>\n\t</Location>\n";
+  ExpectEdits(
+      Dialect::kApache,
+      {{"none has it", condition(y) + condition(""), text, {}, condition(y) + condition("")},
+       {"the second has it", condition(y) + condition(x), text, {}, condition(y) + condition("")},
+       {"the first has it",
+        condition(x + y) + condition(y),
+        text,
+        {},
+        condition(y) + condition(y)}});
+  const auto refused = [](const std::string& name, const std::string& config,
+                          const std::string& template_text) {
+    return SaidCase{
+        name, config, template_text, {}, "ambiguous", "site.template:1:1:", "fits several"};
+  };
+  ExpectRefusals(
+      Dialect::kApache,
+      {refused("both have it", condition(x) + condition(x), text),
+       refused("something else is said, too", condition(y) + condition(""),
+               "<IfModule m>\nX 1\n" + Untaken("<Location /x>\n</Location>\n") + "</IfModule>\n"),
+       refused("what goes is a line", condition(y) + condition(""),
+               "<IfModule m>\n" + Untaken("X 1\n") + "</IfModule>\n"),
+       refused("other blocks", "<Files a>\n</Files>\n<Files a>\n</Files>\n",
+               "<Files a>\n" + Untaken("<If x>\n</If>\n") + "</Files>\n")});
+}
+
+TEST(AVirtualHost, IsFoundByItsNameWhereverItsAliasesStand) {
+  const auto host = [](const std::string& name, const std::string& lines) {
+    return "<VirtualHost *:80>\n\tServerName " + name + "\n\tServerAlias w.a\n" + lines +
+           "</VirtualHost>\n";
+  };
+  const std::string text =
+      "<VirtualHost *:80>\nServerAlias w.a\nServerName a\nX 1\n</VirtualHost>\n";
+  ExpectEdits(Dialect::kApache, {{"the second",
+                                  host("b", "") + host("a", ""),
+                                  text,
+                                  {},
+                                  host("b", "") + host("a", "\tX 1\n")},
+                                 {"the first",
+                                  host("a", "") + host("b", ""),
+                                  text,
+                                  {},
+                                  host("a", "\tX 1\n") + host("b", "")}});
+}
+
+TEST(AListen, OfABlockThatIsNoServerIsALineLikeOthers) {
+  const auto block = [](const std::string& port) { return "foo {\n\tlisten " + port + ";\n}\n"; };
+  ExpectEdits(Dialect::kNginx, {{"",
+                                 block("80") + block("90"),
+                                 "foo {\nlisten {% $p %};\n}\n",
+                                 {{"p", "90", "91"}},
+                                 block("80") + block("91")}});
+}
+
+// Their addresses are read once for all of them.
+TEST(ManyNamelessServers, AreLookedForInTheirOwnBlock) {
+  std::string text;
+  std::string other;
+  std::string config;
+  std::string edited;
+  for (int port = 1; port < 9; ++port) {
+    const std::string listen = "listen " + std::to_string(port) + ";\n";
+    text += "server {\n" + listen + "x 1;\n}\n";
+    other += "\tserver {\n\t\t" + listen + "\t}\n";
+    config += "\tserver {\n\t\t" + listen + "\t}\n";
+    edited += "\tserver {\n\t\t" + listen + "\t\tx 1;\n\t}\n";
+  }
+  const auto both = [&](const std::string& servers) {
+    return "stream {\n" + other + "}\nhttp {\n" + servers + "}\n";
+  };
+  ExpectEdits(Dialect::kNginx, {{"", both(config), "http {\n" + text + "}\n", {}, both(edited)}});
+}
+
 TEST(TheTlsState, IsNoEvidence) {
   const auto site = [](const std::string& more) {
     return "server {\n\tserver_name a;\n" + more + "\troot /a;\n}\n";

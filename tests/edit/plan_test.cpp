@@ -1546,6 +1546,51 @@ TEST(Names, MayBeManyAndLong) {
                            With("\tServerAlias" + names + "\n", " www700.", " x.")}}));
 }
 
+TEST(AListen, ThatComesToHaveTheAddressOfAnotherGoesIntoIt) {
+  const std::string text = "listen {% $p %}{% $o %};\n";
+  const auto values = [](const std::string& options) {
+    return NamedValues{{"p", "80", "81"}, {"o", options, options}};
+  };
+  ExpectEdits(Dialect::kNginx,
+              Each(Server, {{"the other one keeps its options", "\tlisten 80;\n\tlisten 81 ssl;\n",
+                             text, values(""), "\tlisten 81 ssl;\n"},
+                            {"all of its own go", "\tlisten 81;\n\tlisten 80 ssl backlog=5;\n",
+                             "listen {% $p %};\n", values(""), "\tlisten 81;\n"}}));
+}
+
+TEST(ADirectiveInACondition, IsNotMeantWhereTheBlockHasItsOwn) {
+  const auto host = [](const std::string& lines) {
+    return "<VirtualHost *:80>\n\tServerName a\n" + lines + "</VirtualHost>\n";
+  };
+  const auto condition = [](const std::string& line) {
+    return "\t<IfModule m>\n\t\t" + line + "\n\t</IfModule>\n";
+  };
+  const std::string text = "<VirtualHost *:80>\nServerName a\nX {% $v %}\n</VirtualHost>\n";
+  const std::string any = "<VirtualHost *:80>\nServerName a\nX [% $v %]\n</VirtualHost>\n";
+  const NamedValues values = {{"v", "1", "2"}};
+  ExpectEdits(
+      Dialect::kApache,
+      {{"the old one there, the new one here", host(condition("X 1") + "\tX 2\n"), text, values,
+        host(condition("X 1") + "\tX 2\n")},
+       {"the old one there alone", host(condition("X 1")), text, values, host(condition("X 2"))},
+       {"the old one in both", host(condition("X 1") + "\tX 1\n"), text, values,
+        host(condition("X 1") + "\tX 2\n")},
+       {"old and new there", host(condition("X 1") + condition("X 2")), text, values,
+        host(condition("X 2") + condition("X 2"))},
+       {"any there", host(condition("X 5")), any, values, host(condition("X 2"))},
+       {"any there, any here", host(condition("X 5") + "\tX 6\n"), any, values,
+        host(condition("X 5") + "\tX 2\n")}});
+}
+
+// The first of them is where its beginning ends.
+TEST(TrailingPlaces, MayBeSeveralInAWord) {
+  ExpectEdits(Dialect::kNginx, Each(Server, {{"two",
+                                              "\tx a1-2;\n\tx b1-2;\n",
+                                              "x a[% $v %]-[% $w %];\n",
+                                              {{"v", kNone, "3"}, {"w", kNone, "4"}},
+                                              "\tx a3-4;\n\tx b1-2;\n"}}));
+}
+
 // --- Options ---
 
 std::string Directory(const std::string& lines) {
