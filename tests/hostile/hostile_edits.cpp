@@ -159,6 +159,28 @@ void TemplateLinesThatAreThere(std::size_t size) {
   Require(Contains(edited, "x" + Number(size - 1) + " 2;"), "not edited");
 }
 
+// Of each kind a quarter; a server has an address, and a name, once only. With all blocks that fit,
+// those are sought that have what changes.
+void TemplateLinesAlike(std::size_t size) {
+  const auto server = [](const std::string& value, std::size_t lines, std::size_t words) {
+    const auto line = [](const std::string& text) { return [=](std::size_t) { return text; }; };
+    return "server {\n" + Repeat(lines, line("x " + value + ";\n")) +
+           Repeat(words, line("listen 127.0.0." + value + ":80;\n")) +
+           Repeat(words, line("server_name " + value + ";\n")) +
+           Repeat(lines, line("# " + value + "\n")) + "}\n";
+  };
+  const std::size_t each = size / 4;
+  tov_edit::Request request;
+  request.template_text = server("{% $v %}", each, each);
+  request.values["v"] = {"1", "2"};
+  request.all = true;
+  const std::string config = server("1", each, each);
+  hostile::BeginRequest();
+  const tov_edit::Result result = tov_edit::Edit(request, config, "site.conf");
+  hostile::EndRequest();
+  Require(result.refusals.empty() && result.text == server("2", each, 1), "not edited");
+}
+
 void ImportsWithoutEnd(std::size_t size) {
   tov_edit::Request request;
   request.template_text = "{% import 1 %}\n";
@@ -187,6 +209,7 @@ const std::vector<hostile::Case> kCases = {
     {"one value in quotes", "bytes", 10'000'000, QuotedValue},
     {"template of one block", "lines", 100'000, TemplateLines},
     {"... of which all lines change", "lines", 100'000, TemplateLinesThatAreThere},
+    {"... of which all lines are alike, and change", "lines", 100'000, TemplateLinesAlike},
     {"imports without an end, each so long", "bytes", 100'000, ImportsWithoutEnd},
 };
 
