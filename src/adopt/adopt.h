@@ -74,4 +74,23 @@ struct Adopted {
 QELTEMPLATE_EXPORT Adopted Adopt(const Options& options, std::string_view text,
                                  const std::string& name);
 
+// A configuration, and what stands for it in messages.
+struct Configuration {
+  std::string_view text;
+  std::string name;
+};
+
+// The template that leads from one configuration to another one, and its values, with the old texts
+// and the new ones. Lines that stand in one of them only are in branches, which the value "version"
+// switches: its texts are "old" and "new". Of the options, `site` is looked for in both;
+// without it all is compared, and `values` and `managed` do not count. What has been tried:
+//
+//   - An edit of `before` gives the bytes of `after`.
+//   - With old and new texts swapped, an edit of `after` gives the bytes of `before`.
+//
+// Where that does not hold, there is no template, and the refusals, of the name "difference", say
+// which line of which file it is.
+QELTEMPLATE_EXPORT Adopted AdoptChange(const Options& options, const Configuration& before,
+                                       const Configuration& after);
+
 }  // namespace tov_adopt

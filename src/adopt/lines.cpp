@@ -140,6 +140,7 @@ class Reader {
     made.bytes = word.bytes;
     made.inner = word.inner;
     made.quote = word.quote;
+    made.written = OnOneLine(m_document.dialect(), m_document.Bytes(word.inner));
     made.value = m_document.Value(word);
     made.plain = word.as_written && made.value.find('\n') == std::string::npos;
     return made;
@@ -153,7 +154,7 @@ class Reader {
     bytes.end = bytes.begin + static_cast<std::uint32_t>(text.size());
     LineWord word;
     word.bytes = word.inner = bytes;
-    word.value = text;
+    word.value = word.written = text;
     return word;
   }
 

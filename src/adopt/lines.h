@@ -31,8 +31,9 @@ struct LineWord {
   Span bytes;  // as written
   Span inner;  // without quotes
   char quote = '\0';
-  std::string value;  // what the server makes of it
-  bool plain = true;  // `inner` is its value, on one line
+  std::string written;  // `inner`, on one line
+  std::string value;    // what the server makes of it
+  bool plain = true;    // `inner` is its value, on one line
 
   std::vector<Part> parts;  // of `inner`; empty until places are put in
 };
@@ -56,6 +57,10 @@ struct Line {
   std::size_t trailing_value = kNone;
 
   bool kept = true;
+
+  // Of two configurations, in which it stands.
+  enum class In { kBoth, kBefore, kAfter };
+  In in = In::kBoth;
 
   std::string_view Name() const {
     return words.empty() ? std::string_view() : std::string_view(words.front().value);

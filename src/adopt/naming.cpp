@@ -158,7 +158,7 @@ class Namer {
         m_site_name(site_name),
         m_lines(lines) {
     for (const auto& [name, text] : given) {
-      m_taken.insert(name);
+      m_names.Take(name);
       m_values.push_back({name, text, true});
       m_first.push_back({text, m_values.size() - 1, Where::kAnywhere});
     }
@@ -177,7 +177,7 @@ class Namer {
     Place(m_first);
     NameKnown();
     Place(m_second);
-    NameText();
+    NameTexts(m_dialect, m_names, m_lines, m_values);
     return std::move(m_values);
   }
 
@@ -196,14 +196,6 @@ class Namer {
     return IsAddress(m_dialect, line, word) ? Role::kAddress : Role::kOther;
   }
 
-  std::string NewName(std::string_view wanted) {
-    std::string name(wanted);
-    for (int number = 2; !m_taken.insert(name).second; ++number) {
-      name = std::string(wanted) + '_' + std::to_string(number);
-    }
-    return name;
-  }
-
   // The value with this text, in `texts` if it is one of several places.
   std::size_t ValueOf(std::string_view name, const std::string& text, std::vector<Text>& texts,
                       Where where) {
@@ -212,7 +204,7 @@ class Namer {
       const auto found = std::find_if(known->begin(), known->end(), same);
       if (found != known->end()) return found->value;
     }
-    m_values.push_back({NewName(name), text});
+    m_values.push_back({m_names.New(name), text});
     texts.push_back({text, m_values.size() - 1, where});
     return m_values.size() - 1;
   }
@@ -267,7 +259,7 @@ class Namer {
     if (one_host) return ValueOf("aliases", text, m_first, Where::kAnywhere);
     const auto known = m_aliases.find(text);
     if (known != m_aliases.end()) return known->second;
-    m_values.push_back({NewName("aliases"), text, false, true});
+    m_values.push_back({m_names.New("aliases"), text, false, true});
     return m_aliases[text] = m_values.size() - 1;
   }
 
@@ -337,34 +329,56 @@ class Namer {
     }
   }
 
-  // What would be read as template language.
-  void NameText() {
-    for (Line& line : m_lines.all) {
-      if (line.kind == Line::Kind::kComment) continue;
-      for (LineWord& word : line.words) {
-        for (Part& part : word.parts) {
-          if (part.value != kNone || !HoldsDelimiter(part.text) || !IsUtf8(part.text)) continue;
-          const auto [known, is_new] = m_texts.try_emplace(part.text, m_values.size());
-          if (is_new) m_values.push_back({NewName("text"), OnOneLine(m_dialect, part.text)});
-          part.value = known->second;
-        }
-      }
-    }
-  }
-
   const Document& m_document;
   const Dialect m_dialect;
   const std::string& m_site_name;
   Lines& m_lines;
   std::vector<Value> m_values;
-  std::set<std::string> m_taken;  // names
-  std::vector<Text> m_first;      // texts that go before those of `m_second`
+  ValueNames m_names;
+  std::vector<Text> m_first;  // texts that go before those of `m_second`
   std::vector<Text> m_second;
   std::map<std::string, std::size_t> m_aliases;  // by texts: values that stand in one place only
-  std::map<std::string, std::size_t> m_texts;
 };
 
 }  // namespace
+
+std::string ValueNames::New(std::string_view wanted) {
+  std::string name(wanted);
+  for (int number = 2; !m_taken.insert(name).second; ++number) {
+    name = std::string(wanted) + '_' + std::to_string(number);
+  }
+  return name;
+}
+
+void NameTexts(Dialect dialect, ValueNames& names, Lines& lines, std::vector<Value>& values) {
+  std::map<std::string, std::size_t> known;
+  const auto name = [&](Part& part) {
+    if (part.value != kNone || !HoldsDelimiter(part.text) || !IsUtf8(part.text)) return;
+    const auto [value, is_new] = known.try_emplace(part.text, values.size());
+    if (is_new) {
+      values.emplace_back();
+      values.back().name = names.New("text");
+      values.back().text = OnOneLine(dialect, part.text);
+    }
+    part.value = value->second;
+  };
+  for (Line& line : lines.all) {
+    if (line.kind == Line::Kind::kComment) continue;
+    for (LineWord& word : line.words) std::for_each(word.parts.begin(), word.parts.end(), name);
+  }
+}
+
+std::string KnownName(Dialect dialect, const Line& line, std::size_t word) {
+  if (line.kind == Line::Kind::kDirective && IsServerName(dialect, line.Name())) {
+    const bool alias = word > 1 || tov_document::SameLetters(line.Name(), "ServerAlias");
+    return alias ? "aliases" : "name";
+  }
+  if (IsAddress(dialect, line, word)) {
+    return IsNumber(line.words[word].value) ? "port" : "address";
+  }
+  const Known* const known = KnownOf(dialect, line.Name());
+  return known != nullptr && known->word == word ? std::string(known->value) : std::string();
+}
 
 bool IsServerName(Dialect dialect, std::string_view directive) {
   if (dialect == Dialect::kNginx) return directive == "server_name";

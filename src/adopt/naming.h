@@ -5,7 +5,10 @@
 
 #include <cstddef>
 #include <map>
+#include <optional>
+#include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "adopt/lines.h"
@@ -19,7 +22,29 @@ struct Value {
   bool given = false;  // by the caller
   bool list = false;   // several words, of a trailing place
   bool used = false;   // by a line
+
+  std::optional<std::string> other = {};  // its new text, where that is another one
 };
+
+// Names that are given once.
+class ValueNames {
+ public:
+  void Take(const std::string& name) { m_taken.insert(name); }
+
+  // `wanted`, or with a number: "root_2".
+  std::string New(std::string_view wanted);
+
+ private:
+  std::set<std::string> m_taken;
+};
+
+// Makes a value, of the name "text", of each text in `lines` that would be read as template
+// language.
+void NameTexts(Dialect dialect, ValueNames& names, Lines& lines, std::vector<Value>& values);
+
+// What the word with this number of a line would be called, where that is known: "root"; "": it is
+// not.
+std::string KnownName(Dialect dialect, const Line& line, std::size_t word);
 
 // Finds the values of `lines`, and puts places where their texts stand. `site_name` is the name of
 // the site as the server compares it; `given` are values of the caller, by their names. What is

@@ -76,7 +76,9 @@ tov_edit::Request RequestFor(Dialect dialect, const WrittenTemplate& written,
   request.dialect = dialect;
   request.template_name = "(adopted)";
   request.template_text = written.text;
-  for (const Value& value : values) request.values[value.name] = {value.text, value.text};
+  for (const Value& value : values) {
+    request.values[value.name] = {value.text, value.other.value_or(value.text)};
+  }
   return request;
 }
 

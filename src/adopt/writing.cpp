@@ -18,11 +18,13 @@ class Writer {
       CloseUpTo(i);
       const Line& line = m_lines.all[i];
       if (!line.kept) continue;
+      Choose(line.in);
       if (m_comment) Explain(line);
       Add(line.depth, TextOf(line), i);
       if (line.kind == Line::Kind::kBlock) m_open.push_back(i);
     }
     CloseUpTo(m_lines.all.size());
+    Choose(Line::In::kBoth);
     return std::move(m_written);
   }
 
@@ -36,9 +38,21 @@ class Writer {
     while (!m_open.empty() && m_lines.all[m_open.back()].behind <= number) {
       const Line& line = m_lines.all[m_open.back()];
       const bool nginx = m_dialect == Dialect::kNginx;
+      Choose(line.in);
       Add(line.depth, nginx ? "}" : "</" + std::string(line.Name()) + '>', kNone);
       m_open.pop_back();
     }
+  }
+
+  // What follows is for lines that stand there.
+  void Choose(Line::In in) {
+    if (in == m_in) return;
+    if (m_in != Line::In::kBoth) Add(0, "{% endif %}", kNone);
+    if (in != Line::In::kBoth) {
+      const char* const wanted = in == Line::In::kBefore ? kBefore : kAfter;
+      Add(0, std::string("{% if $") + kVersion + " == " + wanted + " %}", kNone);
+    }
+    m_in = in;
   }
 
   std::string Place(std::size_t value) const { return "{% $" + m_values[value].name + " %}"; }
@@ -109,6 +123,7 @@ class Writer {
   const std::vector<Value>& m_values;
   const bool m_comment;
   std::vector<std::size_t> m_open;
+  Line::In m_in = Line::In::kBoth;
   WrittenTemplate m_written;
 };
 

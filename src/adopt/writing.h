@@ -17,6 +17,11 @@ struct WrittenTemplate {
   std::vector<std::size_t> lines;  // of each line of the text the adopted one; kNone: a closing
 };
 
+// The value that switches lines of which two configurations have not both, and its texts.
+inline constexpr char kVersion[] = "version";
+inline constexpr char kBefore[] = "old";
+inline constexpr char kAfter[] = "new";
+
 // The kept lines. `comment`: each with what it is, in the comments of the template.
 WrittenTemplate Write(Dialect dialect, const Lines& lines, const std::vector<Value>& values,
                       bool comment);

@@ -4,6 +4,7 @@
 
 #include "adopt/adopt.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
@@ -11,6 +12,7 @@
 #include <optional>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "cli/command.h"
 #include "cli/diagnostic.h"
@@ -36,6 +38,10 @@ A site is all servers with one name. --site says which of several is meant: by a
 name, by an address as 127.0.0.1:443, or by a line as site.conf:12. Without sites
 all of CONFIG is taken. What a template cannot say is left out, and said.
 
+Of two CONFIGs the template leads from the first one to the second, and with old and
+new texts swapped back again. The value "version" switches lines that only one has:
+  qeltemplate adopt --template change.template --values change.json old.conf new.conf
+
 Without --template and --values, both are written to standard output.)";
 
 constexpr char kExitHelp[] =
@@ -43,8 +49,8 @@ constexpr char kExitHelp[] =
 6 something is left out.)";
 
 struct AdoptOptions {
-  std::string config_file;  // "": standard input
-  std::string dialect;      // "": to be guessed
+  std::vector<std::string> config_files;  // none: standard input
+  std::string dialect;                    // "": to be guessed
   std::string template_file;
   std::string values_file;
   bool overwrite = false;
@@ -85,18 +91,39 @@ std::string Refusals(const std::vector<Finding>& refusals) {
   return message;
 }
 
+// A configuration, read.
+struct Text {
+  std::string name;
+  std::string text;
+};
+
+std::vector<Text> ReadTexts(const std::vector<std::string>& files) {
+  if (files.empty()) return {{kStandardInput, ReadStandardInput()}};
+  std::vector<Text> texts;
+  texts.reserve(files.size());
+  for (const std::string& file : files) {
+    texts.push_back({TextName(file), IsStandardInput(file) ? ReadStandardInput() : ReadFile(file)});
+  }
+  return texts;
+}
+
+Adopted AdoptedFrom(const tov_adopt::Options& options, const std::vector<Text>& texts) {
+  if (texts.size() == 1) return tov_adopt::Adopt(options, texts[0].text, texts[0].name);
+  return tov_adopt::AdoptChange(options, {texts[0].text, texts[0].name},
+                                {texts[1].text, texts[1].name});
+}
+
 Outcome Run(AdoptOptions& options) {
-  const bool standard_input = options.config_file.empty() || IsStandardInput(options.config_file);
-  const std::string text = standard_input ? ReadStandardInput() : ReadFile(options.config_file);
-  const std::string name = TextName(standard_input ? "-" : options.config_file);
+  const std::vector<Text> texts = ReadTexts(options.config_files);
+  const std::string& name = texts.front().name;
   const auto named = tov_document::DialectNamed(options.dialect);
-  options.adopt.dialect = named ? *named : DialectOf(text, name);
+  options.adopt.dialect = named ? *named : DialectOf(texts.front().text, name);
   if (!named) SayGuess(name, options.adopt.dialect);
   if (!options.overwrite) {
     RefuseExisting(options.template_file);
     RefuseExisting(options.values_file);
   }
-  const Adopted adopted = tov_adopt::Adopt(options.adopt, text, name);
+  const Adopted adopted = AdoptedFrom(options.adopt, texts);
   if (!adopted.refusals.empty()) throw Refusal(name, Refusals(adopted.refusals));
   for (const Finding& finding : adopted.left_out) Say(Said(finding));
   Outcome outcome;
@@ -113,6 +140,20 @@ Outcome Run(AdoptOptions& options) {
     outcome.text += (outcome.text.empty() ? "" : "\n") + values;
   }
   return outcome;
+}
+
+// To be called when the command line is parsed.
+void Check(const AdoptOptions& options) {
+  const auto& files = options.config_files;
+  if (files.size() > 2) {
+    throw CLI::ValidationError("CONFIG", "there are more than two of them");
+  }
+  if (std::count_if(files.begin(), files.end(), IsStandardInput) > 1) {
+    throw CLI::ValidationError("CONFIG", "standard input can be read once only");
+  }
+  if (files.size() == 2 && !(options.adopt.values.empty() && options.adopt.managed.empty())) {
+    throw CLI::ValidationError("CONFIG", "--value and --managed are for one configuration only");
+  }
 }
 
 void AddValueOption(CLI::App& command, std::map<std::string, std::string>& values) {
@@ -161,8 +202,9 @@ void AddOptions(CLI::App& command, AdoptOptions& options) {
   AddFileOption(command, "--template", options.template_file, "Where the template goes");
   AddFileOption(command, "--values", options.values_file, "Where the values go, as JSON");
   command.add_flag("--overwrite", options.overwrite, "Replace these files where they are there");
-  AddFileOption(command, "CONFIG", options.config_file,
-                "The configuration; standard input when it is \"-\" or left out");
+  AddFiles(command, "CONFIG", options.config_files,
+           "The configuration, or one and what has become of it; \"-\" is standard input");
+  command.callback([&options] { Check(options); });
   command.footer(std::string(kFooter) + "\n\n" + kExitHelp);
 }
 

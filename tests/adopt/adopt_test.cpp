@@ -301,5 +301,108 @@ TEST(Adopt, RefusesWhatCannotBeMeant) {
   }
 }
 
+struct ChangeCase {
+  std::string name;
+  Dialect dialect = Dialect::kNginx;
+  std::string before;
+  std::string after;
+  std::string template_text;
+  std::string values;  // "name=a.example>b.example"
+};
+
+TEST(AdoptChange, FindsWhatDiffers) {
+  const std::vector<ChangeCase> cases = {
+      {"words, and the name wherever it stands", Dialect::kNginx,
+       "http {\n server {\n  server_name a.example;\n  root /srv/a.example;  # disk\n  gzip on;\n "
+       "}\n"
+       " server {\n  server_name z.example;\n }\n}\n",
+       "http {\n server {\n  server_name b.example;\n  root /srv/b.example;  # disk\n  gzip off;\n "
+       "}\n"
+       " server {\n  server_name z.example;\n }\n}\n",
+       "http {\n\tserver {\n\t\tserver_name {% $name %};\n\t\troot /srv/{% $name %};\n"
+       "\t\tgzip {% $gzip %};\n\t}\n}\n",
+       "gzip=on>off name=a.example>b.example"},
+      {"more words", Dialect::kNginx, "server {\n server_name a.example;\n index index.html;\n}\n",
+       "server {\n server_name a.example www.a.example;\n index index.php index.html;\n}\n",
+       "server {\n\tserver_name a.example [% $server_name %];\n\tindex [% $index %];\n}\n",
+       "index=index.html>index.php index.html server_name=>www.a.example"},
+      {"lines that come and go", Dialect::kNginx,
+       "server {\n server_name a.example;\n gzip on;\n root /srv/a;\n}\n",
+       "server {\n server_name a.example;\n root /srv/a;\n expires 1d;\n}\n",
+       "server {\n\tserver_name a.example;\n{% if $version == old %}\n\tgzip on;\n{% endif %}\n"
+       "\troot /srv/a;\n{% if $version == new %}\n\texpires 1d;\n{% endif %}\n}\n",
+       "version=old>new"},
+      {"a block that comes", Dialect::kApache,
+       "<VirtualHost *:80>\n ServerName a.example\n DocumentRoot /srv/a\n</VirtualHost>\n",
+       "<VirtualHost *:80>\n ServerName a.example\n DocumentRoot /srv/b\n"
+       " <Directory /srv/b>\n  Require all granted\n </Directory>\n</VirtualHost>\n",
+       "<VirtualHost *:80>\n\tServerName a.example\n\tDocumentRoot {% $root %}\n"
+       "{% if $version == new %}\n\t<Directory /srv/b>\n\t\tRequire all granted\n\t</Directory>\n"
+       "{% endif %}\n</VirtualHost>\n",
+       "root=/srv/a>/srv/b version=old>new"},
+      {"a block's opening line", Dialect::kApache,
+       "<VirtualHost *:80>\n ServerName a.example\n</VirtualHost>\n",
+       "<VirtualHost *:8080>\n ServerName a.example\n</VirtualHost>\n",
+       "<VirtualHost {% $address %}>\n\tServerName a.example\n</VirtualHost>\n",
+       "address=*:80>*:8080"},
+      {"lines of no block", Dialect::kApache, "Options -Indexes\nErrorDocument 404 /a.html\n",
+       "Options -Indexes\nErrorDocument 404 /b.html\n", "ErrorDocument 404 {% $errordocument %}\n",
+       "errordocument=/a.html>/b.html"},
+  };
+  for (const ChangeCase& c : cases) {
+    SCOPED_TRACE(c.name);
+    Options options;
+    options.dialect = c.dialect;
+    const Adopted adopted = AdoptChange(options, {c.before, "old.conf"}, {c.after, "new.conf"});
+    EXPECT_EQ(Said(adopted.refusals), "");
+    EXPECT_EQ(adopted.template_text, c.template_text);
+    std::string values;
+    tov_edit::Request request;
+    for (const auto& [name, value] : adopted.values) {
+      values +=
+          (values.empty() ? "" : " ") + name + '=' + *value.old_value + '>' + *value.new_value;
+      request.values[name] = {value.new_value, value.old_value};
+    }
+    EXPECT_EQ(values, c.values);
+    request.dialect = c.dialect;
+    request.template_text = adopted.template_text;
+    EXPECT_EQ(Edit(request, c.after, "new.conf").text, c.before);
+    request.values = adopted.values;
+    EXPECT_EQ(Edit(request, c.before, "old.conf").text, c.after);
+  }
+}
+
+TEST(AdoptChange, SaysWhichLineItCannotReach) {
+  const std::string one = "server {\n server_name a.example;\n gzip on;\n}\n";
+  struct SaidCase {
+    std::string name;
+    std::string before;
+    std::string after;
+    std::string said;
+  };
+  const std::vector<SaidCase> cases = {
+      {"nothing differs", one, one, "old.conf: the two do not differ [difference]\n"},
+      {"a blank line", one, "server {\n server_name a.example;\n\n gzip on;\n}\n",
+       "old.conf: the two differ in comments and blanks only [difference]\n"},
+      {"a line's comment goes with it", "server {\n server_name a.example;\n gzip on; # yes\n}\n",
+       "server {\n server_name a.example;\n}\n",
+       "old.conf:3: an edit of new.conf would have 'gzip on;' here, not 'gzip on; # yes' "
+       "[difference]\n"},
+      {"another order", "server {\n server_name a.example;\n gzip on;\n expires 1d;\n}\n",
+       "server {\n server_name a.example;\n expires 1d;\n gzip on;\n}\n",
+       "new.conf:3: an edit of old.conf would have 'gzip on;' here, not 'expires 1d;' "
+       "[difference]\n"},
+      {"a text that the server does not read", one, "server {\n",
+       "new.conf:1:1: the block that begins here does not close. The server would not take this "
+       "file: mend it first [syntax]\n"},
+  };
+  for (const SaidCase& c : cases) {
+    SCOPED_TRACE(c.name);
+    const Adopted adopted = AdoptChange({}, {c.before, "old.conf"}, {c.after, "new.conf"});
+    EXPECT_EQ(Said(adopted.refusals), c.said);
+    EXPECT_EQ(adopted.template_text, "");
+  }
+}
+
 }  // namespace
 }  // namespace tov_adopt

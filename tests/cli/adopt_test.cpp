@@ -91,7 +91,26 @@ TEST_F(AdoptCommand, RefusesWhatCannotBeMeant) {
             "[site]\n");
 }
 
+TEST_F(AdoptCommand, LeadsFromOneConfigurationToAnother) {
+  m_sandbox.Write("new.conf", "server {\nserver_name a.example;\nroot /srv/b;\n}\n");
+  ExpectText(Adopt({"--template", "new.template", "--values", "new.json", "site.conf", "new.conf"}),
+             "");
+  EXPECT_EQ(m_sandbox.Read("new.template"),
+            "server {\n\tserver_name a.example;\n\troot {% $root %};\n}\n");
+  ExpectText(Run({"apply", "--dialect", "nginx", "--template", "new.template", "--values",
+                  "new.json", "site.conf"}),
+             m_sandbox.Read("new.conf"));
+  const Outcome same = Adopt({"site.conf", "site.conf"});
+  EXPECT_EQ(same.exit_code, 4);
+  EXPECT_EQ(same.err,
+            "qeltemplate: site.conf: no template:\n  site.conf: the two do not differ "
+            "[difference]\n");
+}
+
 TEST_F(AdoptCommand, KnowsWhatIsWrongUsage) {
+  EXPECT_EQ(Adopt({"a", "b", "c"}).exit_code, 2);
+  EXPECT_EQ(Adopt({"-", "-"}).exit_code, 2);
+  EXPECT_EQ(Adopt({"--value", "a=b", "site.conf", "site.conf"}).exit_code, 2);
   for (const char* const value : {"a", "=a", "a="}) {
     EXPECT_EQ(Adopt({"--value", value, "site.conf"}).exit_code, 2) << value;
   }
