@@ -20,6 +20,7 @@
 #include "edit/evidence.h"
 #include "edit/layout.h"
 #include "edit/limits.h"
+#include "edit/names_sought.h"
 #include "edit/old_values.h"
 #include "edit/parts_layout.h"
 #include "edit/plan.h"
@@ -62,9 +63,31 @@ class Editor {
   }
 
   Result Run(EditReport* report) {
-    Findings unsaid = {};  // each line would be wrong, or is not known yet
-    const bool is_unsaid = IsOfOtherDialect() || ReadsOldValues(m_request);
-    const TemplateTree tree = ReadTemplate(m_request, is_unsaid ? unsaid : m_findings);
+    Findings findings;
+    const TemplateTree tree = ReadTemplate(m_request, findings);
+    std::optional<NamesSought> names;
+    if (m_request.skip_missing) names.emplace(tree, m_request.dialect);
+    return Run(tree, findings, names ? &*names : nullptr, report);
+  }
+
+  // `findings` are those of the template. `names` are its own, for a text that may be skipped;
+  // null: that is not asked for.
+  Result Run(const TemplateTree& tree, const Findings& findings, const NamesSought* names,
+             EditReport* report) {
+    CheckSize(m_text, m_name, false);
+    const bool reads = ReadsOldValues(m_request);
+    const bool is_fit = m_findings.refusals.empty() && findings.refusals.empty();
+    if (is_fit && !reads && names != nullptr && !names->MayBeIn(m_text)) {
+      m_findings.warnings = findings.warnings;
+      return Skip(tree, report);
+    }
+    if (!IsOfOtherDialect() && !reads) {  // else each line would be wrong, or is not known yet
+      const auto append = [](std::vector<Finding>& all, const std::vector<Finding>& more) {
+        all.insert(all.end(), more.begin(), more.end());
+      };
+      append(m_findings.refusals, findings.refusals);
+      append(m_findings.warnings, findings.warnings);
+    }
     return Run(tree, report);
   }
 
@@ -79,24 +102,15 @@ class Editor {
     return result;
   }
 
-  // `findings` are those of the template.
-  Result Run(const TemplateTree& tree, const Findings& findings) {
-    if (!IsOfOtherDialect()) {
-      const auto append = [](std::vector<Finding>& all, const std::vector<Finding>& more) {
-        all.insert(all.end(), more.begin(), more.end());
-      };
-      append(m_findings.refusals, findings.refusals);
-      append(m_findings.warnings, findings.warnings);
-    }
-    return Run(tree, nullptr);
+ private:
+  // The text is left alone without a closer look: whatever it is, it has none of the blocks.
+  Result Skip(const TemplateTree& tree, EditReport* report) {
+    m_result.skipped = true;
+    if (report != nullptr) *report = ReportOf(tree);
+    return Finish(std::string(m_text));
   }
 
- private:
-  // The first look at the text.
-  bool IsOfOtherDialect() {
-    CheckSize(m_text, m_name, false);
-    return m_findings.refusals.empty() && RefuseOtherDialect();
-  }
+  bool IsOfOtherDialect() { return m_findings.refusals.empty() && RefuseOtherDialect(); }
 
   Result Run(const TemplateTree& tree, EditReport* report) {
     if (!m_findings.refusals.empty()) {
@@ -426,11 +440,14 @@ Result Edit(const Request& request, std::string_view text, const std::string& na
 }
 
 PreparedEdit::PreparedEdit(Request request)
-    : m_request(std::move(request)), m_tree(ReadTemplate(m_request, m_findings)) {}
+    : m_request(std::move(request)),
+      m_tree(ReadTemplate(m_request, m_findings)),
+      m_names(m_tree, m_request.dialect) {}
 
 Result PreparedEdit::On(std::string_view text, const std::string& name) const {
   if (ReadsOldValues(m_request)) return Edit(m_request, text, name);
-  return Editor(m_request, text, name).Run(m_tree, m_findings);
+  const NamesSought* const names = m_request.skip_missing ? &m_names : nullptr;
+  return Editor(m_request, text, name).Run(m_tree, m_findings, names, nullptr);
 }
 
 Explained Explain(const Request& request, std::string_view text, const std::string& name) {

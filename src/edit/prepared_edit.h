@@ -8,6 +8,7 @@
 
 #include "edit/edit.h"
 #include "edit/finding.h"
+#include "edit/names_sought.h"
 #include "edit/request.h"
 #include "edit/template_tree.h"
 
@@ -25,6 +26,7 @@ class PreparedEdit {
   Request m_request;
   Findings m_findings;  // about the template
   TemplateTree m_tree;
+  NamesSought m_names;
 };
 
 }  // namespace tov_edit

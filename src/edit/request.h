@@ -60,9 +60,12 @@ struct Request {
   Importer importer;  // none: there is nothing to import
 
   Create create = Create::kIfMissing;
-  bool all = false;           // edit each block that fits; false: several are refused
-  bool must_exist = false;    // what is to be removed has to be there
-  bool skip_missing = false;  // leave a text alone that has none of the template's blocks
+  bool all = false;         // edit each block that fits; false: several are refused
+  bool must_exist = false;  // what is to be removed has to be there
+
+  // Leave a text alone that has none of the template's blocks; where all of these are sought by
+  // their names, also one that its server would not take.
+  bool skip_missing = false;
 
   // Values that a line or a condition of the template has to use: those that somebody has named by
   // hand, perhaps wrongly.

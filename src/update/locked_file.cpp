@@ -41,14 +41,6 @@ void Wait(const Descriptor& opened, Deadline deadline, const Cancellation* cance
   }
 }
 
-// Whether `name` leads to what `status` is about, a file that could be replaced.
-bool IsReplaceable(const std::string& name, const struct stat& status) {
-  if (!S_ISREG(status.st_mode) || status.st_nlink != 1) return false;
-  struct stat now = {};
-  return status.st_size <= LockedFile::kLargest && stat(name.c_str(), &now) == 0 &&
-         FileMark(now).IsOfSameFile(FileMark(status));
-}
-
 }  // namespace
 
 // Those who glance do not keep each other off.
@@ -57,7 +49,8 @@ std::optional<Glance> GlanceAt(const std::string& name) {
   const Descriptor opened = Open(name, O_RDWR | kFlags);
   if (!opened || flock(opened.Number(), LOCK_SH | LOCK_NB) != 0) return std::nullopt;
   const struct stat status = StatusOf(opened, name);
-  if (!IsReplaceable(name, status)) return std::nullopt;
+  const bool is_replaceable = S_ISREG(status.st_mode) && status.st_nlink == 1;
+  if (!is_replaceable || status.st_size > LockedFile::kLargest) return std::nullopt;
   return Glance{FileMark(status),
                 ReadFromStart(opened, static_cast<std::size_t>(status.st_size), name)};
 }

@@ -1416,6 +1416,49 @@ TEST(ATextWithoutTheBlock, IsLeftAloneWhenAsked) {
   EXPECT_EQ(result(site).text, "server {\n  server_name b;\n  gzip on;\n}\n");
 }
 
+TEST(ATextWithoutTheNames, IsNotEvenRead) {
+  struct NameCase {
+    const char* name;
+    Dialect dialect;
+    const char* config;
+    const char* found;  // "skipped", "edited", or the name of a refusal
+  };
+  const NameCase cases[] = {
+      {"another site", Dialect::kNginx, "server {\n  server_name x;\n}\n", "skipped"},
+      {"another site that is broken", Dialect::kNginx, "server {\n  server_name x;\n", "skipped"},
+      {"another server's language", Dialect::kNginx, "<VirtualHost *:80>\n</VirtualHost>\n",
+       "skipped"},
+      {"the site, broken", Dialect::kNginx, "server {\n  server_name old.example;\n", "syntax"},
+      {"the site, renamed already", Dialect::kNginx, "server {\n  server_name new.example;\n}\n",
+       "edited"},
+      {"the name in other letters", Dialect::kNginx, "server {\n  server_name Old.EXAMPLE;\n}\n",
+       "edited"},
+      {"the name elsewhere only", Dialect::kNginx, "# old.example\nserver {\n  server_name x;\n}\n",
+       "skipped"},
+      {"a host", Dialect::kApache, "<VirtualHost *:80>\nServerName x\n</VirtualHost>\n", "skipped"},
+      {"a name over two lines", Dialect::kApache,
+       "<VirtualHost *:80>\nServerName old.ex\\\nample\n</VirtualHost>\n", "edited"},
+  };
+  for (const NameCase& c : cases) {
+    SCOPED_TRACE(c.name);
+    Request request;
+    request.dialect = c.dialect;
+    request.skip_missing = true;
+    request.values["n"] = {"old.example", "new.example"};
+    request.template_text =
+        c.dialect == Dialect::kNginx
+            ? "server {\nserver_name {% $n %};\ngzip on;\n}\n"
+            : "<VirtualHost *:80>\nServerName {% $n %}\nSetEnv X 1\n</VirtualHost>\n";
+    const Result result = Edit(request, c.config, "site.conf");
+    EXPECT_EQ(result.skipped             ? "skipped"
+              : !result.refusals.empty() ? result.refusals.front().name
+              : result.changed           ? "edited"
+                                         : "unchanged",
+              c.found);
+    EXPECT_EQ(result.text != c.config, std::string(c.found) == "edited");
+  }
+}
+
 TEST(BlocksAreMade, OnlyWhenThatIsAskedFor) {
   const std::string text = "server {\nserver_name a;\nlocation /x {\nreturn 404;\n}\n}\n";
   const auto never = [](Request& request) { request.create = Create::kNever; };

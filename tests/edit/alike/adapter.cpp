@@ -42,6 +42,8 @@ Answer Ask(const Question& question) {
   }
   request.all = question.all;
   request.must_exist = question.must_exist;
+  request.skip_missing = question.skip_missing;
+  if (question.never_create) request.create = tov_edit::Create::kNever;
 
   const tov_edit::Result result = tov_edit::Edit(request, question.config, "site.conf");
   Answer answer;

@@ -19,6 +19,8 @@ struct Question {
   std::map<std::string, Value> values;
   bool all = false;
   bool must_exist = false;
+  bool never_create = false;
+  bool skip_missing = false;
 };
 
 // What a refusal says would tell blocks apart.

@@ -267,6 +267,25 @@ TEST(EditAlike, AdvisesALineThatTellsBlocksApart) {
   EXPECT_EQ(in_vain, 0U);
 }
 
+// Texts without the blocks are told at a glance, and no others.
+TEST(EditAlike, SkipsNoTextThatHasTheBlock) {
+  const std::size_t cases = FromEnvironment("CASES", 1500);
+  const std::size_t first = FromEnvironment("SEED", 1);
+  std::size_t open = 0;
+  std::size_t found = 0;
+  for (std::size_t seed = first; seed < first + cases; ++seed) {
+    const Case tried = MakeCase(seed, open);
+    Question question = QuestionFor(tried, tried.edit, tried.source.rendered.text);
+    question.never_create = true;
+    const Answer answer = Ask(question);
+    if (answer.refused || answer.text == question.config) continue;
+    ++found;
+    question.skip_missing = true;
+    EXPECT_EQ(Ask(question).text, answer.text) << Shown(tried);
+  }
+  EXPECT_GE(found, cases < 100 ? 0 : cases / 4) << "too little is asked";
+}
+
 // Who leaves it to the configuration to say the old values gets what one gets who knows them, or is
 // refused. Names are told: an alias is not what stands first. So are old texts that the
 // configuration does not have, or that are the new ones already.
