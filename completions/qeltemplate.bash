@@ -81,7 +81,7 @@ _qeltemplate() {
     explain) options+=$request$values$guards$output ;;
     inspect) options+=$output$server$'\n--server' ;;
     lint) options+=$values$output ;;
-    adopt) options+=$'\n--site\n--value\n--managed\n--comment\n--template\n--values\n--overwrite' ;;
+    adopt) options+=$'\n--site\n--value\n--managed\n--common\n--comment\n--template\n--values\n--overwrite' ;;
     sites) options+=$server$'\n--name\n--address\n--json\n--ignore' ;;
   esac
   COMPREPLY=($(compgen -W "$options" -- "$current"))

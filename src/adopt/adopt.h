@@ -93,4 +93,28 @@ struct Configuration {
 QELTEMPLATE_EXPORT Adopted AdoptChange(const Options& options, const Configuration& before,
                                        const Configuration& after);
 
+// One of many sites, beside the template that most of them share.
+struct CommonSite {
+  tov_edit::Values values;  // for that template
+  bool shares = false;      // an edit with them changes nothing: it has all of the template
+
+  std::vector<Finding> beyond;   // its lines that the template does not have
+  std::vector<Finding> lacking;  // the template's lines that it does not have, or why it is refused
+};
+
+struct Common {
+  std::string template_text;
+  std::vector<CommonSite> sites;  // in the order of the configurations
+  std::vector<Finding> refusals;  // why there is no template
+};
+
+// The template that most of the sites share, one in each configuration (see Adopt). It has the
+// lines that more than half of the sites have, as long as there are more than half of them that
+// have all. Of a directive that stands once in a block, what differs from site to site becomes a
+// value with the directive's name. `values` and `managed` of the options count, `site` does not.
+//
+// Cost: linear in the number of sites; one edit for each.
+QELTEMPLATE_EXPORT Common AdoptCommon(const Options& options,
+                                      const std::vector<Configuration>& sites);
+
 }  // namespace tov_adopt

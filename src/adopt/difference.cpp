@@ -457,7 +457,7 @@ class Merger {
   std::size_t NewValue(const Line& line, std::size_t word, const std::string& old_text,
                        const std::string& new_text) {
     std::string name = word < line.words.size() ? KnownName(m_dialect, line, word) : std::string();
-    if (name.empty()) name = NameFor(line);
+    if (name.empty()) name = NameAfter(line.Name());
     const auto [known, is_new] = m_values.try_emplace(
         std::vector<std::string>{name, old_text, new_text}, m_made.values.size());
     if (is_new) {
@@ -471,16 +471,6 @@ class Merger {
   bool HoldsSuch(const std::string& text) const {
     return std::any_of(m_texts.begin(), m_texts.end(),
                        [&](const Text& other) { return other.text == text; });
-  }
-
-  // "client_max_body_size" of a directive that has no other name.
-  static std::string NameFor(const Line& line) {
-    std::string name = tov_document::Lower(line.Name());
-    for (char& byte : name) {
-      const bool fits = (byte >= 'a' && byte <= 'z') || (byte >= '0' && byte <= '9') || byte == '_';
-      if (!fits) byte = '_';
-    }
-    return name.empty() ? "value" : name;
   }
 
   const Dialect m_dialect;

@@ -380,6 +380,15 @@ std::string KnownName(Dialect dialect, const Line& line, std::size_t word) {
   return known != nullptr && known->word == word ? std::string(known->value) : std::string();
 }
 
+std::string NameAfter(std::string_view directive) {
+  std::string name = tov_document::Lower(directive);
+  for (char& byte : name) {
+    const bool fits = (byte >= 'a' && byte <= 'z') || (byte >= '0' && byte <= '9') || byte == '_';
+    if (!fits) byte = '_';
+  }
+  return name.empty() ? "value" : name;
+}
+
 bool IsServerName(Dialect dialect, std::string_view directive) {
   if (dialect == Dialect::kNginx) return directive == "server_name";
   return tov_document::SameLetters(directive, "ServerName") ||

@@ -59,6 +59,9 @@ std::string KnownName(Dialect dialect, const Line& line, std::size_t word);
 std::vector<Value> NameValues(const Document& document, const std::string& site_name,
                               const std::map<std::string, std::string>& given, Lines& lines);
 
+// What a value of a directive is called that has no other name: "client_max_body_size".
+std::string NameAfter(std::string_view directive);
+
 // Takes the places of a value out of the lines.
 void TakeOut(std::size_t value, const Document& document, Lines& lines);
 

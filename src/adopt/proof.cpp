@@ -138,7 +138,7 @@ bool Proof::TakeOutRefused(const Result& result, const WrittenTemplate& written)
 bool Proof::FollowsValues() {
   std::vector<std::size_t> all;
   for (std::size_t i = 0; i < m_values.size(); ++i) {
-    if (m_values[i].used) all.push_back(i);
+    if (m_values[i].used && !m_values[i].text.empty()) all.push_back(i);
   }
   std::string why;
   std::size_t culprit = kNone;

@@ -20,7 +20,7 @@ class Writer {
       if (!line.kept) continue;
       Choose(line.in);
       if (m_comment) Explain(line);
-      Add(line.depth, TextOf(line), i);
+      Add(line.depth, TextOf(m_dialect, line, m_values), i);
       if (line.kind == Line::Kind::kBlock) m_open.push_back(i);
     }
     CloseUpTo(m_lines.all.size());
@@ -53,28 +53,6 @@ class Writer {
       Add(0, std::string("{% if $") + kVersion + " == " + wanted + " %}", kNone);
     }
     m_in = in;
-  }
-
-  std::string Place(std::size_t value) const { return "{% $" + m_values[value].name + " %}"; }
-
-  std::string TextOf(const LineWord& word) const {
-    std::string text;
-    for (const Part& part : word.parts) {
-      text += part.value == kNone ? OnOneLine(m_dialect, part.text) : Place(part.value);
-    }
-    return word.quote == '\0' ? text : word.quote + text + word.quote;
-  }
-
-  std::string TextOf(const Line& line) const {
-    std::string text;
-    for (std::size_t i = 0; i < line.words.size() && i < line.trailing_from; ++i) {
-      text += (i == 0 ? "" : " ") + TextOf(line.words[i]);
-    }
-    if (line.trailing_from != kNone) text += " [% $" + m_values[line.trailing_value].name + " %]";
-    if (line.kind == Line::Kind::kComment) return text;
-    const bool block = line.kind == Line::Kind::kBlock;
-    if (m_dialect == Dialect::kNginx) return text + (block ? " {" : ";");
-    return block ? '<' + text + '>' : text;
   }
 
   // "{#} name is now a.example"
@@ -128,6 +106,27 @@ class Writer {
 };
 
 }  // namespace
+
+std::string TextOf(Dialect dialect, const LineWord& word, const std::vector<Value>& values) {
+  std::string text;
+  for (const Part& part : word.parts) {
+    text += part.value == kNone ? OnOneLine(dialect, part.text)
+                                : "{% $" + values[part.value].name + " %}";
+  }
+  return word.quote == '\0' ? text : word.quote + text + word.quote;
+}
+
+std::string TextOf(Dialect dialect, const Line& line, const std::vector<Value>& values) {
+  std::string text;
+  for (std::size_t i = 0; i < line.words.size() && i < line.trailing_from; ++i) {
+    text += (i == 0 ? "" : " ") + TextOf(dialect, line.words[i], values);
+  }
+  if (line.trailing_from != kNone) text += " [% $" + values[line.trailing_value].name + " %]";
+  if (line.kind == Line::Kind::kComment) return text;
+  const bool block = line.kind == Line::Kind::kBlock;
+  if (dialect == Dialect::kNginx) return text + (block ? " {" : ";");
+  return block ? '<' + text + '>' : text;
+}
 
 WrittenTemplate Write(Dialect dialect, const Lines& lines, const std::vector<Value>& values,
                       bool comment) {

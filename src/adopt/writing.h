@@ -26,4 +26,8 @@ inline constexpr char kAfter[] = "new";
 WrittenTemplate Write(Dialect dialect, const Lines& lines, const std::vector<Value>& values,
                       bool comment);
 
+// One line, and one word of a line, as they stand there.
+std::string TextOf(Dialect dialect, const Line& line, const std::vector<Value>& values);
+std::string TextOf(Dialect dialect, const LineWord& word, const std::vector<Value>& values);
+
 }  // namespace tov_adopt

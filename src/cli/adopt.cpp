@@ -42,6 +42,10 @@ Of two CONFIGs the template leads from the first one to the second, and with old
 new texts swapped back again. The value "version" switches lines that only one has:
   qeltemplate adopt --template change.template --values change.json old.conf new.conf
 
+--common makes one template of many CONFIGs with a site each, and a file of values for
+each in the directory --values. It lists what each site has beyond the template:
+  qeltemplate adopt --common --template site.template --values values sites/*
+
 Without --template and --values, both are written to standard output.)";
 
 constexpr char kExitHelp[] =
@@ -54,6 +58,7 @@ struct AdoptOptions {
   std::string template_file;
   std::string values_file;
   bool overwrite = false;
+  bool common = false;
   tov_adopt::Options adopt;
 };
 
@@ -113,16 +118,57 @@ Adopted AdoptedFrom(const tov_adopt::Options& options, const std::vector<Text>& 
                                 {texts[1].text, texts[1].name});
 }
 
+// "DIR/site.json" of "/etc/nginx/sites/site.conf".
+std::string ValuesFileFor(const std::string& directory, const std::string& config_file) {
+  const std::filesystem::path name = std::filesystem::path(config_file).filename();
+  return (std::filesystem::path(directory) / name).replace_extension(".json").string();
+}
+
+// What each site has beyond the template, what it lacks, and how many share it.
+std::string Listed(const tov_adopt::Common& common) {
+  std::string listed;
+  std::size_t sharing = 0;
+  for (const tov_adopt::CommonSite& site : common.sites) {
+    if (site.shares) ++sharing;
+    for (const auto* findings : {&site.beyond, &site.lacking}) {
+      for (const Finding& finding : *findings) listed += Said(finding) + '\n';
+    }
+  }
+  return listed + std::to_string(sharing) + " of " + std::to_string(common.sites.size()) +
+         " sites share the template\n";
+}
+
+Outcome RunCommon(const AdoptOptions& options, const std::vector<Text>& texts) {
+  std::vector<tov_adopt::Configuration> configs;
+  std::set<std::string> files;
+  for (const Text& text : texts) {
+    configs.push_back({text.text, text.name});
+    const std::string file = ValuesFileFor(options.values_file, text.name);
+    if (!files.insert(file).second) throw Failure(file, "would be written for two sites");
+    if (!options.overwrite) RefuseExisting(file);
+  }
+  const tov_adopt::Common common = tov_adopt::AdoptCommon(options.adopt, configs);
+  if (!common.refusals.empty()) throw Refusal(texts.front().name, Refusals(common.refusals));
+  std::filesystem::create_directories(options.values_file);
+  WriteFile(options.template_file, common.template_text, options.overwrite);
+  bool all_share = true;
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    all_share = all_share && common.sites[i].shares;
+    WriteFile(ValuesFileFor(options.values_file, texts[i].name),
+              report::JsonText(Json(common.sites[i].values)), options.overwrite);
+  }
+  return {Listed(common), all_share ? kDone : kFindings};
+}
+
 Outcome Run(AdoptOptions& options) {
   const std::vector<Text> texts = ReadTexts(options.config_files);
   const std::string& name = texts.front().name;
   const auto named = tov_document::DialectNamed(options.dialect);
   options.adopt.dialect = named ? *named : DialectOf(texts.front().text, name);
   if (!named) SayGuess(name, options.adopt.dialect);
-  if (!options.overwrite) {
-    RefuseExisting(options.template_file);
-    RefuseExisting(options.values_file);
-  }
+  if (!options.overwrite) RefuseExisting(options.template_file);
+  if (options.common) return RunCommon(options, texts);
+  if (!options.overwrite) RefuseExisting(options.values_file);
   const Adopted adopted = AdoptedFrom(options.adopt, texts);
   if (!adopted.refusals.empty()) throw Refusal(name, Refusals(adopted.refusals));
   for (const Finding& finding : adopted.left_out) Say(Said(finding));
@@ -145,13 +191,20 @@ Outcome Run(AdoptOptions& options) {
 // To be called when the command line is parsed.
 void Check(const AdoptOptions& options) {
   const auto& files = options.config_files;
-  if (files.size() > 2) {
+  if (options.common && (options.template_file.empty() || options.values_file.empty())) {
+    throw CLI::ValidationError("--common", "--template and --values say where its files go");
+  }
+  if (options.common && !options.adopt.site.empty()) {
+    throw CLI::ValidationError("--common", "each CONFIG has one site; --site cannot be given");
+  }
+  if (!options.common && files.size() > 2) {
     throw CLI::ValidationError("CONFIG", "there are more than two of them");
   }
   if (std::count_if(files.begin(), files.end(), IsStandardInput) > 1) {
     throw CLI::ValidationError("CONFIG", "standard input can be read once only");
   }
-  if (files.size() == 2 && !(options.adopt.values.empty() && options.adopt.managed.empty())) {
+  if (!options.common && files.size() == 2 &&
+      !(options.adopt.values.empty() && options.adopt.managed.empty())) {
     throw CLI::ValidationError("CONFIG", "--value and --managed are for one configuration only");
   }
 }
@@ -199,6 +252,8 @@ void AddOptions(CLI::App& command, AdoptOptions& options) {
   AddValueOption(command, options.adopt.values);
   AddManagedOption(command, options.adopt.managed);
   command.add_flag("--comment", options.adopt.comment, "Say in the template what each line is");
+  command.add_flag("--common", options.common,
+                   "The template that most of the sites share; --values is a directory");
   AddFileOption(command, "--template", options.template_file, "Where the template goes");
   AddFileOption(command, "--values", options.values_file, "Where the values go, as JSON");
   command.add_flag("--overwrite", options.overwrite, "Replace these files where they are there");

@@ -301,6 +301,67 @@ TEST(Adopt, RefusesWhatCannotBeMeant) {
   }
 }
 
+std::string SiteNamed(const std::string& name, const std::string& aliases, const std::string& size,
+                      const std::string& more) {
+  return "server {\n listen 80;\n server_name " + name + aliases + ";\n root /srv/" + name +
+         ";\n client_max_body_size " + size + ";\n" + more + "}\n";
+}
+
+TEST(AdoptCommon, FindsWhatMostSitesShare) {
+  const std::string images = " location /img/ {\n  expires 30d;\n }\n";
+  const std::vector<std::string> texts = {
+      SiteNamed("a.example", "", "8m", images),
+      SiteNamed("b.example", " www.b.example", "20m", images),
+      SiteNamed("c.example", " c.example.org x.example", "8m", " gzip on;\n" + images),
+      SiteNamed("d.example", "", "1m", ""),
+      "server {\n",
+  };
+  std::vector<Configuration> configs;
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    configs.push_back({texts[i], std::to_string(i) + ".conf"});
+  }
+  const Common common = AdoptCommon({}, configs);
+  EXPECT_EQ(Said(common.refusals), "");
+  EXPECT_EQ(common.template_text,
+            "server {\n\tlisten {% $port %};\n\tserver_name {% $name %} [% $aliases %];\n"
+            "\troot /srv/{% $name %};\n\tclient_max_body_size {% $client_max_body_size %};\n"
+            "\tlocation /img/ {\n\t\texpires 30d;\n\t}\n}\n");
+  ASSERT_EQ(common.sites.size(), texts.size());
+  struct Expected {
+    std::string values;
+    std::string said;  // beyond, then lacking
+    bool shares = true;
+  };
+  const std::vector<Expected> expected = {
+      {"aliases= client_max_body_size=8m name=a.example port=80", ""},
+      {"aliases=www.b.example client_max_body_size=20m name=b.example port=80", ""},
+      {"aliases=[c.example.org x.example] client_max_body_size=8m name=c.example port=80",
+       "2.conf:6:2: 'gzip on;' [beyond]\n"},
+      {"aliases= client_max_body_size=1m name=d.example port=80",
+       "3.conf:6: an edit would write 'location /img/ { expires 30d; }' here [lacking]\n", false},
+      {"", "4.conf:1:1: the block that begins here does not close [syntax]\n", false},
+  };
+  for (std::size_t i = 0; i < expected.size(); ++i) {
+    SCOPED_TRACE(i);
+    const CommonSite& site = common.sites[i];
+    EXPECT_EQ(Shown(site.values), expected[i].values);
+    EXPECT_EQ(Said(site.beyond) + Said(site.lacking), expected[i].said);
+    EXPECT_EQ(site.shares, expected[i].shares);
+    tov_edit::Request request;
+    request.template_text = common.template_text;
+    request.values = site.values;
+    if (site.shares) {
+      EXPECT_EQ(Edit(request, texts[i], "site.conf").text, texts[i]);
+    }
+  }
+}
+
+TEST(AdoptCommon, NeedsSomethingInCommon) {
+  const Common common =
+      AdoptCommon({}, {{"worker_processes 4;\n", "a.conf"}, {"user www;\n", "b.conf"}});
+  EXPECT_EQ(Said(common.refusals), "no line is in more than half of the sites [site]\n");
+}
+
 struct ChangeCase {
   std::string name;
   Dialect dialect = Dialect::kNginx;

@@ -107,7 +107,25 @@ TEST_F(AdoptCommand, LeadsFromOneConfigurationToAnother) {
             "[difference]\n");
 }
 
+TEST_F(AdoptCommand, MakesOneTemplateOfManySites) {
+  m_sandbox.Write("b.conf", "server {\nserver_name b.example;\nroot /srv/b;\ngzip on;\n}\n");
+  const Words words = {"--common", "--template", "new.template", "--values",
+                       "values",   "site.conf",  "b.conf"};
+  ExpectText(Adopt(words), "b.conf:4:1: 'gzip on;' [beyond]\n2 of 2 sites share the template\n");
+  EXPECT_EQ(m_sandbox.Read("new.template"),
+            "server {\n\tserver_name {% $name %} [% $aliases %];\n\troot {% $root %};\n}\n");
+  for (const char* const site : {"site", "b"}) {
+    const std::string config = std::string(site) + ".conf";
+    ExpectText(Run({"apply", "--dialect", "nginx", "--template", "new.template", "--values",
+                    "values/" + std::string(site) + ".json", config}),
+               m_sandbox.Read(config));
+  }
+  EXPECT_EQ(Adopt(words).exit_code, 3) << "the files are there";
+}
+
 TEST_F(AdoptCommand, KnowsWhatIsWrongUsage) {
+  EXPECT_EQ(Adopt({"--common", "--template", "t", "site.conf"}).exit_code, 2);
+  EXPECT_EQ(Adopt({"--common", "--values", "v", "site.conf"}).exit_code, 2);
   EXPECT_EQ(Adopt({"a", "b", "c"}).exit_code, 2);
   EXPECT_EQ(Adopt({"-", "-"}).exit_code, 2);
   EXPECT_EQ(Adopt({"--value", "a=b", "site.conf", "site.conf"}).exit_code, 2);
