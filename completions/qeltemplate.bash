@@ -75,10 +75,10 @@ _qeltemplate() {
     apply)
       options+=$request$values$guards
       options+=$'\n--diff\n--color\n--in-place\n--output\n--dry-run\n--json\n--check\n--reload'
-      options+=$'\n--skip-missing\n--exit-code\n--jobs\n--server\n--new-in\n--root\n--define\n--modules'
+      options+=$'\n--skip-missing\n--exit-code\n--jobs\n--server\n--new-in'$server
       ;;
     prototype) options+=$request$values$writing ;;
-    explain) options+=$request$values$guards$output ;;
+    explain) options+=$request$values$guards$output$server$'\n--server\n--new-in' ;;
     inspect) options+=$output$server$'\n--server' ;;
     lint) options+=$values$output ;;
     adopt) options+=$'\n--site\n--value\n--managed\n--common\n--comment\n--template\n--values\n--overwrite' ;;

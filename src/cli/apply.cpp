@@ -99,13 +99,8 @@ void Exclude(bool one, bool other, const char* option, const char* other_option)
 }
 
 void CheckServerOptions(const ApplyOptions& options) {
-  const ServerOptions& reading = options.reading;
   if (!options.server) {
-    const bool none = options.new_in.empty() && reading.roots.empty() && reading.defines.empty() &&
-                      reading.ask.empty();
-    if (!none) {
-      throw CLI::ValidationError("--new-in, --root, --define, --modules", "are for --server");
-    }
+    RefuseServerOptions(options.reading, options.new_in);
     return;
   }
   Exclude(true, !options.output.empty(), "--server", "--output");
@@ -547,8 +542,7 @@ void AddOptions(CLI::App& command, ApplyOptions& options) {
   AddGuardOptions(command, options);
   command.add_flag("--server", options.server,
                    "Edit the whole server: CONFIG is its main file, or left out");
-  AddFileOption(command, "--new-in", options.new_in,
-                "The server's file for a block that is in none; {name} stands for its name");
+  AddNewInOption(command, options.new_in);
   AddServerOptions(command, options.reading);
   AddFiles(command, "CONFIG", options.configs,
            "The configurations; standard input when it is \"-\" or left out");

@@ -41,7 +41,7 @@ class ServerRun {
     request.edit.skip_missing = m_options.skip_missing;
     request.edit.list_changes = m_options.json;
     SetDialect(request, m_reading.dialect);
-    Read();
+    m_server = ReadWithProgress(m_reading);
     m_result = tov_server::EditServer(request.edit, m_server, {m_options.new_in});
     for (const Finding& warning : m_result.warnings) Say("warning: " + Said(warning));
     try {
@@ -63,20 +63,6 @@ class ServerRun {
   }
 
  private:
-  void Read() {
-    {
-      SlowProgress progress("files read");
-      m_reading.progress = [&progress](std::size_t files) { progress.Show(files); };
-      m_server = tov_server::ReadServer(m_reading);
-    }
-    m_reading.progress = nullptr;
-    if (m_server.files.empty()) throw Failure(Shown(m_server.findings.front()));
-    for (const Finding& finding : m_server.findings) {
-      if (finding.name == "syntax-error") continue;  // the edit says so, where it matters
-      Say("warning: " + Said(finding));
-    }
-  }
-
   std::string Report(ExitCode code) const {
     ApplyReport report;
     report.outcome = code;
@@ -107,8 +93,6 @@ class ServerRun {
     const char* const done = m_options.in_place && !m_options.dry_run ? "" : "would be ";
     return file.name + ": " + done + (file.is_new ? "made" : "changed") + '\n';
   }
-
-  static std::string Shown(const Finding& finding) { return tov_edit::Shown(finding); }
 
   void Write() {
     tov_update::FileUpdate update = Locked();

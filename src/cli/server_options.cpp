@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "cli/failure.h"
+#include "cli/findings.h"
 #include "cli/request.h"
 #include "cli/text_io.h"
 #include "edit/limits.h"
@@ -124,6 +125,32 @@ tov_server::Sites ReadServersSites(const ServerOptions& options) {
   tov_server::Sites read = tov_server::ReadSites(reading);
   if (read.server.files.empty()) throw Failure(Shown(read.server.findings.front()));
   return read;
+}
+
+void AddNewInOption(CLI::App& command, std::string& file) {
+  AddFileOption(command, "--new-in", file,
+                "The server's file for a block that is in none; {name} stands for its name");
+}
+
+void RefuseServerOptions(const ServerOptions& options, const std::string& new_in) {
+  const bool none = new_in.empty() && options.roots.empty() && options.defines.empty() &&
+                    options.ask.empty();
+  if (none) return;
+  throw CLI::ValidationError("--new-in, --root, --define, --modules", "are for --server");
+}
+
+tov_server::ServerFiles ReadWithProgress(tov_server::ReadingOptions reading) {
+  tov_server::ServerFiles server;
+  {
+    SlowProgress progress("files read");
+    reading.progress = [&progress](std::size_t files) { progress.Show(files); };
+    server = tov_server::ReadServer(reading);
+  }
+  if (server.files.empty()) throw Failure(tov_edit::Shown(server.findings.front()));
+  for (const tov_edit::Finding& finding : server.findings) {
+    if (finding.name != "syntax-error") Say("warning: " + Said(finding));
+  }
+  return server;
 }
 
 SlowProgress::SlowProgress(std::string what)

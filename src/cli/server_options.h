@@ -28,6 +28,13 @@ struct ServerOptions {
 // --modules. Parsing a command line fills `options`, which must live until then.
 std::vector<CLI::Option*> AddServerOptions(CLI::App& command, ServerOptions& options);
 
+// Adds --new-in, the file in which an edit makes what is new.
+void AddNewInOption(CLI::App& command, std::string& file);
+
+// Throws CLI::ValidationError where one of these options is given: without --server they say
+// nothing.
+void RefuseServerOptions(const ServerOptions& options, const std::string& new_in);
+
 // A main file, and for whom it is.
 struct MainFile {
   const char* file;
@@ -48,6 +55,11 @@ tov_server::ReadingOptions ReadingOf(const ServerOptions& options);
 // Reads a server with its sites, and shows how far it has got. Throws Failure, also when the main
 // file cannot be read.
 tov_server::Sites ReadServersSites(const ServerOptions& options);
+
+// The files of a server, with a line of progress where that takes long. Says on standard error what
+// there is to say of them, but for what the server would not take. Throws Failure when the main
+// file cannot be read.
+tov_server::ServerFiles ReadWithProgress(tov_server::ReadingOptions reading);
 
 // A line on standard error, on a terminal only, for work that takes longer than a second. It goes
 // when the object does.

@@ -8,6 +8,7 @@
 #include <system_error>
 #include <utility>
 
+#include "document/document.h"
 #include "document/places.h"
 #include "edit/edit_parts.h"
 #include "edit/parts.h"
@@ -102,11 +103,32 @@ class ServerEditor {
         m_new = m_server.files.size();
         m_joint.Add({name, file, i});
         m_new_name = name;
+        if (!IsOutsideOfHttp(name)) return;
+        m_new = std::nullopt;
+        m_no_file = "the server reads " + tov_edit::Quoted(name) + " outside of http";
         return;
       }
     }
     m_no_file = "the server would not read " + tov_edit::Quoted(name);
     AddIncludes();
+  }
+
+  // Whether nginx reads the new file outside of "http", where no site can stand.
+  bool IsOutsideOfHttp(const std::string& name) const {
+    if (m_server.dialect != Dialect::kNginx) return false;
+    const NewTexts trial = {{m_server.files.size(), "server {\n}\n"}};
+    const Parts parts = m_joint.Join(trial);
+    const tov_document::Document document(m_server.dialect, parts.text());
+    const auto& blocks = document.blocks();
+    bool has_http = false;
+    bool is_outside = false;
+    for (tov_document::BlockId id = 1; id < blocks.size(); ++id) {
+      if (blocks[id].parent != tov_document::kWholeText) continue;
+      const bool own = parts.files()[parts.FileOf(blocks[id].head.begin)].name == name;
+      is_outside = is_outside || own;
+      has_http = has_http || document.Value(document.HeadWords(id).front()) == "http";
+    }
+    return has_http && is_outside;
   }
 
   bool Reads(const Include& include, const std::string& name) const {

@@ -393,6 +393,25 @@ TEST_F(ApplyServer, SaysWhatWouldChange) {
   EXPECT_EQ(Texts(), before);
 }
 
+TEST_F(ApplyServer, IsExplained) {
+  WriteNginx();
+  const auto before = Texts();
+  Words words = {"explain", "--server", "nginx/nginx.conf", "--dialect", "nginx"};
+  const Outcome outcome = Run(With(words, Rename("s77.example", "renamed.example")));
+  EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
+  EXPECT_THAT(outcome.out, HasSubstr("nginx/nginx.conf (nginx): lines that go: 1, that come: 1\n"));
+  EXPECT_THAT(outcome.out,
+              HasSubstr("changed " + m_sandbox.PathOf("nginx/sites/77") +
+                        ":3 'server_name s77.example www.s77.example;' to 'server_name "
+                        "renamed.example www.s77.example;'\n"));
+  const Outcome refused = Run(With(words, Rename("s77.example", "s9.example")));
+  EXPECT_EQ(refused.exit_code, 4);
+  EXPECT_THAT(refused.out, HasSubstr("[collision]"));
+  EXPECT_THAT(Run(With({"explain", "--server", "a", "--json"}, Rename("a", "b"))).err,
+              HasSubstr("--server: excludes --json"));
+  EXPECT_EQ(Texts(), before);
+}
+
 TEST_F(ApplyServer, KnowsItsOptions) {
   const Words name = Rename("a", "b");
   EXPECT_THAT(Run(With({"apply", "--server", "a", "b", "--diff"}, name)).err,

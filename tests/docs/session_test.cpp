@@ -95,7 +95,7 @@ TEST(Session, OfTheTutorialIsAsItSays) {
 }
 
 TEST(Session, OfAWholeServerIsAsItSays) {
-  EXPECT_EQ(RunPage("server.md"), 4);
+  EXPECT_EQ(RunPage("server-edit.md"), 4);
 }
 
 }  // namespace

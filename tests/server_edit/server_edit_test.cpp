@@ -277,6 +277,16 @@ TEST(ANewSite, NeedsAFileThatTheServerReads) {
                         "(/s/nginx.conf:3:3)"));
 }
 
+TEST(ANewSite, NeedsAFileThatNginxReadsForHttp) {
+  const ServerFiles server = ServerOf(
+      Dialect::kNginx, {{"nginx.conf", "include modules/*;\nevents {}\nhttp {\n  include sites/*;\n}\n"},
+                        {"sites/a", "server {\n  server_name a;\n}\n"}});
+  const Request request = Nginx(kNewSite, {{"name", {std::nullopt, "n"}}});
+  EXPECT_THAT(Refused(request, server, {"/s/modules/{name}.conf"}),
+              HasSubstr("the server reads '/s/modules/n.conf' outside of http"));
+  EXPECT_EQ(Edited(request, server, {"/s/sites/{name}"}).size(), 1U);
+}
+
 TEST(ANewSite, NeedsAName) {
   EXPECT_THAT(Refused(Nginx("server {\n  listen 81;\n}\n"), TwoSites(), {"/s/sites/{name}"}),
               HasSubstr("the template gives no name to a server"));
