@@ -73,6 +73,42 @@ bool IsProgram(const std::string& word, Dialect dialect) {
   return dialect == Dialect::kNginx ? name == "nginx" : IsOneOf(name, kApache);
 }
 
+// A server's own test of its configuration.
+struct Test {
+  std::vector<std::string> program;  // with "sudo" before it
+
+  // All but the one that asks for the test; of some with a value.
+  std::vector<std::pair<std::string, std::optional<std::string>>> options;
+};
+
+// None: `command` is no such test, or does more.
+std::optional<Test> TestIn(const std::string& command, Dialect dialect) {
+  static const std::set<std::string> kNginxOptions = {"-c", "-p", "-e", "-g"};
+  static const std::set<std::string> kApacheOptions = {"-f", "-d", "-D", "-C", "-c", "-E"};
+  const std::set<std::string>& with_value =
+      dialect == Dialect::kNginx ? kNginxOptions : kApacheOptions;
+  const std::optional<std::vector<std::string>> words = WordsOf(command);
+  if (!words) return std::nullopt;
+  const std::size_t program = words->front() == "sudo" ? 1 : 0;
+  if (program >= words->size() || !IsProgram(words->at(program), dialect)) return std::nullopt;
+  Test test;
+  for (std::size_t i = 0; i <= program; ++i) test.program.push_back(words->at(i));
+  bool tests = false;
+  for (std::size_t i = program + 1; i < words->size(); ++i) {
+    const std::string& word = words->at(i);
+    if (word == "-t" || word == "configtest") {
+      tests = true;
+    } else if (word == "-q") {
+      test.options.emplace_back(word, std::nullopt);
+    } else if (IsOneOf(word, with_value) && i + 1 < words->size()) {
+      test.options.emplace_back(word, words->at(++i));
+    } else {
+      return std::nullopt;
+    }
+  }
+  return tests ? std::optional(test) : std::nullopt;
+}
+
 std::string Absolute(const std::string& path) {
   std::error_code error;
   const fs::path absolute = fs::absolute(path, error);
@@ -188,40 +224,25 @@ class Check {
 
 std::optional<std::string> CheckCommandWith(const std::string& command, const std::string& main,
                                             Dialect dialect, const std::string& tree) {
-  const std::optional<std::vector<std::string>> words = WordsOf(command);
-  if (!words) return std::nullopt;
-  const std::size_t program = words->front() == "sudo" ? 1 : 0;
-  if (program >= words->size() || !IsProgram((*words)[program], dialect)) return std::nullopt;
+  const std::optional<Test> test = TestIn(command, dialect);
+  if (!test) return std::nullopt;
   const bool nginx = dialect == Dialect::kNginx;
-  const std::set<std::string> with_value =
-      nginx ? std::set<std::string>{"-c", "-p", "-e", "-g"}
-            : std::set<std::string>{"-f", "-d", "-D", "-C", "-c", "-E"};
-  const std::set<std::string> flags = {"-t", "-q", "configtest"};
-  std::string turned;
-  const auto add = [&turned](const std::string& word) {
-    turned += (turned.empty() ? "" : " ") + tov_update::ShellQuoted(word);
-  };
-  for (std::size_t i = 0; i <= program; ++i) add((*words)[i]);
-  bool tests = false;
-  for (std::size_t i = program + 1; i < words->size(); ++i) {
-    const std::string& word = (*words)[i];
-    const bool has_value = IsOneOf(word, with_value) && i + 1 < words->size();
-    if (!has_value && !IsOneOf(word, flags)) return std::nullopt;
-    tests = tests || word == "-t" || word == "configtest";
-    const bool is_root = !nginx && word == "-d" && !tree.empty();
-    const bool replaced = word == (nginx ? "-c" : "-f") || is_root;
-    if (has_value) ++i;
+  std::vector<std::string> words = test->program;
+  words.emplace_back("-t");
+  for (const auto& [option, value] : test->options) {
+    const bool replaced = option == (nginx ? "-c" : "-f") || (option == "-d" && !tree.empty());
     if (replaced) continue;
-    add(word == "configtest" ? "-t" : word);
-    if (has_value) add((*words)[i]);
+    words.push_back(option);
+    if (value) words.push_back(*value);
   }
-  if (!tests) return std::nullopt;
   if (!nginx && !tree.empty()) {
-    add("-d");
-    add(tree + ServerRootIn(command, main));
+    words.insert(words.end(), {"-d", tree + ServerRootIn(command, main)});
   }
-  add(nginx ? "-c" : "-f");
-  add(tree + main);
+  words.insert(words.end(), {nginx ? "-c" : "-f", tree + main});
+  std::string turned;
+  for (const std::string& word : words) {
+    turned += (turned.empty() ? "" : " ") + tov_update::ShellQuoted(word);
+  }
   return turned;
 }
 
@@ -229,7 +250,7 @@ std::string CheckCommandOf(const std::string& main, Dialect dialect) {
   const bool nginx = dialect == Dialect::kNginx;
   const std::string usual = nginx ? "/etc/nginx/nginx.conf" : "/etc/apache2/apache2.conf";
   const std::string path = Absolute(main);
-  const std::string command = nginx ? "nginx -t" : "apache2ctl -t";
+  std::string command = nginx ? "nginx -t" : "apache2ctl -t";
   if (path == usual) return command;
   return command + (nginx ? " -c " : " -f ") + tov_update::ShellQuoted(path);
 }

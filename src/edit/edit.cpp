@@ -113,18 +113,22 @@ class Editor {
   bool IsOfOtherDialect() { return m_findings.refusals.empty() && RefuseOtherDialect(); }
 
   Result Run(const TemplateTree& tree, EditReport* report) {
-    if (!m_findings.refusals.empty()) {
-      if (report != nullptr) *report = ReportOf(tree);
-      return Finish(std::string(m_text));
-    }
+    return ReadsOldValues(m_request) ? RunWithOldValues(tree, report) : RunAsIs(tree, report);
+  }
+
+  // All old values are known.
+  Result RunAsIs(EditReport* report) {
+    Findings unsaid = {};
+    const TemplateTree tree = ReadTemplate(m_request, IsOfOtherDialect() ? unsaid : m_findings);
+    return RunAsIs(tree, report);
+  }
+
+  Result RunAsIs(const TemplateTree& tree, EditReport* report) {
+    if (!m_findings.refusals.empty()) return Refused(tree, report);
     const Document document(m_request.dialect, m_text);
     CheckSyntax(document);
-    if (NestsTooDeep(document)) {
-      if (report != nullptr) *report = ReportOf(tree);
-      return Finish(std::string(m_text));
-    }
+    if (NestsTooDeep(document)) return Refused(tree, report);
     Contents contents = ContentsOf(document);
-    if (ReadsOldValues(m_request)) return RunWithOldValues(contents, tree, report);
     const std::vector<Match> matches =
         FindBlocks(tree, contents, m_name, m_request.all, m_findings);
     m_result.skipped = m_request.skip_missing && HasNoBlock(matches);
@@ -202,15 +206,22 @@ class Editor {
     if (text != sheet.document.text()) m_texts[file] = std::move(text);
   }
 
-  Result RunWithOldValues(Contents& contents, const TemplateTree& tree, EditReport* report) {
+  Result RunWithOldValues(const TemplateTree& tree, EditReport* report) {
+    if (!m_findings.refusals.empty()) return Refused(tree, report);
+    const Document document(m_request.dialect, m_text);
+    CheckSyntax(document);
+    if (NestsTooDeep(document)) return Refused(tree, report);
+    Contents contents = ContentsOf(document);
     const Request known = WithOldValues(m_request, contents, m_name, m_findings);
-    if (m_findings.refusals.empty()) {
-      Editor editor = m_parts != nullptr ? Editor(known, *m_parts) : Editor(known, m_text, m_name);
-      Result result = editor.Run(report);
-      m_texts = std::move(editor.m_texts);
-      m_changes = std::move(editor.m_changes);
-      return result;
-    }
+    if (!m_findings.refusals.empty()) return Refused(tree, report);
+    Editor editor = m_parts != nullptr ? Editor(known, *m_parts) : Editor(known, m_text, m_name);
+    Result result = editor.RunAsIs(report);
+    m_texts = std::move(editor.m_texts);
+    m_changes = std::move(editor.m_changes);
+    return result;
+  }
+
+  Result Refused(const TemplateTree& tree, EditReport* report) {
     if (report != nullptr) *report = ReportOf(tree);
     return Finish(std::string(m_text));
   }

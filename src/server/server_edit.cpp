@@ -2,6 +2,7 @@
 
 #include "server/server_edit.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <filesystem>
 #include <optional>
@@ -132,10 +133,9 @@ class ServerEditor {
   }
 
   bool Reads(const Include& include, const std::string& name) const {
-    for (const std::string& pattern : include.patterns) {
-      if (LeadsTo(m_server.dialect, pattern, name)) return true;
-    }
-    return false;
+    return std::any_of(
+        include.patterns.begin(), include.patterns.end(),
+        [&](const std::string& pattern) { return LeadsTo(m_server.dialect, pattern, name); });
   }
 
   // What the server does read, for the refusal.

@@ -2,10 +2,9 @@
 
 #include "server/shadow_tree.h"
 
-#include <stdlib.h>
-
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <set>
@@ -54,6 +53,15 @@ std::string DirectoryOf(const std::string& path) {
 std::string FixedPartOf(const std::string& pattern) {
   const std::string fixed = pattern.substr(0, pattern.find_first_of("*?["));
   return PlainPath(fixed.substr(0, fixed.rfind('/') + 1));
+}
+
+std::map<std::string_view, const Include*> IncludesOf(const ServerFile& file) {
+  std::map<std::string_view, const Include*> includes;
+  for (const Include& include : file.includes) {
+    const std::string_view whole = file.text;
+    includes.emplace(whole.substr(include.begin, include.end - include.begin), &include);
+  }
+  return includes;
 }
 
 std::string InQuotes(const std::string& path) {
@@ -162,14 +170,7 @@ std::string ShadowTree::WithRealNames(std::string text) const {
 // `text` of a file of the server, or of a new one (null), with paths that lead into the tree.
 std::string ShadowTree::Redirected(const ServerFiles& server, const ServerFile* file,
                                    const std::string& text) {
-  // What an include looks for does not depend on where in the file it stands.
-  std::map<std::string_view, const Include*> includes;
-  if (file != nullptr) {
-    for (const Include& include : file->includes) {
-      const std::string_view whole = file->text;
-      includes.emplace(whole.substr(include.begin, include.end - include.begin), &include);
-    }
-  }
+  const auto includes = file == nullptr ? Includes() : IncludesOf(*file);
   const Document document(server.dialect, text);
   std::vector<std::pair<Span, std::string>> changes;
   document.Visit([&](const tov_document::Placed& placed) {
@@ -180,12 +181,7 @@ std::string ShadowTree::Redirected(const ServerFiles& server, const ServerFile* 
     if (!IsInclude(server.dialect, name) && !IsServerRoot(server.dialect, name)) return;
     std::string path = document.Value(words[1]);
     if (path.find("${") != std::string::npos) {
-      const auto known = includes.find(document.Bytes(placed.node.bytes));
-      const bool one = known != includes.end() && known->second->patterns.size() == 1;
-      if (one) path = known->second->patterns.front();
-      if (!one)
-        m_problem =
-            "the path of '" + std::string(document.Bytes(placed.node.bytes)) + "' is not known";
+      path = KnownPath(includes, document.Bytes(placed.node.bytes));
     }
     if (path.substr(0, 1) != "/") return;
     const bool include = IsInclude(server.dialect, name);
@@ -198,6 +194,16 @@ std::string ShadowTree::Redirected(const ServerFiles& server, const ServerFile* 
     redirected.replace(change->first.begin, change->first.size(), change->second);
   }
   return redirected;
+}
+
+// The path of an include with variables, as the server has found it.
+std::string ShadowTree::KnownPath(const Includes& includes, std::string_view directive) {
+  const auto known = includes.find(directive);
+  if (known != includes.end() && known->second->patterns.size() == 1) {
+    return known->second->patterns.front();
+  }
+  m_problem = "the path of '" + std::string(directive) + "' is not known";
+  return {};
 }
 
 bool ShadowTree::LeadsToWritten(Dialect dialect, const std::string& pattern) const {

@@ -12,6 +12,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <string_view>
 
 #include "server/server_files.h"
 
@@ -44,9 +45,13 @@ class ShadowTree {
  private:
   using Texts = std::map<std::string, std::string>;
 
+  // By their bytes: what an include looks for does not depend on where in its file it stands.
+  using Includes = std::map<std::string_view, const Include*>;
+
   void Fill(const ServerFiles& server, const Texts& texts);
   std::string Redirected(const ServerFiles& server, const ServerFile* file,
                          const std::string& text);
+  std::string KnownPath(const Includes& includes, std::string_view directive);
   bool LeadsToWritten(Dialect dialect, const std::string& pattern) const;
   bool IsWhole(const std::string& directory) const;
   void MakeDirectory(const std::string& path);
