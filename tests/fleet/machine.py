@@ -24,14 +24,35 @@ if [ -e /etc/reload-with ]; then . /etc/reload-with; fi
 {command}
 """
 RELOAD_COMMANDS = {"nginx": "nginx -s reload", "apache": "apache2ctl graceful"}
-SITES = {"nginx": "etc/nginx/sites-available/shop", "apache": "etc/apache2/sites-available/shop.conf"}
-DEFAULTS = {
-    "nginx": ("etc/nginx/sites-available/default",
-              'server {\n    listen 80 default_server;\n    return 200 "nothing here\\n";\n}\n'),
-    "apache": ("etc/apache2/sites-available/000-default.conf",
-               "<VirtualHost *:80>\n    ServerName default.invalid\n    DocumentRoot /srv/default\n"
-               "</VirtualHost>\n"),
+SITES = {
+    "nginx": "etc/nginx/sites-available/shop",
+    "apache": "etc/apache2/sites-available/shop.conf",
 }
+DEFAULTS = {
+    "nginx": (
+        "etc/nginx/sites-available/default",
+        'server {\n    listen 80 default_server;\n    return 200 "nothing here\\n";\n}\n',
+    ),
+    "apache": (
+        "etc/apache2/sites-available/000-default.conf",
+        "<VirtualHost *:80>\n    ServerName default.invalid\n    DocumentRoot /srv/default\n"
+        "</VirtualHost>\n",
+    ),
+}
+SHADOW = "root:*:19000:0:99999:7:::\nsshd:!:19000::::::\nwww-data:*:19000::::::\n"
+PATH = "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin"
+
+# Sends a request to a port of this host, and writes what comes back.
+ASK = """
+import socket, sys
+connection = socket.create_connection(("127.0.0.1", int(sys.argv[1])), 5)
+connection.sendall(sys.argv[2].encode())
+while True:
+    part = connection.recv(10000)
+    if not part:
+        break
+    sys.stdout.write(part.decode())
+"""
 APACHE_MODULES = ["socache_shmcb", "ssl", "setenvif", "mime", "alias", "rewrite"]
 
 
@@ -67,10 +88,30 @@ class Host:
         listener = socket.create_server((self.address, PORT))
         ready, told = os.pipe()
         self._process = subprocess.Popen(
-            ["unshare", "--mount", "--pid", "--net", "--uts", "--ipc", "--fork", "--kill-child=KILL",
-             "--propagation", "private", sys.executable, str(HERE / "target.py"), name, server,
-             str(listener.fileno()), str(layer), str(files), str(told)],
-            pass_fds=[listener.fileno(), told], stdin=subprocess.DEVNULL, preexec_fn=die_with_parent)
+            [
+                "unshare",
+                "--mount",
+                "--pid",
+                "--net",
+                "--uts",
+                "--ipc",
+                "--fork",
+                "--kill-child=KILL",
+                "--propagation",
+                "private",
+                sys.executable,
+                str(HERE / "target.py"),
+                name,
+                server,
+                str(listener.fileno()),
+                str(layer),
+                str(files),
+                str(told),
+            ],
+            pass_fds=[listener.fileno(), told],
+            stdin=subprocess.DEVNULL,
+            preexec_fn=die_with_parent,
+        )
         listener.close()
         os.close(told)
         self._ready = ready
@@ -87,7 +128,9 @@ class Host:
         try:
             wait_for(f"the site on {self.name}", lambda: self.answer(OLD) == f"shop on {self.name}")
         except AssertionError as error:
-            raise AssertionError(f"{error}: {self.answer(OLD)}, {self.text('/var/log/start')}") from None
+            raise AssertionError(
+                f"{error}: {self.answer(OLD)}, {self.text('/var/log/start')}"
+            ) from None
 
     def stop(self):
         """Ends all that runs on the host."""
@@ -112,8 +155,11 @@ class Host:
         self.reload_with("")
         self.write(self.site_named(OLD))
         self.run("reload-web")
-        wait_for(f"the old site on {self.name}",
-                 lambda: self.answer(OLD) == f"shop on {self.name}" and self.answer(NEW) == "nothing here")
+        wait_for(
+            f"the old site on {self.name}",
+            lambda: self.answer(OLD) == f"shop on {self.name}"
+            and self.answer(NEW) == "nothing here",
+        )
 
     def reload_with(self, script):
         """Has each reload begin with this script."""
@@ -128,21 +174,49 @@ class Host:
     def run(self, *command, check=True):
         """Runs a command on the host, without sshd."""
         return subprocess.run(
-            ["nsenter", "--target", str(self._pid), "--mount", "--pid", "--net", "--uts", "--root",
-             "--wd", "env", "-i", "PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin",
-             *command], check=check, stdin=subprocess.DEVNULL, capture_output=True, text=True)
+            [
+                "nsenter",
+                "--target",
+                str(self._pid),
+                "--mount",
+                "--pid",
+                "--net",
+                "--uts",
+                "--root",
+                "--wd",
+                "env",
+                "-i",
+                "PATH=" + PATH,
+                *command,
+            ],
+            check=check,
+            stdin=subprocess.DEVNULL,
+            capture_output=True,
+            text=True,
+        )
 
     def answer(self, name, port=80):
-        """What the web server says to a request for the site `name`: the status if it is not 200."""
-        request = (f"GET / HTTP/1.0\r\nHost: {name}\r\n\r\n").encode()
-        script = ("import socket,sys\ns=socket.create_connection(('127.0.0.1',int(sys.argv[1])),5)\n"
-                  "s.sendall(sys.argv[2].encode())\nd=b''\nwhile True:\n p=s.recv(9999)\n"
-                  " if not p: break\n d+=p\nsys.stdout.write(d.decode())")
+        """What the web server says to a request for the site: the status if it is not 200."""
+        request = f"GET / HTTP/1.0\r\nHost: {name}\r\n\r\n"
         done = subprocess.run(
-            ["nsenter", "--target", str(self._pid), "--net", "/usr/bin/python3", "-IS", "-c", script,
-             str(port), request.decode()],
-            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True,
-            check=False)
+            [
+                "nsenter",
+                "--target",
+                str(self._pid),
+                "--net",
+                "/usr/bin/python3",
+                "-IS",
+                "-c",
+                ASK,
+                str(port),
+                request,
+            ],
+            stdin=subprocess.DEVNULL,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.DEVNULL,
+            text=True,
+            check=False,
+        )
         head, _, body = done.stdout.partition("\n\n")  # line ends are read as text
         words = head.split()
         return body.strip() if words[1:2] == ["200"] else "".join(words[1:2]) or "no answer"
@@ -150,9 +224,24 @@ class Host:
     def answers_tls(self, name):
         """Whether the web server answers with TLS."""
         done = subprocess.run(
-            ["nsenter", "--target", str(self._pid), "--net", "openssl", "s_client", "-connect",
-             "127.0.0.1:443", "-servername", name], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-            stderr=subprocess.DEVNULL, text=True, check=False)
+            [
+                "nsenter",
+                "--target",
+                str(self._pid),
+                "--net",
+                "openssl",
+                "s_client",
+                "-connect",
+                "127.0.0.1:443",
+                "-servername",
+                name,
+            ],
+            stdin=subprocess.DEVNULL,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.DEVNULL,
+            text=True,
+            check=False,
+        )
         return "CN = shop" in done.stdout
 
     def tree(self):
@@ -182,11 +271,17 @@ class Host:
         key.parent.mkdir(parents=True)
         subprocess.run(["ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", str(key)], check=True)
         self.host_key = (key.parent / "fleet_key.pub").read_text().split()[:2]
-        write(root / "etc/ssh/fleet_config",
-              "HostKey /etc/ssh/fleet_key\nUsePAM no\nPasswordAuthentication no\n"
-              "PermitRootLogin prohibit-password\nLogLevel QUIET\nSubsystem sftp internal-sftp\n")
-        write(root / "etc/shadow", "root:*:19000:0:99999:7:::\nsshd:!:19000::::::\nwww-data:*:19000::::::\n", 0o600)
-        write(root / "usr/local/sbin/reload-web", RELOAD.format(command=RELOAD_COMMANDS[self.server]), 0o755)
+        write(
+            root / "etc/ssh/fleet_config",
+            "HostKey /etc/ssh/fleet_key\nUsePAM no\nPasswordAuthentication no\n"
+            "PermitRootLogin prohibit-password\nLogLevel QUIET\nSubsystem sftp internal-sftp\n",
+        )
+        write(root / "etc/shadow", SHADOW, 0o600)
+        write(
+            root / "usr/local/sbin/reload-web",
+            RELOAD.format(command=RELOAD_COMMANDS[self.server]),
+            0o755,
+        )
         write(root / SITES[self.server], self.site_named(OLD))
         path, text = DEFAULTS[self.server]
         write(root / path, text)
@@ -201,8 +296,10 @@ class Host:
 
     @staticmethod
     def _write_apache(root):
-        write(root / "etc/apache2/conf-enabled/fleet.conf",
-              "ServerName fleet.invalid\n<Directory /srv>\n    Require all granted\n</Directory>\n")
+        write(
+            root / "etc/apache2/conf-enabled/fleet.conf",
+            "ServerName fleet.invalid\n<Directory /srv>\n    Require all granted\n</Directory>\n",
+        )
         enabled = root / "etc/apache2/mods-enabled"
         enabled.mkdir(parents=True)
         for module in APACHE_MODULES:

@@ -25,7 +25,22 @@ import subprocess
 import sys
 
 # Others are empty in a host: what somebody keeps on the machine is not the host's business.
-SYSTEM = {"bin", "boot", "etc", "lib", "lib32", "lib64", "libx32", "opt", "sbin", "srv", "usr", "var"}
+SYSTEM = {
+    "bin",
+    "boot",
+    "etc",
+    "lib",
+    "lib32",
+    "lib64",
+    "libx32",
+    "opt",
+    "sbin",
+    "srv",
+    "usr",
+    "var",
+}
+PATH = "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin"
+SSHD = ["/usr/sbin/sshd", "-i", "-f", "/etc/ssh/fleet_config"]
 DEVICES = ["null", "zero", "full", "random", "urandom", "tty"]
 START = {"nginx": ["nginx"], "apache": ["apache2ctl", "start"]}
 
@@ -53,8 +68,13 @@ def make_root(layer, files):
     mount("-t", "proc", "proc", root / "proc")
     for directory in ("sshd", "lock", "apache2"):
         (root / "run" / directory).mkdir(parents=True)
-    for unwanted in ("nginx/sites-enabled", "nginx/sites-available", "nginx/conf.d",
-                     "apache2/sites-enabled", "apache2/sites-available"):
+    for unwanted in (
+        "nginx/sites-enabled",
+        "nginx/sites-available",
+        "nginx/conf.d",
+        "apache2/sites-enabled",
+        "apache2/sites-available",
+    ):
         shutil.rmtree(root / "etc" / unwanted, ignore_errors=True)
         (root / "etc" / unwanted).mkdir(parents=True)
     shutil.copytree(files, root, symlinks=True, dirs_exist_ok=True)
@@ -78,7 +98,7 @@ def parents():
             stat = (entry / "stat").read_text()
         except OSError:
             continue  # has ended
-        name, rest = stat[stat.index("(") + 1:stat.rindex(")")], stat[stat.rindex(")") + 2:]
+        name, rest = stat[stat.index("(") + 1 : stat.rindex(")")], stat[stat.rindex(")") + 2 :]
         found[int(entry.name)] = (int(rest.split()[1]), name)
     return found
 
@@ -132,7 +152,7 @@ def serve(listener):
                     os.dup2(connection.fileno(), 0)
                     os.dup2(connection.fileno(), 1)
                     signal.set_wakeup_fd(-1)
-                    os.execv("/usr/sbin/sshd", ["/usr/sbin/sshd", "-i", "-f", "/etc/ssh/fleet_config"])
+                    os.execv(SSHD[0], SSHD)
 
 
 def main():
@@ -141,7 +161,7 @@ def main():
     set_name(name)
     subprocess.run(["ip", "link", "set", "lo", "up"], check=True)
     os.environ.clear()
-    os.environ.update(PATH="/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin", HOME="/root")
+    os.environ.update(PATH=PATH, HOME="/root")
     with open("/var/log/start", "wb") as log:
         subprocess.run(START[server], check=True, stdin=subprocess.DEVNULL, stdout=log, stderr=log)
     os.write(int(ready), b".")

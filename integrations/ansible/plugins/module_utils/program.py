@@ -8,6 +8,7 @@ __metaclass__ = type
 
 import json
 import os
+import re
 
 PROGRAM_ARGUMENTS = dict(
     program=dict(type="path", default="qeltemplate"),
@@ -105,8 +106,5 @@ def search_path():
 
 def said(err):
     """What the program has written to standard error, without its name before each line."""
-    prefix = "qeltemplate: "
-    lines = [
-        line[len(prefix):] if line.startswith(prefix) else line for line in err.splitlines()
-    ]
+    lines = [re.sub("^qeltemplate: ", "", line) for line in err.splitlines()]
     return "\n".join(line for line in lines if not line.startswith("Try '")).strip()

@@ -62,7 +62,7 @@ class Secrets(object):
             # It may show a line of the file that would tell blocks apart.
             end = ". " + finding.pop("hint")
             if finding["said"].endswith(end):
-                finding["said"] = finding["said"][:-len(end)]
+                finding["said"] = finding["said"][: -len(end)]
         for name in ("message", "hint", "said", "line_text"):
             if name in finding:
                 finding[name] = self._without_cut(finding[name])
@@ -78,9 +78,10 @@ class Secrets(object):
         line = place.get("line", 0)
         if line < 1 or line > len(self._lines):
             return True
-        text = self._lines[line - 1].strip()
+        at = line - 1
+        text = self._lines[at].strip()
         opens = text.endswith("{") or (text.startswith("<") and text.endswith(">"))
-        looked_at = self._lines[line - 1:] if opens and with_block else [text]
+        looked_at = self._lines[at:] if opens and with_block else [text]
         return any(self._place.search(each) for each in looked_at)
 
     def _without_cut(self, text):
@@ -89,7 +90,7 @@ class Secrets(object):
             for secret in self._texts:
                 for length in range(min(len(secret), at), 2, -1):
                     if text[:at].endswith(secret[:length]):
-                        text = text[:at - length] + HIDDEN + text[at:]
+                        text = text[: at - length] + HIDDEN + text[at:]
                         at += len(HIDDEN) - length
                         break
             at = text.find(CUT, at + len(CUT))

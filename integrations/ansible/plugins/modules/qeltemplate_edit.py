@@ -343,7 +343,6 @@ import os
 
 from ansible.module_utils.basic import AnsibleModule
 from ansible.module_utils.common.text.converters import to_bytes, to_native
-from ansible.module_utils.six import integer_types, string_types
 from ansible_collections.qeltemplate.web.plugins.module_utils import findings
 from ansible_collections.qeltemplate.web.plugins.module_utils.program import (
     PROGRAM_ARGUMENTS,
@@ -353,6 +352,7 @@ from ansible_collections.qeltemplate.web.plugins.module_utils.secrets import Sec
 
 NOTHING = "/dev/null"
 CREATE_OPTIONS = dict(if_missing=[], never=["--no-create"], only=["--only-create"])
+TEXTS = (str, type(""))  # two types in Python 2
 OLD_SUFFIX = ".qeltemplate-old"
 
 
@@ -362,9 +362,9 @@ class WrongValue(Exception):
 
 def text_of(name, given):
     """The text of one side of a value; None is none."""
-    if given is None or isinstance(given, string_types):
+    if given is None or isinstance(given, TEXTS):
         return given
-    if isinstance(given, integer_types) and not isinstance(given, bool):
+    if isinstance(given, int) and not isinstance(given, bool):
         return str(given)
     if isinstance(given, bool):
         raise WrongValue(
@@ -618,8 +618,10 @@ class Edit(object):
         result["changed"] = True
         if self.module.check_mode:
             return
-        for step, command in (("checked", self._check_command(report)),
-                              ("reloaded", self.params["reload"])):
+        for step, command in (
+            ("checked", self._check_command(report)),
+            ("reloaded", self.params["reload"]),
+        ):
             # One that has been run for other files has had these, too.
             if not command or result[step]:
                 continue
@@ -628,8 +630,13 @@ class Edit(object):
                 self.module.fail_json(
                     msg="%s: changed by an earlier run, which was ended before it was through; now "
                     "%s fails (exit status %d): %s\nThe text before that is in %s"
-                    % (", ".join(files), command, code, (out + err).strip(),
-                       ", ".join(old_copy(path) for path in files)),
+                    % (
+                        ", ".join(files),
+                        command,
+                        code,
+                        (out + err).strip(),
+                        ", ".join(old_copy(path) for path in files),
+                    ),
                     **result
                 )
             result[step] = True
