@@ -11,8 +11,14 @@ cd "$work"
 
 cat >site.h <<'END'
 #include <string>
+#include <vector>
+namespace panel {
+struct Alias {
+  std::string name;
+};
 struct Site {
   std::string name;
+  std::vector<Alias> aliases;
   int port = 80;
 };
 class Sites {
@@ -23,17 +29,24 @@ class Sites {
   class Data;
   Data* m_data;
 };
-extern "C" int sites_count(const Sites* sites, int least);
+}
+extern "C" int sites_count(const panel::Sites* sites, int least);
 END
 cat >site.cpp <<'END'
 #include "site.h"
+namespace panel {
 class Sites::Data {
  public:
   int count = 0;
 };
 Sites::Sites() : m_data(new Data) {}
-void Sites::Add(const Site& site) { m_data->count += site.port; }
-int sites_count(const Sites* sites, int least) { return sites == nullptr ? least : 0; }
+void Sites::Add(const Site& site) {
+  std::vector<Alias> aliases = site.aliases;
+  aliases.resize(1);
+  m_data->count += site.port;
+}
+}
+int sites_count(const panel::Sites* sites, int least) { return sites == nullptr ? least : 0; }
 END
 cp site.h site.h.before
 cp site.cpp site.cpp.before
@@ -67,10 +80,12 @@ abi --write
 notices no 'nothing' ''
 notices no 'code behind it' 's/site == nullptr/!site/'
 notices no 'a hidden member' 's/int count = 0;/long count = 0; int more = 0;/'
-notices no 'a function that has come' 's/^extern "C".*/&\nextern "C" void more();/; s/^class Sites::Data/extern "C" void more() {}\n&/'
+notices no 'a function that has come' 's/^extern "C".*/&\nextern "C" void more();/; s/^int sites_count/extern "C" void more() {}\n\n&/'
+notices no 'a type that has come' 's/^class Sites {/struct More {\n  int more;\n};\n&/; s/^int sites_count/panel::More g_more;\n&/'
 notices yes 'a parameter of C' 's/int least/long least/' sites_count
 notices yes 'a result of C' 's/int sites_count/long sites_count/' sites_count
 notices yes 'a parameter of C++' 's/Add(const Site& site)/Add(const Site\& site, int)/' Sites::Add
 notices yes 'a function that has gone' '/sites_count/d' sites_count
 notices yes 'a member of a structure' 's/int port = 80;/&\n  bool tls = false;/' Site
+notices yes 'a member of what stands in a container' '/^struct Alias/a int more = 0;' Alias
 notices yes 'a type of a member' 's/int port/unsigned port/' port
