@@ -35,14 +35,17 @@ END
 cat >site.cpp <<'END'
 #include "site.h"
 namespace panel {
+struct Helper {
+  std::vector<Alias> aliases;
+};
 class Sites::Data {
  public:
   int count = 0;
 };
 Sites::Sites() : m_data(new Data) {}
 void Sites::Add(const Site& site) {
-  std::vector<Alias> aliases = site.aliases;
-  aliases.resize(1);
+  Helper helper{site.aliases};
+  helper.aliases.resize(1);
   m_data->count += site.port;
 }
 }
@@ -52,7 +55,7 @@ cp site.h site.h.before
 cp site.cpp site.cpp.before
 
 build() {
-  c++ -std=c++17 -g -fPIC -shared site.cpp -o libsite.so
+  c++ -std=c++17 -g -fPIC -fvisibility-inlines-hidden -shared site.cpp -o libsite.so
 }
 
 abi() {
@@ -79,6 +82,7 @@ build
 abi --write
 notices no 'nothing' ''
 notices no 'code behind it' 's/site == nullptr/!site/'
+notices no 'a hidden structure' 's/Helper/Other/'
 notices no 'a hidden member' 's/int count = 0;/long count = 0; int more = 0;/'
 notices no 'a function that has come' 's/^extern "C".*/&\nextern "C" void more();/; s/^int sites_count/extern "C" void more() {}\n\n&/'
 notices no 'a type that has come' 's/^class Sites {/struct More {\n  int more;\n};\n&/; s/^int sites_count/panel::More g_more;\n&/'
