@@ -2,9 +2,10 @@
 
 """Builds a wheel with CMake, and the source distribution: pip install bindings/python
 
-The library goes into the module. Needs cmake, a C++ compiler, pkg-config, pybind11, and the headers of
-Python, libacl and libattr (Debian's pybind11-dev, python3-dev, libacl1-dev, libattr1-dev). A source
-distribution holds what it needs of the source tree, in the folder "sources".
+The library goes into the module. Needs cmake 3.25, make or ninja, a C++ compiler, pkg-config, and the headers of
+Python, libacl and libattr (Debian's cmake, make, g++, pkg-config, python3-dev, libacl1-dev, libattr1-dev); pybind11
+comes by itself, or is the system's (pybind11-dev). A source distribution holds what it needs of the source tree,
+in the folder "sources".
 """
 
 import ast
@@ -51,10 +52,28 @@ def licence():
     return "LICENSE"
 
 
+def missing_programs():
+    """Of those that the build calls: what to install."""
+    called = (("cmake",), ("make", "ninja"), ("pkg-config",))
+    return [" or ".join(names) for names in called if not any(map(shutil.which, names))]
+
+
+def pybind11_folder():
+    """Where CMake finds the pybind11 of Python; without one it looks for the system's."""
+    try:
+        import pybind11
+    except ImportError:
+        return {}
+    return {"pybind11_DIR": pybind11.get_cmake_dir()}
+
+
 class CMakeBuild(build_ext):
     """Builds and installs the CMake component "python" where the wheel is put together."""
 
     def build_extension(self, ext):
+        missing = missing_programs()
+        if missing:
+            sys.exit(f"setup.py: to build it needs {', '.join(missing)}, which is not there")
         build = Path(self.build_temp).resolve()
         package = Path(self.get_ext_fullpath(ext.name)).resolve().parent
         options = {
@@ -66,9 +85,12 @@ class CMakeBuild(build_ext):
             "QELTEMPLATE_BUILD_UPDATE": "OFF",
             "QELTEMPLATE_PYTHON_DIR": ".",
             "Python_EXECUTABLE": sys.executable,
+            **pybind11_folder(),
         }
         configure = ["cmake", "-S", ROOT, "-B", build]
         configure += [f"-D{name}={value}" for name, value in options.items()]
+        if not shutil.which("make"):
+            configure += ["-G", "Ninja"]
         configure += shlex.split(os.environ.get("CMAKE_ARGS", ""))
         subprocess.run(configure, check=True)
         make = ["cmake", "--build", build, "--parallel", str(os.cpu_count() or 1)]
