@@ -151,8 +151,7 @@ class BlockPlanner {
     for (const std::optional<Written>* const written : {&line.was, &line.now}) {
       if (!*written || !m_sought_comments.insert((*written)->text).second) continue;
       for (const std::size_t child : m_work.index().Comments((*written)->text)) {
-        const bool is_free = !m_work.IsClaimed(child) && !m_work.IsRemoved(child);
-        if (is_free && HasItsLine(m_work.ChildAt(child))) free.insert(child);
+        if (!m_work.IsClaimed(child) && HasItsLine(m_work.ChildAt(child))) free.insert(child);
       }
     }
     return free;

@@ -334,6 +334,14 @@ TEST(AllBlocks, AreThoseThatHaveSomethingOfWhatChanges) {
         {{"s", "unix:/a", "unix:/a"}},
         place("/c") + With(place("/a"), "a.example;\n", "a.example;\n\tetag on;\n"),
         AskForAll},
+       {"... and not one that has only a line of its own",
+        With(place("/c"), "a.example;\n", "a.example;\n\tgzip on;\n") +
+            With(place("/a"), "a.example;\n", "a.example;\n\tgzip on;\n"),
+        "server {\ngzip {% $g %};\netag on;\nlocation /p {\nfastcgi_pass {% $s %};\n}\n}\n",
+        {{"g", "on", "on"}, {"s", "unix:/a", "unix:/a"}},
+        With(place("/c"), "a.example;\n", "a.example;\n\tgzip on;\n") +
+            With(place("/a"), "a.example;\n", "a.example;\n\tgzip on;\n\tetag on;\n"),
+        AskForAll},
        {"... and one that has one of two lines where none has both",
         site("\tgzip on;\n") + site("\tsendfile on;\n") + site(""),
         "server {\ngzip {% $g %};\ntcp_nopush {% $t %};\netag on;\n}\n",

@@ -1582,6 +1582,59 @@ TEST(ADirectiveInACondition, IsNotMeantWhereTheBlockHasItsOwn) {
         host(condition("X 5") + "\tX 2\n")}});
 }
 
+TEST(ATrailingPlace, IsFoundInWhatAnotherLineStates) {
+  const auto names = [](const std::string& name, const std::string& value) {
+    return Case{name,
+                "server {\n\tserver_name a b;\n}\n",
+                "server {\nserver_name a b;\nserver_name [% $n %];\n}\n",
+                {{"n", kNone, value}},
+                "server {\n\tserver_name a b;\n}\n"};
+  };
+  ExpectEdits(Dialect::kNginx,
+              {names("the first name", "a"), names("the second name", "b"), names("both", "b a")});
+  Case other = names("a third name", "c");
+  other.expected = "server {\n\tserver_name a b;\n\tserver_name c;\n}\n";
+  ExpectEdits(Dialect::kNginx, {other});
+}
+
+TEST(ATrailingPlace, MayEndTheDirectivesName) {
+  ExpectEdits(Dialect::kNginx,
+              Each(Server, {{"", "", "x[% $v %];\n", {{"v", kNone, "y"}}, "\txy;\n"}}));
+}
+
+TEST(ADirectiveThatGoes, MayBeTheLastOfATextWithoutALineEnd) {
+  for (const std::string end : {"", " ", "  \t"}) {
+    for (const auto& [config, expected] :
+         {std::pair("x 1; y 1;" + end, "x 1;" + end), std::pair("y 1;" + end, std::string())}) {
+      SCOPED_TRACE(config);
+      const Case c = {"", config, Untaken("y 1;\n"), {}, expected};
+      const std::string edited = EditedText(RequestOf(Dialect::kNginx, c), config);
+      EXPECT_EQ(edited.substr(0, edited.find_last_not_of(" \t") + 1),
+                expected.substr(0, expected.find_last_not_of(" \t") + 1));
+    }
+  }
+}
+
+TEST(ANewBlock, StandsInTheConditionOfItsLike) {
+  const auto host = [](const std::string& name) {
+    return "<VirtualHost *:80>\n\tServerName " + name + "\n</VirtualHost>\n";
+  };
+  const auto condition = [](const std::string& lines) {
+    return "<IfModule m>\n" + lines + "</IfModule>\n";
+  };
+  ExpectEdits(Dialect::kApache,
+              {{"the first one in there",
+                condition(host("a")),
+                host("n"),
+                {},
+                condition(host("a") + host("n"))},
+               {"the second one in there",
+                condition("X 1\n<IfModule k>\n</IfModule>\n" + host("a")),
+                host("n"),
+                {},
+                condition("X 1\n<IfModule k>\n</IfModule>\n" + host("a") + host("n"))}});
+}
+
 // The first of them is where its beginning ends.
 TEST(TrailingPlaces, MayBeSeveralInAWord) {
   ExpectEdits(Dialect::kNginx, Each(Server, {{"two",
