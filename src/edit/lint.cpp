@@ -104,10 +104,10 @@ class Checker {
     WarnAt(Here(offset), name, message);
   }
 
-  // At `part` of the line.
+  // At `part` of the line, behind the blanks that it begins with.
   void Warn(const std::string& part, const char* name, const std::string& message) {
     const std::size_t at = m_line->text.find(part);
-    Warn(at == std::string::npos ? 0 : at, name, message);
+    Warn(at == std::string::npos ? 0 : at + part.find_first_not_of(' '), name, message);
   }
 
   std::size_t Begin() const { return Indentation(m_line->text).size(); }

@@ -1,0 +1,162 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// What is found in templates, and where. The messages are in docs/warnings.md, of which tests/cli
+// runs the examples.
+#include "edit/lint.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "edit/edit_case.h"
+
+namespace tov_edit {
+namespace {
+
+struct LintCase {
+  std::string name;
+  std::string text;
+  std::string expected;  // the places and the names
+};
+
+std::string Found(const std::vector<Finding>& findings) {
+  std::string found;
+  for (const Finding& finding : findings) {
+    EXPECT_EQ(finding.template_place.file, "site.template");
+    found += std::to_string(finding.template_place.line) + ":" +
+             std::to_string(finding.template_place.column) + " " + finding.name + "\n";
+  }
+  return found;
+}
+
+void ExpectFound(Dialect dialect, ValuesGiven given, const std::vector<LintCase>& cases) {
+  for (const LintCase& c : cases) {
+    SCOPED_TRACE(c.name);
+    Request request;
+    request.dialect = dialect;
+    request.template_name = "site.template";
+    request.template_text = c.text;
+    request.values["new"] = {{}, "1"};
+    request.values["both"] = {"1", "2"};
+    request.values["none"] = {};
+    const std::vector<Finding> findings = Lint(request, given);
+    EXPECT_EQ(Found(findings), c.expected) << AllOf(findings);
+  }
+}
+
+TEST(ATemplate, OfNginxIsLookedAtLineByLine) {
+  ExpectFound(
+      Dialect::kNginx, ValuesGiven::kNone,
+      {
+          {"a statement that there is none of", "x 1;\n{% foreach $x %}\n",
+           "2:1 unknown-statement\n"},
+          {"an elif by another name", "server {\n{% elseif $x %}\nx 1;\n}\n",
+           "2:1 stray-else\n2:4 keyword-prefix\n"},
+          {"an else with a condition", "{% if $x %}\nx 1;\n{% else if $y %}\nx 2;\n{% endif %}\n",
+           "3:4 keyword-prefix\n"},
+          {"an if without its endif", "{% if $x %}\nx 1;\n", "1:1 missing-endif\n"},
+          {"an endif without its if", "x 1;\n{% endif %}\n", "2:1 extra-endif\n"},
+          {"an else without its if", "x 1;\n{% else %}\nx 2;\n", "2:1 stray-else\n"},
+          {"and with or", "{% if $x == a and $y == b or $z == c %}\nx 1;\n{% endif %}\n",
+           "1:27 mixed-and-or\n"},
+          {"and, or",
+           "{% if $x == a and $y == b %}\nx 1;\n{% endif %}\n{% if $x == a or $y == b %}\nx 1;\n{% "
+           "endif %}\n",
+           ""},
+          {"an if without a condition", "{% if %}\nx 1;\n{% endif %}\n", "1:1 unknown-operator\n"},
+          {"another sign", "{% if $x = a %}\nx 1;\n{% endif %}\n", "1:10 unknown-operator\n"},
+          {"a sign without an operand", "{% if $x == %}\nx 1;\n{% endif %}\n",
+           "1:10 unknown-operator\n"},
+          {"a sign without blanks", "{% if $x==a %}\nx 1;\n{% endif %}\n",
+           "1:7 unknown-operator\n"},
+          {"an operand in quotes", "{% if $x == \"a\" %}\nx 1;\n{% endif %}\n",
+           "1:13 quoted-operand\n"},
+          {"an empty operand in quotes", "{% if $x == \"\" %}\nx 1;\n{% endif %}\n", ""},
+          {"a first operand in single quotes", "{% if 'a' != $x %}\nx 1;\n{% endif %}\n",
+           "1:7 quoted-operand\n"},
+          {"numbers", "{% if $x > 9 %}\nx 1;\n{% elif $x < 3 %}\nx 2;\n{% endif %}\n",
+           "1:10 numeric-comparison\n3:12 numeric-comparison\n"},
+          {"two words for one", "{% if $x == a b %}\nx 1;\n{% endif %}\n", "1:15 extra-words\n"},
+          {"three elifs",
+           "{% if $x == a %}\nx 1;\n{% elif $x == b %}\nx 2;\n{% elif $x == c %}\nx 3;\n{% elif $x "
+           "== d %}\nx 4;\n{% endif %}\n",
+           "5:1 third-branch\n"},
+          {"an if that does not close", "{% if $x\nx 1;\n{% endif %}\n", "1:1 unclosed-place\n"},
+          {"a place that does not close", "x {% $v ;\n", "1:3 unclosed-place\n"},
+          {"a trailing place that does not close", "x [% $v ;\n", "1:3 unclosed-place\n"},
+          {"a place without a dollar sign", "x {% v %};\n", "1:3 place-without-dollar\n"},
+          {"a comment of another language", "x {% $v %}; {# note #}\n",
+           "1:1 not-a-directive\n1:13 odd-comment\n"},
+          {"... alone", "{# note #}\n", "1:1 odd-comment\n"},
+          {"signs of one in a comment", "{#} note {# x\n", ""},
+          {"signs of one behind a line", "x {% $v %}; {#} note {# x\n", ""},
+          {"blank lines and comments", "\n  \n# a comment {% $v %}\n", ""},
+          {"a closing line too many", "}\n", "1:1 extra-closing\n"},
+          {"a block that does not close", "server {\nx 1;\n", "1:1 unclosed-block\n"},
+          {"opening lines in branches",
+           "server {\n{% if $x %}\nlocation / {\n{% else %}\nlocation /b {\n{% endif %}\ny "
+           "1;\n}\n}\n",
+           "3:1 branch-opening\n5:1 branch-opening\n"},
+          {"... in one branch", "{% if $x %}\nserver {\n{% endif %}\ny 1;\n}\n",
+           "2:1 branch-opening\n"},
+          {"names in branches",
+           "server {\n{% if $x %}\nserver_name a;\n{% else %}\nserver_name b;\n{% endif %}\n}\n",
+           "3:1 branch-identity\n5:1 branch-identity\n"},
+          {"names outside of all blocks",
+           "server_name a;\n{% if $x %}\nserver_name b;\n{% endif %}\n", ""},
+          {"a line without its end", "x 1\n", "1:1 not-a-directive\n"},
+          {"two directives", "x 1; y 2;\n", "1:1 not-a-directive\n"},
+          {"a brace on its own line", "server\n{\n}\n",
+           "1:1 not-a-directive\n2:1 not-a-directive\n3:1 extra-closing\n"},
+          {"a block on one line", "server { listen 80; }\n", "1:1 not-a-directive\n"},
+          {"nothing but a place", "{% $v %};\n", "1:1 empty-key\n"},
+          {"nothing but a trailing place", "[% $v %];\n", "1:1 empty-key\n"},
+          {"a place without an end", "{% $v %}\n", "1:1 not-a-directive\n"},
+          {"indented lines", "  x 1\n\ty 2\n", "1:3 not-a-directive\n2:2 not-a-directive\n"},
+      });
+}
+
+TEST(ATemplate, OfApacheIsLookedAtLineByLine) {
+  ExpectFound(Dialect::kApache, ValuesGiven::kNone,
+              {
+                  {"words with and without a sign", "Options +A B\n", "1:1 mixed-options\n"},
+                  {"all with a sign", "Options +A -B\n", ""},
+                  {"all without a sign", "Options A B\n", ""},
+                  {"a value that is not known", "Options +A {% $v %}\n", ""},
+                  {"a comment behind Options", "Options A # x\n", "1:11 options-comment\n"},
+                  {"a comment of the template", "Options A {#} # x\n", ""},
+                  {"other directives", "Foo +A B # x\n", ""},
+                  {"a closing line before its block", "</X>\n<X>\n",
+                   "1:1 extra-closing\n2:1 unclosed-block\n"},
+                  {"nothing but a place", "{% $v %}\n", "1:1 empty-key\n"},
+                  {"a name in a branch",
+                   "<VirtualHost *>\n{% if $x %}\nServerName a\n{% endif %}\n</VirtualHost>\n",
+                   "3:1 branch-identity\n"},
+              });
+}
+
+TEST(ATemplate, IsLookedAtWithItsValues) {
+  ExpectFound(
+      Dialect::kNginx, ValuesGiven::kAll,
+      {
+          {"a name without its old value", "server {\nserver_name {% $new %};\n}\n",
+           "2:13 missing-old-value\n"},
+          {"a name with it", "server {\nserver_name {% $both %};\n}\n", ""},
+          {"a name without any", "server {\nserver_name {% $none %};\n}\n", ""},
+          {"a name outside of all blocks", "server_name {% $new %};\n", ""},
+          {"an opening line", "location {% $new %} {\n}\n", "1:10 missing-old-value\n"},
+          {"a line that names nothing", "server {\nx {% $new %};\n}\n", ""},
+          {"values that nothing sets, each once", "x {% $new %} {% $a %} {% $a %} [% $b %];\n",
+           "1:14 unset-value\n1:32 unset-value\n"},
+          {"operands that nothing sets",
+           "{% if $a == $new and b or $c != $d %}\nx 1;\n{% elif none %}\nx 2;\n{% endif %}\n",
+           "1:7 unset-value\n1:22 unset-value\n1:24 mixed-and-or\n1:27 unset-value\n"
+           "1:33 unset-value\n"},
+      });
+  ExpectFound(Dialect::kNginx, ValuesGiven::kNone,
+              {{"values that are not known yet", "x {% $a %};\n{% if b %}\n{% endif %}\n", ""}});
+}
+
+}  // namespace
+}  // namespace tov_edit
