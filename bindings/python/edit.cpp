@@ -245,8 +245,7 @@ py::list TuplesOf(const std::vector<Item>& items) {
 // The dialect, blocks, directives, the error or None, and warnings.
 py::tuple Inspect(const Text& text, const Text& name,
                   const std::optional<std::string>& dialect_name) {
-  const std::optional<Dialect> named = DialectNamed(dialect_name);
-  const Dialect dialect = named ? *named : DialectOf(text.bytes, name.bytes, "");
+  const Dialect dialect = DialectOfText(dialect_name, text.bytes, name.bytes);
   tov_edit::Inspection inspection;
   WithoutGil([&] { inspection = tov_edit::Inspect(dialect, text.bytes, name.bytes); });
   py::object error = py::none();
@@ -262,6 +261,12 @@ std::optional<std::string> GuessDialect(const Text& text) {
 }
 
 }  // namespace
+
+Dialect DialectOfText(const std::optional<std::string>& dialect, const std::string& text,
+                      const std::string& name) {
+  const std::optional<Dialect> named = DialectNamed(dialect);
+  return named ? *named : DialectOf(text, name, "");
+}
 
 void DefineEdit(py::module_& module) {
   py::class_<PythonRequest>(module, "Request")

@@ -6,10 +6,23 @@
 
 #include <pybind11/pybind11.h>
 
+#include <optional>
+#include <string>
+
+#include "document/dialect.h"
+
 namespace python {
 
 // Request, guess_dialect, inspect: the careful edit.
 void DefineEdit(pybind11::module_& module);
+
+// adopt, adopt_common: templates from configurations.
+void DefineAdopt(pybind11::module_& module);
+
+// The dialect of this name; none: that of `text`, guessed. Throws Python's ValueError, under `name`
+// for the text, where there is none.
+tov_document::Dialect DialectOfText(const std::optional<std::string>& dialect,
+                                    const std::string& text, const std::string& name);
 
 // Files: the replacing of files.
 void DefineUpdate(pybind11::module_& module);

@@ -3,6 +3,7 @@
 // The template that most of many sites share.
 
 #include <algorithm>
+#include <iterator>
 #include <optional>
 #include <set>
 #include <unordered_map>
@@ -234,33 +235,37 @@ class Comparer {
     std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
       return m_candidates[a].sites.size() > m_candidates[b].sites.size();
     });
-    std::vector<bool> sharing(m_configs.size(), true);
+    m_sharing.assign(m_configs.size(), true);
     Numbers has(m_configs.size());  // how much of what is accepted each site has
-    std::size_t accepted = 0;
     for (const std::size_t id : order) {
-      Candidate& candidate = m_candidates[id];
-      const bool directive = !candidate.words.empty();
-      if (directive && !candidate.IsOtherElsewhere()) continue;  // its line is a candidate, too
-      if (candidate.parent != kNone && !m_candidates[candidate.parent].accepted) continue;
-      Numbers left;
-      for (const std::size_t site : candidate.sites) {
-        if (sharing[site]) left.push_back(site);
-      }
-      const bool may_lack = candidate.may_lack || directive;
-      const std::size_t count = may_lack ? candidate.sites.size() : left.size();
-      if (2 * count <= m_configs.size() || IsOfDirective(id)) continue;
-      candidate.accepted = true;
-      ++accepted;
-      for (const std::size_t site : candidate.sites) ++has[site];
-      if (may_lack) continue;
-      sharing.assign(sharing.size(), false);
-      for (const std::size_t site : left) sharing[site] = true;
+      if (!AcceptIfMostHave(id)) continue;
+      for (const std::size_t site : m_candidates[id].sites) ++has[site];
     }
-    if (accepted == 0) return kNone;
+    const auto most = std::max_element(has.begin(), has.end());
+    if (most == has.end() || *most == 0) return kNone;
     for (std::size_t site = 0; site < has.size(); ++site) {
       if (m_has_aliases[site]) ++has[site];
     }
     return static_cast<std::size_t>(std::max_element(has.begin(), has.end()) - has.begin());
+  }
+
+  // Takes a candidate that more than half of the sites have beside what they share.
+  bool AcceptIfMostHave(std::size_t id) {
+    Candidate& candidate = m_candidates[id];
+    const bool directive = !candidate.words.empty();
+    if (directive && !candidate.IsOtherElsewhere()) return false;  // its line is a candidate, too
+    if (candidate.parent != kNone && !m_candidates[candidate.parent].accepted) return false;
+    Numbers left;
+    std::copy_if(candidate.sites.begin(), candidate.sites.end(), std::back_inserter(left),
+                 [&](std::size_t site) { return m_sharing[site]; });
+    const bool may_lack = candidate.may_lack || directive;
+    const std::size_t count = may_lack ? candidate.sites.size() : left.size();
+    if (2 * count <= m_configs.size() || IsOfDirective(id)) return false;
+    candidate.accepted = true;
+    if (may_lack) return true;
+    m_sharing.assign(m_sharing.size(), false);
+    for (const std::size_t site : left) m_sharing[site] = true;
+    return true;
   }
 
   // Whether a line is one of a directive that is a candidate of its own.
@@ -426,6 +431,7 @@ class Comparer {
   std::set<std::string> m_of_directive;
   ValueNames m_names;
   std::vector<bool> m_has_aliases;  // which sites do
+  std::vector<bool> m_sharing;      // which have all that is accepted, but for what may be lacking
   std::set<std::string> m_used;     // values, by the template
   tov_edit::Request m_request;
   Common m_common;

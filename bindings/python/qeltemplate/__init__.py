@@ -22,6 +22,8 @@ says why, where, and what to write instead. The text is never edited in part.
     explain(config, template, ...)   what becomes of each line of the template, and why
     lint(template)                   what is wrong with a template
     inspect(config)                  a configuration as its server reads it
+    adopt(config)                    a template and its values, from a configuration
+    adopt_common(configs)            the template that most of many sites share
     guess_dialect(text)              "nginx" or "apache"
     update(paths)                    replaces files: all or none, with locks, backups, the server's check
     engine                           the engine below, which protects from nothing
@@ -36,12 +38,16 @@ While the library works the GIL is released: several threads edit several config
 """
 
 from . import engine
+from ._adopt import adopt, adopt_common
 from ._edit import ImportedFile, Request, edit, explain, guess_dialect, inspect, lint
-from ._errors import Cancelled, Error, Overtaken, Refused, ServerRefused, UpdateError
+from ._errors import Cancelled, Error, NotAdopted, Overtaken, Refused, ServerRefused, UpdateError
 from ._qeltemplate import __version__
 from ._results import (
+    Adopted,
     Block,
     Change,
+    Common,
+    CommonSite,
     Directive,
     EditResult,
     Explanation,
@@ -56,9 +62,12 @@ from ._results import (
 from ._update import File, Update, UpdateResult, update
 
 __all__ = [
+    "Adopted",
     "Block",
     "Cancelled",
     "Change",
+    "Common",
+    "CommonSite",
     "Directive",
     "EditResult",
     "Error",
@@ -68,6 +77,7 @@ __all__ = [
     "ImportedFile",
     "Inspection",
     "LineEvent",
+    "NotAdopted",
     "Overtaken",
     "Place",
     "Refused",
@@ -80,6 +90,8 @@ __all__ = [
     "UpdateError",
     "UpdateResult",
     "__version__",
+    "adopt",
+    "adopt_common",
     "edit",
     "engine",
     "explain",
@@ -90,8 +102,11 @@ __all__ = [
 ]
 
 for _class in (
+    Adopted,
     Block,
     Change,
+    Common,
+    CommonSite,
     Directive,
     EditResult,
     Explanation,

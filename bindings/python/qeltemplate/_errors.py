@@ -35,6 +35,22 @@ class Refused(Error):
         return "\n".join(map(str, self.findings))
 
 
+class NotAdopted(Error):
+    """There is no template for adopt() or adopt_common() to make.
+
+    findings: The reasons. str() has one line for each.
+    """
+
+    findings: Tuple[Finding, ...]
+
+    def __init__(self, findings: Tuple[Finding, ...]) -> None:
+        super().__init__(findings)
+        self.findings = findings
+
+    def __str__(self) -> str:
+        return "\n".join(map(str, self.findings))
+
+
 class UpdateError(Error):
     """Files cannot be replaced. All are the old ones, but for those in not_put_back.
 
@@ -95,6 +111,6 @@ class Cancelled(UpdateError):
     """Somebody has called Update.cancel(). All files are the old ones."""
 
 
-for _class in (Error, Refused, UpdateError, ServerRefused, Overtaken, Cancelled):
+for _class in (Error, NotAdopted, Refused, UpdateError, ServerRefused, Overtaken, Cancelled):
     _class.__module__ = "qeltemplate"
 del _class

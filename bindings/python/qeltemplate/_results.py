@@ -340,6 +340,56 @@ def finding_of(json: _Json) -> Finding:
     return Finding(**fields)
 
 
+@dataclass(frozen=True, repr=False)
+class Adopted(_Record, Generic[AnyStr]):
+    """The template of a configuration, with its values.
+
+    template: str for str, bytes for bytes.
+    values: By their names, each with its old text and its new one: what edit() takes.
+    left_out: What a template cannot express, with place and reason.
+    refusals: Why there is no template; none: there is one.
+    dialect: "nginx" or "apache".
+    """
+
+    template: AnyStr
+    values: Dict[str, Tuple[str, str]]
+    left_out: Tuple[Finding, ...] = ()
+    refusals: Tuple[Finding, ...] = ()
+    dialect: str = ""
+
+
+@dataclass(frozen=True, repr=False)
+class CommonSite(_Record):
+    """One of many sites, beside the template that most of them share.
+
+    values: For that template: what edit() takes.
+    shares: An edit with them changes nothing.
+    beyond: The site's lines that the template does not have.
+    lacking: The template's lines that the site does not have.
+    """
+
+    values: Dict[str, Tuple[str, str]]
+    shares: bool = False
+    beyond: Tuple[Finding, ...] = ()
+    lacking: Tuple[Finding, ...] = ()
+
+
+@dataclass(frozen=True, repr=False)
+class Common(_Record, Generic[AnyStr]):
+    """The template that most of many sites share.
+
+    template: str or bytes, as the first configuration.
+    sites: By the names of the configurations.
+    refusals: Why there is no template; none: there is one.
+    dialect: "nginx" or "apache".
+    """
+
+    template: AnyStr
+    sites: Mapping[Any, CommonSite]
+    refusals: Tuple[Finding, ...] = ()
+    dialect: str = ""
+
+
 def findings_of(json: Any) -> Tuple[Finding, ...]:
     return tuple(finding_of(finding) for finding in json)
 

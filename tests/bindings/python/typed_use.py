@@ -41,6 +41,12 @@ except qeltemplate.Refused as error:
 except qeltemplate.ServerRefused as refused:
     status: Optional[int] = refused.exit_status
 
+adopted: qeltemplate.Adopted[bytes] = qeltemplate.adopt(b"x", b"y", values={"a": "b"}, managed=["c"])
+made: bytes = qeltemplate.edit(b"x", adopted.template, adopted.values).text
+common: qeltemplate.Common[str] = qeltemplate.adopt_common({"a": "x", "b": "y"})
+shares: bool = common.sites["a"].shares
+lost: str = qeltemplate.adopt(b"x").template  # refused: assignment
+
 wrong: bytes = qeltemplate.edit("x", "y").text  # refused: assignment
 qeltemplate.edit(7, "y")  # refused: type-var
 qeltemplate.edit("x", Path("y"))  # refused: arg-type
