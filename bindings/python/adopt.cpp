@@ -43,7 +43,7 @@ py::dict ValuesOf(const tov_edit::Values& values) {
 }
 
 py::object FindingsOf(const std::vector<tov_edit::Finding>& findings) {
-  return ObjectOf(report::Json(findings));
+  return ObjectOf(findings);
 }
 
 // The template, the values, what is left out, the refusals, and the dialect. `after`: the template

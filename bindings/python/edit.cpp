@@ -103,14 +103,6 @@ Dialect DialectOf(const std::string& text, const std::string& name,
       name + ": its language cannot be told from the text; name it by dialect=" + kKnownDialects);
 }
 
-// What report::Write writes of it.
-template <class Reported>
-py::object ObjectOf(const Reported& reported) {
-  ObjectWriter writer;
-  Write(writer, reported);
-  return writer.Object();
-}
-
 class PythonRequest {
  public:
   PythonRequest(const Text& template_text, const Text& template_name,

@@ -60,6 +60,14 @@ class ObjectWriter final : public report::Writer {
   py::str m_name;                  // of the next member
 };
 
+// What report::Write writes of it.
+template <class Reported>
+py::object ObjectOf(const Reported& reported) {
+  ObjectWriter writer;
+  Write(writer, reported);
+  return writer.Object();
+}
+
 // Does `work` without the GIL. py::gil_scoped_release would take it back in a destructor: that is
 // where Python, when it ends, makes daemon threads unwind, which no destructor lets pass.
 template <class Work>
