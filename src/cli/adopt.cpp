@@ -154,8 +154,8 @@ Outcome RunCommon(const AdoptOptions& options, const std::vector<Text>& texts) {
   bool all_share = true;
   for (std::size_t i = 0; i < texts.size(); ++i) {
     all_share = all_share && common.sites[i].shares;
-    WriteFile(ValuesFileFor(options.values_file, texts[i].name),
-              report::JsonText(Json(common.sites[i].values)), options.overwrite);
+    WriteFile(ValuesFileFor(options.values_file, texts[i].name), ValuesText(common.sites[i].values),
+              options.overwrite);
   }
   return {Listed(common), all_share ? kDone : kFindings};
 }
