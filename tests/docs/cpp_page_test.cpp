@@ -6,9 +6,11 @@
 #include <qeltemplate/edit/edit.h>
 #include <qeltemplate/edit/file_importer.h>
 #include <qeltemplate/edit/lint.h>
+#include <qeltemplate/server/sites.h>
 #include <qeltemplate/update/update.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <optional>
@@ -115,6 +117,19 @@ std::vector<std::string> RenameSite(const std::string& file, const std::string& 
     update.Commit({});
   }
   return reasons;
+}
+
+// Where the sites of a server stand that have this name: "/etc/nginx/sites-enabled/shop:1:1".
+std::vector<std::string> PlacesOf(const std::string& main, const std::string& name) {
+  tov_server::ReadingOptions options;
+  options.dialect = tov_server::Dialect::kNginx;
+  options.main = main;
+  std::vector<std::string> places;
+  for (const tov_server::Site& site : tov_server::ReadSites(options).sites) {
+    if (!tov_server::HasName(site, options.dialect, name)) continue;
+    places.push_back(tov_edit::Shown(site.place));
+  }
+  return places;
 }
 
 // Edits the files, all of them or none.
@@ -258,6 +273,18 @@ TEST(CppPage, RenamesASiteOfAFile) {
   EXPECT_THAT(RenameSite(file, "a.example", "c.example"),
               testing::ElementsAre(testing::HasSubstr("name.template:1:1: there is no")));
   EXPECT_EQ(sandbox.Read("a"), "server {\n  server_name b.example;\n}\n");
+}
+
+TEST(CppPage, FindsTheSitesOfAServer) {
+  const Sandbox sandbox;
+  std::filesystem::create_directory(sandbox.PathOf("sites"));
+  sandbox.Write("nginx.conf", "http {\n  include sites/*;\n}\n");
+  sandbox.Write("sites/a", "server {\n  server_name a.example;\n}\n");
+  sandbox.Write("sites/b", "\n  server {\n    server_name *.b.example;\n  }\n");
+  const std::string main = sandbox.PathOf("nginx.conf");
+  EXPECT_THAT(PlacesOf(main, "x.b.example"),
+              testing::ElementsAre(sandbox.PathOf("sites/b") + ":2:3"));
+  EXPECT_THAT(PlacesOf(main, "c.example"), testing::IsEmpty());
 }
 
 }  // namespace
