@@ -110,6 +110,26 @@ TEST_F(FileUpdates, MakesAFileThatIsNotThere) {
   EXPECT_THAT(m_sandbox.Names(), ElementsAre("a", "b"));
 }
 
+TEST_F(FileUpdates, MakesAFileTogetherWithOthers) {
+  m_sandbox.Write("c", "old\n");
+  const auto update = [this] {
+    FileUpdate both = FileUpdate::WithMissing({PathOf("c")}, PathOf("b"));
+    EXPECT_EQ(both.Size(), 2U);
+    EXPECT_EQ(both.Name(1), PathOf("b"));
+    both.Replace(0, "new\n");
+    both.Replace(1, "made\n");
+    return both;
+  };
+  EXPECT_THROW(update().Commit(WithCheck("false")), ServerRefusal);
+  EXPECT_THAT(m_sandbox.Names(), ElementsAre("a", "c"));
+  EXPECT_EQ(m_sandbox.Read("c"), "old\n");
+  update().Commit(WithCheck("true"));
+  EXPECT_EQ(m_sandbox.Read("c"), "new\n");
+  EXPECT_EQ(m_sandbox.Read("b"), "made\n");
+  EXPECT_EQ(MessageOf<Failure>([this] { FileUpdate::WithMissing({PathOf("d")}, PathOf("b")); }),
+            "d: No such file or directory");
+}
+
 TEST_F(FileUpdates, AFileThatIsNotThereStaysAwayWhenItIsRefused) {
   FileUpdate update = FileUpdate::OfMissing(PathOf("b"));
   update.Replace(0, "new\n");

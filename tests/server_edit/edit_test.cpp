@@ -344,6 +344,14 @@ TEST(ABlock, OfSeveralFilesIsEditedInAllWhereThatIsAsked) {
                    {"sites/tls", "server {\n listen 443;\n server_name a;\n root /a;\n}\n"}}));
 }
 
+TEST(AnOldValue, IsReadFromTheFileThatHoldsTheSite) {
+  Request request = Nginx("server {\n  server_name a;\n  root {% $root %};\n}\n",
+                          {{"root", {std::nullopt, "/new"}}});
+  request.values["root"].read_old = true;
+  EXPECT_EQ(Edited(request, TwoSites()),
+            (Texts{{"sites/a", "server {\n    server_name a;\n    root /new;\n}\n"}}));
+}
+
 TEST(AnInclude, IsNotTakenAway) {
   const char* const removal = "http {\n{% if $no == yes %}\n  include sites/*;\n{% endif %}\n}\n";
   EXPECT_THAT(Refused(Nginx(removal, {{"no", {std::nullopt, "no"}}}), TwoSites()),
