@@ -851,6 +851,23 @@ TEST(ARename, FindsTheOldNameOrTheNewOne) {
 
 // --- Addresses ---
 
+TEST(ARename, OfALineWithATrailingPlaceFindsTheOldName) {
+  const auto site = [](const std::string& names) {
+    return "server {\n\tserver_name " + names + ";\n}\n";
+  };
+  const std::string text = "server {\nserver_name {% $n %} [% $more %];\n}\n";
+  ExpectEdits(Dialect::kNginx, {{"the second of two",
+                                 site("b w.b") + site("a w.a"),
+                                 text,
+                                 {{"n", "a", "c"}, {"more", kNone, "w.c"}},
+                                 site("b w.b") + site("c w.c")},
+                                {"when it is done",
+                                 site("b w.b") + site("c w.c"),
+                                 text,
+                                 {{"n", "a", "c"}, {"more", kNone, "w.c"}},
+                                 site("b w.b") + site("c w.c")}});
+}
+
 TEST(Addresses, AreComparedInNormalForm) {
   const auto edited = [](const std::string& name, const std::string& there,
                          const std::string& stated) {
@@ -1080,6 +1097,15 @@ TEST(ANamelessServerThatGoes, HasAllLinesWithOldValues) {
                         site(lines)};
     ExpectWarnings(Dialect::kNginx, {c});
   }
+}
+
+TEST(ANamelessServerThatGoes, HasOneOfTheLinesWhereThereAreSeveral) {
+  const std::string text = Untaken("server {\nlisten 80;\nroot {% $r %};\nindex {% $i %};\n}\n");
+  const std::string other = "server {\n\tlisten 80;\n}\n";
+  const std::string meant = "server {\n\tlisten 80;\n\troot /a;\n}\n";
+  const NamedValues values = {{"r", "/a", "/b"}, {"i", "x", "y"}};
+  ExpectEdits(Dialect::kNginx, {{"the second", other + meant, text, values, other},
+                                {"the first", meant + other, text, values, other}});
 }
 
 TEST(ConditionsThatAreAlike, AreNotAmbiguousWhenNothingInThemGoes) {

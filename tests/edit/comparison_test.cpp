@@ -207,5 +207,14 @@ TEST(Lists, MayHoldOrShareATextAtAll) {
   EXPECT_FALSE(ShareOne({}, {}));
 }
 
+TEST(Among, FewTextsAndManyIsFoundWhatIsThere) {
+  Texts texts;
+  for (int i = 0; i < 100; ++i) {
+    const Among among(texts);
+    for (int j = 0; j < 100; ++j) EXPECT_EQ(among.Has(std::to_string(j)), j < i) << i << " " << j;
+    texts.push_back(std::to_string(i));
+  }
+}
+
 }  // namespace
 }  // namespace tov_edit

@@ -605,6 +605,19 @@ TEST(AValueWithAControlCharacter, IsRefused) {
                  refused("a NUL byte", "set $x \"{% $v %}\";", std::string("x\0y", 3))});
 }
 
+TEST(AByteOrderMark, OfATemplateIsNoText) {
+  const std::string text = "server {\nserver_name a;\nx 1;\n}\n";
+  const std::string edited = "server {\n\tserver_name a;\n\tx 1;\n}\n";
+  ExpectEdits(
+      Dialect::kNginx,
+      {{"at its beginning", kSite, "\xEF\xBB\xBF" + text, {}, edited},
+       {"at that of an import", kSite, "{% import part %}\n", {}, edited, [](Request& request) {
+          request.importer = [](const std::string& name, const FilePlace&) {
+            return ImportedFile{name, "\xEF\xBB\xBFserver {\nserver_name a;\nx 1;\n}\n"};
+          };
+        }}});
+}
+
 // nginx reads no longer ones.
 TEST(ACommentOfATemplate, IsAsLongAsTheServerTakesIt) {
   const auto refused = [](const std::string& name, const std::string& line,

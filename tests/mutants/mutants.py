@@ -292,7 +292,9 @@ class Copy:
     def make(self, tests):
         subprocess.run(["cmake", "-G", "Ninja", "-S", self.source, "-B", self.build,
                         "-DCMAKE_CXX_COMPILER=clang++", "-DCMAKE_BUILD_TYPE=Debug",
-                        "-DCMAKE_CXX_FLAGS_DEBUG=-O1 -w -D_GLIBCXX_ASSERTIONS",
+                        # Without its last statement a function must not be taken to go on.
+                        "-DCMAKE_CXX_FLAGS_DEBUG=-O1 -w -D_GLIBCXX_ASSERTIONS -fsanitize=return"
+                        " -fsanitize-trap=return",
                         "-DQELTEMPLATE_BUILD_TESTS=ON", "-DQELTEMPLATE_STATIC_PROGRAM=OFF"],
                        check=True, stdout=subprocess.DEVNULL)
         made = subprocess.run(["cmake", "--build", self.build, "--target", *tests],
