@@ -133,8 +133,8 @@ void AddNewInOption(CLI::App& command, std::string& file) {
 }
 
 void RefuseServerOptions(const ServerOptions& options, const std::string& new_in) {
-  const bool none = new_in.empty() && options.roots.empty() && options.defines.empty() &&
-                    options.ask.empty();
+  const bool none =
+      new_in.empty() && options.roots.empty() && options.defines.empty() && options.ask.empty();
   if (none) return;
   throw CLI::ValidationError("--new-in, --root, --define, --modules", "are for --server");
 }

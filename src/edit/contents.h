@@ -62,7 +62,8 @@ class Contents {
   // What a block's head says, as Child::values.
   std::vector<std::string> HeadOf(BlockId block) const;
 
-  // Where a byte of the text stands, in the file `name` or in the one that it is from. Cost: the first time a pass over the text.
+  // Where a byte of the text stands, in the file `name` or in the one that it is from. Cost: the
+  // first time a pass over the text.
   FilePlace PlaceOf(const std::string& name, std::size_t offset) const;
 
   // Where the block begins.

@@ -55,8 +55,7 @@ std::string Quoted(std::string_view text) {
 const std::vector<FindingKind> kForcedRefusals = {
     {"unmatched-section", "a block of the template is not there, and is not new"},
     {"other-value", "a directive that may stand only once has another value"},
-    {"collision",
-     "two servers would be in each other's way, or two locations would be one"},
+    {"collision", "two servers would be in each other's way, or two locations would be one"},
     {"mixed-options", "Options words that httpd does not take together"},
     {"unused-value", "no line of the template uses a value"},
     {"syntax", "the server would not take the configuration"},

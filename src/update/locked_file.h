@@ -85,9 +85,9 @@ struct Glance {
   std::string text;
 };
 
-// Looks at a file that a LockedFile could lock at once, and lets go of it again. A file that another
-// update replaces at this very moment may be the one before. None where it could not be locked, for
-// whatever reason: to lock it will tell.
+// Looks at a file that a LockedFile could lock at once, and lets go of it again. A file that
+// another update replaces at this very moment may be the one before. None where it could not be
+// locked, for whatever reason: to lock it will tell.
 std::optional<Glance> GlanceAt(const std::string& name);
 
 }  // namespace tov_update

@@ -36,7 +36,8 @@ class FileUpdate::Locked {
       ExpectNotCancelled();
       LockedFile& locked = m_files.at(file).locked;
       const bool may_miss = missing && locked.Name() == *missing;
-      locked.Lock(deadline, may_miss ? LockedFile::Missing::kAllowed : LockedFile::Missing::kRefused,
+      locked.Lock(deadline,
+                  may_miss ? LockedFile::Missing::kAllowed : LockedFile::Missing::kRefused,
                   CancellationOrNull());
     }
   }

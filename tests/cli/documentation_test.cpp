@@ -100,12 +100,9 @@ TEST_F(Documentation, ManualPagesNameEachOptionOfTheirCommand) {
 
 TEST_F(Documentation, HelpAndManualKnowEachExitStatus) {
   const std::pair<const char*, Names> commands[] = {
-      {"adopt", {"0", "2", "3", "4", "6"}},
-      {"apply", {"0", "1", "2", "3", "4", "5", "7"}},
-      {"explain", {"0", "2", "3", "4"}},
-      {"inspect", {"0", "2", "3", "6"}},
-      {"lint", {"0", "2", "3", "6"}},
-      {"sites", {"0", "2", "3", "6"}},
+      {"adopt", {"0", "2", "3", "4", "6"}}, {"apply", {"0", "1", "2", "3", "4", "5", "7"}},
+      {"explain", {"0", "2", "3", "4"}},    {"inspect", {"0", "2", "3", "6"}},
+      {"lint", {"0", "2", "3", "6"}},       {"sites", {"0", "2", "3", "6"}},
       {"prototype", {"0", "2", "3", "4"}},
   };
   Names all;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // Edits of servers of several files.
-#include "server/server_edit.h"
+#include "edit/edit.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-#include "edit/edit.h"
+#include "server/server_edit.h"
 #include "server_edit/written_tree.h"
 #include "support/real_configs.h"
 
@@ -278,9 +278,10 @@ TEST(ANewSite, NeedsAFileThatTheServerReads) {
 }
 
 TEST(ANewSite, NeedsAFileThatNginxReadsForHttp) {
-  const ServerFiles server = ServerOf(
-      Dialect::kNginx, {{"nginx.conf", "include modules/*;\nevents {}\nhttp {\n  include sites/*;\n}\n"},
-                        {"sites/a", "server {\n  server_name a;\n}\n"}});
+  const ServerFiles server =
+      ServerOf(Dialect::kNginx,
+               {{"nginx.conf", "include modules/*;\nevents {}\nhttp {\n  include sites/*;\n}\n"},
+                {"sites/a", "server {\n  server_name a;\n}\n"}});
   const Request request = Nginx(kNewSite, {{"name", {std::nullopt, "n"}}});
   EXPECT_THAT(Refused(request, server, {"/s/modules/{name}.conf"}),
               HasSubstr("the server reads '/s/modules/n.conf' outside of http"));
