@@ -417,7 +417,7 @@ TEST_F(ApplyServer, KnowsItsOptions) {
   EXPECT_THAT(Run(With({"apply", "--server", "a", "b", "--diff"}, name)).err,
               HasSubstr("--server: takes one CONFIG"));
   EXPECT_THAT(Run(With({"apply", "--server", "a"}, name)).err,
-              HasSubstr("--server: needs --diff, --in-place or --dry-run"));
+              HasSubstr("--server: needs --diff, --in-place, --dry-run or --json"));
   EXPECT_THAT(Run(With({"apply", "--server", "-", "--diff"}, name)).err,
               HasSubstr("a server is not read from standard input"));
   EXPECT_THAT(Run(With({"apply", "--new-in", "a", "site.conf"}, name)).err,
