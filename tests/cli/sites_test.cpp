@@ -258,6 +258,20 @@ TEST_F(Sites, AreInspectedAsThePageShows) {
             texts.at(1) + "\n" + texts.at(2));
 }
 
+// Files that take their time, to be opened, are counted on a terminal after a second; then the
+// line goes.
+TEST_F(Sites, ShowHowFarTheReadingIsWhenItTakesLong) {
+  for (int i = 0; i < 20; ++i) m_sandbox.Write("sites/file" + std::to_string(i), "");
+  const auto shown = [this](const std::string& delay) {
+    const std::string line = "strace -o calls -e inject=openat:delay_enter=" + delay +
+                             " " QELTEMPLATE_PROGRAM " sites --dialect nginx nginx.conf >out";
+    return m_sandbox.Run({"script", "--quiet", "--return", "--command", line, "/dev/null"}).out;
+  };
+  EXPECT_THAT(shown("80000"), testing::MatchesRegex("(\r[0-9]+ files read)+\r\x1b\\[K"));
+  EXPECT_EQ(shown("1"), "");
+  EXPECT_EQ(m_sandbox.Read("out"), m_a + m_b1 + m_b2);
+}
+
 // No file is written: none is opened for that, made, renamed or removed.
 TEST_F(Sites, AreReadOnly) {
   const std::string calls = m_sandbox.PathOf("calls");
