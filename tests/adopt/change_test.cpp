@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // Random changes of the files that people have, made by a tree that shares nothing with what looks
-// for them, are found again: the template leads from one text to the other and back.
+// for them, are found again: the template leads from one text to the other and back. The sites of
+// the changed texts are adopted.
+//
+// SEED and CASES, how often each file is changed, come from the environment.
 
 #include <gtest/gtest.h>
 
@@ -203,6 +206,63 @@ TEST(RandomChanges, OfLinesOfNginxAreFoundAgain) {
 
 TEST(RandomChanges, OfLinesOfApacheAreFoundAgain) {
   ExpectFound(Dialect::kApache, RandomChange::Kind::kLines, 60);
+}
+
+// A site of a text becomes a template, an edit with which changes nothing. With another name it can
+// be edited back.
+void TryToAdopt(Dialect dialect, const std::string& text, const std::string& site, int& adopted) {
+  SCOPED_TRACE(site);
+  tov_adopt::Options options;
+  options.dialect =
+      dialect == Dialect::kNginx ? tov_edit::Dialect::kNginx : tov_edit::Dialect::kApache;
+  options.site = site;
+  const tov_adopt::Adopted made = Adopt(options, text, "site.conf");
+  if (!made.refusals.empty()) return;
+  ++adopted;
+  tov_edit::Request request;
+  request.dialect = options.dialect;
+  request.template_text = made.template_text;
+  request.values = made.values;
+  EXPECT_EQ(Edited(request, text), text);
+  if (made.values.count("name") == 0) return;
+  request.values["name"].new_value = "other.example";
+  const std::string renamed = Edited(request, text);
+  EXPECT_NE(renamed, text);
+  for (auto& [name, value] : request.values) std::swap(value.old_value, value.new_value);
+  EXPECT_EQ(Edited(request, renamed), text);
+}
+
+void ExpectAdopted(Dialect dialect, int fewest) {
+  const auto seed = static_cast<unsigned>(NumberFrom("SEED", 1));
+  const int rounds = NumberFrom("CASES", 3);
+  unsigned number = 0;
+  int sites = 0;
+  int adopted = 0;
+  for (const auto& [name, text] : RealConfigs(dialect == Dialect::kNginx ? "nginx" : "apache")) {
+    if (!edit_judge::ReadTree(dialect, text).error.empty() || text.size() > 20'000) continue;
+    for (int round = 0; round < rounds; ++round) {
+      SCOPED_TRACE(name + ", round " + std::to_string(round));
+      const std::string changed =
+          RandomChange(dialect, RandomChange::Kind::kLines, seed * 100'000 + ++number).Of(text);
+      const Tree tree = edit_judge::ReadTree(dialect, changed);
+      if (!tree.error.empty()) continue;
+      for (const Site& site : SitesIn(dialect, changed, tree)) {
+        ++sites;
+        TryToAdopt(dialect, changed, site.option, adopted);
+      }
+    }
+  }
+  std::cout << adopted << " of " << sites << " sites adopted\n";
+  EXPECT_GE(adopted, fewest);
+  EXPECT_GE(100 * adopted, 90 * sites);
+}
+
+TEST(RandomTexts, OfNginxAreAdopted) {
+  ExpectAdopted(Dialect::kNginx, 100);
+}
+
+TEST(RandomTexts, OfApacheAreAdopted) {
+  ExpectAdopted(Dialect::kApache, 50);
 }
 
 }  // namespace
