@@ -118,10 +118,11 @@ Adopted AdoptedFrom(const tov_adopt::Options& options, const std::vector<Text>& 
                                 {texts[1].text, texts[1].name});
 }
 
-// "DIR/site.json" of "/etc/nginx/sites/site.conf".
+// "DIR/site.json" of "/etc/nginx/sites/site.conf", "DIR/a.example.json" of ".../a.example".
 std::string ValuesFileFor(const std::string& directory, const std::string& config_file) {
-  const std::filesystem::path name = std::filesystem::path(config_file).filename();
-  return (std::filesystem::path(directory) / name).replace_extension(".json").string();
+  std::filesystem::path name = std::filesystem::path(config_file).filename();
+  if (name.extension() == ".conf") name.replace_extension();
+  return (std::filesystem::path(directory) / (name += ".json")).string();
 }
 
 // What each site has beyond the template, what it lacks, and how many share it.

@@ -123,6 +123,18 @@ TEST_F(AdoptCommand, MakesOneTemplateOfManySites) {
   EXPECT_EQ(Adopt(words).exit_code, 3) << "the files are there";
 }
 
+TEST_F(AdoptCommand, NamesFilesOfValuesAfterTheSites) {
+  const std::string site = kSite;
+  for (const char* const name : {"a.example", "a.org", "b.conf"}) m_sandbox.Write(name, site);
+  EXPECT_EQ(Adopt({"--common", "--template", "new.template", "--values", "values", "a.example",
+                   "a.org", "b.conf"})
+                .exit_code,
+            0);
+  for (const char* const name : {"a.example.json", "a.org.json", "b.json"}) {
+    EXPECT_TRUE(std::filesystem::exists(m_sandbox.PathOf(std::string("values/") + name))) << name;
+  }
+}
+
 TEST_F(AdoptCommand, KnowsWhatIsWrongUsage) {
   EXPECT_EQ(Adopt({"--common", "--template", "t", "site.conf"}).exit_code, 2);
   EXPECT_EQ(Adopt({"--common", "--values", "v", "site.conf"}).exit_code, 2);
