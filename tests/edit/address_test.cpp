@@ -1108,6 +1108,22 @@ TEST(ANamelessServerThatGoes, HasOneOfTheLinesWhereThereAreSeveral) {
                                 {"the first", meant + other, text, values, other}});
 }
 
+// An address says enough.
+TEST(AServerThatGoes, IsMeantByItsNameAndAddressWhateverItsLines) {
+  const std::string site = "server {\n\tlisten 80;\n\tserver_name a;\n\troot /a;\n}\n";
+  ExpectEdits(Dialect::kNginx,
+              {{"", site, Untaken("server {\nlisten 80;\nserver_name a;\nroot /b;\n}\n"), {}, ""}});
+  ExpectWarnings(Dialect::kNginx, {{"by its name alone",
+                                    site,
+                                    Untaken("server {\nserver_name a;\nroot /b;\n}\n"),
+                                    {},
+                                    "not-removed",
+                                    "site.template:2:1:",
+                                    "State its address",
+                                    nullptr,
+                                    site}});
+}
+
 TEST(ConditionsThatAreAlike, AreNotAmbiguousWhenNothingInThemGoes) {
   const std::string text =
       "<IfModule m>\n" + Untaken("<Location /x>\n</Location>\n") + "</IfModule>\n";

@@ -1597,6 +1597,14 @@ TEST(ATrailingPlace, IsFoundInWhatAnotherLineStates) {
   ExpectEdits(Dialect::kNginx, {other});
 }
 
+TEST(TrailingPlaces, OfTwoLinesAreTwoDirectives) {
+  ExpectEdits(Dialect::kNginx, {{"each is what it says already",
+                                 "server {\n\tserver_name a b;\n\tserver_name c d;\n}\n",
+                                 "server {\nserver_name [% $n %];\nserver_name [% $m %];\n}\n",
+                                 {{"n", kNone, "b a"}, {"m", kNone, "c d"}},
+                                 "server {\n\tserver_name a b;\n\tserver_name c d;\n}\n"}});
+}
+
 TEST(ATrailingPlace, MayEndTheDirectivesName) {
   ExpectEdits(Dialect::kNginx,
               Each(Server, {{"", "", "x[% $v %];\n", {{"v", kNone, "y"}}, "\txy;\n"}}));
@@ -1686,6 +1694,21 @@ TEST(Options, AreComparedWordByWord) {
              {},
              "\tOptions Indexes +Indexes\n",
              [](Request& request) { request.forced = {"mixed-options"}; }},
+            {"one that were mixed before stay so",
+             "\tOptions Indexes +ExecCGI\n",
+             "Options FollowSymLinks\n",
+             {},
+             "\tOptions Indexes +ExecCGI FollowSymLinks\n"},
+            {"several new ones of one line",
+             "\tOptions Indexes\n",
+             "Options ExecCGI Indexes Includes\n",
+             {},
+             "\tOptions Indexes ExecCGI Includes\n"},
+            {"a sign changes in its place",
+             "\tOptions +Indexes +ExecCGI\n",
+             "Options -Indexes +Includes\n",
+             {},
+             "\tOptions -Indexes +ExecCGI +Includes\n"},
             {"those of the last directive",
              "\tOptions Indexes\n\tOptions ExecCGI\n",
              "Options {% $o %}\n",
