@@ -142,6 +142,14 @@ TEST_F(Quoting, OfApache) {
   ExpectRefused(Dialect::kApache, "SetEnv X ${% $v %}", "{HOME}", "a variable");
 }
 
+// Before the first byte that may not, nor behind the last one.
+TEST_F(Quoting, KnowsTheBytesThatAVariablesNameMayHave) {
+  for (const char byte : std::string("azAZ09_")) {
+    ExpectRefused(Dialect::kNginx, "add_header X {% $v %};", std::string("b $") + byte,
+                  "a variable");
+  }
+}
+
 TEST_F(Quoting, LeavesTheQuotesOfTheFileWhereTheyAreStyle) {
   const std::string line = "root {% $v %};";
   const auto edited = [&](const std::string& from, const std::string& old_value,

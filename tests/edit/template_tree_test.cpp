@@ -618,6 +618,28 @@ TEST(AByteOrderMark, OfATemplateIsNoText) {
         }}});
 }
 
+// The file might use it.
+TEST(AValueThatNothingUses, IsNotSaidWhereAnImportCannotBeRead) {
+  const auto refusals = [](const std::string& problem, bool found) {
+    Request request;
+    request.template_name = "site.template";
+    request.template_text = "{% import part %}\n";
+    request.values["v"] = {kNone, "1"};
+    request.must_be_used = {"v"};
+    request.importer = [&](const std::string& name, const FilePlace&) {
+      return found ? std::optional(ImportedFile{name, "", problem}) : std::nullopt;
+    };
+    return AllOf(Edit(request, kSite, "site.conf").refusals);
+  };
+  EXPECT_EQ(refusals("", true),
+            "site.template: no line of the template uses the value 'v'. Correct the name, or leave "
+            "the value out [unused-value]\n");
+  EXPECT_EQ(refusals("cannot be read", true), "site.template:1:4: cannot be read [import]\n");
+  EXPECT_EQ(refusals("", false),
+            "site.template:1:4: there is no file 'part'. Correct its name, or take the import out "
+            "[import]\n");
+}
+
 // nginx reads no longer ones.
 TEST(ACommentOfATemplate, IsAsLongAsTheServerTakesIt) {
   const auto refused = [](const std::string& name, const std::string& line,
