@@ -134,6 +134,19 @@ TEST_F(ServerCommands, WarningsAreToldThatTheOldFilesDidNotGive) {
   }
 }
 
+// Only a check that a signal has ended is no check.
+TEST_F(ServerCommands, OldFilesThatAreNotTakenDoNotStopAnUpdateWhateverIsHeld) {
+  for (const bool held : {false, true}) {
+    SCOPED_TRACE(held);
+    m_sandbox.Write("a", "old\n");
+    tov_update::UpdateOptions options =
+        WithCheck(Here("grep -q new a"), tov_update::NewWarnings::kTold);
+    options.hold_stop_signals = held;
+    EXPECT_THAT(Commit("new\n", {"a"}, options), IsEmpty());
+    EXPECT_EQ(m_sandbox.Read("a"), "new\n");
+  }
+}
+
 TEST_F(ServerCommands, TheOldFilesAreCheckedBeforeAnythingElseIsDone) {
   const std::string check = Here("ls -A | wc -l >>../log; cat a >>../log");
   Commit("new\n", {"a", "b"}, {"~", check, "", tov_update::NewWarnings::kTold});
