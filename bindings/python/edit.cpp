@@ -163,6 +163,15 @@ class PythonRequest {
     return ObjectOf(found);
   }
 
+  const std::optional<Dialect>& StatedDialect() const { return m_dialect; }
+
+  // `loader` must outlive what is returned; none: imports are as the request has them.
+  tov_edit::Request RequestFor(Dialect dialect, const py::handle& loader) const {
+    tov_edit::Request request = RequestFor(dialect);
+    if (!loader.is_none()) request.importer = ImporterOf(loader);
+    return request;
+  }
+
  private:
   Dialect DialectFor(const std::string& text, const std::string& name) const {
     return m_dialect ? *m_dialect : DialectOf(text, name, m_request.template_text);
@@ -171,13 +180,6 @@ class PythonRequest {
   tov_edit::Request RequestFor(Dialect dialect) const {
     tov_edit::Request request = m_request;
     request.dialect = dialect;
-    return request;
-  }
-
-  // `loader` must outlive what is returned; none: imports are as the request has them.
-  tov_edit::Request RequestFor(Dialect dialect, const py::handle& loader) const {
-    tov_edit::Request request = RequestFor(dialect);
-    if (!loader.is_none()) request.importer = ImporterOf(loader);
     return request;
   }
 
@@ -258,6 +260,15 @@ Dialect DialectOfText(const std::optional<std::string>& dialect, const std::stri
                       const std::string& name) {
   const std::optional<Dialect> named = DialectNamed(dialect);
   return named ? *named : DialectOf(text, name, "");
+}
+
+tov_edit::Request RequestOf(const py::object& request, Dialect dialect, const py::handle& loader) {
+  const auto& asked = request.cast<const PythonRequest&>();
+  if (asked.StatedDialect().value_or(dialect) != dialect) {
+    ThrowValueError("the request is for " + std::string(NameOf(*asked.StatedDialect())) +
+                    ", and the server is " + NameOf(dialect));
+  }
+  return asked.RequestFor(dialect, loader);
 }
 
 void DefineEdit(py::module_& module) {

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "document/dialect.h"
+#include "edit/request.h"
 
 namespace python {
 
@@ -26,6 +27,14 @@ tov_document::Dialect DialectOfText(const std::optional<std::string>& dialect,
 
 // Files: the replacing of files.
 void DefineUpdate(pybind11::module_& module);
+
+// Server: the files of a whole server.
+void DefineServer(pybind11::module_& module);
+
+// What `request`, a Request, asks of a server of `dialect`, with `loader` for its imports, which
+// has to outlive what is returned. Throws Python's ValueError when it is for another dialect.
+tov_edit::Request RequestOf(const pybind11::object& request, tov_document::Dialect dialect,
+                            const pybind11::handle& loader);
 
 // Parser and the log: the engine.
 void DefineEngine(pybind11::module_& module);

@@ -73,7 +73,7 @@ class PythonFiles {
     Interruptibly(m_cancellation, [&] {
       const std::chrono::milliseconds wait = Milliseconds(lock_wait);
       m_update = std::make_unique<tov_update::FileUpdate>(
-          may_be_missing ? tov_update::FileUpdate::OfMissing(names.at(0), wait, m_cancellation)
+          may_be_missing ? WithLastMissing(names, wait)
                          : tov_update::FileUpdate(names, wait, m_cancellation));
     });
   }
@@ -127,6 +127,13 @@ class PythonFiles {
   }
 
  private:
+  tov_update::FileUpdate WithLastMissing(std::vector<std::string> names,
+                                         std::chrono::milliseconds wait) const {
+    const std::string missing = names.at(names.size() - 1);
+    names.pop_back();
+    return tov_update::FileUpdate::WithMissing(std::move(names), missing, wait, m_cancellation);
+  }
+
   tov_update::FileUpdate& Opened() const {
     if (!m_update) throw std::logic_error("the update is over");
     return *m_update;

@@ -25,6 +25,7 @@ says why, where, and what to write instead. The text is never edited in part.
     adopt(config)                    a template and its values, from a configuration
     adopt_common(configs)            the template that most of many sites share
     guess_dialect(text)              "nginx" or "apache"
+    Server(main)                     all files of a server: its sites, and edits wherever these stand
     update(paths)                    replaces files: all or none, with locks, backups, the server's check
     engine                           the engine below, which protects from nothing
 
@@ -51,14 +52,20 @@ from ._results import (
     Directive,
     EditResult,
     Explanation,
+    FileEdit,
     Finding,
     Inspection,
     LineEvent,
     Place,
+    ServerEditResult,
+    ServerExplanation,
+    Site,
+    SiteAddress,
     Statement,
     TemplateBlock,
     TemplateLine,
 )
+from ._server import Server
 from ._update import File, Update, UpdateResult, update
 
 __all__ = [
@@ -73,6 +80,7 @@ __all__ = [
     "Error",
     "Explanation",
     "File",
+    "FileEdit",
     "Finding",
     "ImportedFile",
     "Inspection",
@@ -82,7 +90,12 @@ __all__ = [
     "Place",
     "Refused",
     "Request",
+    "Server",
+    "ServerEditResult",
+    "ServerExplanation",
     "ServerRefused",
+    "Site",
+    "SiteAddress",
     "Statement",
     "TemplateBlock",
     "TemplateLine",
@@ -110,10 +123,15 @@ for _class in (
     Directive,
     EditResult,
     Explanation,
+    FileEdit,
     Finding,
     Inspection,
     LineEvent,
     Place,
+    ServerEditResult,
+    ServerExplanation,
+    Site,
+    SiteAddress,
     Statement,
     TemplateBlock,
     TemplateLine,

@@ -2,9 +2,9 @@
 
 """The exceptions of the module. Memory that runs out is a MemoryError, as everywhere."""
 
-from typing import Any, Iterable, Optional, Tuple
+from typing import Any, Iterable, Optional, Tuple, Union
 
-from ._results import EditResult, Finding
+from ._results import EditResult, Finding, ServerEditResult
 from ._texts import shown
 
 
@@ -17,19 +17,21 @@ class Refused(Error):
 
     str() has one line for each reason, with its place and the way out.
 
-    result: The text as it was, and what would be done but for the refusals.
+    result: An EditResult, with the text as it was, and what would be done but for the refusals. Of
+        a server's edit a ServerEditResult.
     """
 
-    result: EditResult[Any]
+    result: Any
 
-    def __init__(self, result: EditResult[Any]) -> None:
+    def __init__(self, result: Union[EditResult[Any], ServerEditResult]) -> None:
         super().__init__(result)
         self.result = result
 
     @property
     def findings(self) -> Tuple[Finding, ...]:
         """The reasons."""
-        return self.result.refusals
+        findings: Tuple[Finding, ...] = self.result.refusals
+        return findings
 
     def __str__(self) -> str:
         return "\n".join(map(str, self.findings))

@@ -158,6 +158,7 @@ class LineEvent(_Record):
 
     kind: "found", "added", "changed", "removed".
     line: Where it begins before the edit; None: it is new.
+    file: Of a server's edit: the file that it stands in. "": it is new, or the one file.
     """
 
     kind: str
@@ -165,6 +166,7 @@ class LineEvent(_Record):
     column: Optional[int] = None
     before: str = ""
     after: str = ""
+    file: str = ""
 
 
 @dataclass(frozen=True, repr=False)
@@ -229,9 +231,107 @@ class Explanation(_Record, Generic[AnyStr]):
     blocks: Tuple[TemplateBlock, ...] = ()
 
     def __str__(self) -> str:
-        lines = [(str(line.place), line.text.strip(), line.said) for line in self.template_lines]
-        width = max((len(place) for place, _, _ in lines), default=0)
-        return "\n".join(f"{place:{width}}  {shown(text)}  # {said}" for place, text, said in lines)
+        return _table(self.template_lines)
+
+
+def _table(template_lines: Tuple[TemplateLine, ...]) -> str:
+    lines = [(str(line.place), line.text.strip(), line.said) for line in template_lines]
+    width = max((len(place) for place, _, _ in lines), default=0)
+    return "\n".join(f"{place:{width}}  {shown(text)}  # {said}" for place, text, said in lines)
+
+
+@dataclass(frozen=True, repr=False)
+class SiteAddress(_Record):
+    """Where a site listens.
+
+    address: In normal form: "*:80", "[::1]:8080", "*:443/udp".
+    tls: It speaks TLS there.
+    default: It is nginx's default_server there, as it says itself.
+    """
+
+    address: str
+    tls: bool = False
+    default: bool = False
+
+
+@dataclass(frozen=True, repr=False)
+class Site(_Record):
+    """A site of a server: a block of nginx's server, or a <VirtualHost>.
+
+    names: In lower case, but for regular expressions; a ServerName is the first.
+    addresses: Those that the server takes where none is stated, too.
+    root: The directory with its documents, as it is written; "": none is stated.
+    place: Where its block begins.
+    protocol: "http", of nginx also "stream" or "mail".
+    """
+
+    names: Tuple[str, ...]
+    addresses: Tuple[SiteAddress, ...]
+    root: str
+    place: Place
+    protocol: str = "http"
+
+
+@dataclass(frozen=True, repr=False)
+class FileEdit(_Record):
+    """A file of a server that an edit changes, or makes.
+
+    name: As the server names it.
+    text: Edited.
+    old_text: As it has been read; empty for a new one.
+    is_new: It is not there yet.
+    changes: What makes the text of the old one, carried out from the last to the first.
+    """
+
+    name: str
+    text: bytes
+    old_text: bytes = b""
+    is_new: bool = False
+    changes: Tuple[Change[bytes], ...] = ()
+
+
+@dataclass(frozen=True, repr=False)
+class ServerEditResult(_Record):
+    """What an edit makes of a server's files. Nothing is written; see Server.write().
+
+    files: Those that change, in the order in which the server reads them; of a refused edit none.
+    skipped: The server has none of the template's blocks (skip_missing).
+    warnings: What should be known about the edit.
+    refusals: Why the edit is refused; none: it is made.
+    dialect: "nginx" or "apache".
+    """
+
+    files: Tuple[FileEdit, ...] = ()
+    skipped: bool = False
+    warnings: Tuple[Finding, ...] = ()
+    refusals: Tuple[Finding, ...] = ()
+    dialect: str = ""
+
+    @property
+    def changed(self) -> bool:
+        """There are files that change."""
+        return bool(self.files)
+
+    @property
+    def refused(self) -> bool:
+        """The edit is not made."""
+        return bool(self.refusals)
+
+
+@dataclass(frozen=True, repr=False)
+class ServerExplanation(_Record):
+    """An edit of a server, and what becomes of each line of the template, in which file.
+
+    str() is a table of the template lines.
+    """
+
+    result: ServerEditResult
+    statements: Tuple[Statement, ...] = ()
+    template_lines: Tuple[TemplateLine, ...] = ()
+    blocks: Tuple[TemplateBlock, ...] = ()
+
+    def __str__(self) -> str:
+        return _table(self.template_lines)
 
 
 @dataclass(frozen=True, repr=False)
@@ -437,7 +537,10 @@ def _template_line(json: _Json) -> TemplateLine:
     return TemplateLine(**fields)
 
 
-def explanation_of(text: AnyStr, json: _Json) -> Explanation[AnyStr]:
+_Report = Tuple[Tuple[Statement, ...], Tuple[TemplateLine, ...], Tuple[TemplateBlock, ...]]
+
+
+def _report_of(json: _Json) -> _Report:
     config = json["config"]
     statements = (
         Statement(
@@ -458,9 +561,59 @@ def explanation_of(text: AnyStr, json: _Json) -> Explanation[AnyStr]:
         )
         for block in json["blocks"]
     )
-    return Explanation(
-        result_of(text, json),
-        tuple(statements),
-        tuple(_template_line(line) for line in json["template_lines"]),
-        tuple(blocks),
+    lines = tuple(_template_line(line) for line in json["template_lines"])
+    return tuple(statements), lines, tuple(blocks)
+
+
+def explanation_of(text: AnyStr, json: _Json) -> Explanation[AnyStr]:
+    return Explanation(result_of(text, json), *_report_of(json))
+
+
+# --- Of a server ---
+
+
+def site_of(fields: Any) -> Site:
+    names, addresses, root, place, protocol = fields
+    several = tuple(SiteAddress(*address) for address in addresses)
+    return Site(tuple(names), several, root, Place(*place), protocol)
+
+
+def _file_edit(fields: Any) -> FileEdit:
+    name, is_new, old_text, text, json = fields
+    return FileEdit(name, text, old_text, is_new, result_of(text, json).changes)
+
+
+def server_result_of(files: Any, json: _Json) -> ServerEditResult:
+    return ServerEditResult(
+        tuple(_file_edit(file) for file in files),
+        json.get("skipped", False),
+        findings_of(json["warnings"]),
+        findings_of(json["refusals"]),
+        json["dialect"],
+    )
+
+
+def _in_files(names: Any, places: Any) -> Any:
+    """The places, or events, each in the file of the same number."""
+    return tuple(
+        dataclasses.replace(place, file=name) for name, place in zip(names, places)
+    )
+
+
+def server_explanation_of(
+    files: Any, result: _Json, report: _Json, where: Any
+) -> ServerExplanation:
+    statements, lines, blocks = _report_of(report)
+    in_blocks, in_lines = where
+    return ServerExplanation(
+        server_result_of(files, result),
+        statements,
+        tuple(
+            dataclasses.replace(line, events=_in_files(names, line.events))
+            for names, line in zip(in_lines, lines)
+        ),
+        tuple(
+            dataclasses.replace(block, found=_in_files(names, block.found))
+            for names, block in zip(in_blocks, blocks)
+        ),
     )

@@ -79,6 +79,32 @@ def _paths(paths: object) -> List[Path]:
     return several
 
 
+class _Commit:
+    """How an update ends."""
+
+    def __init__(
+        self,
+        backup: Optional[Text],
+        check: Text,
+        reload: Text,
+        new_warnings: str,
+        command_limit: Optional[float],
+    ) -> None:
+        if backup is not None:
+            checked_text("backup", backup)
+        self._options = (
+            backup,
+            checked_text("check", check),
+            checked_text("reload", reload),
+            one_of("new_warnings", new_warnings, ("ignore", "tell", "refuse")),
+            None if command_limit is None else float(command_limit),
+        )
+
+    def __call__(self, files: _qeltemplate.Files) -> UpdateResult:
+        changed, backups, warnings, checked, reloaded = files.commit(*self._options)
+        return UpdateResult(tuple(changed), tuple(backups), tuple(warnings), checked, reloaded)
+
+
 class Update:
     """Replaces what files hold, all of them or none; see update().
 
@@ -102,15 +128,7 @@ class Update:
         self._paths = _paths(paths)
         if may_be_missing and len(self._paths) != 1:
             raise ValueError("may_be_missing is for an update of one file")
-        if backup is not None:
-            checked_text("backup", backup)
-        self._options = (
-            backup,
-            checked_text("check", check),
-            checked_text("reload", reload),
-            one_of("new_warnings", new_warnings, ("ignore", "tell", "refuse")),
-            None if command_limit is None else float(command_limit),
-        )
+        self._commit = _Commit(backup, check, reload, new_warnings, command_limit)
         self._may_be_missing = bool(may_be_missing)
         self._lock_wait = float(lock_wait)
         self._handles: List[File] = []
@@ -133,10 +151,7 @@ class Update:
     ) -> None:
         try:
             if exception_type is None:
-                changed, backups, warnings, checked, reloaded = self._files.commit(*self._options)
-                self.result = UpdateResult(
-                    tuple(changed), tuple(backups), tuple(warnings), checked, reloaded
-                )
+                self.result = self._commit(self._files)
         finally:
             self._files.close()
 

@@ -46,6 +46,14 @@ made: bytes = qeltemplate.edit(b"x", adopted.template, adopted.values).text
 common: qeltemplate.Common[str] = qeltemplate.adopt_common({"a": "x", "b": "y"})
 shares: bool = common.sites["a"].shares
 lost: str = qeltemplate.adopt(b"x").template  # refused: assignment
+server = qeltemplate.Server(Path("a"), "nginx", roots=["b", Path("c")], modules=None)
+shop: qeltemplate.Site = server.sites(name=b"a", address="80")[0]
+tls: bool = shop.addresses[0].tls
+whole: qeltemplate.ServerEditResult = server.edit(request, new_in="b/{name}", refuse="return")
+old_text: bytes = whole.files[0].old_text
+new_lines: bytes = whole.files[0].changes[0].text
+file_of_line: str = server.explain(request).template_lines[0].events[0].file
+written: Tuple[str, ...] = server.write(whole, check="nginx -t").changed
 
 wrong: bytes = qeltemplate.edit("x", "y").text  # refused: assignment
 qeltemplate.edit(7, "y")  # refused: type-var
@@ -53,6 +61,8 @@ qeltemplate.edit("x", Path("y"))  # refused: arg-type
 qeltemplate.edit("x", "y", {"a": 7})  # refused: dict-item
 qeltemplate.edit("x", "y", imports=lambda name: None)  # refused: arg-type,misc
 result.text = "z"  # refused: misc
+server.edit("server {\n}\n")  # refused: arg-type
+server.write(result)  # refused: arg-type
 
 # --- The engine ---
 
