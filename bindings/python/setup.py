@@ -27,7 +27,9 @@ PACKED = HERE / "sources"
 ROOT = PACKED if PACKED.exists() else HERE.parents[1]
 NEEDED = ("CMakeLists.txt", "LICENSE", "cmake", "src", "bindings")
 # Left behind by builds in the source tree.
-NOT_PACKED = shutil.ignore_patterns("build", "*.egg-info", "__pycache__", "sources", "dist")
+NOT_PACKED = shutil.ignore_patterns(
+    "build", "*.egg-info", "__pycache__", "sources", "dist", "qeltemplate-[0-9]*"
+)
 
 
 def version():
