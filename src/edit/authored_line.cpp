@@ -336,15 +336,21 @@ bool AuthoredLine::ReadsAsAuthored(const Texts& texts, bool quote) const {
       read.push_back({bytes.begin, bytes.end, reading->written.words.at(next)});
     }
     const std::size_t begin = assembled.at.at(word.begin);
-    const bool fits =
-        word.open ? FitsOpen(word, read, begin, end) && KeepsFull(word, read, assembled)
-                  : read.size() == 1 && read.front().begin == begin && read.front().end == end &&
-                        (quote && IsQuoted(word, texts)
-                             ? read.front().value == Meant(word, texts)
-                             : HoldsLiterals(word.literals, read.front().value));
+    const bool fits = word.open
+                          ? FitsOpen(word, read, begin, end) && KeepsFull(word, read, assembled)
+                          : read.size() == 1 && read.front().begin == begin &&
+                                read.front().end == end && !IsLoneQuote(read.front()) &&
+                                (quote && IsQuoted(word, texts)
+                                     ? read.front().value == Meant(word, texts)
+                                     : HoldsLiterals(word.literals, read.front().value));
     if (!fits) return false;
   }
   return next == reading->words.size();
+}
+
+// A quote that httpd takes for an empty word: its text was not meant to be nothing.
+bool AuthoredLine::IsLoneQuote(const ReadWord& word) {
+  return word.value.empty() && word.end == word.begin + 1;
 }
 
 // The author's text at the two ends of such a word stays what it is.

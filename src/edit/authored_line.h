@@ -156,6 +156,7 @@ class AuthoredLine {
   Assembled Assemble(const Texts& texts, bool quote) const;
   bool IsInPlace(const Texts& texts, bool quote) const;
   bool ReadsAsAuthored(const Texts& texts, bool quote) const;
+  static bool IsLoneQuote(const ReadWord& word);
   static bool FitsOpen(const AuthoredWord& word, const std::vector<ReadWord>& read,
                        std::size_t begin, std::size_t end);
   bool KeepsFull(const AuthoredWord& word, const std::vector<ReadWord>& read,

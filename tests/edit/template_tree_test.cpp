@@ -364,6 +364,21 @@ TEST(AValueInAQuotedText, MayNotEndTheQuotes) {
                   "the value 'v' does not stay in its place"}});
 }
 
+// httpd takes a quote that nothing closes for one that the line's end closes: of this one nothing
+// is left.
+TEST(AValueThatIsAQuote, IsNoEmptyWord) {
+  const std::string config = "<VirtualHost *:80>\n\tServerName a\n</VirtualHost>\n";
+  for (const std::string quote : {"\"", "'"}) {
+    ExpectRefused(Dialect::kApache, config,
+                  {{quote,
+                    "<VirtualHost *:80>\nServerName a\nDocumentRoot {% $v %}\n</VirtualHost>\n",
+                    {{"v", kNone, quote}},
+                    "value",
+                    "site.template:3:1:",
+                    "the value 'v' does not stay in its place"}});
+  }
+}
+
 // The blanks at its end would go, and the backslash would stand at the end of the line.
 TEST(AValueThatEndsInABackslash, DoesNotTakeTheNextLineAlong) {
   const std::string config = "<VirtualHost *:80>\n\tServerName a\n</VirtualHost>\n";
