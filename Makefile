@@ -9,7 +9,7 @@
 BUILD_PACKAGES = g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libgit2-dev \
   libacl1-dev libattr1-dev libutfcpp-dev libyaml-cpp-dev
 DEMO_PACKAGES = $(BUILD_PACKAGES) nginx apache2-bin openssl
-TEST_PACKAGES = $(BUILD_PACKAGES) clang googletest librapidcheck-dev patch locales \
+TEST_PACKAGES = $(BUILD_PACKAGES) clang lld googletest librapidcheck-dev patch locales \
   nginx libnginx-mod-stream libnginx-mod-mail libnginx-mod-http-lua \
   libnginx-mod-http-headers-more-filter libnginx-mod-http-brotli-filter \
   libnginx-mod-http-brotli-static apache2-bin openssl \

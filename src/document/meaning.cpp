@@ -124,12 +124,15 @@ BlockId BlockAround(const Document& document, BlockId block) {
   return block;
 }
 
-void AddNames(const Document& document, BlockId block, std::vector<std::string>& names) {
+// `directive` is the name of the directives that count, without regard to case; "": of all.
+void AddNames(const Document& document, BlockId block, std::string_view directive,
+              std::vector<std::string>& names) {
   std::vector<Word> words;
   std::string buffer;
   document.ForEachIdentifying(block, [&](const Mark& mark) {
     if (!mark.names) return;
     document.ReadWords(mark.directive, words);
+    if (!directive.empty() && !SameLetters(ValueOf(document, words[0], buffer), directive)) return;
     for (std::size_t i = 1; i < words.size(); ++i) {
       names.push_back(NormalName(document.dialect(), ValueOf(document, words[i], buffer)));
     }
@@ -203,13 +206,26 @@ std::string NormalName(Dialect dialect, std::string_view written) {
   return Lower(CutHost(written));
 }
 
-std::vector<std::string> ServerNames(const Document& document, BlockId block) {
+namespace {
+
+std::vector<std::string> NamesOf(const Document& document, BlockId block,
+                                 std::string_view directive) {
   std::vector<std::string> names;
-  AddNames(document, block, names);
+  AddNames(document, block, directive, names);
   for (const BlockId condition : ConditionsIn(document, block)) {
-    AddNames(document, condition, names);
+    AddNames(document, condition, directive, names);
   }
   return names;
+}
+
+}  // namespace
+
+std::vector<std::string> ServerNames(const Document& document, BlockId block) {
+  return NamesOf(document, block, "");
+}
+
+std::vector<std::string> ServerAliases(const Document& document, BlockId block) {
+  return NamesOf(document, block, "ServerAlias");
 }
 
 namespace {

@@ -62,6 +62,9 @@ std::string NormalName(Dialect dialect, std::string_view written);
 // Empty: none.
 std::vector<std::string> ServerNames(const Document& document, BlockId block);
 
+// Of these those of Apache's ServerAlias, which alone may have wildcards.
+std::vector<std::string> ServerAliases(const Document& document, BlockId block);
+
 // The addresses that a block states, in normal form, in the order of the text: those of nginx's
 // "listen" directives (see ListenAddress), the arguments of Apache's <VirtualHost>. Empty: none.
 std::vector<std::string> ServerAddresses(const Document& document, BlockId block);

@@ -65,10 +65,14 @@ bool Fits(std::string_view pattern, std::string_view name) {
 // Which servers have patterns that fit a name. Most patterns are "*" and a text.
 class Patterns {
  public:
-  void Add(const std::string& pattern, const Blocks& servers) {
-    const bool plain = pattern.front() == '*' && !HasWildcard(std::string_view(pattern).substr(1));
-    if (plain) m_by_end[pattern.substr(1)] = servers;
-    if (!plain) m_others.emplace_back(pattern, servers);
+  // By patterns, the servers that have each.
+  explicit Patterns(const std::map<std::string, Blocks>& all) {
+    for (const auto& [pattern, servers] : all) {
+      const bool plain =
+          pattern.front() == '*' && !HasWildcard(std::string_view(pattern).substr(1));
+      if (plain) m_by_end[pattern.substr(1)] = servers;
+      if (!plain) m_others.emplace_back(pattern, servers);
+    }
   }
 
   bool empty() const { return m_by_end.empty() && m_others.empty(); }
@@ -104,21 +108,19 @@ struct Named {
 class Servers {
  public:
   explicit Servers(const Document& document) {
+    std::map<std::string, Blocks> patterns;
     for (BlockId id = 1; id < document.blocks().size(); ++id) {
       if (!IsServerBlock(document, id)) continue;
       for (const std::string& name : NamesOf(document, id)) Insert(m_by_name[name].own, id);
+      AddPatterns(document, id, patterns);
       auto addresses = tov_document::ServerAddresses(document, id);
       if (addresses.empty()) addresses.emplace_back("*:80");
       m_addresses[id].insert(addresses.begin(), addresses.end());
     }
-    const bool apache = document.dialect() == Dialect::kApache;
-    Patterns patterns;
-    for (const auto& [name, named] : m_by_name) {
-      if (apache && HasWildcard(name)) patterns.Add(name, named.own);
-    }
+    const Patterns fitting(patterns);
     for (auto& [name, named] : m_by_name) {
       named.answering = named.own;
-      if (!patterns.empty() && !HasWildcard(name)) patterns.AddFitting(name, named.answering);
+      if (!fitting.empty() && !HasWildcard(name)) fitting.AddFitting(name, named.answering);
     }
   }
 
@@ -155,6 +157,14 @@ class Servers {
   }
 
  private:
+  static void AddPatterns(const Document& document, BlockId id,
+                          std::map<std::string, Blocks>& patterns) {
+    if (document.dialect() != Dialect::kApache) return;
+    for (const std::string& alias : tov_document::ServerAliases(document, id)) {
+      if (HasWildcard(alias)) Insert(patterns[alias], id);
+    }
+  }
+
   // nginx takes ".a" for "a" and "*.a", and a server that states no name for one whose name is "".
   static std::vector<std::string> NamesOf(const Document& document, BlockId id) {
     std::vector<std::string> names = tov_document::ServerNames(document, id);

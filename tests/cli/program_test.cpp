@@ -62,7 +62,7 @@ TEST_F(Program, RefusesWrongUsage) {
        "The following argument was not expected: --diff",
        "qeltemplate prototype"},
       {"two configurations", with({"site.conf", "b"}),
-       "CONFIG: several need --diff, --in-place or --dry-run", "qeltemplate apply"},
+       "CONFIG: several need --diff, --in-place, --dry-run or --json", "qeltemplate apply"},
       {"two templates", with({"--template", "b"}), "--template: At Most 1 required but received 2",
        "qeltemplate apply"},
       {"an option without its argument", with({"site.conf", "--values"}),

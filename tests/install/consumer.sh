@@ -37,7 +37,7 @@ built_by_cmake() {
   cmake -S . -B build -G Ninja -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_STANDARD="$standard" \
     -DCMAKE_CXX_EXTENSIONS=OFF -DCMAKE_CXX_FLAGS="$flags $1" -DCMAKE_EXPORT_COMPILE_COMMANDS=ON \
     -DCMAKE_PREFIX_PATH="$installed" $2 || fail 'cmake'
-  cmake --build build || fail 'cmake --build'
+  cmake --build build --target edit || fail 'cmake --build'
   build/edit
 }
 

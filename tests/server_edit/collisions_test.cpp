@@ -79,6 +79,12 @@ const std::vector<Case> kCases = {
      "/s/sites/a:1:1 /s/sites/b:1:1: /s/sites/a:1:1 'VirtualHost *:80' (a.example, *.example) and "
      "/s/sites/b:1:1 'VirtualHost *:80' (b.example) both answer to 'b.example' on *:80, and the "
      "server would ignore all but the first of them\n"},
+    {"what looks like a wildcard in a ServerName, where httpd has none",
+     Dialect::kApache,
+     {{"main", "Listen 80\nInclude sites/*\n"},
+      {"sites/a", Host("*:80", "ServerName *.example\nServerAlias a.example\n")},
+      {"sites/b", Host("*:80", "ServerName b.example\n")}},
+     ""},
     {"other wildcards",
      Dialect::kApache,
      {{"main", "Listen 80\nInclude sites/*\n"},

@@ -794,37 +794,85 @@ class Run {
   Node m_root;
 };
 
-// How many sites answer to a name at an address.
-using Answering = std::map<std::string, std::size_t>;
+// The sites that answer to a name at an address.
+class Answering {
+ public:
+  Answering(Dialect dialect, const Node& root) : m_dialect(dialect) { Add(root); }
 
-void CountAnswering(Dialect dialect, const Node& parent, Answering& answering) {
-  for (const Node& node : parent.children) {
-    if (!node.IsBlock() || node.removed) continue;
-    if (IsContainer(dialect, node)) CountAnswering(dialect, node, answering);
-    const std::string site = dialect == Dialect::kNginx ? "server" : "VirtualHost";
-    if (!IsSameName(dialect, node.words.at(0), site)) continue;
-    Words addresses = AddressesOf(dialect, node);
+  const std::map<std::string, std::set<std::size_t>>& sites() const { return m_sites; }
+
+  std::size_t Count(const std::string& key) const {
+    const auto known = m_sites.find(key);
+    return known == m_sites.end() ? 0 : known->second.size();
+  }
+
+ private:
+  // An alias such as "*.a.example", which httpd finds before what stands behind it.
+  struct Wildcard {
+    std::string address;
+    std::string end;
+    std::size_t site = 0;
+  };
+
+  void Add(const Node& parent) {
+    for (const Node& node : parent.children) {
+      if (!node.IsBlock() || node.removed) continue;
+      if (IsContainer(m_dialect, node)) Add(node);
+      const std::string site = m_dialect == Dialect::kNginx ? "server" : "VirtualHost";
+      if (IsSameName(m_dialect, node.words.at(0), site)) AddSite(node);
+    }
+  }
+
+  void AddSite(const Node& node) {
+    const std::size_t site = m_count++;
+    Words addresses = AddressesOf(m_dialect, node);
     if (addresses.empty()) addresses.emplace_back("*:80");
-    Words names = NamesOf(dialect, node);
+    Words names = NamesOf(m_dialect, node);
     if (names.empty()) names.emplace_back();
-    std::set<std::string> keys;
-    for (const std::string& address : addresses) {
+    for (const std::string& written : addresses) {
+      const std::string address = NormalAddress(m_dialect, written);
       for (const std::string& name : names) {
-        keys.insert(NormalAddress(dialect, address).append(" ").append(name));
+        std::set<std::size_t>& sites = m_sites[address + " " + name];
+        sites.insert(site);
+        for (const Wildcard& wildcard : m_wildcards) {
+          if (wildcard.address == address && Ends(name, wildcard.end)) sites.insert(wildcard.site);
+        }
       }
     }
-    for (const std::string& key : keys) ++answering[key];
+    AddWildcards(node, addresses, site);
   }
-}
+
+  static bool Ends(const std::string& name, const std::string& end) {
+    return name.find('*') == std::string::npos && name.size() >= end.size() &&
+           name.compare(name.size() - end.size(), end.size(), end) == 0;
+  }
+
+  void AddWildcards(const Node& node, const Words& addresses, std::size_t site) {
+    for (const Node& directive : node.children) {
+      if (!directive.IsDirective() || directive.removed) continue;
+      if (!EqualIgnoringCase(directive.words.at(0), "ServerAlias")) continue;
+      for (std::size_t i = 1; i < directive.words.size(); ++i) {
+        const std::string& alias = directive.words.at(i);
+        if (alias.substr(0, 1) != "*") continue;
+        for (const std::string& address : addresses) {
+          m_wildcards.push_back({NormalAddress(m_dialect, address), HostOf(alias.substr(1)), site});
+        }
+      }
+    }
+  }
+
+  const Dialect m_dialect;
+  std::size_t m_count = 0;
+  std::vector<Wildcard> m_wildcards;
+  std::map<std::string, std::set<std::size_t>> m_sites;
+};
 
 // Whether more sites answer to one name at one address than did before.
 bool Collide(Dialect dialect, const Node& before, const Node& after) {
-  Answering old_ones;
-  Answering new_ones;
-  CountAnswering(dialect, before, old_ones);
-  CountAnswering(dialect, after, new_ones);
-  return std::any_of(new_ones.begin(), new_ones.end(), [&](const auto& entry) {
-    return entry.second > std::max<std::size_t>(1, old_ones[entry.first]);
+  const Answering old_ones(dialect, before);
+  const Answering new_ones(dialect, after);
+  return std::any_of(new_ones.sites().begin(), new_ones.sites().end(), [&](const auto& entry) {
+    return entry.second.size() > std::max<std::size_t>(1, old_ones.Count(entry.first));
   });
 }
 
