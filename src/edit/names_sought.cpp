@@ -21,7 +21,8 @@ NamesSought::NamesSought(const TemplateTree& tree, Dialect dialect) : m_dialect(
   Findings unsaid;
   for (std::size_t block = 1; block < tree.blocks.size(); ++block) {
     if (tree.blocks[block].parent != 0) continue;
-    for (const std::string* const name : ReadEvidence(tree, dialect, block, unsaid).Names()) {
+    const Evidence evidence = ReadEvidence(tree, dialect, block, unsaid);
+    for (const std::string* const name : evidence.Names()) {
       if (name == nullptr || !IsPlain(*name)) return;
       m_names.push_back(tov_document::Lower(*name));
     }
