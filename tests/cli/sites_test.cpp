@@ -263,8 +263,9 @@ TEST_F(Sites, AreInspectedAsThePageShows) {
 TEST_F(Sites, ShowHowFarTheReadingIsWhenItTakesLong) {
   for (int i = 0; i < 20; ++i) m_sandbox.Write("sites/file" + std::to_string(i), "");
   const auto shown = [this](const std::string& delay) {
-    const std::string line = "strace -o calls -e inject=openat:delay_enter=" + delay +
-                             " " QELTEMPLATE_PROGRAM " sites --dialect nginx nginx.conf >out";
+    const std::string line =
+        "env ASAN_OPTIONS=detect_leaks=0 strace -o calls -e inject=openat:delay_enter=" + delay +
+        " " QELTEMPLATE_PROGRAM " sites --dialect nginx nginx.conf >out";
     return m_sandbox.Run({"script", "--quiet", "--return", "--command", line, "/dev/null"}).out;
   };
   EXPECT_THAT(shown("80000"), testing::MatchesRegex("(\r[0-9]+ files read)+\r\x1b\\[K"));
@@ -276,8 +277,9 @@ TEST_F(Sites, ShowHowFarTheReadingIsWhenItTakesLong) {
 TEST_F(Sites, AreReadOnly) {
   const std::string calls = m_sandbox.PathOf("calls");
   const Outcome outcome =
-      m_sandbox.Run({"strace", "-f", "-qq", "-e", "trace=%file,ftruncate,fallocate", "-o", calls,
-                     QELTEMPLATE_PROGRAM, "sites", "--dialect", "nginx", "nginx.conf"});
+      m_sandbox.Run({"env", "ASAN_OPTIONS=detect_leaks=0", "strace", "-f", "-qq", "-e",
+                     "trace=%file,ftruncate,fallocate", "-o", calls, QELTEMPLATE_PROGRAM, "sites",
+                     "--dialect", "nginx", "nginx.conf"});
   ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
   const std::string traced = Sandbox::ReadFile(calls);
   EXPECT_THAT(traced, HasSubstr("sites/b"));
