@@ -284,8 +284,8 @@ TEST_F(Sites, AreReadOnly) {
   const std::string traced = Sandbox::ReadFile(calls);
   EXPECT_THAT(traced, HasSubstr("sites/b"));
   for (const char* const call :
-       {"O_WRONLY", "O_RDWR", "O_CREAT", "O_TRUNC", "rename", "unlink", "mkdir", "link(", "linkat(",
-        "truncate", "chmod", "chown", "utime"}) {
+       {"O_WRONLY", "O_RDWR", "O_CREAT", "O_TRUNC", "rename", "unlink", "mkdir", " link(",
+        "linkat(", "truncate", "chmod", "chown", "utime"}) {
     EXPECT_THAT(traced, Not(HasSubstr(call)));
   }
 }
