@@ -1509,6 +1509,15 @@ TEST(ATextWithoutTheNames, IsNotEvenRead) {
   }
 }
 
+TEST(ATemplateWithoutNames, IsLookedForInEachText) {
+  Request request;
+  request.skip_missing = true;
+  request.template_text = "server {\nlisten 80;\ngzip on;\n}\n";
+  const std::string config = "server {\n  listen 80;\n}\n";
+  EXPECT_EQ(Edit(request, config, "site.conf").text, "server {\n  listen 80;\n  gzip on;\n}\n");
+  EXPECT_TRUE(Edit(request, "server {\n  listen 81;\n}\n", "site.conf").skipped);
+}
+
 TEST(BlocksAreMade, OnlyWhenThatIsAskedFor) {
   const std::string text = "server {\nserver_name a;\nlocation /x {\nreturn 404;\n}\n}\n";
   const auto never = [](Request& request) { request.create = Create::kNever; };
