@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// The sites of a server: each block of nginx's "server", each <VirtualHost> of httpd, with what the
+// The sites of a server: each block of nginx's "server", each `<VirtualHost>` of httpd, with what the
 // server makes of it.
 //
 //   tov_server::ReadingOptions options;
