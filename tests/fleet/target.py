@@ -103,20 +103,32 @@ def parents():
     return found
 
 
-def kill_sessions():
-    """Kills each sshd with all that has come from it."""
-    processes = parents()
-    doomed = {pid for pid, (_, name) in processes.items() if name == "sshd"}
-    grows = True
-    while grows:
-        more = {pid for pid, (parent, _) in processes.items() if parent in doomed} - doomed
-        doomed |= more
-        grows = bool(more)
-    for pid in doomed:
+def signal_all(number, processes):
+    for process in processes:
         try:
-            os.kill(pid, signal.SIGKILL)
+            os.kill(process, number)
         except ProcessLookupError:
             pass
+
+
+def kill_sessions():
+    """Kills each sshd with all that has come from it, as if at one moment.
+
+    They are stopped first: none sees another one die, and puts something in order.
+    """
+    doomed = set()
+    grows = True
+    while grows:
+        processes = parents()
+        more = {
+            process
+            for process, (parent, name) in processes.items()
+            if name == "sshd" or parent in doomed
+        } - doomed
+        signal_all(signal.SIGSTOP, more)
+        doomed |= more
+        grows = bool(more)
+    signal_all(signal.SIGKILL, doomed)
 
 
 def reap():
