@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "edit/limits.h"
+#include "edit/tree/limits.h"
 #include "parts.h"
 #include "report/json.h"
 #include "server/file_text.h"

@@ -14,7 +14,7 @@
 #include "document/document.h"
 #include "document/meaning.h"
 #include "document/places.h"
-#include "edit/limits.h"
+#include "edit/tree/limits.h"
 
 namespace tov_adopt {
 namespace {

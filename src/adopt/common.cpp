@@ -20,7 +20,7 @@
 #include "document/document.h"
 #include "document/places.h"
 #include "edit/edit.h"
-#include "edit/repetition.h"
+#include "edit/tree/repetition.h"
 
 namespace tov_adopt {
 namespace {

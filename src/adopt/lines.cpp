@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "document/meaning.h"
-#include "edit/quoting.h"
+#include "edit/tree/quoting.h"
 
 namespace tov_adopt {
 namespace {

@@ -8,8 +8,8 @@
 
 #include "cli/failure.h"
 #include "cli/text_io.h"
-#include "edit/dialect_check.h"
 #include "edit/file_importer.h"
+#include "edit/tree/dialect_check.h"
 
 namespace cli {
 namespace {

@@ -17,7 +17,7 @@
 #include "cli/findings.h"
 #include "cli/request.h"
 #include "cli/text_io.h"
-#include "edit/limits.h"
+#include "edit/tree/limits.h"
 #include "update/shell_command.h"
 
 namespace cli {

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <string>
 
-#include "edit/limits.h"
+#include "edit/tree/limits.h"
 
 namespace cli {
 

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <utility>
 
-#include "edit/shown_blocks.h"
+#include "edit/address/shown_blocks.h"
 
 namespace tov_edit {
 namespace {

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "edit/collisions.h"
-#include "edit/contents.h"
 #include "edit/finding.h"
+#include "edit/match/contents.h"
 
 namespace tov_edit {
 

@@ -13,7 +13,7 @@
 
 #include "edit/edit.h"
 #include "edit/finding.h"
-#include "edit/parts.h"
+#include "edit/match/parts.h"
 #include "edit/report.h"
 #include "edit/request.h"
 

@@ -9,7 +9,7 @@
 #include <system_error>
 #include <vector>
 
-#include "edit/limits.h"
+#include "edit/tree/limits.h"
 #include "template/framework/str.h"
 #include "template/framework/tov_err.h"
 #include "template/framework/tov_file.h"

@@ -11,8 +11,8 @@
 #include "document/meaning.h"
 #include "document/suspicion.h"
 #include "edit/collision_findings.h"
-#include "edit/comparison.h"
-#include "edit/contents.h"
+#include "edit/match/comparison.h"
+#include "edit/match/contents.h"
 #include "template/framework/str.h"
 
 namespace tov_edit {

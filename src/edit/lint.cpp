@@ -12,12 +12,12 @@
 #include <tuple>
 #include <utility>
 
-#include "edit/authored_line.h"
-#include "edit/comparison.h"
-#include "edit/indentation.h"
-#include "edit/limits.h"
-#include "edit/template_tree.h"
-#include "edit/written_lines.h"
+#include "edit/layout/indentation.h"
+#include "edit/match/comparison.h"
+#include "edit/tree/authored_line.h"
+#include "edit/tree/limits.h"
+#include "edit/tree/template_tree.h"
+#include "edit/tree/written_lines.h"
 #include "template/framework/str.h"
 
 namespace tov_edit {

@@ -6,11 +6,11 @@
 #include <string>
 #include <string_view>
 
+#include "edit/address/names_sought.h"
 #include "edit/edit.h"
 #include "edit/finding.h"
-#include "edit/names_sought.h"
 #include "edit/request.h"
-#include "edit/template_tree.h"
+#include "edit/tree/template_tree.h"
 
 namespace tov_edit {
 

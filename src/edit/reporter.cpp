@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <set>
 
-#include "edit/shown_blocks.h"
+#include "edit/address/shown_blocks.h"
 #include "template/framework/str.h"
 
 namespace tov_edit {

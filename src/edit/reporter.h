@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
-#include "edit/address.h"
-#include "edit/plan.h"
+#include "edit/address/address.h"
+#include "edit/plan/plan.h"
 #include "edit/report.h"
 #include "edit/request.h"
-#include "edit/template_tree.h"
+#include "edit/tree/template_tree.h"
 
 namespace tov_edit {
 

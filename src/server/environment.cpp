@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "document/ascii.h"
-#include "edit/limits.h"
+#include "edit/tree/limits.h"
 #include "server/file_text.h"
 #include "server/server_files.h"
 

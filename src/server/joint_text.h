@@ -21,7 +21,7 @@
 
 #include "edit/edit_parts.h"
 #include "edit/finding.h"
-#include "edit/parts.h"
+#include "edit/match/parts.h"
 #include "server/server_files.h"
 
 namespace tov_server {

@@ -4,8 +4,8 @@
 
 #include "document/document.h"
 #include "edit/collision_findings.h"
-#include "edit/contents.h"
-#include "edit/parts.h"
+#include "edit/match/contents.h"
+#include "edit/match/parts.h"
 #include "server/joint_text.h"
 
 namespace tov_server {

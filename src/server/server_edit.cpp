@@ -12,7 +12,7 @@
 #include "document/document.h"
 #include "document/places.h"
 #include "edit/edit_parts.h"
-#include "edit/parts.h"
+#include "edit/match/parts.h"
 #include "server/joint_text.h"
 #include "server/new_file.h"
 

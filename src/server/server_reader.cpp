@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "document/places.h"
-#include "edit/limits.h"
+#include "edit/tree/limits.h"
 
 namespace tov_server {
 namespace {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// The sites of a server: each block of nginx's "server", each `<VirtualHost>` of httpd, with what the
-// server makes of it.
+// The sites of a server: each block of nginx's "server", each `<VirtualHost>` of httpd, with what
+// the server makes of it.
 //
 //   tov_server::ReadingOptions options;
 //   options.dialect = tov_server::Dialect::kNginx;

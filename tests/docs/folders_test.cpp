@@ -21,19 +21,44 @@ namespace fs = std::filesystem;
 
 const fs::path kRoot = QELTEMPLATE_SOURCE_DIR;
 
+using Names = std::set<std::string>;
+
+Names Both(Names some, const Names& others) {
+  some.insert(others.begin(), others.end());
+  return some;
+}
+
+const Names kEngine = {"template", "template/framework"};
+
+// What is asked of an edit, and what it answers: of src/edit itself its inner folders know no more.
+const Names kRequestAndAnswer = {"edit/finding.h", "edit/report.h", "edit/request.h"};
+
+// The inner folders of src/edit: each includes those before it.
+const Names kTree = Both({"document"}, Both(kEngine, kRequestAndAnswer));
+const Names kMatch = Both({"edit/tree"}, kTree);
+const Names kAddress = Both({"edit/match"}, kMatch);
+const Names kLayout = Both({"edit/address"}, kAddress);
+const Names kPlan = Both({"edit/layout"}, kLayout);
+const Names kEdit = Both({"edit/plan"}, kPlan);
+
 // The folders that each may include, beside itself, and single headers. export.h is no more than
 // the macros that mark what other programs see.
-const std::map<std::string, std::set<std::string>> kBelow = {
+const std::map<std::string, Names> kBelow = {
     {"template/framework", {"template/export.h"}},
     {"template", {"template/framework"}},
     {"document", {"template/export.h"}},
-    {"edit", {"document", "template", "template/framework"}},
-    {"adopt", {"edit", "document", "template/export.h"}},
+    {"edit/tree", kTree},
+    {"edit/match", kMatch},
+    {"edit/address", kAddress},
+    {"edit/layout", kLayout},
+    {"edit/plan", kPlan},
+    {"edit", kEdit},
+    {"adopt", {"edit", "edit/tree", "document", "template/export.h"}},
     {"report", {"edit", "document"}},
     {"update", {}},
-    {"server", {"edit", "report", "update", "document", "template", "template/framework"}},
+    {"server", Both({"edit", "edit/match", "edit/tree", "report", "update", "document"}, kEngine)},
     {"cli",
-     {"adopt", "server", "edit", "report", "update", "document", "template", "template/framework"}},
+     Both({"adopt", "server", "edit", "edit/tree", "report", "update", "document"}, kEngine)},
 };
 
 bool IsCode(const fs::path& file) {

@@ -2,7 +2,7 @@
 
 // Which block of a configuration a template's block is.
 
-#include "edit/address.h"
+#include "edit/address/address.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 
 // When two directives are one.
 
-#include "edit/comparison.h"
+#include "edit/match/comparison.h"
 
 #include <gtest/gtest.h>
 

@@ -15,10 +15,10 @@
 #include <utility>
 #include <vector>
 
-#include "edit/comparison.h"
 #include "edit/edit.h"
+#include "edit/match/comparison.h"
 #include "edit/plain_statements.h"
-#include "edit/template_tree.h"
+#include "edit/tree/template_tree.h"
 #include "property/random_input.h"
 #include "template/qeltemplate.h"
 

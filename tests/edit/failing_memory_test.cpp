@@ -9,7 +9,7 @@
 #include <string>
 
 #include "edit/edit.h"
-#include "edit/template_tree.h"
+#include "edit/tree/template_tree.h"
 #include "support/failing_allocations.h"
 
 namespace tov_edit {

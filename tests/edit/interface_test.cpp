@@ -12,7 +12,7 @@
 
 #include "edit/edit.h"
 #include "edit/edit_case.h"
-#include "edit/template_tree.h"
+#include "edit/tree/template_tree.h"
 
 namespace tov_edit {
 namespace {

@@ -13,9 +13,9 @@
 #include <vector>
 
 #include "document/meaning.h"
-#include "edit/comparison.h"
+#include "edit/match/comparison.h"
 #include "edit/plain_statements.h"
-#include "edit/template_tree.h"
+#include "edit/tree/template_tree.h"
 #include "template/framework/str.h"
 
 namespace edit_laws {

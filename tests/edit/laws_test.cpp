@@ -12,7 +12,7 @@
 
 #include "document/document.h"
 #include "document/meaning.h"
-#include "edit/contents.h"
+#include "edit/match/contents.h"
 #include "golden/golden_case.h"
 #include "property/random_input.h"
 #include "support/real_configs.h"

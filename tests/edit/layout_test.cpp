@@ -3,7 +3,7 @@
 // How changes look in the text: what is not changed keeps its bytes, what is new looks like what
 // stands around it.
 
-#include "edit/layout.h"
+#include "edit/layout/layout.h"
 
 #include <gtest/gtest.h>
 

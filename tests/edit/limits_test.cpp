@@ -2,7 +2,7 @@
 
 // How much an edit takes, and what is said of more. What is as much as it takes is edited.
 
-#include "edit/limits.h"
+#include "edit/tree/limits.h"
 
 #include <gtest/gtest.h>
 
@@ -15,7 +15,7 @@
 
 #include "edit/edit.h"
 #include "edit/edit_case.h"
-#include "edit/template_tree.h"
+#include "edit/tree/template_tree.h"
 
 namespace tov_edit {
 namespace {

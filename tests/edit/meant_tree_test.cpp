@@ -2,7 +2,7 @@
 
 // A result that is not what was meant is noticed, wherever it differs.
 
-#include "edit/meant_tree.h"
+#include "edit/layout/meant_tree.h"
 
 #include <gtest/gtest.h>
 

@@ -2,15 +2,15 @@
 
 // Old values that the configuration says itself.
 
-#include "edit/old_values.h"
+#include "edit/address/old_values.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
+#include "edit/address/place_values.h"
 #include "edit/edit_case.h"
-#include "edit/place_values.h"
 
 namespace tov_edit {
 namespace {

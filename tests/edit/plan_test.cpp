@@ -2,7 +2,7 @@
 
 // What becomes of the directives of a block.
 
-#include "edit/plan.h"
+#include "edit/plan/plan.h"
 
 #include <gtest/gtest.h>
 

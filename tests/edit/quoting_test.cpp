@@ -3,7 +3,7 @@
 // Values that are written in quotes: the server reads just them, an edit that is made twice changes
 // nothing, and one that is taken back gives the bytes back.
 
-#include "edit/quoting.h"
+#include "edit/tree/quoting.h"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "edit/edit_case.h"
-#include "edit/template_tree.h"
+#include "edit/tree/template_tree.h"
 
 namespace tov_edit {
 namespace {

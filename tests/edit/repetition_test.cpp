@@ -2,7 +2,7 @@
 
 // Which directives may be repeated, and whether the servers are of the same opinion.
 
-#include "edit/repetition.h"
+#include "edit/tree/repetition.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -17,7 +17,7 @@
 #include <vector>
 
 #include "edit/repeated_directives.h"
-#include "edit/repetition_tables.h"
+#include "edit/tree/repetition_tables.h"
 #include "server/server_folder.h"
 
 namespace {

@@ -7,7 +7,7 @@
 
 #include <string>
 
-#include "edit/address.h"
+#include "edit/address/address.h"
 #include "edit/edit_case.h"
 
 namespace tov_edit {

@@ -2,7 +2,7 @@
 
 // Directives of which each may be repeated, but not for the same header, code or name.
 
-#include "edit/subjects.h"
+#include "edit/match/subjects.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

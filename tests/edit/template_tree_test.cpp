@@ -2,7 +2,7 @@
 
 // How a template is read: its lines, its statements, its values, and what is wrong with them.
 
-#include "edit/template_tree.h"
+#include "edit/tree/template_tree.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "edit/text_search.h"
+#include "edit/match/text_search.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -131,7 +131,7 @@ class Finder:
             sys.exit(f"mutants.py: {message}")
         for cursor in unit.cursor.get_children():
             file = cursor.location.file
-            if file and Path(file.name).parent == self.folder:
+            if file and self.folder in Path(file.name).parents:
                 self.file = str(Path(file.name).relative_to(SOURCE))
                 self.text = self.texts.setdefault(self.file, Path(file.name).read_bytes())
                 self.visit(cursor, "")
@@ -398,7 +398,7 @@ def main():
     texts, changes = {}, {}
     for part in PARTS:
         finder = Finder(SOURCE / part)
-        for file in sorted((SOURCE / part).glob("*.cpp")):
+        for file in sorted((SOURCE / part).rglob("*.cpp")):
             finder.read(str(file.relative_to(SOURCE)))
         texts.update(finder.texts)
         changes.update((change, part) for change in finder.found.values())

@@ -11,7 +11,7 @@
 #include "edit/attack/line_reading.h"
 #include "edit/case_writer.h"
 #include "edit/edit.h"
-#include "edit/template_tree.h"
+#include "edit/tree/template_tree.h"
 
 namespace attack {
 namespace {
