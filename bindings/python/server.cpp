@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <system_error>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -17,8 +18,12 @@
 #include "server/file_text.h"
 #include "server/server_edit.h"
 #include "server/server_files.h"
+#include "server/shadow_check.h"
 #include "server/sites.h"
 #include "text.h"
+#include "update/cancellation.h"
+#include "update/update.h"
+#include "waiting.h"
 
 namespace python {
 namespace {
@@ -138,6 +143,18 @@ std::vector<std::string> BytesOf(const std::vector<Text>& texts) {
   return bytes;
 }
 
+// A file of a result: its name, whether it is new, its old text and its new one.
+using EditedFile = std::tuple<py::object, bool, Text, Text>;
+
+FileEdit EditOf(const EditedFile& file) {
+  FileEdit edit;
+  edit.name = PathOf(std::get<0>(file));
+  edit.is_new = std::get<1>(file);
+  edit.old_text = std::get<2>(file).bytes;
+  edit.text = std::get<3>(file).bytes;
+  return edit;
+}
+
 // A server as it has been read. Nothing of it changes: several threads may use it at a time.
 class PythonServer {
  public:
@@ -220,6 +237,29 @@ class PythonServer {
                           FilesIn(shown.report));
   }
 
+  // What the server says of the files before they are in their places: why it cannot be asked so,
+  // "" if it takes them, and its new warnings.
+  py::tuple Judge(const std::vector<EditedFile>& files, const Text& check,
+                  const std::string& new_warnings,
+                  const std::optional<double>& command_limit) const {
+    if (!m_options.prefix.empty()) {
+      return py::make_tuple("the server was read with a prefix of the caller's", py::list());
+    }
+    std::vector<FileEdit> edits;
+    edits.reserve(files.size());
+    for (const EditedFile& file : files) edits.push_back(EditOf(file));
+    tov_update::UpdateOptions options;
+    options.check = check.bytes;
+    options.new_warnings = NewWarningsNamed(new_warnings);
+    if (command_limit) options.command_limit = Milliseconds(*command_limit);
+    const tov_update::Cancellation cancellation;
+    tov_server::ShadowJudgement judgement;
+    Interruptibly(cancellation, [&] {
+      judgement = tov_server::JudgeInShadow(options, m_read.server, edits, &cancellation);
+    });
+    return py::make_tuple(StrOf(judgement.why_not), StrsOf(judgement.new_warnings));
+  }
+
   // A file that is not what it was, or is one of the server's now, or no longer.
   std::optional<py::str> Overtaken() const {
     tov_server::ServerFiles now;
@@ -260,6 +300,7 @@ void DefineServer(py::module_& module) {
       .def("sites", &PythonServer::Sites)
       .def("edit", &PythonServer::Edit)
       .def("explain", &PythonServer::Explain)
+      .def("judge", &PythonServer::Judge)
       .def("overtaken", &PythonServer::Overtaken);
 }
 

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// The replacing of files. The thread that waits looks after Python's signals meanwhile.
+// The replacing of files.
 #include "update/update.h"
 
 #include <chrono>
 #include <cstddef>
-#include <future>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -16,33 +15,10 @@
 #include "parts.h"
 #include "text.h"
 #include "update/cancellation.h"
+#include "waiting.h"
 
 namespace python {
 namespace {
-
-using Seconds = std::chrono::duration<double>;
-
-std::chrono::milliseconds Milliseconds(double seconds) {
-  return std::chrono::ceil<std::chrono::milliseconds>(Seconds(seconds));
-}
-
-// Does `work` in another thread. What a signal raises here, such as KeyboardInterrupt, cancels it,
-// and passes on when it has come to its end.
-template <class Work>
-void Interruptibly(const tov_update::Cancellation& cancellation, const Work& work) {
-  constexpr std::chrono::milliseconds kBetweenLooks(50);
-  std::future<void> done = std::async(std::launch::async, work);
-  std::future_status status = std::future_status::timeout;
-  while (status != std::future_status::ready) {
-    WithoutGil([&] { status = done.wait_for(kBetweenLooks); });
-    if (PyErr_CheckSignals() == 0) continue;
-    const py::error_already_set raised;
-    cancellation.Cancel();
-    WithoutGil([&] { done.wait(); });
-    throw raised;
-  }
-  done.get();
-}
 
 std::vector<std::string> PathsOf(const std::vector<py::object>& paths) {
   std::vector<std::string> names;
@@ -55,12 +31,6 @@ py::list StrsOf(const std::vector<std::string>& texts) {
   py::list strs;
   for (const std::string& text : texts) strs.append(StrOf(text));
   return strs;
-}
-
-tov_update::NewWarnings NewWarningsNamed(const std::string& name) {
-  if (name == "tell") return tov_update::NewWarnings::kTold;
-  if (name == "refuse") return tov_update::NewWarnings::kRefused;
-  return tov_update::NewWarnings::kNotLookedFor;
 }
 
 // What several threads may use: they take turns.

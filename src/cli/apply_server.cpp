@@ -12,11 +12,12 @@
 #include "cli/diff.h"
 #include "cli/failure.h"
 #include "cli/findings.h"
-#include "cli/server_check.h"
 #include "cli/terminal.h"
 #include "cli/text_io.h"
+#include "server/check_command.h"
 #include "server/server_edit.h"
 #include "server/server_files.h"
+#include "server/shadow_check.h"
 #include "update/failure.h"
 #include "update/update.h"
 
@@ -99,7 +100,7 @@ class ServerRun {
     ExpectUntouched(update);
     tov_update::UpdateOptions commit = UpdateFor(m_options, m_reading.dialect);
     if (m_options.ChecksByDialect()) {
-      commit.check = CheckCommandOf(m_server.files.front().name, m_reading.dialect);
+      commit.check = tov_server::CheckCommandOf(m_server.files.front().name, m_reading.dialect);
     }
     CheckBesides(commit);
     for (std::size_t i = 0; i < update.Size(); ++i) update.Replace(i, TextOf(update.Name(i)));
@@ -161,12 +162,13 @@ class ServerRun {
   // The server's judgement before anything is put in its place, where that can be had.
   void CheckBesides(tov_update::UpdateOptions& commit) {
     if (commit.check.empty() || commit.check.find("{}") != std::string::npos) return;
-    std::string why_not;
-    m_judged = CheckInShadow(commit.check, m_server, m_result.files, commit.new_warnings, why_not);
-    if (!m_judged) {
-      Say(commit.check + ": asked when the new files are in place, since " + why_not);
+    tov_server::ShadowJudgement judgement =
+        tov_server::JudgeInShadow(commit, m_server, m_result.files);
+    if (!judgement.why_not.empty()) {
+      Say(commit.check + ": asked when the new files are in place, since " + judgement.why_not);
       return;
     }
+    m_judged = std::move(judgement.new_warnings);
     for (const std::string& warning : *m_judged) {
       Say("warning: " + commit.check + ": " + warning);
     }

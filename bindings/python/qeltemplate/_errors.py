@@ -64,6 +64,7 @@ class UpdateError(Error):
     signal: The signal that has ended it.
     timed_out: It has taken longer than it may, and was stopped.
     output: What it has written.
+    in_place: Of Server.write(): see UpdateResult.
     """
 
     files: Tuple[str, ...]
@@ -73,6 +74,7 @@ class UpdateError(Error):
     signal: Optional[int]
     timed_out: bool
     output: str
+    in_place: str
 
     def __init__(
         self,
@@ -95,6 +97,7 @@ class UpdateError(Error):
         self.signal = signal
         self.timed_out = timed_out
         self.output = output
+        self.in_place = ""
 
     def __str__(self) -> str:
         return shown(self.args[0])

@@ -61,6 +61,13 @@ class Server:
     def explain(
         self, request: Request, new_in: Optional[Any], loader: _Loader
     ) -> Tuple[List[Any], Dict[str, Any], Dict[str, Any], Tuple[List[Any], List[Any]]]: ...
+    def judge(
+        self,
+        files: Sequence[Tuple[Any, bool, _Text, _Text]],
+        check: _Text,
+        new_warnings: str,
+        command_limit: Optional[float],
+    ) -> Tuple[str, List[str]]: ...
     def overtaken(self) -> Optional[str]: ...
 
 class Parser:

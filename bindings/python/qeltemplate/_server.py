@@ -3,12 +3,14 @@
 """The files of a whole server."""
 
 import os
+from dataclasses import replace
 from typing import Iterable, List, Optional, Tuple, Union
 
 from . import _qeltemplate
 from ._edit import Request
-from ._errors import Overtaken, Refused
+from ._errors import Overtaken, Refused, UpdateError
 from ._results import (
+    FileEdit,
     Finding,
     ServerEditResult,
     ServerExplanation,
@@ -155,9 +157,14 @@ class Server:
         not what it was when the server was read, or has come or gone, nothing is written, and
         Overtaken is raised. A result of another Server is held to the same.
 
-        The rest is as for update(). check="nginx -t" judges the whole server when all files are in
-        their places; when it refuses, all files are the old ones, a new one is gone, and
-        ServerRefused has the reasons.
+        check: "nginx -t", "apache2ctl -t" and the like judge the whole server, its main file being
+        main, before anything is in its place: with the new files in a directory for temporary
+        files, and links to all others. What the server refuses has not been there for a moment. Any
+        other command, and one that cannot be asked so, is asked when all files are in their places:
+        in_place in the result, or in the exception, says why. Whenever it refuses, all files are the
+        old ones, a new one is gone, and ServerRefused has the reasons.
+
+        The rest is as for update().
         """
         if not isinstance(result, ServerEditResult):
             raise TypeError(f"the result must be a ServerEditResult, not {type_name(result)}")
@@ -186,9 +193,25 @@ class Server:
                 raise _overtaken(changed)
             for edit in edits:
                 files.replace(numbers[edit.name], edit.text)
-            return commit(files)
+            return self._commit(commit, edits, files)
         finally:
             files.close()
+
+    def _commit(
+        self, commit: _Commit, edits: List[FileEdit], files: _qeltemplate.Files
+    ) -> UpdateResult:
+        """Has the server judge the files before they are in their places, where it can be asked."""
+        if not commit.judges_whole_server:
+            return commit(files)
+        judged = [(edit.name, edit.is_new, edit.old_text, edit.text) for edit in edits]
+        in_place, warnings = self._server.judge(judged, *commit.judgement)
+        if not in_place:
+            return replace(commit.without_check()(files), checked=True, new_warnings=tuple(warnings))
+        try:
+            return replace(commit(files), in_place=in_place)
+        except UpdateError as error:
+            error.in_place = in_place
+            raise
 
     def __repr__(self) -> str:
         return f"<qeltemplate.Server {self.files[0]!r}, {len(self.files)} files>"

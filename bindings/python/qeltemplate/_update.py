@@ -23,6 +23,8 @@ class UpdateResult(_Record):
     new_warnings: What the server warns of now and did not before (new_warnings="tell").
     checked: The check has been run, and takes the files.
     reloaded: The server has been reloaded.
+    in_place: Of Server.write(): why its check could be asked only when the new files were in their
+        places. "": it was asked before, or there was none.
     """
 
     changed: Tuple[str, ...] = ()
@@ -30,6 +32,7 @@ class UpdateResult(_Record):
     new_warnings: Tuple[str, ...] = ()
     checked: bool = False
     reloaded: bool = False
+    in_place: str = ""
 
 
 class File:
@@ -92,16 +95,33 @@ class _Commit:
     ) -> None:
         if backup is not None:
             checked_text("backup", backup)
-        self._options = (
-            backup,
-            checked_text("check", check),
-            checked_text("reload", reload),
-            one_of("new_warnings", new_warnings, ("ignore", "tell", "refuse")),
-            None if command_limit is None else float(command_limit),
-        )
+        self._backup = backup
+        self._check = checked_text("check", check)
+        self._reload = checked_text("reload", reload)
+        self._new_warnings = one_of("new_warnings", new_warnings, ("ignore", "tell", "refuse"))
+        self._command_limit = None if command_limit is None else float(command_limit)
+
+    @property
+    def judges_whole_server(self) -> bool:
+        """Whether there is a check, and not one of each file by itself."""
+        check = self._check
+        if isinstance(check, str):
+            check = check.encode("utf-8", "surrogateescape")
+        return bool(check) and b"{}" not in check
+
+    @property
+    def judgement(self) -> Tuple[Text, str, Optional[float]]:
+        """What Server.judge() has to know."""
+        return self._check, self._new_warnings, self._command_limit
+
+    def without_check(self) -> "_Commit":
+        """The same when the server has judged the files already."""
+        return _Commit(self._backup, "", self._reload, "ignore", self._command_limit)
 
     def __call__(self, files: _qeltemplate.Files) -> UpdateResult:
-        changed, backups, warnings, checked, reloaded = files.commit(*self._options)
+        changed, backups, warnings, checked, reloaded = files.commit(
+            self._backup, self._check, self._reload, self._new_warnings, self._command_limit
+        )
         return UpdateResult(tuple(changed), tuple(backups), tuple(warnings), checked, reloaded)
 
 

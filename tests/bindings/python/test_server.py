@@ -366,7 +366,8 @@ def test_files_are_written_with_all_that_an_update_does(folder):
         server.edit(request_of(TO_NEW)), backup="~", check=check, reload=f"echo reloaded >{log}"
     )
     mail = f"{folder}/sites/mail"
-    assert outcome == qeltemplate.UpdateResult((mail,), (mail + "~",), (), True, True)
+    in_place = "it is no plain test of the server's"
+    assert outcome == qeltemplate.UpdateResult((mail,), (mail + "~",), (), True, True, in_place)
     assert (folder / "sites/mail").read_text() == EDITED
     assert (folder / "sites/mail~").read_text() == MAIL
     assert log.read_text() == "reloaded\n"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // Which commands are known to be a server's own test, and how they are asked about another tree.
-#include "cli/server_check.h"
+#include "server/check_command.h"
 
 #include <gtest/gtest.h>
 
@@ -18,7 +18,7 @@ struct Case {
 };
 
 std::string Turned(const std::string& command, const std::string& main, Dialect dialect) {
-  return cli::CheckCommandWith(command, main, dialect, "/tree").value_or("");
+  return tov_server::CheckCommandWith(command, main, dialect, "/tree").value_or("");
 }
 
 TEST(ACheckOfNginx, IsAskedAboutAnotherTree) {
@@ -68,10 +68,12 @@ TEST(ACheckOfHttpd, IsAskedAboutAnotherTree) {
 }
 
 TEST(ACheck, IsOfTheServerThatIsNamed) {
-  EXPECT_EQ(cli::CheckCommandOf("/etc/nginx/nginx.conf", Dialect::kNginx), "nginx -t");
-  EXPECT_EQ(cli::CheckCommandOf("/srv/a b.conf", Dialect::kNginx), "nginx -t -c '/srv/a b.conf'");
-  EXPECT_EQ(cli::CheckCommandOf("/etc/apache2/apache2.conf", Dialect::kApache), "apache2ctl -t");
-  EXPECT_EQ(cli::CheckCommandOf("/srv/httpd.conf", Dialect::kApache),
+  EXPECT_EQ(tov_server::CheckCommandOf("/etc/nginx/nginx.conf", Dialect::kNginx), "nginx -t");
+  EXPECT_EQ(tov_server::CheckCommandOf("/srv/a b.conf", Dialect::kNginx),
+            "nginx -t -c '/srv/a b.conf'");
+  EXPECT_EQ(tov_server::CheckCommandOf("/etc/apache2/apache2.conf", Dialect::kApache),
+            "apache2ctl -t");
+  EXPECT_EQ(tov_server::CheckCommandOf("/srv/httpd.conf", Dialect::kApache),
             "apache2ctl -t -f '/srv/httpd.conf'");
 }
 
