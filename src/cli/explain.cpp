@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <utility>
+#include <vector>
 
 #include "cli/command.h"
 #include "cli/diagnostic.h"
@@ -50,14 +51,10 @@ void Check(const ExplainOptions& options) {
   CheckRequestOptions(options);
   CheckGuardOptions(options);
   if (options.ReadsStandardInput()) RefuseValuesOnStandardInput(options);
-  if (!options.server) {
-    RefuseServerOptions(options.reading, options.new_in);
-  } else if (options.json) {
-    throw CLI::ValidationError("--server", "excludes --json");
-  }
+  if (!options.server) RefuseServerOptions(options.reading, options.new_in);
 }
 
-// The same for the whole server. Of its files the changes come together.
+// The same for the whole server. In the table the changes of its files come together.
 Outcome RunOnServer(const ExplainOptions& options) {
   Request request = LoadRequest(options);
   SetGuards(options, request.edit);
@@ -74,11 +71,14 @@ Outcome RunOnServer(const ExplainOptions& options) {
   shown.report = std::move(explained.report);
   shown.result.refusals = std::move(explained.result.refusals);
   shown.result.warnings = std::move(explained.result.warnings);
+  std::vector<report::ChangedFile> files;
   for (const tov_server::FileEdit& file : explained.result.files) {
     for (const tov_edit::Change& change : file.changes) shown.result.changes.push_back(change);
+    files.push_back({file.name, file.is_new, file.changes});
   }
   const ExitCode code = shown.result.refusals.empty() ? kDone : kRefused;
   const report::ExplainedEdit edit{request.edit, server.files.front().name, shown};
+  if (options.json) return {report::Json(report::ExplainedServerEdit{edit, files}), code};
   return {Explanation(edit, WantsColour(options.colour)), code};
 }
 

@@ -57,9 +57,15 @@ const char* RemedyName(tov_edit::Remedy remedy) {
   return "";
 }
 
-void WriteEvent(Writer& writer, const Event& event) {
+// Whether places in the configuration name their file: one of several.
+enum class Files { kOne, kSeveral };
+
+void WriteEvent(Writer& writer, const Event& event, Files files) {
   writer.Begin('{');
   writer.Member("kind", NameOf(event.kind));
+  if (files == Files::kSeveral && !event.place.file.empty()) {
+    writer.Member("file", event.place.file);
+  }
   if (event.place.line != 0) {
     writer.Member("line", event.place.line);
     writer.Member("column", event.place.column);
@@ -78,7 +84,7 @@ void WriteStatement(Writer& writer, const Statement& statement) {
   writer.End('}');
 }
 
-void WriteItem(Writer& writer, const Item& item, const Sayer& sayer) {
+void WriteItem(Writer& writer, const Item& item, const Sayer& sayer, Files files) {
   writer.Begin('{');
   WriteLineMember(writer, item.place);
   writer.Member("text", item.text);
@@ -94,11 +100,12 @@ void WriteItem(Writer& writer, const Item& item, const Sayer& sayer) {
   if (item.block) writer.Member("block", *item.block);
   writer.Member("action", NameOf(item.action));
   writer.Member("said", sayer.Said(item));
-  WriteList(writer, "lines", item.events, [&](const Event& event) { WriteEvent(writer, event); });
+  WriteList(writer, "lines", item.events,
+            [&](const Event& event) { WriteEvent(writer, event, files); });
   writer.End('}');
 }
 
-void WriteBlock(Writer& writer, const EditReport::Block& block) {
+void WriteBlock(Writer& writer, const EditReport::Block& block, Files files) {
   writer.Begin('{');
   writer.Member("opening", block.item);
   writer.Member("text", block.text);
@@ -106,6 +113,7 @@ void WriteBlock(Writer& writer, const EditReport::Block& block) {
   writer.Member("renamed", block.renamed);
   WriteList(writer, "found", block.places, [&](const FilePlace& place) {
     writer.Begin('{');
+    if (files == Files::kSeveral) writer.Member("file", place.file);
     writer.Member("line", place.line);
     writer.Member("column", place.column);
     writer.End('}');
@@ -123,14 +131,37 @@ void WriteChange(Writer& writer, const tov_edit::Change& change) {
   writer.End('}');
 }
 
-// What has changed, and what was found.
-void WriteOutcome(Writer& writer, const tov_edit::Result& result) {
-  WriteList(writer, "changes", result.changes,
+void WriteChanges(Writer& writer, const std::vector<tov_edit::Change>& changes) {
+  WriteList(writer, "changes", changes,
             [&](const tov_edit::Change& change) { WriteChange(writer, change); });
+}
+
+void WriteFindings(Writer& writer, const tov_edit::Result& result) {
   writer.Name("warnings");
   Write(writer, result.warnings);
   writer.Name("refusals");
   Write(writer, result.refusals);
+}
+
+// What has changed, and what was found.
+void WriteOutcome(Writer& writer, const tov_edit::Result& result) {
+  WriteChanges(writer, result.changes);
+  WriteFindings(writer, result);
+}
+
+// What was asked for, and what became of each line of the template.
+void WriteReport(Writer& writer, const ExplainedEdit& edit, Files files) {
+  const EditReport& report = edit.explained.report;
+  const Sayer sayer(report);
+  writer.Member("dialect", NameOf(edit.request.dialect));
+  writer.Member("template", edit.request.template_name);
+  writer.Member("refused", !edit.explained.result.refusals.empty());
+  WriteList(writer, "statements", report.statements,
+            [&](const Statement& statement) { WriteStatement(writer, statement); });
+  WriteList(writer, "template_lines", report.items,
+            [&](const Item& item) { WriteItem(writer, item, sayer, files); });
+  WriteList(writer, "blocks", report.blocks,
+            [&](const EditReport::Block& block) { WriteBlock(writer, block, files); });
 }
 
 template <class Whole>
@@ -183,20 +214,9 @@ void WriteMembers(Writer& writer, const tov_edit::Result& result) {
 }
 
 void WriteMembers(Writer& writer, const ExplainedEdit& edit) {
-  const EditReport& report = edit.explained.report;
-  const tov_edit::Result& result = edit.explained.result;
-  const Sayer sayer(report);
   writer.Member("config", edit.config_name);
-  writer.Member("dialect", NameOf(edit.request.dialect));
-  writer.Member("template", edit.request.template_name);
-  writer.Member("refused", !result.refusals.empty());
-  WriteList(writer, "statements", report.statements,
-            [&](const Statement& statement) { WriteStatement(writer, statement); });
-  WriteList(writer, "template_lines", report.items,
-            [&](const Item& item) { WriteItem(writer, item, sayer); });
-  WriteList(writer, "blocks", report.blocks,
-            [&](const EditReport::Block& block) { WriteBlock(writer, block); });
-  WriteOutcome(writer, result);
+  WriteReport(writer, edit, Files::kOne);
+  WriteOutcome(writer, edit.explained.result);
 }
 
 std::string Json(const tov_edit::Result& result) {
@@ -205,6 +225,23 @@ std::string Json(const tov_edit::Result& result) {
 
 std::string Json(const ExplainedEdit& edit) {
   return ObjectJson(edit);
+}
+
+std::string Json(const ExplainedServerEdit& edit) {
+  JsonWriter json;
+  json.Begin('{');
+  json.Member("main", edit.edit.config_name);
+  WriteReport(json, edit.edit, Files::kSeveral);
+  WriteList(json, "files", edit.files, [&](const ChangedFile& file) {
+    json.Begin('{');
+    json.Member("file", file.name);
+    json.Member("is_new", file.is_new);
+    WriteChanges(json, file.changes);
+    json.End('}');
+  });
+  WriteFindings(json, edit.edit.explained.result);
+  json.End('}');
+  return std::move(json).Text();
 }
 
 std::string LintJson(const std::vector<Finding>& warnings) {

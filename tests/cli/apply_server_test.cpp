@@ -407,8 +407,6 @@ TEST_F(ApplyServer, IsExplained) {
   const Outcome refused = Run(With(words, Rename("s77.example", "s9.example")));
   EXPECT_EQ(refused.exit_code, 4);
   EXPECT_THAT(refused.out, HasSubstr("[collision]"));
-  EXPECT_THAT(Run(With({"explain", "--server", "a", "--json"}, Rename("a", "b"))).err,
-              HasSubstr("--server: excludes --json"));
   EXPECT_EQ(Texts(), before);
 }
 

@@ -5,7 +5,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -344,6 +346,84 @@ TEST_F(ExplainProgram, SaysOfABlockThatIsThereTwiceThatItMayBeEach) {
   EXPECT_THAT(outcome.out, HasSubstr("\nseveral blocks fit, see below: 'server {'\n"));
   EXPECT_THAT(outcome.out, HasSubstr("nothing: several blocks fit: 'server {'\n"));
   EXPECT_THAT(outcome.out, Not(HasSubstr("not there")));
+}
+
+// --- A whole server ---
+
+class ExplainServer : public ExplainProgram {
+ protected:
+  // A server with two sites in files of their own.
+  ExplainServer() {
+    std::filesystem::create_directory(m_sandbox.PathOf("sites"));
+    m_sandbox.Write("nginx.conf", "http {\n    include sites/*;\n}\n");
+    m_sandbox.Write("sites/a", ServerNamed("a.example"));
+    m_sandbox.Write("sites/b", ServerNamed("b.example"));
+  }
+
+  json JsonOf(const Words& more) const {
+    Words words = {"--server", "nginx.conf"};
+    words.insert(words.end(), more.begin(), more.end());
+    return ExplainJson(words);
+  }
+
+  // The names of the files that the JSON says change. apply makes each what it says.
+  Words ChangedFiles(const Words& more) const {
+    const json told = JsonOf(more);
+    Words names;
+    std::vector<std::string> texts;
+    for (const json& file : told["files"]) {
+      names.push_back(file["file"]);
+      EXPECT_EQ(file["is_new"], !std::filesystem::exists(m_sandbox.PathOf(names.back())));
+      texts.push_back(Replayed(file["is_new"] ? "" : m_sandbox.Read(names.back()), file));
+    }
+    Words words = {"--server", "--in-place", "nginx.conf"};
+    words.insert(words.end(), more.begin(), more.end());
+    const Outcome outcome = Apply(words);
+    EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
+    for (std::size_t i = 0; i < names.size(); ++i) {
+      EXPECT_EQ(m_sandbox.Read(names[i]), texts[i]) << names[i];
+    }
+    EXPECT_EQ(told["main"], "nginx.conf");
+    EXPECT_EQ(told["refused"], false);
+    return names;
+  }
+};
+
+TEST_F(ExplainServer, SaysInWhichFileEachLineIs) {
+  m_sandbox.Write("site.template", "server {\nserver_name b.example;\nroot [% $root %];\n}\n");
+  const Words words = {"--set", "root=/b"};
+  const json told = JsonOf(words);
+  const json& blocks = told["blocks"];
+  ASSERT_EQ(blocks.size(), 1U);
+  EXPECT_EQ(blocks[0]["found"], (json{{{"file", "sites/b"}, {"line", 1}, {"column", 1}}}));
+  EXPECT_EQ(told["template_lines"][1]["lines"][0]["file"], "sites/b");
+  EXPECT_EQ(told["template_lines"][2]["lines"], (json{{{"kind", "changed"},
+                                                       {"file", "sites/b"},
+                                                       {"line", 3},
+                                                       {"column", 1},
+                                                       {"from", "root /srv/a;"},
+                                                       {"to", "root /b;"}}}));
+  EXPECT_EQ(ChangedFiles(words), Words{"sites/b"});
+}
+
+TEST_F(ExplainServer, HasTheChangesOfEachFile) {
+  m_sandbox.Write("site.template", "server {\nroot /srv/a;\ngzip on;\n}\n");
+  EXPECT_EQ(ChangedFiles({"--all"}), (Words{"sites/a", "sites/b"}));
+  m_sandbox.Write("site.template", "server {\nserver_name new.example;\n}\n");
+  EXPECT_EQ(ChangedFiles({"--new-in", "sites/{name}"}), Words{"sites/new.example"});
+  EXPECT_EQ(ChangedFiles({"--new-in", "sites/{name}"}), Words{});
+}
+
+TEST_F(ExplainServer, SaysWhyApplyRefuses) {
+  m_sandbox.Write("site.template", "server {\nserver_name {% $name %};\n}\n");
+  const json told = JsonOf({"--old", "name=a.example", "--set", "name=b.example"});
+  EXPECT_EQ(told["refused"], true);
+  EXPECT_EQ(told["files"], json::array());
+  ASSERT_EQ(told["refusals"].size(), 1U);
+  EXPECT_EQ(told["refusals"][0]["name"], "collision");
+  std::set<std::string> files;
+  for (const json& place : told["refusals"][0]["config_places"]) files.insert(place["file"]);
+  EXPECT_EQ(files, (std::set<std::string>{"sites/a", "sites/b"}));
 }
 
 }  // namespace

@@ -107,6 +107,32 @@ TEST_F(Schema, HoldsForExplainWhateverBecomesOfAnEdit) {
   }
 }
 
+TEST_F(Schema, HoldsForExplainOfAServer) {
+  m_sandbox.Write("nginx.conf", "http {\ninclude a;\ninclude b;\ninclude new*;\n}\n");
+  m_sandbox.Write("a", ServerNamed("a.example"));
+  m_sandbox.Write("b", ServerNamed("b.example"));
+  struct Case {
+    const char* template_text;
+    Words options;
+    int exit_code;
+  };
+  const Case cases[] = {
+      {"server {\nroot /srv/a;\ngzip on;\n}\n", {"--all"}, 0},
+      {"server {\nroot /srv/a;\ngzip on;\n}\n", {}, 4},
+      {"{% if $no %}\nserver {\nserver_name a.example;\n}\n{% endif %}\nuser x;\n", {}, 0},
+      {"server {\nserver_name c;\n}\n", {"--new-in", "new"}, 0},
+      {"server {\nserver_name [% $c %];\n}\n", {}, 4},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.template_text);
+    m_sandbox.Write("site.template", c.template_text);
+    Words words = {"explain", "--server",   "--json",        "--dialect",
+                   "nginx",   "--template", "site.template", "nginx.conf"};
+    words.insert(words.end(), c.options.begin(), c.options.end());
+    ExpectValid("explain-server", words, c.exit_code);
+  }
+}
+
 TEST_F(Schema, HoldsForSitesAndServers) {
   m_sandbox.Write(
       "nginx.conf",
