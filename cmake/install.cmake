@@ -77,7 +77,7 @@ install(TARGETS qeltemplate_server EXPORT qeltemplate
         FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qeltemplate
         COMPONENT development
         ARCHIVE COMPONENT development
-        LIBRARY COMPONENT runtime NAMELINK_COMPONENT development)
+        LIBRARY COMPONENT server NAMELINK_COMPONENT development)
 qeltemplate_install_module(qeltemplate_server "Knows the files and the sites of a web server" development
                            ALWAYS qeltemplate_edit)
 

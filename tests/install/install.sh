@@ -20,6 +20,12 @@ mv "$installed.first" "$installed"
 if grep -rlI -F "$installed.first" "$installed"; then fail 'the place of installation is kept'; fi
 [ "$("$installed/bin/qeltemplate" --version)" = "qeltemplate $version" ] || fail 'the program does not run'
 
+# Nothing is promised of this library's binary interface: no program loads the one of another version.
+server=$(find "$installed" -name libqeltemplate_server.so)
+if [ -n "$server" ]; then
+  LC_ALL=C readelf --dynamic "$server" | grep -q "soname: \[libqeltemplate_server\.so\.$version\]" || fail 'another soname'
+fi
+
 # Only what a user of the library may include.
 for header in section_tree.h framework/str.h framework/test.h framework/tov_file.h; do
   [ -e "src/template/$header" ] || fail "no such header: $header"
