@@ -1,8 +1,8 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
 
-# Builds and runs a program outside of this project that uses the library in one of the ways of docs/install.md,
-# by the lines that stand there.
+# Builds and runs a program outside of this project that uses the engine in one of the ways of docs/install.md, by
+# the lines that stand there. As a part of the project, the careful edit comes with it.
 #
 #   consumer.sh WAY SOURCES INSTALLED WORK COMPILER STANDARD SHARED
 #
@@ -30,15 +30,36 @@ block() {
 rm -rf "$work"
 mkdir -p "$work"
 cd "$work"
-{ block engine cpp 'std::string Edited('; cat "$sources/tests/install/edit_main.cpp"; } >edit.cpp
+{ block engine cpp 'std::string Edited('; cat "$sources/tests/install/lines_main.cpp"; } >lines.cpp
 flags="-Wall -Wextra -Wpedantic -Werror -fvisibility=hidden"
 
+# built_by_cmake FLAGS OPTION TARGET...
 built_by_cmake() {
   cmake -S . -B build -G Ninja -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_STANDARD="$standard" \
     -DCMAKE_CXX_EXTENSIONS=OFF -DCMAKE_CXX_FLAGS="$flags $1" -DCMAKE_EXPORT_COMPILE_COMMANDS=ON \
     -DCMAKE_PREFIX_PATH="$installed" $2 || fail 'cmake'
-  cmake --build build --target edit || fail 'cmake --build'
-  build/edit
+  shift 2
+  cmake --build build --target "$@" || fail 'cmake --build'
+  build/lines
+}
+
+# both TEXT: the project of the page's block in which TEXT stands, with the program for the careful edit that
+# links.sh runs, and with that for the engine.
+both() {
+  block install cmake "$1" >CMakeLists.txt
+  {
+    echo 'add_executable(lines lines.cpp)'
+    echo 'target_link_libraries(lines PRIVATE qeltemplate::qeltemplate)'
+  } >>CMakeLists.txt
+  {
+    printf '#include <%s>\n' iostream iterator stdexcept string
+    block cpp cpp 'std::string Moved('
+    cat "$sources/tests/install/links/edit.cpp"
+  } >edit.cpp
+  built_by_cmake '' "-DBUILD_SHARED_LIBS=$shared" edit lines
+  block cpp nginx 'root   ' >site.conf
+  sed 's:\(root *\)/srv/a.example:\1/data:' site.conf >expected.conf
+  build/edit /data <site.conf | diff expected.conf - || fail 'another edit'
 }
 
 # What belongs to the library must not show in the project that it is a part of.
@@ -46,7 +67,7 @@ check_parent() {
   # An option of the command line gets a type from whoever declares it.
   leaked=$(grep -E '^(BUILD_SHARED_LIBS:BOOL|BUILD_TESTING:|QELTEMPLATE_(WERROR|BUILD_TESTS|FUZZER):)' \
     build/CMakeCache.txt) && fail "options: $leaked"
-  grep -F "$work/edit.cpp" build/compile_commands.json | grep -q -- -Wconversion && fail 'warnings of the library'
+  grep -F -e "$work/edit.cpp" -e "$work/lines.cpp" build/compile_commands.json | grep -q -- -Wconversion && fail 'warnings of the library'
   ctest --test-dir build -N | grep -q '^Total Tests: 0$' || fail 'tests of the library'
   [ -z "$(find build -name 'qeltemplate' -type f)" ] || fail 'the program'
   cmake --install build --prefix "$work/parent"
@@ -60,27 +81,25 @@ check_parent() {
 
 case $way in
   find_package)
-    block install cmake 'find_package(' >CMakeLists.txt
+    block install cmake 'qeltemplate::qeltemplate)' >CMakeLists.txt
     # The program has functions of its own that are named as the library's helpers, and shows them.
-    built_by_cmake '-DHOST_HAS_HELPERS -fvisibility=default' ''
+    built_by_cmake '-DHOST_HAS_HELPERS -fvisibility=default' '' lines
     ;;
   pkg-config)
     PKG_CONFIG_PATH=$(dirname "$(find "$installed" -name qeltemplate.pc)")
     export PKG_CONFIG_PATH
-    block install sh pkg-config | sed "s/^c++ -std=c++17/$compiler -std=c++$standard $flags/" >build.sh
+    block install sh ' qeltemplate)' | sed "s/^c++ -std=c++17/$compiler -std=c++$standard $flags/" >build.sh
     sh -e -x build.sh
-    LD_LIBRARY_PATH=$(pkg-config --variable=libdir qeltemplate) ./edit
+    LD_LIBRARY_PATH=$(pkg-config --variable=libdir qeltemplate) ./lines
     ;;
   add_subdirectory)
-    block install cmake 'add_subdirectory(' >CMakeLists.txt
     ln -s "$sources" libqeltemplate
-    built_by_cmake '' "-DBUILD_SHARED_LIBS=$shared"
+    both 'add_subdirectory('
     check_parent
     ;;
   FetchContent)
-    block install cmake 'FetchContent_' >CMakeLists.txt
     tar -C "$sources" -c -z -f libqeltemplate.tar.gz CMakeLists.txt cmake src
-    built_by_cmake '' "-DBUILD_SHARED_LIBS=$shared"
+    both 'FetchContent_'
     check_parent
     # Asked to, it installs the libraries as they are built here.
     cmake -S . -B build -DQELTEMPLATE_INSTALL=ON -DQELTEMPLATE_BUILD_UPDATE=ON

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// The rest of edit.cpp, behind Edited() of docs/engine.md: what a program that links the library
+// The rest of lines.cpp, behind Edited() of docs/engine.md: what a program that links the library
 // relies on.
 
 #include <cstdio>
