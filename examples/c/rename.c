@@ -1,16 +1,19 @@
 /* Gives a site of a file another name, and says why not, and where.
  *
- *   rename FILE OLD_NAME NEW_NAME
+ *   rename FILE OLD_NAME NEW_NAME [all]
  *
  * The exit status is 3 when the edit is refused.
  */
 #include <qeltemplate_c.h>
 #include <stdio.h>
+#include <string.h>
 
 static const char kTemplate[] = "server {\n\tserver_name {% $name %};\n}\n";
 
-/* Gives the site another name. Says why not, and where. */
-static qel_status RenameSite(const char* file, const char* from, const char* to) {
+/* Gives a site of the file another name. `all`: in each of its blocks, as for ports 80 and 443;
+ * else several are refused. Says why not, and where.
+ */
+static qel_status RenameSite(const char* file, const char* from, const char* to, int all) {
   qel_request request = 0;
   qel_update update = 0;
   qel_result result = 0;
@@ -22,6 +25,7 @@ static qel_status RenameSite(const char* file, const char* from, const char* to)
   if (status == QEL_OK) {
     status = qel_request_set_value(request, "name", QEL_NUL, from, QEL_NUL, to, QEL_NUL, &error);
   }
+  if (status == QEL_OK) status = qel_request_set_option(request, QEL_ALL, all, &error);
   if (status == QEL_OK) status = qel_update_new(&update, &error);
   if (status == QEL_OK) status = qel_update_add(update, file, QEL_NUL, &error);
   if (status == QEL_OK) status = qel_update_lock(update, &error);
@@ -50,11 +54,12 @@ static qel_status RenameSite(const char* file, const char* from, const char* to)
 }
 
 int main(int argc, char** argv) {
-  if (argc != 4) {
-    fprintf(stderr, "usage: rename FILE OLD_NAME NEW_NAME\n");
+  const int all = argc == 5 && strcmp(argv[4], "all") == 0;
+  if (argc != 4 && !all) {
+    fprintf(stderr, "usage: rename FILE OLD_NAME NEW_NAME [all]\n");
     return 2;
   }
-  switch (RenameSite(argv[1], argv[2], argv[3])) {
+  switch (RenameSite(argv[1], argv[2], argv[3], all)) {
     case QEL_OK:
       return 0;
     case QEL_REFUSED:

@@ -97,14 +97,16 @@ std::vector<std::string> Mistakes(const std::string& template_text) {
   return mistakes;
 }
 
-// Gives a site of the file another name. Returns why not, and where; nothing: it is done.
+// Gives a site of the file another name. `all`: in each of its blocks, as for ports 80 and 443;
+// else several are refused. Returns why not, and where; nothing: it is done.
 std::vector<std::string> RenameSite(const std::string& file, const std::string& from,
-                                    const std::string& to) {
+                                    const std::string& to, bool all) {
   tov_edit::Request request;
   request.dialect = tov_edit::Dialect::kNginx;
   request.template_name = "name.template";
   request.template_text = "server {\n\tserver_name {% $name %};\n}\n";
   request.values["name"] = {from, to};
+  request.all = all;
 
   tov_update::FileUpdate update({file});
   const tov_edit::Result result = tov_edit::Edit(request, update.Read(0), file);
@@ -268,11 +270,19 @@ TEST(CppPage, RenamesASiteOfAFile) {
   const Sandbox sandbox;
   sandbox.Write("a", "server {\n  server_name a.example;\n}\n");
   const std::string file = sandbox.PathOf("a");
-  EXPECT_THAT(RenameSite(file, "a.example", "b.example"), testing::IsEmpty());
+  EXPECT_THAT(RenameSite(file, "a.example", "b.example", false), testing::IsEmpty());
   EXPECT_EQ(sandbox.Read("a"), "server {\n  server_name b.example;\n}\n");
-  EXPECT_THAT(RenameSite(file, "a.example", "c.example"),
+  EXPECT_THAT(RenameSite(file, "a.example", "c.example", true),
               testing::ElementsAre(testing::HasSubstr("name.template:1:1: there is no")));
   EXPECT_EQ(sandbox.Read("a"), "server {\n  server_name b.example;\n}\n");
+
+  const std::string two = sandbox.PathOf("two");
+  const std::string site = "server {\n  server_name a.example;\n}\n";
+  sandbox.Write("two", site + site);
+  EXPECT_THAT(RenameSite(two, "a.example", "b.example", false),
+              testing::ElementsAre(testing::HasSubstr("fits several blocks: ")));
+  EXPECT_THAT(RenameSite(two, "a.example", "b.example", true), testing::IsEmpty());
+  EXPECT_THAT(sandbox.Read("two"), testing::Not(testing::HasSubstr("a.example")));
 }
 
 TEST(CppPage, FindsTheSitesOfAServer) {

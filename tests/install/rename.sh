@@ -68,19 +68,23 @@ edit_by() {
 program="$installed/bin/qeltemplate"
 printf 'server {\n\tserver_name {%% $name %%};\n}\n' >name.template
 
-# refusals OLD NEW: what the program refuses, as its JSON has it.
+# refusals OLD NEW [OPTION]: what the program refuses, as its JSON has it.
 refusals() {
-  "$program" explain --json --dialect nginx --template name.template --old "name=$1" --set "name=$2" site.conf |
+  # shellcheck disable=SC2086 # one word, or none
+  "$program" explain --json --dialect nginx --template name.template --old "name=$1" --set "name=$2" ${3-} site.conf |
     python3 -c 'import json, sys; [print(each["said"]) for each in json.load(sys.stdin)["refusals"]]'
 }
 
-# same OUTCOME OLD NEW: done or refused, and the same by all. The configuration is site.conf.
+# same REFUSED OLD NEW [--all]: whether it is refused, and the same by all languages. The configuration is site.conf.
 same() {
   outcome=$1
   shift
   cp site.conf before.conf
   refused=no
-  if "$program" apply --dialect nginx --template name.template --old "name=$1" --set "name=$2" site.conf \
+  languages='cpp c python php perl'
+  [ $# = 3 ] || languages="$languages ctypes"
+  # shellcheck disable=SC2086 # one word, or none
+  if "$program" apply --dialect nginx --template name.template --old "name=$1" --set "name=$2" ${3-} site.conf \
     >expected.conf 2>said; then
     : >expected.said
   else
@@ -91,10 +95,11 @@ same() {
     [ -s expected.said ]
   fi
   [ "$refused" = "$outcome" ] || fail "refused: $refused: $* $(cat site.conf said)"
-  for language in cpp c python php perl ctypes; do
+  [ "$refused" = yes ] || [ "$1" = "$2" ] || ! cmp -s before.conf expected.conf || fail "nothing edited: $*"
+  for language in $languages; do
     cp before.conf site.conf
     status=0
-    edit_by $language site.conf "$@" 2>said || status=$?
+    edit_by $language site.conf "$1" "$2" ${3+all} 2>said || status=$?
     case $status in
       0) [ "$refused" = no ] ;;
       3) [ "$refused" = yes ] ;;
@@ -107,7 +112,50 @@ same() {
   edits=$((edits + 1))
 }
 
+# reason TEXT: it stands in the last refusal.
+reason() {
+  grep -q -F "$1" expected.said || fail "not '$1': $(cat expected.said)"
+}
+
 edits=0
+
+# A redirect and a site, which have one name.
+cat >site.conf <<'END'
+server {
+    listen 80;
+    server_name a.example www.a.example;
+    return 301 https://$host$request_uri;
+}
+
+server {
+    listen 443 ssl; # managed by Certbot
+    server_name a.example
+                www.a.example;
+
+    root   /srv/a.example;
+}
+server {
+    listen 443 ssl;
+    server_name b.example;
+}
+END
+same yes a.example c.example
+reason 'site.conf:1:1'
+reason 'site.conf:7:1'
+same no a.example c.example --all
+[ "$(grep -c c.example expected.conf)" = 2 ] || fail "not both: $(cat expected.conf)"
+same no www.a.example www.c.example --all
+same yes a.example b.example --all
+reason "b.example"
+reason 'site.conf:14:1'
+same yes a.example 'c.example; root /' --all
+reason "the value 'name' does not stay in its place"
+reason 'name.template:2:2'
+same yes a.example 'c.example d.example' --all
+same yes x.example c.example --all
+same yes b.example 'c.example
+    root /'
+
 cat >site.conf <<'END'
 # caf? and two blank lines
 
