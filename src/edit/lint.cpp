@@ -87,6 +87,7 @@ class Checker {
   struct OpenBlock {
     Spot opening;
     std::vector<Branch> branches;  // that it was opened in
+    bool named = false;            // by a line that stands in it whatever branches are taken
   };
 
   // --- Findings ---
@@ -400,9 +401,8 @@ class Checker {
 
   void CheckDirective(const std::string& text, const Written& written) {
     const std::string& name = written.words.front();
-    const Role role = RoleOf(m_request.dialect, name);
-    if (role == Role::kNames && !m_blocks.empty()) CheckIdentity(text);
-    if (role == Role::kOptions) CheckOptions(text, written);
+    if (SaysName(m_request.dialect, name) && !m_blocks.empty()) CheckIdentity(text, name);
+    if (RoleOf(m_request.dialect, name) == Role::kOptions) CheckOptions(text, written);
     const std::string bare(str::view::Trim(WithPlacesAs(text, "")));
     if (bare.empty() || bare == ";") {
       Warn(Begin(), "empty-key",
@@ -411,12 +411,23 @@ class Checker {
     }
   }
 
-  void CheckIdentity(const std::string& text) {
-    if (m_blocks.back().branches != Branches()) {
+  void CheckIdentity(const std::string& text, const std::string& name) {
+    OpenBlock& block = m_blocks.back();
+    if (block.named) return;
+    block.named = block.branches == Branches();
+    if (!block.named) {
       Warn(Begin(), "branch-identity",
            "this line names its block, and stands in a branch: the block is looked for by the name "
            "of the branch that is taken. Keep such lines out of branches; let a value differ "
            "instead");
+    }
+    const std::vector<Place> places = PlacesIn(text);
+    if (!places.empty() && places.front().trailing &&
+        str::view::Trim(text.substr(0, places.front().begin)) == name) {
+      Warn(places.front().begin, "any-name",
+           "this place stands for any names, so that its block is not found by its name. Write the "
+           "first name as a full place, {% ... %}, or as it is");
+      return;
     }
     CheckOldValues(text);
   }
@@ -496,6 +507,7 @@ const std::vector<FindingKind> kTemplateWarnings = {
     {"extra-closing", "a closing line too many"},
     {"unclosed-block", "a block never closes"},
     {"branch-identity", "a line that names a block stands in a branch"},
+    {"any-name", "a block whose name a template leaves open"},
     {"not-a-directive", "a line that is no directive, or more than one"},
     {"branch-opening", "an opening or closing line alone in a branch"},
     {"empty-key", "a line without a text of its own"},

@@ -167,6 +167,28 @@ TEST(SitesOfOneName, AreToldApartByWhatOnlyTheFirstOneHas) {
   }
 }
 
+// Whoever writes such a template means one site, and has not said which.
+TEST(Sites, AreRefusedWhenTheTemplateLeavesTheirNameOpen) {
+  ExpectRefusals(
+      Dialect::kNginx,
+      {{"old and new",
+        "server { server_name a; root /a; }\nserver { server_name b; root /b; }\n",
+        "server {\nserver_name [% $name %];\n}\n",
+        {{"name", "a", "c"}},
+        "ambiguous",
+        "site.template:1:1:",
+        "'server_name [% $name %];' stands for any names: write the first one as it is, or as a "
+        "full place, {% ... %}, with its old value"}});
+  ExpectRefusals(Dialect::kApache, {{"a ServerName",
+                                     "<VirtualHost *>\nServerName a\n</VirtualHost>\n"
+                                     "<VirtualHost *>\nServerName b\n</VirtualHost>\n",
+                                     "<VirtualHost *>\nServerName [% $name %]\n</VirtualHost>\n",
+                                     {{"name", "a", "c"}},
+                                     "ambiguous",
+                                     "site.template:1:1:",
+                                     "'ServerName [% $name %]' stands for any names"}});
+}
+
 TEST(SitesOfOneName, AreRefusedForEveryKindOfEdit) {
   const auto refused = [](const std::string& name, const std::string& text,
                           const NamedValues& values) {

@@ -105,6 +105,15 @@ TEST(ATemplate, OfNginxIsLookedAtLineByLine) {
            "3:1 branch-identity\n5:1 branch-identity\n"},
           {"names outside of all blocks",
            "server_name a;\n{% if $x %}\nserver_name b;\n{% endif %}\n", ""},
+          {"more names in a branch, of a block that has one",
+           "server {\nserver_name a;\n{% if $x %}\nserver_name b;\n{% endif %}\n}\n", ""},
+          {"any name", "server {\nserver_name [% $n %];\n}\n", "2:13 any-name\n"},
+          {"any name at a word's beginning", "server {\nserver_name [% $n %].a;\n}\n",
+           "2:13 any-name\n"},
+          {"a name, and any behind it", "server {\nserver_name {% $n %} [% $more %];\n}\n", ""},
+          {"a name, and any on another line",
+           "server {\nserver_name a;\nserver_name [% $n %];\n}\n", ""},
+          {"a name that begins with a text", "server {\nserver_name www.[% $n %];\n}\n", ""},
           {"a line without its end", "x 1\n", "1:1 not-a-directive\n"},
           {"two directives", "x 1; y 2;\n", "1:1 not-a-directive\n"},
           {"a brace on its own line", "server\n{\n}\n",
@@ -118,22 +127,28 @@ TEST(ATemplate, OfNginxIsLookedAtLineByLine) {
 }
 
 TEST(ATemplate, OfApacheIsLookedAtLineByLine) {
-  ExpectFound(Dialect::kApache, ValuesGiven::kNone,
-              {
-                  {"words with and without a sign", "Options +A B\n", "1:1 mixed-options\n"},
-                  {"all with a sign", "Options +A -B\n", ""},
-                  {"all without a sign", "Options A B\n", ""},
-                  {"a value that is not known", "Options +A {% $v %}\n", ""},
-                  {"a comment behind Options", "Options A # x\n", "1:11 options-comment\n"},
-                  {"a comment of the template", "Options A {#} # x\n", ""},
-                  {"other directives", "Foo +A B # x\n", ""},
-                  {"a closing line before its block", "</X>\n<X>\n",
-                   "1:1 extra-closing\n2:1 unclosed-block\n"},
-                  {"nothing but a place", "{% $v %}\n", "1:1 empty-key\n"},
-                  {"a name in a branch",
-                   "<VirtualHost *>\n{% if $x %}\nServerName a\n{% endif %}\n</VirtualHost>\n",
-                   "3:1 branch-identity\n"},
-              });
+  ExpectFound(
+      Dialect::kApache, ValuesGiven::kNone,
+      {
+          {"words with and without a sign", "Options +A B\n", "1:1 mixed-options\n"},
+          {"all with a sign", "Options +A -B\n", ""},
+          {"all without a sign", "Options A B\n", ""},
+          {"a value that is not known", "Options +A {% $v %}\n", ""},
+          {"a comment behind Options", "Options A # x\n", "1:11 options-comment\n"},
+          {"a comment of the template", "Options A {#} # x\n", ""},
+          {"other directives", "Foo +A B # x\n", ""},
+          {"a closing line before its block", "</X>\n<X>\n",
+           "1:1 extra-closing\n2:1 unclosed-block\n"},
+          {"nothing but a place", "{% $v %}\n", "1:1 empty-key\n"},
+          {"a name in a branch",
+           "<VirtualHost *>\n{% if $x %}\nServerName a\n{% endif %}\n</VirtualHost>\n",
+           "3:1 branch-identity\n"},
+          {"aliases in a branch, and of any name",
+           "<VirtualHost *>\nServerName a\n{% if $x %}\nServerAlias b\n{% else %}\n"
+           "ServerAlias [% $b %]\n{% endif %}\n</VirtualHost>\n",
+           ""},
+          {"any name", "<VirtualHost *>\nServerName [% $n %]\n</VirtualHost>\n", "2:12 any-name\n"},
+      });
 }
 
 TEST(ATemplate, IsLookedAtWithItsValues) {
@@ -144,6 +159,10 @@ TEST(ATemplate, IsLookedAtWithItsValues) {
            "2:13 missing-old-value\n"},
           {"a name with it", "server {\nserver_name {% $both %};\n}\n", ""},
           {"a name without any", "server {\nserver_name {% $none %};\n}\n", ""},
+          {"more names without their old value",
+           "server {\nserver_name a;\nserver_name {% $new %};\n}\n", ""},
+          {"any name without its old value", "server {\nserver_name [% $new %];\n}\n",
+           "2:13 any-name\n"},
           {"a name outside of all blocks", "server_name {% $new %};\n", ""},
           {"an opening line", "location {% $new %} {\n}\n", "1:10 missing-old-value\n"},
           {"a line that names nothing", "server {\nx {% $new %};\n}\n", ""},

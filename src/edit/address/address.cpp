@@ -314,7 +314,11 @@ class Finder {
     const std::string advice =
         LineOnlyInFirst(m_contents, m_holdings, evidence, sought.fitting, lines_count);
     const std::string around = ConditionOnlyAroundFirst(m_contents, sought.fitting);
-    if (!advice.empty()) {
+    if (evidence.naming != nullptr && !evidence.HasName()) {
+      finding.hint = Quoted(evidence.naming->text) +
+                     " stands for any names: write the first one as it is, or as a full place, "
+                     "{% ... %}, with its old value";
+    } else if (!advice.empty()) {
       finding.hint = Quoted(advice) + " in the template would mean the first one";
     } else if (!around.empty()) {
       finding.hint = "Within " + Quoted(around) + ", the template would mean the first one";

@@ -33,7 +33,6 @@ class EvidenceReader {
     m_evidence.enabled = block.enabled;
     m_is_server = IsServerHead(*m_evidence.opening);
     m_evidence.is_nginx_server = m_is_server && m_dialect == Dialect::kNginx;
-    m_named = false;
     for (const std::size_t child : block.children) {
       const TemplateLine& line = m_tree.lines[child];
       if (line.kind == Kind::kOpening) {
@@ -74,12 +73,9 @@ class EvidenceReader {
 
   void ReadLine(const TemplateLine& line) {
     const std::string name = DirectiveName(line);
-    const Role role = RoleOf(m_dialect, name);
-    const bool is_alias = m_dialect == Dialect::kApache && role == Role::kNames &&
-                          !tov_document::SameName(m_dialect, name, "ServerName");
-    if (m_is_server && role == Role::kNames && !is_alias) {
-      if (!std::exchange(m_named, true)) ReadName(line);
-    } else if (m_is_server && role == Role::kAddress) {
+    if (m_is_server && SaysName(m_dialect, name)) {
+      if (m_evidence.naming == nullptr) ReadName(line);
+    } else if (m_is_server && RoleOf(m_dialect, name) == Role::kAddress) {
       ReadAddress(line);
     } else if (!IsTlsState(name) && !line.beginning && !line.raw) {
       if (line.old_given && line.was) {
@@ -91,6 +87,7 @@ class EvidenceReader {
   }
 
   void ReadName(const TemplateLine& line) {
+    m_evidence.naming = &line;
     const bool missing = m_evidence.enabled ? !line.now : !line.now && !line.was;
     if (missing && (!line.beginning || line.old_given)) RefuseMissing(line);
     if (line.beginning) {
@@ -136,7 +133,6 @@ class EvidenceReader {
   Findings& m_findings;
   Evidence m_evidence;
   bool m_is_server = false;
-  bool m_named = false;
 };
 
 }  // namespace

@@ -25,7 +25,9 @@ struct Evidence {
   const TemplateLine* opening = nullptr;
   bool enabled = true;
 
-  // The first name, as it was and as it will be; none: it is not stated.
+  const TemplateLine* naming = nullptr;  // a server's line that says how it is called
+
+  // The first name, as it was and as it will be; none: it is not stated, or may be any.
   std::optional<std::string> old_name;
   std::optional<std::string> new_name;
 

@@ -23,6 +23,10 @@ Role RoleOf(Dialect dialect, std::string_view name) {
   return SameName(dialect, name, "Options") ? Role::kOptions : Role::kPlain;
 }
 
+bool SaysName(Dialect dialect, std::string_view name) {
+  return dialect == Dialect::kNginx ? name == "server_name" : SameName(dialect, name, "ServerName");
+}
+
 namespace {
 
 // nginx reads "location = /x" and "location =/x" alike.

@@ -54,6 +54,10 @@ bool AreTwins(Dialect dialect, const Texts& a, const Texts& b);
 // Whether blocks of this name are Apache's <VirtualHost>.
 bool IsVirtualHost(Dialect dialect, std::string_view name);
 
+// Whether a directive of this name says how a server is called: nginx's server_name and Apache's
+// ServerName do, a ServerAlias gives it more names.
+bool SaysName(Dialect dialect, std::string_view name);
+
 // The names that a directive of a server states, in normal form; none for other directives.
 Texts NamesIn(Dialect dialect, const Texts& words);
 
