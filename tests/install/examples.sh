@@ -70,6 +70,9 @@ PYTHONDONTWRITEBYTECODE=1
 export PERL5LIB QELTEMPLATE_PHP PYTHONPATH PYTHONDONTWRITEBYTECODE
 check_site perl "$examples/perl/site.pl"
 check_site php "$examples/php/site.php"
+for language in perl php; do
+  "$tests/bindings/run_page.sh" "$(find "$pages" -path "*/$language.md" | head -n 1)" $language $language
+done
 check python3 "$examples/python/rename_site.py"
 "$tests/install/panel.sh" "$work/panel" python3 "$examples/python/panel.py"
 for program in 'python3 rename_site.py' 'perl rename_site.pl'; do

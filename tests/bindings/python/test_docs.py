@@ -49,3 +49,11 @@ def test_code_is_that_of_the_example_linked_before_it(page):
     assert blocks
     for _, block, example in blocks:
         assert block in (ROOT / example).read_text(encoding="utf-8")
+
+
+@pytest.mark.parametrize("page", ["c.md", "ffi.md"])
+def test_names_are_those_of_the_header(page):
+    header = (ROOT / "bindings/c/qeltemplate_c.h").read_text(encoding="utf-8")
+    names = re.findall(r"\b(?:qel|QEL)_\w+", (ROOT / "docs" / page).read_text(encoding="utf-8"))
+    assert len(names) > 10
+    assert set(names) <= set(re.findall(r"\w+", header))
