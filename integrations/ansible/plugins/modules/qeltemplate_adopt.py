@@ -45,18 +45,7 @@ options:
     description: Explain each line of the template.
     type: bool
     default: false
-  program:
-    description: The program's name, or its path on the host.
-    type: path
-    default: qeltemplate
-  install:
-    description: Install the program's package, with C(apt-get), if the program is not there.
-    type: bool
-    default: false
-  package:
-    description: The package to install, or the path of its file on the host.
-    type: str
-    default: qeltemplate
+extends_documentation_fragment: qeltemplate.web.program
 attributes:
   check_mode:
     description: Does the same, but installs nothing.

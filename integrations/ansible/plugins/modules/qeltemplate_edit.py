@@ -172,18 +172,7 @@ options:
       - When it fails, the old files are put back, and it is run once more.
       - A handler cannot do that. Without this option nothing is reloaded, and a handler may be notified.
     type: str
-  program:
-    description: The program's name, or its path on the host.
-    type: path
-    default: qeltemplate
-  install:
-    description: Install the program's package, with C(apt-get), if the program is not there.
-    type: bool
-    default: false
-  package:
-    description: The package to install, or the path of its file on the host.
-    type: str
-    default: qeltemplate
+extends_documentation_fragment: qeltemplate.web.program
 attributes:
   check_mode:
     description: Says what would be changed and changes nothing. The server is not asked.
