@@ -37,12 +37,30 @@ std::string_view ValueOf(const Document& document, const Word& word, std::string
   return buffer;
 }
 
-// An IPv6 address in its shortest form; any other text comes back as it is.
-std::string ShortAddress(const std::string& text) {
+// An IPv6 address, which stands in brackets, in its shortest form; any other text as it is.
+std::string ShortAddress(Dialect dialect, const std::string& text) {
+  const auto shortest = [](int family, const void* address) {
+    std::array<char, INET6_ADDRSTRLEN> buffer = {};
+    return std::string(inet_ntop(family, address, buffer.data(), buffer.size()));
+  };
   in6_addr address = {};
-  std::array<char, INET6_ADDRSTRLEN> shortest = {};
-  if (inet_pton(AF_INET6, text.c_str(), &address) != 1) return text;
-  return inet_ntop(AF_INET6, &address, shortest.data(), shortest.size());
+  if (inet_pton(AF_INET6, text.substr(1, text.size() - 2).c_str(), &address) != 1) return text;
+  std::string normal = '[' + shortest(AF_INET6, &address) + ']';
+  if (dialect == Dialect::kNginx) return normal;
+  if (IN6_IS_ADDR_UNSPECIFIED(&address)) return "*";
+  if (!IN6_IS_ADDR_V4MAPPED(&address)) return normal;
+  return shortest(AF_INET, &address.s6_addr[12]);  // "0.0.0.0" is one of its own then
+}
+
+// httpd takes IPv4 addresses in all ways in which the system does: "127.1".
+std::string ApacheHost(const std::string& host) {
+  if (host == "_default_") return "*";
+  in_addr address = {};
+  const bool is_number = !host.empty() && host.front() >= '0' && host.front() <= '9';
+  if (!is_number || inet_aton(host.c_str(), &address) == 0) return host;
+  if (address.s_addr == INADDR_ANY) return "*";
+  std::array<char, INET_ADDRSTRLEN> buffer = {};
+  return inet_ntop(AF_INET, &address, buffer.data(), buffer.size());
 }
 
 // "[::1]" or "www.example" of "[::1]:80" or "www.example:80"; the port is left in `address`, with
@@ -57,11 +75,11 @@ std::string_view CutHost(std::string_view& address) {
 
 std::string NormalHost(Dialect dialect, std::string_view host) {
   std::string lower = Lower(host);
-  if (lower == "0.0.0.0" || (dialect == Dialect::kApache && lower == "_default_")) return "*";
   if (lower.size() > 2 && lower.front() == '[' && lower.back() == ']') {
-    return '[' + ShortAddress(lower.substr(1, lower.size() - 2)) + ']';
+    return ShortAddress(dialect, lower);
   }
-  return lower;
+  if (dialect == Dialect::kApache) return ApacheHost(lower);
+  return lower == "0.0.0.0" ? "*" : lower;
 }
 
 // Behind the address of a "listen" without connections, and the options that make it one.

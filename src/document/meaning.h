@@ -37,8 +37,10 @@ std::vector<BlockId> ConditionsIn(const Document& document, BlockId block);
 //             127.0.0.1                 "127.0.0.1:80"
 //             [0::1]:8080               "[::1]:8080"
 //             unix:/run/a.sock          "unix:/run/a.sock"
-//   Apache    *:80, _default_:80        "*:80"
+//             [::]:80                   "[::]:80", which is another socket
+//   Apache    *:80, _default_:80        "*:80", as are 0.0.0.0:80 and [::]:80: any address
 //             *                         "*:*"
+//             127.1:80                  "127.0.0.1:80", as is [::ffff:127.0.0.1]:80
 //             www.example               "www.example:*"
 std::string NormalAddress(Dialect dialect, std::string_view written);
 

@@ -292,10 +292,6 @@ std::string HostOf(const std::string& address) {
   return address.substr(0, address.rfind(':'));
 }
 
-bool IsAnyHost(const std::string& host) {
-  return host == "*" || host == "[::]";
-}
-
 bool IsListen(const Document& document, const tov_document::Placed& placed) {
   constexpr std::string_view kName = "listen";
   if (placed.node.kind != tov_document::NodeKind::kDirective) return false;
@@ -317,7 +313,7 @@ ListenLines ListensOf(const Document& document) {
         tov_document::NormalAddress(Dialect::kApache, number ? "*:" + value : value);
     listens.unknown = listens.unknown || value.find("${") != std::string::npos;
     listens.all_ports.insert(PortOf(address));
-    if (IsAnyHost(HostOf(address))) {
+    if (HostOf(address) == "*") {
       listens.ports.insert(PortOf(address));
     } else {
       listens.addresses.insert(address);
@@ -337,7 +333,7 @@ bool IsServed(const ListenLines& listens, const std::string& address) {
   const std::string host = HostOf(address);
   if (port == "*" || port == "0" || address.find("${") != std::string::npos) return true;
   if (listens.ports.count(port) != 0) return true;
-  if (IsAnyHost(host) || IsHostName(host)) return listens.all_ports.count(port) != 0;
+  if (host == "*" || IsHostName(host)) return listens.all_ports.count(port) != 0;
   return listens.addresses.count(address) != 0;
 }
 

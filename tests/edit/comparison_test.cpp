@@ -72,6 +72,7 @@ TEST(Heads, AreOfOneBlockWhenTheyShareAnAddress) {
       {kApache, {"VirtualHost", "*:80"}, {"VirtualHost", "*:81"}, false},
       {kApache, {"VirtualHost", "*:80"}, {"Directory", "*:80"}, false},
       {kApache, {"VirtualHost", "_default_:443"}, {"VirtualHost", "*:443"}, true},
+      {kApache, {"VirtualHost", "[::]:443"}, {"VirtualHost", "*:443"}, true},
       {kApache, {"VirtualHost", "A.example:80"}, {"VirtualHost", "a.example:80"}, true},
       {kApache, {"VirtualHost", "[::1]:80"}, {"VirtualHost", "[0::1]:80"}, true},
       {kApache, {"Directory", "/a"}, {"directory", "/a"}, true},
@@ -178,8 +179,16 @@ TEST(Names, AreInNormalForm) {
 
 TEST(Addresses, AreInNormalForm) {
   EXPECT_EQ(AddressesIn(kNginx, {"listen", "80"}), Texts({"*:80"}));
+  EXPECT_EQ(AddressesIn(kNginx, {"listen", "[0::]:80"}), Texts({"[::]:80"}));
+  EXPECT_EQ(AddressesIn(kNginx, {"listen", "[::ffff:127.0.0.1]:80"}),
+            Texts({"[::ffff:127.0.0.1]:80"}));
   EXPECT_EQ(AddressesIn(kApache, {"VirtualHost", "0.0.0.0:080", "_default_", "[0:0::1]:80"}),
             Texts({"*:80", "*:*", "[::1]:80"}));
+  EXPECT_EQ(AddressesIn(kApache, {"VirtualHost", "[::]:80", "[0:0::]", "0:80", "127.1:80",
+                                  "[::FFFF:127.0.0.1]:80", "[::ffff:0.0.0.0]:80", "1.example:80",
+                                  "[x]:80", "0127.0.0.1:80"}),
+            Texts({"*:80", "*:*", "*:80", "127.0.0.1:80", "127.0.0.1:80", "0.0.0.0:80",
+                   "1.example:80", "[x]:80", "87.0.0.1:80"}));
 }
 
 TEST(OptionsWords, AreMixedWithAndWithoutASign) {

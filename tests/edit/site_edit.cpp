@@ -65,7 +65,7 @@ std::string NormalAddress(Dialect dialect, const std::string& written) {
   const std::size_t bracket = lower.find(']');
   const std::size_t colon = lower.find(':', bracket == std::string::npos ? 0 : bracket);
   std::string host = lower.substr(0, colon);
-  if (host == "0.0.0.0" || host == "_default_") host = "*";
+  if (host == "0.0.0.0" || host == "_default_" || (!nginx && host == "[::]")) host = "*";
   if (colon != std::string::npos) return host + lower.substr(colon);
   return host + (nginx ? ":80" : ":*");
 }

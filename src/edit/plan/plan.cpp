@@ -241,10 +241,19 @@ class Planner {
       return std::find_if(words.begin() + 1, words.end(),
                           [&](const NewWord& other) { return normal(other) == normal(word); });
     };
+    // "*:80 [::]:80" is one address to httpd, and each of the words says one of two kinds.
+    const auto find_of_kind = [&](const NewWord& word) {
+      const bool in_brackets = word.value.substr(0, 1) == "[";
+      return std::find_if(words.begin() + 1, words.end(), [&](const NewWord& other) {
+        return normal(other) == normal(word) && (other.value.substr(0, 1) == "[") == in_brackets;
+      });
+    };
     for (std::size_t i = 1; i < was.size(); ++i) {
-      const auto at = find(was[i]);
+      auto at = find_of_kind(was[i]);
+      const bool is_made = i < now.size() && find(now[i]) != words.end();
+      if (at == words.end() && !is_made) at = find(was[i]);
       if (at == words.end() || (i < now.size() && normal(now[i]) == normal(was[i]))) continue;
-      if (i < now.size() && find(now[i]) == words.end()) {
+      if (i < now.size() && find_of_kind(now[i]) == words.end()) {
         *at = now[i];
       } else if (words.size() > 2) {
         words.erase(at);

@@ -44,8 +44,8 @@ std::string NormalAddress(Dialect dialect, const std::string& address) {
   const std::size_t colon = address.find(':', bracket == std::string::npos ? 0 : bracket);
   const std::string host = Lower(address.substr(0, colon));
   const std::string port = colon == std::string::npos ? "80" : address.substr(colon + 1);
-  const bool any =
-      host == "*" || host == "0.0.0.0" || (dialect == Dialect::kApache && host == "_default_");
+  const bool any = host == "*" || host == "0.0.0.0" ||
+                   (dialect == Dialect::kApache && (host == "_default_" || host == "[::]"));
   return (any ? "*" : host) + ":" + port;
 }
 
