@@ -277,8 +277,8 @@ TEST(CppPage, RenamesASiteOfAFile) {
   EXPECT_EQ(sandbox.Read("a"), "server {\n  server_name b.example;\n}\n");
 
   const std::string two = sandbox.PathOf("two");
-  const std::string site = "server {\n  server_name a.example;\n}\n";
-  sandbox.Write("two", site + site);
+  const std::string name = "  server_name a.example;\n}\n";
+  sandbox.Write("two", "server {\n  listen 80;\n" + name + "server {\n  listen 443 ssl;\n" + name);
   EXPECT_THAT(RenameSite(two, "a.example", "b.example", false),
               testing::ElementsAre(testing::HasSubstr("fits several blocks: ")));
   EXPECT_THAT(RenameSite(two, "a.example", "b.example", true), testing::IsEmpty());
