@@ -13,6 +13,8 @@
 #include <new>
 #include <optional>
 #include <set>
+#include <string_view>
+#include <tuple>
 #include <utility>
 
 #include "cli/apply_options.h"
@@ -179,21 +181,22 @@ std::string Listed(const std::vector<std::string>& names) {
 struct Result {
   std::optional<tov_edit::Dialect> dialect;
   bool changed = false;
-  bool skipped = false;                  // it has none of the template's blocks
-  std::size_t locked = 0;                // which one of those that are locked, for an edit in place
-  std::string out;                       // for standard output
-  std::optional<tov_edit::Result> edit;  // for the report, without its text
+  bool skipped = false;    // it has none of the template's blocks
+  std::size_t locked = 0;  // which one of those that are locked, for an edit in place
+  std::string out;         // for standard output
+  std::unique_ptr<tov_edit::Result> edit;  // for the report, without its text
   std::vector<tov_edit::Finding> warnings;
   std::exception_ptr failure;
 };
 
 class Run {
  public:
-  explicit Run(const ApplyOptions& options)
+  // `names` are the configurations.
+  Run(const ApplyOptions& options, std::vector<std::string> names)
       : m_options(options),
         m_request(MakeRequest(options)),
         m_coloured(WantsColour(options.colour)) {
-    m_names = NamesToEdit();
+    m_names = NamesToEdit(std::move(names));
     m_results.resize(m_names.size());
     if (!options.WritesFiles()) return;
     if (options.in_place) {
@@ -230,8 +233,7 @@ class Run {
   }
 
   // Without what lies beside the configurations that are meant, and was named with them.
-  std::vector<std::string> NamesToEdit() {
-    std::vector<std::string> names = m_options.configs;
+  std::vector<std::string> NamesToEdit(std::vector<std::string> names) {
     if (names.empty()) names.emplace_back("-");
     const std::vector<std::string> left_out = LeftoversAmong(names, m_options.backup_suffix);
     if (left_out.empty()) return names;
@@ -249,12 +251,13 @@ class Run {
   // else there is to say of a file is found out again when all that are concerned are locked.
   void SkipUnconcerned() {
     std::vector<std::optional<tov_update::FileMark>> marks(m_names.size());
+    const tov_update::Glances glances(m_names.front());
     std::atomic<std::size_t> skipped = 0;
     std::atomic<std::size_t> concerned = 0;
     const auto look = [&](std::size_t file) noexcept {
       constexpr std::size_t kToTell = 32;
       if (concerned > kToTell && concerned > skipped) return;  // it is not worth while
-      marks[file] = SkippedMark(file);
+      marks[file] = SkippedMark(file, glances);
       ++(marks[file] ? skipped : concerned);
     };
     const ProgressBar progress(m_names.size());
@@ -264,10 +267,12 @@ class Run {
   }
 
   // The mark of a file that has none of the blocks.
-  std::optional<tov_update::FileMark> SkippedMark(std::size_t file) noexcept {
+  std::optional<tov_update::FileMark> SkippedMark(std::size_t file,
+                                                  const tov_update::Glances& glances) noexcept {
+    thread_local std::string buffer;
     try {
       Result& result = m_results[file];
-      const std::optional<tov_update::Glance> glance = tov_update::GlanceAt(m_names[file]);
+      const std::optional<tov_update::Glance> glance = glances.At(m_names[file], buffer);
       if (!glance) return std::nullopt;
       Edit(file, glance->text, result);
       return result.skipped ? std::optional(glance->mark) : std::nullopt;
@@ -278,17 +283,39 @@ class Run {
 
   // Of the names of a file that is skipped only the first one counts.
   void DropSecondNames(const std::vector<std::optional<tov_update::FileMark>>& marks) {
-    std::set<std::pair<dev_t, ino_t>> known;
-    std::vector<std::string> names;
-    std::vector<Result> results;
-    for (std::size_t i = 0; i < m_names.size(); ++i) {
-      const std::optional<tov_update::FileMark>& mark = marks[i];
-      if (mark && !known.emplace(mark->device, mark->inode).second) continue;
-      names.push_back(std::move(m_names[i]));
-      results.push_back(mark ? std::move(m_results[i]) : Result());
+    std::vector<std::tuple<dev_t, ino_t, std::size_t>> skipped;
+    skipped.reserve(marks.size());
+    for (std::size_t i = 0; i < marks.size(); ++i) {
+      if (marks[i]) {
+        skipped.emplace_back(marks[i]->device, marks[i]->inode, i);
+      } else {
+        m_results[i] = Result();
+      }
     }
-    m_names = std::move(names);
-    m_results = std::move(results);
+    std::sort(skipped.begin(), skipped.end());
+    std::set<std::size_t> second;
+    for (std::size_t i = 1; i < skipped.size(); ++i) {
+      const auto& [device, inode, file] = skipped[i];
+      const auto& [device_before, inode_before, file_before] = skipped[i - 1];
+      if (device == device_before && inode == inode_before) second.insert(file);
+    }
+    Drop(second);
+  }
+
+  // The files with these numbers.
+  void Drop(const std::set<std::size_t>& dropped) {
+    if (dropped.empty()) return;
+    std::size_t kept = 0;
+    for (std::size_t i = 0; i < m_names.size(); ++i) {
+      if (dropped.count(i) != 0) continue;
+      if (kept != i) {
+        m_names[kept] = std::move(m_names[i]);
+        m_results[kept] = std::move(m_results[i]);
+      }
+      ++kept;
+    }
+    m_names.resize(kept);
+    m_results.resize(kept);
   }
 
   // Those that are not skipped.
@@ -310,18 +337,16 @@ class Run {
   // Of several names of a file that is locked only the first one counts.
   void DropOtherNames() {
     std::size_t locked = 0;
-    std::vector<std::string> names;
-    std::vector<Result> results;
+    std::set<std::size_t> other;
     for (std::size_t i = 0; i < m_names.size(); ++i) {
-      if (!m_results[i].skipped) {
-        if (locked == m_update->Size() || m_names[i] != m_update->Name(locked)) continue;
+      if (m_results[i].skipped) continue;
+      if (locked == m_update->Size() || m_names[i] != m_update->Name(locked)) {
+        other.insert(i);
+      } else {
         m_results[i].locked = locked++;
       }
-      names.push_back(std::move(m_names[i]));
-      results.push_back(std::move(m_results[i]));
     }
-    m_names = std::move(names);
-    m_results = std::move(results);
+    Drop(other);
   }
 
   // Throws when it cannot be done, unless that goes into a report.
@@ -341,15 +366,18 @@ class Run {
   }
 
   void EditAll() {
-    const ProgressBar progress(m_names.size());
+    std::vector<std::size_t> files;
+    for (std::size_t i = 0; i < m_results.size(); ++i) {
+      if (!m_results[i].skipped) files.push_back(i);
+    }
+    const ProgressBar progress(files.size());
     ForEachInParallel(
-        m_names.size(), m_options.jobs, [this](std::size_t file) { EditOne(file); },
+        files.size(), m_options.jobs, [&](std::size_t i) { EditOne(files[i]); },
         [&progress](std::size_t done) { progress.Show(done); });
   }
 
   void EditOne(std::size_t file) noexcept {
     Result& result = m_results[file];
-    if (result.skipped) return;
     try {
       const std::string text = Read(file);
       std::string edited = Edit(file, text, result);
@@ -365,12 +393,22 @@ class Run {
   }
 
   // The edited text.
-  std::string Edit(std::size_t file, const std::string& text, Result& result) {
-    const std::string name = TextName(m_names[file]);
-    result.dialect = m_request.dialect ? *m_request.dialect : DialectOf(text, name);
-    tov_edit::Result made = EditIn(*result.dialect).On(text, name);
+  std::string Edit(std::size_t file, std::string_view text, Result& result) {
+    const std::string& name = m_names[file];
+    result.dialect = m_request.dialect ? *m_request.dialect : DialectOf(text, TextName(name));
+    const tov_edit::PreparedEdit& edit = EditIn(*result.dialect);
+    if (!m_options.json && edit.Skips(text)) {
+      result.skipped = true;
+      return std::string(text);
+    }
+    return Edit(edit, text, TextName(name), result);
+  }
+
+  std::string Edit(const tov_edit::PreparedEdit& edit, std::string_view text,
+                   const std::string& name, Result& result) const {
+    tov_edit::Result made = edit.On(text, name);
     if (m_options.json) {
-      result.edit = made;
+      result.edit = std::make_unique<tov_edit::Result>(made);
       result.edit->text.clear();
     }
     RefuseIfFound(made.refusals, name, "not edited:");
@@ -555,9 +593,9 @@ void AddOptions(CLI::App& command, ApplyOptions& options) {
 }
 
 // What goes wrong before any file is edited goes into the report, too.
-Outcome RunApply(const ApplyOptions& options) {
+Outcome RunApply(ApplyOptions& options) {
   try {
-    return options.server ? ApplyToServer(options) : Run(options)();
+    return options.server ? ApplyToServer(options) : Run(options, std::move(options.configs))();
   } catch (const std::bad_alloc&) {
     throw;
   } catch (const std::exception& error) {
@@ -577,7 +615,7 @@ Command AddApply(CLI::App& program) {
   CLI::App* command = program.add_subcommand("apply", "Edit configurations by a template");
   const auto options = std::make_shared<ApplyOptions>();
   command->preparse_callback([command, options](std::size_t) { AddOptions(*command, *options); });
-  return {command, [options] { return RunApply(*options); }};
+  return {command, [options] { return RunApply(*options); }, &options->configs};
 }
 
 }  // namespace cli

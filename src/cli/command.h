@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "cli/failure.h"
 
@@ -22,6 +23,10 @@ struct Outcome {
 struct Command {
   CLI::App* options;  // owned by the program's CLI::App
   std::function<Outcome()> run;
+
+  // Of a command that takes any number of files: what follows on those that the parser has met.
+  // Null for others.
+  std::vector<std::string>* more_files = nullptr;
 };
 
 // Each adds its subcommand to `program`. The options of a subcommand are made when the command line

@@ -2,16 +2,18 @@
 
 #include "cli/leftovers.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <filesystem>
+#include <iterator>
 #include <set>
 #include <string_view>
 
 namespace cli {
 namespace {
 
-constexpr std::string_view kEndings[] = {"~",     ".bak",    ".old",     ".orig",
-                                         ".save", ".rpmnew", ".rpmsave", ".rpmorig"};
+constexpr std::string_view kEndings[] = {".bak",    ".old",     ".orig",   ".save",
+                                         ".rpmnew", ".rpmsave", ".rpmorig"};
 constexpr std::string_view kBeginningsOfEndings[] = {".dpkg-", ".ucf-", ".~"};
 
 // What editors and this program put around a name.
@@ -36,6 +38,7 @@ bool IsLetterOrDigit(char c) {
 
 // The name that `name` may be made of, and no other part of it; "" for none.
 std::string_view Unframed(std::string_view name) {
+  if (name.front() != '#' && name.front() != '.') return {};
   for (const Frame& frame : kFrames) {
     if (!StartsWith(name, frame.begin)) continue;
     const std::string_view rest = name.substr(frame.begin.size());
@@ -46,16 +49,26 @@ std::string_view Unframed(std::string_view name) {
   return {};
 }
 
+bool IsEnding(std::string_view text) {
+  return std::find(std::begin(kEndings), std::end(kEndings), text) != std::end(kEndings);
+}
+
+bool BeginsEnding(std::string_view text) {
+  return std::any_of(std::begin(kBeginningsOfEndings), std::end(kBeginningsOfEndings),
+                     [text](std::string_view begin) { return StartsWith(text, begin); });
+}
+
 std::string_view WithoutEnding(std::string_view name, std::string_view backup_suffix) {
   if (!backup_suffix.empty() && EndsWith(name, backup_suffix)) {
     return name.substr(0, name.size() - backup_suffix.size());
   }
-  for (const std::string_view ending : kEndings) {
-    if (EndsWith(name, ending)) return name.substr(0, name.size() - ending.size());
-  }
-  for (const std::string_view begin : kBeginningsOfEndings) {
-    const std::size_t at = name.rfind(begin);
-    if (at != std::string_view::npos) return name.substr(0, at);
+  if (EndsWith(name, "~")) return name.substr(0, name.size() - 1);
+  bool is_last = true;
+  for (std::size_t dot = name.rfind('.'); dot != std::string_view::npos;
+       dot = dot == 0 ? std::string_view::npos : name.rfind('.', dot - 1)) {
+    const std::string_view ending = name.substr(dot);
+    if ((is_last && IsEnding(ending)) || BeginsEnding(ending)) return name.substr(0, dot);
+    is_last = false;
   }
   return {};
 }

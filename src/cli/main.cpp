@@ -8,6 +8,7 @@
 #include <memory>
 #include <new>
 #include <sstream>
+#include <string_view>
 #include <vector>
 
 #include "cli/command.h"
@@ -64,13 +65,32 @@ int EndParsing(const CLI::App& program, const CLI::ParseError& error) {
 // The parser would take the next word for the value that "--option=" leaves out: the configuration
 // for the template, say, and standard input for the configuration.
 void RefuseEmptyValues(int argc, char** argv) {
-  for (int i = 1; i < argc && std::string(argv[i]) != "--"; ++i) {
-    const std::string word = argv[i];
+  for (int i = 1; i < argc; ++i) {
+    const std::string_view word = argv[i];
+    if (word.substr(0, 2) != "--") continue;
+    if (word == "--") return;
     const bool ends_with_first_equals = word.find('=') + 1 == word.size();
-    if (word.compare(0, 2, "--") == 0 && ends_with_first_equals) {
-      throw CLI::ValidationError(word, "nothing stands behind the '='");
+    if (ends_with_first_equals) {
+      throw CLI::ValidationError(std::string(word), "nothing stands behind the '='");
     }
   }
+}
+
+// The parser handles each word many times. Of a long line that ends with many files it gets the
+// first ones; the others come behind those of the command, if there is one that takes them.
+void Parse(CLI::App& program, const std::vector<Command>& commands, int argc, char** argv) {
+  constexpr int kForTheParser = 32;  // more than any option may take
+  constexpr int kMany = 64;
+  const auto is_file = [](const char* word) { return word[0] != '\0' && word[0] != '-'; };
+  int files = argc;
+  while (files > 1 && is_file(argv[files - 1])) --files;
+  std::vector<std::string>* more_files = nullptr;
+  for (const Command& command : commands) {
+    if (argc > 1 && command.options->get_name() == argv[1]) more_files = command.more_files;
+  }
+  const int parsed = more_files != nullptr && argc - files >= kMany ? files + kForTheParser : argc;
+  program.parse(parsed, argv);
+  if (parsed < argc) more_files->insert(more_files->end(), argv + parsed, argv + argc);
 }
 
 int RunChosen(const std::vector<Command>& commands) {
@@ -94,7 +114,7 @@ int Run(int argc, char** argv) {
       AddLint(program),  AddSites(program),     AddAdopt(program)};
   try {
     RefuseEmptyValues(argc, argv);
-    program.parse(argc, argv);
+    Parse(program, commands, argc, argv);
   } catch (const CLI::ParseError& error) {
     return EndParsing(program, error);
   }

@@ -20,19 +20,22 @@ class Work {
  public:
   explicit Work(std::size_t count) : m_count(count) {}
 
-  // False when none is left.
-  bool Next(std::size_t& number) {
-    const std::lock_guard lock(m_mutex);
-    number = m_next;
-    if (m_next == m_count) return false;
-    ++m_next;
-    return true;
-  }
+  struct Share {
+    std::size_t begin = 0;
+    std::size_t end = 0;
+  };
 
-  void Done() {
+  // Those that have been handed out are `done`. An empty share when none is left. Several at a time
+  // where many are left: to ask takes longer than some work does.
+  Share Next(Share done) {
     const std::lock_guard lock(m_mutex);
-    ++m_done;
+    m_done += done.end - done.begin;
     if (m_done == m_count) m_all_done.notify_one();
+    constexpr std::size_t kMost = 64;
+    const std::size_t size = std::min(kMost, (m_count - m_next + kMost - 1) / kMost);
+    const Share share{m_next, m_next + size};
+    m_next = share.end;
+    return share;
   }
 
   // Waits for the end, but not for long. How many are done.
@@ -97,8 +100,12 @@ void ForEachInParallel(std::size_t count, unsigned jobs,
                        const std::function<void(std::size_t)>& work,
                        const std::function<void(std::size_t)>& watch) {
   Work numbers(count);
-  const auto run = [&] {
-    for (std::size_t number = 0; numbers.Next(number); numbers.Done()) work(number);
+  const auto run = [&numbers, &work] {
+    Work::Share share;
+    do {
+      share = numbers.Next(share);
+      for (std::size_t number = share.begin; number < share.end; ++number) work(number);
+    } while (share.begin < share.end);
   };
   Threads threads(ThreadCount(count, jobs), run);
   if (threads.None()) return RunAlone(count, work, watch);

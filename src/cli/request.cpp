@@ -215,7 +215,7 @@ void SetDialect(Request& request, Dialect dialect) {
   request.edit.dialect = dialect;
 }
 
-Dialect DialectOf(const std::string& text, const std::string& name) {
+Dialect DialectOf(std::string_view text, const std::string& name) {
   const std::optional<Dialect> dialect = tov_document::GuessDialect(text);
   if (dialect) return *dialect;
   throw Failure(name,

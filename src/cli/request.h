@@ -9,6 +9,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "cli/failure.h"
@@ -100,7 +101,7 @@ Values CollectValues(const RequestOptions& options);
 void SetDialect(Request& request, tov_edit::Dialect dialect);
 
 // The dialect of `text`, guessed. Throws Failure, under `name`, where that cannot be done.
-tov_edit::Dialect DialectOf(const std::string& text, const std::string& name);
+tov_edit::Dialect DialectOf(std::string_view text, const std::string& name);
 
 // Says on standard error that `text`, the file `name`, is written in another dialect than this one,
 // if so.

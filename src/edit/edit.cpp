@@ -457,8 +457,17 @@ PreparedEdit::PreparedEdit(Request request)
 
 Result PreparedEdit::On(std::string_view text, const std::string& name) const {
   if (ReadsOldValues(m_request)) return Edit(m_request, text, name);
-  const NamesSought* const names = m_request.skip_missing ? &m_names : nullptr;
-  return Editor(m_request, text, name).Run(m_tree, m_findings, names, nullptr);
+  return Editor(m_request, text, name).Run(m_tree, m_findings, NamesToSkipBy(), nullptr);
+}
+
+bool PreparedEdit::Skips(std::string_view text) const {
+  const bool is_fit = m_findings.refusals.empty() && !ReadsOldValues(m_request);
+  return is_fit && m_findings.warnings.empty() && text.size() <= kLargestText &&
+         NamesToSkipBy() != nullptr && !NamesToSkipBy()->MayBeIn(text);
+}
+
+const NamesSought* PreparedEdit::NamesToSkipBy() const {
+  return m_request.skip_missing ? &m_names : nullptr;
 }
 
 Explained Explain(const Request& request, std::string_view text, const std::string& name) {

@@ -22,7 +22,13 @@ class PreparedEdit {
 
   Result On(std::string_view text, const std::string& name) const;
 
+  // Whether On would skip the text, without a word. False where that takes a closer look. Cost:
+  // that of searching the text for the names that the template looks for.
+  bool Skips(std::string_view text) const;
+
  private:
+  const NamesSought* NamesToSkipBy() const;
+
   Request m_request;
   Findings m_findings;  // about the template
   TemplateTree m_tree;

@@ -33,6 +33,11 @@ Descriptor Open(const std::string& path, int flags, mode_t mode) {
   return AboveStandardStreams(Descriptor(Retried(call)));
 }
 
+Descriptor OpenAt(const Descriptor& folder, const char* name, int flags, mode_t mode) {
+  const auto call = [&] { return openat(folder.Number(), name, flags | O_CLOEXEC, mode); };
+  return AboveStandardStreams(Descriptor(Retried(call)));
+}
+
 Descriptor AboveStandardStreams(Descriptor opened) {
   if (!opened || opened.Number() > STDERR_FILENO) return opened;
   return Descriptor(fcntl(opened.Number(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));

@@ -47,6 +47,9 @@ auto Retried(const Call& call) {
 // must not get into a file.
 Descriptor Open(const std::string& path, int flags, mode_t mode = 0);
 
+// The same for a file in an open directory.
+Descriptor OpenAt(const Descriptor& folder, const char* name, int flags, mode_t mode = 0);
+
 // The same descriptor under another number, if it has one of those.
 Descriptor AboveStandardStreams(Descriptor opened);
 

@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <functional>
 #include <utility>
@@ -43,16 +44,35 @@ void Wait(const Descriptor& opened, Deadline deadline, const Cancellation* cance
 
 }  // namespace
 
+Glances::Glances(const std::string& name) {
+  const std::size_t folder_size = name.rfind('/') + 1;
+  if (folder_size == 0 || name.find('\0') != std::string::npos) return;
+  m_opened = Open(name.substr(0, folder_size), O_PATH | O_DIRECTORY);
+  if (m_opened) m_folder = name.substr(0, folder_size);
+}
+
+Descriptor Glances::Opened(const std::string& name) const {
+  const bool is_beside = !m_folder.empty() && name.compare(0, m_folder.size(), m_folder) == 0 &&
+                         name.size() > m_folder.size() && name[m_folder.size()] != '/';
+  return is_beside ? OpenAt(m_opened, name.c_str() + m_folder.size(), O_RDWR | kFlags)
+                   : Open(name, O_RDWR | kFlags);
+}
+
 // Those who glance do not keep each other off.
-std::optional<Glance> GlanceAt(const std::string& name) {
+std::optional<Glance> Glances::At(const std::string& name, std::string& buffer) const {
+  constexpr std::size_t kSmallest = 65536;
   if (name.find('\0') != std::string::npos) return std::nullopt;
-  const Descriptor opened = Open(name, O_RDWR | kFlags);
+  const Descriptor opened = Opened(name);
   if (!opened || flock(opened.Number(), LOCK_SH | LOCK_NB) != 0) return std::nullopt;
   const struct stat status = StatusOf(opened, name);
   const bool is_replaceable = S_ISREG(status.st_mode) && status.st_nlink == 1;
   if (!is_replaceable || status.st_size > LockedFile::kLargest) return std::nullopt;
-  return Glance{FileMark(status),
-                ReadFromStart(opened, static_cast<std::size_t>(status.st_size), name)};
+  const auto expected = static_cast<std::size_t>(status.st_size);
+  if (buffer.size() <= expected) buffer.resize(std::max(expected + 1, kSmallest));
+  const ssize_t size =
+      Retried([&] { return pread(opened.Number(), buffer.data(), buffer.size(), 0); });
+  if (size != status.st_size) return std::nullopt;
+  return Glance{FileMark(status), std::string_view(buffer).substr(0, expected)};
 }
 
 LockedFile::LockedFile(std::string name, std::string path)

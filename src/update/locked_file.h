@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "update/cancellation.h"
 #include "update/cancelled_wait.h"
@@ -82,12 +83,27 @@ class LockedFile {
 // What a file held at a moment at which no update was about to replace it.
 struct Glance {
   FileMark mark;
-  std::string text;
+  std::string_view text;
 };
 
-// Looks at a file that a LockedFile could lock at once, and lets go of it again. A file that
-// another update replaces at this very moment may be the one before. None where it could not be
-// locked, for whatever reason: to lock it will tell.
-std::optional<Glance> GlanceAt(const std::string& name);
+// For looking at many files, most of which are beside one another. Any number of threads may use it
+// at a time.
+class Glances {
+ public:
+  // Files beside the file `name` are looked up from its directory on, which is quicker.
+  explicit Glances(const std::string& name);
+
+  // Looks at a file that a LockedFile could lock at once, and lets go of it again. A file that
+  // another update replaces at this very moment may be the one before. The text is in `buffer`,
+  // which is to be used again. None where it could not be locked, or not be read in one piece, for
+  // whatever reason: to lock it will tell.
+  std::optional<Glance> At(const std::string& name, std::string& buffer) const;
+
+ private:
+  Descriptor Opened(const std::string& name) const;
+
+  std::string m_folder;  // ends with a '/'; "": it is not known
+  Descriptor m_opened;
+};
 
 }  // namespace tov_update

@@ -651,6 +651,62 @@ TEST_F(Apply, EditsManyFilesOfWhichAFewMayBeSkipped) {
   }
 }
 
+TEST_F(Apply, TakesManyFilesWhereverTheyStandOnTheCommandLine) {
+  constexpr int kFiles = 150;
+  Words files;
+  std::string shown;
+  for (int i = 0; i < kFiles; ++i) {
+    files.push_back(i == 100 ? "sites" : std::to_string(i) + ".conf");
+    m_sandbox.Write(files.back(), kSite);
+    shown += files.back() + ": would be changed\n";
+  }
+  const auto with = [&files](Words before, const Words& behind) {
+    before.insert(before.end(), files.begin(), files.end());
+    before.insert(before.end(), behind.begin(), behind.end());
+    return before;
+  };
+  for (const Words& line :
+       {with({"--dry-run"}, {}), with({}, {"--dry-run"}), with({"--dry-run", "--"}, {}),
+        with({"--dry-run"}, {"--jobs=1"}), with({"--dry-run", "--force", "syntax"}, {})}) {
+    const Outcome outcome = Rename(line);
+    EXPECT_EQ(outcome.out, shown);
+    EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
+  }
+  EXPECT_EQ(Rename(with({"--dry-run", "site.conf", "--all"}, {})).out,
+            "site.conf: would be changed\n" + shown);
+  for (const Words& wrong :
+       {with({}, {}), with({"--output", "x"}, {}), with({"--dry-run", "-"}, {}),
+        with({"--dry-run"}, {""}), with({"--dry-run"}, {"--none"})}) {
+    EXPECT_EQ(Rename(wrong).exit_code, 2);
+  }
+}
+
+// Without them the file is skipped at a glance.
+TEST_F(Apply, FindsNamesInAnyCaseInFilesThatMayBeSkipped) {
+  struct Case {
+    const char* old_name;
+    const char* in_file;
+    bool is_there;
+  };
+  const Case cases[] = {
+      {"a.example", "A.Example", true},    {"A.EXAMPLE", "a.example", true},
+      {"a.example", "aa.example", false},  {"a1.b22.example", "x1 A1.B22.EXAMPLE", true},
+      {"localhost", "LocalHost", true},    {"localhost", "local", false},
+      {"*.example", "*.EXAMPLE", true},    {"a.example", "b.example", false},
+      {"12.34.example", "12.34.e", false}, {"1.1.1.example", "1.1.1.1.example 1.1.1.Example", true},
+  };
+  m_sandbox.Write("last.conf", ServerNamed("last"));
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.old_name + std::string(" in ") + c.in_file);
+    m_sandbox.Write("first.conf", ServerNamed(c.in_file));
+    const Outcome outcome =
+        Program::Apply({"--old", std::string("name=") + c.old_name, "--set", "name=new",
+                        "--in-place", "--skip-missing", "first.conf", "last.conf"});
+    EXPECT_EQ(m_sandbox.Read("first.conf") != ServerNamed(c.in_file), c.is_there) << outcome.err;
+    EXPECT_EQ(m_sandbox.Read("last.conf"), ServerNamed("last"));
+  }
+}
+
 TEST_F(Apply, WritesNothingWhenOneOfSeveralIsRefusedBesideSkippedOnes) {
   m_sandbox.Write("other.conf", ServerNamed("other"));
   m_sandbox.Write("twice.conf", std::string(kSite) + kSite);

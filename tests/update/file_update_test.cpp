@@ -31,7 +31,11 @@ using tov_update::ServerRefusal;
 using std::string_literals::operator""s;
 using Words = std::vector<std::string>;
 
-using FileUpdates = UpdateTest;
+class FileUpdates : public UpdateTest {
+ protected:
+  const tov_update::Glances m_glances{PathOf("a")};
+  std::string m_buffer;
+};
 
 // --- Replacing ---
 
@@ -315,9 +319,11 @@ TEST_F(FileUpdates, AGlanceTellsWhatAFileHolds) {
   std::filesystem::create_symlink("a", PathOf("link"));
   m_sandbox.Write("large", std::string(200000, 'x'));
   m_sandbox.Write("empty", "");
-  for (const char* name : {"a", "link", "large", "empty"}) {
+  std::filesystem::create_directory(PathOf("below"));
+  m_sandbox.Write("below/c", "c\n");
+  for (const char* name : {"a", "link", "large", "empty", "below/c"}) {
     SCOPED_TRACE(name);
-    const auto glance = tov_update::GlanceAt(PathOf(name));
+    const auto glance = m_glances.At(PathOf(name), m_buffer);
     ASSERT_TRUE(glance);
     EXPECT_EQ(glance->text, m_sandbox.Read(name));
     EXPECT_TRUE(glance->mark.IsOfSameFile(
@@ -332,14 +338,29 @@ TEST_F(FileUpdates, AGlanceTellsNothingOfWhatCouldNotBeLockedAtOnce) {
   m_sandbox.Write("linked", "old\n");
   std::filesystem::create_hard_link(PathOf("linked"), PathOf("other"));
   for (const char* name : {"directory", "fifo", "missing", "dangling", "linked"}) {
-    EXPECT_FALSE(tov_update::GlanceAt(PathOf(name))) << name;
+    EXPECT_FALSE(m_glances.At(PathOf(name), m_buffer)) << name;
   }
   const FileUpdate holder({PathOf("a")});
-  EXPECT_FALSE(tov_update::GlanceAt(PathOf("a")));
+  EXPECT_FALSE(m_glances.At(PathOf("a"), m_buffer));
+}
+
+// Wherever the first one of many was.
+TEST_F(FileUpdates, AGlanceFindsAFileByEachOfItsNames) {
+  const std::string path = PathOf("a");
+  const std::string folder = path.substr(0, path.size() - 1);
+  for (const std::string& first : {path, "/"s, "relative"s, folder + "missing/a", ""s}) {
+    const tov_update::Glances glances(first);
+    for (const std::string& name : {path, folder + "/" + path, folder + "./a", folder + "//a"}) {
+      const auto glance = glances.At(name, m_buffer);
+      EXPECT_EQ(glance.has_value(), std::filesystem::exists(name)) << first << ' ' << name;
+    }
+    EXPECT_FALSE(glances.At(folder, m_buffer)) << first;
+    EXPECT_FALSE(glances.At(path + '\0', m_buffer)) << first;
+  }
 }
 
 TEST_F(FileUpdates, AGlanceLeavesNoLock) {
-  EXPECT_TRUE(tov_update::GlanceAt(PathOf("a")));
+  EXPECT_TRUE(m_glances.At(PathOf("a"), m_buffer));
   Commit("new\n", {"a"});
   EXPECT_EQ(m_sandbox.Read("a"), "new\n");
 }

@@ -15,7 +15,33 @@ bool IsPlain(const std::string& name) {
   return name.find_first_of("\"'\\ \t\r\n") == std::string::npos;
 }
 
+bool IsLetter(char lower) {
+  return lower >= 'a' && lower <= 'z';
+}
+
 }  // namespace
+
+NamesSought::Name::Name(std::string_view any_case) : lower(tov_document::Lower(any_case)) {
+  std::size_t begin = 0;
+  for (std::size_t at = 0; at < lower.size(); ++at) {
+    if (IsLetter(lower[at])) {
+      begin = at + 1;
+    } else if (at + 1 - begin > firm_size) {
+      firm_begin = begin;
+      firm_size = at + 1 - begin;
+    }
+  }
+}
+
+bool NamesSought::Name::IsIn(std::string_view text) const {
+  if (firm_size == 0) return tov_document::Lower(text).find(lower) != std::string::npos;
+  const std::string_view firm = std::string_view(lower).substr(firm_begin, firm_size);
+  for (std::size_t at = text.find(firm, firm_begin); at != std::string_view::npos;
+       at = text.find(firm, at + 1)) {
+    if (tov_document::SameLetters(text.substr(at - firm_begin, lower.size()), lower)) return true;
+  }
+  return false;
+}
 
 NamesSought::NamesSought(const TemplateTree& tree, Dialect dialect) : m_dialect(dialect) {
   Findings unsaid;
@@ -24,7 +50,7 @@ NamesSought::NamesSought(const TemplateTree& tree, Dialect dialect) : m_dialect(
     const Evidence evidence = ReadEvidence(tree, dialect, block, unsaid);
     for (const std::string* const name : evidence.Names()) {
       if (name == nullptr || !IsPlain(*name)) return;
-      m_names.push_back(tov_document::Lower(*name));
+      m_names.emplace_back(*name);
     }
   }
   m_all_named = !m_names.empty();
@@ -35,10 +61,8 @@ bool NamesSought::MayBeIn(std::string_view text) const {
   // Apache continues a line behind a backslash, in the middle of a word, too.
   const bool is_cut = m_dialect == Dialect::kApache && text.find('\\') != std::string_view::npos;
   if (is_cut) return true;
-  const std::string lower = tov_document::Lower(text);
-  return std::any_of(m_names.begin(), m_names.end(), [&lower](const std::string& name) {
-    return lower.find(name) != std::string::npos;
-  });
+  return std::any_of(m_names.begin(), m_names.end(),
+                     [text](const Name& name) { return name.IsIn(text); });
 }
 
 }  // namespace tov_edit
