@@ -30,6 +30,7 @@ Deadline DeadlineAfter(milliseconds time) {
 }
 
 bool CancelledWithin(milliseconds time, const Cancellation* cancellation) noexcept {
+  if (!cancellation && time <= milliseconds(0)) return false;
   return WaitToRead(kNobody, DeadlineAfter(time), cancellation) == Awaited::kCancelled;
 }
 

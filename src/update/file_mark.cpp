@@ -10,10 +10,10 @@ std::optional<FileMark> MarkAt(const std::string& path) {
   return FileMark(status);
 }
 
-FileMark MarkOf(const Descriptor& opened, const std::string& name) {
+struct stat StatusOf(const Descriptor& opened, const std::string& name) {
   struct stat status = {};
   if (fstat(opened.Number(), &status) != 0) FailBySystem(name);
-  return FileMark(status);
+  return status;
 }
 
 bool IsSameFile(const std::string& one, const std::string& other) {

@@ -41,7 +41,7 @@ struct FileMark {
 std::optional<FileMark> MarkAt(const std::string& path);
 
 // Of an open file. Throws Failure about `name`.
-FileMark MarkOf(const Descriptor& opened, const std::string& name);
+struct stat StatusOf(const Descriptor& opened, const std::string& name);
 
 // Whether both names are there, and of one file.
 bool IsSameFile(const std::string& one, const std::string& other);

@@ -19,12 +19,6 @@ namespace {
 constexpr std::chrono::milliseconds kBetweenTries{10};
 constexpr int kFlags = O_NOCTTY | O_NONBLOCK;
 
-struct stat StatusOf(const Descriptor& opened, const std::string& name) {
-  struct stat status = {};
-  if (fstat(opened.Number(), &status) != 0) FailBySystem(name);
-  return status;
-}
-
 std::size_t DigestOf(const std::string& text) {
   return std::hash<std::string>()(text);
 }
@@ -138,8 +132,12 @@ bool LockedFile::Holds(const std::string& text) {
   return text == Read();
 }
 
-bool LockedFile::IsUntouched() const {
-  return Exists() ? IsSeenAt(m_path) && HoldsWhatWasRead() : IsStillThere();
+bool LockedFile::LooksUntouched() const {
+  return Exists() ? MarkAt(m_path) == m_seen : IsStillThere();
+}
+
+bool LockedFile::IsUntouchedAs(const std::optional<FileMark>& mark) const {
+  return mark == m_seen && HoldsWhatWasRead();
 }
 
 // Two writes within one tick of a file system's clock leave the same mark.

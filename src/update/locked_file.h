@@ -54,15 +54,13 @@ class LockedFile {
   // The open file, or its directory when there is none.
   const Descriptor& Opened() const { return m_opened; }
 
-  // Whether the path still leads to the file, and it holds what it held when it was locked and when
-  // it was first read; for one that is not there, whether that is still so. Throws Failure.
-  bool IsUntouched() const;
+  // Whether the path still leads to the file, and nobody has written to it since it was locked, as
+  // far as the clock of its file system tells; for one that is not there, whether that is still so.
+  bool LooksUntouched() const;
 
-  // Whether the file itself is at `path`, and nobody has written to it since it was locked.
-  bool IsSeenAt(const std::string& path) const { return IsSeenAs(MarkAt(path)); }
-
-  // Whether `mark` is that of the file, and nobody has written to it since it was locked.
-  bool IsSeenAs(const std::optional<FileMark>& mark) const { return mark == m_seen; }
+  // Whether `mark` is that of the file, nobody has written to it since it was locked, and it holds
+  // what it held when it was first read. Throws Failure.
+  bool IsUntouchedAs(const std::optional<FileMark>& mark) const;
 
  private:
   Descriptor OpenToLock(Missing missing) const;

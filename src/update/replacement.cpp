@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 
 #include <cstdio>
 #include <filesystem>
@@ -33,6 +34,12 @@ int CopyExtendedAttributes(const char* from, const Descriptor& model, const char
   static std::mutex one_at_a_time;
   const std::lock_guard<std::mutex> lock(one_at_a_time);
   return attr_copy_fd(from, model.Number(), to, copy.Number(), nullptr, nullptr);
+}
+
+// False: its mode is all.
+bool MayHaveAcl(const Descriptor& opened) {
+  return fgetxattr(opened.Number(), "system.posix_acl_access", nullptr, 0) >= 0 ||
+         (errno != ENODATA && errno != EOPNOTSUPP);
 }
 
 // Makes `name` another name of the file at `path`, whatever it was before. False: errno says why.
@@ -84,8 +91,9 @@ void Replacement::Stage(const std::string& text, const Descriptor* model) {
   constexpr mode_t kByUmask = 0666;
   Create(model ? kOwnerOnly : kByUmask);
   Write(text);  // before the mode is there, of which writing may take bits away
-  if (model) CopyAttributes(*model);
-  m_new_mark = MarkOf(m_new, m_name);
+  const struct stat made = StatusOf(m_new, m_name);
+  m_new_mark = FileMark(made);
+  if (model) CopyAttributes(*model, made);
 }
 
 // The lock goes into place with the file, so that others wait until all is settled.
@@ -108,12 +116,13 @@ void Replacement::Write(const std::string& text) const {
 }
 
 // The owner first, since a change of it takes bits of the mode away. The ACL of a file that has
-// none is its mode: so it takes away what the directory gives to new files.
-void Replacement::CopyAttributes(const Descriptor& model) const {
+// none is its mode: so it takes away what the directory gives to new files. `made` is the status of
+// the new file: what is right already takes no call of the system.
+void Replacement::CopyAttributes(const Descriptor& model, const struct stat& made) const {
   constexpr mode_t kModeBits = 07777;
-  struct stat status = {};
-  if (fstat(model.Number(), &status) != 0) FailBySystem(m_name);
-  if (fchown(m_new.Number(), status.st_uid, status.st_gid) != 0) {
+  const struct stat status = StatusOf(model, m_name);
+  const bool has_owner = made.st_uid == status.st_uid && made.st_gid == status.st_gid;
+  if (!has_owner && fchown(m_new.Number(), status.st_uid, status.st_gid) != 0) {
     FailBySystem(m_name, "its owner cannot be kept");
   }
   if (fchmod(m_new.Number(), status.st_mode & kModeBits) != 0) {
@@ -121,9 +130,11 @@ void Replacement::CopyAttributes(const Descriptor& model) const {
   }
   const char* const from = m_path.c_str();
   const char* const to = m_staged.c_str();
-  if (perm_copy_fd(from, model.Number(), to, m_new.Number(), nullptr) != 0) {
+  const bool may_have_acl = MayHaveAcl(model) || MayHaveAcl(m_new);
+  if (may_have_acl && perm_copy_fd(from, model.Number(), to, m_new.Number(), nullptr) != 0) {
     FailBySystem(m_name, "its ACL cannot be kept");
   }
+  if (flistxattr(model.Number(), nullptr, 0) == 0) return;
   if (CopyExtendedAttributes(from, model, to, m_new) != 0) {
     FailBySystem(m_name, "its extended attributes cannot be kept");
   }
@@ -149,15 +160,17 @@ bool Replacement::IsNewAt(const std::string& path) const {
 // --- Into its place ---
 
 void Replacement::ExpectOld() {
-  if (m_guarded && !m_guarded->IsUntouched()) FailBeforePlaced();
+  if (m_guarded && !m_guarded->LooksUntouched()) FailBeforePlaced();
 }
 
 void Replacement::PutInPlace() {
-  ExpectOld();
   const bool replaces_known = m_guarded && m_guarded->Exists();
-  if (!replaces_known && IsDirectory(m_path)) throw Failure(m_name, SystemMessage(EISDIR));
+  if (!replaces_known) {
+    ExpectOld();
+    if (IsDirectory(m_path)) throw Failure(m_name, SystemMessage(EISDIR));
+  }
   KeepOld();
-  if (replaces_known && !m_guarded->IsSeenAs(m_old)) FailBeforePlaced();
+  if (replaces_known && !m_guarded->IsUntouchedAs(m_old)) FailBeforePlaced();
   if (m_old) {
     SwapIn();
   } else {
@@ -170,6 +183,9 @@ void Replacement::KeepOld() {
     m_old = MarkAt(m_kept);
     if (!m_old) FailBySystem(m_name, "cannot be kept as " + m_kept);
   } else if (errno != ENOENT) {
+    const int error = errno;
+    ExpectOld();
+    errno = error;
     FailBySystem(m_name, "cannot be kept as " + m_kept);
   }
 }

@@ -86,7 +86,7 @@ class Replacement {
 
   void Create(mode_t mode);
   void Write(const std::string& text) const;
-  void CopyAttributes(const Descriptor& model) const;
+  void CopyAttributes(const Descriptor& model, const struct stat& made) const;
   bool IsNewAt(const std::string& path) const;
   void KeepOld();
   void SwapIn();
