@@ -121,16 +121,19 @@ CarefulEdit HalfTheLocationsThere(const Dialect& dialect, std::size_t count) {
               dialect.block(0, Even(count, Locations(kNew)) + Odd(count, Locations(kNew))));
 }
 
-// Blocks within one another, each opened on a line of its own.
+// Blocks within one another, as deep as an edit takes them, each opened on a line of its own.
 CarefulEdit Depth(const Dialect& dialect, std::size_t count) {
+  constexpr std::size_t kDeepest = 100;
   const bool nginx = &dialect == &kNginx;
   const auto nested = [&](const char* value) {
-    const std::string opened = Repeat(count, [&](std::size_t i) {
-      return nginx ? "location /place" + std::to_string(i) + "/ {\n"
-                   : "<IfModule module" + std::to_string(i) + ">\n";
+    return Repeat(count / kDeepest, [&](std::size_t tower) {
+      const std::string opened = Repeat(kDeepest, [&](std::size_t i) {
+        const std::string name = std::to_string(tower) + '_' + std::to_string(i);
+        return nginx ? "location /place" + name + "/ {\n" : "<IfModule module" + name + ">\n";
+      });
+      return opened + dialect.folder(0, value) +
+             Repeat(kDeepest, [&](std::size_t) { return nginx ? "}\n" : "</IfModule>\n"; });
     });
-    return opened + dialect.folder(0, value) +
-           Repeat(count, [&](std::size_t) { return nginx ? "}\n" : "</IfModule>\n"; });
   };
   return Make(dialect, nested(kOldFolder), nested(kFolderPlace), nested(kNewFolder));
 }
