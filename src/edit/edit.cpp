@@ -187,7 +187,12 @@ class Editor {
     if (m_findings.refusals.empty() && !m_texts.empty()) {
       const Parts parts = m_parts->rejoin(m_texts);
       const Document after(m_request.dialect, parts.text());
-      CheckCollisions(contents.document(), Contents(after, parts));
+      if (m_parts->leaves_out) {
+        const Parts old_parts = m_parts->rejoin({});
+        CheckCollisions(Document(m_request.dialect, old_parts.text()), Contents(after, parts));
+      } else {
+        CheckCollisions(contents.document(), Contents(after, parts));
+      }
     }
     return std::string(m_text);
   }

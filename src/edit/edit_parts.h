@@ -34,8 +34,12 @@ struct PartsEdit {
   // counts like a refusal of the edit.
   std::vector<Finding> problems;
 
-  // The same whole with other texts of some files, which outlive the result.
+  // The same whole with other texts of some files, which outlive the result. For the search for
+  // collisions.
   std::function<Parts(const NewTexts& texts)> rejoin;
+
+  // Whether that is without what counts for nothing, and `parts` are with it.
+  bool leaves_out = false;
 };
 
 struct PartsResult {

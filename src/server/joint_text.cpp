@@ -3,6 +3,8 @@
 #include "server/joint_text.h"
 
 #include <algorithm>
+#include <iterator>
+#include <map>
 #include <utility>
 
 #include "document/document.h"
@@ -54,6 +56,35 @@ std::size_t BehindLine(Dialect dialect, std::string_view text, std::size_t end) 
   return text[at] == '\n' ? at + 1 : end;
 }
 
+// A condition, or a macro.
+struct Condition {
+  std::string_view head;
+  LeftOut bytes;
+};
+
+std::vector<Condition> ConditionsOf(const Document& document) {
+  std::vector<Condition> conditions;
+  const auto& blocks = document.blocks();
+  for (BlockId id = 1; id < blocks.size(); ++id) {
+    const auto words = document.HeadWords(id);
+    const std::string name = document.Value(words.front());
+    const Dialect dialect = document.dialect();
+    const bool is_one =
+        tov_document::IsCondition(dialect, name) || tov_document::SameName(dialect, name, "Macro");
+    if (!is_one) continue;
+    conditions.push_back(
+        {document.Bytes(blocks[id].head), {blocks[id].head.begin, blocks[id].closing.end}});
+  }
+  return conditions;
+}
+
+// Whether a byte is in one of them, which stand in the order of the text.
+bool IsIn(const std::vector<LeftOut>& all, std::uint32_t offset) {
+  const auto behind = std::partition_point(
+      all.begin(), all.end(), [offset](const LeftOut& each) { return each.begin <= offset; });
+  return behind != all.begin() && offset < std::prev(behind)->end;
+}
+
 }  // namespace
 
 // --- Reading ---
@@ -78,6 +109,7 @@ void JointText::Read(std::size_t number, const ServerFile& file) {
   File& read = m_files[number];
   read.name = file.name;
   read.text = file.text;
+  read.left_out = file.left_out;
   const Document document(m_dialect, file.text);
   if (auto problem = tov_edit::SyntaxProblem(document, file.name)) {
     read.readable = false;
@@ -111,7 +143,7 @@ void JointText::Add(const NewFile& file) {
                      [&](std::size_t other) { return file.name < m_files[other].name; });
     include.files.insert(behind, number);
   }
-  m_files.push_back({file.name, {}, {}, true});
+  m_files.push_back({file.name, {}, {}, {}, true});
   m_reached.push_back(true);
 }
 
@@ -119,8 +151,8 @@ void JointText::Add(const NewFile& file) {
 
 class JointText::Joining {
  public:
-  Joining(const JointText& joint, const tov_edit::NewTexts& texts)
-      : m_joint(joint), m_parts(FilesOf(joint, texts)), m_texts(texts) {}
+  Joining(const JointText& joint, const tov_edit::NewTexts& texts, What what)
+      : m_joint(joint), m_parts(FilesOf(joint, texts)), m_texts(texts), m_what(what) {}
 
   Parts Run() {
     m_taken.assign(m_joint.m_files.size(), false);
@@ -137,6 +169,8 @@ class JointText::Joining {
     std::size_t at = 0;
     std::size_t include = 0;
     std::size_t next = 0;  // of the files of that
+    std::vector<LeftOut> left_out;
+    std::size_t left = 0;  // the next one of these
   };
 
   static std::vector<Parts::File> FilesOf(const JointText& joint, const tov_edit::NewTexts& texts) {
@@ -152,10 +186,15 @@ class JointText::Joining {
   void Push(std::size_t file) {
     m_taken[file] = true;
     const bool changed = m_texts.count(file) != 0;
-    m_open.push_back({file,
-                      changed ? m_joint.IncludesIn(file, m_parts.files()[file].text)
-                              : m_joint.m_files[file].includes,
-                      0, 0, 0});
+    const File& known = m_joint.m_files[file];
+    const std::string_view text = m_parts.files()[file].text;
+    Frame frame;
+    frame.file = file;
+    frame.includes = changed ? m_joint.IncludesIn(file, text) : known.includes;
+    if (m_what == What::kCounting) {
+      frame.left_out = changed ? m_joint.LeftOutIn(file, text) : known.left_out;
+    }
+    m_open.push_back(std::move(frame));
   }
 
   // Goes on in the innermost file: up to the next file that comes into the text there, or to the
@@ -181,6 +220,12 @@ class JointText::Joining {
   }
 
   void Copy(Frame& frame, std::size_t end) {
+    for (; frame.left < frame.left_out.size(); ++frame.left) {
+      const LeftOut& out = frame.left_out[frame.left];
+      if (out.begin >= end) break;
+      if (frame.at < out.begin) m_parts.Append(frame.file, frame.at, out.begin);
+      frame.at = std::max<std::size_t>(frame.at, out.end);
+    }
     if (end <= frame.at) return;
     m_parts.Append(frame.file, frame.at, end);
     frame.at = end;
@@ -189,16 +234,47 @@ class JointText::Joining {
   const JointText& m_joint;
   Parts m_parts;
   const tov_edit::NewTexts& m_texts;
+  const What m_what;
   std::vector<bool> m_taken;  // by files
   std::vector<Frame> m_open;
 };
 
-Parts JointText::Join() const {
-  return Join({});
+Parts JointText::Join(What what) const {
+  return Join({}, what);
 }
 
-Parts JointText::Join(const tov_edit::NewTexts& texts) const {
-  return Joining(*this, texts).Run();
+Parts JointText::Join(const tov_edit::NewTexts& texts, What what) const {
+  return Joining(*this, texts, what).Run();
+}
+
+bool JointText::LeavesOut() const {
+  return std::any_of(m_files.begin(), m_files.end(),
+                     [](const File& file) { return !file.left_out.empty(); });
+}
+
+// What of a file does not count, found again in another text of it.
+std::vector<LeftOut> JointText::LeftOutIn(std::size_t number, std::string_view text) const {
+  const File& file = m_files[number];
+  std::vector<LeftOut> found;
+  if (file.left_out.empty()) return found;
+  std::map<std::string_view, std::vector<bool>> known;  // by heads, whether each is left out
+  const Document before(m_dialect, file.text);
+  for (const Condition& each : ConditionsOf(before)) {
+    known[each.head].push_back(IsIn(file.left_out, each.bytes.begin));
+  }
+  const Document document(m_dialect, text);
+  const std::vector<Condition> conditions = ConditionsOf(document);
+  std::map<std::string_view, std::size_t> counts;
+  for (const Condition& each : conditions) ++counts[each.head];
+  std::map<std::string_view, std::size_t> next;
+  for (const Condition& each : conditions) {
+    const std::vector<bool>& were = known[each.head];
+    const std::size_t position = next[each.head]++;
+    const bool all = std::find(were.begin(), were.end(), false) == were.end() && !were.empty();
+    const bool is_left_out = all || (were.size() == counts[each.head] && were[position]);
+    if (is_left_out && !IsIn(found, each.bytes.begin)) found.push_back(each.bytes);
+  }
+  return found;
 }
 
 // The includes of a file, found again in another text of it.

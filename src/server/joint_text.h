@@ -44,11 +44,20 @@ class JointText {
   // By position in ServerFiles::files, then the one that was added. A file comes once, where the
   // server reads it first. What is read in servers only, and what the server would refuse, is left
   // out, but the main file.
-  tov_edit::Parts Join() const;
+  enum class What {
+    kAll,
+    kCounting  // without ServerFile::left_out
+  };
+  tov_edit::Parts Join(What what = What::kAll) const;
 
   // The same with other texts, which have to outlive the result. In these, the includes that have
-  // something read have to be there, in the same order.
-  tov_edit::Parts Join(const tov_edit::NewTexts& texts) const;
+  // something read have to be there, in the same order. A condition is the one that has been read
+  // where as many are opened by these words as before, or none of those has held, or all have. A
+  // new one counts.
+  tov_edit::Parts Join(const tov_edit::NewTexts& texts, What what = What::kAll) const;
+
+  // Whether something does not count.
+  bool LeavesOut() const;
 
   // The files that the server would refuse, as findings named "syntax".
   const std::vector<tov_edit::Finding>& problems() const { return m_problems; }
@@ -71,6 +80,7 @@ class JointText {
     std::string name;
     std::string_view text;
     std::vector<OuterInclude> includes;
+    std::vector<LeftOut> left_out;
     bool readable = true;
   };
 
@@ -78,6 +88,7 @@ class JointText {
 
   void Read(std::size_t number, const ServerFile& file);
   std::vector<OuterInclude> IncludesIn(std::size_t number, std::string_view text) const;
+  std::vector<LeftOut> LeftOutIn(std::size_t number, std::string_view text) const;
 
   Dialect m_dialect;
   std::vector<File> m_files;

@@ -128,6 +128,7 @@ class Writer {
     step.role = dialect == Dialect::kNginx ? Find(kNginxBlocks, dialect, name)
                                            : Find(kApacheBlocks, dialect, name);
     step.bytes = m_document.blocks()[node.block].head;
+    step.end = m_document.blocks()[node.block].closing.end;
     if (step.role != Role::kOther) step.words = Values(words);
     m_open.push_back(m_steps.size());
     m_steps.push_back(std::move(step));

@@ -50,11 +50,15 @@ struct Step {
   Role role = Role::kOther;
   tov_document::Span bytes;  // of the directive or the head
   std::size_t close = 0;     // of kOpen: which step closes it
+  std::uint32_t end = 0;     // of kOpen: where the block ends
 
   // As the server reads them, but with variables; the name first. Empty for kClose and kOther.
   std::vector<std::string> words;
 
-  std::optional<std::size_t> include;  // for ServerReader
+  // For ServerReader.
+  std::optional<std::size_t> include;
+  bool held = false;    // of a condition: it has held
+  bool failed = false;  // and it has not
 };
 
 // The steps of the text, in its order: the directives that have a role, and the blocks. Each block

@@ -12,7 +12,7 @@ namespace tov_server {
 
 std::vector<Finding> CollisionsOf(const ServerFiles& server) {
   if (server.files.empty()) return {};
-  const tov_edit::Parts parts = JointText(server).Join();
+  const tov_edit::Parts parts = JointText(server).Join(JointText::What::kCounting);
   const tov_document::Document document(server.dialect, parts.text());
   return tov_edit::CollisionsIn(tov_edit::Contents(document, parts), server.files.front().name,
                                 tov_edit::Extent::kWhole);

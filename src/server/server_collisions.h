@@ -14,7 +14,7 @@ namespace tov_server {
 // name and an address in common, several default servers of an address, socket options of an
 // address in several lines, virtual hosts that no "Listen" opens the address for. The places are
 // those of all that a finding is about, in their files. In the order of the server's reading. None:
-// nothing is in another's way.
+// nothing is in another's way. What ServerFile::left_out says is in nobody's.
 QELTEMPLATE_SERVER_EXPORT std::vector<Finding> CollisionsOf(const ServerFiles& server);
 
 }  // namespace tov_server

@@ -39,8 +39,12 @@ class ServerEditor {
     if (m_server.files.empty()) return {};
     const Parts parts = m_joint.Join();
     const tov_edit::PartsEdit edit = {
-        parts, m_server.files.front().name, m_new, m_joint.problems(),
-        [this](const NewTexts& texts) { return m_joint.Join(texts); }};
+        parts,
+        m_server.files.front().name,
+        m_new,
+        m_joint.problems(),
+        [this](const NewTexts& texts) { return m_joint.Join(texts, JointText::What::kCounting); },
+        m_joint.LeavesOut()};
     if (report == nullptr) return ResultOf(tov_edit::EditParts(m_request, edit));
     tov_edit::ExplainedParts explained = tov_edit::ExplainParts(m_request, edit);
     *report = std::move(explained.report);

@@ -75,10 +75,20 @@ struct Include {
   std::vector<std::size_t> files;
 };
 
+// A part of a file that counts for nothing.
+struct LeftOut {
+  std::uint32_t begin = 0;  // in its text
+  std::uint32_t end = 0;
+};
+
 struct ServerFile {
   std::string name;               // as the server names it
   std::string text;               // byte for byte
   std::vector<Include> includes;  // in the order of the text
+
+  // Of Apache the conditions that do not hold, whenever the file is read, and the macros: each from
+  // its first line to its last one, with all that stands in it. In the order of the text.
+  std::vector<LeftOut> left_out = {};
 };
 
 struct ServerFiles {

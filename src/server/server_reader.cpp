@@ -43,6 +43,18 @@ std::string Normal(const std::string& path) {
   return std::filesystem::path(path).lexically_normal().string();
 }
 
+std::vector<LeftOut> LeftOutOf(const std::vector<Step>& steps) {
+  std::vector<LeftOut> left_out;
+  for (std::size_t i = 0; i < steps.size(); ++i) {
+    const Step& step = steps[i];
+    const bool never_holds = step.failed && !step.held;
+    if (step.kind != Step::Kind::kOpen || (!never_holds && step.role != Role::kUnread)) continue;
+    left_out.push_back({step.bytes.begin, step.end});
+    i = step.close;
+  }
+  return left_out;
+}
+
 }  // namespace
 
 const std::vector<tov_edit::FindingKind> kServerWarnings = {
@@ -69,9 +81,11 @@ ServerFiles ServerReader::Read() {
     Push(*main);
     Run();
   }
-  for (ServerFile& file : m_server.files) {
+  for (std::size_t i = 0; i < m_server.files.size(); ++i) {
+    ServerFile& file = m_server.files[i];
     std::sort(file.includes.begin(), file.includes.end(),
               [](const Include& a, const Include& b) { return a.begin < b.begin; });
+    if (m_options.dialect == Dialect::kApache) file.left_out = LeftOutOf(m_steps[i]);
   }
   return std::move(m_server);
 }
@@ -104,9 +118,11 @@ void ServerReader::TakeStep(Frame& frame) {
   switch (step.kind) {
     case Step::Kind::kOpen:
       if (!Holds(step, words)) {
+        m_steps[frame.file][number].failed = true;
         frame.step = step.close + 1;
         return;
       }
+      m_steps[frame.file][number].held = true;
       m_open.push_back(step.role);
       break;
     case Step::Kind::kClose:

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <fstream>
 #include <map>
 #include <random>
 #include <regex>
@@ -17,7 +18,9 @@
 #include <vector>
 
 #include "document/ascii.h"
+#include "edit/request.h"
 #include "server/server_collisions.h"
+#include "server/server_edit.h"
 #include "server/server_files.h"
 #include "server/server_folder.h"
 #include "server/sites.h"
@@ -161,9 +164,47 @@ std::string HostText(Random& random) {
   return text + "</VirtualHost>\n";
 }
 
+// Hosts, some of them in conditions, that hold or not. Some conditions hold at one place and do not
+// at another.
+std::string ConditionalHosts(Random& random) {
+  static const Texts openings = {"IfModule mod_ssl.c",
+                                 "IfModule !mod_ssl.c",
+                                 "IfModule authz_core_module",
+                                 "IfModule !authz_core_module",
+                                 "IfDefine on",
+                                 "IfDefine !on",
+                                 "IfVersion >= 2.4",
+                                 "IfVersion < 2.4",
+                                 "IfFile httpd.conf",
+                                 "IfFile none"};
+  static const Texts defines = {"", "", "Define on\n", "UnDefine on\n"};
+  std::string text = random.OneOf(defines);
+  for (std::size_t i = 1 + random.Below(2); i > 0; --i) {
+    std::string inside = HostText(random);
+    if (random.Below(3) == 0) {
+      const std::string& around = random.OneOf(openings);
+      const std::string alias = "  <" + around + ">\n  ServerAlias b.example\n  </" +
+                                around.substr(0, around.find(' ')) + ">\n";
+      inside.insert(inside.rfind("</"), alias);
+    }
+    for (std::size_t depth = random.Below(3); depth > 0; --depth) {
+      const std::string& around = random.OneOf(openings);
+      inside = "<" + around + ">\n" + inside + "</" + around.substr(0, around.find(' ')) + ">\n";
+    }
+    text += inside;
+  }
+  return text;
+}
+
 class HttpdsHosts : public testing::Test {
  protected:
-  HttpdsHosts() : m_folder("collisions") {}
+  HttpdsHosts() : m_folder("collisions") {
+    std::string output;
+    std::smatch version;
+    static const std::regex number(R"(Apache/(\d+\.\d+\.\d+))");
+    EXPECT_TRUE(m_folder.Run("apache2 -v", output));
+    if (std::regex_search(output, version, number)) m_version = version[1];
+  }
 
   // Writes a server with these files in sites/, and has httpd and the library say what it is.
   void Compare(const std::string& main, const Texts& sites) {
@@ -177,23 +218,59 @@ class HttpdsHosts : public testing::Test {
       all += "# sites/" + std::to_string(i) + "\n" + sites[i];
     }
     SCOPED_TRACE(all);
-    std::string output;
-    ASSERT_TRUE(m_folder.Run("apache2 -S -f " + m_folder.Path() + "/httpd.conf", output)) << output;
-    const Dump dump = ReadDump(output);
+    const Dump dump = DumpNow();
+    const tov_server::Sites read = tov_server::ReadSites(Reading());
+    EXPECT_EQ(HostsIn(read.sites), HostsIn(dump));
+    const std::set<std::string> expected = CollisionsIn(dump);
+    EXPECT_EQ(CollisionsIn(tov_server::CollisionsOf(read.server)), expected);
+    m_collisions += expected.size();
+  }
+
+  tov_server::ReadingOptions Reading() const {
     tov_server::ReadingOptions reading;
     reading.dialect = tov_server::Dialect::kApache;
     reading.main = m_folder.Path() + "/httpd.conf";
     reading.version = m_version;
-    const tov_server::Sites read = tov_server::ReadSites(reading);
-    EXPECT_EQ(HostsIn(read.sites), HostsIn(dump)) << output;
-    const std::set<std::string> expected = CollisionsIn(dump);
-    EXPECT_EQ(CollisionsIn(tov_server::CollisionsOf(read.server)), expected) << output;
-    m_collisions += expected.size();
+    return reading;
+  }
+
+  // What httpd says of the files as they are.
+  Dump DumpNow() const {
+    std::string output;
+    EXPECT_TRUE(m_folder.Run("apache2 -S -f " + m_folder.Path() + "/httpd.conf", output)) << output;
+    return ReadDump(output);
+  }
+
+  // Gives a host another name, which it has among `names` then. Whether that is refused for
+  // collisions is what httpd's dump says of the edited files.
+  void Rename(const std::string& from, const std::string& to) {
+    SCOPED_TRACE(from + " to " + to);
+    tov_edit::Request request;
+    request.template_text = "<VirtualHost *:8481>\n  ServerName {% $name %}\n</VirtualHost>\n";
+    request.values = {{"name", {from, to}}};
+    const tov_server::ServerFiles server = tov_server::ReadServer(Reading());
+    const tov_server::ServerResult result = tov_server::EditServer(request, server);
+    request.forced.insert("collision");
+    const tov_server::ServerResult forced = tov_server::EditServer(request, server);
+    if (!forced.refusals.empty()) return;  // there is no such host, or several are
+    const std::set<std::string> before = CollisionsIn(DumpNow());
+    for (const tov_server::FileEdit& file : forced.files) WriteTo(file.name, file.text);
+    const std::set<std::string> after = CollisionsIn(DumpNow());
+    for (const tov_server::FileEdit& file : forced.files) WriteTo(file.name, file.old_text);
+    const bool collides = after.size() > before.size();
+    EXPECT_EQ(!result.refusals.empty(), collides) << testing::PrintToString(after);
+    ++(collides ? m_refused : m_made);
+  }
+
+  static void WriteTo(const std::string& name, const std::string& text) {
+    std::ofstream(name, std::ios::binary) << text;
   }
 
   const ServerFolder m_folder;
   std::string m_version;
   std::size_t m_collisions = 0;  // all that there were
+  std::size_t m_refused = 0;     // renames
+  std::size_t m_made = 0;
 };
 
 TEST_F(HttpdsHosts, AreOnTheAddressesThatHttpdSays) {
@@ -208,6 +285,56 @@ TEST_F(HttpdsHosts, AreOnTheAddressesThatHttpdSays) {
     if (HasFailure()) return;
   }
   EXPECT_GT(m_collisions, 20U);
+}
+
+TEST_F(HttpdsHosts, CountWhereTheirConditionsHold) {
+  ASSERT_NE(m_version, "");
+  Random random(2);
+  for (int tree = 0; tree < 40; ++tree) {
+    Texts sites;
+    for (std::size_t i = 2 + random.Below(4); i > 0; --i) {
+      sites.push_back(ConditionalHosts(random));
+    }
+    Compare("Listen 8481\n" + ConditionalHosts(random), sites);
+    if (HasFailure()) return;
+  }
+  EXPECT_GT(m_collisions, 20U);
+}
+
+TEST_F(HttpdsHosts, AreRefusedANameThatOneHasThatCounts) {
+  const auto host = [](const std::string& name) {
+    return "<VirtualHost *:8481>\nServerName " + name + "\n</VirtualHost>\n";
+  };
+  const auto in = [](const std::string& condition, const std::string& text) {
+    return "<" + condition + ">\n" + text + "</" + condition.substr(0, condition.find(' ')) + ">\n";
+  };
+  Compare("Define on\nListen 8481\n",
+          {host("a.example"), in("IfModule mod_ssl.c", host("off.example")),
+           in("IfModule !mod_ssl.c", host("on.example")),
+           in("IfDefine on", host("first.example")) + "UnDefine on\n" +
+               in("IfDefine on", host("second.example")),
+           in("IfModule mod_ssl.c", in("IfDefine !on", host("inner.example"))),
+           host("b.example") + in("IfModule mod_ssl.c", host("beside.example"))});
+  for (const char* const to : {"off.example", "on.example", "first.example", "second.example",
+                               "inner.example", "beside.example", "b.example", "new.example"}) {
+    Rename("a.example", to);
+    Rename("b.example", to);  // in the file that has a condition
+    Rename("first.example", to);
+  }
+  EXPECT_GE(m_refused, 6U);
+  EXPECT_GE(m_made, 12U);
+}
+
+TEST_F(HttpdsHosts, AreServedByAListenThatCounts) {
+  const std::string listen = "<IfModule mod_ssl.c>\nListen 8482\n</IfModule>\n";
+  const std::string host = "<VirtualHost *:8482>\nServerName a.example\n</VirtualHost>\n";
+  Compare("Listen 8481\n" + listen, {host});
+  const auto findings = tov_server::CollisionsOf(tov_server::ReadServer(Reading()));
+  ASSERT_EQ(findings.size(), 1U);
+  EXPECT_THAT(findings.front().message,
+              testing::HasSubstr("is for *:8482, on which the server does not listen"));
+  Compare("Listen 8481\n<IfModule !mod_ssl.c>\nListen 8482\n</IfModule>\n", {host});
+  EXPECT_THAT(tov_server::CollisionsOf(tov_server::ReadServer(Reading())), testing::IsEmpty());
 }
 
 }  // namespace
