@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -281,7 +282,18 @@ TEST_F(FileUpdates, RefusesWhatItCannotReplace) {
   }
   EXPECT_EQ(MessageOf<Failure>([&] { FileUpdate::OfMissing(PathOf("dangling")); }),
             "dangling: No such file or directory");
+  EXPECT_EQ(MessageOf<Failure>([&] { FileUpdate::OfMissing(PathOf("directory")); }),
+            "directory: Is a directory");
   EXPECT_EQ(MessageOf<Failure>([] { FileUpdate({""}); }), ": Invalid argument");
+}
+
+// No text of such a size is read.
+TEST_F(FileUpdates, RefusesAFileThatIsTooLarge) {
+  m_sandbox.Write("large", "");
+  std::filesystem::resize_file(PathOf("large"), (std::uintmax_t{1} << 30) + 1);
+  EXPECT_EQ(MessageOf<Failure>([&] { FileUpdate({PathOf("large")}).Read(0); }),
+            "large: is larger than 1024 MiB");
+  EXPECT_FALSE(tov_update::GlanceAt(PathOf("large")));
 }
 
 // --- What others have left behind ---
@@ -340,6 +352,7 @@ TEST_F(FileUpdates, AGlanceTellsNothingOfWhatCouldNotBeLockedAtOnce) {
   for (const char* name : {"directory", "fifo", "missing", "dangling", "linked"}) {
     EXPECT_FALSE(m_glances.At(PathOf(name), m_buffer)) << name;
   }
+  EXPECT_FALSE(tov_update::GlanceAt(PathOf("a") + "\0b"s));
   const FileUpdate holder({PathOf("a")});
   EXPECT_FALSE(m_glances.At(PathOf("a"), m_buffer));
 }
@@ -436,6 +449,9 @@ TEST_F(FileUpdates, SaysWhatTheUserMayNot) {
   EXPECT_EQ(message("a"), "a: Permission denied\n");
   m_sandbox.SetMode("a", 0666);
   EXPECT_EQ(message("a"), "a: cannot write beside it: Permission denied\n");
+  m_sandbox.SetMode(".", 0733);
+  EXPECT_EQ(m_sandbox.Append({"--missing", "new", PathOf("b")}, as_nobody).err,
+            std::filesystem::path(PathOf("b")).parent_path().string() + ": Permission denied\n");
   m_sandbox.SetMode(".", 0777);
   EXPECT_EQ(message("a"), "a: its owner cannot be kept: Operation not permitted\n");
   EXPECT_EQ(m_sandbox.Read("a"), "old\n");

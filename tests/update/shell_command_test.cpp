@@ -4,15 +4,60 @@
 
 #include "update/shell_command.h"
 
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/mman.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <optional>
 #include <string>
 
 #include "update/failure.h"
 #include "update/stop_signals.h"
+
+namespace {
+
+// The function of the system that fails, and how.
+std::string failing;
+int failing_error = 0;
+
+bool Fails(const char* function) {
+  if (failing != function) return false;
+  errno = failing_error;
+  return true;
+}
+
+}  // namespace
+
+// In the place of the C library's.
+extern "C" int memfd_create(const char* name, unsigned flags) noexcept {
+  return Fails("memfd_create") ? -1 : static_cast<int>(syscall(SYS_memfd_create, name, flags));
+}
+
+extern "C" int pipe2(int* ends, int flags) noexcept {
+  return Fails("pipe2") ? -1 : static_cast<int>(syscall(SYS_pipe2, ends, flags));
+}
+
+extern "C" int posix_spawnattr_setflags(posix_spawnattr_t* attributes, short flags) noexcept {
+  if (Fails("posix_spawnattr_setflags")) return failing_error;
+  using Function = int (*)(posix_spawnattr_t*, short);
+  return reinterpret_cast<Function>(dlsym(RTLD_NEXT, "posix_spawnattr_setflags"))(attributes,
+                                                                                  flags);
+}
+
+extern "C" int posix_spawn(pid_t* child, const char* path,
+                           const posix_spawn_file_actions_t* actions,
+                           const posix_spawnattr_t* attributes, char* const arguments[],
+                           char* const environment[]) {
+  if (Fails("posix_spawn")) return failing_error;
+  return posix_spawnp(child, path, actions, attributes, arguments, environment);
+}
 
 namespace {
 
@@ -26,23 +71,46 @@ TEST(ShellCommand, TellsHowItEndsAndWhatItSays) {
   struct Case {
     const char* command;
     const char* end;
+    std::optional<int> exit_status;
+    std::optional<int> signal;
     const char* output;
   };
   const Case cases[] = {
-      {"true", "", ""},
-      {"", "", ""},
-      {"echo out; echo err >&2; echo out", "", "out\nerr\nout"},
-      {"printf '\\nline ends\\r\\n\\n'; exit 3", "exit status 3", "\nline ends"},
-      {"kill -s TERM $$", "Terminated", ""},
-      {"cat", "", ""},
-      {"head -c 5000 /dev/zero | tr '\\0' x | wc -c", "", "5000"},
+      {"true", "", 0, std::nullopt, ""},
+      {"", "", 0, std::nullopt, ""},
+      {"echo out; echo err >&2; echo out", "", 0, std::nullopt, "out\nerr\nout"},
+      {"printf '\\nline ends\\r\\n\\n'; exit 3", "exit status 3", 3, std::nullopt, "\nline ends"},
+      {"echo no; exit 1", "exit status 1", 1, std::nullopt, "no"},
+      {"exit 125", "exit status 125", 125, std::nullopt, ""},
+      {"exit 128", "exit status 128", 128, std::nullopt, ""},
+      {"exit 255", "exit status 255", 255, std::nullopt, ""},
+      {"echo said; kill -s HUP $$", "Hangup", std::nullopt, SIGHUP, "said"},
+      {"kill -s TERM $$", "Terminated", std::nullopt, SIGTERM, ""},
+      {"kill -s KILL $$", "Killed", std::nullopt, SIGKILL, ""},
+      {"cat", "", 0, std::nullopt, ""},
+      {"head -c 5000 /dev/zero | tr '\\0' x | wc -c", "", 0, std::nullopt, "5000"},
   };
   for (const Case& c : cases) {
-    const tov_update::CommandResult result = tov_update::RunInShell(c.command, NoSignals());
-    EXPECT_EQ(result.end, c.end) << c.command;
-    EXPECT_EQ(result.output, c.output) << c.command;
-    EXPECT_EQ(result.Succeeded(), result.end.empty()) << c.command;
+    for (const bool is_watched : {false, true}) {
+      SCOPED_TRACE(testing::Message() << c.command << (is_watched ? ", watched" : ""));
+      tov_update::CommandTerms terms = NoSignals();
+      terms.is_watched = is_watched;
+      const tov_update::CommandResult result = tov_update::RunInShell(c.command, terms);
+      EXPECT_EQ(result.end, c.end);
+      EXPECT_EQ(result.exit_status, c.exit_status);
+      EXPECT_EQ(result.signal, c.signal);
+      EXPECT_EQ(result.output, c.output);
+      EXPECT_EQ(result.stopped, tov_update::Stopped::kNot);
+      EXPECT_EQ(result.Succeeded(), result.end.empty());
+    }
   }
+}
+
+// A signal that has no name, and statuses that a shell takes for signals.
+TEST(ShellCommand, TellsNoSignalThatThereWasNot) {
+  EXPECT_EQ(tov_update::RunInShell("exit 130", NoSignals()).end, "exit status 130");
+  EXPECT_EQ(tov_update::RunInShell("exit 163", NoSignals()).end, "exit status 163");
+  EXPECT_EQ(tov_update::RunInShell("kill -s 35 $$", NoSignals()).end, "signal 35");
 }
 
 TEST(ShellCommand, KeepsAllOfALongOutput) {
@@ -52,15 +120,90 @@ TEST(ShellCommand, KeepsAllOfALongOutput) {
 }
 
 TEST(ShellCommand, FailsWhenItCannotBeRun) {
-  for (const char* command : {"no-such-command-at-all", "/etc/passwd"}) {
-    try {
-      tov_update::RunInShell(command, NoSignals());
-      ADD_FAILURE() << command;
-    } catch (const tov_update::Failure& failure) {
-      EXPECT_THAT(failure.what(), testing::StartsWith(command + std::string(": cannot be run: ")));
-      EXPECT_EQ(dynamic_cast<const tov_update::ServerRefusal*>(&failure), nullptr);
+  struct Case {
+    std::string command;
+    std::optional<int> exit_status;
+  };
+  const Case cases[] = {
+      {"no-such-command-at-all", 127},
+      {"/etc/passwd", 126},
+      {"exit 127", 127},
+      {std::string("true\0true", 9), std::nullopt},
+  };
+  for (const Case& c : cases) {
+    for (const bool is_watched : {false, true}) {
+      SCOPED_TRACE(testing::Message() << c.command << (is_watched ? ", watched" : ""));
+      tov_update::CommandTerms terms = NoSignals();
+      terms.is_watched = is_watched;
+      try {
+        tov_update::RunInShell(c.command, terms);
+        ADD_FAILURE();
+      } catch (const tov_update::Failure& failure) {
+        EXPECT_EQ(failure.what(), std::string((c.command + ": cannot be run: ").c_str()) +
+                                      (c.exit_status ? failure.Data().output : ""));
+        EXPECT_EQ(failure.Data().command, c.command);
+        EXPECT_EQ(failure.Data().exit_status, c.exit_status);
+        EXPECT_EQ(dynamic_cast<const tov_update::ServerRefusal*>(&failure), nullptr);
+      }
     }
   }
+}
+
+TEST(ShellCommand, FailsWhenTheSystemDoesNotStartIt) {
+  struct Case {
+    const char* function;
+    bool is_watched;
+  };
+  const Case cases[] = {
+      {"memfd_create", false}, {"posix_spawnattr_setflags", false},
+      {"posix_spawn", false},  {"posix_spawn", true},
+      {"pipe2", true},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.function << (c.is_watched ? ", watched" : ""));
+    tov_update::CommandTerms terms = NoSignals();
+    terms.is_watched = c.is_watched;
+    failing = c.function;
+    failing_error = EMFILE;
+    try {
+      tov_update::RunInShell("true", terms);
+      ADD_FAILURE();
+    } catch (const tov_update::Failure& failure) {
+      EXPECT_STREQ(failure.what(), "true: cannot be run: Too many open files");
+      EXPECT_EQ(failure.Data().command, "true");
+      EXPECT_EQ(failure.Data().exit_status, std::nullopt);
+    }
+    failing.clear();
+  }
+}
+
+// How one is started that may have to be stopped, and one that may not.
+TEST(ShellCommand, IsInAGroupOfItsOwnAndEndsWhenAskedToWhereItMayBeStopped) {
+  struct Case {
+    const char* name;
+    bool is_watched;
+    std::optional<std::chrono::milliseconds> limit;
+    bool may_be_stopped;
+  };
+  const Case cases[] = {
+      {"plain", false, std::nullopt, false},
+      {"watched", true, std::nullopt, false},
+      {"limited", false, std::chrono::minutes(1), true},
+  };
+  void (*const before)(int) = std::signal(SIGTERM, SIG_IGN);
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    tov_update::CommandTerms terms = NoSignals();
+    terms.is_watched = c.is_watched;
+    terms.limit = c.limit;
+    const std::string group = tov_update::RunInShell("cut -d' ' -f5 /proc/self/stat", terms).output;
+    EXPECT_EQ(group == std::to_string(getpgrp()), !c.may_be_stopped) << group;
+    const tov_update::CommandResult asked =
+        tov_update::RunInShell("kill -s TERM $$; echo survived", terms);
+    EXPECT_EQ(asked.output, c.may_be_stopped ? "" : "survived");
+    EXPECT_EQ(asked.end, c.may_be_stopped ? "Terminated" : "");
+  }
+  std::signal(SIGTERM, before);
 }
 
 TEST(ShellCommand, DoesNotWaitForWhatItLeavesBehind) {
