@@ -458,11 +458,90 @@ TEST(ARewriteRule, KeepsItsConditions) {
              Untaken(image),
              {},
              front},
+            {"it stays where it has not all of them",
+             front,
+             Untaken("RewriteCond %{HTTPS} off\n" + front),
+             {},
+             front},
+            {"it goes with one more of its own",
+             "\tRewriteCond %{HTTPS} off\n" + front + image,
+             Untaken(front),
+             {},
+             image},
+            {"a condition goes alone",
+             "\tRewriteCond %{HTTPS} off\n" + front,
+             Untaken("RewriteCond %{HTTPS} off\n") + front,
+             {},
+             front},
+            {"a new one comes without a condition that is to go",
+             "",
+             Untaken("RewriteCond %{HTTPS} off\n") + front,
+             {},
+             front},
             {"a rule that goes takes all its conditions along",
              front + image,
              Untaken("RewriteRule ^ /index.php [L]\n"),
              {},
              image}}));
+}
+
+// Of equal rules the one that has the most of the conditions.
+TEST(ARewriteRule, IsToldByItsConditions) {
+  const std::string off = "\tRewriteCond %{HTTPS} off\n";
+  const std::string host = "\tRewriteCond %{HTTP_HOST} =a\n";
+  const std::string added = "\tRewriteCond %{REQUEST_URI} =/x\n";
+  const std::string rule = "\tRewriteRule ^ - [L]\n";
+  ExpectEdits(Dialect::kApache, Each(Host, {{"the second one has more",
+                                             off + rule + off + host + rule,
+                                             off + host + added + rule,
+                                             {},
+                                             off + rule + off + host + added + rule},
+                                            {"the first one has more",
+                                             off + host + rule + off + rule,
+                                             off + host + added + rule,
+                                             {},
+                                             off + host + added + rule + off + rule},
+                                            {"of two that have as many, the first one",
+                                             off + rule + off + rule,
+                                             off + added + rule,
+                                             {},
+                                             off + added + rule + off + rule},
+                                            {"one with one of them before one without any",
+                                             rule + host + rule,
+                                             host + off + rule,
+                                             {},
+                                             rule + host + off + rule},
+                                            {"one without any before a new one",
+                                             added + rule + rule,
+                                             off + rule,
+                                             {},
+                                             added + rule + off + rule},
+                                            {"what has been taken is not taken once more",
+                                             off + rule,
+                                             off + rule + off + rule,
+                                             {},
+                                             off + rule + off + rule}}));
+}
+
+TEST(ARewriteRule, IsLeftAloneWhereAValueIsMissing) {
+  const std::string there = "\tRewriteRule ^/a /b\n";
+  const std::string off = "RewriteCond %{HTTPS} off\n";
+  const std::string host = "RewriteCond %{HTTP_HOST} ={% $host %}\n";
+  const auto said = [](const std::string& name, const std::string& config, const std::string& lines,
+                       const std::string& place, const std::string& value) {
+    return SaidCase{name, config, lines, {}, "missing-value", place, value, nullptr, config};
+  };
+  ExpectWarnings(
+      Dialect::kApache,
+      EachSaid(Host,
+               {said("of a condition", there, off + host + there, "site.template:4:1:", "'host'"),
+                said("of the condition of a new one", "\tSSLEngine on\n", off + host + there,
+                     "site.template:4:1:", "'host'"),
+                said("of the rule", "\t" + off + there,
+                     "RewriteCond %{REQUEST_URI} =/x\n" + off + "RewriteRule ^/a {% $to %}\n",
+                     "site.template:5:1:", "'to'"),
+                said("of the rule of a new one", "\tSSLEngine on\n",
+                     off + "RewriteRule ^/a {% $to %}\n", "site.template:4:1:", "'to'")}));
 }
 
 TEST(AMissingValue, LeavesTheDirectiveAlone) {

@@ -13,12 +13,19 @@ namespace tov_edit {
 
 using Kind = TemplateLine::Kind;
 
+// A line of which a value is missing has no words, and belongs to its rule all the same.
+std::string_view RewriteLines::NameOf(const TemplateLine& line) const {
+  if (line.kind == Kind::kComment) return {};
+  const std::string_view text = line.text;
+  const std::string_view name = m_work.NameOf(line);
+  return name.empty() ? text.substr(0, text.find_first_of(" \t")) : name;
+}
+
 void RewriteLines::Claim() {
   if (m_work.dialect() != Dialect::kApache) return;
   std::vector<std::string_view> names;
   for (const std::size_t number : m_work.lines()) {
-    const TemplateLine& line = m_work.planning().tree.lines[number];
-    names.push_back(line.kind == Kind::kComment ? std::string_view() : m_work.NameOf(line));
+    names.push_back(NameOf(m_work.planning().tree.lines[number]));
   }
   for (const RewriteRule& rule : RewriteRules(names)) ClaimRule(rule);
 }

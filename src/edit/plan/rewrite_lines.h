@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string_view>
 
 #include "edit/plan/additions.h"
 #include "edit/plan/block_work.h"
@@ -21,6 +22,7 @@ class RewriteLines {
   void Claim();
 
  private:
+  std::string_view NameOf(const TemplateLine& line) const;
   void ClaimRule(const RewriteRule& rule);
   std::size_t RuleFor(const RewriteRule& rule) const;
   std::size_t ConditionAmong(const Positions& conditions, const TemplateLine& line) const;
