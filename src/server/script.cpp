@@ -44,19 +44,27 @@ constexpr Named kNginxBlocks[] = {
 };
 
 constexpr Named kApacheDirectives[] = {
-    {"Include", Role::kInclude},       {"IncludeOptional", Role::kIncludeOptional},
-    {"Define", Role::kDefine},         {"UnDefine", Role::kUnDefine},
-    {"LoadModule", Role::kLoadModule}, {"ServerRoot", Role::kServerRoot},
-    {"ServerName", Role::kName},       {"ServerAlias", Role::kNames},
-    {"Listen", Role::kListen},         {"DocumentRoot", Role::kRoot},
-    {"SSLEngine", Role::kTls},         {"SSLCertificateFile", Role::kCertificate},
+    {"Include", Role::kInclude},
+    {"IncludeOptional", Role::kIncludeOptional},
+    {"Define", Role::kDefine},
+    {"UnDefine", Role::kUnDefine},
+    {"LoadModule", Role::kLoadModule},
+    {"ServerRoot", Role::kServerRoot},
+    {"ServerName", Role::kName},
+    {"ServerAlias", Role::kNames},
+    {"Listen", Role::kListen},
+    {"DocumentRoot", Role::kRoot},
+    {"SSLEngine", Role::kTls},
+    {"SSLCertificateFile", Role::kCertificate},
+    {"Use", Role::kUse},
+    {"UndefMacro", Role::kUndefMacro},
 };
 
 constexpr Named kApacheBlocks[] = {
     {"VirtualHost", Role::kServer},    {"IfModule", Role::kIfModule},
     {"IfDefine", Role::kIfDefine},     {"IfVersion", Role::kIfVersion},
     {"IfFile", Role::kIfFile},         {"IfDirective", Role::kTransparent},
-    {"IfSection", Role::kTransparent}, {"Macro", Role::kUnread},
+    {"IfSection", Role::kTransparent}, {"Macro", Role::kMacro},
 };
 
 template <std::size_t kSize>
@@ -128,6 +136,7 @@ class Writer {
     step.role = dialect == Dialect::kNginx ? Find(kNginxBlocks, dialect, name)
                                            : Find(kApacheBlocks, dialect, name);
     step.bytes = m_document.blocks()[node.block].head;
+    step.body = m_document.blocks()[node.block].body;
     step.end = m_document.blocks()[node.block].closing.end;
     if (step.role != Role::kOther) step.words = Values(words);
     m_open.push_back(m_steps.size());

@@ -28,6 +28,8 @@ enum class Role : std::uint8_t {
   kRoot,
   kTls,
   kCertificate,
+  kUse,
+  kUndefMacro,
 
   // blocks
   kServer,
@@ -40,6 +42,7 @@ enum class Role : std::uint8_t {
   kTable,   // of values, with includes
   kGeo,     // the same, without patterns in the names
   kUnread,  // no includes are followed
+  kMacro,
   kOther
 };
 
@@ -51,6 +54,7 @@ struct Step {
   tov_document::Span bytes;  // of the directive or the head
   std::size_t close = 0;     // of kOpen: which step closes it
   std::uint32_t end = 0;     // of kOpen: where the block ends
+  tov_document::Span body;   // of kOpen: what stands in it
 
   // As the server reads them, but with variables; the name first. Empty for kClose and kOther.
   std::vector<std::string> words;

@@ -109,7 +109,8 @@ QELTEMPLATE_SERVER_EXPORT extern const std::vector<tov_edit::FindingKind> kServe
 
 // Reads a server's files. Includes are followed wherever the server does: in any block, of nginx
 // not in Lua; of Apache where <IfModule>, <IfDefine>, <IfVersion> and <IfFile> hold, with the
-// variables that are defined then. Each file is read once. Cost: linear in what the server reads.
+// variables that are defined then, and in what a "Use" makes of a macro: these are not among
+// ServerFile::includes. Each file is read once. Cost: linear in what the server reads.
 QELTEMPLATE_SERVER_EXPORT ServerFiles ReadServer(const ReadingOptions& options);
 
 // What httpd gets from Debian's /etc/apache2/envvars, the shell's file `name`: the variables that

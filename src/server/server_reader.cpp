@@ -9,6 +9,7 @@
 #include <system_error>
 #include <utility>
 
+#include "document/ascii.h"
 #include "document/places.h"
 #include "edit/tree/limits.h"
 
@@ -20,6 +21,9 @@ using tov_edit::Quoted;
 
 // How deep httpd follows includes.
 constexpr std::size_t kDeepestIncludes = 128;
+
+// Bytes of what is made of macros.
+constexpr std::size_t kMostMade = 64'000'000;
 
 // Of files that are read again, and of their steps.
 constexpr std::size_t kMostRepeated = 1'000'000;
@@ -47,8 +51,7 @@ std::vector<LeftOut> LeftOutOf(const std::vector<Step>& steps) {
   std::vector<LeftOut> left_out;
   for (std::size_t i = 0; i < steps.size(); ++i) {
     const Step& step = steps[i];
-    const bool never_holds = step.failed && !step.held;
-    if (step.kind != Step::Kind::kOpen || (!never_holds && step.role != Role::kUnread)) continue;
+    if (step.kind != Step::Kind::kOpen || !step.failed || step.held) continue;
     left_out.push_back({step.bytes.begin, step.end});
     i = step.close;
   }
@@ -95,10 +98,10 @@ void ServerReader::Run() {
     Frame& frame = m_frames.back();
     if (frame.next < frame.pending.size()) {
       ReadIncluded(frame.pending[frame.next++]);
-    } else if (frame.step < m_steps[frame.file].size()) {
+    } else if (frame.step < StepsIn(frame).size()) {
       TakeStep(frame);
     } else {
-      --m_active[frame.file];
+      if (!frame.of_macro) --m_active[frame.file];
       m_frames.pop_back();
     }
   }
@@ -107,7 +110,7 @@ void ServerReader::Run() {
 void ServerReader::TakeStep(Frame& frame) {
   const std::size_t number = frame.step++;
   if (frame.again) ++m_repeated;
-  const Step& step = m_steps[frame.file][number];
+  Step& step = StepsIn(frame)[number];
   m_at = {frame.file, step.bytes.begin};
   std::vector<std::string> expanded;
   const bool apache = m_options.dialect == Dialect::kApache;
@@ -117,12 +120,13 @@ void ServerReader::TakeStep(Frame& frame) {
   const std::vector<std::string>& words = apache ? expanded : step.words;
   switch (step.kind) {
     case Step::Kind::kOpen:
-      if (!Holds(step, words)) {
-        m_steps[frame.file][number].failed = true;
+      if (step.role == Role::kMacro || !Holds(step, words)) {
+        if (step.role == Role::kMacro) DefineMacro(frame, step, words);
+        step.failed = true;
         frame.step = step.close + 1;
         return;
       }
-      m_steps[frame.file][number].held = true;
+      step.held = true;
       m_open.push_back(step.role);
       break;
     case Step::Kind::kClose:
@@ -131,6 +135,10 @@ void ServerReader::TakeStep(Frame& frame) {
     case Step::Kind::kDirective:
       if (step.role == Role::kInclude || step.role == Role::kIncludeOptional) {
         FollowInclude(frame, number, words);
+        return;
+      }
+      if (step.role == Role::kUse) {
+        UseMacro(frame, step, words);
         return;
       }
       TakeDirective(step, words);
@@ -149,6 +157,9 @@ void ServerReader::TakeDirective(const Step& step, const std::vector<std::string
       break;
     case Role::kLoadModule:
       m_state.LoadModule(words);
+      break;
+    case Role::kUndefMacro:
+      if (words.size() > 1) m_macros.erase(tov_document::Lower(words[1]));
       break;
     case Role::kServerRoot:
       if (words.size() > 1) SetPrefix(Normal(Below(m_prefix, words[1])));
@@ -187,6 +198,40 @@ bool ServerReader::HoldsIfFile(const std::vector<std::string>& words) const {
   return IdentityOf(path).has_value() != negated;
 }
 
+// --- Macros ---
+
+// One that is made by another macro is not known: nobody does that.
+void ServerReader::DefineMacro(const Frame& frame, const Step& step,
+                               const std::vector<std::string>& words) {
+  if (words.size() < 2 || frame.of_macro) return;
+  const std::string& text = m_server.files[frame.file].text;
+  m_macros[tov_document::Lower(words[1])] = {{words.begin() + 2, words.end()},
+                                             text.substr(step.body.begin, step.body.size())};
+}
+
+// What is there already, or httpd would refuse, is passed over.
+void ServerReader::UseMacro(const Frame& frame, const Step& step,
+                            const std::vector<std::string>& words) {
+  if (words.size() < 2) return;
+  const auto macro = m_macros.find(tov_document::Lower(words[1]));
+  if (macro == m_macros.end()) return;
+  const std::optional<std::string> text =
+      BodyWith(macro->second, {words.begin() + 2, words.end()}, kMostMade - m_made);
+  if (!text) return;
+  m_made += text->size();
+  ++m_repeated;
+  if (m_frames.size() > kDeepestIncludes || m_repeated >= kMostRepeated) {
+    Add("too-many-files", "macros are used again and again; what this makes is not read");
+    return;
+  }
+  Frame made;
+  made.file = frame.file;
+  made.of_macro = true;
+  made.steps = StepsOf(tov_document::Document(m_options.dialect, *text));
+  for (Step& each : made.steps) each.bytes = step.bytes;
+  m_frames.push_back(std::move(made));
+}
+
 // --- Includes ---
 
 void ServerReader::FollowInclude(Frame& frame, std::size_t step,
@@ -196,10 +241,10 @@ void ServerReader::FollowInclude(Frame& frame, std::size_t step,
     Add("include-arguments", "an include takes one name of a file, or one pattern");
     return;
   }
-  const bool optional = m_steps[frame.file][step].role == Role::kIncludeOptional;
+  const bool optional = StepsIn(frame)[step].role == Role::kIncludeOptional;
   const std::string& path = PathOf(words[1]);
   std::vector<std::size_t> files = FilesOf(path, optional);
-  Note(frame.file, step, path, files);
+  if (!frame.of_macro) Note(frame.file, step, path, files);
   frame.pending = std::move(files);
   frame.next = 0;
 }
@@ -255,8 +300,8 @@ void ServerReader::Note(std::size_t file, std::size_t step, const std::string& p
 }
 
 void ServerReader::ReadIncluded(std::size_t file) {
-  const Frame& from = m_frames.back();
-  m_at = {from.file, m_steps[from.file][from.step - 1].bytes.begin};
+  Frame& from = m_frames.back();
+  m_at = {from.file, StepsIn(from)[from.step - 1].bytes.begin};
   if (IsCycle(file)) {
     m_cyclic = true;
     Add("include-cycle", Quoted(m_server.files[file].name) + " would be read within itself",
@@ -279,7 +324,7 @@ void ServerReader::Push(std::size_t file) {
   if (again) ++m_repeated;
   ++m_active[file];
   m_begun[file] = true;
-  m_frames.push_back({file, 0, {}, 0, again});
+  m_frames.push_back({file, 0, {}, 0, again, false, {}});
 }
 
 // httpd does read a file within itself, which may come to an end by its variables.

@@ -16,6 +16,7 @@
 #include "server/apache_state.h"
 #include "server/file_text.h"
 #include "server/found_paths.h"
+#include "server/macro.h"
 #include "server/script.h"
 #include "server/server_files.h"
 
@@ -49,12 +50,21 @@ class ServerReader {
     std::vector<std::size_t> pending;  // files of the include before it, of which those
     std::size_t next = 0;              // from here on are still to be read
     bool again = false;                // it has been read before
+
+    // Of what a "Use" makes of a macro: its steps, at the place of the "Use" in the file.
+    bool of_macro = false;
+    std::vector<Step> steps;
   };
 
   void Run();
   void TakeStep(Frame& frame);
   void TakeDirective(const Step& step, const std::vector<std::string>& words);
   void SetPrefix(const std::string& prefix);
+  std::vector<Step>& StepsIn(Frame& frame) {
+    return frame.of_macro ? frame.steps : m_steps[frame.file];
+  }
+  void DefineMacro(const Frame& frame, const Step& step, const std::vector<std::string>& words);
+  void UseMacro(const Frame& frame, const Step& step, const std::vector<std::string>& words);
   bool Holds(const Step& step, const std::vector<std::string>& words) const;
   bool HoldsIfFile(const std::vector<std::string>& words) const;
 
@@ -79,6 +89,8 @@ class ServerReader {
   const Roots m_roots;
   ApacheState m_state;
   std::string m_prefix;
+  std::map<std::string, Macro> m_macros;  // by their names in lower case
+  std::size_t m_made = 0;                 // bytes of what was made of them
 
   ServerFiles m_server;
   std::vector<std::vector<Step>> m_steps;                // of each file

@@ -39,7 +39,7 @@ struct Site {
   // "": none is stated.
   std::string root;
 
-  tov_edit::FilePlace place;  // of the block
+  tov_edit::FilePlace place;  // of the block; of the "Use" that makes it of httpd's macro
 };
 
 struct Sites {
