@@ -37,7 +37,7 @@ flags="-Wall -Wextra -Wpedantic -Werror -fvisibility=hidden"
 built_by_cmake() {
   cmake -S . -B build -G Ninja -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_STANDARD="$standard" \
     -DCMAKE_CXX_EXTENSIONS=OFF -DCMAKE_CXX_FLAGS="$flags $1" -DCMAKE_EXPORT_COMPILE_COMMANDS=ON \
-    -DCMAKE_PREFIX_PATH="$installed" $2 || fail 'cmake'
+    -DCMAKE_PREFIX_PATH="$installed" ${2:+"$2"} || fail 'cmake'
   shift 2
   cmake --build build --target "$@" || fail 'cmake --build'
   build/lines
