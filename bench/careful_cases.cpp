@@ -118,22 +118,26 @@ CarefulEdit LocationsThere(const Dialect& dialect, std::size_t count) {
 CarefulEdit HalfTheLocationsThere(const Dialect& dialect, std::size_t count) {
   return Make(dialect, dialect.block(0, Even(count, Locations(kOld))),
               dialect.block(0, Repeat(count, Locations(kValuePlace))),
-              dialect.block(0, Even(count, Locations(kNew)) + Odd(count, Locations(kNew))));
+              dialect.block(0, Repeat(count, Locations(kNew))));
 }
 
-// Blocks within one another, as deep as an edit takes them, each opened on a line of its own.
+// Blocks within one another, each opened on a line of its own, as deep as an edit takes them.
 CarefulEdit Depth(const Dialect& dialect, std::size_t count) {
-  constexpr std::size_t kDeepest = 100;
   const bool nginx = &dialect == &kNginx;
+  const auto opened = [nginx](std::size_t i) {
+    return nginx ? "location /place" + std::to_string(i) + "/ {\n"
+                 : "<IfModule module" + std::to_string(i) + ">\n";
+  };
+  const auto closed = [nginx](std::size_t) { return nginx ? "}\n" : "</IfModule>\n"; };
   const auto nested = [&](const char* value) {
-    return Repeat(count / kDeepest, [&](std::size_t tower) {
-      const std::string opened = Repeat(kDeepest, [&](std::size_t i) {
-        const std::string name = std::to_string(tower) + '_' + std::to_string(i);
-        return nginx ? "location /place" + name + "/ {\n" : "<IfModule module" + name + ">\n";
-      });
-      return opened + dialect.folder(0, value) +
-             Repeat(kDeepest, [&](std::size_t) { return nginx ? "}\n" : "</IfModule>\n"; });
-    });
+    constexpr std::size_t kDeepest = 50;
+    std::string text;
+    for (std::size_t begin = 0; begin < count; begin += kDeepest) {
+      const std::size_t depth = std::min(kDeepest, count - begin);
+      text += Repeat(depth, [&](std::size_t i) { return opened(begin + i); }) +
+              dialect.folder(0, value) + Repeat(depth, closed);
+    }
+    return text;
   };
   return Make(dialect, nested(kOldFolder), nested(kFolderPlace), nested(kNewFolder));
 }

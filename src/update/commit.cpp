@@ -15,6 +15,7 @@
 #include "update/replacement.h"
 #include "update/server_warnings.h"
 #include "update/shell_command.h"
+#include "update/side_by_side.h"
 #include "update/stop_signals.h"
 #include "update/swap.h"
 #include "update/work_files.h"
@@ -114,10 +115,12 @@ class Road {
     if (judge_staged) {
       for (const Change& change : m_changes) JudgeStaged(change);
     }
-    for (Replacement& one : staged) one.ExpectOld();
+    ForEachSideBySide(staged.size(), m_options.jobs,
+                      [&staged](std::size_t i) { staged.at(i).ExpectOld(); });
     ExpectNotCancelled();
 
-    Swap swap(std::move(staged));
+    const std::size_t backups = staged.size() - m_changes.size();
+    Swap swap(std::move(staged), backups, m_options.jobs);
     swap.PutInPlace();
     std::vector<std::string> warnings;
     if (judge_in_place) {
@@ -159,27 +162,41 @@ class Road {
 
   // The backups come first: a file that is new has its backup then.
   std::vector<Replacement> Staged() const {
-    constexpr std::size_t kFileAndBackup = 2;
-    std::vector<Replacement> staged;
-    staged.reserve(kFileAndBackup * m_changes.size());
     std::vector<std::string> paths;
     paths.reserve(m_changes.size());
     for (const Change& change : m_changes) paths.push_back(change.file.Path());
     const LeftBehind left_behind(paths);
-    for (const Change& change : m_changes) {
-      ExpectNotCancelled();
+    StagedOnes backups(m_changes.size());
+    StageEach(backups, [&](const Change& change, StagedOne& backup) {
       const std::string& path = change.file.Path();
       if (left_behind.MayBeBeside(path)) WorkFiles(path).RemoveLeftovers(path);
-      if (m_options.backup_suffix && change.file.Exists()) {
-        staged.push_back(StagedBackup(change.file, *m_options.backup_suffix));
+      if (!m_options.backup_suffix || !change.file.Exists()) return;
+      backup.emplace(StagedBackup(change.file, *m_options.backup_suffix));
+    });
+    StagedOnes files(m_changes.size());
+    StageEach(files,
+              [](const Change& change, StagedOne& file) { file.emplace(StagedFile(change)); });
+    std::vector<Replacement> staged;
+    staged.reserve(backups.size() + files.size());
+    for (StagedOnes* const ones : {&backups, &files}) {
+      for (StagedOne& one : *ones) {
+        if (one) staged.push_back(std::move(*one));
       }
-    }
-    for (const Change& change : m_changes) {
-      ExpectNotCancelled();
-      staged.push_back(StagedFile(change));
     }
     FlushAll(staged);
     return staged;
+  }
+
+  using StagedOne = std::optional<Replacement>;
+  using StagedOnes = std::vector<StagedOne>;
+
+  // One for each change.
+  template <typename Step>
+  void StageEach(StagedOnes& staged, const Step& step) const {
+    ForEachSideBySide(m_changes.size(), m_options.jobs, [&](std::size_t i) {
+      ExpectNotCancelled();
+      step(m_changes.at(i), staged.at(i));
+    });
   }
 
   void JudgeStaged(const Change& change) const {

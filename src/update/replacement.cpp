@@ -9,8 +9,8 @@
 #include <sys/stat.h>
 #include <sys/xattr.h>
 
+#include <algorithm>
 #include <cstdio>
-#include <filesystem>
 #include <mutex>
 #include <set>
 #include <utility>
@@ -347,11 +347,12 @@ std::string Replacement::KeepNew() const {
 
 void Replacement::Settle() {
   if (m_old) Unlink(m_kept);
+  m_new = Descriptor();
   m_state = State::kDone;
 }
 
 std::string Replacement::Directory() const {
-  return std::filesystem::path(m_path).parent_path().string();
+  return m_path.substr(0, std::max<std::size_t>(m_path.rfind('/'), 1));
 }
 
 void FlushAll(const std::vector<Replacement>& staged) {

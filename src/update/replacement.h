@@ -75,7 +75,7 @@ class Replacement {
   // program has put there stays, and both texts are kept.
   void TakeBack();
 
-  // Gives up the old file.
+  // Gives up the old file, and the lock of the new one.
   void Settle();
 
   // Where all this happens.

@@ -3,10 +3,12 @@
 #include "update/swap.h"
 
 #include <algorithm>
+#include <atomic>
 #include <exception>
 #include <utility>
 
 #include "update/failure.h"
+#include "update/side_by_side.h"
 
 namespace tov_update {
 namespace {
@@ -67,7 +69,10 @@ std::vector<std::string> DirectoriesOf(const std::vector<Replacement>& replaceme
   std::vector<std::string> directories;
   directories.reserve(replacements.size());
   for (const Replacement& replacement : replacements) {
-    directories.push_back(replacement.Directory());
+    std::string directory = replacement.Directory();
+    if (directories.empty() || directories.back() != directory) {
+      directories.push_back(std::move(directory));
+    }
   }
   std::sort(directories.begin(), directories.end());
   directories.erase(std::unique(directories.begin(), directories.end()), directories.end());
@@ -91,8 +96,11 @@ Problems Undo(std::vector<Replacement>& replacements, const std::vector<std::str
 
 }  // namespace
 
-Swap::Swap(std::vector<Replacement> replacements)
-    : m_replacements(std::move(replacements)), m_directories(DirectoriesOf(m_replacements)) {}
+Swap::Swap(std::vector<Replacement> replacements, std::size_t backups, unsigned jobs)
+    : m_replacements(std::move(replacements)),
+      m_backups(backups),
+      m_jobs(jobs),
+      m_directories(DirectoriesOf(m_replacements)) {}
 
 Swap::~Swap() {
   Undo(m_replacements, m_directories);
@@ -100,9 +108,15 @@ Swap::~Swap() {
 
 void Swap::PutInPlace() {
   OrTakeBack([this] {
-    for (Replacement& replacement : m_replacements) replacement.PutInPlace();
+    PutInPlace(0, m_backups);
+    PutInPlace(m_backups, m_replacements.size());
     FlushAll(m_directories);
   });
+}
+
+void Swap::PutInPlace(std::size_t begin, std::size_t end) {
+  ForEachSideBySide(end - begin, m_jobs,
+                    [&](std::size_t i) { m_replacements.at(begin + i).PutInPlace(); });
 }
 
 CommandResult Swap::Run(const std::string& command, const CommandTerms& terms) {
@@ -112,8 +126,11 @@ CommandResult Swap::Run(const std::string& command, const CommandTerms& terms) {
 }
 
 void Swap::ExpectInPlace() {
-  const auto is_in_place = [](const Replacement& one) { return one.IsInPlace(); };
-  if (std::all_of(m_replacements.begin(), m_replacements.end(), is_in_place)) return;
+  std::atomic<bool> all_in_place = true;
+  ForEachSideBySide(m_replacements.size(), m_jobs, [&](std::size_t i) {
+    if (all_in_place && !m_replacements.at(i).IsInPlace()) all_in_place = false;
+  });
+  if (all_in_place) return;
   TakeBack("");
   throw Overtaken("a file was changed by another program meanwhile, and changed back");
 }
@@ -123,7 +140,8 @@ void Swap::TakeBack(const std::string& reason, const FailureData& data) {
 }
 
 void Swap::Settle() {
-  for (Replacement& replacement : m_replacements) replacement.Settle();
+  ForEachSideBySide(m_replacements.size(), m_jobs,
+                    [this](std::size_t i) { m_replacements.at(i).Settle(); });
 }
 
 template <typename Step>

@@ -3,6 +3,7 @@
 // Replacements that are made together: all or none.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -13,8 +14,9 @@ namespace tov_update {
 
 class Swap {
  public:
-  // All are staged.
-  explicit Swap(std::vector<Replacement> replacements);
+  // All are staged. The first `backups` of them are put in place before all others. Many are
+  // handled by up to `jobs` threads at a time.
+  Swap(std::vector<Replacement> replacements, std::size_t backups, unsigned jobs);
 
   // Takes back what is in place and not settled.
   ~Swap();
@@ -39,10 +41,13 @@ class Swap {
   void Settle();
 
  private:
+  void PutInPlace(std::size_t begin, std::size_t end);
   template <typename Step>
   void OrTakeBack(const Step& step);
 
   std::vector<Replacement> m_replacements;
+  const std::size_t m_backups;
+  const unsigned m_jobs;
   std::vector<std::string> m_directories;  // of all of them, each once
 };
 

@@ -99,6 +99,10 @@ struct UpdateOptions {
   //
   // Without it no signal is held back; a command begins with none blocked.
   bool hold_stop_signals = false;
+
+  // By how many threads many files are written and put in place at a time, the calling one
+  // included. The others are gone when Commit returns, and handle no signal.
+  unsigned jobs = 1;
 };
 
 // What Commit has done. All files by their names, in the order of Name.

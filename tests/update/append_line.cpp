@@ -7,6 +7,7 @@
 //   --backup=SUFFIX --check=COMMAND --reload=COMMAND   as in UpdateOptions
 //   --warnings=told|refused                            the same
 //   --wait=MILLISECONDS                                for the locks
+//   --jobs=NUMBER                                      as in UpdateOptions
 //   --missing                                          the one file need not be there
 //   --library                                          without holding signals, and cancellable
 
@@ -50,6 +51,8 @@ Arguments Parsed(int argc, char** argv) {
           value == "refused" ? tov_update::NewWarnings::kRefused : tov_update::NewWarnings::kTold;
     } else if (option == "--wait") {
       parsed.wait = std::chrono::milliseconds(std::stoi(value));
+    } else if (option == "--jobs") {
+      parsed.options.jobs = static_cast<unsigned>(std::stoi(value));
     } else if (option == "--missing") {
       parsed.missing = true;
     } else if (option == "--library") {

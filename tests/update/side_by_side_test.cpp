@@ -1,0 +1,175 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// Many files at a time. Run under ThreadSanitizer by `make tsan`.
+
+#include "update/side_by_side.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <filesystem>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "update/failure.h"
+#include "update/update.h"
+#include "update/update_test.h"
+
+namespace {
+
+using testing::Each;
+using testing::HasSubstr;
+using tov_update::ForEachSideBySide;
+using tov_update::UpdateOptions;
+
+constexpr unsigned kJobs = 4;
+constexpr std::size_t kFiles = 100;
+
+TEST(SideBySide, DoesEachNumberOnce) {
+  for (const std::size_t count : {0U, 1U, 31U, 64U, 1000U}) {
+    for (const unsigned jobs : {0U, 1U, 2U, 50U}) {
+      SCOPED_TRACE(testing::Message() << count << " numbers, " << jobs << " jobs");
+      std::vector<std::atomic<int>> done(count);
+      ForEachSideBySide(count, jobs, [&](std::size_t number) { ++done[number]; });
+      EXPECT_TRUE(std::all_of(done.begin(), done.end(), [](int times) { return times == 1; }));
+    }
+  }
+}
+
+// Would wait for ever with one thread.
+TEST(SideBySide, WorksInSeveralThreadsWhereThereAreMany) {
+  std::atomic<int> here = 0;
+  ForEachSideBySide(96, 3, [&](std::size_t number) {
+    if (number % 32 != 0) return;
+    ++here;
+    while (here < 3) std::this_thread::yield();
+  });
+  EXPECT_EQ(here, 3);
+}
+
+TEST(SideBySide, WorksInTheCallersThreadWhereThereAreFewOrThatIsAsked) {
+  for (const auto& [count, jobs] : {std::pair(40U, 8U), std::pair(1000U, 1U)}) {
+    std::set<std::thread::id> threads;
+    ForEachSideBySide(count, jobs,
+                      [&](std::size_t /*number*/) { threads.insert(std::this_thread::get_id()); });
+    EXPECT_EQ(threads, std::set<std::thread::id>{std::this_thread::get_id()});
+  }
+}
+
+TEST(SideBySide, BeginsNoMoreAndThrowsWhenOneFails) {
+  for (const unsigned jobs : {1U, kJobs}) {
+    std::atomic<std::size_t> begun = 0;
+    try {
+      ForEachSideBySide(100000, jobs, [&](std::size_t number) {
+        ++begun;
+        if (number % 50 == 40) throw std::runtime_error(std::to_string(number));
+      });
+      FAIL();
+    } catch (const std::runtime_error& error) {
+      EXPECT_EQ(std::stoul(error.what()) % 50, 40U);
+    }
+    EXPECT_LT(begun, 100000U);
+  }
+}
+
+class ManyFiles : public UpdateTest {
+ protected:
+  ManyFiles() {
+    for (std::size_t i = 0; i < kFiles; ++i) {
+      m_names.push_back("many" + std::to_string(i));
+      m_sandbox.Write(m_names.back(), "old\n");
+    }
+  }
+
+  static UpdateOptions AtATime(UpdateOptions options) {
+    options.jobs = kJobs;
+    return options;
+  }
+
+  std::vector<std::string> Texts(const std::string& suffix = "") const {
+    std::vector<std::string> texts;
+    for (const std::string& name : m_names) texts.push_back(m_sandbox.Read(name + suffix));
+    return texts;
+  }
+
+  std::vector<std::string> m_names;
+};
+
+TEST_F(ManyFiles, AreAllReplacedWithTheirBackups) {
+  m_sandbox.SetMode("many7", 0640);
+  Commit("new\n", m_names, AtATime(WithBackup("~")));
+  EXPECT_THAT(Texts(), Each("new\n"));
+  EXPECT_THAT(Texts("~"), Each("old\n"));
+  EXPECT_EQ(m_sandbox.Mode("many7"), 0640U);
+  EXPECT_EQ(m_sandbox.Names().size(), 2 * kFiles + 1);
+}
+
+TEST_F(ManyFiles, AreAllTheOldOnesWhenTheServerRefuses) {
+  UpdateOptions options = AtATime(WithBackup("~"));
+  options.check = "grep -qx new " + PathOf("many99") + "; test $? -ne 0";
+  EXPECT_THROW(Commit("new\n", m_names, options), tov_update::ServerRefusal);
+  EXPECT_THAT(Texts(), Each("old\n"));
+  EXPECT_EQ(m_sandbox.Names().size(), kFiles + 1);
+}
+
+TEST_F(ManyFiles, AreAllTheOldOnesWhenAnotherProgramHasChangedOne) {
+  for (const char* change : {"echo theirs > many70", "printf 'XXX\n' > many70"}) {
+    SCOPED_TRACE(change);
+    m_sandbox.Write("many70", "old\n");
+    auto update = To("new\n", m_names);
+    ASSERT_EQ(m_sandbox.Run({"sh", "-c", change}).exit_code, 0);
+    const std::string theirs = m_sandbox.Read("many70");
+    EXPECT_THAT(MessageOf<tov_update::Overtaken>([&] { update.Commit(AtATime({})); }),
+                HasSubstr("many70: has been changed by another program meanwhile"));
+    std::vector<std::string> texts = Texts();
+    EXPECT_EQ(texts.at(70), theirs);
+    texts.erase(texts.begin() + 70);
+    EXPECT_THAT(texts, Each("old\n"));
+  }
+}
+
+TEST_F(ManyFiles, AreAllTheOldOnesWhenOneCannotBeWritten) {
+  std::filesystem::create_directories(PathOf("many80~/full"));
+  EXPECT_THAT(
+      MessageOf<tov_update::Failure>([&] { Commit("new\n", m_names, AtATime(WithBackup("~"))); }),
+      HasSubstr("many80~: "));
+  EXPECT_THAT(Texts(), Each("old\n"));
+  EXPECT_EQ(m_sandbox.Names().size(), kFiles + 2);
+}
+
+// The first thread that comes to its call of that number is killed, and all others with it. There
+// are two, and two calls for each file: that of its backup, and later its own.
+TEST_F(ManyFiles, KilledAtAnyTimeEachIsOldOrNewAndWhatIsNewHasItsBackup) {
+  std::set<std::string> seen;
+  for (const int number : {1, 95, 105}) {
+    SCOPED_TRACE(number);
+    for (const std::string& name : m_names) {
+      m_sandbox.Write(name, "old\n");
+      std::filesystem::remove(PathOf(name + '~'));
+    }
+    std::vector<std::string> words = {"--jobs=2", "--backup=~", "new"};
+    words.insert(words.end(), m_names.begin(), m_names.end());
+    m_sandbox.Append(
+        words, {"env", "ASAN_OPTIONS=detect_leaks=0", "strace", "-f", "-qq", "-o", "../trace", "-e",
+                "inject=renameat2:signal=KILL:when=" + std::to_string(number)});
+    std::size_t is_new = 0;
+    for (const std::string& name : m_names) {
+      const std::string text = m_sandbox.Read(name);
+      if (text != "old\n") {
+        ++is_new;
+        ASSERT_EQ(text, "old\nnew\n");
+        ASSERT_EQ(m_sandbox.Read(name + '~'), "old\n");
+      }
+    }
+    seen.insert(is_new == 0 ? "none" : is_new < kFiles ? "some" : "all");
+  }
+  EXPECT_THAT(seen, testing::IsSupersetOf({"none", "some"}));
+}
+
+}  // namespace
