@@ -293,7 +293,7 @@ TEST_F(FileUpdates, RefusesAFileThatIsTooLarge) {
   std::filesystem::resize_file(PathOf("large"), (std::uintmax_t{1} << 30) + 1);
   EXPECT_EQ(MessageOf<Failure>([&] { FileUpdate({PathOf("large")}).Read(0); }),
             "large: is larger than 1024 MiB");
-  EXPECT_FALSE(tov_update::GlanceAt(PathOf("large")));
+  EXPECT_FALSE(m_glances.At(PathOf("large"), m_buffer));
 }
 
 // --- What others have left behind ---
@@ -352,7 +352,7 @@ TEST_F(FileUpdates, AGlanceTellsNothingOfWhatCouldNotBeLockedAtOnce) {
   for (const char* name : {"directory", "fifo", "missing", "dangling", "linked"}) {
     EXPECT_FALSE(m_glances.At(PathOf(name), m_buffer)) << name;
   }
-  EXPECT_FALSE(tov_update::GlanceAt(PathOf("a") + "\0b"s));
+  EXPECT_FALSE(m_glances.At(PathOf("a") + "\0b"s, m_buffer));
   const FileUpdate holder({PathOf("a")});
   EXPECT_FALSE(m_glances.At(PathOf("a"), m_buffer));
 }
