@@ -1488,6 +1488,60 @@ TEST(BlocksInBlocks, AreFoundAtAnyDepth) {
 
 // --- Blocks that are not there ---
 
+// Neither around it nor behind it.
+TEST(ABlockInside, IsNoOtherOneWithItsOpeningLine) {
+  const auto site = [](const std::string& lines) {
+    return "server {\n\tserver_name a;\n" + lines + "}\n";
+  };
+  const std::string template_text = site("location /x {\nlocation /y {\ngzip on;\n}\n}\n");
+  const std::string made = "\t\tlocation /y {\n\t\t\tgzip on;\n\t\t}\n";
+  const std::string y = "\tlocation /y {\n\t}\n";
+  ExpectEdits(Dialect::kNginx,
+              {{"directly behind",
+                site("\tlocation /x {\n\t}\n" + y),
+                template_text,
+                {},
+                site("\tlocation /x {\n" + made + "\t}\n" + y)},
+               {"directly before",
+                site(y + "\tlocation /x {\n\t}\n"),
+                template_text,
+                {},
+                site(y + "\tlocation /x {\n" + made + "\t}\n")},
+               {"around",
+                site("\tlocation /x {\n\t}\n"),
+                site("location /x {\nlocation /x {\ngzip on;\n}\n}\n"),
+                {},
+                site("\tlocation /x {\n\t\tlocation /x {\n\t\t\tgzip on;\n\t\t}\n\t}\n")}});
+}
+
+// Three at most.
+TEST(ABlockThatIsNotThere, IsRefusedWithThoseOfItsKind) {
+  const auto never = [](Request& request) { request.create = Create::kNever; };
+  const auto site = [](int count) {
+    std::string lines;
+    for (int i = 1; i <= count; ++i) lines += "location /" + std::to_string(i) + " {\n}\n";
+    return "server {\nserver_name a;\n" + lines + "}\n";
+  };
+  const auto at = [](int line, int i) {
+    return "site.conf:" + std::to_string(line) + ":1 'location /" + std::to_string(i) + "'";
+  };
+  const std::string three = at(3, 1) + ", " + at(5, 2) + ", " + at(7, 3);
+  const std::string there[] = {"", at(3, 1), at(3, 1) + ", " + at(5, 2), three, three};
+  for (int count = 0; count <= 4; ++count) {
+    const std::string& listed = there[count];
+    ExpectRefusals(Dialect::kNginx,
+                   {{std::to_string(count),
+                     site(count),
+                     "server {\nserver_name a;\nlocation /x {\n}\n}\n",
+                     {},
+                     "unmatched-section",
+                     "site.template:3:1:",
+                     "there is no 'location /x {' in site.conf:1:1 'server' (a)" +
+                         (listed.empty() ? "" : "; there are " + listed) + ". It is not made",
+                     never}});
+  }
+}
+
 TEST(ATextWithoutTheBlock, IsLeftAloneWhenAsked) {
   const auto skip = [](Request& request) { request.skip_missing = true; };
   const std::string text = "server {\nserver_name {% $n %};\ngzip on;\n}\n";

@@ -134,6 +134,25 @@ inline void ExpectTold(const Request& request, const std::string& config,
   EXPECT_EQ(changes, config != expected);
 }
 
+// Where the line of this number begins, from 1; the end of the text where it has no more.
+inline std::size_t BeginOf(const std::string& text, std::size_t line) {
+  std::size_t begin = 0;
+  for (std::size_t at = 1; at < line && begin < text.size(); ++at) {
+    begin = std::min(text.find('\n', begin), text.size() - 1) + 1;
+  }
+  return begin;
+}
+
+// What a caller makes of `text` who is told of these changes.
+inline std::string Changed(std::string text, const std::vector<Change>& changes) {
+  for (auto change = changes.rbegin(); change != changes.rend(); ++change) {
+    const std::size_t begin = BeginOf(text, change->line);
+    const std::size_t end = BeginOf(text, change->line + change->count);
+    text.replace(begin, end - begin, change->text);
+  }
+  return text;
+}
+
 // Each edit, made without a word. The same command once more changes nothing, nor does it with
 // every value as it is then.
 inline void ExpectEdits(Dialect dialect, const std::vector<Case>& cases) {
@@ -142,7 +161,9 @@ inline void ExpectEdits(Dialect dialect, const std::vector<Case>& cases) {
     Request request = RequestOf(dialect, c);
     EXPECT_EQ(EditedText(request, c.config), c.expected);
     ExpectTold(request, c.config, c.expected);
-    EXPECT_EQ(AllOf(RecordedEdit(request, c.config, "site.conf").warnings), "");
+    const Result result = RecordedEdit(request, c.config, "site.conf");
+    EXPECT_EQ(AllOf(result.warnings), "");
+    EXPECT_EQ(Changed(c.config, result.changes), c.expected);
     EXPECT_EQ(EditedText(request, c.expected), c.expected) << "the same once more";
     for (auto& [name, value] : request.values) {
       if (value.new_value) value.old_value = value.new_value;

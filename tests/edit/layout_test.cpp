@@ -87,6 +87,26 @@ TEST(AWordThatChanges, KeepsItsQuotesWhereItMay) {
        edited("a word with an escape", "'o'", "\"{% $v %}\"", "o", "n\\\\m", "\"n\\\\m\"")});
 }
 
+TEST(AWordThatStays, KeepsItsBytes) {
+  const auto edited = [](const std::string& name, const std::string& there,
+                         const std::string& becomes, const std::string& old_words,
+                         const std::string& new_words) {
+    return Case{name,
+                InServer("\tindex " + there + ";\n"),
+                InServer("index [% $v %];\n"),
+                {{"v", old_words, new_words}},
+                InServer("\tindex " + becomes + ";\n")};
+  };
+  ExpectEdits(
+      Dialect::kNginx,
+      {edited("an escaped quote", "a\\\"b c", "a\\\"b d", "'a\"b' c", "'a\"b' d"),
+       edited("an escaped letter, behind", "c \"a\\'b\"", "d \"a\\'b\"", "c \"a'b\"", "d \"a'b\""),
+       edited("of words alike the first ones", "a\n\t\ta", "a", "a a", "a"),
+       edited("at both ends", "a  c   a", "a  d   a", "a c a", "a d a"),
+       edited("around one that goes", "a\n\t\tb\n\t\tc", "a\n\t\tc", "a b c", "a c"),
+       edited("around one that comes", "a\n\t\tc", "a b\n\t\tc", "a c", "a b c")});
+}
+
 TEST(AnOpeningLineThatChanges, KeepsItsLayout) {
   const auto edited = [](const std::string& name, const std::string& config) {
     return Case{name,

@@ -126,6 +126,37 @@ TEST(ATemplate, OfNginxIsLookedAtLineByLine) {
       });
 }
 
+TEST(AKeyword, ThatIsNotWrittenAsItCountsIsSaidWithTheWayOut) {
+  struct Said {
+    const char* text;
+    const char* message;
+  };
+  const Said cases[] = {
+      {"{% if $x %}\nx 1;\n{% else if $y %}\nx 2;\n{% endif %}\n",
+       "'else if $y' counts as 'else': its condition is not read. For another condition write {% "
+       "elif ... %}"},
+      {"{% if $x %}\nx 1;\n{% elsewhere %}\nx 2;\n{% endif %}\n",
+       "'elsewhere' counts as 'else': its condition is not read. For another condition write {% "
+       "elif ... %}"},
+      {"{% ifx $x %}\nx 1;\n{% endif %}\n",
+       "'ifx' counts as 'if': only the beginning of a keyword matters. Write a blank behind it"},
+      {"{% if $x %}\nx 1;\n{% endifs %}\n",
+       "'endifs' counts as 'endif': only the beginning of a keyword matters. Write a blank behind "
+       "it"},
+      {"{% if $x %}\nx 1;\n{% else %}\nx 2;\n{% endif %}\n", ""},
+  };
+  for (const Said& c : cases) {
+    Request request;
+    request.template_text = c.text;
+    std::string said;
+    for (const Finding& finding : Lint(request, ValuesGiven::kNone)) {
+      if (finding.name != "keyword-prefix") continue;
+      said += finding.message + (finding.hint.empty() ? "" : ". " + finding.hint);
+    }
+    EXPECT_EQ(said, c.message) << c.text;
+  }
+}
+
 TEST(ATemplate, OfApacheIsLookedAtLineByLine) {
   ExpectFound(
       Dialect::kApache, ValuesGiven::kNone,

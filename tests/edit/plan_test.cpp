@@ -440,6 +440,11 @@ TEST(ARewriteRule, KeepsItsConditions) {
              {{"host", "a", "b"}},
              "\tRewriteCond %{HTTP_HOST} =a\n\tRewriteRule ^/a /b\n"
              "\tRewriteCond %{HTTP_HOST} =b\n\tRewriteRule ^/c /d\n"},
+            {"a rule changes with its conditions",
+             image + "\tRewriteCond %{HTTPS} off\n\tRewriteRule ^/a /b\n",
+             "RewriteCond %{HTTPS} off\nRewriteRule ^/a {% $to %}\n",
+             {{"to", "/b", "/c"}},
+             image + "\tRewriteCond %{HTTPS} off\n\tRewriteRule ^/a /c\n"},
             {"one of two equal rules is told by its conditions",
              "\tRewriteCond %{REQUEST_URI} =/a\n\tRewriteRule ^ - [L]\n"
              "\tRewriteCond %{REQUEST_URI} =/b\n\tRewriteRule ^ - [L]\n",
@@ -704,6 +709,33 @@ TEST(ATrailingPlace, ThatSeveralDirectivesFitIsRefused) {
                         "ProxyPass [% $v %]\n", "site.conf:4:2")}));
 }
 
+TEST(ATrailingPlace, InABranchNotTakenRemovesTheOneDirectiveWithNames) {
+  const std::string b_and_c = "\tServerAlias b\n\tServerAlias c\n";
+  ExpectEdits(
+      Dialect::kApache,
+      Each(Host,
+           {{"the only one",
+             "\tServerAlias b c\n",
+             Untaken("ServerAlias [% $n %]\n"),
+             {{"n", kNone, "x"}},
+             ""},
+            {"the one with the name before the place",
+             b_and_c,
+             Untaken("ServerAlias c [% $n %]\n"),
+             {{"n", kNone, "x"}},
+             "\tServerAlias b\n"},
+            {"none", b_and_c, Untaken("ServerAlias d [% $n %]\n"), {{"n", kNone, "x"}}, b_and_c}}));
+  ExpectRefusals(
+      Dialect::kApache,
+      EachSaid(Host, {{"one of two",
+                       b_and_c,
+                       Untaken("ServerAlias [% $n %]\n"),
+                       {{"n", kNone, "x"}},
+                       "ambiguous",
+                       "site.template:4:1:",
+                       "site.conf:3:2 'ServerAlias b', site.conf:4:2 'ServerAlias c'"}}));
+}
+
 TEST(ATrailingPlace, InABranchNotTakenRemovesItsDirective) {
   ExpectEdits(
       Dialect::kNginx,
@@ -939,6 +971,11 @@ TEST(Comments, OfATemplateAreLinesLikeOthers) {
              Untaken("# managed\n"),
              {},
              "\troot /a; # managed\n\tlocation / { # managed\n\t} # managed\n"},
+            {"one is there before the one that it was",
+             "\t# by bob\n\t# by ann\n",
+             "# by {% $who %}\n",
+             {{"who", "ann", "bob"}},
+             "\t# by bob\n\t# by ann\n"},
             {"of several alike each changes",
              "\t# by ann\n\troot /a;\n\t# by ann\n",
              "# by {% $who %}\n# by {% $who %}\n",
@@ -954,6 +991,12 @@ TEST(Comments, OfATemplateAreLinesLikeOthers) {
              "{#} note\nroot /a; {#} as asked for\n",
              {},
              "\troot /a;\n"}}));
+  // With its new value it would go on in the next line.
+  ExpectEdits(Dialect::kApache, Each(Host, {{"one of a branch not taken goes with its old value",
+                                             "\t# by ann\n",
+                                             Untaken("# by {% $who %}\n"),
+                                             {{"who", "ann", "bob\\"}},
+                                             ""}}));
 }
 
 // --- Where new directives go ---
@@ -1431,6 +1474,11 @@ TEST(Names, AreComparedOneByOne) {
                 server("\tserver_name www.a b;\n")},
                {"in one of several directives", server("\tserver_name x;\n\tserver_name y a;\n"),
                 name, rename, server("\tserver_name x;\n\tserver_name y b;\n")},
+               {"a new one joins the first directive that has one of the line",
+                server("\tserver_name x;\n\tserver_name y;\n\tserver_name z;\n"),
+                server("server_name y z b;\n"),
+                {},
+                server("\tserver_name x;\n\tserver_name y b;\n\tserver_name z;\n")},
                {"in other letters", server("\tserver_name X A;\n"), name, rename,
                 server("\tserver_name X b;\n")},
                {"in quotes", server("\tserver_name \"a\";\n"), name, rename,

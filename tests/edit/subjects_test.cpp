@@ -34,6 +34,7 @@ TEST(SubjectsOf, SaysWhatADirectiveSpeaksOf) {
       {Dialect::kNginx, "http", {"log_format", "main", "$uri"}, {"main"}},
       {Dialect::kNginx, "http", {"log_format", "Main", "$uri"}, {"Main"}},
       {Dialect::kNginx, "http", {"limit_req_zone", "$uri", "zone=a:1m", "rate=1r/s"}, {"a"}},
+      {Dialect::kNginx, "http", {"limit_req_zone", "$uri", "zone=a:1m:b"}, {"a"}},
       {Dialect::kNginx, "server", {"limit_req", "burst=5", "zone=a"}, {"a"}},
       {Dialect::kNginx, "server", {"limit_req", "burst=5"}, {}},
       {Dialect::kNginx, "http", {"proxy_cache_path", "/c", "keys_zone=a:1m"}, {"a", "path /c"}},
