@@ -40,7 +40,7 @@ struct FileMark {
 // Of what is at `path`, be it a link; none when nothing is there, or it cannot be seen.
 std::optional<FileMark> MarkAt(const std::string& path);
 
-// Of an open file. Throws Failure about `name`.
+// The status of an open file, of which a mark can be made. Throws Failure about `name`.
 struct stat StatusOf(const Descriptor& opened, const std::string& name);
 
 // Whether both names are there, and of one file.

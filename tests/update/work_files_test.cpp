@@ -103,8 +103,8 @@ TEST_F(Files, AMarkIsThatOfALinkItself) {
   EXPECT_NE(tov_update::MarkAt(PathOf("link")), tov_update::MarkAt(PathOf("a")));
   EXPECT_EQ(tov_update::MarkAt(PathOf("missing")), std::nullopt);
   const tov_update::Descriptor opened = tov_update::Open(PathOf("link"), O_RDONLY);
-  EXPECT_EQ(tov_update::MarkOf(opened, "a"), FileMark(m_sandbox.Status("a")));
-  EXPECT_THROW(tov_update::MarkOf(tov_update::Descriptor(), "a"), tov_update::Failure);
+  EXPECT_EQ(FileMark(tov_update::StatusOf(opened, "a")), FileMark(m_sandbox.Status("a")));
+  EXPECT_THROW(tov_update::StatusOf(tov_update::Descriptor(), "a"), tov_update::Failure);
 }
 
 TEST_F(Files, TwoNamesAreOfOneFileOnlyWhereBothAreThere) {
