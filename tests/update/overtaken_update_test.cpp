@@ -206,6 +206,17 @@ TEST_P(WithAndWithoutExchange, AnEditorThatHasTheOldFileOpenDoesNotWriteIntoNoth
             (Files{{"a", "theirs\n"}, {"b", "old\n"}, {".a.qeltemplate-kept-new", "new\n"}}));
 }
 
+TEST_P(WithAndWithoutExchange, WhatOthersHaveWrittenIsNotWhatWasRead) {
+  StartAnew();
+  FileUpdate update({PathOf("a")});
+  EXPECT_EQ(update.Read(0), "old\n");
+  m_sandbox.Write("a", "theirs\n");
+  update.Replace(0, "theirs\n");
+  EXPECT_EQ(MessageOf<Overtaken>([&] { update.Commit({}); }), kKeepsNew);
+  EXPECT_EQ(All(),
+            (Files{{"a", "theirs\n"}, {"b", "old\n"}, {".a.qeltemplate-kept-new", "theirs\n"}}));
+}
+
 TEST_P(WithAndWithoutExchange, AFileThatOthersMakeMeanwhileStays) {
   for (const bool accepted : {true, false}) {
     SCOPED_TRACE(accepted);
