@@ -117,6 +117,34 @@ TEST(AFinding, SaysWhatIsWrongAndWhatToDoApart) {
   }
 }
 
+TEST(APlace, IsShownAsFarAsItIsKnown) {
+  EXPECT_EQ(Shown(FilePlace{"a", 0, 0}), "a");
+  EXPECT_EQ(Shown(FilePlace{"a", 1, 0}), "a:1");
+  EXPECT_EQ(Shown(FilePlace{"a\n", 1, 2}), "a?:1:2");
+}
+
+TEST(AQuotedText, IsOneShortLine) {
+  struct Quotation {
+    std::string text;
+    std::string quoted;
+  };
+  const Quotation cases[] = {
+      {"", "''"},
+      {" \n", "''"},
+      {"a", "'a'"},
+      {"\ta \n\v\f\r b ", "'a b'"},
+      {"a\x01\x1f\x7f"
+       "b\xc3\xa4",
+       "'a???b\xc3\xa4'"},
+      {std::string(100, 'x'), "'" + std::string(100, 'x') + "'"},
+      {std::string(101, 'x'), "'" + std::string(100, 'x') + "...'"},
+      {std::string(99, 'x') + " y", "'" + std::string(99, 'x') + " ...'"},
+      {std::string(98, 'x') + " y", "'" + std::string(98, 'x') + " y'"},
+  };
+  for (const Quotation& c : cases) EXPECT_EQ(Quoted(c.text), c.quoted);
+  EXPECT_EQ(Printable("a\tb\n\x1f ~\x7f"), "a\tb?? ~?");
+}
+
 TEST(AFinding, IsShownWithItsPlaceAndItsHint) {
   Finding finding{"name", "this is wrong", "Mend it"};
   EXPECT_EQ(Shown(finding), "this is wrong. Mend it");
