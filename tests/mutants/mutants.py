@@ -42,20 +42,21 @@ MOST_MEMORY = 4 << 30
 # What is changed, and the tests that have to notice: first those that take a moment and notice most.
 PARTS = {
     "src/edit": [
-        "edit_address_test", "edit_template_tree_test", "edit_layout_test", "edit_everyday_test",
-        "edit_plan_test", "edit_hazards_test", "edit_edit_test", "edit_report_test",
-        "edit_comparison_test", "edit_meant_tree_test", "edit_quoting_test",
-        "edit_server_address_test", "edit_subjects_test", "edit_finding_test", "edit_inspect_test",
-        "edit_text_search_test", "edit_lint_test", "edit_interface_test", "edit_engine_test",
-        "cli_warnings_test",
+        "edit_finding_test", "edit_comparison_test", "edit_meant_tree_test", "edit_collisions_test",
+        "edit_lint_test", "edit_report_test", "edit_quoting_test", "edit_layout_test",
+        "edit_edit_test", "edit_inspect_test", "server_collisions_test", "edit_template_tree_test",
+        "edit_everyday_test", "edit_hazards_test", "edit_address_test", "edit_old_values_test",
+        "edit_text_search_test", "edit_server_address_test", "edit_plan_test", "edit_subjects_test",
+        "server_edit_test", "edit_interface_test", "edit_laws_test", "cli_warnings_test",
         "cli_inspect_test", "cli_explain_test", "cli_surprises_test", "cli_apply_test",
-        "edit_laws_test", "edit_alike_test", "edit_limits_test", "edit_attack_test",
+        "edit_alike_test", "edit_limits_test", "edit_engine_test", "edit_attack_test",
         "corpus_edit_test", "repetition_test"],
     "src/update": [
-        "explained_output_test", "server_warnings_test", "shell_command_test",
-        "server_commands_test", "overtaken_update_test", "host_process_test",
-        "cancelled_update_test", "file_update_test", "update_threads_test", "memory_update_test",
-        "cli_apply_test", "cli_failing_machine_test", "interrupted_update_test"],
+        "explained_output_test", "server_warnings_test", "descriptor_test", "open_files_test",
+        "work_files_test", "shell_command_test", "server_commands_test", "overtaken_update_test",
+        "cancelled_update_test", "host_process_test", "file_update_test", "update_threads_test",
+        "memory_update_test", "cli_apply_test", "cli_apply_server_test", "cli_surroundings_test",
+        "cli_failing_machine_test", "interrupted_update_test"],
 }
 
 OTHER_OPERATOR = {
