@@ -157,6 +157,19 @@ TEST(AKeyword, ThatIsNotWrittenAsItCountsIsSaidWithTheWayOut) {
   }
 }
 
+TEST(APlace, ThatDoesNotCloseIsSaidWithWhatClosesIt) {
+  for (const std::string open : {"{%", "[%"}) {
+    Request request;
+    request.template_name = "site.template";
+    request.template_text = "x " + open + " $new;\n";
+    const std::vector<Finding> findings = Lint(request, ValuesGiven::kNone);
+    ASSERT_EQ(Found(findings), "1:3 unclosed-place\n");
+    const std::string close = open == "{%" ? "%}" : "%]";
+    const std::string said = findings.front().message + findings.front().hint;
+    EXPECT_NE(said.find("Write " + close + " behind the name"), std::string::npos) << said;
+  }
+}
+
 TEST(ATemplate, OfApacheIsLookedAtLineByLine) {
   ExpectFound(
       Dialect::kApache, ValuesGiven::kNone,

@@ -1878,6 +1878,25 @@ TEST(Options, AreComparedWordByWord) {
                                                                  "</Directory>\n"}});
 }
 
+// Each word once, in the line that comes first.
+TEST(Options, OfANewBlockAreOneLine) {
+  ExpectEdits(Dialect::kApache,
+              Each(Host, {{"of two lines",
+                           "",
+                           "<Directory /x>\nOptions Indexes\nAllowOverride None\n"
+                           "Options FollowSymLinks Indexes\n</Directory>\n",
+                           {},
+                           "\t<Directory /x>\n\t\tOptions Indexes FollowSymLinks\n"
+                           "\t\tAllowOverride None\n\t</Directory>\n"},
+                          {"of two blocks",
+                           "",
+                           "<Directory /x>\nOptions Indexes\n<Limit GET>\nOptions ExecCGI\n"
+                           "</Limit>\nOptions Includes\n</Directory>\n",
+                           {},
+                           "\t<Directory /x>\n\t\tOptions Indexes Includes\n\t\t<Limit GET>\n"
+                           "\t\t\tOptions ExecCGI\n\t\t</Limit>\n\t</Directory>\n"}}));
+}
+
 TEST(Options, WithAndWithoutASignAreRefused) {
   const SaidCase mixed = {"a word with a sign beside one without",
                           "\tOptions Indexes FollowSymLinks\n",
