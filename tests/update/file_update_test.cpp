@@ -325,6 +325,14 @@ TEST_F(FileUpdates, RemoveWhatWasLeftBehindBesideAnyNumberOfFiles) {
   }
 }
 
+// As an update leaves it that was killed before the new file was in its place.
+TEST_F(FileUpdates, TakeAFileWhoseOtherNameWasLeftBehind) {
+  std::filesystem::create_hard_link(PathOf("a"), PathOf(".a.qeltemplate-old"));
+  Commit("new\n", {"a"});
+  EXPECT_EQ(m_sandbox.Read("a"), "new\n");
+  EXPECT_THAT(m_sandbox.Names(), ElementsAre("a"));
+}
+
 // --- A glance ---
 
 TEST_F(FileUpdates, AGlanceTellsWhatAFileHolds) {
