@@ -45,6 +45,14 @@ bool HasSign(const Texts& words) {
   return !first.empty() && std::string_view("=~^").find(first.front()) != std::string_view::npos;
 }
 
+// Of a location that nginx takes for one of a path; "" for others.
+std::string PathOfLocation(Dialect dialect, const Texts& words) {
+  if (words.size() < 2 || !IsLocation(dialect, words)) return std::string();
+  const std::string joined = JoinedArguments(words);
+  if (joined.compare(0, 2, "^~") == 0) return joined.substr(2);
+  return HasSign(words) ? std::string() : joined;
+}
+
 bool IsIf(Dialect dialect, const Texts& words) {
   return dialect == Dialect::kNginx && !words.empty() && words.front() == "if";
 }
@@ -164,15 +172,14 @@ bool SameHead(Dialect dialect, const Texts& a, const Texts& b) {
 }
 
 bool AreTwins(Dialect dialect, const Texts& a, const Texts& b) {
-  const auto path = [dialect](const Texts& words) {
-    if (!IsLocation(dialect, words) || words.size() < 2) return std::string();
-    const std::string joined = JoinedArguments(words);
-    if (joined.compare(0, 2, "^~") == 0) return joined.substr(2);
-    return HasSign(words) ? std::string() : joined;
-  };
   if (a.empty() || b.empty() || SameHead(dialect, a, b)) return SameHead(dialect, a, b);
-  const std::string of_a = path(a);
-  return !of_a.empty() && of_a == path(b);
+  const std::string of_a = PathOfLocation(dialect, a);
+  return !of_a.empty() && of_a == PathOfLocation(dialect, b);
+}
+
+std::string TwinKey(Dialect dialect, const Texts& words) {
+  const std::string path = PathOfLocation(dialect, words);
+  return path.empty() ? KeyOf(dialect, words) : KeyOf(dialect, Texts{words.front(), path});
 }
 
 Texts NamesIn(Dialect dialect, const Texts& words) {

@@ -51,6 +51,9 @@ bool SameHead(Dialect dialect, const Texts& a, const Texts& b);
 // heads: "/x" and "^~ /x" are one to it, "= /x" and regular expressions are others.
 bool AreTwins(Dialect dialect, const Texts& a, const Texts& b);
 
+// To look heads up by: twins have the same key; what has the same key need not be twins.
+std::string TwinKey(Dialect dialect, const Texts& words);
+
 // Whether blocks of this name are Apache's <VirtualHost>.
 bool IsVirtualHost(Dialect dialect, std::string_view name);
 

@@ -196,8 +196,7 @@ class Planner {
         m_planning.request.forced.count("collision") != 0) {
       return;
     }
-    const auto& blocks = document().blocks();
-    for (BlockId other = parent + 1; other < blocks[parent].next; other = blocks[other].next) {
+    for (const BlockId other : MayBeTwins(parent, values)) {
       const Texts head = m_planning.contents.HeadOf(other);
       if (other == own || !AreTwins(dialect(), head, values) || GoesOrChanges(other)) continue;
       m_planning.findings.refusals.push_back(
@@ -212,6 +211,16 @@ class Planner {
            opening.place,
            {m_planning.contents.PlaceOfBlock(m_planning.config_name, other)}});
     }
+  }
+
+  // The blocks in `parent` that may be twins of one with this head, in the order of the text.
+  const std::vector<BlockId>& MayBeTwins(BlockId parent, const Texts& head) {
+    const auto [known, is_new] = m_by_twin_keys.try_emplace(parent);
+    const auto& blocks = document().blocks();
+    for (BlockId id = parent + 1; is_new && id < blocks[parent].next; id = blocks[id].next) {
+      known->second[TwinKey(dialect(), m_planning.contents.HeadOf(id))].push_back(id);
+    }
+    return known->second[TwinKey(dialect(), head)];
   }
 
   // Whether the template removes the block or gives it another opening line.
@@ -380,6 +389,7 @@ class Planner {
   std::unordered_map<BlockId, std::size_t> m_matched;   // blocks of the template
   std::map<std::string, std::string> m_like;            // see BlocksLike, by the names of blocks
   std::map<std::size_t, std::map<std::size_t, BlockNeighbours>> m_neighbours;  // by matches
+  std::map<BlockId, std::unordered_map<std::string, std::vector<BlockId>>> m_by_twin_keys;
 };
 
 }  // namespace
