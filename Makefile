@@ -253,7 +253,7 @@ bench:
 instructions:
 	cmake/install-packages.sh $(BUILD_PACKAGES) libbenchmark-dev valgrind python3
 	cmake --preset bench
-	cmake --build --preset bench --target one_request one_careful_edit
+	cmake --build --preset bench --target one_request one_careful_edit write_sites qeltemplate-cli
 	bench/instructions.py build/bench
 
 growth:

@@ -16,6 +16,7 @@ import os
 import re
 import subprocess
 import sys
+import tempfile
 from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
@@ -38,6 +39,13 @@ EDITS = [
     ("half the lines there", "Nginx", "1000"),
 ]
 
+ALL_TEMPLATE = (
+    "server {\n\tlisten 127.0.0.1:8080;\n\tlocation /static/ {\n\t\texpires {% $time %};\n\t}\n}\n"
+)
+
+# The whole program, edits of many files of one site each: how many, and for which of them.
+PROGRAM_RUNS = [("one of 1000 files", 1000), ("all of 300 files", 300)]
+
 # From N to 2 N an edit takes twice as much more as from N / 2 to N, if it grows as its input does;
 # four times as much if it grows with the square. Sorting, and longer numbers, take a little more.
 GROWTH_N = 600
@@ -56,11 +64,41 @@ def count(build, program, arguments):
     return int(collected.group(1))
 
 
+def program_count(build, case, files):
+    """What the program takes. In one thread, since others wait for one another."""
+    sites = str(build / "bench" / "write_sites")
+    text = subprocess.run(
+        [sites, "config", "Nginx", str(files)], check=True, capture_output=True, text=True
+    ).stdout
+    with tempfile.TemporaryDirectory() as folder:
+        names = []
+        for number, site in enumerate(text.split("server {")[1:]):
+            names.append(str(Path(folder) / f"{number}.conf"))
+            Path(names[-1]).write_text("server {" + site, encoding="utf-8")
+        template = Path(folder) / "site.template"
+        options = ["--set", "time=60d", "--old", "time=30d"]
+        template.write_text(ALL_TEMPLATE, encoding="utf-8")
+        if case.startswith("one "):
+            with template.open("w", encoding="utf-8") as output:
+                subprocess.run([sites, "template", "Nginx", str(files)], check=True, stdout=output)
+            options = ["--set", "folder=htdocs", "--old", "folder=public", "--skip-missing"]
+        command = ["valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null"]
+        command += [str(build / "src" / "cli" / "qeltemplate"), "apply", "--dialect", "nginx"]
+        command += ["--template", str(template), *options, "--jobs=1", "--in-place", *names]
+        run = subprocess.run(command, capture_output=True, text=True)
+        changed = "1 changed" if case.startswith("one ") else f"{files} changed"
+        collected = re.search(r"Collected : (\d+)", run.stderr)
+        if run.returncode != 0 or not collected or f"qeltemplate: {changed}," not in run.stderr:
+            sys.exit(f"instructions.py: {case} failed\n{run.stderr[-2000:]}")
+        return int(collected.group(1))
+
+
 def fixed_counts(build):
     counts = {" ".join(each): count(build, "one_request", each) for each in REQUESTS}
     counts |= {
         "careful " + " ".join(each): count(build, "one_careful_edit", each) for each in EDITS
     }
+    counts |= {"program " + case: program_count(build, case, n) for case, n in PROGRAM_RUNS}
     return counts
 
 
