@@ -52,9 +52,28 @@ std::string ShortAddress(Dialect dialect, const std::string& text) {
   return shortest(AF_INET, &address.s6_addr[12]);  // "0.0.0.0" is one of its own then
 }
 
-// httpd takes IPv4 addresses in all ways in which the system does: "127.1".
+// Whether it is an IPv4 address as the system writes it: four numbers without zeros in front.
+bool IsDotted(std::string_view host) {
+  constexpr int kNumbers = 4;
+  constexpr unsigned kLargest = 255;
+  for (int i = 0; i < kNumbers; ++i) {
+    const std::string_view number = host.substr(0, host.find('.'));
+    if (!IsNumber(number) || number.size() > 3 || NormalNumber(number) != number) return false;
+    unsigned value = 0;
+    for (const char digit : number) value = value * 10 + static_cast<unsigned>(digit - '0');
+    if (value > kLargest) return false;
+    host.remove_prefix(number.size());
+    if (host.empty()) return i + 1 == kNumbers;
+    host.remove_prefix(1);
+  }
+  return false;
+}
+
+// httpd takes IPv4 addresses in all ways in which the system does: "127.1". Most are written as the
+// system writes them, and to read and write each would take as long as to read the file.
 std::string ApacheHost(const std::string& host) {
-  if (host == "_default_") return "*";
+  if (host == "_default_" || host == "0.0.0.0") return "*";
+  if (IsDotted(host)) return host;
   in_addr address = {};
   const bool is_number = !host.empty() && host.front() >= '0' && host.front() <= '9';
   if (!is_number || inet_aton(host.c_str(), &address) == 0) return host;
