@@ -114,6 +114,8 @@ TEST(Locations, AreTwinsWhenNginxTakesOneOfThemOnly) {
   for (const Pair& pair : pairs) {
     EXPECT_EQ(AreTwins(pair.dialect, pair.a, pair.b), pair.same) << Shown(pair);
     EXPECT_EQ(AreTwins(pair.dialect, pair.b, pair.a), pair.same) << Shown(pair);
+    if (!pair.same) continue;
+    EXPECT_EQ(TwinKey(pair.dialect, pair.a), TwinKey(pair.dialect, pair.b)) << Shown(pair);
   }
 }
 
