@@ -8,12 +8,14 @@
 // joining the configuration and the template. Every case is proved right before it is timed.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <exception>
 #include <map>
 #include <string>
 
 #include "careful_cases.h"
+#include "edit/tree/limits.h"
 #include "floor.h"
 
 namespace bench {
@@ -59,9 +61,16 @@ void RunEdit(benchmark::State& state, const CarefulCase& chosen, const Dialect& 
   }
 }
 
+// Longer templates are refused.
+bool IsTaken(const std::string& template_text) {
+  const auto lines = std::count(template_text.begin(), template_text.end(), '\n');
+  return static_cast<std::size_t>(lines) <= tov_edit::kMostTemplateLines;
+}
+
 void Register(const CarefulCase& chosen, const Dialect& dialect) {
   constexpr std::size_t kLargest = 100000;
   for (std::size_t count = 1000; count <= kLargest; count *= 10) {
+    if (!IsTaken(chosen.make(dialect, count).request.template_text)) return;
     const auto add = [&](const char* kind, auto* run) {
       benchmark::RegisterBenchmark(
           (kind + std::string(chosen.name) + Place(dialect, count)).c_str(),

@@ -10,6 +10,7 @@ Quick: shorter measurements and smaller sizes, to see that everything works.
 import argparse
 import json
 import os
+import resource
 import shutil
 import statistics
 import subprocess
@@ -456,8 +457,14 @@ def processes(tools, folder, quick):
     return records
 
 
+def file_count(wanted):
+    """As many files as an edit of all may have open at a time, two descriptors for each."""
+    limit = resource.getrlimit(resource.RLIMIT_NOFILE)[1]
+    return wanted if limit == resource.RLIM_INFINITY else min(wanted, limit // 200 * 100 - 100)
+
+
 def file_processes(tools, folder, quick):
-    task = FilesTask(tools, folder, 1000 if quick else 10000)
+    task = FilesTask(tools, folder, file_count(1000 if quick else 10000))
     return in_turn(tools, task, FILE_PROGRAMS, 20 if quick else 120)
 
 

@@ -218,13 +218,15 @@ TEST_F(Inspect, KeepsTheTerminalAsItIs) {
 }
 
 TEST_F(Inspect, IsNotLostInDeepBlocks) {
+  constexpr std::size_t kDepth = 3000;
+  constexpr std::size_t kMostForALine = 200;
   std::string text;
-  for (int i = 0; i < 10000; ++i) text += "server{listen 1;";
+  for (std::size_t i = 0; i < kDepth; ++i) text += "server{listen 1;";
   const std::string open = text;
-  text.append(10000, '}');
+  text.append(kDepth, '}');
   const Outcome outcome = Say("nginx", text);
   EXPECT_EQ(outcome.exit_code, 0);
-  EXPECT_LT(outcome.out.size(), 200 * 20000U);
+  EXPECT_LT(outcome.out.size(), kMostForALine * 2 * kDepth);
   EXPECT_EQ(Say("nginx", open, {"--json"}).exit_code, 6);
 }
 
