@@ -13,19 +13,8 @@ set -eu
 
 way=$1 sources=$2 installed=$3 work=$4 compiler=$5 standard=$6 shared=$7
 
-fail() {
-  echo "$*" >&2
-  exit 1
-}
-
-# block PAGE LANGUAGE TEXT: the block of code in LANGUAGE of docs/PAGE.md in which TEXT stands.
-block() {
-  awk -v fence="\`\`\`$2" -v text="$3" '
-    $0 == "```" && inside { if (index(block, text)) { printf "%s", block; found = 1; exit } inside = 0 }
-    inside { block = block $0 "\n" }
-    $0 == fence { inside = 1; block = "" }
-    END { exit !found }' "$sources/docs/$1.md" || fail "no $2 block with $3 in docs/$1.md"
-}
+pages=$sources/docs
+. "$(dirname "$0")/pages.sh"
 
 rm -rf "$work"
 mkdir -p "$work"

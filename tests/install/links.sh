@@ -12,19 +12,7 @@ set -eu
 
 way=$1 tests=$2 pages=$3 examples=$4 installed=$5 work=$6
 
-fail() {
-  echo "$*" >&2
-  exit 1
-}
-
-# block PAGE LANGUAGE TEXT: the block of code in LANGUAGE of PAGE.md in which TEXT stands.
-block() {
-  awk -v fence="\`\`\`$2" -v text="$3" '
-    $0 == "```" && inside { if (index(block, text)) { printf "%s", block; found = 1; exit } inside = 0 }
-    inside { block = block $0 "\n" }
-    $0 == fence { inside = 1; block = "" }
-    END { exit !found }' "$pages/$1.md" || fail "no $2 block with $3 in $1.md"
-}
+. "$(dirname "$0")/pages.sh"
 
 # built NAME LIBRARY SOURCE: by the lines in which the target, or the module, of the library stands last.
 built() {
