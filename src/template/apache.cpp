@@ -19,14 +19,12 @@ constexpr std::string_view kOptions = "Options";
 // The directives that are managed here.
 constexpr std::array<std::string_view, 3> kManaged = {kOptions, "ServerAlias", "DirectoryIndex"};
 
+// `line` is trimmed.
 bool IsManaged(std::string_view line) {
-  const std::string_view text = str::view::Trim(line);
-  for (const std::string_view name : kManaged) {
-    if (text.empty() || text.front() != name.front()) continue;
-    if (text.substr(0, name.size()) != name) continue;
-    return text.size() == name.size() || str::IsBlank(text[name.size()]);
-  }
-  return false;
+  return std::any_of(kManaged.begin(), kManaged.end(), [&](std::string_view name) {
+    return str::view::StartsWith(line, name) &&
+           (line.size() == name.size() || str::IsBlank(line[name.size()]));
+  });
 }
 
 // How far a line of `section` is indented.
@@ -57,7 +55,7 @@ bool Apache::EndedSection(const std::string& line) const {
 }
 
 bool Apache::IsUniqueParam(const std::string& line) const {
-  return IsManaged(line);
+  return IsManaged(str::view::Trim(line));
 }
 
 Apache::LineLook Apache::Look(const std::string& line) {

@@ -90,8 +90,15 @@ inline std::string_view Trim(std::string_view text) {
 std::string_view GetWord(std::string_view& text);
 std::string_view GetWord(std::string_view& text, char delimiter);
 std::string_view GetWord(std::string_view& text, std::string_view delimiter);
-bool StartsWith(std::string_view text, std::string_view prefix);
-bool EndsWith(std::string_view text, std::string_view suffix);
+
+inline bool StartsWith(std::string_view text, std::string_view prefix) {
+  return text.substr(0, prefix.size()) == prefix;
+}
+
+inline bool EndsWith(std::string_view text, std::string_view suffix) {
+  return text.size() >= suffix.size() && text.substr(text.size() - suffix.size()) == suffix;
+}
+
 bool Contains(std::string_view text, std::string_view part);
 
 // The first word of `text`, leading blanks skipped; "" when there is none.
