@@ -30,7 +30,8 @@ bool IsManaged(std::string_view line) {
 // How far a line of `section` is indented.
 std::size_t Depth(const std::string& section) {
   const std::string_view trimmed = str::view::Trim(section);
-  return SectionDepth(trimmed.size() == section.size() ? section : std::string(trimmed));
+  if (trimmed.size() == section.size()) return SectionDepth(section);
+  return SectionDepth(std::string(trimmed));
 }
 
 bool IsOptions(std::string_view text) {
@@ -146,25 +147,29 @@ void Apache::LineChanged(const LineIterator& line) {
 // Options
 
 LineIterator Apache::ParseOptions::Register(const std::string& section, LineIterator& pos) {
-  const Added added = AddWords(section, *pos);
-  if (added.first) SetLine(section, pos);
-  const auto merged = FindInOrder(m_merged_lines, section);
-  if (merged != m_merged_lines.end()) {
-    if (added.first && IsWritten(section, *pos, added.words)) {
-      m_written_last = &merged->first;
-    } else {
-      WriteWords(*merged, added.words);
-    }
+  const auto [entry, first] = EntryInOrder(m_words, section);
+  const std::string added = AddWords(*entry, first, *pos);
+  if (!first) {
+    const auto merged = FindInOrder(m_merged_lines, section);
+    if (merged != m_merged_lines.end()) WriteWords(*merged, added);
+    return m_apache->RemoveParam(pos);
   }
-  return added.first ? pos : m_apache->RemoveParam(pos);
+  const Lines::value_type& merged = SetLine(section, pos);
+  if (IsWritten(*entry, *pos, added)) {
+    m_written_last = &merged.first;
+  } else {
+    WriteWords(merged, added);
+  }
+  return pos;
 }
 
 LineIterator Apache::ParseOptions::Append(const std::string& section, const LineIterator& pos,
                                           const std::string& text) {
-  const Added added = AddWords(section, text);
+  const auto [entry, first] = EntryInOrder(m_words, section);
+  const std::string added = AddWords(*entry, first, text);
   const auto merged = m_merged_lines.find(section);
   if (merged != m_merged_lines.end()) {
-    WriteWords(*merged, added.words);
+    WriteWords(*merged, added);
     return pos;
   }
   const LineIterator line = m_apache->AppendParam(pos, Line(section));
@@ -234,14 +239,14 @@ Apache::ParseOptions::Positions* Apache::ParseOptions::PositionsOf(const std::st
   return &entry->second;
 }
 
-// Adds the words of the line `text` that the block does not have yet.
-Apache::ParseOptions::Added Apache::ParseOptions::AddWords(const std::string& section,
-                                                           std::string_view text) {
+// Adds the words of the line `text` that the block does not have yet, and returns them, each behind
+// a blank. Of the `first` line of a block the directive's name is kept, too, and not returned.
+std::string Apache::ParseOptions::AddWords(Words::value_type& block, bool first,
+                                           std::string_view text) {
+  auto& [section, words] = block;
   std::string_view rest = str::view::Trim(text);
-  const auto [entry, made] = EntryInOrder(m_words, section);
-  std::list<std::string>& words = entry->second;
-  Added added{made, {}};
-  if (made) words.emplace_back(str::view::GetWord(rest));
+  if (first) words.emplace_back(str::view::GetWord(rest));
+  std::string added;
   Positions* positions = nullptr;
   while (!rest.empty()) {
     const std::string_view word = str::view::GetWord(rest);
@@ -254,7 +259,7 @@ Apache::ParseOptions::Added Apache::ParseOptions::AddWords(const std::string& se
     one.emplace_back(word);
     if (positions != nullptr) positions->emplace(one.front(), one.begin());
     words.splice(words.end(), one);
-    added.words.append(" ").append(word);
+    added.append(" ").append(word);
   }
   return added;
 }
@@ -277,10 +282,12 @@ void Apache::ParseOptions::RemoveWords(const std::string& section, std::list<std
   }
 }
 
-void Apache::ParseOptions::SetLine(const std::string& section, const LineIterator& line) {
+const Apache::ParseOptions::Lines::value_type& Apache::ParseOptions::SetLine(
+    const std::string& section, const LineIterator& line) {
   const auto [entry, made] = EntryInOrder(m_merged_lines, section);
   if (made) entry->second = line;
   if (m_sections) m_sections->Add(&*line, &entry->first, &entry->first);
+  return *entry;
 }
 
 // Writes a block's line, whose words are the same as before but for those `added`. Where they come
@@ -292,15 +299,15 @@ void Apache::ParseOptions::WriteWords(const Lines::value_type& merged, const std
   m_written_last = &section;
 }
 
-// Whether the only line of `section` is, to the byte, what would be written for its words: the
-// directive's name and `words`, each behind a blank.
-bool Apache::ParseOptions::IsWritten(const std::string& section, const std::string& line,
-                                     std::string_view words) {
+// Whether the only line of `block` is, to the byte, what would be written for its words: the
+// directive's name, and `added`, each behind a blank.
+bool Apache::ParseOptions::IsWritten(const Words::value_type& block, const std::string& line,
+                                     const std::string& added) {
+  const auto& [section, words] = block;
   const std::string_view text = str::view::Trim(line);
   const std::size_t indentation = Depth(section);
   return line.size() == indentation + text.size() && line.find_first_not_of('\t') == indentation &&
-         str::view::EndsWith(text, words) &&
-         str::view::FirstWord(text).size() + words.size() == text.size();
+         words.front().size() + added.size() == text.size() && str::view::EndsWith(text, added);
 }
 
 std::string Apache::ParseOptions::Line(const std::string& section) const {
@@ -351,8 +358,8 @@ std::string Apache::ParseHugeParam::GetPartParam(std::string& value) {
 }
 
 void Apache::ParseHugeParam::Register(const std::string& section, const LineIterator& pos) {
-  const std::string name(str::view::FirstWord(*pos));
-  m_registry.Add(EntryInOrder(m_huge_lines, section).first->second[name], pos);
+  auto& directives = EntryInOrder(m_huge_lines, section).first->second;
+  m_registry.Add(directives[std::string(str::view::FirstWord(*pos))], pos);
 }
 
 LineIterator Apache::ParseHugeParam::Append(const std::string& section, const LineIterator& pos,

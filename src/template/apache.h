@@ -73,21 +73,17 @@ class QELTEMPLATE_EXPORT Apache : public LineListConfig {
     // The words of a list by their texts.
     using Positions = std::unordered_map<std::string_view, std::list<std::string>::iterator>;
 
-    // What AddWords has done.
-    struct Added {
-      bool first;         // the block had no words before
-      std::string words;  // each behind a blank
-    };
-
-    QELTEMPLATE_LOCAL Added AddWords(const std::string& section, std::string_view text);
+    QELTEMPLATE_LOCAL std::string AddWords(Words::value_type& block, bool first,
+                                           std::string_view text);
     QELTEMPLATE_LOCAL void RemoveWords(const std::string& section, std::list<std::string>& words,
                                        std::string_view text);
     QELTEMPLATE_LOCAL Positions* PositionsOf(const std::string& section,
                                              std::list<std::string>& words);
-    QELTEMPLATE_LOCAL static bool IsWritten(const std::string& section, const std::string& line,
-                                            std::string_view words);
+    QELTEMPLATE_LOCAL static bool IsWritten(const Words::value_type& block, const std::string& line,
+                                            const std::string& added);
     QELTEMPLATE_LOCAL void WriteWords(const Lines::value_type& merged, const std::string& added);
-    QELTEMPLATE_LOCAL void SetLine(const std::string& section, const LineIterator& line);
+    QELTEMPLATE_LOCAL const Lines::value_type& SetLine(const std::string& section,
+                                                       const LineIterator& line);
     QELTEMPLATE_LOCAL std::string Line(const std::string& section) const;
 
     Apache* m_apache;
