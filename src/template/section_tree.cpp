@@ -40,10 +40,6 @@ Block* Current(Block* block) {
   return block;
 }
 
-std::size_t HashOf(std::string_view level) {
-  return std::hash<std::string_view>()(level);
-}
-
 std::size_t CommonBeginning(std::string_view a, std::string_view b) {
   const auto differ = std::mismatch(a.begin(), a.end(), b.begin(), b.end());
   return static_cast<std::size_t>(differ.first - a.begin());
@@ -98,12 +94,12 @@ SectionTree::SectionTree()
 
 // --- Paths ---
 
-std::size_t SectionTree::LevelHash::operator()(const Node* node) const noexcept {
-  return node->hash;
+SectionTree::Hash SectionTree::HashOf(std::string_view level) {
+  return static_cast<Hash>(std::hash<std::string_view>()(level));
 }
 
-bool SectionTree::SameLevel::operator()(const Node* a, const Node* b) const {
-  return a->level == b->level;
+bool SectionTree::SameLevel::operator()(const Hashed& a, const Hashed& b) const {
+  return a.hash == b.hash && a.node->level == b.node->level;
 }
 
 bool SectionTree::IsRoot(const Node* node) {
@@ -148,15 +144,14 @@ Node* SectionTree::DescendTrimmed(Node* parent, const std::string& level) {
   return trimmed == parent->level ? parent : Descend(parent->family->parent, trimmed);
 }
 
-Node* SectionTree::FindChild(const Node* node, std::string_view level, std::size_t hash) {
+Node* SectionTree::FindChild(const Node* node, std::string_view level, Hash hash) {
   const Family* const family = node->children;
   if (family == nullptr) return nullptr;
   if (family->by_hash != nullptr) {
     Node wanted;
     wanted.level = level;
-    wanted.hash = hash;
-    const auto found = family->by_hash->find(&wanted);
-    return found == family->by_hash->end() ? nullptr : *found;
+    const auto found = family->by_hash->find({hash, &wanted});
+    return found == family->by_hash->end() ? nullptr : found->node;
   }
   Node* child = family->first;
   while (child != nullptr && (child->hash != hash || child->level != level)) child = child->next;
@@ -176,7 +171,7 @@ SectionTree::Family* SectionTree::FamilyOf(Node* parent) {
 }
 
 Node* SectionTree::MakeChild(Node* node, std::string_view level) {
-  const std::size_t hash = HashOf(level);
+  const Hash hash = HashOf(level);
   if (Node* const child = FindChild(node, level, hash)) return child;
   Family* const family = FamilyOf(node);
   Node& child = m_nodes.emplace_back();
@@ -203,17 +198,19 @@ void SectionTree::Attach(Family* family, Node* node) {
   family->last = node;
   ++family->size;
   if (family->by_hash != nullptr) {
-    family->by_hash->insert(node);
+    family->by_hash->insert({node->hash, node});
   } else if (family->size == kLargeFamily) {
     ByHash& by_hash = m_hashes.emplace_back();
-    for (Node* each = family->first; each != nullptr; each = each->next) by_hash.insert(each);
+    for (Node* each = family->first; each != nullptr; each = each->next) {
+      by_hash.insert({each->hash, each});
+    }
     family->by_hash = &by_hash;
   }
 }
 
 void SectionTree::Detach(Node* node) {
   Family& family = *node->family;
-  if (family.by_hash != nullptr) family.by_hash->erase(node);
+  if (family.by_hash != nullptr) family.by_hash->erase({node->hash, node});
   (node->previous == nullptr ? family.first : node->previous->next) = node->next;
   (node->next == nullptr ? family.last : node->next->previous) = node->previous;
   --family.size;
@@ -328,15 +325,17 @@ bool SectionTree::Rename(Node* node, Node* above, const std::string& level) {
   const std::string_view trimmed = str::view::Trim(level);
   if (trimmed.empty() || str::IsBlank(level.front()) || node->family->parent != above) return false;
   if (str::view::Contains(trimmed, kSectionSeparator)) return false;
-  const std::size_t hash = HashOf(trimmed);
+  const Hash hash = HashOf(trimmed);
   if (FindChild(above, trimmed, hash) != nullptr) return false;
   const std::string_view kept = Kept(trimmed);
   Family& family = *node->family;
   ByHash::node_type entry;
-  if (family.by_hash != nullptr) entry = family.by_hash->extract(node);
+  if (family.by_hash != nullptr) entry = family.by_hash->extract({node->hash, node});
   node->level = kept;
   node->hash = hash;
-  if (entry) family.by_hash->insert(std::move(entry));
+  if (!entry) return true;
+  entry.value().hash = hash;
+  family.by_hash->insert(std::move(entry));
   return true;
 }
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <list>
@@ -137,13 +138,20 @@ class SectionTree {
   Paths SmallBlocks(std::size_t size);
 
  private:
-  struct LevelHash {
-    std::size_t operator()(const Node* node) const noexcept;
+  using Hash = std::uint32_t;
+
+  // A node with the hash of its level, so that a table that grows looks at none of the nodes.
+  struct Hashed {
+    Hash hash;
+    Node* node;
+  };
+  struct KnownHash {
+    std::size_t operator()(const Hashed& each) const noexcept { return each.hash; }
   };
   struct SameLevel {
-    bool operator()(const Node* a, const Node* b) const;
+    bool operator()(const Hashed& a, const Hashed& b) const;
   };
-  using ByHash = std::pmr::unordered_set<Node*, LevelHash, SameLevel>;
+  using ByHash = std::pmr::unordered_set<Hashed, KnownHash, SameLevel>;
   using InOrder = std::vector<Node*>;
 
   // The paths one level below a path. It can change hands as a whole.
@@ -160,7 +168,8 @@ class SectionTree {
   Family* FamilyOf(Node* parent);
   Node* Descend(Node* node, std::string_view text);
   Node* DescendTrimmed(Node* parent, const std::string& level);
-  static Node* FindChild(const Node* node, std::string_view level, std::size_t hash);
+  static Hash HashOf(std::string_view level);
+  static Node* FindChild(const Node* node, std::string_view level, Hash hash);
   static Node* FindChild(const Node* node, std::string_view level);
   Node* MakeChild(Node* node, std::string_view level);
   std::string_view Kept(std::string_view level);
@@ -195,13 +204,13 @@ struct SectionTree::Node {
   bool HoldsAnything() const { return block != nullptr || has_end; }
 
   std::string_view level;
-  std::size_t hash = 0;      // of the level
   Family* family = nullptr;  // that it belongs to; null: the root, or taken out of the tree
   Family* children = nullptr;
   Node* next = nullptr;  // in its family
   Node* previous = nullptr;
   Block* block = nullptr;
   LineIterator end{};  // where has_end says so
+  Hash hash = 0;       // of the level
   bool has_end = false;
   bool end_unique = false;
   bool leads_to_unique = false;  // it, or a path below it, has unique directives; see ForEachBlock
