@@ -83,13 +83,8 @@ std::string_view TrimEnd(std::string_view text) {
 
 }  // namespace
 
-SectionTree::SectionTree()
-    : m_nodes(&m_memory),
-      m_families(&m_memory),
-      m_blocks(&m_memory),
-      m_elements(&m_memory),
-      m_hashes(&m_memory) {
-  m_nodes.emplace_back();
+SectionTree::SectionTree() {
+  m_nodes.all.emplace_back();
 }
 
 // --- Paths ---
@@ -164,8 +159,8 @@ Node* SectionTree::FindChild(const Node* node, std::string_view level) {
 
 SectionTree::Family* SectionTree::FamilyOf(Node* parent) {
   if (parent->children == nullptr) {
-    m_families.push_back(Family{parent});
-    parent->children = &m_families.back();
+    m_families.all.push_back(Family{parent});
+    parent->children = &m_families.all.back();
   }
   return parent->children;
 }
@@ -174,7 +169,7 @@ Node* SectionTree::MakeChild(Node* node, std::string_view level) {
   const Hash hash = HashOf(level);
   if (Node* const child = FindChild(node, level, hash)) return child;
   Family* const family = FamilyOf(node);
-  Node& child = m_nodes.emplace_back();
+  Node& child = m_nodes.all.emplace_back();
   child.level = Kept(level);
   child.hash = hash;
   m_empty_levels = m_empty_levels || level.empty();
@@ -185,7 +180,7 @@ Node* SectionTree::MakeChild(Node* node, std::string_view level) {
 // A copy of `level` that lives as long as the tree.
 std::string_view SectionTree::Kept(std::string_view level) {
   if (level.empty()) return {};
-  auto* const copy = static_cast<char*>(m_memory.allocate(level.size(), 1));
+  auto* const copy = static_cast<char*>(m_levels.allocate(level.size(), 1));
   std::copy(level.begin(), level.end(), copy);
   return {copy, level.size()};
 }
@@ -200,7 +195,7 @@ void SectionTree::Attach(Family* family, Node* node) {
   if (family->by_hash != nullptr) {
     family->by_hash->insert({node->hash, node});
   } else if (family->size == kLargeFamily) {
-    ByHash& by_hash = m_hashes.emplace_back();
+    ByHash& by_hash = m_hashes.all.emplace_back();
     for (Node* each = family->first; each != nullptr; each = each->next) {
       by_hash.insert({each->hash, each});
     }
@@ -232,7 +227,7 @@ std::string SectionTree::Path(const Node* node) {
 
 Block* SectionTree::OpenBlock(Node* node, const LineIterator& line, bool unique) {
   if (node->block == nullptr) {
-    Block& block = m_blocks.emplace_back();
+    Block& block = m_blocks.all.emplace_back();
     AddLine(&block, line, unique);
     node->block = &block;
   }
@@ -241,8 +236,8 @@ Block* SectionTree::OpenBlock(Node* node, const LineIterator& line, bool unique)
 
 Block* SectionTree::AddLine(Block* block, const LineIterator& line, bool unique) {
   Block* const current = Current(block);
-  m_elements.push_back(Element{{line}});
-  Element* const added = &m_elements.back();
+  m_elements.all.push_back(Element{{line}});
+  Element* const added = &m_elements.all.back();
   (current->last == nullptr ? current->first : current->last->next) = added;
   current->last = added;
   ++current->size;
@@ -429,7 +424,7 @@ void SectionTree::Walk(Node* top, Wanted wanted, Use use) {
 bool SectionTree::MarkWaysToUnique() {
   const auto may_precede_separator = [](unsigned char c) { return c <= kSeparatorByte; };
   bool in_order = true;
-  for (Node& node : m_nodes) {
+  for (Node& node : m_nodes.all) {
     if (node.block == nullptr || node.block->first_unique == nullptr) continue;
     for (Node* each = &node; !each->leads_to_unique; each = each->family->parent) {
       each->leads_to_unique = true;
@@ -490,11 +485,12 @@ void SectionTree::Clear(Node* node) {
 }
 
 bool SectionTree::IsPlain() const {
-  return !m_empty_levels && std::all_of(m_nodes.begin(), m_nodes.end(), [](const Node& node) {
-    if (!node.HoldsAnything()) return true;
-    return !IsRoot(&node) && node.block != nullptr && node.has_end &&
-           node.end == node.block->last->param.m_line;
-  });
+  return !m_empty_levels &&
+         std::all_of(m_nodes.all.begin(), m_nodes.all.end(), [](const Node& node) {
+           if (!node.HoldsAnything()) return true;
+           return !IsRoot(&node) && node.block != nullptr && node.has_end &&
+                  node.end == node.block->last->param.m_line;
+         });
 }
 
 Node* SectionTree::Find(std::string_view section) {
@@ -585,7 +581,7 @@ bool SectionTree::HoldsAnythingBelow(const Node* node) {
 
 SectionTree::Paths SectionTree::SmallBlocks(std::size_t size) {
   Paths paths;
-  for (Node& node : m_nodes) {
+  for (Node& node : m_nodes.all) {
     if (node.block == nullptr || node.block->size > size || HoldsAnythingBelow(&node)) continue;
     paths.emplace_back(Path(&node), &node);
   }

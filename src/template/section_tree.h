@@ -65,7 +65,7 @@ class SectionTree {
 
   // --- While the text is read ---
 
-  Node* Root() { return &m_nodes.front(); }
+  Node* Root() { return &m_nodes.all.front(); }
 
   // The path `parent` with `text`, which may be several levels, added below it. An empty `text`
   // adds nothing.
@@ -96,7 +96,7 @@ class SectionTree {
   // --- When it has been read ---
 
   // All paths, those as well that hold nothing, in no order.
-  std::pmr::deque<Node>& Nodes() { return m_nodes; }
+  std::pmr::deque<Node>& Nodes() { return m_nodes.all; }
 
   // Calls `use` with the path and the node of each block that holds unique directives, or of each
   // block at all, in the order of the paths, until it returns false.
@@ -189,13 +189,18 @@ class SectionTree {
   const InOrder& InOrderOf(Family& family);
   std::vector<Node*> TopsBeginningWith(std::string_view section);
 
-  // All that reading makes goes in one piece.
-  std::pmr::monotonic_buffer_resource m_memory;
-  std::pmr::deque<Node> m_nodes;
-  std::pmr::deque<Family> m_families;
-  std::pmr::deque<Block> m_blocks;
-  std::pmr::deque<Element> m_elements;
-  std::pmr::deque<ByHash> m_hashes;
+  // What reading makes of one kind: close together, and it goes in one piece.
+  template <class T>
+  struct Pool {
+    std::pmr::monotonic_buffer_resource memory;
+    std::pmr::deque<T> all{&memory};
+  };
+  Pool<Node> m_nodes;
+  Pool<Family> m_families;
+  Pool<Block> m_blocks;
+  Pool<Element> m_elements;
+  Pool<ByHash> m_hashes;
+  std::pmr::monotonic_buffer_resource m_levels;  // their texts
   std::deque<InOrder> m_orders;
   bool m_empty_levels = false;  // some level is, or was, empty
 };
