@@ -82,14 +82,18 @@ struct Configuration {
 
 // The template that leads from one configuration to another one, and its values, with the old texts
 // and the new ones. Lines that stand in one of them only are in branches, which the value "version"
-// switches: its texts are "old" and "new". Of the options, `site` is looked for in both;
-// without it all is compared, and `values` and `managed` do not count. What has been tried:
+// switches: its texts are "old" and "new". Of the options, `site` is looked for in both, and
+// nothing else is compared; without it all is. `values` and `managed` do not count. What has been
+// tried:
 //
 //   - An edit of `before` gives the bytes of `after`.
 //   - With old and new texts swapped, an edit of `after` gives the bytes of `before`.
 //
-// Where that does not hold, there is no template, and the refusals, of the name "difference", say
-// which line of which file it is.
+// Where only comments, blanks or the order of directives that have nothing to do with each other
+// would be others, left_out says so, with the first line that is another one, once for each of the
+// two edits. Where the second edit would come to anything else, left_out says that there is no way
+// back. Where the first one would, there is no template, and the refusals, of the name "difference"
+// or those of an edit, say which line of which file it is.
 QELTEMPLATE_EXPORT Adopted AdoptChange(const Options& options, const Configuration& before,
                                        const Configuration& after);
 

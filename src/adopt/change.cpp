@@ -2,7 +2,6 @@
 
 // The template between two configurations.
 
-#include <algorithm>
 #include <optional>
 #include <utility>
 
@@ -10,91 +9,70 @@
 #include "adopt/difference.h"
 #include "adopt/lines.h"
 #include "adopt/proof.h"
-#include "adopt/site.h"
+#include "adopt/side.h"
 #include "adopt/writing.h"
-#include "document/document.h"
-#include "document/places.h"
 #include "edit/edit.h"
 
 namespace tov_adopt {
 namespace {
 
-using tov_document::Document;
 using tov_edit::FilePlace;
 using tov_edit::Result;
 
-// One of the two, read.
-struct Side {
-  Side(Dialect dialect, const Configuration& config)
-      : name(config.name), document(dialect, config.text), places(config.text) {}
+constexpr char kDifference[] = "difference";
+constexpr char kLeftOut[] = "left-out";
 
-  const std::string& name;
-  Document document;
-  tov_document::Places places;
-  Lines lines;
-};
-
-// The line, counted from 1, in which two texts differ first.
-std::size_t FirstDifference(std::string_view a, std::string_view b) {
-  const auto [in_a, in_b] = std::mismatch(
-      a.begin(), a.begin() + static_cast<std::ptrdiff_t>(std::min(a.size(), b.size())), b.begin());
-  return static_cast<std::size_t>(std::count(a.begin(), in_a, '\n')) + 1;
-}
-
-std::string LineOf(std::string_view text, std::size_t number) {
-  for (; number > 1; --number) text.remove_prefix(std::min(text.find('\n'), text.size() - 1) + 1);
-  return std::string(text.substr(0, text.find('\n')));
-}
+// What the two edits have to come to: the same bytes, the same for the server, the same but for the
+// order of what has nothing to do with each other; or that of the first of them only.
+enum class Goal { kBytes, kStatements, kAnyOrder, kFirstInAnyOrder };
 
 class Changer {
  public:
   Changer(const Options& options, const Configuration& before, const Configuration& after)
-      : m_options(options), m_before(options.dialect, before), m_after(options.dialect, after) {}
+      : m_options(options), m_before(options, before), m_after(options, after) {}
 
   Adopted Run() {
-    if (!Read(m_before) || !Read(m_after)) return std::move(m_adopted);
-    // Each round takes a line that is the same out of the template, or writes one that changes as
-    // two.
-    for (;;) {
-      const Difference difference =
-          DifferenceOf(m_options.dialect, m_before.lines, m_after.lines, m_manner);
-      if (difference.IsNone()) {
-        Refuse({m_before.name, 0, 0}, m_before.document.text() == m_after.document.text()
-                                          ? "the two do not differ"
-                                          : "the two differ in comments and blanks only");
-        return std::move(m_adopted);
-      }
-      if (Try(difference) || !m_adopted.refusals.empty()) return std::move(m_adopted);
+    for (const Side* const side : {&m_before, &m_after}) {
+      if (!side->refusal()) continue;
+      m_adopted.refusals = {*side->refusal()};
+      return std::move(m_adopted);
     }
+    if (DifferenceOf(m_options.dialect, m_before.lines(), m_after.lines(), {}).IsNone()) {
+      Refuse({m_before.name(), 0, 0}, DifferentBytes(m_before, m_after)
+                                          ? "the two differ in comments and blanks only"
+                                          : "the two do not differ");
+      return std::move(m_adopted);
+    }
+    for (const Goal goal :
+         {Goal::kBytes, Goal::kStatements, Goal::kAnyOrder, Goal::kFirstInAnyOrder}) {
+      if (goal == Goal::kAnyOrder && AreSameButForOrder(m_before, m_after)) break;
+      for (const bool with_siblings : {false, true}) {
+        m_goal = goal;
+        m_manner = {};
+        m_manner.with_siblings = with_siblings;
+        Search();
+        if (m_adopted.refusals.empty()) return std::move(m_adopted);
+      }
+    }
+    for (Finding& refusal : m_adopted.refusals) {
+      if (refusal.name != kDifference)
+        refusal.message = "there is no such template: " + refusal.message;
+    }
+    return std::move(m_adopted);
   }
 
  private:
-  void Refuse(const FilePlace& place, const std::string& what) {
-    m_adopted.refusals.push_back({"difference", what, "", {}, {place}});
+  // Each round takes a line that is the same out of the template, or writes one that changes as
+  // two.
+  void Search() {
+    do {
+      m_adopted = {};
+    } while (!Try(DifferenceOf(m_options.dialect, m_before.lines(), m_after.lines(), m_manner)) &&
+             m_adopted.refusals.empty());
   }
 
-  bool Read(Side& side) {
-    if (side.document.error()) {
-      const auto place = side.places.Of(side.document.error()->at);
-      m_adopted.refusals.push_back({"syntax",
-                                    Describe(*side.document.error()),
-                                    "The server would not take this file: mend it first",
-                                    {},
-                                    {{side.name, place.line, place.column}}});
-      return false;
-    }
-    std::vector<tov_document::BlockId> blocks = {tov_document::kWholeText};
-    if (!m_options.site.empty()) {
-      Finding refusal;
-      const std::optional<Site> site = FindSite(side.document, m_options.site, side.name, refusal);
-      if (!site) {
-        m_adopted.refusals.push_back(std::move(refusal));
-        return false;
-      }
-      blocks = site->blocks;
-    }
-    side.lines = ReadLines(side.document, blocks);
-    return true;
+  void Refuse(const FilePlace& place, const std::string& what) {
+    m_adopted.refusals.push_back({kDifference, what, "", {}, {place}});
   }
 
   // Whether the template does what it is to do. False: it is to be written otherwise, or refused.
@@ -105,28 +83,62 @@ class Changer {
     if (!Leads(request, m_before, m_after, difference, written)) return false;
     m_adopted.values = request.values;
     for (auto& [name, value] : request.values) std::swap(value.old_value, value.new_value);
-    if (!Leads(request, m_after, m_before, difference, written)) return false;
+    if (!Leads(request, m_after, m_before, difference, written) && !LeaveOutTheWayBack()) {
+      return false;
+    }
     m_adopted.template_text =
         Write(m_options.dialect, difference.lines, difference.values, m_options.comment).text;
     return true;
   }
 
+  // False: there is another way to write the template, or there has to be a way back.
+  bool LeaveOutTheWayBack() {
+    if (m_goal != Goal::kFirstInAnyOrder || m_adopted.refusals.empty()) return false;
+    for (Finding& refusal : m_adopted.refusals) {
+      refusal.name = kLeftOut;
+      refusal.message = "there is no way back: " + refusal.message;
+      m_adopted.left_out.push_back(std::move(refusal));
+    }
+    m_adopted.refusals.clear();
+    return true;
+  }
+
   bool Leads(const tov_edit::Request& request, const Side& from, const Side& to,
              const Difference& difference, const WrittenTemplate& written) {
-    const Result result = Edit(request, from.document.text(), from.name);
+    const Result result = Edit(request, from.document().text(), from.name());
     if (!result.refusals.empty()) {
       WriteOtherwise(result.refusals, difference, written);
       return false;
     }
-    if (result.text == to.document.text()) return true;
-    const std::size_t line = FirstDifference(to.document.text(), result.text);
-    if (SplitAt(line, to, difference)) return false;
-    const std::string made = tov_edit::Quoted(LineOf(result.text, line));
-    const std::string wanted = tov_edit::Quoted(LineOf(to.document.text(), line));
-    Refuse({to.name, line, 0},
-           "an edit of " + from.name + " would have " +
-               (made == wanted ? "other blanks here: " + made : made + " here, not " + wanted));
-    return false;
+    const Side made(m_options, {result.text, from.name()});
+    if (made.refusal()) {
+      m_adopted.refusals = {*made.refusal()};
+      return false;
+    }
+    const std::optional<Mismatch> bytes = DifferentBytes(made, to);
+    if (!bytes) return true;
+    const std::optional<Mismatch> statements = DifferentStatements(made, to);
+    const Mismatch& differs = statements && m_goal != Goal::kBytes ? *statements : *bytes;
+    const std::size_t line = to.LineOf(differs.in_second);
+    const std::string is = tov_edit::Quoted(made.TextAround(differs.in_first));
+    const std::string wanted = tov_edit::Quoted(to.TextAround(differs.in_second));
+    const std::string says =
+        is == wanted ? "other blanks here: " + is : is + " here, not " + wanted;
+    const bool reached =
+        m_goal != Goal::kBytes &&
+        (!statements || (m_goal != Goal::kStatements && AreSameButForOrder(made, to)));
+    if (reached) {
+      m_adopted.left_out.push_back(
+          {kLeftOut,
+           std::string(statements ? "the order of lines is" : "comments and blanks are") +
+               " left out: an edit of " + from.name() + " has " + says,
+           "",
+           {},
+           {{to.name(), line, 0}}});
+    } else if (!SplitAt(line, to, difference)) {
+      Refuse({to.name(), line, 0}, "an edit of " + from.name() + " would have " + says);
+    }
+    return reached;
   }
 
   void WriteOtherwise(const std::vector<Finding>& refusals, const Difference& difference,
@@ -139,10 +151,7 @@ class Changer {
     }
     if (any) return;
     m_adopted.refusals = refusals;
-    for (Finding& refusal : m_adopted.refusals) {
-      refusal.message = "there is no such template: " + refusal.message;
-      refusal.template_place = {};
-    }
+    for (Finding& refusal : m_adopted.refusals) refusal.template_place = {};
   }
 
   bool WriteOtherwise(std::size_t line, const Difference& difference) {
@@ -161,10 +170,9 @@ class Changer {
         continue;
       }
       const bool before = &side == &m_before;
-      const Line& own = before ? m_before.lines.all[difference.origins[i].before]
-                               : m_after.lines.all[difference.origins[i].after];
-      if (side.places.Of(own.bytes.begin).line > number ||
-          side.places.Of(own.bytes.end).line < number) {
+      const Line& own = before ? m_before.lines().all[difference.origins[i].before]
+                               : m_after.lines().all[difference.origins[i].after];
+      if (side.LineOf(own.bytes.begin) > number || side.LineOf(own.bytes.end) < number) {
         continue;
       }
       return m_manner.as_two.insert(difference.origins[i]).second;
@@ -173,8 +181,9 @@ class Changer {
   }
 
   const Options& m_options;
-  Side m_before;
-  Side m_after;
+  const Side m_before;
+  const Side m_after;
+  Goal m_goal = Goal::kBytes;
   Manner m_manner;
   Adopted m_adopted;
 };

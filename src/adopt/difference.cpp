@@ -368,6 +368,39 @@ class Merger {
       }
       if (parent != kNone && !lines[parent].kept) line.kept = false;
     }
+    if (m_manner.with_siblings) KeepSiblings();
+  }
+
+  // Of blocks of one name, the last one before one that comes or goes, and the first one behind it.
+  // New servers stand behind all others, whatever the template has.
+  void KeepSiblings() {
+    struct Last {
+      std::size_t block = kNone;  // one that stays
+      bool switched = false;      // another one comes or goes behind it
+    };
+    std::map<std::pair<std::size_t, std::string>, Last> last;  // by the blocks around and the names
+    const std::vector<Line>& lines = m_made.lines.all;
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+      const Line& line = lines[i];
+      const bool open = line.parent == kNone || IsSeenThrough(lines[line.parent]);
+      if (line.kind != Line::Kind::kBlock || line.is_server || !open) continue;
+      Last& before = last[{line.parent, std::string(line.Name())}];
+      if (line.in != Line::In::kBoth) {
+        before.switched = true;
+        KeepOpening(before.block);
+        continue;
+      }
+      if (before.switched) KeepOpening(i);
+      before = {i, false};
+    }
+  }
+
+  // A block, and those around it.
+  void KeepOpening(std::size_t block) {
+    std::vector<Line>& lines = m_made.lines.all;
+    for (; block != kNone && !lines[block].kept; block = lines[block].parent) {
+      lines[block].kept = true;
+    }
   }
 
   // A comment says where a line stands that comes or goes before it.

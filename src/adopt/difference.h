@@ -27,6 +27,7 @@ struct Origin {
 struct Manner {
   std::set<Origin> as_two;       // lines of both that are two in the template, with other words
   std::set<std::size_t> absent;  // lines `before` that need not be there, since they are the same
+  bool with_siblings = false;    // the blocks beside one that comes or goes say where it stands
 };
 
 struct Difference {

@@ -406,6 +406,12 @@ TEST(AdoptChange, FindsWhatDiffers) {
        "<VirtualHost *:8080>\n ServerName a.example\n</VirtualHost>\n",
        "<VirtualHost {% $address %}>\n\tServerName a.example\n</VirtualHost>\n",
        "address=*:80>*:8080"},
+      {"a block that goes from between others", Dialect::kNginx,
+       "map $a $x {\n b c;\n}\nmap $a $y {\n b c;\n}\nmap $a $z {\n b c;\n}\n",
+       "map $a $x {\n b c;\n}\nmap $a $z {\n b c;\n}\n",
+       "map $a $x {\n}\n{% if $version == old %}\nmap $a $y {\n\tb c;\n}\n{% endif %}\n"
+       "map $a $z {\n}\n",
+       "version=old>new"},
       {"lines of no block", Dialect::kApache, "Options -Indexes\nErrorDocument 404 /a.html\n",
        "Options -Indexes\nErrorDocument 404 /b.html\n", "ErrorDocument 404 {% $errordocument %}\n",
        "errordocument=/a.html>/b.html"},
@@ -416,6 +422,7 @@ TEST(AdoptChange, FindsWhatDiffers) {
     options.dialect = c.dialect;
     const Adopted adopted = AdoptChange(options, {c.before, "old.conf"}, {c.after, "new.conf"});
     EXPECT_EQ(Said(adopted.refusals), "");
+    EXPECT_EQ(Said(adopted.left_out), "");
     EXPECT_EQ(adopted.template_text, c.template_text);
     std::string values;
     tov_edit::Request request;
@@ -445,13 +452,14 @@ TEST(AdoptChange, SaysWhichLineItCannotReach) {
       {"nothing differs", one, one, "old.conf: the two do not differ [difference]\n"},
       {"a blank line", one, "server {\n server_name a.example;\n\n gzip on;\n}\n",
        "old.conf: the two differ in comments and blanks only [difference]\n"},
-      {"a line's comment goes with it", "server {\n server_name a.example;\n gzip on; # yes\n}\n",
-       "server {\n server_name a.example;\n}\n",
-       "old.conf:3: an edit of new.conf would have 'gzip on;' here, not 'gzip on; # yes' "
-       "[difference]\n"},
       {"another order", "server {\n server_name a.example;\n gzip on;\n expires 1d;\n}\n",
        "server {\n server_name a.example;\n expires 1d;\n gzip on;\n}\n",
        "new.conf:3: an edit of old.conf would have 'gzip on;' here, not 'expires 1d;' "
+       "[difference]\n"},
+      {"the order of what the server minds the order of",
+       "server {\n rewrite a b;\n gzip on;\n return 404;\n}\n",
+       "server {\n return 404;\n gzip off;\n rewrite a b;\n}\n",
+       "new.conf:2: an edit of old.conf would have 'rewrite a b;' here, not 'return 404;' "
        "[difference]\n"},
       {"a text that the server does not read", one, "server {\n",
        "new.conf:1:1: the block that begins here does not close. The server would not take this "
@@ -463,6 +471,96 @@ TEST(AdoptChange, SaysWhichLineItCannotReach) {
     EXPECT_EQ(Said(adopted.refusals), c.said);
     EXPECT_EQ(adopted.template_text, "");
   }
+}
+
+// What the server does not mind, and the way back, is no reason for there being no template.
+TEST(AdoptChange, SaysWhatAnEditMakesOtherwise) {
+  struct LeftOutCase {
+    std::string name;
+    Dialect dialect = Dialect::kNginx;
+    std::string before;
+    std::string after;
+    std::string forth;  // what edits with the template make
+    std::string back;
+    std::string said;
+  };
+  const std::string site = "server {\n listen 80;\n\n root /srv/a;\n}\n";
+  const std::vector<LeftOutCase> cases = {
+      {"a line that comes with a blank line", Dialect::kNginx, site,
+       "server {\n listen 80;\n\n gzip on;\n\n root /srv/a;\n}\n",
+       "server {\n listen 80;\n\n gzip on;\n root /srv/a;\n}\n",
+       "server {\n listen 80;\n\n\n root /srv/a;\n}\n",
+       "new.conf:5: comments and blanks are left out: an edit of old.conf has 'root /srv/a;' here, "
+       "not '' [left-out]\n"
+       "old.conf:4: comments and blanks are left out: an edit of new.conf has '' here, not "
+       "'root /srv/a;' [left-out]\n"},
+      {"a comment goes with its line", Dialect::kNginx,
+       "server {\n server_name a.example;\n gzip on; # yes\n}\n",
+       "server {\n server_name a.example;\n}\n", "server {\n server_name a.example;\n}\n",
+       "server {\n server_name a.example;\n gzip on;\n # yes\n}\n",
+       "old.conf:3: comments and blanks are left out: an edit of new.conf has 'gzip on;' here, not "
+       "'gzip on; # yes' [left-out]\n"},
+      {"a site goes from between others", Dialect::kApache,
+       "<VirtualHost *:80>\n ServerName a.example\n</VirtualHost>\n<VirtualHost *:80>\n"
+       " ServerName b.example\n</VirtualHost>\n<VirtualHost *:80>\n ServerName c.example\n"
+       "</VirtualHost>\n",
+       "<VirtualHost *:80>\n ServerName a.example\n</VirtualHost>\n<VirtualHost *:80>\n"
+       " ServerName c.example\n</VirtualHost>\n",
+       "<VirtualHost *:80>\n ServerName a.example\n</VirtualHost>\n<VirtualHost *:80>\n"
+       " ServerName c.example\n</VirtualHost>\n",
+       "<VirtualHost *:80>\n ServerName a.example\n</VirtualHost>\n<VirtualHost *:80>\n"
+       " ServerName c.example\n</VirtualHost>\n<VirtualHost *:80>\n ServerName b.example\n"
+       "</VirtualHost>\n",
+       "old.conf:5: the order of lines is left out: an edit of new.conf has 'ServerName c.example' "
+       "here, not 'ServerName b.example' [left-out]\n"},
+      {"the first of the sites goes", Dialect::kNginx,
+       "server {\n server_name a.example;\n}\nserver {\n server_name b.example;\n}\n",
+       "server {\n server_name b.example;\n}\n", "server {\n server_name b.example;\n}\n",
+       "server {\n server_name b.example;\n}\nserver {\n server_name a.example;\n}\n",
+       "old.conf:2: there is no way back: an edit of new.conf would have 'server_name b.example;' "
+       "here, not 'server_name a.example;' [left-out]\n"},
+      {"a block comes among directives", Dialect::kApache,
+       "<VirtualHost *:80>\n ServerName a.example\n DocumentRoot /srv/a\n</VirtualHost>\n",
+       "<VirtualHost *:80>\n ServerName a.example\n <Location /a>\n  Require all denied\n "
+       "</Location>\n DocumentRoot /srv/a\n</VirtualHost>\n",
+       "<VirtualHost *:80>\n ServerName a.example\n DocumentRoot /srv/a\n <Location /a>\n"
+       "  Require all denied\n </Location>\n</VirtualHost>\n",
+       "<VirtualHost *:80>\n ServerName a.example\n DocumentRoot /srv/a\n</VirtualHost>\n",
+       "new.conf:3: the order of lines is left out: an edit of old.conf has 'DocumentRoot /srv/a' "
+       "here, not '<Location /a>' [left-out]\n"},
+  };
+  for (const LeftOutCase& c : cases) {
+    SCOPED_TRACE(c.name);
+    Options options;
+    options.dialect = c.dialect;
+    const Adopted adopted = AdoptChange(options, {c.before, "old.conf"}, {c.after, "new.conf"});
+    EXPECT_EQ(Said(adopted.refusals), "");
+    EXPECT_EQ(Said(adopted.left_out), c.said);
+    tov_edit::Request request;
+    request.dialect = c.dialect;
+    request.template_text = adopted.template_text;
+    request.values = adopted.values;
+    EXPECT_EQ(Edit(request, c.before, "old.conf").text, c.forth);
+    for (auto& [name, value] : request.values) std::swap(value.old_value, value.new_value);
+    EXPECT_EQ(Edit(request, c.after, "new.conf").text, c.back);
+  }
+}
+
+TEST(AdoptChange, ComparesTheSiteOnlyWhenOneIsNamed) {
+  const auto config = [](const std::string& size, const std::string& other) {
+    return "server {\n server_name a.example;\n client_max_body_size " + size +
+           ";\n}\nserver {\n server_name b.example;\n root " + other + ";\n}\n";
+  };
+  Options options;
+  options.site = "a.example";
+  const Adopted adopted = AdoptChange(options, {config("1m", "/srv/b"), "old.conf"},
+                                      {config("2m", "/srv/c"), "new.conf"});
+  EXPECT_EQ(Said(adopted.refusals), "");
+  EXPECT_EQ(Said(adopted.left_out), "");
+  tov_edit::Request request;
+  request.template_text = adopted.template_text;
+  request.values = adopted.values;
+  EXPECT_EQ(Edit(request, config("1m", "/srv/b"), "old.conf").text, config("2m", "/srv/b"));
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <iostream>
 #include <map>
@@ -135,9 +136,39 @@ std::string Edited(const tov_edit::Request& request, const std::string& text) {
 }
 
 struct Counts {
-  int found = 0;
+  int exact = 0;                       // the bytes are recovered
+  int found = 0;                       // what the server reads is
   std::map<std::string, int> refused;  // by names
 };
+
+// The directives and blocks of a text, each with the blocks around it, in no order.
+std::vector<std::string> Unordered(Dialect dialect, const std::string& text) {
+  std::vector<std::string> around;
+  std::vector<std::string> all;
+  for (const edit_judge::OutlineLine& line :
+       edit_judge::OutlineOf(edit_judge::ReadTree(dialect, text))) {
+    around.resize(line.depth);
+    all.push_back(around.empty() ? "" : around.back());
+    for (const std::string& word : line.words) all.back() += word + '\0';
+    around.push_back(all.back() + '{');
+  }
+  std::sort(all.begin(), all.end());
+  return all;
+}
+
+// `left_out`: what is said of what `made` has not of `wanted`.
+void ExpectMade(Dialect dialect, const std::string& made, const std::string& wanted,
+                const std::string& left_out) {
+  if (left_out.empty()) {
+    EXPECT_EQ(made, wanted);
+  } else if (left_out.find("the order of lines is left out") != std::string::npos) {
+    EXPECT_EQ(Unordered(dialect, made), Unordered(dialect, wanted));
+  } else {
+    EXPECT_TRUE(edit_judge::OutlineOf(edit_judge::ReadTree(dialect, made)) ==
+                edit_judge::OutlineOf(edit_judge::ReadTree(dialect, wanted)))
+        << made << wanted;
+  }
+}
 
 void Try(Dialect dialect, const std::string& before, const std::string& after, Counts& counts) {
   tov_adopt::Options options;
@@ -155,17 +186,32 @@ void Try(Dialect dialect, const std::string& before, const std::string& after, C
     }
     return;
   }
+  std::map<std::string, std::string> left_out;  // by the file that is not reached
+  bool no_way_back = false;
+  for (const tov_edit::Finding& finding : adopted.left_out) {
+    if (finding.message.find("there is no way back") == 0) {
+      no_way_back = true;
+      continue;
+    }
+    left_out[finding.config_places.at(0).file] = finding.message;
+  }
   ++counts.found;
+  if (adopted.left_out.empty()) ++counts.exact;
   tov_edit::Request request;
   request.dialect = options.dialect;
   request.template_text = adopted.template_text;
   request.values = adopted.values;
-  EXPECT_EQ(Edited(request, before), after);
+  ExpectMade(dialect, Edited(request, before), after, left_out["after.conf"]);
   for (auto& [name, value] : request.values) std::swap(value.old_value, value.new_value);
-  EXPECT_EQ(Edited(request, after), before);
+  if (no_way_back) {
+    EXPECT_NE(Edited(request, after), before);
+  } else {
+    ExpectMade(dialect, Edited(request, after), before, left_out["before.conf"]);
+  }
 }
 
-void ExpectFound(Dialect dialect, RandomChange::Kind kind, int least_of_100) {
+// `exact` and `found`: how many of a hundred at least.
+void ExpectFound(Dialect dialect, RandomChange::Kind kind, int exact, int found) {
   Counts counts;
   const auto seed = static_cast<unsigned>(NumberFrom("SEED", 1));
   const int rounds = NumberFrom("CASES", 3);
@@ -180,32 +226,33 @@ void ExpectFound(Dialect dialect, RandomChange::Kind kind, int least_of_100) {
     }
   }
   int refused = 0;
-  std::cout << counts.found << " found";
+  std::cout << counts.found << " found, " << counts.exact << " of them exactly";
   for (const auto& [name, count] : counts.refused) {
     std::cout << ", " << count << " refused as " << name;
     refused += count;
   }
   std::cout << "\n";
   EXPECT_GT(counts.found, 50);
-  EXPECT_GE(100 * counts.found, least_of_100 * (counts.found + refused));
+  EXPECT_GE(100 * counts.exact, exact * (counts.found + refused));
+  EXPECT_GE(100 * counts.found, found * (counts.found + refused));
 }
 
 TEST(RandomChanges, OfWordsOfNginxAreFoundAgain) {
-  ExpectFound(Dialect::kNginx, RandomChange::Kind::kWords, 90);
+  ExpectFound(Dialect::kNginx, RandomChange::Kind::kWords, 90, 95);
 }
 
 TEST(RandomChanges, OfWordsOfApacheAreFoundAgain) {
-  ExpectFound(Dialect::kApache, RandomChange::Kind::kWords, 90);
+  ExpectFound(Dialect::kApache, RandomChange::Kind::kWords, 90, 95);
 }
 
 // A line that comes back stands where an edit puts it, not always where it stood among blank lines
 // and comments.
 TEST(RandomChanges, OfLinesOfNginxAreFoundAgain) {
-  ExpectFound(Dialect::kNginx, RandomChange::Kind::kLines, 60);
+  ExpectFound(Dialect::kNginx, RandomChange::Kind::kLines, 60, 90);
 }
 
 TEST(RandomChanges, OfLinesOfApacheAreFoundAgain) {
-  ExpectFound(Dialect::kApache, RandomChange::Kind::kLines, 60);
+  ExpectFound(Dialect::kApache, RandomChange::Kind::kLines, 60, 90);
 }
 
 // A site of a text becomes a template, an edit with which changes nothing. With another name it can
