@@ -40,6 +40,7 @@ class BlockPlanner {
     ForEach([this](std::size_t position) { m_plain.ClaimNew(position); });
     ForEach([this](std::size_t position) { m_words.State(position); });
     ForEach([this](std::size_t position) { m_words.StateAll(position); });
+    m_words.StateMissingNames();
     ForEach([this](std::size_t position) { m_plain.ClaimBeginning(position); });
     ForEach([this](std::size_t position) { m_plain.ClaimComment(position); });
     ForEach([this](std::size_t position) { RemoveLine(position); });

@@ -424,14 +424,34 @@ WordDirectives::Outcome WordDirectives::WholeFor(Pointers fitting, const Written
                                [](const Directive* directive) { return IsStated(*directive); }),
                 fitting.end());
   if (fitting.empty()) return {};
-  if (fitting.size() > 1) {
-    Outcome several{Kind::kSeveral, {}};
-    for (const Directive* const directive : fitting) several.children.push_back(directive->child);
-    return several;
-  }
+  if (fitting.size() > 1) return SeveralOf(fitting);
   Directive& directive = *fitting.front();
   Words words = WordsOf(now);
   words.front() = directive.before.front();
+  Replace(directive, std::move(words));
+  return OutcomeOf(directive, true);
+}
+
+WordDirectives::Outcome WordDirectives::SeveralOf(const Pointers& directives) {
+  Outcome several{Kind::kSeveral, {}};
+  for (const Directive* const directive : directives) several.children.push_back(directive->child);
+  return several;
+}
+
+// Of a directive that other lines state words of, too, these stay beside those of `now`.
+WordDirectives::Outcome WordDirectives::WholeBesideStated(const Pointers& fitting,
+                                                          const Written& now) {
+  if (fitting.size() > 1) return SeveralOf(fitting);
+  Directive& directive = *fitting.front();
+  Words words = WordsOf(now);
+  words.front() = directive.before.front();
+  for (std::size_t i = 1; i < directive.words.size(); ++i) {
+    const NewWord& word = directive.words[i];
+    const bool there = std::any_of(words.begin() + 1, words.end(), [&](const NewWord& other) {
+      return Normal(other.value) == Normal(word.value);
+    });
+    if (directive.stated[i] && !there) words.push_back(word);
+  }
   Replace(directive, std::move(words));
   return OutcomeOf(directive, true);
 }
@@ -446,7 +466,9 @@ WordDirectives::Outcome WordDirectives::StateAllNames(const std::string& old_fix
     for (Directive* const directive : own) {
       if (SpotIn(NumberOf(*directive), Normal(*fixed), true)) fitting.push_back(directive);
     }
-    if (!fitting.empty()) return WholeFor(std::move(fitting), now);
+    if (fitting.empty()) continue;
+    const Outcome outcome = WholeFor(fitting, now);
+    return outcome.kind == Kind::kMissing ? WholeBesideStated(fitting, now) : outcome;
   }
   return {};
 }

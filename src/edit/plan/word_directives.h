@@ -75,8 +75,9 @@ class WordDirectives {
   // states besides is added to the directive that has one of them. `steps`: see StepsOfNames.
   Outcome StateNames(const Written& was, const Written& now, const std::vector<Step>& steps);
 
-  // A taken line with a trailing place: all words of one directive. `fixed` is the name that stands
-  // before the place, with its old and its new value; "": none does.
+  // A taken line with a trailing place: all words of one directive, but for those that other lines
+  // state of it. `fixed` is the name that stands before the place, with its old and its new value;
+  // "": none does.
   Outcome StateAllNames(const std::string& old_fixed, const std::string& new_fixed,
                         const Written& now);
 
@@ -161,6 +162,8 @@ class WordDirectives {
                   const std::optional<NewWord>& wanted, Step step, Going& going);
   bool SaysAddress(const Written& written) const;
   Outcome WholeFor(Pointers fitting, const Written& now);
+  static Outcome SeveralOf(const Pointers& directives);
+  Outcome WholeBesideStated(const Pointers& fitting, const Written& now);
   std::string Normal(const std::string& name) const;
   static std::string Address(const Words& words);
   bool SameHost(const Words& a, const Words& b) const;

@@ -61,7 +61,7 @@ void WordLines::State(std::size_t position) {
   const Written& was = line.was ? *line.was : *line.now;
   switch (m_work.RoleOfLine(line)) {
     case Role::kNames:
-      Take(position, m_work.words().StateNames(was, *line.now, AllSteps().names.at(position)));
+      StateNames(position, true);
       break;
     case Role::kAddress:
       Take(position, m_work.words().StateAddress(line.was ? &was : nullptr, *line.now,
@@ -74,6 +74,22 @@ void WordLines::State(std::size_t position) {
     case Role::kPlain:
       break;
   }
+}
+
+// `may_wait`: what is not there yet may be among the names of a trailing place.
+void WordLines::StateNames(std::size_t position, bool may_wait) {
+  const TemplateLine& line = m_work.Line(position);
+  const Written& was = line.was ? *line.was : *line.now;
+  const Outcome outcome = m_work.words().StateNames(was, *line.now, AllSteps().names.at(position));
+  if (outcome.kind == Outcome::Kind::kMissing && may_wait) {
+    m_missing_names.push_back(position);
+  } else {
+    Take(position, outcome);
+  }
+}
+
+void WordLines::StateMissingNames() {
+  for (const std::size_t position : m_missing_names) StateNames(position, false);
 }
 
 // Whether a line that is not taken states the same address: then the options differ on purpose.

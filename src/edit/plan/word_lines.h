@@ -30,6 +30,9 @@ class WordLines {
   // A taken line with a trailing place: it states all words of a directive.
   void StateAll(std::size_t position);
 
+  // Lines of names of which none was there before that.
+  void StateMissingNames();
+
   // What a line that is not taken states goes; false: nothing of it was there.
   bool Remove(std::size_t position, Role role, const Written& written);
 
@@ -50,6 +53,7 @@ class WordLines {
   std::vector<std::size_t> LinesOf(Role role) const;
   bool TakesTheBranchOfAnother(const TemplateLine& line);
   std::set<Texts> UntakenAddresses() const;
+  void StateNames(std::size_t position, bool may_wait);
   void StateOptions(std::size_t position, const Written& was);
   void JoinOptions(std::size_t position, Addition& addition);
   bool RefuseMixed(std::size_t position, const Words& before, const Words& after);
@@ -59,6 +63,7 @@ class WordLines {
   BlockWork& m_work;
   Additions& m_additions;
   std::optional<Steps> m_steps;              // read before the first line has its turn
+  std::vector<std::size_t> m_missing_names;  // lines of which no name is there yet
   Addition* m_options = nullptr;             // the addition that has the words of all Options
   std::optional<std::set<Texts>> m_untaken;  // what lines that are not taken state of addresses
   std::vector<std::pair<std::size_t, std::size_t>> m_changes;  // lines, and whose words they change
