@@ -320,12 +320,26 @@ class Reader {
       case Unwritable::kNothing:
         what += several ? " do not stay in their places: " : " does not stay in its place: ";
         what += Quoted(filling.text);
-        hint = "A full place is one word; for several use a trailing place";
+        hint = HintFor(authored, filling.guilty);
         break;
     }
     std::vector<Remedy> remedies;
     if (MayBeQuoted(authored, filling.guilty)) remedies.push_back(Remedy::kQuote);
     RefuseValues(line.place, what, hint, filling.guilty, std::move(remedies));
+  }
+
+  // What the places of these values may hold.
+  static std::string HintFor(const AuthoredLine& authored, const std::vector<std::string>& names) {
+    bool in_quotes = false;
+    for (std::size_t i = 0; i < authored.places().size(); ++i) {
+      const Place& place = authored.places()[i];
+      if (std::find(names.begin(), names.end(), place.name) == names.end()) continue;
+      if (!place.trailing) return "A full place is one word; for several use a trailing place";
+      in_quotes = in_quotes || authored.IsInWord(i);
+    }
+    if (in_quotes) return "A trailing place in quotes is one word";
+    return std::string("A trailing place is any number of words of one ") +
+           (authored.kind() == LineKind::kOpening ? "opening line" : "directive");
   }
 
   // Whether quotes could help.
