@@ -1610,6 +1610,30 @@ TEST(ATemplateWithoutNames, IsLookedForInEachText) {
   EXPECT_TRUE(Edit(request, "server {\n  listen 81;\n}\n", "site.conf").skipped);
 }
 
+TEST(ABlockThatMoves, IsNotMade) {
+  const std::string config = "server {\n  listen 80;\n  server_name b;\n}\n";
+  const std::string text = "server {\nlisten {% $l %};\nserver_name a;\nroot /x;\n}\n";
+  ExpectRefusals(
+      Dialect::kNginx,
+      {{"no block with its name",
+        config,
+        text,
+        {{"l", "80", "8080"}},
+        "unmatched-section",
+        "site.template:1:1:",
+        "there is no 'server {' (a, *:80) in site.conf; there are site.conf:1:1 'server' "
+        "(b, *:80). Correct the old value, or leave it out for a new block"}});
+  const std::string site = "server {\n  listen 8080;\n  server_name a;\n  root /x;\n}\n";
+  ExpectEdits(Dialect::kNginx,
+              {{"it has moved", config + site, text, {{"l", "80", "8080"}}, config + site},
+               {"it is new", config, text, {{"l", kNone, "8080"}}, config + site},
+               {"the same address in other words",
+                config,
+                text,
+                {{"l", "*:8080", "8080"}},
+                config + site}});
+}
+
 TEST(BlocksAreMade, OnlyWhenThatIsAskedFor) {
   const std::string text = "server {\nserver_name a;\nlocation /x {\nreturn 404;\n}\n}\n";
   const auto never = [](Request& request) { request.create = Create::kNever; };

@@ -353,8 +353,8 @@ bool SaysRenamed(const TemplateTree& tree, Dialect dialect, std::size_t block) {
   const TemplateLine& opening = *evidence.opening;
   const bool opens_otherwise =
       opening.was && opening.now && !SameHead(dialect, opening.was->words, opening.now->words);
-  const bool moves = !evidence.HasName() && !evidence.old_addresses.empty() &&
-                     evidence.old_addresses != evidence.new_addresses;
+  const bool moves =
+      !evidence.old_addresses.empty() && evidence.old_addresses != evidence.new_addresses;
   return opens_otherwise || moves ||
          (evidence.old_name && evidence.new_name && evidence.old_name != evidence.new_name);
 }

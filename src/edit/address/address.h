@@ -50,8 +50,8 @@ struct Match {
 std::vector<Match> FindBlocks(const TemplateTree& tree, Contents& contents,
                               const std::string& config_name, bool all, Findings& findings);
 
-// Whether the template says that the block was called otherwise: its opening line, or its name, had
-// an old value.
+// Whether the template says that the block was called otherwise: its opening line, its name or its
+// addresses had an old value.
 bool SaysRenamed(const TemplateTree& tree, Dialect dialect, std::size_t block);
 
 }  // namespace tov_edit
