@@ -360,8 +360,10 @@ class Editor {
   void CheckMissing(const TemplateTree& tree, const Contents& contents, std::size_t block,
                     const std::vector<BlockId>& around) {
     const bool renamed = SaysRenamed(tree, m_request.dialect, block);
-    if (!renamed && m_request.create != Create::kNever) return;
     const TemplateLine& opening = tree.lines[tree.blocks[block].opening];
+    const bool may_be_made = !renamed && m_request.create != Create::kNever;
+    const bool has_place = !may_be_made || HasPlaceFor(opening, contents, around.front());
+    if (may_be_made && has_place) return;
     const bool is_inside = around.front() != tov_document::kWholeText;
     std::string where = is_inside ? Described(contents, m_name, around.front()) : m_name;
     if (around.size() > 1) {
@@ -372,8 +374,32 @@ class Editor {
             "there is no " + SoughtBlock(tree, m_request.dialect, block) + " in " + where +
                 Candidates(contents, opening, around.front()),
             renamed ? "Correct the old value, or leave it out for a new block"
-                    : "It is not made, as was asked",
+            : !has_place
+                ? "nginx takes no server outside of http, stream and mail, and there is no "
+                  "http: write the block around it into the template"
+                : "It is not made, as was asked",
             opening.place});
+  }
+
+  // False: it is a server of nginx, for the top level of a text that takes none.
+  bool HasPlaceFor(const TemplateLine& opening, const Contents& contents, BlockId around) {
+    if (m_request.dialect != Dialect::kNginx || around != tov_document::kWholeText) return true;
+    if (!opening.now || opening.now->words.front() != "server") return true;
+    if (!m_takes_servers) m_takes_servers = TakesServers(contents);
+    return *m_takes_servers;
+  }
+
+  // Whether http, or what stands in it, is in the text; false: it is a whole configuration of nginx
+  // that serves something else.
+  static bool TakesServers(const Contents& contents) {
+    const auto& blocks = contents.document().blocks();
+    bool is_whole = false;
+    for (BlockId id = 1; id < blocks.size(); id = blocks[id].next) {
+      const std::string name = contents.HeadOf(id).front();
+      if (name == "http" || name == "server") return true;
+      is_whole = is_whole || name == "events" || name == "stream" || name == "mail";
+    }
+    return !is_whole;
   }
 
   // The first blocks of the same kind in `around`, for a message.
@@ -446,7 +472,9 @@ class Editor {
   Result m_result;
   NewTexts m_texts;  // of the files that change
   std::map<std::size_t, std::vector<Change>> m_changes;
-  std::map<std::pair<BlockId, std::string>, std::string> m_candidates;  // by blocks around, names
+  std::map<std::pair<BlockId, std::string>, std::string> m_candidates;
+  std::optional<bool>
+      m_takes_servers;  // of nginx, when it was asked for  // by blocks around, names
 };
 
 }  // namespace

@@ -1634,6 +1634,46 @@ TEST(ABlockThatMoves, IsNotMade) {
                 config + site}});
 }
 
+TEST(AServerOfNginx, IsNotMadeWhereNginxTakesNone) {
+  const std::string mail = "mail {\n  server {\n    listen 143;\n  }\n}\n";
+  const std::string text = "server {\nlisten 143;\nproxy on;\n}\n";
+  const auto refused = [&](const std::string& name, const std::string& config,
+                           const std::string& there) {
+    return SaidCase{name,
+                    config,
+                    text,
+                    {},
+                    "unmatched-section",
+                    "site.template:1:1:",
+                    "there is no 'server {' (*:143) in site.conf" + there +
+                        ". nginx takes no server outside of http, stream and mail, and there is no "
+                        "http: write the block around it into the template"};
+  };
+  ExpectRefusals(Dialect::kNginx, {refused("a whole configuration", "events {\n}\n", ""),
+                                   refused("the server stands in mail", "user www;\n" + mail,
+                                           "; there are site.conf:3:3 'server' (*:143) in 'mail'"),
+                                   {"it is to go, and stands in mail",
+                                    mail,
+                                    Untaken(text),
+                                    {},
+                                    "not-found",
+                                    "site.template:2:1:",
+                                    "there are site.conf:2:3 'server' (*:143) in 'mail'",
+                                    [](Request& request) { request.must_exist = true; }}});
+  const std::string made = "server {\n\tlisten 143;\n\tproxy on;\n}\n";
+  ExpectEdits(Dialect::kNginx, {{"an empty text", "", text, {}, made},
+                                {"a part of http",
+                                 "upstream u {\n\tserver b;\n}\n",
+                                 text,
+                                 {},
+                                 "upstream u {\n\tserver b;\n}\n" + made},
+                                {"the block around is stated",
+                                 mail,
+                                 "mail {\n" + text + "}\n",
+                                 {},
+                                 "mail {\n  server {\n    listen 143;\n    proxy on;\n  }\n}\n"}});
+}
+
 TEST(BlocksAreMade, OnlyWhenThatIsAskedFor) {
   const std::string text = "server {\nserver_name a;\nlocation /x {\nreturn 404;\n}\n}\n";
   const auto never = [](Request& request) { request.create = Create::kNever; };

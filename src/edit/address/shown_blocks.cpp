@@ -8,6 +8,7 @@
 #include "document/meaning.h"
 #include "edit/address/evidence.h"
 #include "edit/finding.h"
+#include "edit/match/head_index.h"
 
 namespace tov_edit {
 namespace {
@@ -70,6 +71,10 @@ std::string BlocksLike(const Contents& contents, const std::string& config_name,
       continue;
     }
     listed += (count++ == 0 ? "; there are " : ", ") + Described(contents, config_name, id);
+    const BlockId parent = blocks[id].parent;
+    if (parent != around && !MayBeLeftOut(contents, parent, around)) {
+      listed += " in " + Quoted(contents.HeadOf(parent).front());
+    }
   }
   return listed;
 }
