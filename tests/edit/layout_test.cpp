@@ -194,7 +194,7 @@ TEST(NewLines, EndLikeTheOthers) {
         InServer("gzip on;\nlocation /x {\nreturn 404;\n}\n"),
         {},
         "server {\r\n  server_name a;\r\n  gzip on;\r\n\r\n  location /x {\r\n    return 404;\r\n"
-        "  }\r\n}\r\n"},
+        "  }\r\n\r\n}\r\n"},
        {"a template with CRLF",
         "server {\n  server_name a;\n}\n",
         "server {\r\nserver_name a;\r\ngzip on;\r\n}\r\n",

@@ -1184,6 +1184,30 @@ TEST(ALocation, ThatNginxWouldNotTakeTwiceIsRefused) {
   ExpectEdits(Dialect::kNginx, {forced});
 }
 
+// With the blank lines at the end of what it stands in, forth and back.
+TEST(ANewBlock, StandsBeforeBlankLinesAtTheEnd) {
+  const std::string text =
+      "{% if $on %}\nserver {\n\tserver_name a;\n}\nserver {\n\tserver_name b;\n}\n{% endif %}\n";
+  const std::string made = "\nserver {\n\tserver_name a;\n}\n\nserver {\n\tserver_name b;\n}\n";
+  const std::string upstream = "upstream u {\n\tserver c;\n}\n";
+  const std::string inner = "location /x {\n\t\treturn 404;\n\t}\n";
+  const std::string location = "server {\n{% if $on %}\n\t" + inner + "{% endif %}\n}\n";
+  const auto server = [](const std::string& lines) { return "server {\n" + lines + "}\n"; };
+  const NamedValues on = {{"on", kNone, "yes"}};
+  const std::vector<std::pair<std::string, std::string>> texts = {
+      {upstream + "\n", upstream + made + "\n"},
+      {upstream + "\n\n", upstream + made + "\n\n"},
+  };
+  for (const auto& [before, after] : texts) {
+    ExpectEdits(Dialect::kNginx, {{"forth", before, text, on, after}});
+    ExpectEdits(Dialect::kNginx, {{"back", after, text, {}, before}});
+  }
+  const std::string plain = server("\tgzip on;\n\n");
+  const std::string with = server("\tgzip on;\n\n\t" + inner + "\n");
+  ExpectEdits(Dialect::kNginx, {{"inside", plain, location, on, with}});
+  ExpectEdits(Dialect::kNginx, {{"inside, back", with, location, {}, plain}});
+}
+
 TEST(ANewBlock, KeepsToTheOrderOfTheTemplate) {
   const std::string x = "\tlocation ~ x {\n\t}\n";
   const std::string y = "\tlocation ~ y {\n\t}\n";

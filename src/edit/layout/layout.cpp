@@ -411,6 +411,45 @@ void Layout::Add(const Place& place, const std::vector<std::string>& lines,
   m_meant.Add(place.block, m_patches.back().begin, lines);
 }
 
+// Blank lines at the end of what it stands in stay behind a new block, and one is put before it:
+// one that is removed takes the blank line before it along, and only that.
+void Layout::AddBlock(const Place& place, const std::vector<std::string>& lines,
+                      const std::vector<std::size_t>& depths, bool blank_between,
+                      std::size_t line) {
+  std::optional<std::size_t> at;
+  if (place.kind == Place::Kind::kAtEnd) at = BlankEnd(place.block);
+  if (!at) {
+    Add(place, lines, depths, blank_between, line);
+    return;
+  }
+  AddLines(*at, IndentationIn(place.block), lines, depths, true, line);
+  m_meant.Add(place.block, *at, lines);
+}
+
+// Where the blank lines begin that the block ends with. None: there are none, or nothing else.
+std::optional<std::size_t> Layout::BlankEnd(BlockId block) {
+  const auto [known, is_new] = m_blank_ends.try_emplace(block);
+  if (!is_new) return known->second;
+  const bool is_whole = block == tov_document::kWholeText;
+  const std::size_t begin = is_whole ? 0 : m_document.blocks()[block].body.begin;
+  std::size_t end = m_text.size();
+  if (!is_whole) {
+    const std::size_t closing = m_document.blocks()[block].closing.begin;
+    if (!IsFirstOnLine(closing)) return std::nullopt;
+    end = LineBegin(closing);
+  }
+  std::size_t at = end;
+  while (at > begin && BeginsLine(at)) {
+    const std::size_t before = LineBegin(at - 1);
+    if (before < begin || !IsBlankLine(before)) break;
+    at = before;
+  }
+  const bool holds_more =
+      m_text.substr(begin, at - begin).find_first_not_of(" \t\r\n\v\f") != std::string_view::npos;
+  if (at < end && holds_more) known->second = at;
+  return known->second;
+}
+
 void Layout::AddText(const Place& place, const std::vector<std::string>& lines,
                      const std::vector<std::size_t>& depths, bool blank_between, std::size_t line) {
   if (place.kind == Place::Kind::kAtEnd) {

@@ -40,6 +40,9 @@ class Layout : public Writer {
   void Remove(const Child& child, std::size_t line, bool own_blank) override;
   void Add(const Place& place, const std::vector<std::string>& lines,
            const std::vector<std::size_t>& depths, bool blank_between, std::size_t line) override;
+  void AddBlock(const Place& place, const std::vector<std::string>& lines,
+                const std::vector<std::size_t>& depths, bool blank_between,
+                std::size_t line) override;
 
   // What is new has the line ends and the indentation that it would have in the other's text.
   void UseStyleOf(Layout& other);
@@ -97,6 +100,7 @@ class Layout : public Writer {
   bool HoldsComment(const std::vector<std::string>& lines) const;
   void AddInline(std::size_t at, const std::string& before, const std::vector<std::string>& lines,
                  const std::string& behind, std::size_t line);
+  std::optional<std::size_t> BlankEnd(BlockId block);
   void AddAtEnd(BlockId block, const std::vector<std::string>& lines,
                 const std::vector<std::size_t>& depths, bool blank_before, std::size_t line);
 
@@ -126,6 +130,7 @@ class Layout : public Writer {
   mutable std::optional<Line> m_blanks;  // those looked at last: there may be many
   std::optional<std::string> m_end;
   std::optional<std::string> m_step;
+  std::unordered_map<BlockId, std::optional<std::size_t>> m_blank_ends;
   std::unordered_map<BlockId, std::string> m_indentations;  // in blocks, as long as nothing goes
 };
 

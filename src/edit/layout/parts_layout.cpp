@@ -187,7 +187,7 @@ void PartsLayout::AddBlock(const Place& place, const std::vector<std::string>& l
                            std::size_t line) {
   const FilePosition beside = PositionOf(place);
   if (!IsAroundServers(place.block) || m_parts.files().size() == 1) {
-    SheetOf(beside.file).layout.Add(beside.place, lines, depths, blank_between, line);
+    SheetOf(beside.file).layout.AddBlock(beside.place, lines, depths, blank_between, line);
     return;
   }
   const std::optional<std::size_t> home = m_homes.count(beside.file) != 0 ? beside.file
@@ -209,7 +209,7 @@ void PartsLayout::AddBlock(const Place& place, const std::vector<std::string>& l
           ? beside
           : InFile(*home, place.block, NameIn(m_document.dialect(), Joined(lines)));
   const bool first = position.place.kind == Place::Kind::kAtEnd;
-  sheet.layout.Add(position.place, lines, depths, blank_between && !first, line);
+  sheet.layout.AddBlock(position.place, lines, depths, blank_between && !first, line);
 }
 
 // Behind the last block of this name in `file`, else behind all that stands there in `block`.
