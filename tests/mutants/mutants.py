@@ -18,6 +18,7 @@ out; so is what does not compile, as other numbers for constants do not.
 """
 import argparse
 import collections
+import ctypes
 import hashlib
 import os
 import random
@@ -54,9 +55,10 @@ PARTS = {
     "src/update": [
         "explained_output_test", "server_warnings_test", "descriptor_test", "open_files_test",
         "work_files_test", "shell_command_test", "server_commands_test", "overtaken_update_test",
-        "cancelled_update_test", "host_process_test", "file_update_test", "update_threads_test",
-        "memory_update_test", "cli_apply_test", "cli_apply_server_test", "cli_surroundings_test",
-        "cli_failing_machine_test", "interrupted_update_test"],
+        "failing_system_test", "cancelled_update_test", "host_process_test", "file_update_test",
+        "update_threads_test", "side_by_side_test", "memory_update_test", "cli_apply_test",
+        "cli_apply_server_test", "cli_surroundings_test", "cli_failing_machine_test",
+        "interrupted_update_test"],
 }
 
 OTHER_OPERATOR = {
@@ -109,6 +111,36 @@ def errors(unit):
     return [(str(error), [(said.location.file.name, said.location.offset)
                           for said in [error, *error.children] if said.location.file])
             for error in unit.diagnostics if error.severity >= Diagnostic.Error]
+
+
+# Whatever descendant of this process is left by its parent becomes a child of this process.
+def adopt_descendants():
+    set_child_subreaper = 36  # PR_SET_CHILD_SUBREAPER
+    if ctypes.CDLL(None, use_errno=True).prctl(set_child_subreaper, 1, 0, 0, 0) != 0:
+        sys.exit(f"mutants.py: prctl: {os.strerror(ctypes.get_errno())}")
+
+
+def children():
+    found = []
+    for status in Path("/proc").glob("[0-9]*/stat"):
+        try:
+            parent = status.read_text().rpartition(")")[2].split()[1]
+        except OSError:  # it has ended
+            continue
+        if int(parent) == os.getpid():
+            found.append(int(status.parent.name))
+    return found
+
+
+# With each that ends, its own children come. Nothing else runs here at that time.
+def end_descendants():
+    while True:
+        for child in children():
+            os.kill(child, signal.SIGKILL)
+        try:
+            os.wait()
+        except ChildProcessError:
+            return
 
 
 # Tests send signals, too, which a shell ignores for what it runs in the background.
@@ -317,9 +349,9 @@ class Copy:
             except subprocess.TimeoutExpired:
                 return False
             finally:
-                if running.poll() is None:
-                    os.killpg(running.pid, signal.SIGKILL)
-                    running.wait()
+                running.kill()
+                running.wait()
+                end_descendants()
 
     def try_unchanged(self, tests):
         for test in tests:
@@ -394,6 +426,7 @@ def main():
     parser.add_argument("--list", action="store_true", help="show all, and try none")
     parser.add_argument("build", type=Path, metavar="BUILD_DIR")
     options = parser.parse_args()
+    adopt_descendants()
 
     copy = Copy(options.build.resolve())
     texts, changes = {}, {}
