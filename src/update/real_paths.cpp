@@ -32,7 +32,7 @@ std::string RealPaths::Of(const std::string& name) {
   const std::size_t slash = name.rfind('/');
   const bool has_folder = slash != std::string::npos;
   const std::string file = has_folder ? name.substr(slash + 1) : name;
-  if (file.empty() || file == "." || file == ".." || IsLink(name)) return Canonical(name, name);
+  if (file.empty() || IsLink(name)) return Canonical(name, name);
   const std::string folder = has_folder ? name.substr(0, slash + 1) : std::string(".");
   return RealFolder(folder, name) + file;
 }

@@ -11,8 +11,9 @@ namespace tov_update {
 class RealPaths {
  public:
   // The real path of the file that `name` leads to, over symbolic links: no part of it is one. The
-  // file need not be there. Throws Failure when a link leads to nothing, or a directory on the way
-  // is not there. A directory that was on the way before is not looked at again.
+  // file need not be there. A "." or ".." at its end stays: that is no file. Throws Failure when a
+  // link leads to nothing, or a directory on the way is not there. A directory that was on the way
+  // before is not looked at again.
   std::string Of(const std::string& name);
 
  private:

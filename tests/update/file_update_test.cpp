@@ -270,6 +270,13 @@ TEST_F(FileUpdates, RefusesWhatItCannotReplace) {
       {"missing", "missing: No such file or directory"},
       {"missing/a", "missing/a: No such file or directory"},
       {"a/b", "a/b: Not a directory"},
+      {"a/", "a/: Not a directory"},
+      {"a/..", "a/..: Not a directory"},
+      {"directory/", "directory/: Is a directory"},
+      {"directory/.", "directory/.: Is a directory"},
+      {"directory/..", "directory/..: Is a directory"},
+      {"missing/", "missing/: No such file or directory"},
+      {"missing/..", "missing/..: No such file or directory"},
       {"dangling", "dangling: No such file or directory"},
       {"loop", "loop: Too many levels of symbolic links"},
       {"linked", "linked: has several hard links, which would no longer be one file"},
@@ -480,11 +487,15 @@ TEST_F(FileUpdates, AFullDiskLeavesAllAsItWas) {
 
 // --- Signals ---
 
+// Whatever the shell ignores that runs this.
+const Words kWithSignals = {"env", "--default-signal=HUP,INT,TERM"};
+const Words kInASessionWithSignals = {"env", "--default-signal=HUP,INT,TERM", "setsid"};
+
 TEST_F(FileUpdates, ASignalWaitsForTheEndOfTheUpdate) {
   for (const char* signal : {"HUP", "INT", "TERM"}) {
     m_sandbox.Write("a", "old\n");
     const std::string check = std::string("kill -s ") + signal + " $PPID; sleep 0.1";
-    const Outcome outcome = m_sandbox.Append({"--check=" + check, "new", "a"});
+    const Outcome outcome = m_sandbox.Append({"--check=" + check, "new", "a"}, kWithSignals);
     EXPECT_EQ(outcome.exit_code, -1) << signal;
     EXPECT_EQ(m_sandbox.Read("a"), "old\nnew\n");
     EXPECT_THAT(m_sandbox.Names(), ElementsAre("a"));
@@ -492,7 +503,8 @@ TEST_F(FileUpdates, ASignalWaitsForTheEndOfTheUpdate) {
 }
 
 TEST_F(FileUpdates, ASignalThatEndsTheCheckTakesTheFilesBack) {
-  const Outcome outcome = m_sandbox.Append({"--check=kill -s TERM 0", "new", "a"}, {"setsid"});
+  const Outcome outcome =
+      m_sandbox.Append({"--check=kill -s TERM 0", "new", "a"}, kInASessionWithSignals);
   EXPECT_EQ(outcome.exit_code, -1);
   EXPECT_EQ(m_sandbox.Read("a"), "old\n");
   EXPECT_THAT(m_sandbox.Names(), ElementsAre("a"));
@@ -501,8 +513,8 @@ TEST_F(FileUpdates, ASignalThatEndsTheCheckTakesTheFilesBack) {
 TEST_F(FileUpdates, ASignalThatEndsTheCheckOfTheOldFilesLeavesThemAlone) {
   const ino_t before = m_sandbox.Status("a").st_ino;
   const std::string check = "--check=echo checked >>log; grep -q new a || kill -s INT 0";
-  const Outcome outcome =
-      m_sandbox.Append({check, "--warnings=told", "--reload=touch loaded", "new", "a"}, {"setsid"});
+  const Outcome outcome = m_sandbox.Append(
+      {check, "--warnings=told", "--reload=touch loaded", "new", "a"}, kInASessionWithSignals);
   EXPECT_EQ(outcome.exit_code, -1);
   EXPECT_EQ(m_sandbox.Read("a"), "old\n");
   EXPECT_EQ(m_sandbox.Read("log"), "checked\n");
@@ -511,8 +523,8 @@ TEST_F(FileUpdates, ASignalThatEndsTheCheckOfTheOldFilesLeavesThemAlone) {
 }
 
 TEST_F(FileUpdates, ASignalDuringTheCheckOfTheOldFilesWaitsForTheEndOfTheUpdate) {
-  const Outcome outcome =
-      m_sandbox.Append({"--check=kill -s TERM $PPID; sleep 0.1", "--warnings=told", "new", "a"});
+  const Outcome outcome = m_sandbox.Append(
+      {"--check=kill -s TERM $PPID; sleep 0.1", "--warnings=told", "new", "a"}, kWithSignals);
   EXPECT_EQ(outcome.exit_code, -1);
   EXPECT_EQ(m_sandbox.Read("a"), "old\nnew\n");
 }

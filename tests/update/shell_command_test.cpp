@@ -177,6 +177,45 @@ TEST(ShellCommand, FailsWhenTheSystemDoesNotStartIt) {
   }
 }
 
+// The shell that looks after a command is its parent. Where children are ignored, nobody can tell
+// how that shell has ended.
+TEST(ShellCommand, EndsAsTheShellThatLooksAfterItDoesWhereThatSaysNothing) {
+  struct Case {
+    const char* command;
+    bool are_children_ignored;
+    const char* end;
+    std::optional<int> signal;
+  };
+  const char* const unknown = "how it has ended is not known";
+  const Case cases[] = {
+      {"kill -s KILL $PPID", false, "Killed", SIGKILL},
+      {"kill -s HUP $PPID", false, "Hangup", SIGHUP},
+      {"kill -s KILL $PPID", true, unknown, std::nullopt},
+      {"echo no number >/proc/$PPID/fd/0", false, unknown, std::nullopt},
+      {"echo no number >/proc/$PPID/fd/0", true, unknown, std::nullopt},
+  };
+  void (*const hangup)(int) = std::signal(SIGHUP, SIG_DFL);
+  for (const Case& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.command << (c.are_children_ignored ? ", ignored" : ""));
+    void (*const before)(int) = std::signal(SIGCHLD, c.are_children_ignored ? SIG_IGN : SIG_DFL);
+    tov_update::CommandTerms terms = NoSignals();
+    terms.is_watched = true;
+    tov_update::CommandResult result;
+    try {
+      result = tov_update::RunInShell(c.command, terms);
+    } catch (const tov_update::Failure& failure) {
+      EXPECT_EQ(failure.what(), std::string(c.command) + ": " + unknown);
+      EXPECT_EQ(failure.Data().command, c.command);
+      result.end = unknown;
+    }
+    std::signal(SIGCHLD, before);
+    EXPECT_EQ(result.end, c.end);
+    EXPECT_EQ(result.signal, c.signal);
+    EXPECT_EQ(result.exit_status, std::nullopt);
+  }
+  std::signal(SIGHUP, hangup);
+}
+
 // How one is started that may have to be stopped, and one that may not.
 TEST(ShellCommand, IsInAGroupOfItsOwnAndEndsWhenAskedToWhereItMayBeStopped) {
   struct Case {
@@ -213,10 +252,12 @@ TEST(ShellCommand, DoesNotWaitForWhatItLeavesBehind) {
 }
 
 TEST(ShellCommand, IsReachedBySignalsThatItsParentHolds) {
+  void (*const before)(int) = std::signal(SIGINT, SIG_DFL);
   const tov_update::HeldStopSignals held;
   const std::string command = "kill -s INT $$; echo survived";
   EXPECT_EQ(tov_update::RunInShell(command, held.Before()).end, "Interrupt");
   EXPECT_EQ(tov_update::RunInShell(command, tov_update::StopSignals()).output, "survived");
+  std::signal(SIGINT, before);
 }
 
 TEST(ShellCommand, AQuotedTextIsOneWord) {
