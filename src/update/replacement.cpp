@@ -179,15 +179,14 @@ void Replacement::PutInPlace() {
 }
 
 void Replacement::KeepOld() {
-  if (Link(m_path, m_kept)) {
-    m_old = MarkAt(m_kept);
-    if (!m_old) FailBySystem(m_name, "cannot be kept as " + m_kept);
-  } else if (errno != ENOENT) {
-    const int error = errno;
-    ExpectOld();
-    errno = error;
-    FailBySystem(m_name, "cannot be kept as " + m_kept);
-  }
+  const bool is_kept = Link(m_path, m_kept);
+  if (is_kept) m_old = MarkAt(m_kept);
+  if (m_old || errno == ENOENT) return;
+  const int error = errno;
+  if (is_kept) Unlink(m_kept);
+  ExpectOld();
+  errno = error;
+  FailBySystem(m_name, "cannot be kept as " + m_kept);
 }
 
 void Replacement::SwapIn() {
@@ -269,7 +268,6 @@ void Replacement::TakeBack() {
 
 // By a second name for it, so that the old file is never without the one that says what it is.
 void Replacement::SwapBack() {
-  Unlink(m_staged);
   const bool has_second_name = link(m_kept.c_str(), m_staged.c_str()) == 0;
   const std::string& from = has_second_name ? m_staged : m_kept;
   switch (Exchange(from, m_path)) {

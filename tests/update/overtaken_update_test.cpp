@@ -103,6 +103,8 @@ const Change kChanges[] = {
     {"saved by rename", "echo theirs > a.tmp; mv a.tmp a", "theirs\n"},
     {"written in place", "echo theirs > a", "theirs\n"},
     {"written in place, of the same length", "printf 'XXX\\n' > a", "XXX\n"},
+    {"written in place, of the same length and within one tick of the clock",
+     "touch -r a ../time; printf 'XXX\\n' > a; touch -r ../time a", "XXX\n"},
     {"removed", "rm a", "gone"},
     {"made a directory", "rm a; mkdir a", "directory"},
     {"made a link", "echo theirs > c; ln -sf c a", "theirs\n"},
