@@ -39,6 +39,7 @@ SOURCE = Path(__file__).resolve().parent.parent.parent
 EQUIVALENT = Path(__file__).resolve().parent / "equivalent.txt"
 LEAST_NOTICED = 0.9
 MOST_MEMORY = 4 << 30
+MEMORY = Path("/dev/shm")  # tests write files there: on a disk they mostly wait for that
 
 # What is changed, and the tests that have to notice: first those that take a moment and notice most.
 PARTS = {
@@ -337,7 +338,8 @@ class Copy:
 
     def passes(self, test, mutant):
         path = next(path for path in self.build.glob(f"tests/**/{test}") if path.is_file())
-        with tempfile.TemporaryDirectory(dir=self.build, ignore_cleanup_errors=True) as temporary:
+        folder = MEMORY if MEMORY.is_dir() else self.build
+        with tempfile.TemporaryDirectory(dir=folder, ignore_cleanup_errors=True) as temporary:
             os.chmod(temporary, 0o755)  # other users edit there, too
             running = subprocess.Popen(
                 [path, "--gtest_brief=1", "--gtest_fail_fast"], cwd=self.build,

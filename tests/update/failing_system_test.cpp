@@ -47,8 +47,8 @@ struct Fault {
 };
 
 std::vector<Fault> faults;
-std::map<std::string, int> calls;
-std::size_t most_written = std::string::npos;  // at once
+std::map<std::string, std::vector<std::string>> calls;  // of each, for which files
+std::size_t most_written = std::string::npos;           // at once
 
 bool EndsIn(const std::string& text, const std::string& end) {
   return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
@@ -56,7 +56,7 @@ bool EndsIn(const std::string& text, const std::string& end) {
 
 bool Fails(const char* function, const std::string& path) {
   if (faults.empty()) return false;
-  ++calls[function];
+  calls[function].push_back(path.substr(path.rfind('/') + 1));
   for (Fault& fault : faults) {
     if (fault.function != function || !EndsIn(path, fault.file)) continue;
     if (fault.after-- > 0 || fault.times-- <= 0) continue;
@@ -201,6 +201,8 @@ class FailingSystem : public UpdateTest {
     return all;
   }
 };
+
+const Fault kNone = {"none", "", 0};  // calls are noted
 
 const char kDone[] = "nothing was thrown";
 const Files kOld = {{"a", "old\n"}};
@@ -362,13 +364,13 @@ TEST_F(FailingSystem, FlushesAllTextsBeforeAnyIsInPlace) {
     std::vector<Fault> faults;
     int count;
     const char* message;  // its end
-    int flushed;          // with the directory
-    int file_systems;
+    std::size_t flushed;  // with the directory
+    std::size_t file_systems;
   };
   const char* const failed = ": cannot be written: Input/output error";
   const Case cases[] = {
-      {{{"none", "", 0}}, 8, kDone, 9, 0},
-      {{{"none", "", 0}}, 9, kDone, 1, 1},
+      {{kNone}, 8, kDone, 9, 0},
+      {{kNone}, 9, kDone, 1, 1},
       {{{"syncfs", "", EINTR, 2}}, 9, kDone, 1, 3},
       {{{"syncfs", "", EIO}}, 9, failed, 0, 1},
       {{{"syncfs", "", ENOSYS}}, 9, kDone, 10, 9},
@@ -384,14 +386,38 @@ TEST_F(FailingSystem, FlushesAllTextsBeforeAnyIsInPlace) {
     }
     faults = c.faults;
     const std::string message = MessageOf<Failure>([&] { Commit("new\n", names); });
-    EXPECT_EQ(calls["fsync"], c.flushed);
-    EXPECT_EQ(calls["syncfs"], c.file_systems);
+    EXPECT_EQ(calls["fsync"].size(), c.flushed);
+    EXPECT_EQ(calls["syncfs"].size(), c.file_systems);
     Mend();
     EXPECT_THAT(message, EndsWith(c.message));
     for (const std::string& name : names) {
       EXPECT_EQ(m_sandbox.Read(name), message == kDone ? "new\n" : "old\n");
     }
     EXPECT_EQ(m_sandbox.Names().size(), names.size() + 1);
+  }
+}
+
+TEST_F(FailingSystem, FlushesEachDirectoryOnceOnTheWayThereAndOnTheWayBack) {
+  std::vector<std::string> names;
+  for (const char* directory : {"y", "x"}) std::filesystem::create_directory(PathOf(directory));
+  for (const char* name : {"y/1", "x/1", "y/2", "y/3"}) {
+    names.emplace_back(name);
+    m_sandbox.Write(name, "old\n");
+  }
+  struct Case {
+    const char* check;
+    std::vector<std::string> flushed;
+  };
+  const std::string of_one = ".1.qeltemplate-new";
+  const std::vector<std::string> there = {
+      of_one, of_one, ".2.qeltemplate-new", ".3.qeltemplate-new", "x", "y"};
+  std::vector<std::string> and_back = there;
+  and_back.insert(and_back.end(), {"x", "y"});
+  for (const Case& c : {Case{"false", and_back}, Case{"true", there}}) {
+    faults = {kNone};
+    MessageOf<Failure>([&] { Commit("new\n", names, WithCheck(c.check)); });
+    EXPECT_EQ(calls["fsync"], c.flushed) << c.check;
+    Mend();
   }
 }
 
