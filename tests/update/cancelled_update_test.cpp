@@ -3,8 +3,10 @@
 // An update that its caller cancels, and commands that take too long. Run under ThreadSanitizer,
 // too.
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -319,6 +321,32 @@ TEST(Cancellations, AllCopiesAreOne) {
   EXPECT_TRUE(one.IsCancelled());
   EXPECT_TRUE(Cancellation(copy).IsCancelled());
   EXPECT_FALSE(another.IsCancelled());
+}
+
+TEST(Cancellations, AreMadeOfDescriptorsThatAreNoStandardStreams) {
+  const int kept = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 10);
+  close(STDIN_FILENO);
+  const Cancellation cancellation;
+  EXPECT_GT(cancellation.PollDescriptor(), STDERR_FILENO);
+  EXPECT_EQ(fcntl(cancellation.PollDescriptor(), F_GETFD), FD_CLOEXEC);
+  EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1);
+  dup2(kept, STDIN_FILENO);
+  close(kept);
+}
+
+TEST(Cancellations, AreNotMadeWhereThereIsNoDescriptor) {
+  struct rlimit before = {};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+  const struct rlimit none = {0, before.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+  std::string message;
+  try {
+    const Cancellation cancellation;
+  } catch (const Failure& failure) {
+    message = failure.what();
+  }
+  setrlimit(RLIMIT_NOFILE, &before);
+  EXPECT_EQ(message, "cancellation: Too many open files");
 }
 
 TEST(Cancellations, OneThatHasBeenMovedFromDoesNothing) {

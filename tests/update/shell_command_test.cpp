@@ -5,6 +5,7 @@
 #include "update/shell_command.h"
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <spawn.h>
@@ -17,6 +18,7 @@
 #include <csignal>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "update/failure.h"
 #include "update/stop_signals.h"
@@ -214,6 +216,35 @@ TEST(ShellCommand, EndsAsTheShellThatLooksAfterItDoesWhereThatSaysNothing) {
     EXPECT_EQ(result.exit_status, std::nullopt);
   }
   std::signal(SIGHUP, hangup);
+}
+
+// Whatever of them its own pipe and its output could be taken for.
+TEST(ShellCommand, IsHeardWhereStandardStreamsAreClosed) {
+  const std::vector<std::vector<int>> cases = {{0}, {1}, {2}, {0, 1}, {0, 2}, {1, 2}, {0, 1, 2}};
+  for (const std::vector<int>& closed : cases) {
+    for (const bool is_watched : {false, true}) {
+      std::vector<int> kept;
+      for (const int number : closed) {
+        kept.push_back(fcntl(number, F_DUPFD_CLOEXEC, 10));
+        close(number);
+      }
+      tov_update::CommandTerms terms = NoSignals();
+      terms.is_watched = is_watched;
+      std::optional<tov_update::CommandResult> result;
+      try {
+        result = tov_update::RunInShell("cat; echo out; echo err >&2; exit 3", terms);
+      } catch (const tov_update::Failure&) {
+      }
+      for (std::size_t i = 0; i < closed.size(); ++i) {
+        dup2(kept.at(i), closed.at(i));
+        close(kept.at(i));
+      }
+      SCOPED_TRACE(testing::PrintToString(closed) + (is_watched ? ", watched" : ""));
+      ASSERT_TRUE(result);
+      EXPECT_EQ(result->output, "out\nerr");
+      EXPECT_EQ(result->exit_status, 3);
+    }
+  }
 }
 
 // How one is started that may have to be stopped, and one that may not.
