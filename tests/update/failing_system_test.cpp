@@ -20,6 +20,7 @@
 #include <chrono>
 #include <cstdio>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -354,6 +355,84 @@ TEST_F(FailingSystem, IsToldWhereAFileCannotBePutBack) {
     }
     EXPECT_EQ(All(), c.after);
   }
+}
+
+// --- Beside another program ---
+
+// That has changed the file before it was replaced, or during the check.
+TEST_F(FailingSystem, IsToldWhereATextCannotBeKept) {
+  struct Case {
+    std::vector<Fault> faults;
+    const char* check;
+    const char* kept;
+    Files after;
+  };
+  const std::string changed = "a: has been changed by another program meanwhile and stays so; ";
+  const char* const before = "echo theirs >b; mv b a; : {}";
+  const char* const after = "echo theirs >b; mv b a";
+  const Files theirs = {{"a", "theirs\n"}};
+  const Files theirs_and_old = {{"a", "theirs\n"}, {".a.qeltemplate-kept-old", "old\n"}};
+  const Case cases[] = {
+      {{{"renameat2", ".a.qeltemplate-new", EIO}},
+       before,
+       "the new text is in .a.qeltemplate-new",
+       {{"a", "theirs\n"}, {".a.qeltemplate-new", "new\n"}}},
+      {{{"flock", "kept-new", EIO}},
+       after,
+       "the new text is in no file (a: cannot be locked: Input/output error); "
+       "the old one is in .a.qeltemplate-kept-old",
+       theirs_and_old},
+      {{{"write", "kept-new", ENOSPC}},
+       after,
+       "the new text is in no file (a: cannot be written: No space left on device); "
+       "the old one is in .a.qeltemplate-kept-old",
+       theirs_and_old},
+      {{{"fsync", "kept-new", EIO}},
+       after,
+       "the new text is in no file (a: cannot be written: Input/output error); "
+       "the old one is in .a.qeltemplate-kept-old",
+       theirs_and_old},
+      {{{"renameat2", ".a.qeltemplate-old", EIO}},
+       after,
+       "the new text is in .a.qeltemplate-kept-new; the old one is in .a.qeltemplate-old",
+       {{"a", "theirs\n"}, {".a.qeltemplate-kept-new", "new\n"}, {".a.qeltemplate-old", "old\n"}}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(testing::Message()
+                 << c.faults.front().function << " of " << c.faults.front().file);
+    for (const std::string& name : m_sandbox.Names()) std::filesystem::remove(PathOf(name));
+    m_sandbox.Write("a", "old\n");
+    const std::string check = "cd " + PathOf("") + "; " + c.check;
+    EXPECT_EQ(MessageOfUpdate(c.faults, "a", WithCheck(check)), changed + c.kept);
+    EXPECT_EQ(All(), c.after);
+  }
+}
+
+// What cannot be seen for a moment, a file or what is kept of it, may be another one.
+TEST_F(FailingSystem, IsNoReasonToLoseAFileWhereOneLookFails) {
+  std::set<std::string> messages;
+  for (const char* command : {"true", "false"}) {
+    bool has_failed = true;
+    for (int number = 0; has_failed; ++number) {
+      SCOPED_TRACE(testing::Message() << command << ", look " << number);
+      for (const std::string& name : m_sandbox.Names()) std::filesystem::remove(PathOf(name));
+      m_sandbox.Write("a", "old\n");
+      Fault& look = faults.emplace_back(Fault{"lstat", "", EIO, 1, number});
+      const std::string message =
+          MessageOf<Failure>([&] { Commit("new\n", {"a"}, WithCheck(command)); });
+      has_failed = look.times < 1;
+      Mend();
+      messages.insert(message);
+      const std::string kept_old = ".a.qeltemplate-kept-old";
+      const bool is_kept = m_sandbox.Exists(kept_old);
+      EXPECT_EQ(message.find(kept_old) != std::string::npos, is_kept) << message;
+      EXPECT_EQ(m_sandbox.Read(is_kept ? kept_old : "a"), message == kDone ? "new\n" : "old\n");
+    }
+  }
+  EXPECT_THAT(messages, testing::IsSupersetOf(
+                            {"a file was changed by another program meanwhile, and changed back",
+                             "a: cannot be kept as .a.qeltemplate-old: Input/output error",
+                             "nothing was thrown"}));
 }
 
 // --- Many files ---

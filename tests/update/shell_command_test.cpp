@@ -61,6 +61,11 @@ extern "C" int posix_spawn(pid_t* child, const char* path,
   return posix_spawnp(child, path, actions, attributes, arguments, environment);
 }
 
+extern "C" pid_t waitpid(pid_t child, int* status, int options) {
+  const pid_t ended = static_cast<pid_t>(syscall(SYS_wait4, child, status, options, nullptr));
+  return Fails("waitpid") ? -1 : ended;
+}
+
 namespace {
 
 sigset_t NoSignals() {
@@ -245,6 +250,24 @@ TEST(ShellCommand, IsHeardWhereStandardStreamsAreClosed) {
       EXPECT_EQ(result->exit_status, 3);
     }
   }
+}
+
+// Somebody else has waited for it: the shell that looks after a command knows how that has ended.
+TEST(ShellCommand, IsWaitedForByThisProcessOrByTheShellThatLooksAfterIt) {
+  tov_update::CommandTerms terms = NoSignals();
+  failing = "waitpid";
+  failing_error = ECHILD;
+  std::string message;
+  try {
+    tov_update::RunInShell("exit 3", terms);
+  } catch (const tov_update::Failure& failure) {
+    message = failure.what();
+  }
+  EXPECT_EQ(message, "exit 3: its end cannot be waited for: No child processes");
+  terms.is_watched = true;
+  EXPECT_EQ(tov_update::RunInShell("exit 3", terms).exit_status, 3);
+  EXPECT_TRUE(tov_update::RunInShell("true", terms).Succeeded());
+  failing.clear();
 }
 
 // How one is started that may have to be stopped, and one that may not.
