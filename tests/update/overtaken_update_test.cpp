@@ -97,6 +97,7 @@ struct Change {
   const char* name;
   const char* command;
   const char* after;
+  bool by_bytes_only = false;
 };
 
 const Change kChanges[] = {
@@ -104,7 +105,7 @@ const Change kChanges[] = {
     {"written in place", "echo theirs > a", "theirs\n"},
     {"written in place, of the same length", "printf 'XXX\\n' > a", "XXX\n"},
     {"written in place, of the same length and within one tick of the clock",
-     "touch -r a ../time; printf 'XXX\\n' > a; touch -r ../time a", "XXX\n"},
+     "touch -r a ../time; printf 'XXX\\n' > a; touch -r ../time a", "XXX\n", true},
     {"removed", "rm a", "gone"},
     {"made a directory", "rm a; mkdir a", "directory"},
     {"made a link", "echo theirs > c; ln -sf c a", "theirs\n"},
@@ -146,6 +147,19 @@ TEST_P(WithAndWithoutExchange, WhatOthersChangeBeforeCommitStays) {
     FileUpdate update = To("new\n", {"a", "b"});
     m_sandbox.Run({"sh", "-c", change.command});
     EXPECT_EQ(MessageOf<Overtaken>([&] { update.Commit({}); }), kKeepsNew);
+    ExpectTheirs(change);
+  }
+}
+
+TEST_P(WithAndWithoutExchange, NoFileIsPutInPlaceWhereOthersHaveChangedOneOfThem) {
+  before_exchange = [](int /*number*/) {};
+  for (const Change& change : kChanges) {
+    SCOPED_TRACE(change.name);
+    StartAnew();
+    FileUpdate update = To("new\n", {"b", "a"});
+    m_sandbox.Run({"sh", "-c", change.command});
+    EXPECT_EQ(MessageOf<Overtaken>([&] { update.Commit({}); }), kKeepsNew);
+    EXPECT_EQ(exchanges, change.by_bytes_only ? 2 : 0) << "bytes are read just before";
     ExpectTheirs(change);
   }
 }

@@ -223,6 +223,23 @@ TEST(ShellCommand, EndsAsTheShellThatLooksAfterItDoesWhereThatSaysNothing) {
   std::signal(SIGHUP, hangup);
 }
 
+TEST(ShellCommand, HasNothingToRead) {
+  const int kept = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 10);
+  int ends[2] = {};
+  ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+  ASSERT_EQ(write(ends[1], "text\n", 5), 5);
+  close(ends[1]);
+  dup2(ends[0], STDIN_FILENO);
+  close(ends[0]);
+  for (const bool is_watched : {false, true}) {
+    tov_update::CommandTerms terms = NoSignals();
+    terms.is_watched = is_watched;
+    EXPECT_EQ(tov_update::RunInShell("cat", terms).output, "") << is_watched;
+  }
+  dup2(kept, STDIN_FILENO);
+  close(kept);
+}
+
 // Whatever of them its own pipe and its output could be taken for.
 TEST(ShellCommand, IsHeardWhereStandardStreamsAreClosed) {
   const std::vector<std::vector<int>> cases = {{0}, {1}, {2}, {0, 1}, {0, 2}, {1, 2}, {0, 1, 2}};
