@@ -272,15 +272,17 @@ class ManyFiles : public Files {
 TEST_F(ManyFiles, AreKnownToHaveNothingBesideThem) {
   Make(
       "touch .site0.qeltemplate-new .site3.qeltemplate-old-backup .site3.qeltemplate-kept-new "
-      ".site4.swp site5.qeltemplate-new .qeltemplate-new ..qeltemplate-new .other.qeltemplate-new");
+      ".site4.swp site5.qeltemplate-new .qeltemplate-new ..qeltemplate-new .other.qeltemplate-new "
+      ".site6 _site7 _site8.qeltemplate-new");
   EXPECT_THAT(Beside("", 9), ElementsAre("site0", "site3"));
   EXPECT_THAT(Beside("", 40), ElementsAre("site0", "site3"));
 }
 
 TEST_F(ManyFiles, AreFoundByTheWholeOfTheirNames) {
-  Make("touch .a.qeltemplate-b.qeltemplate-new .b.qeltemplate-new");
-  EXPECT_THAT(Beside("", {"a", "a.qeltemplate-b", "b.c", ".b", "1", "2", "3", "4", "5"}),
-              ElementsAre("a.qeltemplate-b"));
+  Make("touch .a.qeltemplate-b.qeltemplate-new .b.qeltemplate-new .qeltemplate-new");
+  EXPECT_THAT(
+      Beside("", {"a", "a.qeltemplate-b", "b.c", ".b", "qeltemplate-new", "1", "2", "3", "4"}),
+      ElementsAre("a.qeltemplate-b"));
 }
 
 TEST_F(ManyFiles, AreLookedForOneByOneWhereADirectoryIsNotRead) {
