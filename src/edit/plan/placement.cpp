@@ -83,7 +83,7 @@ std::optional<BlockId> ContainerFor(const Contents& contents, BlockId block,
     }
     id = open ? id + 1 : document.blocks()[id].next;
   }
-  if (container) return *container == block ? std::nullopt : container;
+  if (container) return container;
   for (const char* const main : {"events", "http", "stream", "mail"}) {
     if (name == main) return std::nullopt;
   }
@@ -123,8 +123,8 @@ Layout::Place DirectivePlaces::For(const std::vector<std::string>& values,
   if (m_dialect != Dialect::kNginx || !IsAccessRule(values) || values[1] == "all") return place;
   const std::size_t rule = m_rule_for_all;
   const bool too_late =
-      rule != kNoChild && (place.kind == PlaceKind::kAtEnd || place.child > rule ||
-                           (place.child == rule && place.kind == PlaceKind::kBehind));
+      rule != kNoChild &&
+      (place.child > rule || (place.child == rule && place.kind == PlaceKind::kBehind));
   const bool meant = of_all.earlier != kNoChild && rule <= of_all.earlier;
   if (too_late && !meant) return Beside(*m_children[rule], PlaceKind::kBefore);
   return place;
