@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -219,6 +221,73 @@ TEST(ATemplate, IsLookedAtWithItsValues) {
       });
   ExpectFound(Dialect::kNginx, ValuesGiven::kNone,
               {{"values that are not known yet", "x {% $a %};\n{% if b %}\n{% endif %}\n", ""}});
+}
+
+// --- Imports ---
+
+// By its name; none is there of others.
+std::optional<ImportedFile> ImportedOf(const std::string& name, const FilePlace&) {
+  const std::map<std::string, std::string> files = {{"inner", "x 1;\n"},
+                                                    {"empty", ""},
+                                                    {"outer", "x 1;\n{% import none %}\n"},
+                                                    {"odd", "x 1;\n{% endif %}\n"}};
+  if (name == "large") return ImportedFile{"/t/large", "", "'/t/large' is too large"};
+  const auto file = files.find(name);
+  if (file == files.end()) return std::nullopt;
+  return ImportedFile{"/t/" + name, file->second};
+}
+
+TEST(AnImport, IsLookedInto) {
+  struct ImportCase {
+    std::string name;
+    std::string text;
+    std::string expected;  // what is said, and the line that it is about
+  };
+  const std::string missing =
+      " 'none', and an edit is refused because of it. Correct its name, or take the import out";
+  const ImportCase cases[] = {
+      {"one that is there", "{% import inner %}\nx 2;\n", ""},
+      {"two files", "{% import inner %}\n{% import empty %}\n", ""},
+      {"no such file", "x 2;\n  {% import none %}\n",
+       "site.template:2:6: there is no file" + missing + " [missing-import]   {% import none %}\n"},
+      {"two in a row", "{% import none %}\n{% import inner %}\n{% import none %}\nx 2;\n",
+       "site.template:1:4: there is no file" + missing + " [missing-import] {% import none %}\n" +
+           "site.template:3:4: there is no file" + missing +
+           " [missing-import] {% import none %}\n"},
+      {"in an import", "{% import outer %}\n",
+       "/t/outer:2:4: there is no file" + missing + " [missing-import] {% import none %}\n"},
+      {"one that cannot be read", "{% import large %}\n",
+       "site.template:1:4: '/t/large' is too large, and an edit is refused because of it "
+       "[missing-import] {% import large %}\n"},
+      {"one a second time", "{% import inner %}\nx 2;\n{% import inner %}\n",
+       "site.template:3:4: '/t/inner' is imported a second time, which makes the template fail. "
+       "Import each file once, before all lines that need it [repeated-import] "
+       "{% import inner %}\n"},
+  };
+  for (const ImportCase& c : cases) {
+    Request request;
+    request.template_name = "site.template";
+    request.template_text = c.text;
+    request.importer = ImportedOf;
+    std::string said;
+    for (const Finding& finding : Lint(request, ValuesGiven::kNone)) {
+      said += Shown(finding) + " [" + finding.name + "] " + finding.line_text + "\n";
+    }
+    EXPECT_EQ(said, c.expected) << c.name;
+  }
+}
+
+TEST(AnImport, IsLookedAtLineByLine) {
+  Request request;
+  request.template_name = "site.template";
+  request.template_text = "x 1;\n{% import odd %}\n{% else %}\n";
+  request.importer = ImportedOf;
+  const std::vector<Finding> findings = Lint(request, ValuesGiven::kNone);
+  ASSERT_EQ(findings.size(), 2U) << AllOf(findings);
+  EXPECT_EQ(Shown(findings[0].template_place), "/t/odd:2:1");
+  EXPECT_EQ(findings[0].name, "extra-endif");
+  EXPECT_EQ(Shown(findings[1].template_place), "site.template:3:1");
+  EXPECT_EQ(findings[1].name, "stray-else");
 }
 
 }  // namespace

@@ -1662,37 +1662,60 @@ TEST(Names, OfServerNameChangeBetweenSchemeAndPort) {
     return "<VirtualHost *:80>\n\tServerName " + name + "\n</VirtualHost>\n";
   };
   const NamedValues c_to_d = {{"n", "c.example", "d.example"}};
-  ExpectEdits(Dialect::kApache, {{"both stay", host("https://c.example:443"), host("{% $n %}"),
-                                  c_to_d, host("https://d.example:443")},
-                                 {"a port stays", host("C.Example:80"), host("{% $n %}"), c_to_d,
-                                  host("d.example:80")},
-                                 {"quotes stay", host("\"c.example:80\""), host("{% $n %}"), c_to_d,
-                                  host("\"d.example:80\"")},
-                                 {"a host that is in the scheme, too",
-                                  host("https://s:80"),
-                                  host("{% $n %}"),
-                                  {{"n", "s", "t"}},
-                                  host("https://t:80")},
-                                 {"what the template states changes",
-                                  host("c.example:80"),
-                                  host("{% $n %}"),
-                                  {{"n", "c.example:80", "https://d.example"}},
-                                  host("https://d.example")},
-                                 {"a new port alone",
-                                  host("c.example:80"),
-                                  host("c.example:{% $p %}"),
-                                  {{"p", "80", "8080"}},
-                                  host("c.example:8080")},
-                                 {"a port that comes",
-                                  host("c.example"),
-                                  host("{% $n %}"),
-                                  {{"n", "c.example", "c.example:80"}},
-                                  host("c.example:80")},
-                                 {"a line without a value leaves both alone",
-                                  host("https://c.example:443"),
-                                  host("c.example"),
-                                  {},
-                                  host("https://c.example:443")}});
+  ExpectEdits(
+      Dialect::kApache,
+      {{"both stay", host("https://c.example:443"), host("{% $n %}"), c_to_d,
+        host("https://d.example:443")},
+       {"a port stays", host("C.Example:80"), host("{% $n %}"), c_to_d, host("d.example:80")},
+       {"quotes stay", host("\"c.example:80\""), host("{% $n %}"), c_to_d,
+        host("\"d.example:80\"")},
+       {"a host that is in the scheme, too",
+        host("https://s:80"),
+        host("{% $n %}"),
+        {{"n", "s", "t"}},
+        host("https://t:80")},
+       {"what the template states changes",
+        host("c.example:80"),
+        host("{% $n %}"),
+        {{"n", "c.example:80", "https://d.example"}},
+        host("https://d.example")},
+       {"a new port alone",
+        host("c.example:80"),
+        host("c.example:{% $p %}"),
+        {{"p", "80", "8080"}},
+        host("c.example:8080")},
+       {"a port that comes",
+        host("c.example"),
+        host("{% $n %}"),
+        {{"n", "c.example", "c.example:80"}},
+        host("c.example:80")},
+       {"quotes stay around a part of it", host("\"https://c.example:443\""), host("{% $n %}"),
+        c_to_d, host("\"https://d.example:443\"")},
+       {"a name that needs quotes takes all of its place",
+        host("https://c.example:443"),
+        host("\"{% $n %}\""),
+        {{"n", "c.example", "d example"}},
+        host("\"d example\"")},
+       {"in quotes, too",
+        host("\"c.example:80\""),
+        host("\"{% $n %}\""),
+        {{"n", "c.example", "d example"}},
+        host("\"d example\"")},
+       {"a port that the template states goes with its host",
+        host("https://c.example:80"),
+        host("{% $n %}"),
+        {{"n", "c.example:80", "d.example"}},
+        host("d.example")},
+       {"a port that the template adds stands alone",
+        host("https://c.example:80"),
+        host("{% $n %}"),
+        {{"n", "c.example", "d.example:81"}},
+        host("d.example:81")},
+       {"a line without a value leaves both alone",
+        host("https://c.example:443"),
+        host("c.example"),
+        {},
+        host("https://c.example:443")}});
 }
 
 TEST(Names, ThatNeedQuotesGetThoseOfTheTemplate) {
@@ -2003,6 +2026,47 @@ TEST(LinesThatChangePlaces, DoSoOnce) {
                 host("\tServerName b\n\tServerAlias a x\n")},
                {"the alias stands first", host("\tServerAlias b\n\tServerName a\n"), lines, names,
                 host("\tServerAlias a\n\tServerName b\n")}});
+}
+
+// By what their directives say besides: it tells which of the lines has been carried out.
+TEST(LinesThatChangePlaces, AreToldByTheirOptions) {
+  const NamedValues ports = {{"a", "80", "81"}, {"b", "81", "80"}};
+  const auto server = [](const std::string& lines) {
+    return "server {\n\tserver_name a;\n" + lines + "}\n";
+  };
+  const std::string text = server("listen {% $a %} backlog=1;\nlisten {% $b %} backlog=2;\n");
+  const std::string before = server("\tlisten 80 backlog=1;\n\tlisten 81 backlog=2;\n");
+  const std::string after = server("\tlisten 81 backlog=1;\n\tlisten 80 backlog=2;\n");
+  const std::string before_reversed = server("\tlisten 81 backlog=2;\n\tlisten 80 backlog=1;\n");
+  const std::string after_reversed = server("\tlisten 80 backlog=2;\n\tlisten 81 backlog=1;\n");
+  ExpectEdits(Dialect::kNginx,
+              {{"not yet", before, text, ports, after},
+               {"not yet, in another order", before_reversed, text, ports, after_reversed},
+               {"already", after, text, ports, after},
+               {"already, in another order", after_reversed, text, ports, after_reversed},
+               {"already, with another option", With(after, "81 ", "81 ssl "), text, ports,
+                With(after, "81 ", "81 ssl ")}});
+}
+
+TEST(Listen, OfABranchNotTakenGoesWhereverItsAddressStands) {
+  const std::string lines = "\tlisten 80;\n\tlisten 443 ssl;\n\tlisten *:80 default_server;\n";
+  ExpectEdits(Dialect::kNginx,
+              Each(Server, {{"each of its address",
+                             lines,
+                             Untaken("listen 0.0.0.0:80;\n"),
+                             {},
+                             "\tlisten 443 ssl;\n"},
+                            {"one of another address", lines, Untaken("listen 81;\n"), {}, lines},
+                            {"no option of one that is stated, but its own",
+                             "\tlisten 443 ssl http2 deferred;\n",
+                             "listen 443 ssl;\n" + Untaken("listen 443 ssl http2;\n"),
+                             {},
+                             "\tlisten 443 ssl deferred;\n"},
+                            {"not of the old address, where that has become another",
+                             "\tlisten 80;\n\tlisten 443 ssl;\n",
+                             "listen {% $p %};\n" + Untaken("listen 80;\n"),
+                             {{"p", "80", "81"}},
+                             "\tlisten 81;\n\tlisten 443 ssl;\n"}}));
 }
 
 TEST(LinesThatMoveUp, DoSoOnce) {
