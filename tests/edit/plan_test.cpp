@@ -2277,5 +2277,83 @@ TEST(ARawValue, IsPutInAsItIs) {
                                               raw}}));
 }
 
+TEST(ARawValue, MayBeMoreThanOneDirectiveOfANewBlock) {
+  ExpectEdits(Dialect::kNginx, Each(Server, {{"two of one line",
+                                              "",
+                                              "location / {\nexpires {% $v %};\n}\n",
+                                              {{"v", kNone, "1d; etag on"}},
+                                              "\tlocation / {\n\t\texpires 1d; etag on;\n\t}\n",
+                                              [](Request& request) { request.raw = {"v"}; }}}));
+}
+
+// --- What a line states, and a branch not taken has, too ---
+
+TEST(WhatALineStates, DoesNotGoWithABranchNotTaken) {
+  ExpectEdits(Dialect::kNginx,
+              Each(Server, {{"a name that comes",
+                             "\tserver_name b;\n",
+                             "server_name b c;\n" + Untaken("server_name c;\n"),
+                             {},
+                             "\tserver_name b c;\n"},
+                            {"a name of a trailing place that comes",
+                             "\tserver_name b w.b;\n",
+                             "server_name b [% $n %];\n" + Untaken("server_name c;\n"),
+                             {{"n", kNone, "c"}},
+                             "\tserver_name b c;\n"},
+                            {"a listen with all its options",
+                             "\tlisten 443 ssl http2;\n",
+                             "listen 443 [% $o %];\n" + Untaken("listen 443 ssl;\n"),
+                             {{"o", kNone, "ssl"}},
+                             "\tlisten 443 ssl;\n"},
+                            {"a listen that comes",
+                             "\troot /a;\n",
+                             "listen 443 ssl;\n" + Untaken("listen 443;\n"),
+                             {},
+                             "\troot /a;\n\tlisten 443 ssl;\n"}}));
+  ExpectEdits(Dialect::kApache,
+              Each(Host, {{"an option that comes",
+                           "\tOptions Indexes\n",
+                           "Options MultiViews\n" + Untaken("Options MultiViews\n"),
+                           {},
+                           "\tOptions Indexes MultiViews\n"}}));
+}
+
+// The other value of a directive that may stand once goes, so that this one may come.
+TEST(AnotherValue, GoesWithABranchNotTaken) {
+  for (const char* const gone : {"root /a;\n", "root [% $x %];\n", "root {% $old %};\n"}) {
+    ExpectEdits(Dialect::kNginx, Each(Server, {{gone,
+                                                "\troot /a;\n\tindex i;\n",
+                                                "root /b;\n" + Untaken(gone),
+                                                {{"old", "/a", "/c"}},
+                                                "\troot /b;\n\tindex i;\n"}}));
+  }
+}
+
+// httpd ends such a quote at the end of the line.
+TEST(AQuoteThatIsNotClosed, IsClosedBeforeNewWords) {
+  ExpectEdits(Dialect::kApache, Each(Host, {{"one more word",
+                                             "\tDirectoryIndex a \"b\n",
+                                             "DirectoryIndex [% $i %]\n",
+                                             {{"i", kNone, "a b c"}},
+                                             "\tDirectoryIndex a \"b\" c\n"},
+                                            {"behind the name alone",
+                                             "\tDirectoryIndex \"b\n",
+                                             "DirectoryIndex [% $i %]\n",
+                                             {{"i", kNone, "b c"}},
+                                             "\tDirectoryIndex \"b\" c\n"}}));
+}
+
+TEST(ABlockThatHasToGo, IsMissedWithThoseOfItsKind) {
+  ExpectRefusals(Dialect::kNginx,
+                 {{"by its old value alone",
+                   "upstream a {\n}\nupstream b {\n}\n",
+                   Untaken("upstream {% $u %} {\n}\n"),
+                   {{"u", "c", kNone}},
+                   "not-found",
+                   "site.template:2:1:",
+                   "there are site.conf:1:1 'upstream a', site.conf:3:1 'upstream b'",
+                   [](Request& request) { request.must_exist = true; }}});
+}
+
 }  // namespace
 }  // namespace tov_edit

@@ -539,6 +539,51 @@ TEST(AnEmptyTrailingPlace, IsNoPartOfAValueBeforeIt) {
                                   host("SetEnv x 'b")}});
 }
 
+TEST(TheAuthorsText, AroundATrailingPlaceStaysWhatItIs) {
+  const std::string line = "add_header X-[% $v %]n on;\n";
+  const std::string message = "the value 'v' does not stay in its place";
+  ExpectRefused(Dialect::kNginx, kSite,
+                {{"an escape in nginx",
+                  Server(line),
+                  {{"v", kNone, "a \\"}},
+                  "value",
+                  "site.template:3:1:",
+                  message},
+                 {"a quote that takes the next word along",
+                  Server("add_header X-[% $v %] \"on\";\n"),
+                  {{"v", kNone, "a \""}},
+                  "value",
+                  "site.template:3:1:",
+                  message}});
+  ExpectRefused(Dialect::kApache, "<VirtualHost *:80>\n</VirtualHost>\n",
+                {{"a quote that takes the next word along, in httpd",
+                  "<VirtualHost *:80>\nHeader X-[% $v %]n \"on\"\n</VirtualHost>\n",
+                  {{"v", kNone, "a \""}},
+                  "value",
+                  "site.template:2:1:",
+                  message}});
+  ExpectEdits(Dialect::kNginx, {{"words",
+                                 kSite,
+                                 Server(line),
+                                 {{"v", kNone, "a b"}},
+                                 With(kSite, "a;\n", "a;\n\tadd_header X-a bn on;\n")},
+                                {"words by themselves",
+                                 kSite,
+                                 Server(line),
+                                 {{"v", kNone, " b "}},
+                                 With(kSite, "a;\n", "a;\n\tadd_header X- b n on;\n")},
+                                {"nothing",
+                                 kSite,
+                                 Server(line),
+                                 {{"v", kNone, ""}},
+                                 With(kSite, "a;\n", "a;\n\tadd_header X-n on;\n")},
+                                {"nothing of an opening line",
+                                 kSite,
+                                 "server [% $v %] {\nserver_name a;\nroot /a;\n}\n",
+                                 {{"v", kNone, ""}},
+                                 With(kSite, "a;\n", "a;\n\troot /a;\n")}});
+}
+
 TEST(AFullPlaceBesideATrailingOne, IsStillAPartOfAWord) {
   const std::string line = "add_header X-{% $a %}-[% $rest %];\n";
   ExpectRefused(Dialect::kNginx, kSite,

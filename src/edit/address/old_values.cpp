@@ -235,8 +235,7 @@ class ValueReader {
     std::map<PlaceValues, std::vector<BlockId>> all;
     const std::vector<AuthoredLine::PlacedWord> words = WordsOf(opening);
     const auto& blocks = m_contents.document().blocks();
-    for (BlockId id = scope + 1; id < (scope == kWholeText ? blocks.size() : blocks[scope].next);
-         ++id) {
+    for (BlockId id = scope + 1; id < blocks[scope].next; ++id) {
       if (!StandsIn(id, scope)) continue;
       for (PlaceValues& values :
            ValuesInPlaces(m_dialect, words, m_known, m_unknown, m_contents.HeadOf(id))) {
