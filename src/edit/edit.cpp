@@ -472,9 +472,8 @@ class Editor {
   Result m_result;
   NewTexts m_texts;  // of the files that change
   std::map<std::size_t, std::vector<Change>> m_changes;
-  std::map<std::pair<BlockId, std::string>, std::string> m_candidates;
-  std::optional<bool>
-      m_takes_servers;  // of nginx, when it was asked for  // by blocks around, names
+  std::map<std::pair<BlockId, std::string>, std::string> m_candidates;  // by blocks around, names
+  std::optional<bool> m_takes_servers;  // the top level of nginx; none: nobody has asked yet
 };
 
 }  // namespace
