@@ -43,29 +43,50 @@ std::size_t LastLine(const InspectedText& config, Span span) {
   return LineAt(config, span.empty() ? span.begin : span.end - 1);
 }
 
+constexpr std::size_t kMost = 100;  // bytes of a line, or of a part of it
+
 // `text` in one line of a terminal or two.
 std::string Cut(const std::string& text) {
-  constexpr std::size_t kMost = 100;
   if (text.size() <= kMost) return Printable(text);
   std::size_t end = kMost;
   while ((static_cast<unsigned char>(text[end]) & 0xc0U) == 0x80U && end > 0) --end;
   return Printable(std::string_view(text).substr(0, end)) + "...";
 }
 
-// "  = a.example www.a.example on *:80", or what there is of it.
-std::string Identity(const Document& document, BlockId block) {
-  const auto joined = [](const std::vector<std::string>& words) {
-    std::string text;
-    for (const std::string& word : words) {
-      (text += ' ').append(word.empty() ? std::string_view("\"\"") : std::string_view(word));
-    }
-    return Cut(text);
-  };
-  const std::vector<std::string> names = ServerNames(document, block);
-  const std::vector<std::string> addresses = ServerAddresses(document, block);
-  if (names.empty() && addresses.empty()) return std::string();
-  return "  =" + joined(names) + (addresses.empty() ? "" : " on" + joined(addresses));
+// The same, behind `line`.
+void AddCut(const std::string& text, std::string& line) {
+  const bool plain = text.size() <= kMost && std::all_of(text.begin(), text.end(), [](char byte) {
+                       return byte >= ' ' && byte <= '~';
+                     });
+  plain ? line.append(text) : line.append(Cut(text));
 }
+
+// The names and addresses of servers, as they stand behind their blocks.
+class Servers {
+ public:
+  explicit Servers(const Document& document) : m_identities(document) {}
+
+  // "  = a.example www.a.example on *:80", or what there is of it.
+  void AddIdentity(BlockId block, std::string& text) {
+    m_names.clear();
+    m_addresses.clear();
+    m_identities.ForEachName(block, [this](std::string_view name) { Add(name, m_names); });
+    m_identities.ForEachAddress(block,
+                                [this](std::string_view address) { Add(address, m_addresses); });
+    if (m_names.empty() && m_addresses.empty()) return;
+    AddCut(m_names, text += "  =");
+    if (!m_addresses.empty()) AddCut(m_addresses, text += " on");
+  }
+
+ private:
+  static void Add(std::string_view word, std::string& words) {
+    (words += ' ').append(word.empty() ? std::string_view("\"\"") : word);
+  }
+
+  tov_document::Identities m_identities;
+  std::string m_names;
+  std::string m_addresses;
+};
 
 // "(lines 6 to 9: Lua, which is not looked into)".
 std::string Unread(const InspectedText& config, const Item& item) {
@@ -80,21 +101,6 @@ std::string Unread(const InspectedText& config, const Item& item) {
   const std::string section = document.Value(document.HeadWords(item.around).front());
   const bool nginx = document.dialect() == Dialect::kNginx;
   return '(' + lines + ": " + (nginx ? "Lua" : Cut(section)) + ", which is not looked into)";
-}
-
-void Describe(const InspectedText& config, const Item& item, bool coloured, std::string& text) {
-  if (item.node.kind == NodeKind::kOpaque) {
-    text += Unread(config, item);
-    return;
-  }
-  const std::string_view plain = PlainLine(config.document, item.node);
-  const bool bold = coloured && item.node.kind == NodeKind::kBlock;
-  if (!plain.empty() && !bold) {
-    text += plain;
-  } else {
-    text += Bold(Cut(OneLine(config.document, item.node)), bold);
-  }
-  if (item.server) text += Identity(config.document, item.node.block);
 }
 
 // Whether `item` is a comment behind `before`, on the same line.
@@ -122,7 +128,8 @@ class Tree {
         m_notes(notes),
         m_coloured(coloured),
         m_digits(digits),
-        m_file(Printable(config.file) + ':') {
+        m_file(Printable(config.file) + ':'),
+        m_servers(config.document) {
     m_text.reserve(config.document.text().size() +
                    config.places.Lines() * (m_file.size() + digits + kForMore));
   }
@@ -135,7 +142,7 @@ class Tree {
       if (m_before) m_text += '\n';
       AddPlace(item.depth);
     }
-    Describe(m_config, item, m_coloured, m_text);
+    Describe(item);
     const auto note = m_notes.find(item.node.bytes.begin);
     if (note != m_notes.end() && item.node.kind == NodeKind::kDirective) {
       (m_text += "  ") += Cut(note->second);
@@ -164,11 +171,27 @@ class Tree {
     m_text.append(m_digits - std::min(size, m_digits) + 1 + 2 * std::min(depth, kDeepest), ' ');
   }
 
+  void Describe(const Item& item) {
+    if (item.node.kind == NodeKind::kOpaque) {
+      m_text += Unread(m_config, item);
+      return;
+    }
+    const std::string_view plain = PlainLine(m_config.document, item.node);
+    const bool bold = m_coloured && item.node.kind == NodeKind::kBlock;
+    if (!plain.empty() && !bold) {
+      m_text += plain;
+    } else {
+      m_text += Bold(Cut(OneLine(m_config.document, item.node)), bold);
+    }
+    if (item.server) m_servers.AddIdentity(item.node.block, m_text);
+  }
+
   const InspectedText& m_config;
   const Notes& m_notes;
   const bool m_coloured;
   const std::size_t m_digits;
   const std::string m_file;
+  Servers m_servers;
   std::size_t m_line = 1;
   std::optional<Item> m_before;
   std::string m_text;

@@ -187,19 +187,27 @@ class Document {
 
   // The directives of a block, not of those inside, that say which server it is: nginx's
   // server_name and listen, Apache's ServerName and ServerAlias. Cost: logarithmic, and one step
-  // for each such directive of the block and of those inside.
+  // for each of them; where blocks inside have some, one for each block that stands directly in it.
   std::vector<Mark> Identifying(BlockId block) const;
 
   // The same, each given to `use`.
   template <class Use>
   void ForEachIdentifying(BlockId block, const Use& use) const {
     const Span body = m_blocks[block].body;
-    const auto begins_before = [](const Mark& mark, std::uint32_t offset) {
-      return mark.directive.begin < offset;
+    const auto first_behind = [this](auto from, std::uint32_t offset) {
+      return std::lower_bound(from, m_marks.end(), offset, [](const Mark& mark, std::uint32_t at) {
+        return mark.directive.begin < at;
+      });
     };
-    auto mark = std::lower_bound(m_marks.begin(), m_marks.end(), body.begin, begins_before);
-    for (; mark != m_marks.end() && mark->directive.begin < body.end; ++mark) {
-      if (mark->block == block) use(*mark);
+    BlockId child = block + 1;
+    auto mark = first_behind(m_marks.begin(), body.begin);
+    while (mark != m_marks.end() && mark->directive.begin < body.end) {
+      if (mark->block == block) {
+        use(*mark++);
+        continue;
+      }
+      while (m_blocks[child].next <= mark->block) child = m_blocks[child].next;
+      mark = first_behind(mark, m_blocks[child].body.end);
     }
   }
 

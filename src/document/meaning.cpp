@@ -161,21 +161,6 @@ BlockId BlockAround(const Document& document, BlockId block) {
   return block;
 }
 
-// `directive` is the name of the directives that count, without regard to case; "": of all.
-void AddNames(const Document& document, BlockId block, std::string_view directive,
-              std::vector<std::string>& names) {
-  std::vector<Word> words;
-  std::string buffer;
-  document.ForEachIdentifying(block, [&](const Mark& mark) {
-    if (!mark.names) return;
-    document.ReadWords(mark.directive, words);
-    if (!directive.empty() && !SameLetters(ValueOf(document, words[0], buffer), directive)) return;
-    for (std::size_t i = 1; i < words.size(); ++i) {
-      names.push_back(NormalName(document.dialect(), ValueOf(document, words[i], buffer)));
-    }
-  });
-}
-
 }  // namespace
 
 bool SameName(Dialect dialect, std::string_view a, std::string_view b) {
@@ -184,6 +169,18 @@ bool SameName(Dialect dialect, std::string_view a, std::string_view b) {
 
 bool IsServer(Dialect dialect, std::string_view name) {
   return SameName(dialect, name, dialect == Dialect::kApache ? "VirtualHost" : "server");
+}
+
+bool IsServerBlock(const Document& document, BlockId block) {
+  if (block == kWholeText) return false;
+  const std::string_view head = document.Bytes(document.blocks()[block].head);
+  const bool nginx = document.dialect() == Dialect::kNginx;
+  if (Begins(head, nginx ? std::string_view("server {") : "<VirtualHost ")) return true;
+  const std::size_t first = nginx || head.front() != '<' ? 0 : 1;
+  if (head.size() <= first || std::string_view("sVv\"'\\").find(head[first]) == kNowhere) {
+    return false;
+  }
+  return IsServer(document.dialect(), document.Value(document.HeadWords(block).front()));
 }
 
 bool IsCondition(Dialect dialect, std::string_view name) {
@@ -207,19 +204,56 @@ std::vector<BlockId> ConditionsIn(const Document& document, BlockId block) {
   return conditions;
 }
 
-std::string NormalAddress(Dialect dialect, std::string_view written) {
-  if (SameLetters(written.substr(0, 5), "unix:")) return "unix:" + std::string(written.substr(5));
+namespace {
+
+bool HasCapitals(std::string_view text) {
+  return std::any_of(text.begin(), text.end(),
+                     [](char byte) { return Range<'A', 'Z'>::Has(byte); });
+}
+
+// Whether a host that is no IPv6 address, and the port behind it, are in normal form, as most are.
+bool AreNormal(Dialect dialect, std::string_view host, std::string_view port) {
+  if (!IsNumber(port) || (port.front() == '0' && port.size() > 1)) return false;
+  if (host.empty() || host.front() == '[' || host == "0.0.0.0") return false;
+  return host == "*" || (dialect == Dialect::kNginx ? !HasCapitals(host) : IsDotted(host));
+}
+
+// `written` in normal form: as it stands there, or in `buffer`.
+std::string_view NormalAddressIn(Dialect dialect, std::string_view written, std::string& buffer) {
+  if (SameLetters(written.substr(0, 5), "unix:")) {
+    return (buffer = "unix:").append(written.substr(5));
+  }
   const bool nginx = dialect == Dialect::kNginx;
-  if (nginx && IsNumber(written)) return std::string("*:").append(NormalNumber(written));
+  if (nginx && IsNumber(written)) return (buffer = "*:").append(NormalNumber(written));
   std::string_view port = written;
   const std::string_view host = CutHost(port);
   if (!port.empty()) port.remove_prefix(1);
+  if (AreNormal(dialect, host, port)) return written;
   if (port.empty()) {
     port = nginx ? "80" : "*";
   } else if (IsNumber(port)) {
     port = NormalNumber(port);
   }
-  return (NormalHost(dialect, host) += ':').append(port);
+  return ((buffer = NormalHost(dialect, host)) += ':').append(port);
+}
+
+std::string_view NormalNameIn(Dialect dialect, std::string_view written, std::string& buffer) {
+  if (dialect == Dialect::kNginx) {
+    if (written.substr(0, 1) == "~") return written;
+  } else {
+    const std::size_t scheme = written.find("://");
+    if (scheme != kNowhere) written.remove_prefix(scheme + 3);
+    written = CutHost(written);
+  }
+  if (!HasCapitals(written)) return written;
+  return buffer = Lower(written);
+}
+
+}  // namespace
+
+std::string NormalAddress(Dialect dialect, std::string_view written) {
+  std::string buffer;
+  return std::string(NormalAddressIn(dialect, written, buffer));
 }
 
 std::string ListenAddress(const std::vector<std::string>& words) {
@@ -235,34 +269,88 @@ std::string TransportIn(const std::vector<std::string>& words) {
 }
 
 std::string NormalName(Dialect dialect, std::string_view written) {
-  if (dialect == Dialect::kNginx) {
-    return written.substr(0, 1) == "~" ? std::string(written) : Lower(written);
-  }
-  const std::size_t scheme = written.find("://");
-  if (scheme != kNowhere) written.remove_prefix(scheme + 3);
-  return Lower(CutHost(written));
+  std::string buffer;
+  return std::string(NormalNameIn(dialect, written, buffer));
 }
 
-namespace {
+// --- The names and addresses of a server ---
 
-std::vector<std::string> NamesOf(const Document& document, BlockId block,
-                                 std::string_view directive) {
-  std::vector<std::string> names;
-  AddNames(document, block, directive, names);
-  for (const BlockId condition : ConditionsIn(document, block)) {
-    AddNames(document, condition, directive, names);
+void Identities::ForEachName(BlockId block, const Use& use) {
+  AddNames(block, "", use);
+}
+
+void Identities::ForEachAlias(BlockId block, const Use& use) {
+  AddNames(block, "ServerAlias", use);
+}
+
+void Identities::AddNames(BlockId block, std::string_view directive, const Use& use) {
+  AddNamesIn(block, directive, use);
+  for (const BlockId condition : ConditionsIn(m_document, block)) {
+    AddNamesIn(condition, directive, use);
   }
+}
+
+// `directive` is the name of the directives that count, without regard to case; "": of all.
+void Identities::AddNamesIn(BlockId block, std::string_view directive, const Use& use) {
+  m_document.ForEachIdentifying(block, [&](const Mark& mark) {
+    if (!mark.names) return;
+    m_document.ReadWords(mark.directive, m_words);
+    const auto value = [&](const Word& word) { return ValueOf(m_document, word, m_value); };
+    if (!directive.empty() && !SameLetters(value(m_words[0]), directive)) return;
+    for (std::size_t i = 1; i < m_words.size(); ++i) {
+      use(NormalNameIn(m_document.dialect(), value(m_words[i]), m_normal));
+    }
+  });
+}
+
+void Identities::ForEachAddress(BlockId block, const Use& use) {
+  const Dialect dialect = m_document.dialect();
+  if (dialect == Dialect::kNginx) {
+    m_document.ForEachIdentifying(block, [&](const Mark& mark) {
+      if (mark.names) return;
+      m_document.ReadWords(mark.directive, m_words);
+      if (m_words.size() > 1) use(AddressOfListen());
+    });
+    return;
+  }
+  if (!IsServerBlock(m_document, block)) return;
+  m_document.ReadWords(m_document.blocks()[block].head, m_words);
+  for (std::size_t i = 1; i < m_words.size(); ++i) {
+    use(NormalAddressIn(dialect, ValueOf(m_document, m_words[i], m_value), m_normal));
+  }
+}
+
+// See ListenAddress.
+std::string_view Identities::AddressOfListen() {
+  const bool streams = std::none_of(m_words.begin() + 2, m_words.end(), [this](const Word& word) {
+    return IsTransport(ValueOf(m_document, word, m_value));
+  });
+  const std::string_view written = ValueOf(m_document, m_words[1], m_value);
+  const std::string_view address = NormalAddressIn(Dialect::kNginx, written, m_normal);
+  if (streams) return address;
+  if (address.data() != m_normal.data()) m_normal = address;
+  return m_normal += kNoStream;
+}
+
+std::vector<std::string> ServerNames(const Document& document, BlockId block) {
+  std::vector<std::string> names;
+  const auto add = [&names](std::string_view name) { names.emplace_back(name); };
+  Identities(document).ForEachName(block, add);
   return names;
 }
 
-}  // namespace
-
-std::vector<std::string> ServerNames(const Document& document, BlockId block) {
-  return NamesOf(document, block, "");
+std::vector<std::string> ServerAliases(const Document& document, BlockId block) {
+  std::vector<std::string> names;
+  const auto add = [&names](std::string_view name) { names.emplace_back(name); };
+  Identities(document).ForEachAlias(block, add);
+  return names;
 }
 
-std::vector<std::string> ServerAliases(const Document& document, BlockId block) {
-  return NamesOf(document, block, "ServerAlias");
+std::vector<std::string> ServerAddresses(const Document& document, BlockId block) {
+  std::vector<std::string> addresses;
+  const auto add = [&addresses](std::string_view address) { addresses.emplace_back(address); };
+  Identities(document).ForEachAddress(block, add);
+  return addresses;
 }
 
 namespace {
@@ -280,36 +368,6 @@ std::vector<std::vector<std::string>> Listens(const Document& document, BlockId 
 }
 
 }  // namespace
-
-std::vector<std::string> ServerAddresses(const Document& document, BlockId block) {
-  std::vector<std::string> addresses;
-  const Dialect dialect = document.dialect();
-  if (dialect == Dialect::kApache) {
-    const std::vector<Word> words = document.HeadWords(block);
-    std::string buffer;
-    if (words.empty() || !IsServer(dialect, ValueOf(document, words.front(), buffer))) {
-      return addresses;
-    }
-    for (std::size_t i = 1; i < words.size(); ++i) {
-      addresses.push_back(NormalAddress(dialect, ValueOf(document, words[i], buffer)));
-    }
-    return addresses;
-  }
-  std::vector<Word> words;
-  std::string buffer;
-  document.ForEachIdentifying(block, [&](const Mark& mark) {
-    if (mark.names) return;
-    document.ReadWords(mark.directive, words);
-    if (words.size() < 2) return;
-    std::string& address =
-        addresses.emplace_back(NormalAddress(dialect, ValueOf(document, words[1], buffer)));
-    const bool streams = std::none_of(words.begin() + 2, words.end(), [&](const Word& word) {
-      return IsTransport(ValueOf(document, word, buffer));
-    });
-    if (!streams) address += kNoStream;
-  });
-  return addresses;
-}
 
 std::vector<std::string> DefaultAddresses(const Document& document, BlockId block) {
   std::vector<std::string> addresses;

@@ -3,6 +3,7 @@
 // What of a directive's meaning it takes to find a server's block.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -17,6 +18,9 @@ bool SameName(Dialect dialect, std::string_view a, std::string_view b);
 
 // Whether blocks of this name are servers: nginx's "server", Apache's "VirtualHost".
 bool IsServer(Dialect dialect, std::string_view name);
+
+// Whether a block is a server's. Cost: a look at its first bytes, as a rule.
+bool IsServerBlock(const Document& document, BlockId block);
 
 // Whether blocks of this name only say on what condition their directives count: Apache's
 // "IfModule", "IfDefine", "IfVersion", "IfFile", "IfDirective", "IfSection".
@@ -70,6 +74,31 @@ std::vector<std::string> ServerAliases(const Document& document, BlockId block);
 // The addresses that a block states, in normal form, in the order of the text: those of nginx's
 // "listen" directives (see ListenAddress), the arguments of Apache's <VirtualHost>. Empty: none.
 std::vector<std::string> ServerAddresses(const Document& document, BlockId block);
+
+// Reads the names and the addresses of one server after another, as ServerNames and ServerAddresses
+// have them, into memory that is used again. Used by one thread at a time.
+class Identities {
+ public:
+  // Is called for one name, or one address, after the other. The text is there for that call only.
+  using Use = std::function<void(std::string_view)>;
+
+  // `document` must outlive it.
+  explicit Identities(const Document& document) : m_document(document) {}
+
+  void ForEachName(BlockId block, const Use& use);
+  void ForEachAlias(BlockId block, const Use& use);
+  void ForEachAddress(BlockId block, const Use& use);
+
+ private:
+  void AddNames(BlockId block, std::string_view directive, const Use& use);
+  void AddNamesIn(BlockId block, std::string_view directive, const Use& use);
+  std::string_view AddressOfListen();
+
+  const Document& m_document;
+  std::vector<Word> m_words;
+  std::string m_value;
+  std::string m_normal;
+};
 
 // Of an nginx server, those on which it is to answer for names that no server has: one server only
 // may say so of an address.

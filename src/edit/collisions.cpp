@@ -4,11 +4,13 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <functional>
 #include <map>
 #include <optional>
 #include <set>
 #include <string_view>
 #include <tuple>
+#include <unordered_map>
 #include <utility>
 
 #include "document/ascii.h"
@@ -20,6 +22,7 @@ namespace {
 using tov_document::BlockId;
 using tov_document::Dialect;
 using tov_document::Document;
+using tov_document::IsServerBlock;
 using tov_document::Span;
 using Blocks = std::vector<BlockId>;
 using Kind = Collision::Kind;
@@ -27,11 +30,6 @@ using Kind = Collision::Kind;
 void Insert(Blocks& blocks, BlockId block) {
   const auto at = std::lower_bound(blocks.begin(), blocks.end(), block);
   if (at == blocks.end() || *at != block) blocks.insert(at, block);
-}
-
-bool IsServerBlock(const Document& document, BlockId id) {
-  const auto words = document.HeadWords(id);
-  return tov_document::IsServer(document.dialect(), document.Value(words.front()));
 }
 
 // --- Apache's aliases with wildcards ---
@@ -65,6 +63,8 @@ bool Fits(std::string_view pattern, std::string_view name) {
 // Which servers have patterns that fit a name. Most patterns are "*" and a text.
 class Patterns {
  public:
+  Patterns() = default;
+
   // By patterns, the servers that have each.
   explicit Patterns(const std::map<std::string, Blocks>& all) {
     for (const auto& [pattern, servers] : all) {
@@ -104,36 +104,51 @@ struct Named {
 
 // The servers of a text. A server with many names and many addresses answers to each of the names
 // on each of the addresses: these pairs are never listed. Names that the same servers have are
-// looked at once, for all of them.
+// looked at once, for all of them. Most servers share no name: names are kept of which several may
+// state each, and addresses are read of servers that share one.
 class Servers {
  public:
-  explicit Servers(const Document& document) {
+  explicit Servers(const Document& document) : m_document(document), m_identities(document) {
     std::map<std::string, Blocks> patterns;
+    Blocks servers;
     for (BlockId id = 1; id < document.blocks().size(); ++id) {
       if (!IsServerBlock(document, id)) continue;
-      for (const std::string& name : NamesOf(document, id)) Insert(m_by_name[name].own, id);
-      AddPatterns(document, id, patterns);
-      auto addresses = tov_document::ServerAddresses(document, id);
-      if (addresses.empty()) addresses.emplace_back("*:80");
-      m_addresses[id].insert(addresses.begin(), addresses.end());
+      servers.push_back(id);
+      AddPatterns(id, patterns);
     }
-    const Patterns fitting(patterns);
-    for (auto& [name, named] : m_by_name) {
-      named.answering = named.own;
-      if (!fitting.empty() && !HasWildcard(name)) fitting.AddFitting(name, named.answering);
+    m_patterns = Patterns(patterns);
+    const std::vector<std::size_t> repeated = RepeatedDigests(servers);
+    if (m_patterns.empty() && repeated.empty()) return;
+    for (const BlockId id : servers) {
+      ForEachName(id, [&](std::string_view name) {
+        const bool counts = !m_patterns.empty() ||
+                            std::binary_search(repeated.begin(), repeated.end(), DigestOf(name));
+        if (counts) Insert(m_by_name[std::string(name)], id);
+      });
     }
   }
 
-  const std::map<std::string, Named>& by_name() const { return m_by_name; }
+  // The names to which several servers answer, sorted.
+  std::vector<std::string> SharedNames() const {
+    std::vector<std::string> names;
+    for (const auto& [name, own] : m_by_name) {
+      if (own.size() > 1 || (!m_patterns.empty() && Answering(name, own).size() > 1)) {
+        names.push_back(name);
+      }
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+  }
 
   Named WithName(const std::string& name) const {
     const auto known = m_by_name.find(name);
-    return known == m_by_name.end() ? Named() : known->second;
+    return known == m_by_name.end() ? Named()
+                                    : Named{known->second, Answering(name, known->second)};
   }
 
   // The addresses that several of the servers have, and which have each. That one of them has very
   // many of its own costs nothing. A pattern counts only before a server that states the name.
-  std::map<std::string, Blocks> Shared(const Named& named) const {
+  std::map<std::string, Blocks> Shared(const Named& named) {
     std::map<std::string, Blocks> shared;
     const Blocks& servers = named.answering;
     if (servers.size() < 2) return shared;
@@ -157,37 +172,75 @@ class Servers {
   }
 
  private:
-  static void AddPatterns(const Document& document, BlockId id,
-                          std::map<std::string, Blocks>& patterns) {
-    if (document.dialect() != Dialect::kApache) return;
-    for (const std::string& alias : tov_document::ServerAliases(document, id)) {
-      if (HasWildcard(alias)) Insert(patterns[alias], id);
+  static std::size_t DigestOf(std::string_view name) { return std::hash<std::string_view>()(name); }
+
+  // Of the names that several of `servers` may state, sorted.
+  std::vector<std::size_t> RepeatedDigests(const Blocks& servers) {
+    std::vector<std::pair<std::size_t, BlockId>> all;
+    all.reserve(m_document.marks().size());
+    for (const BlockId id : servers) {
+      ForEachName(id, [&](std::string_view name) { all.emplace_back(DigestOf(name), id); });
     }
+    std::sort(all.begin(), all.end());
+    std::vector<std::size_t> repeated;
+    for (std::size_t i = 1; i < all.size(); ++i) {
+      const bool of_others = all[i].first == all[i - 1].first && all[i].second != all[i - 1].second;
+      if (of_others) repeated.push_back(all[i].first);
+    }
+    return repeated;
   }
 
   // nginx takes ".a" for "a" and "*.a", and a server that states no name for one whose name is "".
-  static std::vector<std::string> NamesOf(const Document& document, BlockId id) {
-    std::vector<std::string> names = tov_document::ServerNames(document, id);
-    if (document.dialect() != Dialect::kNginx) return names;
-    if (names.empty() && IsOfHttp(document, id)) names.emplace_back();
-    for (std::size_t i = names.size(); i-- > 0;) {
-      if (names[i].size() < 2 || names[i].front() != '.') continue;
-      names.push_back("*" + names[i]);
-      names[i].erase(0, 1);
-    }
-    return names;
+  template <class Use>
+  void ForEachName(BlockId id, const Use& use) {
+    const bool nginx = m_document.dialect() == Dialect::kNginx;
+    bool is_named = false;
+    m_identities.ForEachName(id, [&](std::string_view name) {
+      is_named = true;
+      if (nginx && name.size() > 1 && name.front() == '.') {
+        use('*' + std::string(name));
+        name.remove_prefix(1);
+      }
+      use(name);
+    });
+    if (nginx && !is_named && IsOfHttp(id)) use("");
   }
 
-  static bool IsOfHttp(const Document& document, BlockId id) {
-    const BlockId parent = document.blocks()[id].parent;
+  void AddPatterns(BlockId id, std::map<std::string, Blocks>& patterns) {
+    if (m_document.dialect() != Dialect::kApache) return;
+    m_identities.ForEachAlias(id, [&](std::string_view alias) {
+      if (HasWildcard(alias)) Insert(patterns[std::string(alias)], id);
+    });
+  }
+
+  bool IsOfHttp(BlockId id) const {
+    const BlockId parent = m_document.blocks()[id].parent;
     return parent == tov_document::kWholeText ||
-           document.Value(document.HeadWords(parent).front()) == "http";
+           m_document.Value(m_document.HeadWords(parent).front()) == "http";
   }
 
-  const std::set<std::string>& AddressesOf(BlockId server) const { return m_addresses.at(server); }
+  Blocks Answering(const std::string& name, const Blocks& own) const {
+    Blocks answering = own;
+    if (!m_patterns.empty() && !HasWildcard(name)) m_patterns.AddFitting(name, answering);
+    return answering;
+  }
 
-  std::map<std::string, Named> m_by_name;
-  std::map<BlockId, std::set<std::string>> m_addresses;
+  const std::set<std::string>& AddressesOf(BlockId server) {
+    const auto [entry, is_new] = m_addresses.try_emplace(server);
+    std::set<std::string>& addresses = entry->second;
+    if (is_new) {
+      m_identities.ForEachAddress(
+          server, [&addresses](std::string_view address) { addresses.emplace(address); });
+      if (addresses.empty()) addresses.emplace("*:80");
+    }
+    return addresses;
+  }
+
+  const Document& m_document;
+  tov_document::Identities m_identities;
+  std::unordered_map<std::string, Blocks> m_by_name;  // who state each name that is kept
+  Patterns m_patterns;
+  std::unordered_map<BlockId, std::set<std::string>> m_addresses;
 };
 
 std::size_t CountAt(const std::map<std::string, Blocks>& shared, const std::string& address) {
@@ -196,11 +249,11 @@ std::size_t CountAt(const std::map<std::string, Blocks>& shared, const std::stri
 }
 
 std::optional<Collision> NewNames(const Document& before, const Document& after) {
-  const Servers old_servers(before);
-  const Servers new_servers(after);
+  Servers old_servers(before);
+  Servers new_servers(after);
   std::set<std::tuple<Blocks, Blocks, Blocks, Blocks>> known;  // servers of one name
-  for (const auto& [name, named] : new_servers.by_name()) {
-    if (named.answering.size() < 2) continue;
+  for (const std::string& name : new_servers.SharedNames()) {
+    const Named named = new_servers.WithName(name);
     const Named was = old_servers.WithName(name);
     if (!known.emplace(was.own, was.answering, named.own, named.answering).second) continue;
     const auto shared = new_servers.Shared(named);
@@ -216,10 +269,10 @@ std::optional<Collision> NewNames(const Document& before, const Document& after)
 
 void AddNames(const Document& document, std::vector<Collision>& collisions) {
   constexpr std::size_t kMostNames = 100;
-  const Servers servers(document);
+  Servers servers(document);
   std::map<std::pair<Blocks, std::string>, std::size_t> known;  // which of the collisions it is
-  for (const auto& [name, named] : servers.by_name()) {
-    for (const auto& [address, answering] : servers.Shared(named)) {
+  for (const std::string& name : servers.SharedNames()) {
+    for (const auto& [address, answering] : servers.Shared(servers.WithName(name))) {
       const auto [at, is_new] = known.try_emplace({answering, address}, collisions.size());
       if (is_new) collisions.push_back({Kind::kName, {}, address, answering, {}});
       auto& names = collisions[at->second].names;
@@ -261,12 +314,15 @@ bool IsOfSocket(std::string_view parameter) {
 std::map<std::string, Sockets> SocketOptions(const Document& document) {
   std::map<std::string, Sockets> sockets;
   if (document.dialect() != Dialect::kNginx) return sockets;
+  std::vector<tov_document::Word> words;
   std::vector<std::string> values;
   for (const tov_document::Mark& mark : document.marks()) {
     if (mark.names) continue;
+    document.ReadWords(mark.directive, words);
+    if (words.size() < 3) continue;
     values.clear();
-    for (const auto& word : document.Words(mark.directive)) values.push_back(document.Value(word));
-    if (values.size() < 3 || std::none_of(values.begin() + 2, values.end(), IsOfSocket)) continue;
+    for (const auto& word : words) values.push_back(document.Value(word));
+    if (std::none_of(values.begin() + 2, values.end(), IsOfSocket)) continue;
     Sockets& at = sockets[tov_document::ListenAddress(values)];
     Insert(at.servers, mark.block);
     at.listens.push_back(mark.directive);

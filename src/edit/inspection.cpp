@@ -39,17 +39,6 @@ Span Trimmed(const Document& document, Span span) {
   return {begin, begin + static_cast<std::uint32_t>(trimmed.size())};
 }
 
-bool IsServer(const Document& document, BlockId block) {
-  const std::string_view head = document.Bytes(document.blocks()[block].head);
-  const bool nginx = document.dialect() == Dialect::kNginx;
-  const std::size_t first = nginx || head.front() != '<' ? 0 : 1;
-  if (head.size() <= first || std::string_view("sVv\"'\\").find(head[first]) == kNowhere) {
-    return false;
-  }
-  const std::string name = document.Value(document.HeadWords(block).front());
-  return tov_document::IsServer(document.dialect(), name);
-}
-
 // --- What the server refuses ---
 
 class Checks {
@@ -180,7 +169,7 @@ void ForEachItem(const Document& document, const std::function<void(const Item&)
     if (node.kind == NodeKind::kOpaque) node.bytes = Trimmed(document, node.bytes);
     if (node.bytes.empty()) return;
     if (node.kind == NodeKind::kBlock && node.block >= behind_server) {
-      item.server = IsServer(document, node.block);
+      item.server = tov_document::IsServerBlock(document, node.block);
       if (item.server) behind_server = document.blocks()[node.block].next;
     }
     visit(item);

@@ -3,6 +3,7 @@
 #include "report/inspection_json.h"
 
 #include <cstdint>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -31,7 +32,7 @@ using tov_edit::Item;
 class Members {
  public:
   explicit Members(const InspectedText& config, JsonWriter& json)
-      : m_config(config), m_json(json) {}
+      : m_config(config), m_json(json), m_identities(config.document) {}
 
   void AddBlock(const Item& item) {
     const Document& document = m_config.document;
@@ -45,8 +46,15 @@ class Members {
     if (item.server) {
       m_json.Name("server");
       m_json.Begin('{');
-      m_json.Member("names", ServerNames(document, id));
-      m_json.Member("addresses", ServerAddresses(document, id));
+      const auto add = [this](std::string_view text) { m_json.Value(text); };
+      m_json.Name("names");
+      m_json.Begin('[');
+      m_identities.ForEachName(id, add);
+      m_json.End(']');
+      m_json.Name("addresses");
+      m_json.Begin('[');
+      m_identities.ForEachAddress(id, add);
+      m_json.End(']');
       m_json.End('}');
     }
     m_json.End('}');
@@ -95,6 +103,7 @@ class Members {
 
   const InspectedText& m_config;
   JsonWriter& m_json;
+  tov_document::Identities m_identities;
   std::vector<Word> m_words;
   std::size_t m_line = 1;  // of the last head or directive
 };

@@ -141,4 +141,66 @@ TEST(Meaning, FindsNamesAndAddressesOfVirtualHosts) {
   EXPECT_EQ(BlocksNamed(document, "inner"), std::vector<BlockId>{3});
 }
 
+// Marks of blocks inside stand before, between and behind a block's own.
+TEST(Identifying, IsOfTheBlockItselfWhereverOthersStand) {
+  struct Case {
+    const char* text;
+    std::vector<Texts> names;  // of each block
+  };
+  const Case cases[] = {
+      {"server { server_name a; }", {{"a"}}},
+      {"server { server_name a; location / { server_name b; } server_name c; }",
+       {{"a", "c"}, {"b"}}},
+      {"server { location / { server_name b; server_name c; } server_name a; }",
+       {{"a"}, {"b", "c"}}},
+      {"server { x { } y { z { server_name c; } server_name b; } v { } server_name a; }",
+       {{"a"}, {}, {"b"}, {"c"}, {}}},
+      {"server { x { server_name b; } server_name a; y { server_name c; } server_name d; }",
+       {{"a", "d"}, {"b"}, {"c"}}},
+      {"http { server { server_name a; } server { server_name b; } } server { server_name c; }",
+       {{}, {"a"}, {"b"}, {"c"}}},
+      {"http { server { server_name a; x { server_name b;", {{}, {"a"}, {"b"}}},
+  };
+  for (const Case& c : cases) {
+    const Document document(Dialect::kNginx, c.text);
+    std::vector<Texts> names;
+    for (BlockId id = 1; id < document.blocks().size(); ++id) {
+      names.push_back(ServerNames(document, id));
+    }
+    EXPECT_EQ(names, c.names) << c.text;
+  }
+}
+
+TEST(IsServerBlock, TellsByTheNameHoweverItIsWritten) {
+  struct Case {
+    Dialect dialect;
+    const char* text;
+    bool is_one;
+  };
+  const Case cases[] = {
+      {Dialect::kNginx, "server { }", true},
+      {Dialect::kNginx, "server{ }", true},
+      {Dialect::kNginx, "server\n{ }", true},
+      {Dialect::kNginx, "\"server\" { }", true},
+      {Dialect::kNginx, "'server' { }", true},
+      {Dialect::kNginx, "Server { }", false},
+      {Dialect::kNginx, "servers { }", false},
+      {Dialect::kNginx, "upstream server { }", false},
+      {Dialect::kNginx, "split_clients a b { }", false},
+      {Dialect::kApache, "<VirtualHost *:80>\n</VirtualHost>", true},
+      {Dialect::kApache, "<virtualhost *:80>\n</VirtualHost>", true},
+      {Dialect::kApache, "\"<VirtualHost\" *:80>\n</VirtualHost>", true},
+      {Dialect::kApache, "<\"VirtualHost\" *:80>\n</\"VirtualHost\">", false},
+      {Dialect::kApache, "<VirtualHost>\n</VirtualHost>", true},
+      {Dialect::kApache, "<VirtualHosts a>\n</VirtualHosts>", false},
+      {Dialect::kApache, "<Directory VirtualHost>\n</Directory>", false},
+  };
+  for (const Case& c : cases) {
+    const Document document(c.dialect, c.text);
+    ASSERT_GE(document.blocks().size(), 2U) << c.text;
+    EXPECT_EQ(IsServerBlock(document, 1), c.is_one) << c.text;
+    EXPECT_FALSE(IsServerBlock(document, kWholeText));
+  }
+}
+
 }  // namespace
