@@ -20,14 +20,18 @@ extern template void Document::VisitAll<ApacheScanner>(const NodeVisitor&) const
 
 // --- Reading ---
 
-Document::Document(Dialect dialect, std::string_view text) : m_dialect(dialect), m_text(text) {
+Document::Document(Dialect dialect, std::string_view text)
+    : Document(dialect, text, Marks::kNoted) {}
+
+Document::Document(Dialect dialect, std::string_view text, Marks marks)
+    : m_dialect(dialect), m_text(text) {
   if (text.size() > std::numeric_limits<std::uint32_t>::max()) {
     throw std::length_error("the text of a configuration has less than 4 GiB");
   }
   if (dialect == Dialect::kNginx) {
-    Reader<NginxScanner>(*this).Run();
+    Reader<NginxScanner>(*this, marks).Run();
   } else {
-    Reader<ApacheScanner>(*this).Run();
+    Reader<ApacheScanner>(*this, marks).Run();
   }
 }
 

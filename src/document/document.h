@@ -152,6 +152,9 @@ struct Mark {
   bool names = true;           // it states names; false: an address
 };
 
+// Whether a Document notes them. They are up to a third of its memory, for who looks for servers.
+enum class Marks : std::uint8_t { kNoted, kLeftOut };
+
 // A text, read. It refers to the text, which has to outlive it unchanged. Everything after the
 // constructor only looks, and may be called by several threads at a time.
 //
@@ -167,6 +170,7 @@ class Document {
   // Throws std::length_error for a text of 4 GiB or more. Cost: one pass over the text; memory for
   // its blocks, and for the directives that identify them.
   Document(Dialect dialect, std::string_view text);
+  Document(Dialect dialect, std::string_view text, Marks marks);
 
   Dialect dialect() const { return m_dialect; }
   std::string_view text() const { return m_text; }
@@ -211,7 +215,7 @@ class Document {
     }
   }
 
-  // All of them, in the order of the text.
+  // All of them, in the order of the text. None, here and above, where they are left out.
   const std::vector<Mark>& marks() const { return m_marks; }
 
   // The words of a directive, or of a block's head without what opens it ("{", "<", ">"): the name,

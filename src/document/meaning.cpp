@@ -339,13 +339,6 @@ std::vector<std::string> ServerNames(const Document& document, BlockId block) {
   return names;
 }
 
-std::vector<std::string> ServerAliases(const Document& document, BlockId block) {
-  std::vector<std::string> names;
-  const auto add = [&names](std::string_view name) { names.emplace_back(name); };
-  Identities(document).ForEachAlias(block, add);
-  return names;
-}
-
 std::vector<std::string> ServerAddresses(const Document& document, BlockId block) {
   std::vector<std::string> addresses;
   const auto add = [&addresses](std::string_view address) { addresses.emplace_back(address); };

@@ -68,9 +68,6 @@ std::string NormalName(Dialect dialect, std::string_view written);
 // Empty: none.
 std::vector<std::string> ServerNames(const Document& document, BlockId block);
 
-// Of these those of Apache's ServerAlias, which alone may have wildcards.
-std::vector<std::string> ServerAliases(const Document& document, BlockId block);
-
 // The addresses that a block states, in normal form, in the order of the text: those of nginx's
 // "listen" directives (see ListenAddress), the arguments of Apache's <VirtualHost>. Empty: none.
 std::vector<std::string> ServerAddresses(const Document& document, BlockId block);
@@ -86,7 +83,10 @@ class Identities {
   explicit Identities(const Document& document) : m_document(document) {}
 
   void ForEachName(BlockId block, const Use& use);
+
+  // Of these those of Apache's ServerAlias, which alone may have wildcards.
   void ForEachAlias(BlockId block, const Use& use);
+
   void ForEachAddress(BlockId block, const Use& use);
 
  private:

@@ -20,8 +20,9 @@ namespace tov_document {
 template <class Scanner>
 class Reader {
  public:
-  explicit Reader(Document& document)
+  Reader(Document& document, Marks marks)
       : m_document(document),
+        m_notes_marks(marks == Marks::kNoted),
         m_blocks(document.m_blocks),
         m_size(static_cast<std::uint32_t>(document.m_text.size())),
         m_scanner(document.m_text, 0, m_size),
@@ -31,7 +32,7 @@ class Reader {
     constexpr std::uint32_t kBytesForOne = 64;
     if (m_size < kLarge) return;
     m_blocks.reserve(m_size / kBytesForOne);
-    document.m_marks.reserve(m_size / kBytesForOne);
+    if (m_notes_marks) document.m_marks.reserve(m_size / kBytesForOne);
   }
 
   void Run() {
@@ -65,7 +66,7 @@ class Reader {
   bool CanClose() const { return m_open != m_outermost; }
 
   void AddMark(Span directive, States states) {
-    if (Reading() == Body::kValues) return;
+    if (!m_notes_marks || Reading() == Body::kValues) return;
     Mark& mark = m_document.m_marks.emplace_back();
     mark.directive.begin = directive.begin;
     mark.directive.end = directive.end;
@@ -191,6 +192,7 @@ class Reader {
   }
 
   Document& m_document;
+  const bool m_notes_marks;
   std::vector<Block>& m_blocks;
   std::uint32_t m_size;
   Scanner m_scanner;

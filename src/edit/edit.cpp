@@ -157,7 +157,9 @@ class Editor {
     CheckSize(edited, m_name, true);
     const Document& before = contents.document();
     if (m_findings.refusals.empty() && layout.IsChanged() && !before.error()) {
-      const Document document(m_request.dialect, edited);
+      using tov_document::Marks;
+      const Marks marks = plan.identities ? Marks::kNoted : Marks::kLeftOut;
+      const Document document(m_request.dialect, edited, marks);
       const Contents after(document);
       if (CheckSyntaxOf(after, m_name)) {
         if (plan.identities) CheckCollisions(before, after);
@@ -203,7 +205,7 @@ class Editor {
     std::string text = sheet.layout.Text();
     CheckSize(text, name, true);
     if (m_findings.refusals.empty() && !sheet.document.error()) {
-      const Document document(m_request.dialect, text);
+      const Document document(m_request.dialect, text, tov_document::Marks::kLeftOut);
       const Contents after(document);
       if (CheckSyntaxOf(after, name)) CheckMeaning(after, name, plan, sheet.layout);
     }

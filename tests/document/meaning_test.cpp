@@ -171,6 +171,16 @@ TEST(Identifying, IsOfTheBlockItselfWhereverOthersStand) {
   }
 }
 
+TEST(Marks, AreLeftOutOnRequest) {
+  const std::string text = "server { listen 80; server_name a; }";
+  const Document with(Dialect::kNginx, text);
+  const Document without(Dialect::kNginx, text, Marks::kLeftOut);
+  EXPECT_EQ(with.marks().size(), 2U);
+  EXPECT_TRUE(without.marks().empty());
+  EXPECT_TRUE(without.Identifying(1).empty());
+  EXPECT_EQ(without.blocks().size(), with.blocks().size());
+}
+
 TEST(IsServerBlock, TellsByTheNameHoweverItIsWritten) {
   struct Case {
     Dialect dialect;
