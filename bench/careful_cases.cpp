@@ -199,10 +199,17 @@ CarefulEdit Listens(const Dialect& dialect, std::size_t count) {
 
 // --- One server's names, and servers without names ---
 
+// Names of one length: ten times as many are ten times as much. What is longer than 15 bytes has a
+// piece of memory of its own, so that longer names would take more than that.
+std::string HostName(std::size_t number) {
+  constexpr std::size_t kDigits = 6;
+  const std::string digits = std::to_string(number);
+  return "name" + std::string(kDigits - digits.size(), '0') + digits + ".example";
+}
+
 // The line, or lines, with so many names, of which the last may be another one.
 std::string Names(const Dialect& dialect, std::size_t count, const std::string& last) {
-  const std::string names =
-      Repeat(count, [](std::size_t i) { return " name" + std::to_string(i) + ".example"; });
+  const std::string names = Repeat(count, [](std::size_t i) { return " " + HostName(i); });
   if (&dialect == &kNginx) return "\tserver_name" + names + " " + last + ".example;\n";
   return "\tServerName a.example\n\tServerAlias" + names + " " + last + ".example\n";
 }
@@ -230,8 +237,7 @@ CarefulEdit NamesChanged(const Dialect& dialect, std::size_t count) {
 CarefulEdit NamesInLines(const Dialect& dialect, std::size_t count) {
   const bool nginx = &dialect == &kNginx;
   const std::string lines = Repeat(count, [nginx](std::size_t i) {
-    return (nginx ? "\tserver_name name" : "\tServerAlias name") + std::to_string(i) + ".example" +
-           (nginx ? ";\n" : "\n");
+    return (nginx ? "\tserver_name " : "\tServerAlias ") + HostName(i) + (nginx ? ";\n" : "\n");
   });
   const auto server = [&](const char* folder) {
     return Server(dialect,
