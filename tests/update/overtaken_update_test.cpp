@@ -15,6 +15,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "update/update_test.h"
@@ -29,6 +30,7 @@ using tov_update::UpdateOptions;
 // What happens before each exchange of names, by its number from 1.
 std::function<void(int)> before_exchange;
 int exchanges = 0;
+std::function<void()> before_move;  // the next one to a name that is free
 bool can_exchange = true;
 
 }  // namespace
@@ -37,6 +39,7 @@ bool can_exchange = true;
 extern "C" int renameat2(int from_folder, const char* from, int to_folder, const char* to,
                          unsigned flags) noexcept {
   if (flags == RENAME_EXCHANGE && before_exchange) before_exchange(++exchanges);
+  if (flags == RENAME_NOREPLACE && before_move) std::exchange(before_move, nullptr)();
   if (flags != 0 && !can_exchange) {
     errno = EINVAL;
     return -1;
@@ -51,9 +54,13 @@ class OvertakenUpdate : public UpdateTest {
   OvertakenUpdate() {
     exchanges = 0;
     before_exchange = nullptr;
+    before_move = nullptr;
     can_exchange = true;
   }
-  ~OvertakenUpdate() override { before_exchange = nullptr; }
+  ~OvertakenUpdate() override {
+    before_exchange = nullptr;
+    before_move = nullptr;
+  }
 
   void StartAnew() {
     std::filesystem::remove_all(PathOf(""));
@@ -326,6 +333,20 @@ TEST_P(WithAndWithoutExchange, WhatOthersSaveJustBeforeAnExchangeStays) {
     EXPECT_THAT(CommitOvertaken(WithCheck("false")), testing::EndsWith(c.message));
     EXPECT_EQ(All(), c.after);
   }
+}
+
+TEST_P(WithAndWithoutExchange, AFileThatOthersMakeJustBeforeAnotherIsMovedThereStays) {
+  StartAnew();
+  FileUpdate update = FileUpdate::OfMissing(PathOf("d"));
+  update.Replace(0, "new\n");
+  before_move = [this] { m_sandbox.Write("d", "theirs\n"); };
+  EXPECT_EQ(MessageOf<Overtaken>([&] { update.Commit({}); }),
+            "d: has been changed by another program meanwhile and stays so; the new text is in "
+            ".d.qeltemplate-kept-new");
+  EXPECT_EQ(All(), (Files{{"a", "old\n"},
+                          {"b", "old\n"},
+                          {"d", "theirs\n"},
+                          {".d.qeltemplate-kept-new", "new\n"}}));
 }
 
 TEST_F(OvertakenUpdate, OfThreeProgramsNoneLosesItsText) {
