@@ -47,7 +47,7 @@ std::optional<Place> PlaceOf(const std::string& path, const std::string& line,
 std::optional<Place> NginxPlace(const std::string& said, const std::vector<JudgedFile>& files) {
   const std::size_t colon = said.rfind(':');
   const std::size_t path = said.find(" in /");
-  if (colon == std::string::npos || path == std::string::npos || path > colon) return std::nullopt;
+  if (colon == std::string::npos || path == std::string::npos) return std::nullopt;
   const std::size_t begin = path + std::string(" in ").size();
   return PlaceOf(said.substr(begin, colon - begin), said.substr(colon + 1), files);
 }

@@ -138,19 +138,26 @@ TEST_F(Descriptors, MayHoldAnyTextWhereTheyCannotBeRead) {
 
 TEST_F(Descriptors, NeverGetTheNumberOfAStandardStream) {
   m_sandbox.Write("a", "");
-  for (const int closed : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-    const int kept = fcntl(closed, F_DUPFD_CLOEXEC, 10);
-    close(closed);
+  const std::vector<std::vector<int>> cases = {{0}, {1}, {2}, {0, 1}, {0, 2}, {1, 2}, {0, 1, 2}};
+  for (const std::vector<int>& closed : cases) {
+    std::vector<int> kept;
+    for (const int number : closed) {
+      kept.push_back(fcntl(number, F_DUPFD_CLOEXEC, 10));
+      close(number);
+    }
     Descriptor opened = tov_update::Open(m_sandbox.PathOf("a"), O_RDONLY);
     const int number = opened.Number();
     const int flags = fcntl(number, F_GETFD);
-    const bool is_free = !IsOpen(closed);
+    const bool are_free = std::none_of(closed.begin(), closed.end(), IsOpen);
     opened = Descriptor();
-    dup2(kept, closed);
-    close(kept);
-    EXPECT_GT(number, STDERR_FILENO) << closed;
-    EXPECT_EQ(flags, FD_CLOEXEC) << closed;
-    EXPECT_TRUE(is_free) << closed;
+    for (std::size_t i = 0; i < closed.size(); ++i) {
+      dup2(kept.at(i), closed.at(i));
+      close(kept.at(i));
+    }
+    SCOPED_TRACE(testing::PrintToString(closed));
+    EXPECT_GT(number, STDERR_FILENO);
+    EXPECT_EQ(flags, FD_CLOEXEC);
+    EXPECT_TRUE(are_free);
   }
 }
 
