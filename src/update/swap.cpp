@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <exception>
+#include <set>
 #include <utility>
 
 #include "update/failure.h"
@@ -66,17 +67,9 @@ class Problems {
 };
 
 std::vector<std::string> DirectoriesOf(const std::vector<Replacement>& replacements) {
-  std::vector<std::string> directories;
-  directories.reserve(replacements.size());
-  for (const Replacement& replacement : replacements) {
-    std::string directory = replacement.Directory();
-    if (directories.empty() || directories.back() != directory) {
-      directories.push_back(std::move(directory));
-    }
-  }
-  std::sort(directories.begin(), directories.end());
-  directories.erase(std::unique(directories.begin(), directories.end()), directories.end());
-  return directories;
+  std::set<std::string> directories;
+  for (const Replacement& replacement : replacements) directories.insert(replacement.Directory());
+  return {directories.begin(), directories.end()};
 }
 
 void FlushAll(const std::vector<std::string>& directories) {
