@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "update/failure.h"
+#include "update/locked_file.h"
 #include "update/update_sandbox.h"
 
 namespace {
@@ -132,6 +133,20 @@ TEST_F(Descriptors, MayHoldAnyTextWhereTheyCannotBeRead) {
   const Descriptor opened = With("text");
   errors_first = {EIO};
   EXPECT_TRUE(tov_update::MayHold(opened, "another"));
+}
+
+TEST_F(Descriptors, AreNoGlanceWhereTheSystemGivesLessThanTheFileHolds) {
+  m_sandbox.Write("a", "text");
+  const std::string path = m_sandbox.PathOf("a");
+  const tov_update::Glances glances(path);
+  std::string buffer;
+  EXPECT_TRUE(glances.At(path, buffer));
+  most_at_once = 3;
+  EXPECT_FALSE(glances.At(path, buffer));
+  most_at_once = 4;
+  errors_first = {EIO};
+  EXPECT_FALSE(glances.At(path, buffer));
+  EXPECT_EQ(glances.At(path, buffer)->text, "text");
 }
 
 // --- Numbers ---
