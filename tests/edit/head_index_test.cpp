@@ -183,6 +183,7 @@ TEST(HeadIndex, FindsVirtualHostsByEachAddress) {
                   {kWholeText, {"VirtualHost", "*:80", "1.1.1.1:81"}, {1, 2, 4}},  // none twice
                   {kWholeText, {"VirtualHost", "*:83"}, {}},
                   {kWholeText, {"VirtualHost", "..."}, {1, 2, 4}},
+                  {kWholeText, {"VirtualHost", "_default_:80", "..."}, {1, 2, 4}},  // and others
                   {3, {"VirtualHost", "..."}, {4}},
                   {3, {"VirtualHost", "*:80"}, {}},
                   {3, {"VirtualHost", "1.1.1.1:81"}, {4}},

@@ -148,6 +148,32 @@ TEST(ReadOldValue, OfApacheIsFoundByTheNameOfTheHost) {
   ExpectEdits(Dialect::kApache, cases);
 }
 
+TEST(ReadOldValue, IsReadOfAConditionWhereTheBlockItselfDoesNotSayIt) {
+  const std::string text =
+      "<VirtualHost *:80>\nServerName a\nDocumentRoot {% $root %}\n</VirtualHost>\n";
+  const auto host = [](const std::string& lines) {
+    return "<VirtualHost *:80>\n  ServerName a\n" + lines + "</VirtualHost>\n";
+  };
+  const auto when = [](const std::string& root) {
+    return "  <IfModule m>\n    DocumentRoot " + root + "\n  </IfModule>\n";
+  };
+  ExpectEdits(
+      Dialect::kApache,
+      {{"there alone", host(when("/a")), text, {{"root", kNone, "/b"}}, host(when("/b")), ReadAll},
+       {"the block's own before it",
+        host("  DocumentRoot /a\n" + when("/x")),
+        text,
+        {{"root", kNone, "/b"}},
+        host("  DocumentRoot /b\n" + when("/x")),
+        ReadAll},
+       {"the block's own behind it",
+        host(when("/x") + "  DocumentRoot /a\n"),
+        text,
+        {{"root", kNone, "/b"}},
+        host(when("/x") + "  DocumentRoot /b\n"),
+        ReadAll}});
+}
+
 TEST(ReadOldValue, IsRefusedWhereTheConfigurationDoesNotSayIt) {
   const std::string two =
       "server {\n  server_name a;\n  listen 80;\n}\nserver {\n  server_name b;\n  listen 80;\n}\n";

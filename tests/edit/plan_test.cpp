@@ -1946,6 +1946,13 @@ TEST(Options, AreComparedWordByWord) {
 }
 
 // Each word once, in the line that comes first.
+TEST(Options, ThatDifferInTheirFirstLetterAreTwo) {
+  ExpectEdits(
+      Dialect::kApache,
+      Each(Host, {{"without a sign", "\tOptions Aa\n", "Options Ba\n", {}, "\tOptions Aa Ba\n"},
+                  {"with one", "\tOptions +Aa\n", "Options +Ba\n", {}, "\tOptions +Aa +Ba\n"}}));
+}
+
 TEST(Options, OfANewBlockAreOneLine) {
   ExpectEdits(Dialect::kApache,
               Each(Host, {{"of two lines",

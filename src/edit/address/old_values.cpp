@@ -115,8 +115,11 @@ class ValueReader {
     std::map<std::string, Hearing> here;
     std::size_t directives = 0;
     bool is_own = false;
-    for (const Child* const child : m_contents.WithConditions(*match.at, {})) {
-      // What stands in conditions counts where the block itself has none.
+    // What stands in conditions counts where the block itself has none, wherever they stand.
+    std::vector<const Child*> children = m_contents.WithConditions(*match.at, {});
+    std::stable_partition(children.begin(), children.end(),
+                          [&](const Child* child) { return child->around == *match.at; });
+    for (const Child* const child : children) {
       if (!child->IsDirective() || (is_own && child->around != *match.at)) continue;
       if (IsStated(match.block, child->values)) continue;
       const std::vector<PlaceValues> found =
