@@ -73,7 +73,8 @@ std::vector<std::string> ServerNames(const Document& document, BlockId block);
 std::vector<std::string> ServerAddresses(const Document& document, BlockId block);
 
 // Reads the names and the addresses of one server after another, as ServerNames and ServerAddresses
-// have them, into memory that is used again. Used by one thread at a time.
+// have them, into memory that is used again. Where there is none, nothing is called. Used by one
+// thread at a time.
 class Identities {
  public:
   // Is called for one name, or one address, after the other. The text is there for that call only.
