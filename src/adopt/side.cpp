@@ -145,10 +145,10 @@ Side::Side(const Options& options, const Configuration& config)
   std::vector<BlockId> blocks = {tov_document::kWholeText};
   m_parts = {{0, EndOf(*this)}};
   if (!options.site.empty()) {
-    Finding refusal;
-    const std::optional<Site> site = FindSite(m_document, options.site, m_name, refusal);
+    Finding why;
+    const std::optional<Site> site = FindSite(m_document, options.site, m_name, why);
     if (!site) {
-      m_refusal = std::move(refusal);
+      m_refusal = std::move(why);
       return;
     }
     blocks = site->blocks;

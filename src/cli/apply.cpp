@@ -269,8 +269,8 @@ class Run {
   // The mark of a file that has none of the blocks.
   std::optional<tov_update::FileMark> SkippedMark(std::size_t file,
                                                   const tov_update::Glances& glances) noexcept {
-    thread_local std::string buffer;
     try {
+      thread_local std::string buffer;
       Result& result = m_results[file];
       const std::optional<tov_update::Glance> glance = glances.At(m_names[file], buffer);
       if (!glance) return std::nullopt;

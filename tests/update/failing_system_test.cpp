@@ -70,8 +70,8 @@ bool Fails(const char* function, const std::string& path) {
 bool Fails(const char* function, int descriptor) {
   if (faults.empty()) return false;
   std::array<char, 4096> path = {};
-  const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
-  const ssize_t size = readlink(link.c_str(), path.data(), path.size());
+  const std::string entry = "/proc/self/fd/" + std::to_string(descriptor);
+  const ssize_t size = readlink(entry.c_str(), path.data(), path.size());
   return Fails(function, std::string(path.data(), size > 0 ? static_cast<std::size_t>(size) : 0));
 }
 

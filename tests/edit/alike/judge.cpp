@@ -832,10 +832,10 @@ class Answering {
     for (const std::string& written : addresses) {
       const std::string address = NormalAddress(m_dialect, written);
       for (const std::string& name : names) {
-        std::set<std::size_t>& sites = m_sites[address + " " + name];
-        sites.insert(site);
+        std::set<std::size_t>& named = m_sites[address + " " + name];
+        named.insert(site);
         for (const Wildcard& wildcard : m_wildcards) {
-          if (wildcard.address == address && Ends(name, wildcard.end)) sites.insert(wildcard.site);
+          if (wildcard.address == address && Ends(name, wildcard.end)) named.insert(wildcard.site);
         }
       }
     }
