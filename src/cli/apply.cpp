@@ -326,7 +326,7 @@ class Run {
     }
     try {
       tov_update::AllowOpenFiles(names.size());
-      m_update.emplace(names);
+      m_update.emplace(tov_update::FileUpdate::OfMany(names, JobsOf(m_options)));
     } catch (const tov_update::Failure&) {
       if (m_names.size() > 1) Say(kNothingWritten);
       throw;

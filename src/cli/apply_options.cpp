@@ -7,10 +7,14 @@
 
 namespace cli {
 
+unsigned JobsOf(const ApplyOptions& apply) {
+  return apply.jobs > 0 ? apply.jobs : std::max(1U, std::thread::hardware_concurrency());
+}
+
 tov_update::UpdateOptions UpdateFor(const ApplyOptions& apply, tov_edit::Dialect dialect) {
   tov_update::UpdateOptions options;
   options.hold_stop_signals = true;
-  options.jobs = apply.jobs > 0 ? apply.jobs : std::max(1U, std::thread::hardware_concurrency());
+  options.jobs = JobsOf(apply);
   if (!apply.backup_suffix.empty()) options.backup_suffix = apply.backup_suffix;
   options.check = apply.check_command;
   options.reload = apply.reload;

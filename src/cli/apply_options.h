@@ -43,6 +43,9 @@ struct ApplyOptions : RequestOptions, GuardOptions {
   bool WritesFiles() const { return (in_place || !output.empty()) && !dry_run; }
 };
 
+// By how many threads files are edited and replaced at a time.
+unsigned JobsOf(const ApplyOptions& apply);
+
 // How files of `dialect` are replaced.
 tov_update::UpdateOptions UpdateFor(const ApplyOptions& apply, tov_edit::Dialect dialect);
 

@@ -123,7 +123,7 @@ class ServerRun {
       if (!file.is_new) names.push_back(file.name);
     }
     tov_update::AllowOpenFiles(m_result.files.size());
-    return made == nullptr ? tov_update::FileUpdate(names)
+    return made == nullptr ? tov_update::FileUpdate::OfMany(names, JobsOf(m_options))
                            : tov_update::FileUpdate::WithMissing(names, made->name);
   }
 

@@ -110,7 +110,9 @@ class Road {
     constexpr std::size_t kNew = 1;
     constexpr std::size_t kNewAndBackup = 2;
     const std::size_t for_each = m_options.backup_suffix ? kNewAndBackup : kNew;
-    ExpectOpenFiles(open_files + for_each * m_changes.size());
+    const std::size_t at_most = open_files + for_each * m_changes.size();
+    ExpectOpenFiles(at_most);
+    if (m_options.jobs > 1) MakeRoomFor(at_most);
     std::vector<Replacement> staged = Staged();
     if (judge_staged) {
       for (const Change& change : m_changes) JudgeStaged(change);

@@ -51,6 +51,9 @@ class LockedFile {
   // Whether that is `text`.
   bool Holds(const std::string& text);
 
+  // Gives up the lock. Nothing else can be done with the file then.
+  void Close() { m_opened = Descriptor(); }
+
   // The open file, or its directory when there is none.
   const Descriptor& Opened() const { return m_opened; }
 

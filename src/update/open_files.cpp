@@ -2,11 +2,14 @@
 
 #include "update/open_files.h"
 
+#include <fcntl.h>
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <climits>
 #include <string>
 
+#include "update/descriptor.h"
 #include "update/failure.h"
 #include "update/update.h"
 
@@ -22,6 +25,14 @@ void AllowOpenFiles(std::size_t files) {
   if (setrlimit(RLIMIT_NOFILE, &more) == 0) return;
   limit.rlim_cur = std::min(limit.rlim_max, wanted);
   setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+void MakeRoomFor(std::size_t descriptors) noexcept {
+  struct rlimit limit = {};
+  if (descriptors == 0 || getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+  const auto last = std::min<rlim_t>({descriptors, limit.rlim_cur, INT_MAX}) - 1;
+  const Descriptor any = Open("/", O_PATH);
+  if (any) Descriptor(fcntl(any.Number(), F_DUPFD_CLOEXEC, static_cast<int>(last)));
 }
 
 void ExpectOpenFiles(std::size_t count) {

@@ -20,6 +20,10 @@ std::string Canonical(const std::string& path, const std::string& name) {
   return real.string();
 }
 
+void ExpectNoNull(const std::string& name) {
+  if (name.find('\0') != std::string::npos) throw Failure(name, SystemMessage(EINVAL));
+}
+
 bool IsLink(const std::string& path) {
   struct stat status = {};
   return lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
@@ -28,16 +32,20 @@ bool IsLink(const std::string& path) {
 }  // namespace
 
 std::string RealPaths::Of(const std::string& name) {
-  if (name.find('\0') != std::string::npos) throw Failure(name, SystemMessage(EINVAL));
-  const std::size_t slash = name.rfind('/');
-  const bool has_folder = slash != std::string::npos;
-  const std::string file = has_folder ? name.substr(slash + 1) : name;
-  if (file.empty() || IsLink(name)) return Canonical(name, name);
-  const std::string folder = has_folder ? name.substr(0, slash + 1) : std::string(".");
-  return RealFolder(folder, name) + file;
+  ExpectNoNull(name);
+  const bool is_folder = name.empty() || name.back() == '/';
+  return is_folder || IsLink(name) ? Canonical(name, name) : OfNoLink(name);
 }
 
-const std::string& RealPaths::RealFolder(const std::string& folder, const std::string& name) {
+std::string RealPaths::OfNoLink(const std::string& name) {
+  ExpectNoNull(name);
+  const std::size_t slash = name.rfind('/');
+  const bool has_folder = slash != std::string::npos;
+  const std::string folder = has_folder ? name.substr(0, slash + 1) : std::string(".");
+  return RealFolder(folder, name).append(name, has_folder ? slash + 1 : 0);
+}
+
+std::string RealPaths::RealFolder(const std::string& folder, const std::string& name) {
   auto found = m_folders.find(folder);
   if (found == m_folders.end()) {
     std::string real = Canonical(folder, name);

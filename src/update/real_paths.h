@@ -16,9 +16,12 @@ class RealPaths {
   // before is not looked at again.
   std::string Of(const std::string& name);
 
+  // The same without a look at `name` itself, which must not be a symbolic link.
+  std::string OfNoLink(const std::string& name);
+
  private:
   // Ends with a '/'.
-  const std::string& RealFolder(const std::string& folder, const std::string& name);
+  std::string RealFolder(const std::string& folder, const std::string& name);
 
   std::map<std::string, std::string> m_folders;
 };

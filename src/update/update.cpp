@@ -13,6 +13,7 @@
 #include "update/locked_file.h"
 #include "update/open_files.h"
 #include "update/real_paths.h"
+#include "update/side_by_side.h"
 
 namespace tov_update {
 
@@ -23,24 +24,20 @@ class FileUpdate::Locked {
   Locked(const std::vector<std::string>& names, std::chrono::milliseconds lock_wait,
          const std::optional<Cancellation>& cancellation, const std::optional<std::string>& missing)
       : m_cancellation(cancellation) {
-    std::map<std::string, std::size_t> by_path;
-    RealPaths paths;
-    for (const std::string& name : names) {
-      LockedFile file(name, paths.Of(name));
-      const bool is_first = by_path.emplace(file.Path(), m_files.size()).second;
-      if (is_first) m_files.push_back({std::move(file), std::nullopt});
-    }
-    ExpectOpenFiles(by_path.size());
-    const Deadline deadline = DeadlineAfter(lock_wait);
-    for (const auto& [path, file] : by_path) {
-      ExpectNotCancelled();
-      LockedFile& locked = m_files.at(file).locked;
-      const bool may_miss = missing && locked.Name() == *missing;
-      locked.Lock(deadline,
-                  may_miss ? LockedFile::Missing::kAllowed : LockedFile::Missing::kRefused,
-                  CancellationOrNull());
-    }
+    LockInOrder(names, DeadlineAfter(lock_wait), missing);
   }
+
+  Locked(const std::vector<std::string>& names, unsigned jobs, std::chrono::milliseconds lock_wait,
+         const std::optional<Cancellation>& cancellation)
+      : m_cancellation(cancellation), m_jobs(jobs) {
+    const Deadline deadline = DeadlineAfter(lock_wait);
+    if (!LockSideBySide(names)) LockInOrder(names, deadline, std::nullopt);
+  }
+
+  // The kernel frees the old files when they are closed.
+  ~Locked() { CloseAll(); }
+  Locked(const Locked&) = delete;
+  Locked& operator=(const Locked&) = delete;
 
   std::size_t Size() const { return m_files.size(); }
   LockedFile& At(std::size_t file) { return m_files.at(file).locked; }
@@ -69,6 +66,72 @@ class FileUpdate::Locked {
     std::optional<std::string> new_text;  // of a file to be changed
   };
 
+  // Waits for others with the locks of those files only that come before in the order of paths.
+  void LockInOrder(const std::vector<std::string>& names, Deadline deadline,
+                   const std::optional<std::string>& missing) {
+    std::map<std::string, std::size_t> by_path;
+    RealPaths paths;
+    for (const std::string& name : names) {
+      LockedFile file(name, paths.Of(name));
+      const bool is_first = by_path.emplace(file.Path(), m_files.size()).second;
+      if (is_first) m_files.push_back({std::move(file), std::nullopt});
+    }
+    ExpectOpenFiles(by_path.size());
+    for (const auto& [path, file] : by_path) {
+      ExpectNotCancelled();
+      LockedFile& locked = m_files.at(file).locked;
+      const bool may_miss = missing && locked.Name() == *missing;
+      locked.Lock(deadline,
+                  may_miss ? LockedFile::Missing::kAllowed : LockedFile::Missing::kRefused,
+                  CancellationOrNull());
+    }
+  }
+
+  // In no order, and so without waiting for anybody: who does not wait does not take part in a
+  // circle of those who wait for one another. False, and none is locked, when one cannot be had at
+  // once, two are the same file, or for any other reason: to lock them in order will tell.
+  bool LockSideBySide(const std::vector<std::string>& names) {
+    constexpr std::size_t kMany = 64;
+    if (m_jobs < 2 || names.size() < kMany) return false;
+    try {
+      ExpectOpenFiles(names.size());
+      RealPaths paths;
+      m_files.reserve(names.size());
+      for (const std::string& name : names) {
+        m_files.push_back({LockedFile(name, paths.OfNoLink(name)), std::nullopt});
+      }
+      constexpr std::size_t kOldAndNew = 2;
+      MakeRoomFor(kOldAndNew * names.size());
+      ForEachSideBySide(m_files.size(), m_jobs, [this](std::size_t file) {
+        ExpectNotCancelled();
+        LockAtOnce(m_files.at(file).locked);
+      });
+      return true;
+    } catch (const Failure&) {
+      CloseAll();
+      m_files.clear();
+      return false;
+    }
+  }
+
+  // The file is taken for none that is a symbolic link: a link shows when it is opened.
+  void LockAtOnce(LockedFile& file) const {
+    constexpr auto kMissing = LockedFile::Missing::kRefused;
+    try {
+      file.Lock(Deadline::min(), kMissing, CancellationOrNull());
+    } catch (const Failure&) {
+      std::string path = RealPaths().Of(file.Name());
+      if (path == file.Path()) throw;
+      file = LockedFile(file.Name(), std::move(path));
+      file.Lock(Deadline::min(), kMissing, CancellationOrNull());
+    }
+  }
+
+  void CloseAll() noexcept {
+    ForEachSideBySide(m_files.size(), m_jobs,
+                      [this](std::size_t file) { m_files.at(file).locked.Close(); });
+  }
+
   const Cancellation* CancellationOrNull() const {
     return m_cancellation ? &*m_cancellation : nullptr;
   }
@@ -93,6 +156,7 @@ class FileUpdate::Locked {
   }
 
   const std::optional<Cancellation> m_cancellation;
+  const unsigned m_jobs = 1;
   std::vector<File> m_files;
   bool m_is_committed = false;
 };
@@ -100,6 +164,12 @@ class FileUpdate::Locked {
 FileUpdate::FileUpdate(const std::vector<std::string>& names, std::chrono::milliseconds lock_wait,
                        const std::optional<Cancellation>& cancellation)
     : FileUpdate(std::make_unique<Locked>(names, lock_wait, cancellation, std::nullopt)) {}
+
+FileUpdate FileUpdate::OfMany(const std::vector<std::string>& names, unsigned jobs,
+                              std::chrono::milliseconds lock_wait,
+                              const std::optional<Cancellation>& cancellation) {
+  return FileUpdate(std::make_unique<Locked>(names, jobs, lock_wait, cancellation));
+}
 
 FileUpdate FileUpdate::OfMissing(const std::string& name, std::chrono::milliseconds lock_wait,
                                  const std::optional<Cancellation>& cancellation) {

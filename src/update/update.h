@@ -150,6 +150,14 @@ class FileUpdate {
       const std::vector<std::string>& names, std::chrono::milliseconds lock_wait = kLockWait,
       const std::optional<Cancellation>& cancellation = std::nullopt);
 
+  // The same for many files, which up to `jobs` threads lock and let go of, the calling one
+  // included, as UpdateOptions::jobs says. They are all locked at once; where that cannot be, none
+  // of them is kept, and they are locked in their order.
+  QELTEMPLATE_UPDATE_EXPORT static FileUpdate OfMany(
+      const std::vector<std::string>& names, unsigned jobs,
+      std::chrono::milliseconds lock_wait = kLockWait,
+      const std::optional<Cancellation>& cancellation = std::nullopt);
+
   // The same for one file, which is made by Commit when it is not there; until then its directory
   // is locked.
   QELTEMPLATE_UPDATE_EXPORT static FileUpdate OfMissing(

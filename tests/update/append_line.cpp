@@ -7,7 +7,7 @@
 //   --backup=SUFFIX --check=COMMAND --reload=COMMAND   as in UpdateOptions
 //   --warnings=told|refused                            the same
 //   --wait=MILLISECONDS                                for the locks
-//   --jobs=NUMBER                                      as in UpdateOptions
+//   --jobs=NUMBER                                      as in UpdateOptions, and to lock them
 //   --missing                                          the one file need not be there
 //   --library                                          without holding signals, and cancellable
 
@@ -68,9 +68,11 @@ Arguments Parsed(int argc, char** argv) {
 tov_update::FileUpdate Locked(const Arguments& arguments) {
   const std::vector<std::string> files(arguments.words.begin() + 1, arguments.words.end());
   tov_update::AllowOpenFiles(files.size());
-  return arguments.missing ? tov_update::FileUpdate::OfMissing(files.front(), arguments.wait,
-                                                               arguments.cancellation)
-                           : tov_update::FileUpdate(files, arguments.wait, arguments.cancellation);
+  if (arguments.missing) {
+    return tov_update::FileUpdate::OfMissing(files.front(), arguments.wait, arguments.cancellation);
+  }
+  return tov_update::FileUpdate::OfMany(files, arguments.options.jobs, arguments.wait,
+                                        arguments.cancellation);
 }
 
 }  // namespace

@@ -9,6 +9,8 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -55,6 +57,31 @@ TEST_F(OpenFiles, HaveToBeAllowedWithAFewMore) {
   EXPECT_EQ(MessageOf<Failure>([] { tov_update::ExpectOpenFiles(21); }),
             "these files at once need 37 open files, and the limit is 36 (ulimit -n); name fewer "
             "at a time");
+}
+
+// As the system tells the size of the table.
+TEST_F(OpenFiles, HaveRoomMadeAsFarAsTheLimitAllows) {
+  const auto size = [] {
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+      if (line.rfind("FDSize:", 0) == 0) return std::stoul(line.substr(line.find('\t')));
+    }
+    return 0UL;
+  };
+  const auto open = [] {
+    const std::filesystem::directory_iterator begin("/proc/self/fd");
+    return std::distance(begin, std::filesystem::directory_iterator());
+  };
+  const std::size_t before = size();
+  const auto open_before = open();
+  LimitTo(4 * before);
+  tov_update::MakeRoomFor(0);
+  EXPECT_EQ(size(), before);
+  tov_update::MakeRoomFor(2 * before);
+  EXPECT_EQ(size(), 2 * before);
+  tov_update::MakeRoomFor(1000 * before);
+  EXPECT_EQ(size(), 4 * before);
+  EXPECT_EQ(open(), open_before);
 }
 
 // Each file that is changed takes one more, and one for its backup.

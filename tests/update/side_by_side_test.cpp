@@ -9,7 +9,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <filesystem>
+#include <optional>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -23,8 +25,11 @@
 
 namespace {
 
+using std::chrono::milliseconds;
 using testing::Each;
 using testing::HasSubstr;
+using tov_update::Failure;
+using tov_update::FileUpdate;
 using tov_update::ForEachSideBySide;
 using tov_update::UpdateOptions;
 
@@ -87,6 +92,36 @@ class ManyFiles : public UpdateTest {
     }
   }
 
+  std::vector<std::string> PathsOf(const std::vector<std::string>& names) const {
+    std::vector<std::string> paths;
+    for (const std::string& name : names) paths.push_back(PathOf(name));
+    return paths;
+  }
+
+  FileUpdate Locked(const std::vector<std::string>& names, milliseconds wait) const {
+    return FileUpdate::OfMany(PathsOf(names), kJobs, wait);
+  }
+
+  FileUpdate To(const std::string& text, const std::vector<std::string>& names) const {
+    FileUpdate update = Locked(names, milliseconds(0));
+    for (std::size_t i = 0; i < update.Size(); ++i) update.Replace(i, text);
+    return update;
+  }
+
+  void Commit(const std::string& text, const std::vector<std::string>& names,
+              const UpdateOptions& options) const {
+    To(text, names).Commit(options);
+  }
+
+  bool IsLocked(const std::string& name) const {
+    try {
+      const FileUpdate other({PathOf(name)}, milliseconds(0));
+      return false;
+    } catch (const Failure&) {
+      return true;
+    }
+  }
+
   static UpdateOptions AtATime(UpdateOptions options) {
     options.jobs = kJobs;
     return options;
@@ -108,6 +143,111 @@ TEST_F(ManyFiles, AreAllReplacedWithTheirBackups) {
   EXPECT_THAT(Texts("~"), Each("old\n"));
   EXPECT_EQ(m_sandbox.Mode("many7"), 0640U);
   EXPECT_EQ(m_sandbox.Names().size(), 2 * kFiles + 1);
+}
+
+TEST_F(ManyFiles, AreTheOnesThatLinksLeadTo) {
+  std::vector<std::string> links;
+  for (const std::string& name : m_names) {
+    links.push_back("link-" + name);
+    std::filesystem::create_symlink(name, PathOf(links.back()));
+  }
+  links[40] = m_names[40];
+  Commit("new\n", links, AtATime({}));
+  EXPECT_THAT(Texts(), Each("new\n"));
+  EXPECT_TRUE(std::filesystem::is_symlink(PathOf("link-many41")));
+}
+
+TEST_F(ManyFiles, CountOnceUnderSeveralNames) {
+  std::vector<std::string> names = m_names;
+  std::filesystem::create_symlink("many3", PathOf("link"));
+  names.insert(names.begin() + 50, {"link", "many5", "./many6"});
+  const FileUpdate update = Locked(names, milliseconds(0));
+  EXPECT_EQ(update.Size(), kFiles);
+  EXPECT_EQ(update.Name(3), PathOf("many3"));
+}
+
+TEST_F(ManyFiles, AreFreeAgainWhenTheUpdateIsGone) {
+  {
+    const FileUpdate update = Locked(m_names, milliseconds(0));
+    for (const std::string& name : m_names) EXPECT_TRUE(IsLocked(name)) << name;
+  }
+  for (const std::string& name : m_names) EXPECT_FALSE(IsLocked(name)) << name;
+}
+
+// Those behind it in the order of names are free for others, who may hold it and wait for them.
+TEST_F(ManyFiles, WaitWithTheLocksOfThoseBeforeOnly) {
+  std::optional<FileUpdate> holder(FileUpdate({PathOf("many50")}));
+  std::thread waiting([this] {
+    FileUpdate update = Locked(m_names, std::chrono::seconds(60));
+    for (std::size_t i = 0; i < update.Size(); ++i) update.Replace(i, "new\n");
+    update.Commit(AtATime({}));
+  });
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+  bool waits = false;
+  while (!waits && std::chrono::steady_clock::now() < deadline) {
+    waits = IsLocked("many0") && IsLocked("many49") && !IsLocked("many51") && !IsLocked("many99");
+  }
+  EXPECT_TRUE(waits);
+  holder.reset();
+  waiting.join();
+  EXPECT_THAT(Texts(), Each("new\n"));
+}
+
+TEST_F(ManyFiles, LoseNoEditOfSeveralUpdates) {
+  constexpr int kThreads = 4;
+  constexpr int kRounds = 3;
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < kThreads; ++thread) {
+    threads.emplace_back([this, thread] {
+      std::vector<std::string> names = m_names;
+      if (thread % 2 == 0) std::reverse(names.begin(), names.end());
+      for (int round = 0; round < kRounds; ++round) {
+        FileUpdate update = Locked(names, std::chrono::seconds(60));
+        for (std::size_t i = 0; i < update.Size(); ++i) update.Replace(i, update.Read(i) + "new\n");
+        update.Commit(AtATime({}));
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  std::string all = "old\n";
+  for (int i = 0; i < kThreads * kRounds; ++i) all += "new\n";
+  EXPECT_THAT(Texts(), Each(all));
+}
+
+// What cannot be locked is told in the same words as of few files, and of the same file.
+TEST_F(ManyFiles, AreRefusedAsFewAre) {
+  const auto with = [this](const std::string& name) {
+    std::vector<std::string> names = m_names;
+    names.insert(names.begin() + 70, name);
+    return names;
+  };
+  std::filesystem::create_directory(PathOf("many-folder"));
+  std::filesystem::create_symlink("nothing", PathOf("many-dangling"));
+  std::filesystem::create_hard_link(PathOf("a"), PathOf("b"));
+  m_sandbox.Write("many-held", "old\n");
+  const FileUpdate holder({PathOf("many-held")});
+  const std::pair<const char*, const char*> cases[] = {
+      {"many-nothing", "many-nothing: No such file or directory"},
+      {"many-folder", "many-folder: Is a directory"},
+      {"many-dangling", "many-dangling: No such file or directory"},
+      {"none/many", "none/many: No such file or directory"},
+      {"b", "b: has several hard links, which would no longer be one file"},
+      {"many-held", "many-held: stays locked by another update; try again when that has ended"},
+  };
+  for (const auto& [name, message] : cases) {
+    EXPECT_EQ(MessageOf<Failure>([&, name = name] { Locked(with(name), milliseconds(0)); }),
+              message);
+    EXPECT_FALSE(IsLocked("many0"));
+  }
+}
+
+TEST_F(ManyFiles, AreNotLockedWhenThatIsCancelled) {
+  const tov_update::Cancellation cancellation;
+  cancellation.Cancel();
+  EXPECT_EQ(MessageOf<tov_update::Cancelled>([&] {
+              FileUpdate::OfMany(PathsOf(m_names), kJobs, milliseconds(0), cancellation);
+            }),
+            "cancelled, nothing is changed");
 }
 
 TEST_F(ManyFiles, AreAllTheOldOnesWhenTheServerRefuses) {
@@ -136,9 +276,8 @@ TEST_F(ManyFiles, AreAllTheOldOnesWhenAnotherProgramHasChangedOne) {
 
 TEST_F(ManyFiles, AreAllTheOldOnesWhenOneCannotBeWritten) {
   std::filesystem::create_directories(PathOf("many80~/full"));
-  EXPECT_THAT(
-      MessageOf<tov_update::Failure>([&] { Commit("new\n", m_names, AtATime(WithBackup("~"))); }),
-      HasSubstr("many80~: "));
+  EXPECT_THAT(MessageOf<Failure>([&] { Commit("new\n", m_names, AtATime(WithBackup("~"))); }),
+              HasSubstr("many80~: "));
   EXPECT_THAT(Texts(), Each("old\n"));
   EXPECT_EQ(m_sandbox.Names().size(), kFiles + 2);
 }
