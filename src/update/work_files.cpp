@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <map>
+#include <string_view>
 #include <system_error>
 
 #include "update/descriptor.h"
@@ -13,11 +14,14 @@
 namespace tov_update {
 namespace {
 
-constexpr char kOurs[] = ".qeltemplate-";
+constexpr std::string_view kOurs = ".qeltemplate-";
 
-std::string Beside(const std::string& path, const char* kind) {
+std::string Beside(const std::string& path, std::string_view kind) {
   const std::size_t file = path.rfind('/') + 1;
-  return path.substr(0, file) + '.' + path.substr(file) + kOurs + kind;
+  std::string beside;
+  beside.reserve(path.size() + kOurs.size() + kind.size() + 1);
+  beside.append(path, 0, file).append(1, '.').append(path, file).append(kOurs).append(kind);
+  return beside;
 }
 
 void Remove(const std::string& path) {
@@ -28,15 +32,15 @@ void Keep(const std::string& path, const std::string& kept) {
   if (MoveToFree(path, kept) != Renamed::kDone) FailBySystem(path);
 }
 
-std::string FolderOf(const std::string& path) {
+std::string_view FolderOf(std::string_view path) {
   return path.substr(0, path.rfind('/') + 1);
 }
 
 // Whose work file has this name: "a" of ".a.qeltemplate-new"; "" for other files.
-std::string WorkedOn(const std::string& name) {
+std::string_view WorkedOn(std::string_view name) {
+  if (name.front() != '.') return {};
   const std::size_t end = name.rfind(kOurs);
-  if (name.front() != '.' || end == std::string::npos || end == 0) return std::string();
-  return name.substr(1, end - 1);
+  return end == std::string_view::npos || end == 0 ? std::string_view() : name.substr(1, end - 1);
 }
 
 }  // namespace
@@ -72,15 +76,16 @@ std::string WorkFiles::KeptName(const char* kind) const {
 
 LeftBehind::LeftBehind(const std::vector<std::string>& paths) {
   constexpr std::size_t kFew = 8;
-  std::map<std::string, std::size_t> files;  // by directories
+  std::map<std::string_view, std::size_t> files;  // by directories
   for (const std::string& path : paths) ++files[FolderOf(path)];
   for (const auto& [folder, count] : files) {
-    if (count > kFew) Read(folder, count);
+    if (count > kFew) Read(std::string(folder), count);
   }
 }
 
 bool LeftBehind::MayBeBeside(const std::string& path) const {
-  return m_read.count(FolderOf(path)) == 0 || m_beside.count(path) != 0;
+  const bool is_read = m_read.find(FolderOf(path)) != m_read.end();
+  return !is_read || m_beside.count(path) != 0;
 }
 
 // Gives up where the directory holds many times as much.
@@ -91,8 +96,9 @@ void LeftBehind::Read(const std::string& folder, std::size_t files) {
   std::filesystem::directory_iterator entry(folder, error);
   for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
     if (--left == 0) return;
-    const std::string file = WorkedOn(entry->path().filename().string());
-    if (!file.empty()) m_beside.insert(folder + file);
+    const std::string_view path = entry->path().native();
+    const std::string_view file = WorkedOn(path.substr(path.rfind('/') + 1));
+    if (!file.empty()) m_beside.insert(std::string(folder).append(file));
   }
   if (!error) m_read.insert(folder);
 }

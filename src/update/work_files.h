@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <set>
 #include <string>
 #include <vector>
@@ -47,8 +48,8 @@ class LeftBehind {
  private:
   void Read(const std::string& folder, std::size_t files);
 
-  std::set<std::string> m_read;    // directories
-  std::set<std::string> m_beside;  // files in them
+  std::set<std::string, std::less<>> m_read;  // directories
+  std::set<std::string> m_beside;             // files in them
 };
 
 }  // namespace tov_update
