@@ -241,6 +241,13 @@ TEST_F(ManyFiles, AreRefusedAsFewAre) {
   }
 }
 
+// "a" is there, and free.
+TEST_F(ManyFiles, AreNotTakenForOthersWhoseNamesTheyBeginWith) {
+  std::vector<std::string> paths = PathsOf(m_names);
+  paths.push_back(PathOf("a") + std::string("\0b", 2));
+  EXPECT_THROW(FileUpdate::OfMany(paths, kJobs), Failure);
+}
+
 TEST_F(ManyFiles, AreNotLockedWhenThatIsCancelled) {
   const tov_update::Cancellation cancellation;
   cancellation.Cancel();
