@@ -2,10 +2,12 @@
 
 #include "update/work_files.h"
 
-#include <filesystem>
+#include <dirent.h>
+
+#include <cerrno>
 #include <map>
+#include <memory>
 #include <string_view>
-#include <system_error>
 
 #include "update/descriptor.h"
 #include "update/file_mark.h"
@@ -92,15 +94,17 @@ bool LeftBehind::MayBeBeside(const std::string& path) const {
 void LeftBehind::Read(const std::string& folder, std::size_t files) {
   constexpr std::size_t kTimes = 64;
   std::size_t left = kTimes * files;
-  std::error_code error;
-  std::filesystem::directory_iterator entry(folder, error);
-  for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+  const std::unique_ptr<DIR, int (*)(DIR*)> opened(opendir(folder.c_str()), closedir);
+  if (!opened) return;
+  errno = 0;
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): this thread's own directory
+  while (const dirent* const entry = readdir(opened.get())) {
     if (--left == 0) return;
-    const std::string_view path = entry->path().native();
-    const std::string_view file = WorkedOn(path.substr(path.rfind('/') + 1));
+    const std::string_view file = WorkedOn(static_cast<const char*>(entry->d_name));
     if (!file.empty()) m_beside.insert(std::string(folder).append(file));
+    errno = 0;
   }
-  if (!error) m_read.insert(folder);
+  if (errno == 0) m_read.insert(folder);
 }
 
 }  // namespace tov_update
