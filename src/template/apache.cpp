@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <iterator>
 #include <typeinfo>
 #include <utility>
@@ -18,6 +19,9 @@ constexpr std::string_view kOptions = "Options";
 
 // The directives that are managed here.
 constexpr std::array<std::string_view, 3> kManaged = {kOptions, "ServerAlias", "DirectoryIndex"};
+
+// A line of more words is not looked at before it is registered.
+constexpr std::size_t kFewWords = 16;
 
 // `line` is trimmed.
 bool IsManaged(std::string_view line) {
@@ -79,6 +83,18 @@ Apache::LookAtLine Apache::GetLookAtLine() const {
   return typeid(*this) == typeid(Apache) ? Look : nullptr;
 }
 
+bool Apache::CanRegisterLate(std::size_t depth, const std::vector<LineIterator>& lines) const {
+  if (typeid(*this) != typeid(Apache)) return false;
+  if (!m_parse_options.IsEmpty() || !m_parse_huge_param.IsEmpty()) return false;
+  const std::string* options = nullptr;
+  for (const LineIterator& line : lines) {
+    if (!IsOptions(*line)) continue;
+    if (options != nullptr) return false;
+    options = &*line;
+  }
+  return options == nullptr || ParseOptions::IsAsWritten(*options, depth);
+}
+
 std::string Apache::GetKeyFieldConstParam(const std::string& line) const {
   if (!IsConstExpression(line)) return line;
   std::string_view rest = str::view::Trim(line);
@@ -95,6 +111,7 @@ std::string Apache::PrepareLine(const std::string& section, const std::string& t
 // Directives that are managed here
 
 LineIterator Apache::RegisterUniqueParam(const std::string& section, LineIterator& pos) {
+  RegisterRest();
   if (section.empty() || pos == m_lines.end()) return pos;
   if (IsOptions(*pos)) return m_parse_options.Register(section, pos);
   m_parse_huge_param.Register(section, pos);
@@ -103,6 +120,7 @@ LineIterator Apache::RegisterUniqueParam(const std::string& section, LineIterato
 
 LineIterator Apache::AppendUniqueParam(const std::string& section, const LineIterator& pos,
                                        const std::string& text) {
+  RegisterRest();
   if (section.empty()) return pos;
   return IsOptions(text) ? m_parse_options.Append(section, pos, text)
                          : m_parse_huge_param.Append(section, pos, text);
@@ -110,6 +128,7 @@ LineIterator Apache::AppendUniqueParam(const std::string& section, const LineIte
 
 void Apache::RemoveUniqueParam(const std::string& section, const std::string& text, bool flag,
                                std::list<LineIterator>& removed) {
+  RegisterRest();
   if (IsOptions(text)) {
     m_parse_options.Remove(section, text, flag);
   } else {
@@ -119,15 +138,18 @@ void Apache::RemoveUniqueParam(const std::string& section, const std::string& te
 
 void Apache::ChangeUniqueParam(const std::string& section, LineIterator& pos,
                                const std::string& text, std::list<LineIterator>& removed) {
+  RegisterRest();
   if (pos != m_lines.end() && IsOptions(*pos)) return;
   m_parse_huge_param.Change(section, pos, text, removed);
 }
 
 LineIterator Apache::SharedLine(const std::string& section, const std::string& text) {
+  RegisterRest();
   return IsOptions(text) ? m_parse_options.MergedLine(section) : m_lines.end();
 }
 
 std::vector<LineIterator> Apache::RegisteredLines() const {
+  RegisterRest();
   std::vector<LineIterator> lines;
   m_parse_options.AddLines(lines);
   m_parse_huge_param.AddLines(lines);
@@ -148,19 +170,33 @@ void Apache::LineChanged(const LineIterator& line) {
 
 LineIterator Apache::ParseOptions::Register(const std::string& section, LineIterator& pos) {
   const auto [entry, first] = EntryInOrder(m_words, section);
+  if (first) return RegisterFirst(entry, pos);
   const std::string added = AddWords(*entry, first, *pos);
-  if (!first) {
-    const auto merged = FindInOrder(m_merged_lines, section);
-    if (merged != m_merged_lines.end()) WriteWords(*merged, added);
-    return m_apache->RemoveParam(pos);
-  }
-  const Lines::value_type& merged = SetLine(section, pos);
-  if (IsWritten(*entry, *pos, added)) {
+  const auto merged = FindInOrder(m_merged_lines, section);
+  if (merged != m_merged_lines.end()) WriteWords(*merged, added);
+  return m_apache->RemoveParam(pos);
+}
+
+// Where memory fails, all is as before, and the line is still to become the block's first.
+LineIterator Apache::ParseOptions::RegisterFirst(Words::iterator block,
+                                                 const LineIterator& pos) try {
+  const std::string added = AddWords(*block, true, *pos);
+  const Lines::value_type& merged = SetLine(block->first, pos);
+  if (IsWritten(*block, *pos, added)) {
     m_written_last = &merged.first;
   } else {
     WriteWords(merged, added);
   }
   return pos;
+} catch (...) {
+  const auto merged = m_merged_lines.find(block->first);
+  if (merged != m_merged_lines.end()) {
+    if (m_sections) m_sections->Remove(&*pos, &merged->first);
+    m_merged_lines.erase(merged);
+  }
+  m_positions.erase(block->first);
+  m_words.erase(block);
+  throw;
 }
 
 LineIterator Apache::ParseOptions::Append(const std::string& section, const LineIterator& pos,
@@ -308,6 +344,25 @@ bool Apache::ParseOptions::IsWritten(const Words::value_type& block, const std::
   const std::size_t indentation = Depth(section);
   return line.size() == indentation + text.size() && line.find_first_not_of('\t') == indentation &&
          words.front().size() + added.size() == text.size() && str::view::EndsWith(text, added);
+}
+
+// The same of a line by itself, before its words are known.
+bool Apache::ParseOptions::IsAsWritten(std::string_view line, std::size_t depth) {
+  const std::size_t begin = line.find_first_not_of('\t');
+  if (begin != depth) return false;
+  std::array<std::string_view, kFewWords> words;
+  std::size_t number = 0;
+  for (std::string_view rest = line.substr(begin); !rest.empty();) {
+    const std::string_view before = rest;
+    const std::string_view word = str::view::GetWord(rest);
+    if (str::IsBlank(before.front()) || number == words.size()) return false;
+    const bool goes_on = word.size() < before.size();
+    if (goes_on && (before[word.size()] != ' ' || rest.empty())) return false;
+    auto* const end = words.begin() + number;
+    if (std::find(words.begin(), end, word) != end) return false;
+    words.at(number++) = word;
+  }
+  return true;
 }
 
 std::string Apache::ParseOptions::Line(const std::string& section) const {

@@ -54,6 +54,13 @@ class QELTEMPLATE_EXPORT Apache : public LineListConfig {
     // The block's line, or no line.
     LineIterator MergedLine(const std::string& section) const;
 
+    // Whether `line`, the only one of a block whose path has `depth` levels, would stay as it is
+    // when it is registered.
+    QELTEMPLATE_LOCAL static bool IsAsWritten(std::string_view line, std::size_t depth);
+
+    // Whether no block has, or had, the line.
+    QELTEMPLATE_LOCAL bool IsEmpty() const { return m_words.empty(); }
+
     // Drops what refers to `line`, which is about to be erased: the words of its block as well.
     void Forget(const LineIterator& line);
 
@@ -73,6 +80,7 @@ class QELTEMPLATE_EXPORT Apache : public LineListConfig {
     // The words of a list by their texts.
     using Positions = std::unordered_map<std::string_view, std::list<std::string>::iterator>;
 
+    QELTEMPLATE_LOCAL LineIterator RegisterFirst(Words::iterator block, const LineIterator& pos);
     QELTEMPLATE_LOCAL std::string AddWords(Words::value_type& block, bool first,
                                            std::string_view text);
     QELTEMPLATE_LOCAL void RemoveWords(const std::string& section, std::list<std::string>& words,
@@ -131,6 +139,9 @@ class QELTEMPLATE_EXPORT Apache : public LineListConfig {
     // the directive recorded before. Does nothing for a directive that the block never had.
     void Change(const std::string& section, const LineIterator& pos, const std::string& text,
                 std::list<LineIterator>& removed);
+
+    // Whether no line was ever recorded.
+    QELTEMPLATE_LOCAL bool IsEmpty() const { return m_huge_lines.empty(); }
 
     // Drops what refers to `line`, which is about to be erased.
     void Forget(const LineIterator& line);
@@ -207,6 +218,7 @@ class QELTEMPLATE_EXPORT Apache : public LineListConfig {
 
   QELTEMPLATE_LOCAL static LineLook Look(const std::string& line);
   LookAtLine GetLookAtLine() const override;
+  bool CanRegisterLate(std::size_t depth, const std::vector<LineIterator>& lines) const override;
 };
 
 }  // namespace tov_template

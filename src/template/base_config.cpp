@@ -3,6 +3,7 @@
 #include "template/base_config.h"
 
 #include "template/framework/str.h"
+#include "template/late_registration.h"
 
 namespace tov_template {
 
@@ -49,6 +50,15 @@ LineIterator BaseConfig::SharedLine(const std::string& /*section*/, const std::s
 
 BaseConfig::LookAtLine BaseConfig::GetLookAtLine() const {
   return nullptr;
+}
+
+bool BaseConfig::CanRegisterLate(std::size_t /*depth*/,
+                                 const std::vector<LineIterator>& /*lines*/) const {
+  return false;
+}
+
+void BaseConfig::RegisterRest() const {
+  if (m_late != nullptr && !m_late->IsHeld()) m_late->RegisterAll();
 }
 
 void BaseConfig::ForgetLine(const LineIterator& /*line*/) {}

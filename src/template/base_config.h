@@ -5,9 +5,11 @@
 
 #include <list>
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "template/export.h"
 #include "template/section_path.h"
@@ -15,6 +17,7 @@
 namespace tov_template {
 
 class ConfigView;
+class LateRegistration;
 
 // The place of a line in a dialect's line list. The end of the list stands for no line.
 using LineIterator = std::list<std::string>::iterator;
@@ -148,10 +151,22 @@ class QELTEMPLATE_EXPORT BaseConfig {
   // be overridden by a dialect none of whose operations is overridden in turn. Default: null.
   virtual LookAtLine GetLookAtLine() const;
 
+  // Whether RegisterUniqueParam would only take note of `lines`, the unique directives of a block
+  // whose path has `depth` levels, and whether the dialect lets that wait: then it calls
+  // RegisterRest before each operation that shows or changes what is registered, or changes or
+  // erases lines. Asked only when nothing has been registered for a view yet. Default: false.
+  virtual bool CanRegisterLate(std::size_t depth, const std::vector<LineIterator>& lines) const;
+
+  // Has everything registered that has been left for later. Does nothing when it is the view that
+  // calls for the operation: it has what it needs registered itself.
+  void RegisterRest() const;
+
  private:
   friend class ConfigView;
+  friend class LateRegistration;
 
-  const ConfigView* m_view = nullptr;  // the one that was made last
+  const ConfigView* m_view = nullptr;        // the one that was made last
+  std::shared_ptr<LateRegistration> m_late;  // what it has left for later; null: nothing
 };
 
 }  // namespace tov_template

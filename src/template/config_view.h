@@ -27,6 +27,7 @@ struct ConfParam {
 
 namespace tov_template {
 
+class LateRegistration;
 class SectionTree;
 
 // The blocks of one configuration, found by their section path (section_path.h), and the operations
@@ -198,6 +199,7 @@ class ConfigView {
   ParamList::iterator FindOwn(ParamList& params, const std::string& key);
 
   // Blocks that are not in the maps yet
+  void LeaveForLater();
   template <class Node>
   void Take(const std::string& section, Node* node);
   template <class Paths>
@@ -252,6 +254,10 @@ class ConfigView {
   // The blocks that are not in the maps yet; null when all are. Each block is in one of the two,
   // with all its lines and its end.
   std::shared_ptr<SectionTree> m_tree;
+
+  // Of the blocks in m_tree, those whose unique directives are to be registered when they are
+  // taken; null: there are none.
+  std::shared_ptr<LateRegistration> m_late;
 
   // The indexes by line are made when they are first needed: m_end_index and m_created_index when
   // the first line is erased; m_owners only when lines are erased that may have other owners than

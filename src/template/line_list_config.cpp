@@ -19,21 +19,29 @@ LineListConfig::LineListConfig(const std::string& text, std::set<std::string> co
   }
 }
 
+std::list<std::string>* LineListConfig::GetList() {
+  RegisterRest();
+  return &m_lines;
+}
+
 LineIterator LineListConfig::AppendParam(const LineIterator& pos, const std::string& text) {
   return m_lines.insert(pos, text);
 }
 
 LineIterator LineListConfig::RemoveParam(const LineIterator& pos) {
+  RegisterRest();
   ForgetLine(pos);
   return m_lines.erase(pos);
 }
 
 LineIterator LineListConfig::RemoveParam(const LineIterator& first, const LineIterator& last) {
+  RegisterRest();
   for (LineIterator line = first; line != last; ++line) ForgetLine(line);
   return m_lines.erase(first, last);
 }
 
 void LineListConfig::ChangeParam(const LineIterator& pos, const std::string& text) {
+  RegisterRest();
   if (pos != m_lines.end()) Write(pos, text);
 }
 

@@ -24,7 +24,7 @@ class QELTEMPLATE_EXPORT LineListConfig : public BaseConfig {
   // names of the directives that are found by their name alone.
   LineListConfig(const std::string& text, std::set<std::string> const_params);
 
-  std::list<std::string>* GetList() override { return &m_lines; }
+  std::list<std::string>* GetList() override;
 
   LineIterator AppendParam(const LineIterator& pos, const std::string& text) override;
   LineIterator RemoveParam(const LineIterator& pos) override;

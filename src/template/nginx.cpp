@@ -120,6 +120,11 @@ Nginx::LookAtLine Nginx::GetLookAtLine() const {
   return typeid(*this) == typeid(Nginx) ? Look : nullptr;
 }
 
+bool Nginx::CanRegisterLate(std::size_t /*depth*/,
+                            const std::vector<LineIterator>& /*lines*/) const {
+  return typeid(*this) == typeid(Nginx) && m_listen.empty();
+}
+
 std::string Nginx::GetKeyFieldConstParam(const std::string& line) const {
   return IsConstExpression(line) ? std::string(str::view::FirstWord(line)) : line;
 }
@@ -178,6 +183,7 @@ std::string Nginx::SetIndent(const std::string& section, const std::string& text
 }
 
 LineIterator Nginx::RegisterUniqueParam(const std::string& section, LineIterator& pos) {
+  RegisterRest();
   if (pos == m_lines.end()) return pos;
   m_registry.Add(EntryInOrder(m_listen, section).first->second, pos);
   return pos;
@@ -185,6 +191,7 @@ LineIterator Nginx::RegisterUniqueParam(const std::string& section, LineIterator
 
 LineIterator Nginx::AppendUniqueParam(const std::string& section, const LineIterator& pos,
                                       const std::string& text) {
+  RegisterRest();
   std::vector<Listen> records;
   ParseListen(text, records);
   LineIterator last = pos;
@@ -198,6 +205,7 @@ LineIterator Nginx::AppendUniqueParam(const std::string& section, const LineIter
 
 void Nginx::RemoveUniqueParam(const std::string& section, const std::string& text, bool /*flag*/,
                               std::list<LineIterator>& removed) {
+  RegisterRest();
   const auto entry = m_listen.find(section);
   if (entry == m_listen.end()) return;
   LineRegistry::List& listens = entry->second;
@@ -212,6 +220,7 @@ void Nginx::RemoveUniqueParam(const std::string& section, const std::string& tex
 
 void Nginx::ChangeUniqueParam(const std::string& section, LineIterator& pos,
                               const std::string& text, std::list<LineIterator>& removed) {
+  RegisterRest();
   const auto entry = m_listen.find(section);
   if (entry == m_listen.end()) return;
   LineRegistry::List& listens = entry->second;
@@ -229,6 +238,7 @@ LineIterator Nginx::MakeListen(const std::string& section, LineRegistry::List& l
 }
 
 std::vector<LineIterator> Nginx::RegisteredLines() const {
+  RegisterRest();
   std::vector<LineIterator> lines;
   for (const auto& [section, listens] : m_listen) {
     lines.insert(lines.end(), listens.begin(), listens.end());

@@ -107,6 +107,7 @@ class QELTEMPLATE_EXPORT Nginx : public LineListConfig {
 
   QELTEMPLATE_LOCAL static LineLook Look(const std::string& line);
   LookAtLine GetLookAtLine() const override;
+  bool CanRegisterLate(std::size_t depth, const std::vector<LineIterator>& lines) const override;
   QELTEMPLATE_LOCAL LineIterator MakeListen(const std::string& section, LineRegistry::List& listens,
                                             const LineIterator& pos, const std::string& listen);
 

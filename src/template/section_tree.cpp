@@ -212,6 +212,12 @@ void SectionTree::Detach(Node* node) {
   node->family = nullptr;
 }
 
+std::size_t SectionTree::Depth(const Node* node) {
+  std::size_t depth = 0;
+  for (; !IsRoot(node); node = node->family->parent) ++depth;
+  return depth;
+}
+
 std::string SectionTree::Path(const Node* node) {
   std::vector<const Node*> levels;
   for (; !IsRoot(node); node = node->family->parent) levels.push_back(node);
@@ -425,7 +431,7 @@ bool SectionTree::MarkWaysToUnique() {
   const auto may_precede_separator = [](unsigned char c) { return c <= kSeparatorByte; };
   bool in_order = true;
   for (Node& node : m_nodes.all) {
-    if (node.block == nullptr || node.block->first_unique == nullptr) continue;
+    if (node.block == nullptr || node.block->first_unique == nullptr || node.block->late) continue;
     for (Node* each = &node; !each->leads_to_unique; each = each->family->parent) {
       each->leads_to_unique = true;
       const std::string_view level = each->level;
@@ -441,7 +447,8 @@ void SectionTree::ForEachBlock(bool all,
   const bool in_order = MarkWaysToUnique() && !all;
   const auto wanted = [&](const Node* node) { return all || node->leads_to_unique; };
   const auto is_meant = [&](const Node* node) {
-    return node->block != nullptr && (all || node->block->first_unique != nullptr);
+    return node->block != nullptr && !node->block->late &&
+           (all || node->block->first_unique != nullptr);
   };
   if (in_order) {
     Walk(Root(), wanted,

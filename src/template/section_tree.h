@@ -50,8 +50,9 @@ class SectionTree {
     Element* last = nullptr;
     Element* first_unique = nullptr;  // of those that are unique directives; null: none is
     Element* last_unique = nullptr;
-    std::size_t size = 0;
     Block* kept = nullptr;
+    std::uint32_t size = 0;
+    bool late = false;  // the unique ones are not registered yet, see late_registration.h
   };
 
   // A path; the root is the empty one.
@@ -99,8 +100,12 @@ class SectionTree {
   std::pmr::deque<Node>& Nodes() { return m_nodes.all; }
 
   // Calls `use` with the path and the node of each block that holds unique directives, or of each
-  // block at all, in the order of the paths, until it returns false.
+  // block at all, in the order of the paths, until it returns false. Blocks that are registered
+  // late are left out.
   void ForEachBlock(bool all, const std::function<bool(const std::string&, Node*)>& use);
+
+  // How many levels the path has.
+  static std::size_t Depth(const Node* node);
 
   // The whole path, written out.
   static std::string Path(const Node* node);

@@ -18,6 +18,7 @@
 #include "template/framework/tov_err.h"
 #include "template/framework/tov_file.h"
 #include "template/framework/tov_log.h"
+#include "template/late_registration.h"
 #include "template/parser_template.h"
 #include "template/section_tree.h"
 
@@ -375,10 +376,19 @@ ConfigView::ConfigView(const std::shared_ptr<BaseConfig>& config, Maps maps)
       m_tree(std::make_shared<SectionTree>()),
       m_place_values(maps == Maps::kWhole ? PlaceIndex::Values::kAtOnce
                                           : PlaceIndex::Values::kWhenSettled) {
+  config->RegisterRest();
+  config->m_late = nullptr;
   config->m_view = this;
   Reader(*config, *m_tree).Read(*m_lines);
+  if (maps == Maps::kOnDemand) LeaveForLater();
   m_lines_shared = Registration(*this, *m_tree).Run();
   if (maps == Maps::kWhole || !m_tree->IsPlain()) TakeEverything();
+  config->m_late = m_late;
+}
+
+void ConfigView::LeaveForLater() {
+  auto late = std::make_shared<LateRegistration>(*m_config, m_tree);
+  if (late->Choose()) m_late = std::move(late);
 }
 
 bool ConfigView::OwnsLines() const {
@@ -394,6 +404,7 @@ bool ConfigView::OwnsLines() const {
 
 template <class Node>
 void ConfigView::Take(const std::string& section, Node* node) {
+  if (m_late != nullptr) m_late->Register(section, *node->block);
   Params params;
   Places ends;
   SectionTree::CopyTo(node, section, params, ends);
@@ -439,6 +450,7 @@ void ConfigView::TakeBeginningWith(const std::string& section) {
 
 void ConfigView::TakeEverything() {
   if (m_tree == nullptr) return;
+  if (m_late != nullptr) m_late->RegisterAll();
   Params params;
   Places ends;
   m_tree->CopyTo(params, ends);
@@ -702,6 +714,7 @@ void ConfigView::ForgetIndexes() {
 void ConfigView::AppendParam(const std::string& section, const std::string& param,
                              const std::string& key) {
   assert(IsLast());
+  const LateRegistration::Hold hold(m_late.get());
   if (section.empty() || IsBlank(param)) return;
   ParamList* const params = FindBlock(section);
   const bool unique = m_config->IsUniqueParam(param);
@@ -794,6 +807,7 @@ void ConfigView::AppendOrdinary(const std::string& section, ParamList& params,
 
 void ConfigView::RemoveParam(const std::string& section, const std::string& param, bool part_key) {
   assert(IsLast());
+  const LateRegistration::Hold hold(m_late.get());
   if (section.empty() || IsBlank(param)) return;
   ParamList* const params = FindBlock(section);
   if (params == nullptr) return;
@@ -884,6 +898,7 @@ void ConfigView::RemoveOrdinary(ParamList& params, const std::string& param) {
 
 void ConfigView::RemoveEmptySections() {
   assert(IsLast());
+  const LateRegistration::Hold hold(m_late.get());
   TakeSmallBlocks();
   for (auto block = m_params.begin(); block != m_params.end();) {
     if (!IsRemovable(*block)) {
@@ -925,6 +940,7 @@ bool ConfigView::IsRemovable(const Params::value_type& block) const {
 void ConfigView::ChangeParam(const std::string& section, const std::string& old_param,
                              const std::string& new_param, const std::string& key) {
   assert(IsLast());
+  const LateRegistration::Hold hold(m_late.get());
   if (section.empty() || IsBlank(new_param) || (IsBlank(old_param) && IsBlank(key))) return;
   ParamList* const params = FindBlock(section);
   if (params == nullptr) return;

@@ -98,9 +98,11 @@ struct IndexAudit {
     return base.m_tree != nullptr;
   }
 
+  using RegisteredLines = std::map<std::string, std::vector<LineIterator>>;
+
   // What the nginx dialect has registered: block -> its lines.
-  static std::map<std::string, std::vector<LineIterator>> Registered(const Nginx& nginx) {
-    std::map<std::string, std::vector<LineIterator>> registered;
+  static RegisteredLines Registered(const Nginx& nginx) {
+    RegisteredLines registered;
     for (const auto& [section, lines] : nginx.m_listen) {
       registered[section] = {lines.begin(), lines.end()};
     }
@@ -109,8 +111,8 @@ struct IndexAudit {
 
   // What the Apache dialect has registered: block and directive, separated by the byte 0x1f, -> its
   // lines. The merged line of a block has no directive.
-  static std::map<std::string, std::vector<LineIterator>> Registered(const Apache& apache) {
-    std::map<std::string, std::vector<LineIterator>> registered;
+  static RegisteredLines Registered(const Apache& apache) {
+    RegisteredLines registered;
     for (const auto& [section, directives] : apache.m_parse_huge_param.m_huge_lines) {
       for (const auto& [name, lines] : directives) {
         registered[section + "\x1f" + name] = {lines.begin(), lines.end()};
@@ -120,6 +122,29 @@ struct IndexAudit {
       registered[section + "\x1f"] = {line};
     }
     return registered;
+  }
+
+  // The words of the merged lines that the Apache dialect has registered: block -> the directive's
+  // name and the words.
+  static std::map<std::string, std::list<std::string>> Words(const Apache& apache) {
+    return apache.m_parse_options.m_words;
+  }
+
+  // What is registered when somebody asks for it: block -> its unique directives.
+  template <class View>
+  static RegisteredLines ToRegister(const View& view) {
+    const ConfigView& base = view;
+    RegisteredLines lines;
+    if (base.m_tree == nullptr) return lines;
+    for (const SectionTree::Node& node : base.m_tree->Nodes()) {
+      if (node.block == nullptr || !node.block->late) continue;
+      std::vector<LineIterator>& own = lines[SectionTree::Path(&node)];
+      for (const auto* each = node.block->first; each != nullptr; each = each->next) {
+        const LineIterator line = each->param.m_line;
+        if (base.m_config->IsUniqueParam(*line)) own.push_back(line);
+      }
+    }
+    return lines;
   }
 
  private:

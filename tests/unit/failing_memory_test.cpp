@@ -14,6 +14,8 @@
 #include "support/index_audit.h"
 #include "support/merging_dialect.h"
 #include "support/template_probe.h"
+#include "template/apache.h"
+#include "template/nginx.h"
 #include "template/qeltemplate.h"
 
 namespace {
@@ -41,6 +43,12 @@ constexpr char kApacheTemplate[] =
     "<VirtualHost a>\nOptions -Indexes +FollowSymLinks\nServerAlias {% $name %}\nServerName "
     "{% $name %}\n</VirtualHost>\n{% if $gone %}\n<VirtualHost gone>\nOptions x\n</VirtualHost>\n"
     "{% endif %}\n<VirtualHost gone>\nOptions y\n</VirtualHost>";
+
+// As above, with lines that registering leaves as they are, so that it waits.
+constexpr char kLateApacheConfig[] =
+    "<VirtualHost a>\n\tOptions -Indexes +ExecCGI\n\tServerAlias a b\n\tServerName a\n"
+    "\t<Directory />\n\t\tOptions None\n\t</Directory>\n</VirtualHost>\n<VirtualHost gone>\n"
+    "\tOptions x\n\tServerAlias y\n\tServerAlias z\n\tDirectoryIndex i\n</VirtualHost>";
 
 // A block that is so long that its lines are looked up in an index.
 std::string LongBlock(int lines, const std::string& value) {
@@ -141,6 +149,7 @@ bool ViewWithFailure(const Request& request, bool whole, long failing) {
 const Request kRequests[] = {
     {"nginx", "Nginx", kNginxConfig, kNginxTemplate},
     {"apache", "Apache", kApacheConfig, kApacheTemplate},
+    {"late apache", "Apache", kLateApacheConfig, kApacheTemplate},
     {"long block", "Nginx", LongBlock(40, "a"), LongBlock(60, "{% $name %}")},
 };
 
@@ -157,6 +166,61 @@ TEST(FailingMemory, LeavesNoViewWithABrokenReference) {
       EXPECT_GT(failing, 50);
     }
   }
+}
+
+// What a dialect has registered, with the lines as they are, and their texts.
+template <class Dialect>
+std::string Registered(const Dialect& dialect) {
+  std::string shown;
+  for (const auto& [key, lines] : tov_template::IndexAudit::Registered(dialect)) {
+    shown += key + ":";
+    for (const tov_template::LineIterator& line : lines) shown += " '" + *line + "'";
+    shown += "\n";
+  }
+  return shown + dialect.Str();
+}
+
+template <class Dialect>
+struct Derived : Dialect {
+  using Dialect::Dialect;
+};
+
+// Has everything registered that waits, so that allocation number `failing` fails, and once more.
+// Returns false when it takes fewer.
+template <class Dialect>
+bool RegisterWithFailure(const std::string& config, const std::string& all, long failing) {
+  const auto dialect = std::make_shared<Dialect>(config);
+  const ParserTemplate parser(dialect);
+  bool failed = false;
+  try {
+    failing_allocations::left = failing;
+    dialect->SharedLine("", "");
+    failing_allocations::left = failing_allocations::kNone;
+  } catch (const std::bad_alloc&) {
+    failing_allocations::left = failing_allocations::kNone;
+    failed = true;
+    EXPECT_EQ(dialect->Str(), config) << "allocation " << failing;
+    EXPECT_EQ(tov_template::IndexAudit::WrongInDialect(*dialect), "") << "allocation " << failing;
+  }
+  dialect->SharedLine("", "");
+  EXPECT_EQ(Registered(*dialect), all) << "allocation " << failing;
+  EXPECT_EQ(tov_template::IndexAudit::WrongInDialect(*dialect), "") << "allocation " << failing;
+  return failed;
+}
+
+template <class Dialect>
+void EveryFailureLeavesTheRestToBeRegistered(const std::string& config, long at_least) {
+  const auto derived = std::make_shared<Derived<Dialect>>(config);
+  const ParserTemplate parser(derived);
+  const std::string all = Registered(*derived);
+  long failing = 0;
+  while (RegisterWithFailure<Dialect>(config, all, failing)) ++failing;
+  EXPECT_GT(failing, at_least);
+}
+
+TEST(FailingMemory, LeavesWhatIsRegisteredLateToTheNextTime) {
+  EveryFailureLeavesTheRestToBeRegistered<tov_template::Apache>(kLateApacheConfig, 30);
+  EveryFailureLeavesTheRestToBeRegistered<tov_template::Nginx>(kNginxConfig, 8);
 }
 
 TEST(FailingMemory, ComesOutAndLeavesTheResultAsItWas) {
