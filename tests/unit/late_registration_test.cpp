@@ -95,8 +95,15 @@ class LateRegistrationTest : public testing::Test {
   std::list<std::string>* const m_lines = m_dialect->GetList();
 };
 
+struct DialectNames {
+  template <class Dialect>
+  static std::string GetName(int /*number*/) {
+    return std::is_same_v<Dialect, Apache> ? "Apache" : "Nginx";
+  }
+};
+
 using Dialects = testing::Types<Apache, Nginx>;
-TYPED_TEST_SUITE(LateRegistrationTest, Dialects);
+TYPED_TEST_SUITE(LateRegistrationTest, Dialects, DialectNames);
 
 TYPED_TEST(LateRegistrationTest, NothingIsRegisteredUntilSomebodyAsks) {
   const ParserTemplate parser(this->m_dialect);
