@@ -355,7 +355,7 @@ bool Apache::ParseOptions::IsAsWritten(std::string_view line, std::size_t depth)
   for (std::string_view rest = line.substr(begin); !rest.empty();) {
     const std::string_view before = rest;
     const std::string_view word = str::view::GetWord(rest);
-    if (str::IsBlank(before.front()) || number == words.size()) return false;
+    if (!str::view::StartsWith(before, word) || number == words.size()) return false;
     const bool goes_on = word.size() < before.size();
     if (goes_on && (before[word.size()] != ' ' || rest.empty())) return false;
     auto* const end = words.begin() + number;
