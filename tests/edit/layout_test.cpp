@@ -506,5 +506,139 @@ TEST(SeveralChanges, OfOneTextDoNotDisturbEachOther) {
         "server { server_name a; root /b; gzip on; }\n"}});
 }
 
+// --- Changes by themselves ---
+
+// Each edit of lines: the first line, how many, what stands there then, and the template's lines.
+std::string Shown(const std::vector<TextEdit>& edits) {
+  std::string shown;
+  for (const TextEdit& edit : edits) {
+    shown += std::to_string(edit.line) + "+" + std::to_string(edit.count) + " [" + edit.text + "]";
+    for (const std::size_t line : edit.lines) shown += " " + std::to_string(line);
+    shown += ";";
+  }
+  return shown;
+}
+
+const Writer::Place kFront = {tov_document::kWholeText, Writer::Place::Kind::kBefore, 0};
+const Writer::Place kSecond = {tov_document::kWholeText, Writer::Place::Kind::kBehind, 0};
+const Writer::Place kEnd = {tov_document::kWholeText, Writer::Place::Kind::kAtEnd, 0};
+
+// Of a text with a directive on each line, by their numbers from 0.
+struct Changes {
+  const char* name;
+  std::string config;
+  void (*make)(Layout& layout, const std::vector<Child>& children);
+  std::string expected;
+  std::string edits;
+};
+
+void ExpectChanges(const std::vector<Changes>& cases) {
+  for (const Changes& c : cases) {
+    SCOPED_TRACE(c.name);
+    const Document document(Dialect::kNginx, c.config);
+    Contents contents(document);
+    Layout layout(contents);
+    EXPECT_FALSE(layout.IsChanged());
+    c.make(layout, contents.Of(tov_document::kWholeText));
+    EXPECT_TRUE(layout.IsChanged());
+    EXPECT_EQ(layout.Text(), c.expected);
+    EXPECT_EQ(Shown(layout.Edits()), c.edits);
+  }
+}
+
+using Children = std::vector<Child>;
+
+TEST(ChangesAtOnePlace, StandInTheOrderOfTheirMaking) {
+  ExpectChanges({{"two new lines", "a 1;\nb 2;\n",
+                  [](Layout& layout, const Children&) {
+                    layout.Add(kSecond, {"x 1;"}, {0}, false, 5);
+                    layout.Add(kSecond, {"y 1;"}, {0}, false, 4);
+                  },
+                  "a 1;\nx 1;\ny 1;\nb 2;\n", "2+0 [x 1;\ny 1;\n] 4 5;"},
+                 {"before one that changes", "a 1;\nb 2;\n",
+                  [](Layout& layout, const Children& children) {
+                    layout.Replace(children[1].bytes, "c 3;", 6);
+                    layout.Add(kSecond, {"x 1;"}, {0}, false, 5);
+                    layout.Add(kSecond, {"y 1;"}, {0}, false, 6);
+                  },
+                  "a 1;\nx 1;\ny 1;\nc 3;\n", "2+1 [x 1;\ny 1;\nc 3;\n] 5 6;"},
+                 {"before one that goes", "a 1;\nb 2;\nc 3;\n",
+                  [](Layout& layout, const Children& children) {
+                    layout.Remove(children[1], 6, false);
+                    layout.Add(kSecond, {"x 1;"}, {0}, false, 5);
+                  },
+                  "a 1;\nx 1;\nc 3;\n", "2+1 [x 1;\n] 5 6;"},
+                 {"behind all others that are added there", "a 1;\n",
+                  [](Layout& layout, const Children&) {
+                    layout.Add(kEnd, {"x 1;"}, {0}, false, 1);
+                    layout.Add(kSecond, {"y 1;"}, {0}, false, 2);
+                    layout.Add(kEnd, {"z 1;"}, {0}, false, 3);
+                  },
+                  "a 1;\nx 1;\ny 1;\nz 1;\n", "2+0 [x 1;\ny 1;\nz 1;\n] 1 2 3;"}});
+}
+
+TEST(Changes, AreToldAsEditsOfWholeLines) {
+  ExpectChanges(
+      {{"a word", "a 1;\nb 2;\nc 3;\n",
+        [](Layout& layout, const Children& children) {
+          layout.ChangeWords(children[1], {{"b", "b"}, {"4", "4"}}, 7);
+        },
+        "a 1;\nb 4;\nc 3;\n", "2+1 [b 4;\n] 7;"},
+       {"two lines apart", "a 1;\nb 2;\nc 3;\n",
+        [](Layout& layout, const Children& children) {
+          layout.Replace(children[2].bytes, "z;", 8);
+          layout.Replace(children[0].bytes, "x;", 9);
+        },
+        "x;\nb 2;\nz;\n", "1+1 [x;\n] 9;3+1 [z;\n] 8;"},
+       {"two lines that follow each other", "a 1;\nb 2;\nc 3;\n",
+        [](Layout& layout, const Children& children) {
+          layout.Replace(children[1].bytes, "y;", 8);
+          layout.Replace(children[0].bytes, "x;", 9);
+        },
+        "x;\ny;\nc 3;\n", "1+2 [x;\ny;\n] 8 9;"},
+       {"two on one line, by one line of the template", "a 1; b 2; # x\nc 3;\n",
+        [](Layout& layout, const Children& children) {
+          layout.Replace(children[0].bytes, "x;", 9);
+          layout.Replace(children[1].bytes, "y;", 9);
+        },
+        "x; y; # x\nc 3;\n", "1+1 [x; y; # x\n] 9;"},
+       {"a line goes", "a 1;\nb 2;\nc 3;\n",
+        [](Layout& layout, const Children& children) { layout.Remove(children[1], 3, false); },
+        "a 1;\nc 3;\n", "2+1 [] 3;"},
+       {"a line comes, before all", "a 1;\nb 2;\n",
+        [](Layout& layout, const Children&) { layout.Add(kFront, {"x 1;"}, {0}, false, 3); },
+        "x 1;\na 1;\nb 2;\n", "1+0 [x 1;\n] 3;"},
+       {"... with a blank line behind it", "a 1;\n",
+        [](Layout& layout, const Children&) { layout.Add(kFront, {"x 1;"}, {0}, true, 3); },
+        "x 1;\n\na 1;\n", "1+0 [x 1;\n\n] 3;"},
+       {"... behind all, with one before it", "a 1;\nb 2;\n",
+        [](Layout& layout, const Children&) { layout.Add(kEnd, {"x 1;"}, {0}, true, 3); },
+        "a 1;\nb 2;\n\nx 1;\n", "3+0 [\nx 1;\n] 3;"},
+       {"behind a last line that does not end", "a 1;\nb 2;",
+        [](Layout& layout, const Children&) { layout.Add(kEnd, {"x 1;"}, {0}, false, 3); },
+        "a 1;\nb 2;\nx 1;", "2+1 [b 2;\nx 1;] 3;"},
+       {"such a line itself", "a 1;\nb 2;",
+        [](Layout& layout, const Children& children) {
+          layout.Replace(children[1].bytes, "y;", 3);
+        },
+        "a 1;\ny;", "2+1 [y;] 3;"},
+       {"such a line goes", "a 1;\nb 2;\nc 3;",
+        [](Layout& layout, const Children& children) { layout.Remove(children[2], 3, false); },
+        "a 1;\nb 2;", "2+2 [b 2;] 3;"},
+       {"a directive of several lines", "a 1;\nb\n2\n;\nc 3;\n",
+        [](Layout& layout, const Children& children) {
+          layout.Replace(children[2].bytes, "z;", 4);
+          layout.Replace(children[1].bytes, "y\n;", 3);
+        },
+        "a 1;\ny\n;\nz;\n", "2+4 [y\n;\nz;\n] 3 4;"},
+       {"far apart, counted from the first line on", "a 1;\n\n\nb 2;\n\n\nc 3;\n\nd 4;\n",
+        [](Layout& layout, const Children& children) {
+          layout.Replace(children[3].bytes, "z;", 1);
+          layout.Remove(children[2], 2, false);
+          layout.Replace(children[1].bytes, "y;", 3);
+        },
+        "a 1;\n\n\ny;\n\n\n\nz;\n", "4+1 [y;\n] 3;7+1 [] 2;9+1 [z;\n] 1;"}});
+}
+
 }  // namespace
 }  // namespace tov_edit
