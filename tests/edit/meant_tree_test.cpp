@@ -103,6 +103,11 @@ TEST(ATreeInWhichNothingChanges, IsTheSameByteByByte) {
     if (other.error()) continue;
     EXPECT_TRUE(meant.DifferenceFrom(other)) << after;
   }
+  for (std::size_t i = 1; i <= kConfig.rfind('}'); ++i) {
+    const std::string after = kConfig.substr(0, i) + ' ' + kConfig.substr(i);
+    const Document other(Dialect::kNginx, after);
+    EXPECT_TRUE(meant.DifferenceFrom(other)) << after;
+  }
 }
 
 TEST(AMeantTree, OfApacheHasItsClosingLines) {

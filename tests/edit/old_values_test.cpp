@@ -50,6 +50,12 @@ TEST(ReadOldValue, IsWhatStandsInThePlace) {
        {{"name", kNone, "b.example"}},
        "server {\n  server_name www.b.example b.example;\n}\n",
        ReadAll},
+      {"the first of several names",
+       "server {\n  listen 80;\n  server_name a b;\n}\n",
+       "server {\nlisten 80;\nserver_name {% $name %};\n}\n",
+       {{"name", kNone, "c"}},
+       "server {\n  listen 80;\n  server_name c b;\n}\n",
+       ReadAll},
       {"a name in other letters",
        "server {\n  server_name WWW.A.example;\n  listen 80;\n}\n",
        "server {\nlisten 80;\nserver_name www.{% $name %};\n}\n",
@@ -219,8 +225,58 @@ TEST(ReadOldValue, IsRefusedWhereTheConfigurationDoesNotSayIt) {
        "site.template:3:1:",
        "'/x' (site.conf:3:3), '/y' (site.conf:5:3)",
        ReadAll},
+      {"there is no block of such an opening",
+       "server {\n  server_name a;\n}\n",
+       "server {\nserver_name a;\nlocation {% $path %} {\nexpires 1d;\n}\n}\n",
+       {{"path", kNone, "/z"}},
+       "old-value",
+       "site.template:3:1:",
+       "does not say the old value of 'path'",
+       ReadAll},
+      {"two directives of names",
+       "server {\n  server_name a;\n  server_name b;\n  listen 80;\n}\n",
+       "server {\nlisten 80;\nserver_name {% $name %};\n}\n",
+       {{"name", kNone, "c"}},
+       "old-value",
+       "site.template:3:1:",
+       "'a' (site.conf:2:3), 'b' (site.conf:3:3). Say which one is meant",
+       ReadAll},
   };
   ExpectRefusals(Dialect::kNginx, cases);
+}
+
+// As many as help are named, and not more openings are tried than may be one by one.
+TEST(ReadOldValue, IsRefusedWithTheFirstOfMany) {
+  const auto allowed = [](int count) {
+    std::string lines;
+    for (int i = 1; i <= count; ++i) lines += "  allow 1.1.1." + std::to_string(i) + ";\n";
+    return "server {\n  server_name a;\n" + lines + "}\n";
+  };
+  const auto locations = [](int count) {
+    std::string blocks;
+    for (int i = 1; i <= count; ++i) blocks += "  location /" + std::to_string(i) + " {\n  }\n";
+    return "server {\n  server_name a;\n" + blocks + "}\n";
+  };
+  const std::string line = "server {\nserver_name a;\nallow {% $v %};\n}\n";
+  const std::string block = "server {\nserver_name a;\nlocation {% $v %} {\nx 1;\n}\n}\n";
+  const auto refused = [](const std::string& config, const std::string& text) {
+    const SaidCase c = {"", config, text, {{"v", kNone, "3.3.3.3"}}, "", "", "", ReadAll};
+    const Result result = RecordedEdit(RequestOf(Dialect::kNginx, c), config, "site.conf");
+    EXPECT_EQ(result.text, config);
+    return AllOf(result.refusals);
+  };
+  const std::string begin = "site.template:3:1: the configuration has several old values of 'v': ";
+  const std::string end = ". Say which one is meant [old-value]\n";
+  const std::string five =
+      "'1.1.1.1' (site.conf:3:3), '1.1.1.2' (site.conf:4:3), '1.1.1.3' (site.conf:5:3), '1.1.1.4' "
+      "(site.conf:6:3), '1.1.1.5' (site.conf:7:3)";
+  EXPECT_EQ(refused(allowed(5), line), begin + five + end);
+  EXPECT_EQ(refused(allowed(6), line), begin + five + " and 1 more" + end);
+  EXPECT_EQ(refused(allowed(8), line), begin + five + " and 3 more" + end);
+  EXPECT_NE(refused(locations(100), block).find(" and 95 more" + end), std::string::npos);
+  EXPECT_EQ(refused(locations(101), block),
+            "site.template:3:1: 101 different blocks could be the one of this line. Say the old "
+            "value [old-value]\n");
 }
 
 TEST(ReadOldValue, OfAHostWithSeveralAddressesIsNotClear) {

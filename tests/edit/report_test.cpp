@@ -211,6 +211,23 @@ TEST(AReport, TellsWhatBecomesOfEachLine) {
         "site.template:2 'server {'\n"}});
 }
 
+TEST(AReport, NamesTheInnermostBranchThatStopsALine) {
+  ExpectReports(Dialect::kNginx,
+                {{"branches in branches",
+                  "",
+                  "{% if $a %}\nenv A;\n{% if $a %}\nenv B;\n{% else %}\nenv C;\n"
+                  "{% endif %}\n{% if $b %}\nenv D;\n{% if $a %}\nenv E;\n{% endif "
+                  "%}\n{% endif %}\n{% elif $b %}\nenv F;\n{% endif %}\n",
+                  {{"a", kNone, "1"}},
+                  "site.template:2 'env A;' added; added -> 'env A;'\n"
+                  "site.template:4 'env B;' added; added -> 'env B;'\n"
+                  "site.template:6 'env C;' not there, untaken by 'else'\n"
+                  "site.template:9 'env D;' not there, untaken by 'if $b'\n"
+                  "site.template:11 'env E;' not there, untaken by 'if $b'\n"
+                  "site.template:15 'env F;' not there, untaken by 'elif $b'\n",
+                  ""}});
+}
+
 TEST(AReport, TellsOfEachBlockThatIsEdited) {
   const auto all = [](Request& request) { request.all = true; };
   ExpectReports(
@@ -324,7 +341,10 @@ std::string ChangesOf(const std::string& config, const std::string& text,
   for (const Change& change :
        RecordedEdit(RequestOf(Dialect::kNginx, c), config, "site.conf").changes) {
     listed += std::to_string(change.line) + "+" + std::to_string(change.count) + " by";
-    for (const FilePlace& place : change.template_lines) listed += " " + std::to_string(place.line);
+    for (const FilePlace& place : change.template_lines) {
+      listed += " " + std::to_string(place.line);
+      EXPECT_EQ(place.column, 0U);  // it is the whole line
+    }
     listed += ": '" + change.text + "'\n";
   }
   return listed;
