@@ -918,6 +918,19 @@ TEST(ARename, OfALineWithATrailingPlaceFindsTheOldName) {
                                  site("b w.b") + site("c w.c")}});
 }
 
+TEST(AChangeOfAddress, OfALineWithATrailingPlaceFindsTheOldOneOrTheNewOne) {
+  const auto site = [](const std::string& address, const std::string& root) {
+    return "server {\n\tlisten " + address + ";\n\troot " + root + ";\n}\n";
+  };
+  const std::string text = "server {\nlisten {% $p %} [% $more %];\nroot {% $r %};\n}\n";
+  const NamedValues values = {{"p", "80", "82"}, {"more", kNone, "ssl"}, {"r", "/a", "/b"}};
+  ExpectEdits(Dialect::kNginx, {{"not yet", site("81 ssl", "/a") + site("80 ssl", "/a"), text,
+                                 values, site("81 ssl", "/a") + site("82 ssl", "/b")},
+                                {"the address is there already, the root is not",
+                                 site("81 ssl", "/a") + site("82 ssl", "/a"), text, values,
+                                 site("81 ssl", "/a") + site("82 ssl", "/b")}});
+}
+
 TEST(Addresses, AreComparedInNormalForm) {
   const auto edited = [](const std::string& name, const std::string& there,
                          const std::string& stated) {

@@ -274,7 +274,11 @@ TEST(AValue, OfATrailingPlaceIsAnyNumberOfWords) {
               // None of the others may reach into what it may come to be.
               {kApache, "X {% $a %} [% $b %]", {{"a", "\"c"}, {"b", ""}}, "X \"c", "", {"a"}},
               {kApache, "X {% $a %} [% $b %]", {{"a", "\"c\""}, {"b", " "}}, "X \"c\"", "X|c"},
-              {kApache, "X [% $a %]", {{"a", "c\\"}}, "X c\\", "", {"a"}}});
+              {kApache, "X [% $a %]", {{"a", "c\\"}}, "X c\\", "", {"a"}},
+              // A directive stays one.
+              {kApache, "[% $a %]", {{"a", "X c"}}, "X c", "X|c"},
+              {kApache, "[% $a %]", {{"a", "<If c>"}}, "<If c>", "", {"a"}},
+              {kApache, "[% $a %] [% $b %]", {{"a", "<If c>"}, {"b", ""}}, "<If c>", "", {"a"}}});
 }
 
 TEST(AValue, ThatIsMissingLeavesNoLine) {

@@ -127,6 +127,14 @@ TEST(Collisions, AreSaidForEachAddressThatIsShared) {
                 kIgnored + " [server {]\n");
 }
 
+TEST(Collisions, OfANameThatBeginsWithADotAreThoseOfNginxOnly) {
+  EXPECT_EQ(Said(Dialect::kNginx, Server("", ".a") + Server("", "a")).empty(), false);
+  EXPECT_EQ(Said(Dialect::kNginx, Server("", ".a") + Server("", "*.a")).empty(), false);
+  EXPECT_EQ(Said(Dialect::kNginx, Server("", ".a") + Server("", "b.a")), "");
+  EXPECT_EQ(Said(Dialect::kApache, Host("*:80", ".a", "x") + Host("*:80", "a", "y")), "");
+  EXPECT_EQ(Said(Dialect::kApache, Host("*:80", ".a", "x") + Host("*:80", "*.b", "y")), "");
+}
+
 // --- Wildcards of httpd ---
 
 TEST(Collisions, AreThoseOfAnAliasAndANameThatItFits) {

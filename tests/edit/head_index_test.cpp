@@ -165,6 +165,30 @@ TEST(HeadIndex, LeavesOutApachesConditions) {
                   {6, {"Directory", "/a"}, {}},
                   {7, {"Limit", "GET"}, {8}},
                   {8, {"Limit", "GET"}, {}},
+                  {4, {"Limit", "GET"}, {}},
+              });
+}
+
+TEST(HeadIndex, LeavesOutConditionsInConditionsOfABlock) {
+  ExpectFound(Dialect::kApache,
+              "<Location /a>\n</Location>\n"  // 1
+              "<VirtualHost *:80>\n"          // 2
+              "<IfModule m>\n"                // 3
+              "<IfModule n>\n"                // 4
+              "<Location /a>\n</Location>\n"  // 5
+              "</IfModule>\n"
+              "<Location /a>\n</Location>\n"  // 6
+              "</IfModule>\n"
+              "<Location /a>\n</Location>\n"  // 7
+              "</VirtualHost>\n"
+              "<Location /a>\n</Location>\n",  // 8
+              {
+                  {3, {"Location", "/a"}, {5, 6}},
+                  {4, {"Location", "/a"}, {5}},
+                  {3, {"Location", "/..."}, {5, 6}},
+                  {4, {"Location", "/..."}, {5}},
+                  {2, {"Location", "/a"}, {5, 6, 7}},
+                  {kWholeText, {"Location", "/a"}, {1, 8}},
               });
 }
 

@@ -177,6 +177,12 @@ TEST(NewLines, AreIndentedLikeTheirNeighbours) {
         InServer("gzip on;\n"),
         {},
         "http {\n  server {\n      server_name a;\n      gzip on;\n  }\n}\n"},
+       {"an empty block, by the default, whatever the braces of empty ones do",
+        "types\n   {\n   }\nserver {\nserver_name a;\n}\n",
+        text,
+        {},
+        "types\n   {\n   }\nserver {\nserver_name a;\ngzip on;\nlocation /x {\n\treturn "
+        "404;\n}\n}\n"},
        {"an empty block, by the way of most others",
         "http {\n    server {\n        server_name a;\n        location /x {\n        }\n    "
         "}\n}\n",

@@ -562,6 +562,15 @@ TEST(AMissingValue, LeavesTheDirectiveAlone) {
                  "there is no value 'r': this line neither adds, changes nor removes anything",
                  nullptr,
                  "\troot /a;\n"},
+                {"several of them",
+                 "\terror_page 404 /a;\n",
+                 "error_page {% $code %} {% $page %};\n",
+                 {},
+                 "missing-value",
+                 "site.template:3:1:",
+                 "there is no value 'code', 'page': this line",
+                 nullptr,
+                 "\terror_page 404 /a;\n"},
                 {"no value at all",
                  "\troot /a;\n",
                  "root {% $r %};\n",
@@ -1971,6 +1980,30 @@ TEST(Options, OfANewBlockAreOneLine) {
                            "\t\t\tOptions ExecCGI\n\t\t</Limit>\n\t</Directory>\n"}}));
 }
 
+TEST(Options, OfSeveralLinesAreOneNewDirective) {
+  ExpectEdits(Dialect::kApache,
+              Each(Host, {{"each word once",
+                           "\tDocumentRoot /a\n",
+                           "Options Indexes MultiViews\nOptions indexes ExecCGI\n"
+                           "options Includes ExecCGI\n",
+                           {},
+                           "\tDocumentRoot /a\n\tOptions Indexes MultiViews ExecCGI Includes\n"},
+                          {"with signs",
+                           "",
+                           "Options +Indexes\nOptions -ExecCGI\n",
+                           {},
+                           "\tOptions +Indexes -ExecCGI\n"}}));
+  const auto mixed = [](const std::string& lines, const std::string& place,
+                        const std::string& part) {
+    return SaidCase{lines, "", lines, {}, "mixed-options", place, part};
+  };
+  ExpectRefusals(Dialect::kApache,
+                 EachSaid(Directory, {mixed("Options Indexes\nOptions +ExecCGI\n",
+                                            "site.template:3:1:", "'Options Indexes +ExecCGI'"),
+                                      mixed("Options +Indexes\nX Y\nOptions ExecCGI\n",
+                                            "site.template:4:1:", "'Options +Indexes ExecCGI'")}));
+}
+
 TEST(Options, WithAndWithoutASignAreRefused) {
   const SaidCase mixed = {"a word with a sign beside one without",
                           "\tOptions Indexes FollowSymLinks\n",
@@ -1990,6 +2023,26 @@ TEST(Options, WithAndWithoutASignAreRefused) {
 }
 
 // --- Changes at once ---
+
+TEST(NamesOfALine, MoveUpAndChangePlacesWordByWord) {
+  const auto server = [](const std::string& names) {
+    return "server {\n\tlisten 80;\n\tserver_name " + names + ";\n}\n";
+  };
+  const std::string three = "server {\nlisten 80;\nserver_name {% $a %} {% $b %} {% $c %};\n}\n";
+  const NamedValues up = {{"a", "a", "b"}, {"b", "b", "c"}, {"c", "c", "d"}};
+  const NamedValues ring = {{"a", "a", "b"}, {"b", "b", "c"}, {"c", "c", "a"}};
+  const NamedValues pair = {{"a", "a", "b"}, {"b", "b", "a"}, {"c", "c", "c"}};
+  const NamedValues case_only = {{"a", "a", "A"}, {"b", "b", "c"}, {"c", "c", "b"}};
+  ExpectEdits(Dialect::kNginx,
+              {{"each takes the name of the next one", server("a b c"), three, up, server("b c d")},
+               {"... among others", server("x a y b c z"), three, up, server("x b y c d z")},
+               {"... where it is done", server("b c d"), three, up, server("b c d")},
+               {"all three around", server("a b c"), three, ring, server("b c a")},
+               {"two of three", server("a b c"), three, pair, server("b a c")},
+               {"two of three, in another order", server("c a b"), three, pair, server("c b a")},
+               {"letters of another case are no move", server("a b c"), three, case_only,
+                server("a c b")}});
+}
 
 TEST(LinesThatChangePlaces, DoSoOnce) {
   const NamedValues names = {{"a", "a", "b"}, {"b", "b", "a"}};
