@@ -149,6 +149,8 @@ TEST(SitesOfOneName, AreToldApartByWhatOnlyTheFirstOneHas) {
        "'index x;' in the template would mean the first one"},
       {"not whether it speaks TLS", "server_name a; ssl on; index x;", "server_name a;",
        "'index x;' in the template would mean the first one"},
+      {"no directive where the template's own line is there", "server_name a; gzip on; index x;",
+       "server_name a; gzip on;", "Say more of the one that is meant: an address, a name"},
       {"nothing", "server_name a;", "server_name a;",
        "Say more of the one that is meant: an address, a name"},
   };

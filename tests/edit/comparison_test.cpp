@@ -154,6 +154,10 @@ TEST(ABeginning, IsWholeWordsAndAPartOfOne) {
       {kNginx, {"if", "($a", "=", "b)"}, {{"if", "(", "$a"}, ""}, true},
       {kNginx, {"if", "(", "$ab)"}, {{"if"}, "($a"}, true},
       {kNginx, {"if", "($b)"}, {{"if"}, "($a"}, false},
+      {kNginx, {"location", "(a)", "b"}, {{"location", "(a)"}, ""}, true},
+      {kNginx, {"location", "(a)", "b"}, {{"location", "a)"}, ""}, false},
+      {kNginx, {"location", "(a)", "b"}, {{"location"}, "(a"}, true},
+      {kNginx, {"location", "(a)", "b"}, {{"location"}, "a"}, false},
       {kNginx, {}, {{}, ""}, false}};
   for (const Begun& begun : all) {
     EXPECT_EQ(BeginsWith(begun.dialect, begun.words, begun.beginning), begun.begins)

@@ -110,6 +110,23 @@ TEST(ATreeInWhichNothingChanges, IsTheSameByteByByte) {
   }
 }
 
+TEST(AMeantTree, HasTheBytesOfABlockBesideAChange) {
+  const std::string config = "x {\na 1;\nb {\n  c  2;\n\n  d {}\n}\n}\n";
+  const Document document(Dialect::kNginx, config);
+  Contents contents(document);
+  MeantTree meant(document);
+  meant.ChangeWords(contents.Of(1).at(0), {"a", "2"});
+  const auto differs = [&](const std::string& after) {
+    return meant.DifferenceFrom(Document(Dialect::kNginx, after)).has_value();
+  };
+  const std::string expected = With(config, "a 1", "a 2");
+  EXPECT_FALSE(differs(expected));
+  EXPECT_FALSE(differs(With(expected, "a 2", "a   2")));
+  EXPECT_TRUE(differs(With(expected, "\n\n", "\n")));
+  EXPECT_TRUE(differs(With(expected, "{}", "{ }")));
+  EXPECT_TRUE(differs(With(expected, "c  2", "c 2")));
+}
+
 TEST(AMeantTree, OfApacheHasItsClosingLines) {
   const std::string config = "<Location /a>\nA b \\\n c\n</Location>\nServerName x\n";
   const Document document(Dialect::kApache, config);

@@ -546,7 +546,16 @@ TEST(ARewriteRule, IsLeftAloneWhereAValueIsMissing) {
                      "RewriteCond %{REQUEST_URI} =/x\n" + off + "RewriteRule ^/a {% $to %}\n",
                      "site.template:5:1:", "'to'"),
                 said("of the rule of a new one", "\tSSLEngine on\n",
-                     off + "RewriteRule ^/a {% $to %}\n", "site.template:4:1:", "'to'")}));
+                     off + "RewriteRule ^/a {% $to %}\n", "site.template:4:1:", "'to'"),
+                {"where lines that go have to be there",
+                 there,
+                 off + host + there,
+                 {},
+                 "missing-value",
+                 "site.template:4:1:",
+                 "'host'",
+                 [](Request& request) { request.must_exist = true; },
+                 there}}));
 }
 
 TEST(AMissingValue, LeavesTheDirectiveAlone) {
@@ -772,6 +781,19 @@ TEST(ATrailingPlace, InABranchNotTakenRemovesItsDirective) {
 }
 
 // --- Directives that are found by their name alone ---
+
+TEST(DirectivesFoundByTheirName, GoWhateverTheyHold) {
+  ExpectEdits(Dialect::kNginx, Each(Server, {{"by a line with an old value only",
+                                              "\tssl_protocols TLSv1.3;\n",
+                                              Untaken("ssl_protocols {% $p %};\n"),
+                                              {{"p", "TLSv1", kNone}},
+                                              ""},
+                                             {"by a line with a new value only",
+                                              "\tssl_protocols TLSv1.3;\n",
+                                              Untaken("ssl_protocols {% $p %};\n"),
+                                              {{"p", kNone, "TLSv1"}},
+                                              ""}}));
+}
 
 TEST(DirectivesFoundByTheirName, ChangeWhateverTheyHold) {
   ExpectEdits(
@@ -1519,6 +1541,11 @@ TEST(Names, AreComparedOneByOne) {
                 server("\tserver_name x;\n\tserver_name y b;\n\tserver_name z;\n")},
                {"in other letters", server("\tserver_name X A;\n"), name, rename,
                 server("\tserver_name X b;\n")},
+               {"all of a line are those of a trailing place",
+                server("\tserver_name a b;\n"),
+                server("server_name [% $n %];\n"),
+                {{"n", kNone, "a"}},
+                server("\tserver_name a;\n")},
                {"in quotes", server("\tserver_name \"a\";\n"), name, rename,
                 server("\tserver_name \"b\";\n")},
                {"over several lines", server("\tserver_name x # one\n\t\ta\n\t\ty;\n"), name,
@@ -2202,6 +2229,11 @@ TEST(AnotherValue, OfADirectiveThatMayStandOnceIsRefused) {
       }};
   EXPECT_EQ(EditedText(RequestOf(Dialect::kNginx, forced), forced.config),
             Server("\troot /hand;\n\troot /b;\n"));
+  const Case twice = {
+      "",        Server("\tlisten 443;\n"), Server("listen 443 ssl;\nlisten 443 ssl;\n"), {}, "",
+      forced.ask};
+  EXPECT_EQ(EditedText(RequestOf(Dialect::kNginx, twice), twice.config),
+            Server("\tlisten 443;\n\tlisten 443 ssl;\n"));
 }
 
 TEST(AnotherValue, IsWarnedOfWhereItMayBeMeantToGo) {

@@ -47,6 +47,11 @@ void ExpectRefused(Dialect dialect, const std::string& config, const std::vector
 
 const std::string kSite = "server {\n\tserver_name a;\n}\n";
 
+TEST(ACommentOfNginx, MayEndWithABackslash) {
+  EXPECT_EQ(EditedText(RequestOf(Dialect::kNginx, Case{"", "", Server("# x \\\n"), {}, ""}), kSite),
+            "server {\n\tserver_name a;\n\t# x \\\n}\n");
+}
+
 // --- The tree ---
 
 std::string KindName(Kind kind) {

@@ -45,8 +45,8 @@ MEMORY = Path("/dev/shm")  # tests write files there: on a disk they mostly wait
 PARTS = {
     "src/edit": [
         "edit_finding_test", "edit_comparison_test", "edit_parts_test", "edit_authored_line_test",
-        "edit_statements_test", "edit_head_index_test", "edit_meant_tree_test",
-        "edit_collisions_test", "edit_file_importer_test",
+        "edit_statements_test", "edit_child_index_test", "edit_head_index_test",
+        "edit_meant_tree_test", "edit_collisions_test", "edit_file_importer_test",
         "edit_lint_test", "edit_report_test", "edit_quoting_test", "edit_layout_test",
         "edit_placement_test", "edit_edit_test", "edit_inspect_test", "server_collisions_test",
         "edit_template_tree_test",

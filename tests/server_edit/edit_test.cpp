@@ -281,6 +281,22 @@ TEST(ANewSite, IsMadeInAFileOfTheServerWhereThatIsSaid) {
                     "server {\n    listen 80;\n    server_name n;\n}\n"}}));
 }
 
+TEST(ANewSite, OfAFileOfItsOwnHasNoBlankLineBeforeIt) {
+  const ServerFiles server = ServerOf(
+      Dialect::kNginx, {{"nginx.conf",
+                         "http {\n  include sites/*;\n\n  server {\n    server_name x;\n  }\n\n"
+                         "  server {\n    server_name y;\n  }\n}\n"},
+                        {"sites/a", "# none\n"}});
+  EXPECT_EQ(Edited(Nginx(kNewSite, {{"name", {std::nullopt, "n"}}}), server, {"/s/sites/{name}"}),
+            (Texts{{"sites/n", "server {\n  listen 80;\n  server_name n;\n}\n"}}));
+}
+
+TEST(ARawValue, ThatEndsABlockOfAFileIsRefused) {
+  Request request = Nginx(kRootTemplate, {{"root", {"/a", "/b; }"}}});
+  request.raw = {"root"};
+  EXPECT_THAT(Refused(request, TwoSites()), HasSubstr("[syntax] /s/sites/a:"));
+}
+
 TEST(ANewSite, NeedsAFile) {
   EXPECT_THAT(
       Refused(Nginx(kNewSite, {{"name", {std::nullopt, "n"}}}), TwoSites()),
