@@ -163,7 +163,10 @@ TEST(APrototype, IsJudgedAsAnEditIs) {
   request.template_name = "t";
   request.template_text = "server {\nserver_name {% $n %};\nroot /a;\n}\n";
   request.values["n"] = {std::nullopt, "a.example"};
-  EXPECT_EQ(Prototype(request).text, "server {\nserver_name a.example;\n}");
+  const Result taken = Prototype(request);
+  EXPECT_EQ(taken.text, "server {\nserver_name a.example;\n}");
+  EXPECT_FALSE(taken.changed);  // nothing is edited
+  EXPECT_FALSE(taken.skipped);
   request.values["n"] = {std::nullopt, "a; x"};
   const Result refused = Prototype(request);
   EXPECT_EQ(refused.text, "");
