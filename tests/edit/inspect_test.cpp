@@ -108,6 +108,8 @@ TEST(OneLine, IsWhatStandsInSeveralOrIsWrittenOtherwise) {
       {kApache, "Listen 80", "Listen 80", true},
       {kApache, "Listen   80", "Listen 80", false},
       {kApache, "Listen 80;", "Listen 80;", true},
+      {kApache, "SetEnv A b", "SetEnv A b", true},
+      {kApache, "SetEnv A \"", "SetEnv A \"", false},
       {kApache, "Listen \\\n  80", "Listen 80", false},
       {kApache, "Lis\\\nten 80", "Listen 80", false},
       {kApache, "SetEnv A 'b c'", "SetEnv A 'b c'", false},
@@ -137,7 +139,7 @@ TEST(OneLine, IsWhatStandsInSeveralOrIsWrittenOtherwise) {
 
 TEST(TheItems, OfATextAreThoseThatAreNotBlank) {
   const std::string text =
-      "\n# a\nuser b;\nhttp {\nserver {\nserver {\n}\nc;\n}\nserver {\n}\n}\n"
+      "\n# a  \nuser b;\nhttp {\nserver {\nserver {\n}\nc;\n}\nserver {\n}\n}\n"
       "content_by_lua_block {\n  x = 1 -- }\n\n}\ncontent_by_lua_block {  }\nserver {\n}\n";
   const tov_document::Document document(Dialect::kNginx, text);
   std::string items;
@@ -146,7 +148,7 @@ TEST(TheItems, OfATextAreThoseThatAreNotBlank) {
     items += std::string(bytes.substr(0, bytes.find('\n'))) + (item.server ? " (server)|" : "|");
   });
   EXPECT_EQ(items,
-            "# a|user b;|http {|server { (server)|server {|c;|server { "
+            "# a  |user b;|http {|server { (server)|server {|c;|server { "
             "(server)|content_by_lua_block {|x = 1 "
             "-- }|content_by_lua_block {  }|server { (server)|");
 }

@@ -154,6 +154,27 @@ TEST(ReadOldValue, OfApacheIsFoundByTheNameOfTheHost) {
   ExpectEdits(Dialect::kApache, cases);
 }
 
+TEST(ReadOldValue, IsReadOfOpeningsInWhatMayBeLeftOut) {
+  const std::string upstreams =
+      "http {\n  upstream a {\n    server x;\n  }\n}\nother {\n  upstream c {\n    server x;\n  "
+      "}\n}\n";
+  ExpectEdits(Dialect::kNginx, {{"http",
+                                 upstreams,
+                                 "upstream {% $u %} {\nserver x;\n}\n",
+                                 {{"u", kNone, "b"}},
+                                 With(upstreams, "upstream a", "upstream b"),
+                                 ReadAll}});
+  const std::string folders =
+      "<IfModule m>\n<IfModule n>\n<Directory /a>\nX 1\n</Directory>\n</IfModule>\n</IfModule>\n"
+      "<VirtualHost *:80>\n<Directory /c>\nX 1\n</Directory>\n</VirtualHost>\n";
+  ExpectEdits(Dialect::kApache, {{"conditions in conditions",
+                                  folders,
+                                  "<Directory {% $d %}>\nX 1\n</Directory>\n",
+                                  {{"d", kNone, "/b"}},
+                                  With(folders, "<Directory /a>", "<Directory /b>"),
+                                  ReadAll}});
+}
+
 TEST(ReadOldValue, IsReadOfAConditionWhereTheBlockItselfDoesNotSayIt) {
   const std::string text =
       "<VirtualHost *:80>\nServerName a\nDocumentRoot {% $root %}\n</VirtualHost>\n";

@@ -911,6 +911,33 @@ TEST(LinesOfABranchNotTaken, AreRemoved) {
                              "\troot /a;\n"}}));
 }
 
+TEST(LinesOfABranchNotTaken, LeaveTheirNewWordsWhereTheOldOnesGo) {
+  const auto edited = [](Dialect dialect, Around around, const std::string& config,
+                         const std::string& lines) {
+    const Case c = {"", around(config), around(Untaken(lines)), {{"v", "1", "2"}}, ""};
+    return EditedText(RequestOf(dialect, c), c.config);
+  };
+  struct Gone {
+    const char* line;
+    const char* both;
+    const char* only_new;
+  };
+  for (const Gone& each :
+       {Gone{"allow {% $v %};\n", "\tallow 1;\n\tallow 2;\n", "\tallow 2;\n"},
+        Gone{"listen {% $v %};\n", "\tlisten 1;\n\tlisten 2;\n", "\tlisten 2;\n"},
+        Gone{"server_name {% $v %};\n", "\tserver_name x 1 2;\n", "\tserver_name x 2;\n"}}) {
+    EXPECT_EQ(edited(Dialect::kNginx, Server, each.both, each.line), Server(each.only_new));
+  }
+  EXPECT_EQ(edited(Dialect::kNginx, Server, "\tallow 2;\n", "allow {% $v %};\n"), Server(""));
+  EXPECT_EQ(edited(Dialect::kNginx, Server, "\tlisten 2;\n", "listen {% $v %};\n"), Server(""));
+  EXPECT_EQ(edited(Dialect::kNginx, Server, "\tserver_name x 2;\n", "server_name {% $v %};\n"),
+            Server("\tserver_name x;\n"));
+  EXPECT_EQ(edited(Dialect::kApache, Host, "\tOptions 1 2 3\n", "Options {% $v %}\n"),
+            Host("\tOptions 2 3\n"));
+  EXPECT_EQ(edited(Dialect::kApache, Host, "\tOptions 2 3\n", "Options {% $v %}\n"),
+            Host("\tOptions 3\n"));
+}
+
 TEST(LinesOfABranchNotTaken, HaveToBeThereWhenAsked) {
   const auto exist = [](Request& request) { request.must_exist = true; };
   ExpectRefusals(Dialect::kNginx,

@@ -447,6 +447,13 @@ TEST(AValueInACondition, IsOneOperand) {
                      "value",
                      "site.template:3:1:",
                      "with the value 'v' this statement is not what its author wrote"});
+    cases.push_back(
+        {value + " in an elif",
+         Server("{% if $u %}\ngzip on;\n{% elif on == [% $v %] %}\netag on;\n{% endif %}\n"),
+         {{"v", kNone, value}, {"w", kNone, "on"}},
+         "value",
+         "site.template:5:1:",
+         "with the value 'v' this statement is not what its author wrote"});
   }
   ExpectRefused(Dialect::kNginx, kSite, cases);
   ExpectEdits(

@@ -205,6 +205,16 @@ const std::vector<PlaceCase> kPlaces = {
      {{"sites/a",
        "server {\n  server_name a;\n  location / {\n    proxy_pass http://a;\n  }\n}\n"
        "upstream a {\n  server 127.0.0.1:2;\n}\n"}}},
+    {"a new block behind its like in the file of the template's other one",
+     Dialect::kNginx,
+     {{"nginx.conf", "http {\n  include sites/*;\n  include up/*;\n}\n"},
+      {"sites/a", "upstream x {\n  server 127.0.0.1:1;\n}\nserver {\n  server_name a;\n}\n"},
+      {"up/z", "upstream z {\n  server 127.0.0.1:1;\n}\n"}},
+     "server {\n  server_name a;\n}\nupstream b {\n  server 127.0.0.1:2;\n}\n",
+     {},
+     {{"sites/a",
+       "upstream x {\n  server 127.0.0.1:1;\n}\nupstream b {\n  server 127.0.0.1:2;\n}\n"
+       "server {\n  server_name a;\n}\n"}}},
     {"comments, words and what goes, of several files",
      Dialect::kNginx,
      {{"nginx.conf", "# by x\nhttp {\n  include sites/*;\n}\n"},
