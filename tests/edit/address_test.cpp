@@ -149,6 +149,8 @@ TEST(SitesOfOneName, AreToldApartByWhatOnlyTheFirstOneHas) {
        "'index x;' in the template would mean the first one"},
       {"not whether it speaks TLS", "server_name a; ssl on; index x;", "server_name a;",
        "'index x;' in the template would mean the first one"},
+      {"a listen that says no address", "server_name a; index x; listen;", "server_name a;",
+       "'index x;' in the template would mean the first one"},
       {"no directive where the template's own line is there", "server_name a; gzip on; index x;",
        "server_name a; gzip on;", "Say more of the one that is meant: an address, a name"},
       {"nothing", "server_name a;", "server_name a;",
@@ -1628,6 +1630,17 @@ TEST(ATextWithoutTheNames, IsNotEvenRead) {
   }
 }
 
+// What stands in a server needs no name.
+TEST(ATextWithoutTheNames, IsNotReadForBlocksInTheServerEither) {
+  Request request;
+  request.skip_missing = true;
+  request.template_text = "server {\nserver_name one.example;\nlocation / {\ngzip on;\n}\n}\n";
+  const Result other = Edit(request, "server {\n  server_name x;\n", "site.conf");
+  EXPECT_TRUE(other.skipped);
+  EXPECT_EQ(AllOf(other.refusals), "");
+  EXPECT_FALSE(Edit(request, "server {\n  server_name one.example;\n", "site.conf").skipped);
+}
+
 TEST(ATemplateWithoutNames, IsLookedForInEachText) {
   Request request;
   request.skip_missing = true;
@@ -1699,6 +1712,16 @@ TEST(AServerOfNginx, IsNotMadeWhereNginxTakesNone) {
                                  "mail {\n" + text + "}\n",
                                  {},
                                  "mail {\n  server {\n    listen 143;\n    proxy on;\n  }\n}\n"}});
+}
+
+TEST(AServerOfNginx, IsMadeInTheBlockThatTheTemplateNames) {
+  ExpectEdits(Dialect::kNginx,
+              {{"of a text without http",
+                "events {\n}\nstream {\n\tserver {\n\t\tlisten 1;\n\t}\n}\n",
+                "stream {\nserver {\nlisten 2;\n}\n}\n",
+                {},
+                "events {\n}\nstream {\n\tserver {\n\t\tlisten 1;\n\t}\n\tserver {\n"
+                "\t\tlisten 2;\n\t}\n}\n"}});
 }
 
 TEST(BlocksAreMade, OnlyWhenThatIsAskedFor) {

@@ -49,6 +49,8 @@ TEST(Directives, AreOneWhenTheirWordsAre) {
       {kNginx, {"if", "($a", "~", "(b))"}, {"if", "($a", "~", "(b)", ")"}, true},
       {kNginx, {"if", "($a", "~", "(b))"}, {"if", "($a", "~", "(b", ")"}, false},
       {kNginx, {"if", "()"}, {"if", "(", ")"}, true},
+      {kNginx, {"if", "($ab"}, {"if", "($ac"}, false},
+      {kNginx, {"if", "($a"}, {"if", "($a)"}, true},
       {kNginx, {"if"}, {"if"}, true},
       {kNginx, {"if"}, {"if", "($a)"}, false},
       {kNginx, {"set", "$x", "(a"}, {"set", "$x", "(", "a"}, false},

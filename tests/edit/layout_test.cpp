@@ -574,6 +574,13 @@ TEST(ChangesAtOnePlace, StandInTheOrderOfTheirMaking) {
                     layout.Add(kSecond, {"x 1;"}, {0}, false, 5);
                   },
                   "a 1;\nx 1;\nc 3;\n", "2+1 [x 1;\n] 5 6;"},
+                 {"before a block that goes with its blank line", "a 1;\n\nb {\n}\nc 3;\n",
+                  [](Layout& layout, const Children& children) {
+                    layout.Remove(children[1], 6, true);
+                    layout.Add({tov_document::kWholeText, Writer::Place::Kind::kBefore, 1},
+                               {"x 1;"}, {0}, false, 5);
+                  },
+                  "a 1;\nx 1;\nc 3;\n", "2+3 [x 1;\n] 5 6;"},
                  {"behind all others that are added there", "a 1;\n",
                   [](Layout& layout, const Children&) {
                     layout.Add(kEnd, {"x 1;"}, {0}, false, 1);

@@ -84,6 +84,10 @@ TEST(ATemplate, OfNginxIsLookedAtLineByLine) {
            "{% if $x == a %}\nx 1;\n{% elif $x == b %}\nx 2;\n{% elif $x == c %}\nx 3;\n{% elif $x "
            "== d %}\nx 4;\n{% endif %}\n",
            "5:1 third-branch\n"},
+          {"an elif in an if with an elif",
+           "{% if $a == 1 %}\nx 1;\n{% if $b == 1 %}\nx 2;\n{% elif $b == 2 %}\nx 3;\n{% endif %}\n"
+           "{% elif $a == 2 %}\nx 4;\n{% endif %}\n",
+           ""},
           {"an if that does not close", "{% if $x\nx 1;\n{% endif %}\n", "1:1 unclosed-place\n"},
           {"a place that does not close", "x {% $v ;\n", "1:3 unclosed-place\n"},
           {"a trailing place that does not close", "x [% $v ;\n", "1:3 unclosed-place\n"},

@@ -2058,6 +2058,18 @@ TEST(Options, OfSeveralLinesAreOneNewDirective) {
                                             "site.template:4:1:", "'Options +Indexes ExecCGI'")}));
 }
 
+TEST(Options, OfANewBlockAreRefusedWithAndWithoutASign) {
+  ExpectRefusals(
+      Dialect::kApache,
+      EachSaid(Host, {{"of two lines",
+                       "",
+                       "<Directory /x>\nOptions Indexes\nOptions +ExecCGI\n</Directory>\n",
+                       {},
+                       "mixed-options",
+                       "site.template:5:1:",
+                       "would have words of Options with a sign beside words without one"}}));
+}
+
 TEST(Options, WithAndWithoutASignAreRefused) {
   const SaidCase mixed = {"a word with a sign beside one without",
                           "\tOptions Indexes FollowSymLinks\n",
