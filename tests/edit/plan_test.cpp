@@ -2300,6 +2300,11 @@ TEST(AnotherValue, IsWarnedOfWhereItMayBeMeantToGo) {
                                               "\tadd_header X 2;\n",
                                               "add_header Y 1;\n",
                                               {},
+                                              "\tadd_header X 2;\n\tadd_header Y 1;\n"},
+                                             {"... with a value that stays",
+                                              "\tadd_header X 2;\n",
+                                              "add_header Y {% $v %};\n",
+                                              {{"v", "1", "1"}},
                                               "\tadd_header X 2;\n\tadd_header Y 1;\n"}}));
 }
 

@@ -78,6 +78,7 @@ std::string BlocksOf(const EditReport& report) {
     for (const std::string& found : block.found) text += ", " + found;
     text += block.created ? ", created" : "";
     text += block.renamed ? ", renamed" : "";
+    text += block.undecided ? ", undecided" : "";
     text += "\n";
   }
   return text;
@@ -313,8 +314,17 @@ TEST(AReport, OfARefusedEditTellsWhatIsKnown) {
   EXPECT_EQ(ambiguous.result.text, two);
   ASSERT_EQ(ambiguous.result.refusals.size(), 1U);
   EXPECT_EQ(ambiguous.result.refusals[0].name, "ambiguous");
-  EXPECT_EQ(BlocksOf(ambiguous.report), "site.template:1 'server {'\n");
+  EXPECT_EQ(BlocksOf(ambiguous.report), "site.template:1 'server {', undecided\n");
   EXPECT_TRUE(ambiguous.result.changes.empty());
+
+  const Explained beside = explained(two + "upstream u {\n}\n",
+                                     "upstream u {\n}\nupstream v {\n}\nserver {\ngzip on;\n"
+                                     "location / {\n}\n}\n");
+  EXPECT_EQ(BlocksOf(beside.report),
+            "site.template:1 'upstream u {', site.conf:7:1 'upstream u'\n"
+            "site.template:3 'upstream v {', created\n"
+            "site.template:5 'server {', undecided\n"
+            "site.template:7 'location / {'\n");
 
   const std::string config = "server {\n\troot /a;\n\tetag on;\n}\n";
   const Explained other = explained(config, "server {\nroot /b;\netag on;\nexpires 1d;\n}\n");
