@@ -1724,6 +1724,17 @@ TEST(AServerOfNginx, IsMadeInTheBlockThatTheTemplateNames) {
                 "\t\tlisten 2;\n\t}\n}\n"}});
 }
 
+TEST(AServerOfNginx, ThatIsNotToBeMadeIsRefusedForThat) {
+  ExpectRefusals(Dialect::kNginx, {{"where nginx takes none, too",
+                                    "events {\n}\n",
+                                    "server {\nserver_name a;\n}\n",
+                                    {},
+                                    "unmatched-section",
+                                    "site.template:1:1:",
+                                    "It is not made, as was asked",
+                                    [](Request& request) { request.create = Create::kNever; }}});
+}
+
 TEST(BlocksAreMade, OnlyWhenThatIsAskedFor) {
   const std::string text = "server {\nserver_name a;\nlocation /x {\nreturn 404;\n}\n}\n";
   const auto never = [](Request& request) { request.create = Create::kNever; };

@@ -597,6 +597,11 @@ TEST(Changes, AreToldAsEditsOfWholeLines) {
           layout.ChangeWords(children[1], {{"b", "b"}, {"4", "4"}}, 7);
         },
         "a 1;\nb 4;\nc 3;\n", "2+1 [b 4;\n] 7;"},
+       {"a name in quotes", "\"a\" \"b c\";\n",
+        [](Layout& layout, const Children& children) {
+          layout.ChangeWords(children[0], {{"x", "x"}, {"b c", "'b c'"}}, 7);
+        },
+        "\"x\" \"b c\";\n", "1+1 [\"x\" \"b c\";\n] 7;"},
        {"two lines apart", "a 1;\nb 2;\nc 3;\n",
         [](Layout& layout, const Children& children) {
           layout.Replace(children[2].bytes, "z;", 8);

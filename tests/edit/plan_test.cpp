@@ -1462,6 +1462,13 @@ TEST(Listen, IsItsAddressAndItsOptions) {
                          {},
                          "other-value",
                          "site.template:3:1:",
+                         "'listen 443 ssl;' is not there, but site.conf:3:2 'listen 443;'"},
+                        {"... whatever a line without an address says",
+                         "\tlisten 443;\n",
+                         "listen 443 ssl;\n" + Untaken("listen;\n"),
+                         {},
+                         "other-value",
+                         "site.template:3:1:",
                          "'listen 443 ssl;' is not there, but site.conf:3:2 'listen 443;'"}}));
 }
 
@@ -1568,6 +1575,11 @@ TEST(Names, AreComparedOneByOne) {
                 server("\tserver_name x;\n\tserver_name y b;\n\tserver_name z;\n")},
                {"in other letters", server("\tserver_name X A;\n"), name, rename,
                 server("\tserver_name X b;\n")},
+               {"one goes, then all",
+                server("\tserver_name a b c;\n"),
+                server(Untaken("server_name b;\nserver_name [% $x %];\n")),
+                {},
+                server("")},
                {"all of a line are those of a trailing place",
                 server("\tserver_name a b;\n"),
                 server("server_name [% $n %];\n"),
