@@ -407,7 +407,7 @@ class Editor {
   // The first blocks of the same kind in `around`, for a message.
   const std::string& Candidates(const Contents& contents, const TemplateLine& opening,
                                 BlockId around) {
-    const std::optional<Written>& head = opening.was ? opening.was : opening.now;
+    const WrittenPtr& head = opening.was ? opening.was : opening.now;
     const auto [known, is_new] = m_candidates.try_emplace(
         std::make_pair(around, head ? head->words.front() : std::string()));
     if (is_new) known->second = BlocksLike(contents, m_name, opening, around);

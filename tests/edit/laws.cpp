@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <map>
+#include <memory>
 #include <numeric>
 #include <optional>
 #include <set>
@@ -94,8 +95,7 @@ std::size_t OffsetOf(const std::string& text, const tov_edit::FilePlace& place) 
 
 // --- What the report says of the statements ---
 
-bool IsSame(tov_edit::Dialect dialect, const WordList& words,
-            const std::optional<tov_edit::Written>& written) {
+bool IsSame(tov_edit::Dialect dialect, const WordList& words, const tov_edit::WrittenPtr& written) {
   return written && !written->words.empty() && tov_edit::SameWords(dialect, words, written->words);
 }
 
@@ -515,7 +515,8 @@ bool HoldsOldText(const Request& request, const std::string& text, std::size_t t
     for (const Statement& statement : *statements) {
       if (statement.words.empty()) continue;
       TemplateLine there;
-      there.now = tov_edit::Written{"", statement.words, {}};
+      there.now =
+          std::make_shared<const tov_edit::Written>(tov_edit::Written{"", statement.words, {}});
       if (line.kind == TemplateLine::Kind::kDirective &&
           Contradicts(request.dialect, line, there)) {
         ++count;

@@ -70,7 +70,7 @@ std::string KindName(Kind kind) {
   return "";
 }
 
-std::string Listed(const std::optional<Written>& written) {
+std::string Listed(const WrittenPtr& written) {
   if (!written) return "-";
   std::string listed;
   for (const std::string& word : written->words) listed += (listed.empty() ? "" : "|") + word;

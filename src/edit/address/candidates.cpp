@@ -32,7 +32,7 @@ Blocks Candidates::Fitting(const Evidence& evidence, const std::string* name, Bl
   }
   if (opening.beginning) return {};
   for (const Phase phase : kPhases) {
-    const std::optional<Written>& written = opening.*phase;
+    const WrittenPtr& written = opening.*phase;
     if (!written) continue;
     Blocks fitting =
         Those(name == nullptr ? m_heads.Like(scope, written->words) : named,

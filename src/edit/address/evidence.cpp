@@ -2,6 +2,7 @@
 
 #include "edit/address/evidence.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "document/meaning.h"
@@ -12,12 +13,14 @@ namespace {
 using Kind = TemplateLine::Kind;
 
 std::optional<std::string> FirstName(Dialect dialect, const Texts& words) {
-  const Texts names = NamesIn(dialect, words);
+  const std::size_t enough = std::min<std::size_t>(2, words.size());
+  const Texts names =
+      NamesIn(dialect, {words.begin(), words.begin() + static_cast<std::ptrdiff_t>(enough)});
   if (names.empty()) return std::nullopt;
   return names.front();
 }
 
-std::optional<std::string> FirstName(Dialect dialect, const std::optional<Written>& written) {
+std::optional<std::string> FirstName(Dialect dialect, const WrittenPtr& written) {
   return written ? FirstName(dialect, written->words) : std::nullopt;
 }
 
@@ -113,7 +116,7 @@ class EvidenceReader {
   }
 
   void ReadAddress(const TemplateLine& line) {
-    const auto add = [](Texts words, const std::optional<Written>& written, Texts& addresses) {
+    const auto add = [](Texts words, const WrittenPtr& written, Texts& addresses) {
       if (words.size() < 2) return;
       // The transport may be among the values of a trailing place.
       if (written) words.insert(words.end(), written->words.begin(), written->words.end());
@@ -124,8 +127,8 @@ class EvidenceReader {
       if (line.new_beginning) add(line.new_beginning->words, line.now, m_evidence.new_addresses);
       return;
     }
-    if (line.was) add(line.was->words, std::nullopt, m_evidence.old_addresses);
-    if (line.now) add(line.now->words, std::nullopt, m_evidence.new_addresses);
+    if (line.was) add(line.was->words, nullptr, m_evidence.old_addresses);
+    if (line.now) add(line.now->words, nullptr, m_evidence.new_addresses);
   }
 
   const TemplateTree& m_tree;

@@ -17,7 +17,7 @@
 namespace tov_edit {
 
 // A line's words with its old values, and with its new ones.
-using Phase = std::optional<Written> TemplateLine::*;
+using Phase = WrittenPtr TemplateLine::*;
 inline constexpr std::array<Phase, 2> kPhases = {&TemplateLine::was, &TemplateLine::now};
 
 // The lines are those of the tree, which has to outlive it.

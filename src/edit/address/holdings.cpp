@@ -44,7 +44,7 @@ Holdings::Holdings(Contents& contents)
     : m_contents(contents), m_document(contents.document()), m_dialect(contents.dialect()) {}
 
 bool Holdings::Has(BlockId id, const TemplateLine& line, Phase phase) {
-  const std::optional<Written>& written = line.*phase;
+  const WrittenPtr& written = line.*phase;
   if (!written) return false;
   const auto& [children, index] = IndexedOf(id);
   const Texts& words = written->words;

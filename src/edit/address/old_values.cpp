@@ -152,7 +152,7 @@ class ValueReader {
     const std::vector<std::size_t>& children = m_tree.blocks[block].children;
     return std::any_of(children.begin(), children.end(), [&](std::size_t child) {
       const TemplateLine& line = m_tree.lines[child];
-      const auto is = [&](const std::optional<Written>& written) {
+      const auto is = [&](const WrittenPtr& written) {
         return written && SameWords(m_dialect, written->words, words);
       };
       return line.kind == Kind::kDirective && (is(line.was) || is(line.now));

@@ -45,7 +45,7 @@ std::string SoughtBlock(const TemplateTree& tree, Dialect dialect, std::size_t b
   Findings ignored;
   const Evidence evidence = ReadEvidence(tree, dialect, block, ignored);
   const TemplateLine& opening = *evidence.opening;
-  const std::optional<Written>& written = opening.was ? opening.was : opening.now;
+  const WrittenPtr& written = opening.was ? opening.was : opening.now;
   const std::optional<std::string>& name =
       evidence.old_name ? evidence.old_name : evidence.new_name;
   Texts all;
@@ -60,7 +60,7 @@ std::string SoughtBlock(const TemplateTree& tree, Dialect dialect, std::size_t b
 std::string BlocksLike(const Contents& contents, const std::string& config_name,
                        const TemplateLine& opening, BlockId around) {
   constexpr std::size_t kMost = 3;
-  const std::optional<Written>& head = opening.was ? opening.was : opening.now;
+  const WrittenPtr& head = opening.was ? opening.was : opening.now;
   std::string listed;
   if (!head) return listed;
   std::size_t count = 0;

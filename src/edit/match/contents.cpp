@@ -24,6 +24,7 @@ const std::vector<Child>& Contents::Of(BlockId block) {
     child.position = entry->second.size();
     if (child.IsDirective()) child.words = m_document.Words(node);
     if (child.IsBlock()) child.words = m_document.HeadWords(node.block);
+    child.values.reserve(child.words.size());
     for (const tov_document::Word& word : child.words) {
       child.values.push_back(m_document.Value(word));
     }

@@ -117,7 +117,7 @@ class BlockPlanner {
       RemoveBeginning(position, role);
       return;
     }
-    for (const std::optional<Written>* const written : {&line.was, &line.now}) {
+    for (const WrittenPtr* const written : {&line.was, &line.now}) {
       if (!*written || (*written)->words.empty()) continue;
       if (RemoveStated(position, role, **written)) return;
     }
@@ -125,7 +125,7 @@ class BlockPlanner {
 
   bool RemoveStated(std::size_t position, Role role, const Written& written) {
     if (role != Role::kPlain) return m_words.Remove(position, role, written);
-    const Positions alike = m_work.FreeLike(written);
+    const Positions alike = m_work.FreeLike(&written);
     for (const std::size_t child : alike) m_work.Remove(position, child);
     return !alike.empty();
   }
@@ -149,7 +149,7 @@ class BlockPlanner {
   // Each text once: what is free goes then.
   std::set<std::size_t> FreeComments(const TemplateLine& line) {
     std::set<std::size_t> free;
-    for (const std::optional<Written>* const written : {&line.was, &line.now}) {
+    for (const WrittenPtr* const written : {&line.was, &line.now}) {
       if (!*written || !m_sought_comments.insert((*written)->text).second) continue;
       for (const std::size_t child : m_work.index().Comments((*written)->text)) {
         if (!m_work.IsClaimed(child) && HasItsLine(m_work.ChildAt(child))) free.insert(child);

@@ -102,14 +102,14 @@ BlockWork::Alike& BlockWork::AlikeOf(const Texts& words) {
   return alike;
 }
 
-Positions BlockWork::FreeLike(const std::optional<Written>& written) {
+Positions BlockWork::FreeLike(const Written* written) {
   if (!written) return {};
   const Alike& alike = AlikeOf(written->words);
   const auto first = alike.children.begin() + static_cast<std::ptrdiff_t>(alike.free);
   return FreeOf(Positions(first, alike.children.end()));
 }
 
-std::size_t BlockWork::FirstFreeLike(const std::optional<Written>& written) {
+std::size_t BlockWork::FirstFreeLike(const WrittenPtr& written) {
   if (!written) return kNoChild;
   Alike& alike = AlikeOf(written->words);
   const Positions& all = alike.children;
@@ -151,8 +151,8 @@ std::optional<std::size_t> BlockWork::OneBeginning(std::size_t position) {
   // What goes has to go from the conditions, too.
   if (line.enabled) fitting = OwnFirst(std::move(fitting));
   if (fitting.size() < 2) return fitting.empty() ? kNoChild : fitting.front();
-  for (const std::optional<Written>* const written : {&line.was, &line.now}) {
-    const Positions alike = OwnFirst(FreeLike(*written));
+  for (const WrittenPtr* const written : {&line.was, &line.now}) {
+    const Positions alike = OwnFirst(FreeLike(written->get()));
     if (!alike.empty()) return alike.front();
   }
   RefuseSeveral(position, fitting);

@@ -73,12 +73,12 @@ class BlockWork {
   bool IsRemoved(std::size_t child) const { return m_removed[child]; }
   bool IsFree(std::size_t child) const;
   Positions FreeOf(Positions children) const;
-  Positions FreeLike(const std::optional<Written>& written);
+  Positions FreeLike(const Written* written);
   Positions FreeBeginning(const std::optional<Beginning>& beginning) const;
 
   // The first one of FreeLike, in the block itself if there is one; kNoChild: there is none. Cost:
   // little, however many are alike.
-  std::size_t FirstFreeLike(const std::optional<Written>& written);
+  std::size_t FirstFreeLike(const WrittenPtr& written);
 
   // The first free directive of this name; kNoChild: there is none.
   std::size_t FirstFreeNamed(const std::string& name);

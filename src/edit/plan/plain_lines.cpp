@@ -67,7 +67,7 @@ void PlainLines::ChangeRepeated() {
     const std::size_t first = m_work.FoundFor(position);
     if (first == kNoChild || !IsPlain(position) || !StatesOther(line)) continue;
     if (m_work.rewrites().IsPart(first)) continue;
-    for (const std::size_t child : m_work.FreeLike(line.was)) {
+    for (const std::size_t child : m_work.FreeLike(line.was.get())) {
       if (m_work.IsOwn(child) == m_work.IsOwn(first)) m_work.Change(position, child, *line.now);
     }
     m_work.SetFound(position, first);
@@ -136,7 +136,7 @@ void PlainLines::ClaimComment(std::size_t position) {
   }
 }
 
-std::size_t PlainLines::FirstComment(const std::optional<Written>& written, bool claimed_too) {
+std::size_t PlainLines::FirstComment(const WrittenPtr& written, bool claimed_too) {
   if (!written) return kNoChild;
   const Positions& alike = m_work.index().Comments(written->text);
   std::size_t& next = m_next_comment[{written->text, claimed_too}];

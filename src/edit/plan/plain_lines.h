@@ -44,7 +44,7 @@ class PlainLines {
   Step StepOf(std::size_t position);
   void ClaimRaw(std::size_t position);
   std::unordered_set<std::string_view> RawLinesThere() const;
-  std::size_t FirstComment(const std::optional<Written>& written, bool claimed_too);
+  std::size_t FirstComment(const WrittenPtr& written, bool claimed_too);
 
   BlockWork& m_work;
   Additions& m_additions;

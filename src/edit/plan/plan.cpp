@@ -153,7 +153,7 @@ class Planner {
     if (!m_planning.request.must_exist) return;
     const TemplateTree& tree = m_planning.tree;
     const TemplateLine& opening = tree.lines[tree.blocks[number].opening];
-    const std::optional<Written>& head = opening.was ? opening.was : opening.now;
+    const WrittenPtr& head = opening.was ? opening.was : opening.now;
     const auto [like, is_new] = m_like.try_emplace(head ? head->words.front() : std::string());
     if (is_new) {
       like->second = BlocksLike(m_planning.contents, m_planning.config_name, opening,
@@ -228,7 +228,7 @@ class Planner {
     const auto matched = m_matched.find(id);
     if (matched == m_matched.end()) return false;
     const TemplateBlock& block = m_planning.tree.blocks[matched->second];
-    const std::optional<Written>& now = m_planning.tree.lines[block.opening].now;
+    const WrittenPtr& now = m_planning.tree.lines[block.opening].now;
     return !block.enabled ||
            (now && !SameWords(dialect(), m_planning.contents.HeadOf(id), now->words));
   }

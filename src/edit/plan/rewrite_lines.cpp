@@ -62,7 +62,7 @@ std::size_t RewriteLines::RuleFor(const RewriteRule& rule) const {
   const TemplateLine& line = m_work.Line(rule.rule);
   std::size_t best = kNoChild;
   std::size_t most = 0;
-  for (const Positions& alike : {m_work.FreeLike(line.was), m_work.FreeLike(line.now),
+  for (const Positions& alike : {m_work.FreeLike(line.was.get()), m_work.FreeLike(line.now.get()),
                                  m_work.FreeBeginning(line.beginning)}) {
     for (const std::size_t child : alike) {
       const Positions conditions = m_work.rewrites().ConditionsOf(child);

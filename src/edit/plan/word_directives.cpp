@@ -115,6 +115,7 @@ WordDirectives::WordDirectives(const Document& document, BlockId block,
     if (role == Role::kPlain || (role == Role::kOptions && child.around != block)) continue;
     Directive directive;
     directive.child = i;
+    directive.words.reserve(child.values.size());
     for (std::size_t word = 0; word < child.values.size(); ++word) {
       directive.words.push_back(
           {child.values[word], std::string(document.Bytes(child.words[word].bytes))});
@@ -124,13 +125,14 @@ WordDirectives::WordDirectives(const Document& document, BlockId block,
     m_by_child.emplace(i, m_directives.size());
     m_by_directive[NameKey(m_dialect, child.values.front())].push_back(m_directives.size());
     for (std::size_t word = 1; role == Role::kNames && word < directive.words.size(); ++word) {
-      m_by_name[Normal(directive.words[word].value)].insert(m_directives.size());
+      Named& named = m_by_name[Normal(directive.words[word].value)];
+      named.all.insert(m_directives.size());
+      named.free.insert(m_directives.size());
     }
     m_directives.push_back(std::move(directive));
     m_addresses.emplace_back();
     KeepAddress(m_directives.size() - 1);
   }
-  m_free_by_name = m_by_name;
   m_names.resize(m_directives.size());
 }
 
@@ -215,11 +217,11 @@ std::optional<WordDirectives::Spot> WordDirectives::SpotOf(const std::string& di
                                                            bool aliases, const std::string& name,
                                                            bool stated_too) {
   const std::string normal = Normal(name);
-  auto& by_name = stated_too ? m_by_name : m_free_by_name;
-  const auto known = by_name.find(normal);
-  if (known == by_name.end()) return std::nullopt;
+  const auto known = m_by_name.find(normal);
+  if (known == m_by_name.end()) return std::nullopt;
+  Numbers& numbers = stated_too ? known->second.all : known->second.free;
   std::optional<Spot> alias;
-  for (auto number = known->second.begin(); number != known->second.end();) {
+  for (auto number = numbers.begin(); number != numbers.end();) {
     const Directive& each = m_directives[*number];
     const bool own = SameName(m_dialect, each.words.front().value, directive);
     if (!own && (!aliases || alias || !IsAlias(each, directive))) {
@@ -230,7 +232,7 @@ std::optional<WordDirectives::Spot> WordDirectives::SpotOf(const std::string& di
     if (spot && own) return spot;
     if (spot) alias = spot;
     // What is stated, or gone, stays so; where the name comes back it is known anew.
-    number = spot ? std::next(number) : known->second.erase(number);
+    number = spot ? std::next(number) : numbers.erase(number);
   }
   return alias;
 }
@@ -242,13 +244,13 @@ void WordDirectives::Rename(const Spot& spot, const NewWord& word) {
   names.words[Normal(renamed.value)].erase(spot.word);
   renamed = word;
   names.words[Normal(word.value)].insert(spot.word);
-  m_by_name[Normal(word.value)].insert(number);
+  m_by_name[Normal(word.value)].all.insert(number);
 }
 
 void WordDirectives::AddName(Directive& directive, const NewWord& word) {
   const std::size_t number = NumberOf(directive);
   NamesOf(number).words[Normal(word.value)].insert(directive.words.size());
-  m_by_name[Normal(word.value)].insert(number);
+  m_by_name[Normal(word.value)].all.insert(number);
   Insert(directive, directive.words.size(), word);
 }
 
@@ -282,7 +284,7 @@ void WordDirectives::Replace(Directive& directive, Words words) {
   directive.stated.assign(directive.words.size(), true);
   m_names[number].known = false;
   for (std::size_t i = 1; i < directive.words.size(); ++i) {
-    m_by_name[Normal(directive.words[i].value)].insert(number);
+    m_by_name[Normal(directive.words[i].value)].all.insert(number);
   }
 }
 
@@ -534,6 +536,7 @@ std::vector<std::size_t> WordDirectives::WithAddress(const Words& words) const {
 // The directive has words, or stated ones, that it had not.
 void WordDirectives::KeepAddress(std::size_t number) {
   const Directive& directive = m_directives[number];
+  if (RoleOf(m_dialect, directive.words.front().value) != Role::kAddress) return;
   m_addresses[number] = Address(directive.words);
   m_by_address[m_addresses[number]].insert(number);
   if (directive.words.size() < 2) return;

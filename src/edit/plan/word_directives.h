@@ -127,6 +127,12 @@ class WordDirectives {
     std::unordered_map<std::string, Numbers> by_words;
   };
 
+  // The directives with a name.
+  struct Named {
+    Numbers all;
+    Numbers free;  // in which no line of the template has stated it
+  };
+
   // Where in a directive its names stand, by what they are in their normal form.
   struct Names {
     bool known = false;
@@ -181,10 +187,8 @@ class WordDirectives {
   // By addresses, or names, that they have, or had: what becomes of one is looked at when it is
   // found.
   std::unordered_map<std::string, std::set<std::size_t>> m_by_address;
-  std::unordered_map<std::string, std::set<std::size_t>> m_by_name;
-
-  std::unordered_map<std::string, std::set<std::size_t>> m_free_by_name;  // with unstated ones
-  std::vector<std::string> m_addresses;                                   // by directives
+  std::unordered_map<std::string, Named> m_by_name;
+  std::vector<std::string> m_addresses;  // by directives
 
   // Those with an address that no line of the template has stated, and those with a stated one: by
   // the name and the address, and by all words.

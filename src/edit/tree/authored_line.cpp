@@ -40,6 +40,8 @@ std::size_t CountOf(const std::vector<Node>& nodes) {
 Reading ReadingOf(const Document& document, std::vector<Word> words, Kind kind) {
   Reading reading;
   reading.kind = kind;
+  reading.written.words.reserve(words.size());
+  reading.written.spelled.reserve(words.size());
   for (const Word& word : words) {
     reading.written.words.push_back(document.Value(word));
     reading.written.spelled.emplace_back(document.Bytes(word.bytes));
@@ -163,9 +165,10 @@ AuthoredLine::AuthoredLine(Dialect dialect, const std::string& text)
 }
 
 void AuthoredLine::ReadWords() {
-  const std::optional<Reading> reading = Read(m_dialect, m_marked);
+  std::optional<Reading> reading = Read(m_dialect, m_marked);
   if (!reading) return;
   m_kind = reading->kind;
+  m_words.reserve(reading->words.size());
   for (std::size_t i = 0; i < reading->words.size(); ++i) {
     const Word& word = reading->words.at(i);
     AuthoredWord authored;
@@ -184,6 +187,7 @@ void AuthoredLine::ReadWords() {
     authored.literals.emplace_back(rest);
     m_words.push_back(std::move(authored));
   }
+  if (m_places.empty()) m_filling = AsItStands(std::move(reading->written));
 }
 
 bool AuthoredLine::IsInWord(std::size_t place) const {
@@ -280,6 +284,8 @@ Unwritable AuthoredLine::WhyNotQuoted(const Texts& texts) const {
 
 AuthoredLine::Assembled AuthoredLine::Assemble(const Texts& texts, bool quote) const {
   Assembled assembled;
+  assembled.text.reserve(m_marked.size());
+  assembled.at.reserve(m_marked.size() + 1);
   std::size_t place = 0;
   auto word = m_words.begin();
   for (std::size_t i = 0; i < m_marked.size();) {
@@ -396,8 +402,23 @@ std::vector<std::string> AuthoredLine::Guilty(const Texts& texts, bool quote) co
   return guilty.empty() ? all : guilty;
 }
 
+// A line without places, which no value changes.
+AuthoredLine::Filling AuthoredLine::AsItStands(Written written) const {
+  Filling filling;
+  filling.text = m_text;
+  filling.in_place = !written.words.front().empty() &&
+                     std::none_of(m_words.begin(), m_words.end(), [](const AuthoredWord& word) {
+                       return IsLoneQuote({word.begin, word.end, word.literals.front()});
+                     });
+  if (!filling.in_place) return filling;
+  written.text = m_text;
+  filling.written = std::make_shared<const Written>(std::move(written));
+  return filling;
+}
+
 std::optional<AuthoredLine::Filling> AuthoredLine::Fill(const Values& values,
                                                         const Handling& handling) const {
+  if (m_filling) return m_filling;
   const std::optional<Texts> texts = TextsOf(values, handling);
   if (!texts) return std::nullopt;
   Filling filling;
@@ -416,10 +437,11 @@ std::optional<AuthoredLine::Filling> AuthoredLine::Fill(const Values& values,
     return filling;
   }
   Kind kind = Kind::kBlank;
-  filling.written = ReadWritten(m_dialect, filling.text, kind);
+  std::optional<Written> written = ReadWritten(m_dialect, filling.text, kind);
   // A name may be empty in quotes, and httpd takes a ">" off it: of that alone nothing is left.
-  const bool is_nameless = filling.written && filling.written->words.front().empty();
-  if (kind != m_kind || is_nameless) filling.written.reset();
+  if (written && kind == m_kind && !written->words.front().empty()) {
+    filling.written = std::make_shared<const Written>(std::move(*written));
+  }
   filling.in_place = filling.written || std::any_of(texts->begin(), texts->end(),
                                                     [](const Text& text) { return text.raw; });
   if (!filling.in_place) filling.guilty = Guilty(judged, handling.quote);

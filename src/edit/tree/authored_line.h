@@ -12,6 +12,7 @@
 
 #include <cstddef>
 #include <map>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -32,6 +33,9 @@ struct Written {
   std::vector<std::string> words;    // what the server makes of each: the name, then the arguments
   std::vector<std::string> spelled;  // the same as they are written
 };
+
+// What a line is with values. Without places it is the same with any, and kept once.
+using WrittenPtr = std::shared_ptr<const Written>;
 
 // What a directive has to begin with: whole words, then the beginning of the next one, which may be
 // empty.
@@ -101,9 +105,9 @@ class AuthoredLine {
   struct Filling {
     std::string text;  // trimmed
 
-    // What the server makes of it; none: with its raw values it is not one directive or opening, or
+    // What the server makes of it; null: with its raw values it is not one directive or opening, or
     // it is not in place.
-    std::optional<Written> written;
+    WrittenPtr written;
 
     bool in_place = false;                         // every value is inside of its place
     std::vector<std::string> guilty;               // the names of those that are not, some of many
@@ -149,6 +153,7 @@ class AuthoredLine {
   };
 
   void ReadWords();
+  Filling AsItStands(Written written) const;
   std::optional<Texts> TextsOf(const Values& values, const Handling& handling) const;
   std::string Meant(const AuthoredWord& word, const Texts& texts) const;
   static bool IsQuoted(const AuthoredWord& word, const Texts& texts);
@@ -171,6 +176,7 @@ class AuthoredLine {
   std::vector<std::size_t> m_marks;  // where these are
   LineKind m_kind = LineKind::kBlank;
   std::vector<AuthoredWord> m_words;
+  std::optional<Filling> m_filling;  // of a directive or an opening without places
 };
 
 // `text` with values in its places, whatever comes of it. None: there is no value for a place.

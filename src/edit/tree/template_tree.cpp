@@ -47,6 +47,11 @@ std::string Listed(const std::vector<std::string>& names) {
   return listed;
 }
 
+// A line that is no directive with words of its own.
+WrittenPtr UnreadLine(const std::string& text) {
+  return std::make_shared<const Written>(Written{text, {}, {}});
+}
+
 // --- The engine's part ---
 
 struct EngineValues {
@@ -199,10 +204,8 @@ class Reader {
     FindValues(line, authored);
     CheckControls(line, authored);
     const auto filled = [&](const AuthoredLine::Values& values) {
-      std::optional<Written> written;
       const auto text = FilledIn(line.text, values);
-      if (text) written = Written{str::Trim(*text), {}, {}};
-      return written;
+      return text ? UnreadLine(str::Trim(*text)) : nullptr;
     };
     line.now = filled(m_new_values);
     line.was = filled(m_old_values);
@@ -269,22 +272,22 @@ class Reader {
     }
   }
 
-  // The line with its values; none also for one that is not what the author wrote.
-  std::optional<Written> Fill(const AuthoredLine& authored, const AuthoredLine::Values& values,
-                              TemplateLine& line, bool is_judged) {
+  // The line with its values; null also for one that is not what the author wrote.
+  WrittenPtr Fill(const AuthoredLine& authored, const AuthoredLine::Values& values,
+                  TemplateLine& line, bool is_judged) {
     const std::optional<AuthoredLine::Filling> filling = authored.Fill(values, m_handling);
-    if (!filling) return std::nullopt;
+    if (!filling) return nullptr;
     if (!filling->in_place) {
       if (is_judged) RefuseValue(line, authored, *filling, &values == &m_new_values);
-      return std::nullopt;
+      return nullptr;
     }
     if (filling->written) return filling->written;
     if (line.kind == Kind::kOpening) {
       if (is_judged) RefuseOpening(line, authored, filling->text);
-      return std::nullopt;
+      return nullptr;
     }
     line.raw = true;
-    return Written{filling->text, {}, {}};
+    return UnreadLine(filling->text);
   }
 
   // A value may be anything, but a block that does not open cannot be found, nor closed.
@@ -392,7 +395,7 @@ class Reader {
 
   // Of some directives a block has one of each name only, or one for each first argument.
   void SetConstBeginning(TemplateLine& line) const {
-    const std::optional<Written>& written = line.now ? line.now : line.was;
+    const WrittenPtr& written = line.now ? line.now : line.was;
     if (!written || written->words.empty()) return;
     const std::string key = m_dialect_config->GetKeyFieldConstParam(written->text);
     const bool two = str::view::Contains(key, " ") && written->words.size() > 1;
@@ -467,7 +470,7 @@ class Reader {
     FindValues(line, authored);
     CheckControls(line, authored);
     const std::string text = str::Trim(FilledIn(line.text, m_new_values).value_or(line.text));
-    line.now = line.was = Written{text, {}, {}};
+    line.now = line.was = UnreadLine(text);
     if (m_open.empty()) {
       RefuseTemplate(line.place, "there is no block that this line closes", "Take it out");
     } else {
@@ -496,7 +499,7 @@ class Reader {
     }
     const std::string& text = line.now->text;
     const std::string name = str::Trim(text.substr(2, text.find('>') - 2));
-    const std::optional<Written>& head = opening.now ? opening.now : opening.was;
+    const WrittenPtr& head = opening.now ? opening.now : opening.was;
     if (!head || tov_document::SameLetters(name, head->words.front())) return;
     RefuseTemplate(line.place,
                    "this line does not close the block of " + Shown(opening.place) + ", " +

@@ -31,8 +31,8 @@ struct TemplateLine {
   bool enabled = true;    // its branch was taken; false: what it stands for has to go
   std::size_t block = 0;  // the innermost block around it; an opening's and a closing's own
 
-  std::optional<Written> now;  // with the new values; none: one is missing
-  std::optional<Written> was;  // with the old values; none: one is missing
+  WrittenPtr now;  // with the new values; null: one is missing
+  WrittenPtr was;  // with the old values; null: one is missing
 
   // For a line that stands for the directive with this beginning, whatever follows: with the old
   // values, where these are known, and with the new ones.
