@@ -410,15 +410,15 @@ class Run {
 
   void ChangeAddress(Node& node, std::size_t begin, std::size_t end, const std::string& old_address,
                      const std::string& new_address) {
+    // Two of them may be one address in two spellings: the one that is written like it is meant.
+    for (std::size_t i = begin; i < end; ++i) {
+      if (node.words.at(i) == old_address) return Replace(node, i, new_address);
+    }
     for (std::size_t i = begin; i < end; ++i) {
       std::string& word = node.words.at(i);
       if (NormalAddress(m_dialect, word) != NormalAddress(m_dialect, old_address)) continue;
-      if (word == old_address) {
-        Replace(node, i, new_address);
-      } else {
-        word = new_address;
-        node.address = i;
-      }
+      word = new_address;
+      node.address = i;
       return;
     }
     throw Open{};
