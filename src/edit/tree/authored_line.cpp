@@ -81,26 +81,19 @@ std::optional<Reading> Read(Dialect dialect, const std::string& text) {
 
 // --- Words ---
 
-// Whether `value` is the author's text around places, with something in these.
-bool HoldsLiterals(const std::vector<std::string>& literals, std::string_view value) {
-  if (literals.size() == 1) return value == literals.front();
-  if (!str::view::StartsWith(value, literals.front())) return false;
-  value.remove_prefix(literals.front().size());
-  for (std::size_t i = 1; i + 1 < literals.size(); ++i) {
-    const std::size_t at = value.find(literals.at(i));
-    if (at == std::string_view::npos) return false;
-    value.remove_prefix(at + literals.at(i).size());
-  }
-  const std::string& last = literals.back();
-  return value.size() >= last.size() && value.substr(value.size() - last.size()) == last;
+bool IsMark(std::string_view text) {
+  return text.size() == 1 && text.front() == kMark;
+}
+
+// Takes off `value` what it begins with, if it is `begin`.
+bool CutBegin(std::string_view begin, std::string_view& value) {
+  if (!str::view::StartsWith(value, begin)) return false;
+  value.remove_prefix(begin.size());
+  return true;
 }
 
 const char* BlanksOf(Dialect dialect) {
   return dialect == Dialect::kNginx ? " \t\r\n" : " \t\r\n\v\f";
-}
-
-bool EndsWith(std::string_view text, std::string_view end) {
-  return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
 }
 
 }  // namespace
@@ -322,7 +315,60 @@ bool AuthoredLine::IsInPlace(const Texts& texts, bool quote) const {
       is_same = false;
     }
   }
-  return ReadsAsAuthored(texts, quote) && (is_same || ReadsAsAuthored(marked, quote));
+  return ReadsAsAuthored(texts, quote) && (is_same || ReadsAsAuthored(marked, quote)) &&
+         KeepsLiterals(texts, quote);
+}
+
+// Whether a text may make something else of the author's text behind it, and the next text may put
+// the like of that there: "\\" before an "n".
+bool AuthoredLine::MaySwallow(const AuthoredWord& word, const Texts& texts) {
+  return !word.open && word.places.size() > 1 &&
+         std::any_of(word.places.begin(), word.places.end(), [&](std::size_t place) {
+           return str::view::EndsWith(texts.at(place).value, "\\");
+         });
+}
+
+// Whether such texts leave the author's text as it is: where every other one is a mark, there is
+// one place only for what the author wrote.
+bool AuthoredLine::KeepsLiterals(const Texts& texts, bool quote) const {
+  Texts evens = texts;
+  Texts odds = texts;
+  bool may_swallow = false;
+  for (const AuthoredWord& word : m_words) {
+    if (!MaySwallow(word, texts)) continue;
+    may_swallow = true;
+    for (std::size_t i = 0; i < word.places.size(); ++i) {
+      (i % 2 == 0 ? evens : odds).at(word.places.at(i)).value = kMark;
+    }
+  }
+  return !may_swallow || (ReadsAsAuthored(evens, quote) && ReadsAsAuthored(odds, quote));
+}
+
+// Whether `value` is the author's text around the places of `word`, with something in these: where
+// a text is a mark, with that.
+bool AuthoredLine::HoldsLiterals(const AuthoredWord& word, const Texts& texts,
+                                 std::string_view value) {
+  if (word.places.empty()) return value == word.literals.front();
+  if (!CutBegin(word.literals.front(), value)) return false;
+  const auto is_mark = [&](std::size_t i) { return IsMark(texts.at(word.places.at(i)).value); };
+  const std::size_t last = word.places.size() - 1;
+  for (std::size_t i = 0; i < last; ++i) {
+    const std::string& behind = word.literals.at(i + 1);
+    if (is_mark(i)) {
+      if (!CutBegin(kMark + behind, value)) return false;
+      continue;
+    }
+    const std::size_t at = is_mark(i + 1) ? value.find(kMark) : value.find(behind);
+    if (at == std::string_view::npos) return false;
+    if (is_mark(i + 1)) {
+      if (!str::view::EndsWith(value.substr(0, at), behind)) return false;
+      value.remove_prefix(at);
+    } else {
+      value.remove_prefix(at + behind.size());
+    }
+  }
+  const std::string& end = word.literals.back();
+  return is_mark(last) ? value == kMark + end : str::view::EndsWith(value, end);
 }
 
 // Whether the server reads the author's words, with each text inside of its word.
@@ -342,13 +388,13 @@ bool AuthoredLine::ReadsAsAuthored(const Texts& texts, bool quote) const {
       read.push_back({bytes.begin, bytes.end, reading->written.words.at(next)});
     }
     const std::size_t begin = assembled.at.at(word.begin);
-    const bool fits = word.open
-                          ? FitsOpen(word, read, begin, end) && KeepsFull(word, read, assembled)
-                          : read.size() == 1 && read.front().begin == begin &&
-                                read.front().end == end && !IsLoneQuote(read.front()) &&
-                                (quote && IsQuoted(word, texts)
-                                     ? read.front().value == Meant(word, texts)
-                                     : HoldsLiterals(word.literals, read.front().value));
+    const bool fits =
+        word.open
+            ? FitsOpen(word, read, begin, end) && KeepsFull(word, read, assembled)
+            : read.size() == 1 && read.front().begin == begin && read.front().end == end &&
+                  !IsLoneQuote(read.front()) &&
+                  (quote && IsQuoted(word, texts) ? read.front().value == Meant(word, texts)
+                                                  : HoldsLiterals(word, texts, read.front().value));
     if (!fits) return false;
   }
   return next == reading->words.size();
@@ -370,7 +416,7 @@ bool AuthoredLine::FitsOpen(const AuthoredWord& word, const std::vector<ReadWord
   if (first.begin < begin || last.end > end) return false;
   const bool begins =
       before.empty() || (first.begin == begin && str::view::StartsWith(first.value, before));
-  return begins && (behind.empty() || (last.end == end && EndsWith(last.value, behind)));
+  return begins && (behind.empty() || (last.end == end && str::view::EndsWith(last.value, behind)));
 }
 
 // Each full place of such a word stays inside of one word.

@@ -161,6 +161,9 @@ class AuthoredLine {
   Assembled Assemble(const Texts& texts, bool quote) const;
   bool IsInPlace(const Texts& texts, bool quote) const;
   bool ReadsAsAuthored(const Texts& texts, bool quote) const;
+  static bool MaySwallow(const AuthoredWord& word, const Texts& texts);
+  bool KeepsLiterals(const Texts& texts, bool quote) const;
+  static bool HoldsLiterals(const AuthoredWord& word, const Texts& texts, std::string_view value);
   static bool IsLoneQuote(const ReadWord& word);
   static bool FitsOpen(const AuthoredWord& word, const std::vector<ReadWord>& read,
                        std::size_t begin, std::size_t end);
