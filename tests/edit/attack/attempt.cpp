@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <optional>
 #include <sstream>
 #include <utility>
 
@@ -213,7 +214,14 @@ class Maker {
     }
   }
 
+  // Not where a value has several lines: those that stand in the configuration would end otherwise.
   void EndLinesWithReturns() {
+    const auto has_lines = [](const std::optional<std::string>& text) {
+      return text && text->find('\n') != std::string::npos;
+    };
+    for (const auto& [name, value] : m_made.values) {
+      if (has_lines(value.old_value) || has_lines(value.new_value)) return;
+    }
     std::string text;
     for (const char c : m_made.config) text += c == '\n' ? "\r\n" : std::string(1, c);
     m_made.config = text;
