@@ -13,6 +13,7 @@
 #include <system_error>
 
 #include "cli/failure.h"
+#include "text/reserve_ahead.h"
 
 namespace cli {
 namespace {
@@ -48,7 +49,7 @@ std::string ReadAll(std::FILE* file, const std::string& name, std::size_t limit)
   const std::size_t expected = ExpectedSize(file, name);
   if (expected > limit) FailBySize(name, limit);
   std::string text;
-  text.reserve(expected);
+  tov_text::ReserveAhead(text, expected);
   std::array<char, 65536> chunk;
   while (const std::size_t size = std::fread(chunk.data(), 1, chunk.size(), file)) {
     text.append(chunk.data(), size);

@@ -4,30 +4,11 @@
 
 #include <fcntl.h>
 
-#include <array>
 #include <cstring>
-#include <tuple>
 
 #include "update/failure.h"
 
 namespace tov_update {
-namespace {
-
-using Chunk = std::array<char, 65536>;
-
-ssize_t ReadChunk(const Descriptor& opened, std::size_t from, Chunk& chunk) {
-  return Retried(
-      [&] { return pread(opened.Number(), chunk.data(), chunk.size(), static_cast<off_t>(from)); });
-}
-
-// Whether the file ends behind `size` bytes, where it was expected to and the last read, of `read`
-// bytes, found no more. Anywhere else that takes another read.
-bool Ends(std::size_t size, std::size_t expected, std::size_t read) {
-  return size == expected && read < std::tuple_size<Chunk>::value;
-}
-
-}  // namespace
-
 Descriptor Open(const std::string& path, int flags, mode_t mode) {
   const auto call = [&] { return open(path.c_str(), flags | O_CLOEXEC, mode); };
   return AboveStandardStreams(Descriptor(Retried(call)));
@@ -43,30 +24,44 @@ Descriptor AboveStandardStreams(Descriptor opened) {
   return Descriptor(fcntl(opened.Number(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
 }
 
+// A read of fewer bytes than it asked for is the last one where that is all that was expected.
+// Anywhere else that takes another read to tell.
+std::optional<std::string_view> Pieces::Next() {
+  std::size_t size = 0;
+  while (size < kSize && !m_at_end) {
+    const std::size_t wanted = kSize - size;
+    const ssize_t result = Retried([&] {
+      return pread(m_opened.Number(), m_piece.data() + size, wanted, static_cast<off_t>(m_read));
+    });
+    if (result < 0) return std::nullopt;
+    const auto read = static_cast<std::size_t>(result);
+    size += read;
+    m_read += read;
+    m_at_end = read == 0 || (read < wanted && m_read == m_expected);
+  }
+  return std::string_view(m_piece.data(), size);
+}
+
 std::string ReadFromStart(const Descriptor& opened, std::size_t expected, const std::string& name) {
   std::string text;
   text.reserve(expected);
-  Chunk chunk;
+  Pieces pieces(opened, expected);
   for (;;) {
-    const ssize_t size = ReadChunk(opened, text.size(), chunk);
-    if (size < 0) FailBySystem(name);
-    if (size == 0) return text;
-    const auto read = static_cast<std::size_t>(size);
-    text.append(chunk.data(), read);
-    if (Ends(text.size(), expected, read)) return text;
+    const std::optional<std::string_view> piece = pieces.Next();
+    if (!piece) FailBySystem(name);
+    if (piece->empty()) return text;
+    text += *piece;
   }
 }
 
 bool MayHold(const Descriptor& opened, std::string_view text) {
-  Chunk chunk;
-  for (std::size_t at = 0;;) {
-    const ssize_t size = ReadChunk(opened, at, chunk);
-    if (size < 0) return true;
-    if (size == 0) return at == text.size();
-    const std::string_view read(chunk.data(), static_cast<std::size_t>(size));
-    if (text.substr(at, read.size()) != read) return false;
-    at += read.size();
-    if (Ends(at, text.size(), read.size())) return true;
+  Pieces pieces(opened, text.size());
+  for (;;) {
+    const std::optional<std::string_view> piece = pieces.Next();
+    if (!piece) return true;
+    if (piece->empty()) return text.empty();
+    if (text.substr(0, piece->size()) != *piece) return false;
+    text.remove_prefix(piece->size());
   }
 }
 

@@ -6,7 +6,10 @@
 #include <sys/types.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -53,11 +56,31 @@ Descriptor OpenAt(const Descriptor& folder, const char* name, int flags, mode_t 
 // The same descriptor under another number, if it has one of those.
 Descriptor AboveStandardStreams(Descriptor opened);
 
-// All that is in the file that `opened` stands for, wherever it has been read up to. `expected` is
-// the size that it should have. Throws Failure about `name`.
+// What is in the file that `opened` stands for, from its start, wherever it has been read up to.
+class Pieces {
+ public:
+  static constexpr std::size_t kSize = 65536;
+
+  // `expected` is the size that the file should have. One that has it takes a call of the system
+  // less.
+  Pieces(const Descriptor& opened, std::size_t expected) : m_opened(opened), m_expected(expected) {}
+
+  // The next kSize bytes, fewer at the end, and "" behind it; valid until the next call. None when
+  // the file cannot be read, and errno says why.
+  std::optional<std::string_view> Next();
+
+ private:
+  const Descriptor& m_opened;
+  const std::size_t m_expected;
+  std::size_t m_read = 0;
+  bool m_at_end = false;
+  std::array<char, kSize> m_piece;
+};
+
+// All that is in a file, `expected` as above. Throws Failure about `name`.
 std::string ReadFromStart(const Descriptor& opened, std::size_t expected, const std::string& name);
 
-// Whether that is `text`, or cannot be read.
+// Whether a file holds `text`, or cannot be read.
 bool MayHold(const Descriptor& opened, std::string_view text);
 
 // The system's words for `error`, in English whatever the locale.

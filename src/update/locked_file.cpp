@@ -7,9 +7,10 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <functional>
 #include <utility>
 
+#include "text/reserve_ahead.h"
+#include "update/digest.h"
 #include "update/failure.h"
 #include "update/work_files.h"
 
@@ -18,10 +19,6 @@ namespace {
 
 constexpr std::chrono::milliseconds kBetweenTries{10};
 constexpr int kFlags = O_NOCTTY | O_NONBLOCK;
-
-std::size_t DigestOf(const std::string& text) {
-  return std::hash<std::string>()(text);
-}
 
 void Wait(const Descriptor& opened, Deadline deadline, const Cancellation* cancellation,
           const std::string& name) {
@@ -122,13 +119,15 @@ bool LockedFile::IsStillThere() const {
 std::string LockedFile::Read() {
   if (!Exists()) return std::string();
   if (m_seen->size > kLargest) throw Failure(m_name, "is larger than 1024 MiB");
-  std::string text = ReadFromStart(m_opened, SizeSeen(), m_name);
-  if (!m_digest) m_digest = DigestOf(text);
+  std::string text;
+  tov_text::ReserveAhead(text, SizeSeen());
+  const std::uint64_t digest = ForEachPiece([&text](std::string_view piece) { text += piece; });
+  if (!m_digest) m_digest = digest;
   return text;
 }
 
 bool LockedFile::Holds(const std::string& text) {
-  if (!Exists() || (m_digest && *m_digest != DigestOf(text))) return false;
+  if (!Exists() || (m_digest && *m_digest != DigestOf(text, Pieces::kSize))) return false;
   return text == Read();
 }
 
@@ -142,7 +141,20 @@ bool LockedFile::IsUntouchedAs(const std::optional<FileMark>& mark) const {
 
 // Two writes within one tick of a file system's clock leave the same mark.
 bool LockedFile::HoldsWhatWasRead() const {
-  return !m_digest || DigestOf(ReadFromStart(m_opened, SizeSeen(), m_name)) == *m_digest;
+  return !m_digest || ForEachPiece([](std::string_view) {}) == *m_digest;
+}
+
+template <typename Use>
+std::uint64_t LockedFile::ForEachPiece(const Use& use) const {
+  Digest digest;
+  Pieces pieces(m_opened, SizeSeen());
+  for (;;) {
+    const std::optional<std::string_view> piece = pieces.Next();
+    if (!piece) FailBySystem(m_name);
+    if (piece->empty()) return digest.Value();
+    digest.Add(*piece);
+    use(*piece);
+  }
 }
 
 }  // namespace tov_update

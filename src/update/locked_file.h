@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -70,6 +71,11 @@ class LockedFile {
   void Look();
   bool IsStillThere() const;
   bool HoldsWhatWasRead() const;
+
+  // Calls `use` for each piece of what the file holds. Returns the digest of all of it.
+  template <typename Use>
+  std::uint64_t ForEachPiece(const Use& use) const;
+
   std::size_t SizeSeen() const { return static_cast<std::size_t>(m_seen->size); }
 
   std::string m_name;
@@ -77,8 +83,8 @@ class LockedFile {
   Descriptor m_opened;
   mode_t m_mode = 0;  // of what is locked
   nlink_t m_links = 0;
-  std::optional<FileMark> m_seen;       // when it was locked
-  std::optional<std::size_t> m_digest;  // of what was read first
+  std::optional<FileMark> m_seen;         // when it was locked
+  std::optional<std::uint64_t> m_digest;  // of what was read first
 };
 
 // What a file held at a moment at which no update was about to replace it.

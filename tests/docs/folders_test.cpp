@@ -37,13 +37,14 @@ const Names kRequestAndAnswer = {"edit/finding.h", "edit/report.h", "edit/reques
 const Names kTree = Both({"document"}, Both(kEngine, kRequestAndAnswer));
 const Names kMatch = Both({"edit/tree"}, kTree);
 const Names kAddress = Both({"edit/match"}, kMatch);
-const Names kLayout = Both({"edit/address"}, kAddress);
+const Names kLayout = Both({"edit/address", "text"}, kAddress);
 const Names kPlan = Both({"edit/layout"}, kLayout);
 const Names kEdit = Both({"edit/plan"}, kPlan);
 
 // The folders that each may include, beside itself, and single headers. export.h is no more than
 // the macros that mark what other programs see.
 const std::map<std::string, Names> kBelow = {
+    {"text", {}},
     {"template/framework", {"template/export.h"}},
     {"template", {"template/framework"}},
     {"document", {"template/export.h"}},
@@ -55,10 +56,10 @@ const std::map<std::string, Names> kBelow = {
     {"edit", kEdit},
     {"adopt", {"edit", "edit/tree", "document", "template/export.h"}},
     {"report", {"edit", "document"}},
-    {"update", {}},
+    {"update", {"text"}},
     {"server", Both({"edit", "edit/match", "edit/tree", "report", "update", "document"}, kEngine)},
-    {"cli",
-     Both({"adopt", "server", "edit", "edit/tree", "report", "update", "document"}, kEngine)},
+    {"cli", Both({"adopt", "server", "edit", "edit/tree", "report", "update", "document", "text"},
+                 kEngine)},
 };
 
 bool IsCode(const fs::path& file) {

@@ -9,6 +9,7 @@
 #include "document/meaning.h"
 #include "edit/tree/limits.h"
 #include "edit/tree/quoting.h"
+#include "text/reserve_ahead.h"
 
 namespace tov_edit {
 namespace {
@@ -499,7 +500,7 @@ std::string Layout::Text() {
     return a.begin == a.end && b.begin != b.end;
   });
   std::string text;
-  text.reserve(m_text.size() + 256);
+  tov_text::ReserveAhead(text, m_text.size() + 256);
   std::size_t at = 0;
   for (const Patch& patch : m_patches) {
     if (patch.begin > at) text += m_text.substr(at, patch.begin - at);
