@@ -9,8 +9,8 @@
 
 namespace tov_update {
 
-// A digest of a text. It is made to be quick, for texts that differ by accident: somebody who wants to
-// can find two texts that share one.
+// A digest of a text. It is made to be quick, for texts that differ by accident: somebody who wants
+// to can find two texts that share one.
 class Digest {
  public:
   // Adds what comes next. A text gives the same digest only if it is cut at the same places.

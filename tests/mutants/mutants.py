@@ -57,7 +57,7 @@ PARTS = {
         "edit_alike_test", "edit_limits_test", "edit_engine_test", "edit_attack_test",
         "corpus_edit_test", "repetition_test"],
     "src/update": [
-        "explained_output_test", "server_warnings_test", "descriptor_test", "open_files_test",
+        "explained_output_test", "server_warnings_test", "descriptor_test", "digest_test", "open_files_test",
         "work_files_test", "shell_command_test", "server_commands_test", "overtaken_update_test",
         "failing_system_test", "cancelled_update_test", "host_process_test", "file_update_test",
         "update_threads_test", "side_by_side_test", "memory_update_test", "cli_apply_test",

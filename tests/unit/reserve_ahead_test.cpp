@@ -31,8 +31,8 @@ struct PagesInMemory {
     std::vector<unsigned char> pages((last - first) / page);
     EXPECT_EQ(mincore(reinterpret_cast<void*>(first), last - first, pages.data()), 0);
     all = pages.size();
-    present = static_cast<std::size_t>(
-        std::count_if(pages.begin(), pages.end(), [](unsigned char one) { return (one & 1U) != 0; }));
+    present = static_cast<std::size_t>(std::count_if(
+        pages.begin(), pages.end(), [](unsigned char one) { return (one & 1U) != 0; }));
   }
 
   std::size_t all;
@@ -58,7 +58,7 @@ TEST(RoomAhead, LeavesTheTextAndTheLastErrorAsTheyAre) {
     EXPECT_EQ(errno, EXDEV) << size;
     EXPECT_EQ(text, "text") << size;
     EXPECT_GE(text.capacity(), size);
-      }
+  }
 }
 
 TEST(RoomAhead, LeavesWhatIsInIt) {

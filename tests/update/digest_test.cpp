@@ -90,7 +90,8 @@ TEST(Digests, TellTextsThatDifferInTwoNumbers) {
   std::size_t texts = 0;
   for (int port = 0; port < 400; ++port) {
     for (int other = 0; other < 400; ++other, ++texts) {
-      seen.insert(DigestOf("listen 127.0.0.1:" + std::to_string(port) + ";\n\troot /srv/site;\nproxy_pass http://" +
+      seen.insert(DigestOf("listen 127.0.0.1:" + std::to_string(port) +
+                           ";\n\troot /srv/site;\nproxy_pass http://" +
                            "backend.example:" + std::to_string(other) + ";\n"));
     }
   }

@@ -387,6 +387,19 @@ TEST_F(FileUpdates, AGlanceFindsAFileByEachOfItsNames) {
   }
 }
 
+TEST_F(FileUpdates, AGlanceTellsFilesOfTwoDirectoriesApart) {
+  for (const std::string folder : {"x", "y"}) {
+    std::filesystem::create_directory(PathOf(folder));
+    m_sandbox.Write(folder + "/c", "of " + folder);
+  }
+  const tov_update::Glances glances(PathOf("x/a"));
+  for (const std::string folder : {"x", "y", "x"}) {
+    const auto glance = glances.At(PathOf(folder + "/c"), m_buffer);
+    ASSERT_TRUE(glance) << folder;
+    EXPECT_EQ(glance->text, "of " + folder);
+  }
+}
+
 TEST_F(FileUpdates, AGlanceLeavesNoLock) {
   EXPECT_TRUE(m_glances.At(PathOf("a"), m_buffer));
   Commit("new\n", {"a"});
