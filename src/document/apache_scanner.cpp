@@ -65,7 +65,7 @@ LineWord WordAt(std::string_view line, std::size_t from) {
   const char first = line[word.begin];
   if (first != '"' && first != '\'') {
     for (; word.end < line.size() && !IsBlank(line[word.end]); ++word.end) {
-      word.escapes = word.escapes || line[word.end] == '\\';
+      if (line[word.end] == '\\') word.escapes = true;
     }
     word.inner = line.substr(word.begin, word.end - word.begin);
     return word;
@@ -176,7 +176,7 @@ bool EndsOnOwnLine(std::string_view name) {
 constexpr std::string_view kMacro = "Macro";
 constexpr std::string_view kPerl = "Perl";
 
-States StatesOf(std::string_view name) {
+States StatesBy(std::string_view name) {
   constexpr std::string_view kName = "ServerName";
   constexpr std::string_view kAlias = "ServerAlias";
   const bool names = SameLetters(name, name.size() == kName.size() ? kName : kAlias);
@@ -197,7 +197,7 @@ States StatesOfLine(std::string_view line) {
   if (line.size() <= kSeventh) return States::kNothing;
   const char seventh = Lower(line[kSeventh]);
   if (seventh != 'n' && seventh != 'a') return States::kNothing;
-  return StatesOf(WithoutBracket(FirstWord(line)));
+  return StatesBy(WithoutBracket(FirstWord(line)));
 }
 
 // Whether the section whose head begins as `text` does, with "<", is, at a glance, none of a macro,
@@ -357,8 +357,7 @@ template <class Blocks>
     case 'S': {
       const std::size_t end = WithoutBlanks(m_text, line_end);
       if (m_text[end - 1] == '\\') return false;
-      const States states = StatesOfLine(m_text.substr(begin, end - begin));
-      if (states != States::kNothing) blocks.AddMark(MakeSpan(begin, end), states);
+      blocks.AddMark(MakeSpan(begin, end), StatesOfLine(m_text.substr(begin, end - begin)));
       return true;
     }
     case '#':
@@ -418,7 +417,6 @@ Item ApacheScanner::Line(const ApacheLine& line) const {
   const std::size_t letters = BehindLetters(text, 0);
   if (letters == text.size() || (letters != 0 && IsBlank(text[letters]))) {
     item.kind = Item::Kind::kDirective;
-    item.states = StatesOf(text.substr(0, letters));
     return item;
   }
   std::string buffer;
@@ -428,7 +426,6 @@ Item ApacheScanner::Line(const ApacheLine& line) const {
     item.kind = Item::Kind::kComment;  // httpd passes over it
   } else if (name.front() != '<') {
     item.kind = Item::Kind::kDirective;
-    item.states = StatesOf(WithoutBracket(name));
   } else if (Begins(name, "</")) {
     item.kind = Item::Kind::kClose;
   } else {
@@ -443,10 +440,18 @@ Item ApacheScanner::Line(const ApacheLine& line) const {
   return item;
 }
 
-std::string ApacheScanner::SectionName(Span head) const {
+std::string ApacheScanner::NameIn(Span line) const {
   std::string buffer;
-  const ApacheLine line(m_text.substr(0, head.end), head.begin);
-  return std::string(WithoutBracket(Meaning(WordAt(line.text(), 0), buffer)).substr(1));
+  const ApacheLine read(m_text.substr(0, line.end), line.begin);
+  return std::string(WithoutBracket(Meaning(WordAt(read.text(), 0), buffer)));
+}
+
+std::string ApacheScanner::SectionName(Span head) const {
+  return NameIn(head).substr(1);
+}
+
+States ApacheScanner::StatesOf(Span directive) const {
+  return StatesBy(NameIn(directive));
 }
 
 Inside ApacheScanner::InsideOf(Span head) const {

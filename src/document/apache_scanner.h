@@ -118,6 +118,7 @@ class ApacheScanner {
   void Read(std::size_t begin, std::size_t end);
 
   Inside InsideOf(Span head) const;
+  States StatesOf(Span directive) const;
 
   // The closing line of the section `head`, whose inside is kCode or kMacro; an error when there is
   // none.
@@ -136,6 +137,9 @@ class ApacheScanner {
 
   // The first NUL byte, else the end. It is looked for when it is asked for, up to the first end.
   std::size_t Nul();
+
+  // What the first word of `line` means.
+  std::string NameIn(Span line) const;
 
   // The name of the section that `head` opens.
   std::string SectionName(Span head) const;

@@ -100,6 +100,9 @@ struct Block {
   // the two are those inside this one.
   BlockId next = kWholeText;
 
+  // How many of Document::marks() stand before it.
+  std::uint32_t marks_before = 0;
+
   Body reading = Body::kDirectives;
 };
 
@@ -190,28 +193,25 @@ class Document {
   void Visit(const NodeVisitor& visit) const;
 
   // The directives of a block, not of those inside, that say which server it is: nginx's
-  // server_name and listen, Apache's ServerName and ServerAlias. Cost: logarithmic, and one step
-  // for each of them; where blocks inside have some, one for each block that stands directly in it.
+  // server_name and listen, Apache's ServerName and ServerAlias. Cost: one step for each of them;
+  // where blocks inside have some, a logarithmic one for each block that stands directly in it.
   std::vector<Mark> Identifying(BlockId block) const;
 
   // The same, each given to `use`.
   template <class Use>
   void ForEachIdentifying(BlockId block, const Use& use) const {
     const Span body = m_blocks[block].body;
-    const auto first_behind = [this](auto from, std::uint32_t offset) {
-      return std::lower_bound(from, m_marks.end(), offset, [](const Mark& mark, std::uint32_t at) {
-        return mark.directive.begin < at;
-      });
-    };
     BlockId child = block + 1;
-    auto mark = first_behind(m_marks.begin(), body.begin);
+    auto mark = m_marks.begin() + m_blocks[block].marks_before;
     while (mark != m_marks.end() && mark->directive.begin < body.end) {
       if (mark->block == block) {
         use(*mark++);
         continue;
       }
       while (m_blocks[child].next <= mark->block) child = m_blocks[child].next;
-      mark = first_behind(mark, m_blocks[child].body.end);
+      mark = std::lower_bound(
+          mark, m_marks.end(), m_blocks[child].body.end,
+          [](const Mark& each, std::uint32_t offset) { return each.directive.begin < offset; });
     }
   }
 

@@ -54,9 +54,15 @@ bool IsPlain(char byte) {
   return kPlain.at(static_cast<unsigned char>(byte));
 }
 
-// The end of the word, without quotes, that begins at `at`: where a blank, ";" or "{" ends it.
-std::size_t BareWordEnd(std::string_view text, std::size_t at) {
-  std::size_t escaped = at;       // behind the last escaped byte
+struct BareWord {
+  std::size_t end;
+  bool escapes;  // there is a backslash in it
+};
+
+// The word, without quotes, that begins at `begin`. A blank, ";" or "{" ends it.
+BareWord BareWordAt(std::string_view text, std::size_t begin) {
+  std::size_t at = begin;
+  std::size_t escaped = begin;    // behind the last escaped byte
   std::size_t opened = kNowhere;  // behind the last "${", or "{" behind it
   for (; at < text.size(); ++at) {
     const char byte = text[at];
@@ -65,13 +71,13 @@ std::size_t BareWordEnd(std::string_view text, std::size_t at) {
       escaped = at + 2;
       ++at;
     } else if (byte == '{') {
-      if (at != opened && (at == escaped || text[at - 1] != '$')) return at;
+      if (at != opened && (at == escaped || text[at - 1] != '$')) break;
       opened = at + 1;
     } else if (IsBlank(byte) || byte == ';') {
-      return at;
+      break;
     }
   }
-  return std::min(at, text.size());
+  return {std::min(at, text.size()), escaped != begin};
 }
 
 // What the first byte of a directive tells.
@@ -102,7 +108,7 @@ bool IsQuote(char byte) {
 }
 
 // What the directive that begins as `text` does states. Its name may stand in quotes.
-States StatesOf(std::string_view text) {
+States StatesBy(std::string_view text) {
   const char quote = IsQuote(text.front()) ? text.front() : '\0';
   if (quote != '\0') text.remove_prefix(1);
   const auto is = [text, quote](std::string_view name) {
@@ -178,8 +184,7 @@ void NginxScanner::ReadPlain(Stops& stops, Blocks& blocks) {
     } else if (m_text[stop] != ';') {
       return;
     } else if (first == First::kOfState) {
-      const States states = StatesOf(m_text.substr(begin));
-      if (states != States::kNothing) blocks.AddMark(bytes, states);
+      blocks.AddMark(bytes, StatesOf(bytes));
     }
     m_at = stop + 1;
     stops.Drop(2);
@@ -275,11 +280,7 @@ Item NginxScanner::Taken(Item::Kind kind, std::size_t begin, std::size_t end) {
 Item NginxScanner::Found(Item::Kind kind, std::size_t begin, std::size_t end) {
   const std::optional<std::size_t> too_long = TooLong(begin, end);
   if (too_long) return Item::Error(Problem::kTooLong, begin, *too_long);
-  Item item = Taken(kind, begin, end);
-  if (kind == Item::Kind::kDirective) {
-    item.states = StatesOf(m_text.substr(begin));
-  }
-  return item;
+  return Taken(kind, begin, end);
 }
 
 // What is wrong with the directive at `begin`: the problem at `at`, unless nginx has no room for
@@ -326,7 +327,7 @@ std::optional<std::size_t> NginxScanner::TooLong(std::size_t begin, std::size_t 
     } else if (quoted) {
       at = std::min(ClosingQuote(m_text, at), m_text.size() - 1) + 1;
     } else {
-      at = BareWordEnd(m_text, at);
+      at = BareWordAt(m_text, at).end;
     }
     std::size_t seen = at - first - (quoted ? 1U : 0U);
     if (at < m_text.size()) seen += !comment && IsBlank(m_text[at]) ? 2U : 1U;
@@ -345,6 +346,10 @@ Inside NginxScanner::InsideOf(Span head) const {
     return Inside::kCode;
   }
   return HoldsValues(name) ? Inside::kValues : Inside::kDirectives;
+}
+
+States NginxScanner::StatesOf(Span directive) const {
+  return StatesBy(m_text.substr(directive.begin));
 }
 
 Item NginxScanner::ClosingOfCode(Span head) const {
@@ -370,13 +375,15 @@ void NginxWords(std::string_view text, Span directive, std::vector<Word>& words)
     if (IsQuote(text[at])) {
       word.quote = text[at];
       at = std::min(ClosingQuote(text, at), text.size() - 1) + 1;
+      word.as_written = text.substr(begin, at - begin).find('\\') == kNowhere;
     } else {
-      at = BareWordEnd(text, at);
+      const BareWord bare = BareWordAt(text, at);
+      at = bare.end;
+      word.as_written = !bare.escapes;
     }
     const std::size_t quote = word.quote == '\0' ? 0 : 1;
     word.bytes = MakeSpan(begin, at);
     word.inner = MakeSpan(begin + quote, at - quote);
-    word.as_written = text.substr(begin, at - begin).find('\\') == kNowhere;
     words.push_back(word);
   }
 }

@@ -64,6 +64,7 @@ class NginxScanner {
   void Read(std::size_t begin, std::size_t end);
 
   Inside InsideOf(Span head) const;
+  States StatesOf(Span directive) const;
 
   // The closing of the block `head`, whose inside is kCode; an error when there is none.
   Item ClosingOfCode(Span head) const;

@@ -4,12 +4,20 @@
 
 #include <algorithm>
 
+#include "document/byte_map.h"
+
 namespace tov_document {
 
 Places::Places(std::string_view text) : m_line_begins{0} {
-  for (std::size_t end = text.find('\n'); end != std::string_view::npos;
-       end = text.find('\n', end + 1)) {
-    m_line_begins.push_back(static_cast<std::uint32_t>(end + 1));
+  using LineEnds = Bytes<'\n'>;
+  for (std::size_t at = 0; at < text.size(); at += kMaskSize) {
+    const char* const bytes = text.data() + at;
+    const std::size_t left = text.size() - at;
+    std::uint64_t ends =
+        left < kMaskSize ? PartMask<LineEnds>(bytes, left) : WholeMask<LineEnds>(bytes);
+    for (; ends != 0; ends &= ends - 1) {
+      m_line_begins.push_back(static_cast<std::uint32_t>(at + LowestBit(ends) + 1));
+    }
   }
 }
 

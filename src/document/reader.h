@@ -66,7 +66,7 @@ class Reader {
   bool CanClose() const { return m_open != m_outermost; }
 
   void AddMark(Span directive, States states) {
-    if (!m_notes_marks || Reading() == Body::kValues) return;
+    if (!m_notes_marks || states == States::kNothing || Reading() == Body::kValues) return;
     Mark& mark = m_document.m_marks.emplace_back();
     mark.directive.begin = directive.begin;
     mark.directive.end = directive.end;
@@ -80,6 +80,7 @@ class Reader {
     block.head.end = block.body.begin = head.end;
     block.body.end = block.closing.begin = block.closing.end = m_size;
     block.parent = m_open;
+    block.marks_before = static_cast<std::uint32_t>(m_document.m_marks.size());
     block.reading = reading;
     m_open = Count() - 1;
   }
@@ -111,7 +112,7 @@ class Reader {
       Item item = m_scanner.Next();
       switch (item.kind) {
         case Item::Kind::kDirective:
-          if (item.states != States::kNothing) AddMark(item.bytes, item.states);
+          AddMark(item.bytes, m_scanner.StatesOf(item.bytes));
           break;
         case Item::Kind::kComment:
           break;

@@ -24,8 +24,7 @@ struct Item {
   };
 
   Kind kind = Kind::kEnd;
-  Span bytes;                        // kError: begins where what could not be read begins
-  States states = States::kNothing;  // kDirective
+  Span bytes;  // kError: begins where what could not be read begins
   Problem problem = Problem::kNoDirective;
   std::uint32_t at = 0;  // kError: where it shows
 

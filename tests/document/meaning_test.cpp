@@ -171,6 +171,16 @@ TEST(Identifying, IsOfTheBlockItselfWhereverOthersStand) {
   }
 }
 
+// The names in it are forgotten when its sections turn out not to nest.
+TEST(Identifying, FindsServersBehindAMacroThatIsNotRead) {
+  const Document document(Dialect::kApache,
+                          "<Macro M>\nServerName m\n<VirtualHost *:80>\nServerName n\n"
+                          "</Macro>\n<VirtualHost *:80>\nServerName a\n</VirtualHost>\n");
+  ASSERT_EQ(document.blocks().size(), 3U);
+  EXPECT_EQ(ServerNames(document, 1), Texts{});
+  EXPECT_EQ(ServerNames(document, 2), Texts{"a"});
+}
+
 TEST(Marks, AreLeftOutOnRequest) {
   const std::string text = "server { listen 80; server_name a; }";
   const Document with(Dialect::kNginx, text);
