@@ -14,12 +14,12 @@ namespace cli {
 
 // What a subcommand that does not throw ends with.
 struct Outcome {
-  std::string text;  // all of what goes to standard output
+  std::string text;  // what goes to standard output, behind what the subcommand has written there
   ExitCode exit_code = kDone;
 };
 
 // A subcommand. `run` is called once the command line is known to be right. A command that throws
-// has written nothing to standard output.
+// has written nothing to standard output, unless memory or room there gives out while it writes.
 struct Command {
   CLI::App* options;  // owned by the program's CLI::App
   std::function<Outcome()> run;

@@ -158,7 +158,8 @@ Outcome RunOnServer(const InspectOptions& options) {
   std::string text;
   ForEachFile(server, options, warnings, errors,
               [&](const ServerFile& file, const InspectedText& config) {
-                text += TreeText(config, NotesOf(server, file), coloured);
+                WriteTree(config, NotesOf(server, file), coloured,
+                          [&text](std::string_view piece) { text += piece; });
               });
   std::string shown = ShownWarnings(warnings, coloured);
   for (const Finding& error : errors) shown += Shown(error, Weight::kError, coloured);
@@ -182,7 +183,9 @@ Outcome Run(const InspectOptions& options) {
   const ExitCode code = clean ? kDone : kFindings;
   if (options.json) return {report::InspectionJson(config), code};
   const bool coloured = WantsColour(options.colour);
-  return {TreeText(config, {}, coloured) + Findings(remarks, coloured), code};
+  Outcome outcome{Findings(remarks, coloured), code};
+  WriteTree(config, {}, coloured, WriteStandardOutput);
+  return outcome;
 }
 
 void AddOptions(CLI::App& command, InspectOptions& options) {

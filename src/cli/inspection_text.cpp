@@ -3,13 +3,9 @@
 #include "cli/inspection_text.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
-#include <limits>
 #include <optional>
 #include <string_view>
-#include <utility>
-#include <vector>
 
 #include "cli/diagnostic.h"
 #include "cli/findings.h"
@@ -119,19 +115,33 @@ std::size_t DigitsOf(std::size_t number) {
   return std::to_string(number).size();
 }
 
+// Those of the line of the last item. Behind it only ends of blocks may follow, and it is rarely
+// far behind the last block's begin: then the items need not be looked at.
+std::size_t DigitsOfLines(const InspectedText& config) {
+  const std::size_t most = DigitsOf(config.places.Lines());
+  std::size_t line = LineAt(config, config.document.blocks().back().head.begin);
+  if (DigitsOf(line) == most) return most;
+  ForEachItem(config.document, [&](const Item& item) {
+    line = config.places.LineFrom(line, item.node.bytes.begin);
+  });
+  return DigitsOf(line);
+}
+
 // The items of a text, each in a line of its own, but for comments behind others. `digits` are
 // those of the last line's number.
 class Tree {
  public:
-  Tree(const InspectedText& config, const Notes& notes, bool coloured, std::size_t digits)
+  Tree(const InspectedText& config, const Notes& notes, bool coloured, std::size_t digits,
+       const WritePiece& write)
       : m_config(config),
         m_notes(notes),
         m_coloured(coloured),
         m_digits(digits),
-        m_file(Printable(config.file) + ':'),
+        m_write(write),
+        m_place('\n' + Printable(config.file) + ':'),
+        m_number(m_place.size()),
         m_servers(config.document) {
-    m_text.reserve(config.document.text().size() +
-                   config.places.Lines() * (m_file.size() + digits + kForMore));
+    m_place.resize(m_number + digits + 2 + 2 * kDeepest);
   }
 
   void Add(const Item& item) {
@@ -139,36 +149,39 @@ class Tree {
     if (m_before && IsBehind(m_config, *m_before, item)) {
       m_text += "  ";
     } else {
-      if (m_before) m_text += '\n';
       AddPlace(item.depth);
     }
     Describe(item);
-    const auto note = m_notes.find(item.node.bytes.begin);
-    if (note != m_notes.end() && item.node.kind == NodeKind::kDirective) {
-      (m_text += "  ") += Cut(note->second);
-    }
+    if (!m_notes.empty() && item.node.kind == NodeKind::kDirective) AddNote(item);
     m_before = item;
+    if (m_text.size() < kPiece) return;
+    m_write(m_text);
+    m_text.clear();
   }
 
-  // The digits of the number of the last item's line.
-  std::size_t Digits() const { return DigitsOf(m_line); }
-
-  std::string Text() && {
+  void End() {
     if (m_before) m_text += '\n';
-    return std::move(m_text);
+    m_write(m_text);
   }
 
  private:
-  static constexpr std::size_t kForMore = 16;  // of a line, beside its text
-  static constexpr std::size_t kDeepest = 40;  // deeper blocks stand below each other
+  static constexpr std::size_t kPiece = 1 << 16;  // stays in the processor's cache
+  static constexpr std::size_t kDeepest = 40;     // deeper blocks stand below each other
 
+  // In a line of its own.
   void AddPlace(std::size_t depth) {
-    std::array<char, std::numeric_limits<std::size_t>::digits10 + 1> number;
-    const char* const end = std::to_chars(number.data(), number.data() + number.size(), m_line).ptr;
-    const auto size = static_cast<std::size_t>(end - number.data());
-    m_text += m_file;
-    m_text.append(number.data(), size) += ':';
-    m_text.append(m_digits - std::min(size, m_digits) + 1 + 2 * std::min(depth, kDeepest), ' ');
+    char* const begin = m_place.data() + m_number;
+    char* const end = begin + m_digits + 2 + 2 * std::min(depth, kDeepest);
+    char* const colon = std::to_chars(begin, begin + m_digits, m_line).ptr;
+    *colon = ':';
+    std::fill(colon + 1, end, ' ');
+    const char* const line = m_place.data() + (m_before ? 0 : 1);
+    m_text.append(line, static_cast<std::size_t>(end - line));
+  }
+
+  void AddNote(const Item& item) {
+    const auto note = m_notes.find(item.node.bytes.begin);
+    if (note != m_notes.end()) (m_text += "  ") += Cut(note->second);
   }
 
   void Describe(const Item& item) {
@@ -190,7 +203,9 @@ class Tree {
   const Notes& m_notes;
   const bool m_coloured;
   const std::size_t m_digits;
-  const std::string m_file;
+  const WritePiece& m_write;
+  std::string m_place;         // "\nFILE:LINE:" of the last place, and blanks
+  const std::size_t m_number;  // where the line stands there
   Servers m_servers;
   std::size_t m_line = 1;
   std::optional<Item> m_before;
@@ -199,14 +214,11 @@ class Tree {
 
 }  // namespace
 
-std::string TreeText(const InspectedText& config, const Notes& notes, bool coloured) {
-  // Behind the last item only ends of blocks may follow: rarely to a number of more digits.
-  for (std::size_t digits = DigitsOf(config.places.Lines());;) {
-    Tree tree(config, notes, coloured, digits);
-    ForEachItem(config.document, [&tree](const Item& item) { tree.Add(item); });
-    if (tree.Digits() == digits) return std::move(tree).Text();
-    digits = tree.Digits();
-  }
+void WriteTree(const InspectedText& config, const Notes& notes, bool coloured,
+               const WritePiece& write) {
+  Tree tree(config, notes, coloured, DigitsOfLines(config), write);
+  ForEachItem(config.document, [&tree](const Item& item) { tree.Add(item); });
+  tree.End();
 }
 
 }  // namespace cli

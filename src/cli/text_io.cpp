@@ -75,7 +75,7 @@ bool IsStandardInput(const std::string& name) {
   return name == "-";
 }
 
-void WriteStandardOutput(const std::string& text) {
+void WriteStandardOutput(std::string_view text) {
   const bool taken = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
   if (!taken || std::fflush(stdout) != 0) FailBySystem(kStandardOutput);
 }

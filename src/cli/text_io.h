@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 #include "edit/tree/limits.h"
 
@@ -24,7 +25,7 @@ std::string ReadStandardInput(std::size_t limit = tov_edit::kLargestText);
 bool IsStandardInput(const std::string& name);
 
 // Writes `text` and sees it off. Throws Failure when not all of it could be written.
-void WriteStandardOutput(const std::string& text);
+void WriteStandardOutput(std::string_view text);
 
 // Says that there is no more memory, for which there is some always.
 void SayOutOfMemory();

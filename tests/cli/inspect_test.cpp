@@ -57,6 +57,13 @@ const Shown kShown[] = {
      "@1:  a;\n"
      "@10: b {\n"
      "@11:   c;\n"},
+    {"only those of lines with something count", "nginx", "a;\nb {" + std::string(9, '\n') + "}\n",
+     "@1: a;\n"
+     "@2: b {\n"},
+    {"something stands far behind the last block", "nginx",
+     "a {\n}" + std::string(9, '\n') + "b;\n",
+     "@1:  a {\n"
+     "@11: b;\n"},
     {"blocks on one line", "nginx", "events {} http { server { listen 80; } } # done\n",
      "@1: events {\n"
      "@1: http {\n"
@@ -133,6 +140,27 @@ TEST_F(Inspect, ShowsWhatTheServerReads) {
     SCOPED_TRACE(c.name);
     ExpectText(Say(c.dialect, c.text), Full(c.tree));
   }
+}
+
+TEST_F(Inspect, ShowsLargeTextsWhole) {
+  constexpr int kServers = 3000;
+  std::string text;
+  std::string tree;
+  for (int i = 0; i < kServers; ++i) {
+    const std::string name = "s" + std::to_string(i) + ".example";
+    const std::string line = std::to_string(3 * i + 1);
+    const std::string next = std::to_string(3 * i + 2);
+    const auto blanks = [](const std::string& number) {
+      return std::string(5 - number.size(), ' ');
+    };
+    text += "server {\nserver_name " + name + "; # " + std::to_string(i) + "\n}\n";
+    tree += "@" + line + ":" + blanks(line) + "server {  = " + name + "\n";
+    tree += "@" + next + ":" + blanks(next) + "  server_name " + name + ";  # " +
+            std::to_string(i) + "\n";
+  }
+  ExpectText(Say("nginx", text), Full(tree));
+  const Words inspect = {"inspect", "--dialect", "nginx", "site.conf"};
+  ExpectFailure(Run(inspect, "", "/dev/full"), "(standard output): No space left on device");
 }
 
 TEST_F(Inspect, ShowsHowFarTheServerReads) {
