@@ -181,7 +181,10 @@ Outcome Run(const InspectOptions& options) {
   Ignore(options.ignored, remarks.warnings);
   const bool clean = remarks.warnings.empty() && !remarks.error;
   const ExitCode code = clean ? kDone : kFindings;
-  if (options.json) return {report::InspectionJson(config), code};
+  if (options.json) {
+    report::WriteInspectionJson(config, WriteStandardOutput);
+    return {{}, code};
+  }
   const bool coloured = WantsColour(options.colour);
   Outcome outcome{Findings(remarks, coloured), code};
   WriteTree(config, {}, coloured, WriteStandardOutput);

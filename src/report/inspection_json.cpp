@@ -134,12 +134,13 @@ void WriteInspection(const tov_edit::InspectedText& config, JsonWriter& json) {
   }
 }
 
-std::string InspectionJson(const tov_edit::InspectedText& config) {
-  JsonWriter json;
+void WriteInspectionJson(const tov_edit::InspectedText& config,
+                         const JsonWriter::WritePiece& write) {
+  JsonWriter json(write);
   json.Begin('{');
   WriteInspection(config, json);
   json.End('}');
-  return std::move(json).Text();
+  write(std::move(json).Text());
 }
 
 }  // namespace report

@@ -12,6 +12,7 @@ namespace report {
 namespace {
 
 constexpr int kIndentation = 2;
+constexpr std::size_t kPiece = 1 << 16;          // stays in the processor's cache
 constexpr char kReplacement[] = "\xEF\xBF\xBD";  // U+FFFD
 
 // Whether the byte stands for itself in a JSON text, whatever stands around it.
@@ -129,6 +130,9 @@ void JsonWriter::End(char bracket) {
   if (!m_empty) BeginLine();
   m_text += bracket;
   m_empty = false;
+  if (!m_write || m_text.size() < kPiece) return;
+  m_write(m_text);
+  m_text.clear();
 }
 
 void JsonWriter::Name(std::string_view name) {

@@ -4,8 +4,10 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "report/writer.h"
 
@@ -15,11 +17,21 @@ namespace report {
 // character that is not whole.
 class JsonWriter final : public Writer {
  public:
+  // Is called for one piece of what was written after the other. What it gets is there for that
+  // call only.
+  using WritePiece = std::function<void(std::string_view)>;
+
+  // Keeps all until Text is called.
+  JsonWriter() = default;
+
+  // Gives `write` the pieces as they come, and keeps the last one.
+  explicit JsonWriter(WritePiece write) : m_write(std::move(write)) {}
+
   void Begin(char bracket) override;
   void End(char bracket) override;
   void Name(std::string_view name) override;
 
-  // All that was written, with a line end.
+  // All that was written and is kept, with a line end.
   std::string Text() &&;
 
  private:
@@ -29,6 +41,7 @@ class JsonWriter final : public Writer {
   void BeginValue();
   void BeginLine();
 
+  WritePiece m_write;
   std::string m_text;
   std::size_t m_indentation = 0;
   bool m_empty = true;   // nothing stands yet in the innermost object or array

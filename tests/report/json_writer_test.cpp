@@ -67,6 +67,30 @@ TEST(JsonWriter, WritesTextsAsAnotherLibrary) {
   }
 }
 
+TEST(JsonWriter, GivesTheSameInPieces) {
+  constexpr std::size_t kTexts = 3000;
+  const auto write_all = [](JsonWriter& json) {
+    json.Begin('[');
+    for (std::size_t i = 0; i < kTexts; ++i) {
+      json.Begin('{');
+      json.Member("number", i);
+      json.Member("text", std::string(50, 'x'));
+      json.End('}');
+    }
+    json.End(']');
+  };
+  JsonWriter whole;
+  write_all(whole);
+  std::vector<std::string> pieces;
+  JsonWriter in_pieces([&pieces](std::string_view piece) { pieces.emplace_back(piece); });
+  write_all(in_pieces);
+  EXPECT_GT(pieces.size(), 2U);
+  pieces.push_back(std::move(in_pieces).Text());
+  std::string joined;
+  for (const std::string& piece : pieces) joined += piece;
+  EXPECT_EQ(joined, std::move(whole).Text());
+}
+
 TEST(JsonWriter, WritesValuesOfAllKindsAsAnotherLibrary) {
   JsonWriter json;
   json.Begin('{');
