@@ -140,9 +140,8 @@ class Finder {
     if (beginning.size() == 1) return beginning;
     return Where([&](const Server& server) {
       const tov_document::Block& block = m_document.blocks()[server.block];
-      const std::uint32_t end = std::max(block.closing.end, block.body.end);
       return places.Of(block.head.begin).line <= line &&
-             line <= places.Of(end == 0 ? 0 : end - 1).line;
+             line <= places.Of(block.closing.end - 1).line;
     });
   }
 

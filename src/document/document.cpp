@@ -41,7 +41,7 @@ std::vector<Node> Document::Nodes(BlockId block) const {
   const Block& read = m_blocks[block];
   std::vector<Node> nodes;
   if (read.reading == Body::kOpaque) {
-    if (!read.body.empty()) nodes.push_back({NodeKind::kOpaque, read.body, kWholeText});
+    if (!read.body().empty()) nodes.push_back({NodeKind::kOpaque, read.body(), kWholeText});
   } else if (m_dialect == Dialect::kNginx) {
     AddNodes<NginxScanner>(block, nodes);
   } else {

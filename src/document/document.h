@@ -87,9 +87,6 @@ struct Block {
   // what httpd ignores behind the ">".
   Span head;
 
-  // All between head and closing.
-  Span body;
-
   // "}"; of Apache the whole line, "</Location>". Empty, at the end of the text, for a block that
   // does not close.
   Span closing;
@@ -104,6 +101,9 @@ struct Block {
   std::uint32_t marks_before = 0;
 
   Body reading = Body::kDirectives;
+
+  // All between head and closing.
+  Span body() const { return {head.end, closing.begin}; }
 };
 
 // A word of a directive or of a block's head.
@@ -200,7 +200,7 @@ class Document {
   // The same, each given to `use`.
   template <class Use>
   void ForEachIdentifying(BlockId block, const Use& use) const {
-    const Span body = m_blocks[block].body;
+    const Span body = m_blocks[block].body();
     BlockId child = block + 1;
     auto mark = m_marks.begin() + m_blocks[block].marks_before;
     while (mark != m_marks.end() && mark->directive.begin < body.end) {
@@ -210,7 +210,7 @@ class Document {
       }
       while (m_blocks[child].next <= mark->block) child = m_blocks[child].next;
       mark = std::lower_bound(
-          mark, m_marks.end(), m_blocks[child].body.end,
+          mark, m_marks.end(), m_blocks[child].body().end,
           [](const Mark& each, std::uint32_t offset) { return each.directive.begin < offset; });
     }
   }
@@ -246,8 +246,8 @@ class Document {
   // The end of what is read of a block.
   std::uint32_t ReadEnd(BlockId block) const {
     const Block& read = m_blocks[block];
-    if (read.reading == Body::kOpaque) return read.body.begin;
-    return std::clamp(m_read_end, read.body.begin, read.body.end);
+    if (read.reading == Body::kOpaque) return read.body().begin;
+    return std::clamp(m_read_end, read.body().begin, read.body().end);
   }
 
   Dialect m_dialect;

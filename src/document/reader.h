@@ -37,7 +37,6 @@ class Reader {
 
   void Run() {
     Block whole;
-    whole.body = {0, m_size};
     whole.closing = {m_size, m_size};
     m_blocks.push_back(whole);
     m_document.m_read_end = m_size;
@@ -77,8 +76,8 @@ class Reader {
   void Open(Span head, Body reading) {
     Block& block = m_blocks.emplace_back();
     block.head.begin = head.begin;
-    block.head.end = block.body.begin = head.end;
-    block.body.end = block.closing.begin = block.closing.end = m_size;
+    block.head.end = head.end;
+    block.closing.begin = block.closing.end = m_size;
     block.parent = m_open;
     block.marks_before = static_cast<std::uint32_t>(m_document.m_marks.size());
     block.reading = reading;
@@ -88,7 +87,7 @@ class Reader {
   // Closes the innermost open block.
   void Close(Span closing) {
     Block& block = m_blocks[m_open];
-    block.body.end = block.closing.begin = closing.begin;
+    block.closing.begin = closing.begin;
     block.closing.end = closing.end;
     block.next = Count();
     m_open = block.parent;
@@ -205,7 +204,7 @@ class Reader {
 
 template <class Scanner>
 void Document::AddNodes(BlockId block, std::vector<Node>& nodes) const {
-  const Span body = m_blocks[block].body;
+  const Span body = m_blocks[block].body();
   const std::uint32_t end = ReadEnd(block);
   std::uint32_t at = body.begin;
   const auto add = [&](NodeKind kind, Span bytes, BlockId id) {
@@ -250,7 +249,7 @@ void Document::VisitAll(const NodeVisitor& visit) const {
       tell(NodeKind::kBlock, {inner.head.begin, inner.closing.end}, last);
       placed.around = last;
       ++placed.depth;
-      at = inner.body.begin;
+      at = inner.body().begin;
       scanner.Read(at, ReadEnd(last));
     } else if (item.kind != Item::Kind::kEnd) {
       const bool comment = item.kind == Item::Kind::kComment;
@@ -258,7 +257,7 @@ void Document::VisitAll(const NodeVisitor& visit) const {
     } else {
       const Block& block = m_blocks[placed.around];
       at = std::max(at, ReadEnd(placed.around));
-      if (at < block.body.end) tell(NodeKind::kOpaque, {at, block.body.end}, kWholeText);
+      if (at < block.body().end) tell(NodeKind::kOpaque, {at, block.body().end}, kWholeText);
       if (placed.around == kWholeText) return;
       placed.around = block.parent;
       --placed.depth;

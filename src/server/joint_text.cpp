@@ -39,7 +39,7 @@ BlockId BlockAt(const Document& document, std::uint32_t offset) {
       std::partition_point(blocks.begin() + 1, blocks.end(),
                            [offset](const auto& block) { return block.head.begin <= offset; });
   auto block = static_cast<BlockId>(behind - blocks.begin() - 1);
-  while (block != tov_document::kWholeText && blocks[block].body.end <= offset) {
+  while (block != tov_document::kWholeText && blocks[block].body().end <= offset) {
     block = blocks[block].parent;
   }
   return block;

@@ -136,7 +136,7 @@ class Writer {
     step.role = dialect == Dialect::kNginx ? Find(kNginxBlocks, dialect, name)
                                            : Find(kApacheBlocks, dialect, name);
     step.bytes = m_document.blocks()[node.block].head;
-    step.body = m_document.blocks()[node.block].body;
+    step.body = m_document.blocks()[node.block].body();
     step.end = m_document.blocks()[node.block].closing.end;
     if (step.role != Role::kOther) step.words = Values(words);
     m_open.push_back(m_steps.size());

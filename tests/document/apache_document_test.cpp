@@ -143,7 +143,7 @@ TEST(ApacheDocument, GivesASectionItsParts) {
   ASSERT_EQ(document.blocks().size(), 2U);
   const Block& section = document.blocks()[1];
   EXPECT_EQ(document.Bytes(section.head), "<A b> x");
-  EXPECT_EQ(document.Bytes(section.body), " \n  C\n ");
+  EXPECT_EQ(document.Bytes(section.body()), " \n  C\n ");
   EXPECT_EQ(document.Bytes(section.closing), "</a> y");
 }
 

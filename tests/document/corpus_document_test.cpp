@@ -58,7 +58,7 @@ std::string Read(Dialect dialect, const std::string& text, std::size_t begin) {
   const auto put = [&](Span span) { out << span.begin - begin << '-' << span.end - begin << ' '; };
   for (BlockId id = 1; id < document.blocks().size(); ++id) {
     const Block& block = document.blocks()[id];
-    for (const Span span : {block.head, block.body, block.closing}) put(span);
+    for (const Span span : {block.head, block.body(), block.closing}) put(span);
     out << block.parent << ' ' << block.next << ' ' << static_cast<int>(block.reading) << '\n';
   }
   for (const Mark& mark : document.marks()) {

@@ -195,7 +195,7 @@ TEST(NginxDocument, GivesABlockItsParts) {
   ASSERT_EQ(document.blocks().size(), 3U);
   const Block& inner = document.blocks()[2];
   EXPECT_EQ(document.Bytes(inner.head), "b  c {");
-  EXPECT_EQ(document.Bytes(inner.body), " d; ");
+  EXPECT_EQ(document.Bytes(inner.body()), " d; ");
   EXPECT_EQ(document.Bytes(inner.closing), "}");
   EXPECT_EQ(inner.parent, 1U);
   EXPECT_EQ(document.blocks()[1].next, 3U);

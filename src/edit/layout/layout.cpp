@@ -122,13 +122,13 @@ const std::string& Layout::Step() {
   std::map<std::string_view, std::size_t> steps;
   const auto& blocks = m_document.blocks();
   for (std::size_t i = 1; i < std::min(blocks.size(), kEnough); ++i) {
-    const std::string_view body = m_document.Bytes(blocks[i].body);
+    const std::string_view body = m_document.Bytes(blocks[i].body());
     const std::size_t visible = body.find_first_not_of(" \t\r\n\v\f");
     if (visible == std::string_view::npos || body.rfind('\n', visible) == std::string_view::npos) {
       continue;
     }
     const std::string_view outer = IndentationAt(blocks[i].head.begin);
-    const std::string_view inner = IndentationAt(blocks[i].body.begin + visible);
+    const std::string_view inner = IndentationAt(blocks[i].body().begin + visible);
     if (inner.size() > outer.size() && inner.substr(0, outer.size()) == outer) {
       ++steps[inner.substr(outer.size())];
     }
@@ -297,7 +297,7 @@ Span Layout::RemovedBesideOthers(Span bytes) const {
 // another one or an end follows, or where it is the block's own; the one behind it, where it is the
 // first.
 void Layout::TakeBlankLine(const Removal& removal, std::size_t& begin, std::size_t& end) const {
-  const Span around = m_document.blocks()[m_document.blocks()[removal.block].parent].body;
+  const Span around = m_document.blocks()[m_document.blocks()[removal.block].parent].body();
   const auto only_blanks = [this](std::size_t from, std::size_t to) {
     return m_text.substr(from, to - from).find_first_not_of(" \t\r\n\v\f") ==
            std::string_view::npos;
@@ -432,7 +432,7 @@ std::optional<std::size_t> Layout::BlankEnd(BlockId block) {
   const auto [known, is_new] = m_blank_ends.try_emplace(block);
   if (!is_new) return known->second;
   const bool is_whole = block == tov_document::kWholeText;
-  const std::size_t begin = is_whole ? 0 : m_document.blocks()[block].body.begin;
+  const std::size_t begin = is_whole ? 0 : m_document.blocks()[block].body().begin;
   std::size_t end = m_text.size();
   if (!is_whole) {
     const std::size_t closing = m_document.blocks()[block].closing.begin;

@@ -170,8 +170,8 @@ class MeantTree::Comparison {
   // --- A block in which blocks are edited, and nothing else ---
 
   void CompareAround(const Pair& pair) {
-    Span before = Before(pair.before).body;
-    Span after = After(pair.after).body;
+    Span before = Before(pair.before).body();
+    Span after = After(pair.after).body();
     BlockId other = pair.after + 1;
     for (BlockId inner = pair.before + 1; inner < Before(pair.before).next;
          inner = Before(inner).next, other = After(other).next) {
@@ -203,7 +203,7 @@ class MeantTree::Comparison {
 
   void CompareNodes(const Pair& pair) {
     const Nodes nodes = VisibleNodes(m_after, pair.after);
-    Rest rest = {nodes, 0, After(pair.after).body.end};
+    Rest rest = {nodes, 0, After(pair.after).body().end};
     std::vector<Addition> additions;
     const auto known = m_meant.m_additions.find(pair.before);
     if (known != m_meant.m_additions.end()) additions = known->second;

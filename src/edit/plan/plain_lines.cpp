@@ -101,7 +101,7 @@ std::unordered_set<std::string_view> PlainLines::RawLinesThere() const {
     if (line.raw && line.now) texts.push_back(line.now->text);
   }
   const Document& document = m_work.planning().contents.document();
-  return TextsIn(document.Bytes(document.blocks()[m_work.at()].body), texts);
+  return TextsIn(document.Bytes(document.blocks()[m_work.at()].body()), texts);
 }
 
 void PlainLines::ClaimBeginning(std::size_t position) {

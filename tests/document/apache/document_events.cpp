@@ -58,14 +58,14 @@ std::string Fault(const char* what, Span bytes) {
 
 std::string TilingFaultIn(const Document& document, BlockId inside) {
   const Block& outer = document.blocks()[inside];
-  Span rest = outer.body;
+  Span rest = outer.body();
   for (const Node& node : document.Nodes(inside)) {
     if (node.bytes.begin != rest.begin || node.bytes.empty()) return Fault("node", node.bytes);
     rest.begin = node.bytes.end;
     if (node.kind != NodeKind::kBlock) continue;
     const Block& block = document.blocks()[node.block];
-    if (block.head.begin != node.bytes.begin || block.head.end != block.body.begin ||
-        block.body.end != block.closing.begin || block.closing.end != node.bytes.end) {
+    if (block.head.begin != node.bytes.begin || block.head.end > block.closing.begin ||
+        block.closing.end != node.bytes.end) {
       return Fault("block", node.bytes);
     }
     const std::string fault = TilingFaultIn(document, node.block);

@@ -134,14 +134,14 @@ std::string Flaw(const Document& document, const Node& node) {
       return "";
   }
   const Block& block = document.blocks().at(node.block);
-  const bool tiled = block.head.begin == node.bytes.begin && block.head.end == block.body.begin &&
-                     block.body.end == block.closing.begin && block.closing.end == node.bytes.end;
+  const bool tiled = block.head.begin == node.bytes.begin &&
+                     block.head.end <= block.closing.begin && block.closing.end == node.bytes.end;
   return tiled ? "" : At(node, "is not head, body and closing");
 }
 
 std::string GapsOf(const Document& document, BlockId id) {
   const Block& block = document.blocks()[id];
-  std::uint32_t end = block.body.begin;
+  std::uint32_t end = block.body().begin;
   bool blank = false;
   for (const Node& node : document.Nodes(id)) {
     if (node.bytes.begin != end) return At(node, "does not follow the one before");
@@ -150,7 +150,7 @@ std::string GapsOf(const Document& document, BlockId id) {
     end = node.bytes.end;
     blank = node.kind == NodeKind::kBlank;
   }
-  if (end != block.body.end) return "the nodes of block " + std::to_string(id) + " end too early";
+  if (end != block.body().end) return "the nodes of block " + std::to_string(id) + " end too early";
   return "";
 }
 
@@ -168,7 +168,7 @@ std::optional<Mark> MarkOf(const Document& document, BlockId block, const Node& 
 }
 
 std::string Gaps(const Document& document) {
-  const Span whole = document.blocks().at(kWholeText).body;
+  const Span whole = document.blocks().at(kWholeText).body();
   if (whole.begin != 0 || whole.end != document.text().size()) return "the body is not the text";
   for (BlockId id = kWholeText; id < document.blocks().size(); ++id) {
     if (std::string gaps = GapsOf(document, id); !gaps.empty()) return gaps;
