@@ -103,7 +103,9 @@ std::string Joined(const Words& words) {
 }
 
 bool WordDirectives::Directive::IsChanged() const {
-  return !SameValues(words, before);
+  return !std::equal(
+      words.begin(), words.end(), before->begin(), before->end(),
+      [](const NewWord& word, const std::string& value) { return word.value == value; });
 }
 
 WordDirectives::WordDirectives(const Document& document, BlockId block,
@@ -120,7 +122,7 @@ WordDirectives::WordDirectives(const Document& document, BlockId block,
       directive.words.push_back(
           {child.values[word], std::string(document.Bytes(child.words[word].bytes))});
     }
-    directive.before = directive.words;
+    directive.before = &child.values;
     directive.stated.assign(directive.words.size(), false);
     m_by_child.emplace(i, m_directives.size());
     m_by_directive[NameKey(m_dialect, child.values.front())].push_back(m_directives.size());
@@ -429,7 +431,7 @@ WordDirectives::Outcome WordDirectives::WholeFor(Pointers fitting, const Written
   if (fitting.size() > 1) return SeveralOf(fitting);
   Directive& directive = *fitting.front();
   Words words = WordsOf(now);
-  words.front() = directive.before.front();
+  words.front() = directive.words.front();
   Replace(directive, std::move(words));
   return OutcomeOf(directive, true);
 }
@@ -446,7 +448,7 @@ WordDirectives::Outcome WordDirectives::WholeBesideStated(const Pointers& fittin
   if (fitting.size() > 1) return SeveralOf(fitting);
   Directive& directive = *fitting.front();
   Words words = WordsOf(now);
-  words.front() = directive.before.front();
+  words.front() = directive.words.front();
   for (std::size_t i = 1; i < directive.words.size(); ++i) {
     const NewWord& word = directive.words[i];
     const bool there = std::any_of(words.begin() + 1, words.end(), [&](const NewWord& other) {

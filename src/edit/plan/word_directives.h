@@ -34,9 +34,9 @@ std::string Joined(const Words& words);
 class WordDirectives {
  public:
   struct Directive {
-    std::size_t child = 0;     // its position among the children
-    Words words;               // as they are now, the name first
-    Words before;              // as they stand in the text
+    std::size_t child = 0;                             // its position among the children
+    Words words;                                       // as they are now, the name first
+    const std::vector<std::string>* before = nullptr;  // what they are in the text
     std::vector<bool> stated;  // words that a line of the template wants to be there
 
     bool IsChanged() const;
@@ -55,8 +55,8 @@ class WordDirectives {
     std::vector<std::size_t> children;  // the directive first
   };
 
-  // `children` are those of a block, see Contents::WithConditions. What Options say in a condition
-  // is left alone: without it they would not hold.
+  // `children` are those of a block, see Contents::WithConditions, and must outlive it. What
+  // Options say in a condition is left alone: without it they would not hold.
   WordDirectives(const Document& document, BlockId block,
                  const std::vector<const Child*>& children);
 

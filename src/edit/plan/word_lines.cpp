@@ -19,6 +19,12 @@ Texts NameAndAddress(const Written& written) {
   return {written.words.front(), tov_document::ListenAddress(written.words)};
 }
 
+Texts ValuesOf(const Words& words) {
+  Texts values;
+  for (const NewWord& word : words) values.push_back(word.value);
+  return values;
+}
+
 }  // namespace
 
 // Taken ones with their full text, which are still to be settled.
@@ -137,13 +143,13 @@ void WordLines::StateOptions(std::size_t position, const Written& was) {
     return;
   }
   const WordDirectives::Directive& directive = *m_work.words().Of(outcome.children.front());
-  if (RefuseMixed(position, directive.before, directive.words)) return;
+  if (RefuseMixed(position, *directive.before, directive.words)) return;
   Take(position, outcome);
 }
 
 // The words of a line beside those of one that is to be added.
 void WordLines::JoinOptions(std::size_t position, Addition& addition) {
-  const Words before = addition.words;
+  const Texts before = ValuesOf(addition.words);
   for (const NewWord& word : WordsOf(*m_work.Line(position).now)) {
     const bool there = std::any_of(
         addition.words.begin(), addition.words.end(),
@@ -153,13 +159,11 @@ void WordLines::JoinOptions(std::size_t position, Addition& addition) {
   if (!RefuseMixed(position, before, addition.words)) m_work.Done(position);
 }
 
-bool WordLines::RefuseMixed(std::size_t position, const Words& before, const Words& after) {
-  const auto mixed = [](const Words& words) {
-    Texts arguments;
-    for (std::size_t i = 1; i < words.size(); ++i) arguments.push_back(words[i].value);
-    return AreMixedOptions(arguments);
+bool WordLines::RefuseMixed(std::size_t position, const Texts& before, const Words& after) {
+  const auto mixed = [](const Texts& values) {
+    return AreMixedOptions(Texts(values.begin() + 1, values.end()));
   };
-  if (mixed(before) || !mixed(after) || m_work.IsForced("mixed-options")) return false;
+  if (mixed(before) || !mixed(ValuesOf(after)) || m_work.IsForced("mixed-options")) return false;
   m_work.Refuse(position,
                 {"mixed-options",
                  "with this line the block would have " + Quoted(Joined(after)) +

@@ -56,7 +56,7 @@ class WordLines {
   void StateNames(std::size_t position, bool may_wait);
   void StateOptions(std::size_t position, const Written& was);
   void JoinOptions(std::size_t position, Addition& addition);
-  bool RefuseMixed(std::size_t position, const Words& before, const Words& after);
+  bool RefuseMixed(std::size_t position, const Texts& before, const Words& after);
   void Take(std::size_t position, const WordDirectives::Outcome& outcome);
   void Changed(std::size_t position, const Positions& children);
 

@@ -118,7 +118,7 @@ class Reader {
 
   void ReadLine(Text& text) {
     const std::size_t end = std::min(text.text.find('\n', text.next), text.text.size());
-    const std::string line = text.text.substr(text.next, end - text.next);
+    std::string line = text.text.substr(text.next, end - text.next);
     text.next = std::min(end + 1, text.text.size());
     ++text.number;
     const auto first = std::find_if_not(line.begin(), line.end(), str::IsBlank);
@@ -130,7 +130,7 @@ class Reader {
     if (Template::IsImport(line)) {
       Import(line, place);
     } else {
-      m_result.lines.push_back({place, line});
+      m_result.lines.push_back({place, std::move(line)});
     }
   }
 

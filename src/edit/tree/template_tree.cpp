@@ -113,6 +113,7 @@ class Reader {
       RefuseTemplate(PlaceOf(odd.line), odd.what, "");
     }
     m_tree.blocks.emplace_back();
+    m_tree.lines.reserve(m_engine.items().size());
     for (const Template::TemplateActionItem& item : m_engine.items()) {
       ReadItem(item);
       if (m_open.size() > kDeepestBlocks) return NoTree();
