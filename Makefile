@@ -50,7 +50,7 @@ help:
 	@echo 'make cppcheck      run cppcheck over everything'
 	@echo 'make bench         time, memory and growth, beside other programs; QUICK=1 for a short run'
 	@echo 'make instructions  has any fixed request or edit become slower by a tenth'
-	@echo 'make growth        does any careful edit grow faster than its input'
+	@echo 'make growth        does any careful edit grow faster than its input; CACHES=1 for its cache misses'
 	@echo 'make docs          the pages in docs/ and the headers as a site, build/docs/site/index.html'
 	@echo 'make bench-python  what a request costs more from Python than in C++'
 	@echo 'make sdist         pack the source distribution of the Python package, build/sdist/*.tar.gz'
@@ -260,7 +260,7 @@ growth:
 	cmake/install-packages.sh $(BUILD_PACKAGES) libbenchmark-dev valgrind python3
 	cmake --preset bench
 	cmake --build --preset bench --target one_careful_edit
-	bench/instructions.py --growth build/bench
+	$(if $(CACHES),bench/caches.py build/bench bench/results,bench/instructions.py --growth build/bench)
 
 DOCS = build/docs/pages
 
