@@ -9,6 +9,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -603,6 +604,8 @@ qel_status qel_inspect(const char* dialect, size_t dialect_size, const char* con
     const tov_edit::InspectedText inspected(
         named ? bindings::KnownDialect(*named) : bindings::GuessedDialect(text), text,
         TextOf(name, name_size, "name"));
-    out.Set(report::InspectionJson(inspected));
+    std::string written;
+    report::WriteInspectionJson(inspected, [&](std::string_view piece) { written += piece; });
+    out.Set(written);
   });
 }
