@@ -384,6 +384,11 @@ FILE_PROGRAMS = [
         all_files_edited,
     ),
     Program(
+        "the update of all files alone",
+        lambda tools, task: [tools.bench("update_files"), "expires 30d;", "expires 60d;", *task.files],
+        all_files_edited,
+    ),
+    Program(
         "qeltemplate sites",
         lambda tools, task: [tools.qeltemplate, "sites", "--dialect", "nginx", task.main],
         all_sites_listed,

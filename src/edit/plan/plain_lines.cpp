@@ -19,30 +19,39 @@ bool PlainLines::IsPlain(std::size_t position) const {
 }
 
 Step PlainLines::StepOf(std::size_t position) {
-  if (!m_steps) {
-    std::vector<Move> moves;
-    Positions positions;
-    for (std::size_t i = 0; i < m_work.LineCount(); ++i) {
-      const TemplateLine& line = m_work.Line(i);
-      if (m_work.IsDone(i) || !IsPlain(i) || !StatesOther(line) || line.raw) continue;
-      moves.push_back(
-          {KeyOf(m_work.dialect(), line.was->words), KeyOf(m_work.dialect(), line.now->words),
-           m_work.FirstFreeLike(line.was) != kNoChild, m_work.FirstFreeLike(line.now) != kNoChild});
-      positions.push_back(i);
-    }
-    const std::vector<Step> steps = StepsOf(moves, [&](const Positions& circle) {
-      Positions children;
-      for (const std::size_t move : circle) {
-        const TemplateLine& line = m_work.Line(positions[move]);
-        children.push_back(m_work.FirstFreeLike(line.was));
-      }
-      return std::is_sorted(children.begin(), children.end());
-    });
-    m_steps.emplace();
-    for (std::size_t i = 0; i < moves.size(); ++i) m_steps->emplace(positions[i], steps[i]);
-  }
+  if (!m_steps) m_steps = AllSteps();
   const auto step = m_steps->find(position);
   return step == m_steps->end() ? Step::kAlone : step->second;
+}
+
+// A line that changes alone has none to change places with.
+std::map<std::size_t, Step> PlainLines::AllSteps() const {
+  Positions positions;
+  for (std::size_t i = 0; i < m_work.LineCount(); ++i) {
+    const TemplateLine& line = m_work.Line(i);
+    if (m_work.IsDone(i) || !IsPlain(i) || !StatesOther(line) || line.raw) continue;
+    positions.push_back(i);
+  }
+  if (positions.size() < 2) return {};
+  std::vector<Move> moves;
+  moves.reserve(positions.size());
+  for (const std::size_t position : positions) {
+    const TemplateLine& line = m_work.Line(position);
+    moves.push_back(
+        {KeyOf(m_work.dialect(), line.was->words), KeyOf(m_work.dialect(), line.now->words),
+         m_work.FirstFreeLike(line.was) != kNoChild, m_work.FirstFreeLike(line.now) != kNoChild});
+  }
+  const std::vector<Step> steps = StepsOf(moves, [&](const Positions& circle) {
+    Positions children;
+    for (const std::size_t move : circle) {
+      const TemplateLine& line = m_work.Line(positions[move]);
+      children.push_back(m_work.FirstFreeLike(line.was));
+    }
+    return std::is_sorted(children.begin(), children.end());
+  });
+  std::map<std::size_t, Step> by_position;
+  for (std::size_t i = 0; i < moves.size(); ++i) by_position.emplace(positions[i], steps[i]);
+  return by_position;
 }
 
 void PlainLines::ClaimOld(std::size_t position) {

@@ -42,6 +42,7 @@ class PlainLines {
  private:
   bool IsPlain(std::size_t position) const;
   Step StepOf(std::size_t position);
+  std::map<std::size_t, Step> AllSteps() const;
   void ClaimRaw(std::size_t position);
   std::unordered_set<std::string_view> RawLinesThere() const;
   std::size_t FirstComment(const WrittenPtr& written, bool claimed_too);

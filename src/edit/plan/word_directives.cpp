@@ -21,6 +21,12 @@ bool SameValues(const Words& a, const Words& b) {
                     [](const NewWord& x, const NewWord& y) { return x.value == y.value; });
 }
 
+bool HaveValues(const Words& words, const Texts& values) {
+  return std::equal(
+      words.begin(), words.end(), values.begin(), values.end(),
+      [](const NewWord& word, const std::string& value) { return word.value == value; });
+}
+
 // "+Indexes" and "-Indexes" without the sign; other words as they are.
 std::string WithoutSign(const std::string& word) {
   const bool sign = !word.empty() && (word.front() == '+' || word.front() == '-');
@@ -82,18 +88,32 @@ std::set<std::string> LowerArguments(const Written& written) {
   return words;
 }
 
-std::string NamedAddress(const Words& words, const std::string& address) {
-  return words.front().value + ' ' + address;
+std::string NamedAddress(const Texts& words, const std::string& address) {
+  return words.front() + ' ' + address;
+}
+
+std::string AllOf(const Texts& words) {
+  std::string all;
+  for (const std::string& word : words) (all += word) += '\0';
+  return all;
 }
 
 }  // namespace
 
 Words WordsOf(const Written& written) {
   Words words;
+  words.reserve(written.words.size());
   for (std::size_t i = 0; i < written.words.size(); ++i) {
     words.push_back({written.words[i], written.spelled[i]});
   }
   return words;
+}
+
+Texts ValuesOf(const Words& words) {
+  Texts values;
+  values.reserve(words.size());
+  for (const NewWord& word : words) values.push_back(word.value);
+  return values;
 }
 
 std::string Joined(const Words& words) {
@@ -103,9 +123,7 @@ std::string Joined(const Words& words) {
 }
 
 bool WordDirectives::Directive::IsChanged() const {
-  return !std::equal(
-      words.begin(), words.end(), before->begin(), before->end(),
-      [](const NewWord& word, const std::string& value) { return word.value == value; });
+  return !HaveValues(words, *before);
 }
 
 WordDirectives::WordDirectives(const Document& document, BlockId block,
@@ -115,40 +133,71 @@ WordDirectives::WordDirectives(const Document& document, BlockId block,
     const Child& child = *children[i];
     const Role role = child.IsDirective() ? RoleOf(m_dialect, child.values.front()) : Role::kPlain;
     if (role == Role::kPlain || (role == Role::kOptions && child.around != block)) continue;
-    Directive directive;
-    directive.child = i;
-    directive.words.reserve(child.values.size());
-    for (std::size_t word = 0; word < child.values.size(); ++word) {
-      directive.words.push_back(
-          {child.values[word], std::string(document.Bytes(child.words[word].bytes))});
-    }
-    directive.before = &child.values;
-    directive.stated.assign(directive.words.size(), false);
-    m_by_child.emplace(i, m_directives.size());
-    m_by_directive[NameKey(m_dialect, child.values.front())].push_back(m_directives.size());
-    for (std::size_t word = 1; role == Role::kNames && word < directive.words.size(); ++word) {
-      Named& named = m_by_name[Normal(directive.words[word].value)];
-      named.all.insert(m_directives.size());
-      named.free.insert(m_directives.size());
-    }
-    m_directives.push_back(std::move(directive));
-    m_addresses.emplace_back();
-    KeepAddress(m_directives.size() - 1);
+    m_directives.push_back(DirectiveOf(document, child, i));
   }
-  m_names.resize(m_directives.size());
+}
+
+WordDirectives::Directive WordDirectives::DirectiveOf(const Document& document, const Child& child,
+                                                      std::size_t position) {
+  Directive directive;
+  directive.child = position;
+  directive.words.reserve(child.values.size());
+  for (std::size_t word = 0; word < child.values.size(); ++word) {
+    directive.words.push_back(
+        {child.values[word], std::string(document.Bytes(child.words[word].bytes))});
+  }
+  directive.before = &child.values;
+  directive.stated.assign(directive.words.size(), false);
+  return directive;
+}
+
+std::size_t WordDirectives::NumberOf(const Directive& directive) const {
+  return static_cast<std::size_t>(&directive - m_directives.data());
+}
+
+std::optional<std::size_t> WordDirectives::NumberOfChild(std::size_t child) const {
+  const auto directive = std::lower_bound(
+      m_directives.begin(), m_directives.end(), child,
+      [](const Directive& each, std::size_t sought) { return each.child < sought; });
+  if (directive == m_directives.end() || directive->child != child) return std::nullopt;
+  return NumberOf(*directive);
+}
+
+WordDirectives::NameIndex& WordDirectives::ByName() {
+  if (m_by_name) return *m_by_name;
+  NameIndex& index = m_by_name.emplace();
+  index.words.resize(m_directives.size());
+  for (std::size_t number = 0; number < m_directives.size(); ++number) {
+    const Words& words = m_directives[number].words;
+    index.directives[NameKey(m_dialect, words.front().value)].push_back(number);
+    if (RoleOf(m_dialect, words.front().value) != Role::kNames) continue;
+    for (std::size_t word = 1; word < words.size(); ++word) {
+      Named& named = index.names[Normal(words[word].value)];
+      named.all.insert(number);
+      named.free.insert(number);
+    }
+  }
+  return index;
+}
+
+WordDirectives::AddressIndex& WordDirectives::ByAddress() {
+  if (m_by_address) return *m_by_address;
+  m_by_address.emplace().addresses.resize(m_directives.size());
+  for (std::size_t number = 0; number < m_directives.size(); ++number) KeepAddress(number);
+  return *m_by_address;
 }
 
 const WordDirectives::Directive* WordDirectives::Of(std::size_t child) const {
-  const auto directive = m_by_child.find(child);
-  return directive == m_by_child.end() ? nullptr : &m_directives[directive->second];
+  const auto number = NumberOfChild(child);
+  return number ? &m_directives[*number] : nullptr;
 }
 
 void WordDirectives::Take(std::size_t child) {
-  const auto directive = m_by_child.find(child);
-  if (directive == m_by_child.end()) return;
-  Directive& taken = m_directives[directive->second];
+  const auto number = NumberOfChild(child);
+  if (!number) return;
+  Directive& taken = m_directives[*number];
   taken.stated.assign(taken.words.size(), true);
-  KeepAddress(directive->second);
+  KeepAddress(*number);
 }
 
 bool WordDirectives::IsStated(const Directive& directive) {
@@ -179,8 +228,9 @@ std::string WordDirectives::Normal(const std::string& name) const {
 // The directives of a line's own name.
 WordDirectives::Pointers WordDirectives::Naming(const std::string& name) {
   Pointers own;
-  const auto known = m_by_directive.find(NameKey(m_dialect, name));
-  if (known == m_by_directive.end()) return own;
+  const NameIndex& index = ByName();
+  const auto known = index.directives.find(NameKey(m_dialect, name));
+  if (known == index.directives.end()) return own;
   for (const std::size_t number : known->second) own.push_back(&m_directives[number]);
   return own;
 }
@@ -192,7 +242,7 @@ bool WordDirectives::IsAlias(const Directive& directive, const std::string& name
 }
 
 WordDirectives::Names& WordDirectives::NamesOf(std::size_t number) {
-  Names& names = m_names[number];
+  Names& names = ByName().words[number];
   if (std::exchange(names.known, true)) return names;
   names.words.clear();
   const Words& words = m_directives[number].words;
@@ -219,8 +269,9 @@ std::optional<WordDirectives::Spot> WordDirectives::SpotOf(const std::string& di
                                                            bool aliases, const std::string& name,
                                                            bool stated_too) {
   const std::string normal = Normal(name);
-  const auto known = m_by_name.find(normal);
-  if (known == m_by_name.end()) return std::nullopt;
+  NameIndex& index = ByName();
+  const auto known = index.names.find(normal);
+  if (known == index.names.end()) return std::nullopt;
   Numbers& numbers = stated_too ? known->second.all : known->second.free;
   std::optional<Spot> alias;
   for (auto number = numbers.begin(); number != numbers.end();) {
@@ -246,13 +297,13 @@ void WordDirectives::Rename(const Spot& spot, const NewWord& word) {
   names.words[Normal(renamed.value)].erase(spot.word);
   renamed = word;
   names.words[Normal(word.value)].insert(spot.word);
-  m_by_name[Normal(word.value)].all.insert(number);
+  ByName().names[Normal(word.value)].all.insert(number);
 }
 
 void WordDirectives::AddName(Directive& directive, const NewWord& word) {
   const std::size_t number = NumberOf(directive);
   NamesOf(number).words[Normal(word.value)].insert(directive.words.size());
-  m_by_name[Normal(word.value)].all.insert(number);
+  ByName().names[Normal(word.value)].all.insert(number);
   Insert(directive, directive.words.size(), word);
 }
 
@@ -275,7 +326,7 @@ void WordDirectives::Erase(const Going& going) {
     }
     directive.words = std::move(left);
     directive.stated = std::move(stated);
-    m_names[number].known = false;
+    ByName().words[number].known = false;
   }
 }
 
@@ -284,9 +335,9 @@ void WordDirectives::Replace(Directive& directive, Words words) {
   const std::size_t number = NumberOf(directive);
   directive.words = std::move(words);
   directive.stated.assign(directive.words.size(), true);
-  m_names[number].known = false;
+  ByName().words[number].known = false;
   for (std::size_t i = 1; i < directive.words.size(); ++i) {
-    m_by_name[Normal(directive.words[i].value)].all.insert(number);
+    ByName().names[Normal(directive.words[i].value)].all.insert(number);
   }
 }
 
@@ -402,9 +453,7 @@ bool WordDirectives::ChangeName(const std::string& own, const Spot& spot, const 
 // All words of the one directive that fits become those of `now`.
 WordDirectives::Outcome WordDirectives::WholeFor(Pointers fitting, const Written& now) {
   const auto says_so = [&](const Directive* directive) {
-    Texts values;
-    for (const NewWord& word : directive->words) values.push_back(word.value);
-    Texts there = NamesIn(m_dialect, values);
+    Texts there = NamesIn(m_dialect, ValuesOf(directive->words));
     Texts wanted = NamesIn(m_dialect, now.words);
     std::sort(there.begin(), there.end());
     std::sort(wanted.begin(), wanted.end());
@@ -507,12 +556,6 @@ std::vector<std::size_t> WordDirectives::RemoveNames(const Written& written) {
 
 // --- Addresses ---
 
-std::string WordDirectives::Address(const Words& words) {
-  Texts values;
-  for (const NewWord& word : words) values.push_back(word.value);
-  return tov_document::ListenAddress(values);
-}
-
 // Whether they have one address, whatever the transport.
 bool WordDirectives::SameHost(const Words& a, const Words& b) const {
   return tov_document::NormalAddress(m_dialect, a[1].value) ==
@@ -520,37 +563,39 @@ bool WordDirectives::SameHost(const Words& a, const Words& b) const {
 }
 
 // The directives with the name and the address of `words`.
-std::vector<std::size_t> WordDirectives::WithAddress(const Words& words) const {
+std::vector<std::size_t> WordDirectives::WithAddress(const Texts& words) {
   std::vector<std::size_t> found;
   if (words.size() < 2) return found;
-  const std::string address = Address(words);
-  const auto known = m_by_address.find(address);
-  if (known == m_by_address.end()) return found;
-  for (const std::size_t number : known->second) {
-    const Words& others = m_directives[number].words;
-    const bool same = others.size() > 1 && others.front().value == words.front().value &&
-                      m_addresses[number] == address;
-    if (same) found.push_back(number);
-  }
+  const std::string address = tov_document::ListenAddress(words);
+  const std::string key = NamedAddress(words, address);
+  const auto kept = [&](bool stated) -> const Numbers& {
+    static const Numbers none;
+    const auto& listens = ListensOf(stated).by_address;
+    const auto known = listens.find(key);
+    return known == listens.end() ? none : known->second;
+  };
+  const Numbers& free = kept(false);
+  const Numbers& stated = kept(true);
+  std::set_union(free.begin(), free.end(), stated.begin(), stated.end(), std::back_inserter(found));
+  const auto is_other = [&](std::size_t number) {
+    return m_directives[number].words.size() < 2 || ByAddress().addresses[number] != address;
+  };
+  found.erase(std::remove_if(found.begin(), found.end(), is_other), found.end());
   return found;
 }
 
 // The directive has words, or stated ones, that it had not.
 void WordDirectives::KeepAddress(std::size_t number) {
+  if (!m_by_address) return;
   const Directive& directive = m_directives[number];
   if (RoleOf(m_dialect, directive.words.front().value) != Role::kAddress) return;
-  m_addresses[number] = Address(directive.words);
-  m_by_address[m_addresses[number]].insert(number);
-  if (directive.words.size() < 2) return;
-  Listens& listens = m_listens.at(directive.stated[1] ? 1 : 0);
-  listens.by_address[NamedAddress(directive.words, m_addresses[number])].insert(number);
-  listens.by_words[AllOf(directive.words)].insert(number);
-}
-
-std::string WordDirectives::AllOf(const Words& words) {
-  std::string all;
-  for (const NewWord& word : words) (all += word.value) += '\0';
-  return all;
+  const Texts words = ValuesOf(directive.words);
+  std::string& address = m_by_address->addresses[number];
+  address = tov_document::ListenAddress(words);
+  if (words.size() < 2) return;
+  Listens& listens = ListensOf(directive.stated[1]);
+  listens.by_address[NamedAddress(words, address)].insert(number);
+  listens.by_words[AllOf(words)].insert(number);
 }
 
 // The first one that still is what it is kept as; others are not kept any longer.
@@ -571,16 +616,17 @@ WordDirectives::Directive* WordDirectives::FirstListen(
 
 // The directive with the address of `written`, the one with all its words first.
 WordDirectives::Directive* WordDirectives::ListenOn(const Written& written, bool stated) {
-  const Words wanted = WordsOf(written);
+  const Texts& wanted = written.words;
   if (wanted.size() < 2) return nullptr;
-  Listens& listens = m_listens.at(stated ? 1 : 0);
+  AddressIndex& index = ByAddress();
+  Listens& listens = ListensOf(stated);
   const auto says_all = [&](std::size_t number) {
-    return SameValues(m_directives[number].words, wanted);
+    return HaveValues(m_directives[number].words, wanted);
   };
   Directive* const same = FirstListen(listens.by_words, AllOf(wanted), stated, says_all);
   if (same != nullptr) return same;
-  const std::string address = Address(wanted);
-  const auto has_address = [&](std::size_t number) { return m_addresses[number] == address; };
+  const std::string address = tov_document::ListenAddress(wanted);
+  const auto has_address = [&](std::size_t number) { return index.addresses[number] == address; };
   return FirstListen(listens.by_address, NamedAddress(wanted, address), stated, has_address);
 }
 
@@ -593,8 +639,8 @@ std::optional<std::size_t> WordDirectives::WordOf(const Directive& directive,
 }
 
 // Whether a directive has the address and all other words.
-bool WordDirectives::SaysAddress(const Written& written) const {
-  const std::vector<std::size_t> numbers = WithAddress(WordsOf(written));
+bool WordDirectives::SaysAddress(const Written& written) {
+  const std::vector<std::size_t> numbers = WithAddress(written.words);
   return std::any_of(numbers.begin(), numbers.end(), [&](std::size_t number) {
     return std::all_of(written.words.begin() + 2, written.words.end(),
                        [&](const std::string& word) { return WordOf(m_directives[number], word); });
@@ -602,11 +648,12 @@ bool WordDirectives::SaysAddress(const Written& written) const {
 }
 
 std::vector<Step> WordDirectives::StepsOfAddresses(const std::vector<Line>& lines) {
+  if (lines.size() < 2) return std::vector<Step>(lines.size(), Step::kAlone);
   std::vector<Move> moves;
   moves.reserve(lines.size());
   for (const Line& line : lines) {
     moves.push_back(
-        {Address(WordsOf(*line.was)), Address(WordsOf(*line.now)),
+        {tov_document::ListenAddress(line.was->words), tov_document::ListenAddress(line.now->words),
          ListenOn(*line.was, false) != nullptr,
          ListenOn(*line.now, false) != nullptr || ListenOn(*line.now, true) != nullptr});
   }
@@ -703,15 +750,18 @@ WordDirectives::Outcome WordDirectives::StateAllOptions(const Written* was, cons
 }
 
 std::vector<std::size_t> WordDirectives::RemoveAddress(const Written& written) {
-  const Words wanted = WordsOf(written);
+  const Texts& wanted = written.words;
+  const auto is_wanted = [&wanted](const NewWord& word) {
+    return std::find(wanted.begin(), wanted.end(), word.value) != wanted.end();
+  };
   std::vector<std::size_t> changed;
   if (!m_removed.insert(AllOf(wanted)).second) return changed;
   for (const std::size_t number : WithAddress(wanted)) {
     Directive& directive = m_directives[number];
     const std::size_t before = directive.words.size();
     for (std::size_t i = directive.words.size(); i-- > 1;) {
-      const bool goes = !directive.stated[1] || (i > 1 && !directive.stated[i] &&
-                                                 HasWord(wanted, directive.words[i].value));
+      const bool goes =
+          !directive.stated[1] || (i > 1 && !directive.stated[i] && is_wanted(directive.words[i]));
       if (goes) Erase(directive, i);
     }
     if (directive.words.size() == before) continue;

@@ -28,6 +28,9 @@ using Words = std::vector<NewWord>;
 // Those of a line of a template.
 Words WordsOf(const Written& written);
 
+// What they are to the server.
+Texts ValuesOf(const Words& words);
+
 // The directive that they are, as the template spells them.
 std::string Joined(const Words& words);
 
@@ -122,11 +125,6 @@ class WordDirectives {
   using Pointers = std::vector<Directive*>;
   using Numbers = std::set<std::size_t>;
 
-  struct Listens {
-    std::unordered_map<std::string, Numbers> by_address;
-    std::unordered_map<std::string, Numbers> by_words;
-  };
-
   // The directives with a name.
   struct Named {
     Numbers all;
@@ -139,10 +137,34 @@ class WordDirectives {
     std::unordered_map<std::string, std::set<std::size_t>> words;
   };
 
+  // By the names that directives have, or had: what becomes of one is looked at when it is found.
+  struct NameIndex {
+    std::unordered_map<std::string, std::vector<std::size_t>> directives;  // by NameKey
+    std::unordered_map<std::string, Named> names;
+    std::vector<Names> words;  // by directives
+  };
+
+  struct Listens {
+    std::unordered_map<std::string, Numbers> by_address;  // by the name and the address
+    std::unordered_map<std::string, Numbers> by_words;
+  };
+
+  // The same by addresses. Those that a line of the template has stated are apart from those that
+  // none has.
+  struct AddressIndex {
+    std::vector<std::string> addresses;  // by directives
+    std::array<Listens, 2> listens;
+  };
+
   // Words that go when all is found: to take one out of many moves all behind it.
   using Going = std::map<std::size_t, std::set<std::size_t>>;  // words by directives
 
-  std::size_t NumberOf(const Directive& directive) const { return m_by_child.at(directive.child); }
+  static Directive DirectiveOf(const Document& document, const Child& child, std::size_t position);
+  std::size_t NumberOf(const Directive& directive) const;
+  std::optional<std::size_t> NumberOfChild(std::size_t child) const;
+  NameIndex& ByName();
+  AddressIndex& ByAddress();
+  Listens& ListensOf(bool stated) { return ByAddress().listens.at(stated ? 1 : 0); }
   Pointers Naming(const std::string& name);
   bool IsAlias(const Directive& directive, const std::string& name) const;
   Names& NamesOf(std::size_t number);
@@ -154,9 +176,8 @@ class WordDirectives {
   void Drop(const Spot& spot, Going& going);
   void Erase(const Going& going);
   void Replace(Directive& directive, Words words);
-  std::vector<std::size_t> WithAddress(const Words& words) const;
+  std::vector<std::size_t> WithAddress(const Texts& words);
   void KeepAddress(std::size_t number);
-  static std::string AllOf(const Words& words);
   Directive* FirstListen(std::unordered_map<std::string, Numbers>& listens, const std::string& key,
                          bool stated, const std::function<bool(std::size_t)>& fits);
   Directive* ListenOn(const Written& written, bool stated);
@@ -166,12 +187,11 @@ class WordDirectives {
   std::optional<Spot> SpotOfName(const Line& line, const std::string& name, bool stated_too);
   bool ChangeName(const std::string& own, const Spot& spot, const std::string& was,
                   const std::optional<NewWord>& wanted, Step step, Going& going);
-  bool SaysAddress(const Written& written) const;
+  bool SaysAddress(const Written& written);
   Outcome WholeFor(Pointers fitting, const Written& now);
   static Outcome SeveralOf(const Pointers& directives);
   Outcome WholeBesideStated(const Pointers& fitting, const Written& now);
   std::string Normal(const std::string& name) const;
-  static std::string Address(const Words& words);
   bool SameHost(const Words& a, const Words& b) const;
   static void ReplaceOptions(Directive& directive, const Written& was, const Words& wanted);
   static bool IsStated(const Directive& directive);
@@ -181,22 +201,12 @@ class WordDirectives {
   static Outcome OutcomeOf(const Directive& directive, bool changed);
 
   Dialect m_dialect;
-  std::vector<Directive> m_directives;
-  std::unordered_map<std::size_t, std::size_t> m_by_child;
+  std::vector<Directive> m_directives;  // in the order of the children
+  std::set<std::string> m_removed;      // lines that are not taken, and have had their turn
 
-  // By addresses, or names, that they have, or had: what becomes of one is looked at when it is
-  // found.
-  std::unordered_map<std::string, std::set<std::size_t>> m_by_address;
-  std::unordered_map<std::string, Named> m_by_name;
-  std::vector<std::string> m_addresses;  // by directives
-
-  // Those with an address that no line of the template has stated, and those with a stated one: by
-  // the name and the address, and by all words.
-  std::array<Listens, 2> m_listens;
-
-  std::unordered_map<std::string, std::vector<std::size_t>> m_by_directive;  // by NameKey
-  std::set<std::string> m_removed;  // lines that are not taken, and have had their turn
-  std::vector<Names> m_names;       // by directives
+  // Each is made for the first line that asks for it.
+  std::optional<NameIndex> m_by_name;
+  std::optional<AddressIndex> m_by_address;
 };
 
 }  // namespace tov_edit

@@ -19,12 +19,6 @@ Texts NameAndAddress(const Written& written) {
   return {written.words.front(), tov_document::ListenAddress(written.words)};
 }
 
-Texts ValuesOf(const Words& words) {
-  Texts values;
-  for (const NewWord& word : words) values.push_back(word.value);
-  return values;
-}
-
 }  // namespace
 
 // Taken ones with their full text, which are still to be settled.
