@@ -257,7 +257,7 @@ instructions:
 	bench/instructions.py build/bench
 
 growth:
-	cmake/install-packages.sh $(BUILD_PACKAGES) libbenchmark-dev valgrind python3
+	cmake/install-packages.sh $(BUILD_PACKAGES) libbenchmark-dev valgrind python3 $(if $(CACHES),python3-scipy)
 	cmake --preset bench
 	cmake --build --preset bench --target one_careful_edit
 	$(if $(CACHES),bench/caches.py build/bench bench/results,bench/instructions.py --growth build/bench)

@@ -1,15 +1,16 @@
 #!/usr/bin/python3 -B
 # SPDX-License-Identifier: Apache-2.0
 
-"""Why careful edits grow by time as they do: how much of it instructions and cache misses explain.
+"""Why careful edits grow by time as they do: how much of it instructions and misses explain.
 
     caches.py BUILD_DIR RESULTS_DIR
 
-Counts for each careful edit of 1,000 and of 10,000 parts, and for its floor, instructions and misses
-of two caches under callgrind, in a second round: in memory that was used before, as in the benchmark.
-The times are those of results.json. A growth by time is explained when it is that of the instructions
-and what the misses take that come on top. The time of a miss is one figure for all edits: that by
-which the shares that stay unexplained are least in their squares.
+Counts for each careful edit of 1,000 and of 10,000 parts, and for its floor, under callgrind:
+instructions, misses of two caches, and misses of two tables of pages; in a second round, so in
+memory that was used before, as in the benchmark. The times are those of results.json. A growth by
+time is explained when it is that of the instructions and what the misses take that come on top. The
+time of a miss is one figure for all edits: that by which the shares that stay unexplained are least
+in their squares.
 """
 import argparse
 import json
@@ -18,14 +19,17 @@ import re
 import subprocess
 import sys
 from concurrent.futures import ThreadPoolExecutor
-from dataclasses import dataclass
 from pathlib import Path
+
+from scipy.optimize import nnls
 
 SIZES = (1000, 10000)
 
-# Size, ways, bytes of a line: what stands in a processor of today for each of its cores.
-FIRST_LEVEL = "49152,12,64"
-LAST_LEVEL = "2097152,16,64"
+# What stands in a processor of today for each of its cores: size, ways, bytes of a line. A table of
+# pages is a cache whose lines are pages: these have room for 64 and for 2,048.
+CACHES = ("49152,12,64", "2097152,16,64")
+PAGES = ("262144,4,4096", "8388608,16,4096")
+KINDS = ("48 KiB", "2 MiB", "64 pages", "2,048 pages")
 
 # By how much an explained growth may be wrong.
 CLOSE = 0.15
@@ -33,10 +37,10 @@ CLOSE = 0.15
 PREFIXES = {"again": "careful: ", "floor": "careful floor: "}
 
 
-def counts(build, case, size, what):
-    """Instructions, misses of the first level, misses of the last one: of data."""
+def misses(build, case, size, what, levels):
+    """Instructions, and the misses of two levels: of data."""
     command = ["valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null"]
-    command += ["--cache-sim=yes", f"--D1={FIRST_LEVEL}", f"--LL={LAST_LEVEL}"]
+    command += ["--cache-sim=yes", f"--D1={levels[0]}", f"--LL={levels[1]}"]
     command += ["--toggle-collect=bench::Run*", str(build / "bench" / "one_careful_edit")]
     run = subprocess.run([*command, *case, str(size), what], capture_output=True, text=True)
     collected = re.search(r"Collected : ([\d ]+)", run.stderr)
@@ -46,6 +50,13 @@ def counts(build, case, size, what):
     events = [int(count) for count in collected.group(1).split()]
     events += [0] * (9 - len(events))
     return events[0], events[4] + events[5], events[7] + events[8]
+
+
+def counts(build, case, size, what):
+    """Instructions, then misses in the order of KINDS."""
+    instructions, *of_caches = misses(build, case, size, what, CACHES)
+    _, *of_pages = misses(build, case, size, what, PAGES)
+    return instructions, *of_caches, *of_pages
 
 
 def all_counts(build, times):
@@ -67,77 +78,65 @@ def read_times(results):
     return times
 
 
-def growths(values):
-    """How much more ten times as much takes, by cases and what."""
-    return {
-        (case, what): values[case, SIZES[1], what] / value
-        for (case, size, what), value in values.items()
-        if size == SIZES[0] and (case, SIZES[1], what) in values
-    }
-
-
-@dataclass
 class Step:
     """From 1,000 to 10,000 parts: two growths, and what they leave open."""
 
-    instructions: float
-    time: float
-    misses: float  # those that are more than grow with the instructions, for a ms of the less time
+    def __init__(self, less, more, times):
+        self.instructions = more[0] / less[0]
+        self.time = times[1] / times[0]
+        # Those that are more than grow with the instructions, for a ms of the less time.
+        self.misses = [(b - self.instructions * a) / times[0] for a, b in zip(less[1:], more[1:])]
 
-    def explained(self, milliseconds):
-        """The growth by time if a miss takes so long, and an instruction what it took before."""
-        return self.instructions + milliseconds * self.misses
+    def explained(self, costs):
+        """The growth by time if misses take so many ms, and an instruction what it took before."""
+        return self.instructions + sum(cost * count for cost, count in zip(costs, self.misses))
 
-
-def steps_of(counted, times, kind):
-    instructions = growths({key: count[0] for key, count in counted.items()})
-    by_time = growths(times)
-    steps = {}
-    for (case, what), growth in instructions.items():
-        less, more = (counted[case, size, what][kind] for size in SIZES)
-        misses = (more - growth * less) / times[case, SIZES[0], what]
-        steps[case, what] = Step(growth, by_time[case, what], misses)
-    return steps
+    def is_explained(self, costs):
+        return abs(self.explained(costs) / self.time - 1) <= CLOSE
 
 
-def is_close(growth, step):
-    return abs(growth / step.time - 1) <= CLOSE
-
-
-def cost_of(steps):
-    """The milliseconds of a miss by which the shares that are missed are least in their squares."""
-    pairs = [(step.misses / step.time, 1 - step.instructions / step.time) for step in steps]
-    return max(0, sum(x * y for x, y in pairs) / sum(x * x for x, _ in pairs))
+def costs_of(steps, kinds):
+    """The ms of a miss of each kind: 0 where it is not among `kinds`, or explains nothing more."""
+    shares = [[step.misses[kind] / step.time for kind in kinds] for step in steps]
+    open_shares = [1 - step.instructions / step.time for step in steps]
+    costs = [0.0] * len(KINDS)
+    for kind, cost in zip(kinds, nnls(shares, open_shares)[0]):
+        costs[kind] = cost
+    return costs
 
 
 def show(counted, times):
-    print("growth by time of the edits that is explained:")
-    for kind, name in ((2, "the last level"), (1, "the first level")):
-        steps = steps_of(counted, times, kind)
-        edits = [step for (_, what), step in steps.items() if what == "again"]
-        cost = cost_of(edits)
-        alone = sum(is_close(step.instructions, step) for step in edits)
-        both = sum(is_close(step.explained(cost), step) for step in edits)
+    """What is explained, by each kind of misses and by all of them."""
+    steps = {}
+    for case, size, what in counted:
+        keys = [(case, each, what) for each in SIZES]
+        if size == SIZES[0] and keys[1] in counted:
+            steps[case, what] = Step(*(counted[key] for key in keys), [times[key] for key in keys])
+    edits = {case: step for (case, what), step in steps.items() if what == "again"}
+
+    def show_kinds(name, costs):
+        explained = sum(step.is_explained(costs) for step in edits.values())
+        taken = [f"{cost * 1e6:.1f} ns, {kind}" for kind, cost in zip(KINDS, costs) if cost]
+        print(f"  {name}: {explained} of {len(edits)}", *(f"({each})" for each in taken))
+
+    print(f"growth by time of the edits that is explained to {CLOSE:.0%}:")
+    show_kinds("by instructions alone", [0.0] * len(KINDS))
+    for kind, name in enumerate(KINDS):
+        show_kinds(f"with misses of {name}", costs_of(edits.values(), [kind]))
+    costs = costs_of(edits.values(), range(len(KINDS)))
+    show_kinds("with all of them", costs)
+    head = f"{'the edit / its floor':36} instructions           time  explained  misses by the edit"
+    print(f"\n{head}")
+    for case, step in edits.items():
+        floor = steps[case, "floor"]
+        by_size = [counted[case, size, "again"][1:] for size in SIZES]
         print(
-            f"  by instructions alone {alone} of {len(edits)}, with misses of {name} {both}"
-            f" ({cost * 1e6:.1f} ns each)"
+            f"{', '.join(case):36}",
+            f"{step.instructions:5.1f} / {floor.instructions:5.1f}",
+            f"{step.time:5.1f} / {floor.time:5.1f}",
+            f"{step.explained(costs):6.1f}{'' if step.is_explained(costs) else ' no':3}",
+            *(f"{count:>11,}" for counts_of_kind in zip(*by_size) for count in counts_of_kind),
         )
-    print(f"\n{'the edit / its floor':36} instructions           time  first-level misses  explained")
-    for case, what in steps:
-        if what == "again":
-            show_case(case, steps, counted, cost)
-
-
-def show_case(case, steps, counted, cost):
-    pair = [steps[case, what] for what in PREFIXES]
-    misses = [counted[case, size, "again"][1] for size in SIZES]
-    print(
-        f"{', '.join(case):36}",
-        " / ".join(f"{step.instructions:5.1f}" for step in pair),
-        " / ".join(f"{step.time:5.1f}" for step in pair),
-        f"{misses[0]:>9,} {misses[1]:>11,}",
-        f"{pair[0].explained(cost):6.1f}{'' if is_close(pair[0].explained(cost), pair[0]) else ' no'}",
-    )
 
 
 def main():

@@ -8,7 +8,7 @@
 
 #include <cerrno>
 #include <cstddef>
-#include <cstdint>
+#include <memory>
 #include <string>
 
 namespace tov_text {
@@ -22,12 +22,12 @@ inline void ReserveAhead(std::string& text, std::size_t size) {
   text.reserve(size);
 #ifdef MADV_POPULATE_WRITE
   if (size < kLong) return;
-  const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
-  const auto begin = reinterpret_cast<std::uintptr_t>(text.data());
-  const std::uintptr_t first = (begin + page - 1) / page * page;
-  const std::uintptr_t last = (begin + size) / page * page;
+  const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  void* first = text.data();
+  std::size_t room = size;
+  if (std::align(page, page, first, room) == nullptr) return;
   const int error = errno;
-  madvise(reinterpret_cast<void*>(first), last - first, MADV_POPULATE_WRITE);
+  madvise(first, room / page * page, MADV_POPULATE_WRITE);
   errno = error;
 #endif
 }
