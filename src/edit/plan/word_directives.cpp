@@ -182,9 +182,10 @@ WordDirectives::NameIndex& WordDirectives::ByName() {
 
 WordDirectives::AddressIndex& WordDirectives::ByAddress() {
   if (m_by_address) return *m_by_address;
-  m_by_address.emplace().addresses.resize(m_directives.size());
-  for (std::size_t number = 0; number < m_directives.size(); ++number) KeepAddress(number);
-  return *m_by_address;
+  AddressIndex& index = m_by_address.emplace();
+  index.addresses.resize(m_directives.size());
+  for (std::size_t number = 0; number < m_directives.size(); ++number) KeepAddress(number, index);
+  return index;
 }
 
 const WordDirectives::Directive* WordDirectives::Of(std::size_t child) const {
@@ -568,9 +569,10 @@ std::vector<std::size_t> WordDirectives::WithAddress(const Texts& words) {
   if (words.size() < 2) return found;
   const std::string address = tov_document::ListenAddress(words);
   const std::string key = NamedAddress(words, address);
+  AddressIndex& index = ByAddress();
   const auto kept = [&](bool stated) -> const Numbers& {
     static const Numbers none;
-    const auto& listens = ListensOf(stated).by_address;
+    const auto& listens = index.Of(stated).by_address;
     const auto known = listens.find(key);
     return known == listens.end() ? none : known->second;
   };
@@ -578,7 +580,7 @@ std::vector<std::size_t> WordDirectives::WithAddress(const Texts& words) {
   const Numbers& stated = kept(true);
   std::set_union(free.begin(), free.end(), stated.begin(), stated.end(), std::back_inserter(found));
   const auto is_other = [&](std::size_t number) {
-    return m_directives[number].words.size() < 2 || ByAddress().addresses[number] != address;
+    return m_directives[number].words.size() < 2 || index.addresses[number] != address;
   };
   found.erase(std::remove_if(found.begin(), found.end(), is_other), found.end());
   return found;
@@ -586,14 +588,17 @@ std::vector<std::size_t> WordDirectives::WithAddress(const Texts& words) {
 
 // The directive has words, or stated ones, that it had not.
 void WordDirectives::KeepAddress(std::size_t number) {
-  if (!m_by_address) return;
+  if (m_by_address) KeepAddress(number, *m_by_address);
+}
+
+void WordDirectives::KeepAddress(std::size_t number, AddressIndex& index) const {
   const Directive& directive = m_directives[number];
   if (RoleOf(m_dialect, directive.words.front().value) != Role::kAddress) return;
   const Texts words = ValuesOf(directive.words);
-  std::string& address = m_by_address->addresses[number];
+  std::string& address = index.addresses[number];
   address = tov_document::ListenAddress(words);
   if (words.size() < 2) return;
-  Listens& listens = ListensOf(directive.stated[1]);
+  Listens& listens = index.Of(directive.stated[1]);
   listens.by_address[NamedAddress(words, address)].insert(number);
   listens.by_words[AllOf(words)].insert(number);
 }
@@ -619,7 +624,7 @@ WordDirectives::Directive* WordDirectives::ListenOn(const Written& written, bool
   const Texts& wanted = written.words;
   if (wanted.size() < 2) return nullptr;
   AddressIndex& index = ByAddress();
-  Listens& listens = ListensOf(stated);
+  Listens& listens = index.Of(stated);
   const auto says_all = [&](std::size_t number) {
     return HaveValues(m_directives[number].words, wanted);
   };

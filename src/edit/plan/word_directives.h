@@ -152,6 +152,8 @@ class WordDirectives {
   // The same by addresses. Those that a line of the template has stated are apart from those that
   // none has.
   struct AddressIndex {
+    Listens& Of(bool stated) { return listens.at(stated ? 1 : 0); }
+
     std::vector<std::string> addresses;  // by directives
     std::array<Listens, 2> listens;
   };
@@ -164,7 +166,6 @@ class WordDirectives {
   std::optional<std::size_t> NumberOfChild(std::size_t child) const;
   NameIndex& ByName();
   AddressIndex& ByAddress();
-  Listens& ListensOf(bool stated) { return ByAddress().listens.at(stated ? 1 : 0); }
   Pointers Naming(const std::string& name);
   bool IsAlias(const Directive& directive, const std::string& name) const;
   Names& NamesOf(std::size_t number);
@@ -177,6 +178,7 @@ class WordDirectives {
   void Erase(const Going& going);
   void Replace(Directive& directive, Words words);
   std::vector<std::size_t> WithAddress(const Texts& words);
+  void KeepAddress(std::size_t number, AddressIndex& index) const;
   void KeepAddress(std::size_t number);
   Directive* FirstListen(std::unordered_map<std::string, Numbers>& listens, const std::string& key,
                          bool stated, const std::function<bool(std::size_t)>& fits);
