@@ -57,8 +57,8 @@ std::optional<Reading> HeadOf(const Document& document) {
   return ReadingOf(document, document.HeadWords(1), Kind::kOpening);
 }
 
-std::optional<Reading> DirectiveOf(const Document& document) {
-  for (const Node& node : document.Nodes(tov_document::kWholeText)) {
+std::optional<Reading> DirectiveOf(const Document& document, const std::vector<Node>& nodes) {
+  for (const Node& node : nodes) {
     if (node.kind != NodeKind::kDirective) continue;
     return ReadingOf(document, document.Words(node), Kind::kDirective);
   }
@@ -69,8 +69,9 @@ std::optional<Reading> Read(Dialect dialect, const std::string& text) {
   const bool apache = dialect == Dialect::kApache;
   if (apache && !text.empty() && text.back() == '\\') return std::nullopt;
   const Document document(dialect, text);
-  if (CountOf(document.Nodes(tov_document::kWholeText)) != 1) return std::nullopt;
-  if (!document.error()) return DirectiveOf(document);
+  const std::vector<Node> nodes = document.Nodes(tov_document::kWholeText);
+  if (CountOf(nodes) != 1) return std::nullopt;
+  if (!document.error()) return DirectiveOf(document, nodes);
   if (document.error()->problem == Problem::kUnclosedBlock) return HeadOf(document);
   if (!apache || document.error()->problem != Problem::kUnclosedCode) return std::nullopt;
   // What stands in a macro is read when the macro ends.
