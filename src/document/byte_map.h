@@ -47,14 +47,6 @@ using Letters = AnyOf<Range<'a', 'z'>, Range<'A', 'Z'>>;
 // How many bytes a mask is for: the bit of the first one is the lowest.
 inline constexpr std::size_t kMaskSize = 64;
 
-// A bit for each of `count` bytes that are in `Set`.
-template <class Set>
-std::uint64_t PartMask(const char* bytes, std::size_t count) {
-  std::uint64_t mask = 0;
-  for (std::size_t i = 0; i < count; ++i) mask |= std::uint64_t{Set::Has(bytes[i])} << i;
-  return mask;
-}
-
 inline std::size_t LowestBit(std::uint64_t bits) {
   return static_cast<std::size_t>(__builtin_ctzll(bits));
 }
@@ -139,10 +131,20 @@ template <class Set>
 
 template <class Set>
 std::uint64_t WholeMask(const char* bytes) {
-  return PartMask<Set>(bytes, kMaskSize);
+  std::uint64_t mask = 0;
+  for (std::size_t i = 0; i < kMaskSize; ++i) mask |= std::uint64_t{Set::Has(bytes[i])} << i;
+  return mask;
 }
 
 #endif
+
+// A bit for each of `count` bytes, fewer than kMaskSize, that are in `Set`.
+template <class Set>
+std::uint64_t PartMask(const char* bytes, std::size_t count) {
+  std::array<char, kMaskSize> padded = {};
+  std::copy_n(bytes, count, padded.begin());
+  return WholeMask<Set>(padded.data()) & ((std::uint64_t{1} << count) - 1);
+}
 
 // The bytes of a text that decide ("stops") and those that are no blanks, from its front to its
 // back. `Classes` says which they are, by the sets Stops and Blanks.

@@ -35,8 +35,11 @@ void ExpectMasksOf(const std::string& bytes) {
   for (std::size_t i = 0; i < kMaskSize; ++i) {
     expected |= std::uint64_t{Set::Has(bytes[i])} << i;
   }
-  EXPECT_EQ(PartMask<Set>(bytes.data(), kMaskSize), expected);
   EXPECT_EQ(WholeMask<Set>(bytes.data()), expected);
+  for (std::size_t count = 0; count < kMaskSize; ++count) {
+    const std::uint64_t own = (std::uint64_t{1} << count) - 1;
+    EXPECT_EQ(PartMask<Set>(bytes.data(), count), expected & own);
+  }
 }
 
 #ifdef __SSE2__
