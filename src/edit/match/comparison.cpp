@@ -30,9 +30,16 @@ bool SaysName(Dialect dialect, std::string_view name) {
 namespace {
 
 // nginx reads "location = /x" and "location =/x" alike.
+void AppendArguments(const Texts& words, std::string& joined) {
+  std::size_t size = joined.size();
+  for (std::size_t i = 1; i < words.size(); ++i) size += words[i].size();
+  joined.reserve(size);
+  for (std::size_t i = 1; i < words.size(); ++i) joined += words[i];
+}
+
 std::string JoinedArguments(const Texts& words) {
   std::string joined;
-  for (std::size_t i = 1; i < words.size(); ++i) joined += words[i];
+  AppendArguments(words, joined);
   return joined;
 }
 
@@ -54,7 +61,7 @@ std::string PathOfLocation(Dialect dialect, const Texts& words) {
 }
 
 bool IsIf(Dialect dialect, const Texts& words) {
-  return dialect == Dialect::kNginx && !words.empty() && words.front() == "if";
+  return dialect == Dialect::kNginx && !words.empty() && std::string_view(words.front()) == "if";
 }
 
 // nginx takes the parentheses off a condition, and blanks may stand inside of them. `whole`: the
@@ -147,18 +154,29 @@ std::string NameKey(Dialect dialect, const std::string& name) {
   return dialect == Dialect::kApache ? tov_document::Lower(name) : name;
 }
 
+namespace {
+
 // The name, and all arguments as one text: how a location's sign is cut off makes no difference.
+std::string JoinedKey(Dialect dialect, const Texts& words) {
+  std::string key = NameKey(dialect, words.front());
+  key += '\0';
+  AppendArguments(words, key);
+  return key;
+}
+
+}  // namespace
+
 std::string KeyOf(Dialect dialect, const Texts& words) {
   if (words.empty()) return std::string();
-  return NameKey(dialect, words.front()) + '\0' +
-         JoinedArguments(HasManySpellings(dialect, words) ? OneSpelling(dialect, words) : words);
+  if (HasManySpellings(dialect, words)) return JoinedKey(dialect, OneSpelling(dialect, words));
+  return JoinedKey(dialect, words);
 }
 
 std::string KeyOf(Dialect dialect, const Beginning& beginning) {
   // Without a whole word it is the name that begins so.
   if (beginning.words.empty()) return NameKey(dialect, beginning.next);
   const Beginning one = OneSpelling(dialect, beginning);
-  return NameKey(dialect, one.words.front()) + '\0' + JoinedArguments(one.words) + one.next;
+  return JoinedKey(dialect, one.words) + one.next;
 }
 
 bool IsVirtualHost(Dialect dialect, std::string_view name) {
