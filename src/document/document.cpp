@@ -38,8 +38,10 @@ Document::Document(Dialect dialect, std::string_view text, Marks marks)
 // --- Looking into a block ---
 
 std::vector<Node> Document::Nodes(BlockId block) const {
+  constexpr std::size_t kMost = 16;  // as a rule
   const Block& read = m_blocks[block];
   std::vector<Node> nodes;
+  nodes.reserve(kMost);
   if (read.reading == Body::kOpaque) {
     if (!read.body().empty()) nodes.push_back({NodeKind::kOpaque, read.body(), kWholeText});
   } else if (m_dialect == Dialect::kNginx) {
@@ -67,7 +69,9 @@ std::vector<Mark> Document::Identifying(BlockId block) const {
 // --- Words ---
 
 void Document::ReadWords(Span directive, std::vector<Word>& words) const {
+  constexpr std::size_t kMost = 4;  // as a rule
   words.clear();
+  words.reserve(kMost);
   if (m_dialect == Dialect::kNginx) {
     NginxWords(m_text, directive, words);
   } else {
@@ -76,9 +80,7 @@ void Document::ReadWords(Span directive, std::vector<Word>& words) const {
 }
 
 std::vector<Word> Document::Words(Span directive) const {
-  constexpr std::size_t kMost = 4;  // as a rule
   std::vector<Word> words;
-  words.reserve(kMost);
   ReadWords(directive, words);
   return words;
 }
@@ -94,6 +96,13 @@ std::vector<Word> Document::HeadWords(BlockId block) const {
 
 std::string Document::Value(const Word& word) const {
   return m_dialect == Dialect::kNginx ? NginxValue(m_text, word) : ApacheValue(m_text, word);
+}
+
+std::vector<std::string> Document::Values(const std::vector<Word>& words) const {
+  std::vector<std::string> values;
+  values.reserve(words.size());
+  for (const Word& word : words) values.push_back(Value(word));
+  return values;
 }
 
 // --- Errors ---

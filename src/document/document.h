@@ -231,6 +231,7 @@ class Document {
   // What the server makes of a word: without quotes, escapes and continued lines. Variables stay as
   // they are written.
   std::string Value(const Word& word) const;
+  std::vector<std::string> Values(const std::vector<Word>& words) const;
 
   std::string_view Bytes(Span span) const { return m_text.substr(span.begin, span.size()); }
 

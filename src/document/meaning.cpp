@@ -353,8 +353,7 @@ std::vector<std::vector<std::string>> Listens(const Document& document, BlockId 
   std::vector<std::vector<std::string>> listens;
   for (const Mark& mark : document.Identifying(block)) {
     if (mark.names) continue;
-    std::vector<std::string> values;
-    for (const Word& word : document.Words(mark.directive)) values.push_back(document.Value(word));
+    std::vector<std::string> values = document.Values(document.Words(mark.directive));
     if (values.size() > 1) listens.push_back(std::move(values));
   }
   return listens;

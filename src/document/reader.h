@@ -27,11 +27,10 @@ class Reader {
         m_size(static_cast<std::uint32_t>(document.m_text.size())),
         m_scanner(document.m_text, 0, m_size),
         m_stops(document.m_text) {
-    // Of a large text: what is reserved and not used is no memory yet, what moves is some twice.
-    constexpr std::uint32_t kLarge = 1 << 16;
+    // As many as there may be: what is reserved and not used is no memory yet, what moves is some
+    // twice.
     constexpr std::uint32_t kBytesForOne = 64;
-    if (m_size < kLarge) return;
-    m_blocks.reserve(m_size / kBytesForOne);
+    m_blocks.reserve(1 + m_size / kBytesForOne);
     if (m_notes_marks) document.m_marks.reserve(m_size / kBytesForOne);
   }
 

@@ -14,17 +14,9 @@ namespace {
 using tov_document::Block;
 using tov_document::Node;
 using tov_document::NodeKind;
-using tov_document::Word;
 
 using Values = std::vector<std::string>;
 using Nodes = std::vector<Node>;
-
-Values ValuesOf(const Document& document, const std::vector<Word>& words) {
-  Values values;
-  values.reserve(words.size());
-  for (const Word& word : words) values.push_back(document.Value(word));
-  return values;
-}
 
 Nodes VisibleNodes(const Document& document, BlockId block) {
   Nodes nodes = document.Nodes(block);
@@ -42,7 +34,7 @@ std::string_view CommentIn(const Document& document, Span bytes) {
 // Of nodes that are no blocks.
 bool SameLeaves(const Document& a, const Node& x, const Document& b, const Node& y) {
   if (x.kind != y.kind) return false;
-  if (x.kind == NodeKind::kDirective) return ValuesOf(a, a.Words(x)) == ValuesOf(b, b.Words(y));
+  if (x.kind == NodeKind::kDirective) return a.Values(a.Words(x)) == b.Values(b.Words(y));
   return x.kind == NodeKind::kBlock || CommentIn(a, x.bytes) == CommentIn(b, y.bytes);
 }
 
@@ -59,7 +51,7 @@ bool SameBlocks(const Document& a, BlockId x, const Document& b, BlockId y) {
   const BlockId count = a.blocks()[x].next - x;
   if (b.blocks()[y].next - y != count) return false;
   for (BlockId i = 0; i < count; ++i) {
-    const bool same = ValuesOf(a, a.HeadWords(x + i)) == ValuesOf(b, b.HeadWords(y + i)) &&
+    const bool same = a.Values(a.HeadWords(x + i)) == b.Values(b.HeadWords(y + i)) &&
                       SameNodes(a, x + i, b, y + i);
     if (!same) return false;
   }
@@ -247,7 +239,7 @@ class MeantTree::Comparison {
   bool IsAsMeant(const Node& node, const Change* change, const Node& after) {
     if (node.kind == NodeKind::kBlock) return IsBlockAsMeant(node, change, after);
     if (change == nullptr) return SameBytes(node.bytes, after.bytes);
-    if (change->words) return AreWords(*change->words, ValuesOf(m_after, m_after.Words(after)));
+    if (change->words) return AreWords(*change->words, m_after.Values(m_after.Words(after)));
     return CommentIn(m_after, after.bytes) == *change->text;
   }
 
@@ -256,7 +248,7 @@ class MeantTree::Comparison {
     CompareClosings({node.block, after.block});
     m_unread.push_back({node.block, after.block});
     if (change == nullptr) return SameBytes(Before(node.block).head, After(after.block).head);
-    return AreWords(*change->words, ValuesOf(m_after, m_after.HeadWords(after.block)));
+    return AreWords(*change->words, m_after.Values(m_after.HeadWords(after.block)));
   }
 
   // A name in another case may stay.

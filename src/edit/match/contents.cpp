@@ -2,6 +2,7 @@
 
 #include "edit/match/contents.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <utility>
 
@@ -14,27 +15,29 @@ using tov_document::NodeKind;
 const std::vector<Child>& Contents::Of(BlockId block) {
   const auto [entry, is_new] = m_read.try_emplace(block);
   if (!is_new) return entry->second;
-  for (const tov_document::Node& node : m_document.Nodes(block)) {
-    if (node.kind == NodeKind::kBlank || node.kind == NodeKind::kOpaque) continue;
-    Child child;
+  std::vector<Child>& children = entry->second;
+  const std::vector<tov_document::Node> nodes = m_document.Nodes(block);
+  const auto is_child = [](const tov_document::Node& node) {
+    return node.kind != NodeKind::kBlank && node.kind != NodeKind::kOpaque;
+  };
+  children.reserve(static_cast<std::size_t>(std::count_if(nodes.begin(), nodes.end(), is_child)));
+  for (const tov_document::Node& node : nodes) {
+    if (!is_child(node)) continue;
+    Child& child = children.emplace_back();
     child.kind = node.kind;
     child.bytes = node.bytes;
     child.block = node.block;
     child.around = block;
-    child.position = entry->second.size();
-    if (child.IsDirective()) child.words = m_document.Words(node);
-    if (child.IsBlock()) child.words = m_document.HeadWords(node.block);
-    child.values.reserve(child.words.size());
-    for (const tov_document::Word& word : child.words) {
-      child.values.push_back(m_document.Value(word));
-    }
-    entry->second.push_back(std::move(child));
+    child.position = children.size() - 1;
+    child.words = m_document.Words(node);
+    child.values = m_document.Values(child.words);
   }
-  return entry->second;
+  return children;
 }
 
 std::vector<const Child*> Contents::WithConditions(BlockId block, const std::set<BlockId>& closed) {
   std::vector<const Child*> all;
+  all.reserve(Of(block).size());
   // What is still to be listed, the innermost block last.
   std::vector<std::pair<const std::vector<Child>*, std::size_t>> unread = {{&Of(block), 0}};
   while (!unread.empty()) {
@@ -53,11 +56,7 @@ std::vector<const Child*> Contents::WithConditions(BlockId block, const std::set
 }
 
 std::vector<std::string> Contents::HeadOf(BlockId block) const {
-  std::vector<std::string> values;
-  for (const tov_document::Word& word : m_document.HeadWords(block)) {
-    values.push_back(m_document.Value(word));
-  }
-  return values;
+  return m_document.Values(m_document.HeadWords(block));
 }
 
 FilePlace Contents::PlaceOf(const std::string& name, std::size_t offset) const {
