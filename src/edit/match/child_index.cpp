@@ -8,11 +8,11 @@ namespace tov_edit {
 
 ChildIndex::ChildIndex(const Document& document, const std::vector<const Child*>& children)
     : m_dialect(document.dialect()), m_children(children) {
+  m_directives.reserve(children.size());
   for (std::size_t i = 0; i < children.size(); ++i) {
     const Child& child = *children[i];
     if (child.IsDirective()) {
       m_directives.emplace_back(KeyOf(m_dialect, child.values), i);
-      m_named[NameKey(m_dialect, child.values.front())].push_back(i);
     } else if (child.kind == tov_document::NodeKind::kComment) {
       const std::string_view text = document.Bytes(child.bytes);
       m_comments[text.substr(0, text.find_last_not_of(" \t\r\n") + 1)].push_back(i);
@@ -63,8 +63,15 @@ ChildIndex::Positions ChildIndex::BeginningWith(const Beginning& beginning) cons
 
 const ChildIndex::Positions& ChildIndex::Named(const std::string& name) const {
   static const Positions none;
-  const auto named = m_named.find(NameKey(m_dialect, name));
-  return named == m_named.end() ? none : named->second;
+  if (!m_named) {
+    m_named.emplace();
+    for (std::size_t i = 0; i < m_children.size(); ++i) {
+      const Child& child = *m_children[i];
+      if (child.IsDirective()) (*m_named)[NameKey(m_dialect, child.values.front())].push_back(i);
+    }
+  }
+  const auto named = m_named->find(NameKey(m_dialect, name));
+  return named == m_named->end() ? none : named->second;
 }
 
 const ChildIndex::Positions& ChildIndex::Comments(const std::string& text) const {

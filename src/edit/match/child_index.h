@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -17,7 +18,8 @@
 
 namespace tov_edit {
 
-// All positions are those among the children, and come in their order.
+// All positions are those among the children, and come in their order. Used by one thread at a
+// time.
 class ChildIndex {
  public:
   using Positions = std::vector<std::size_t>;
@@ -31,7 +33,7 @@ class ChildIndex {
   bool HasLike(const Texts& words) const;
   Positions BeginningWith(const Beginning& beginning) const;
 
-  // The directives of this name.
+  // The directives of this name. Cost: the first time a step for each of the children.
   const Positions& Named(const std::string& name) const;
 
   // The comments with this text, blanks at its end aside.
@@ -41,7 +43,8 @@ class ChildIndex {
   Dialect m_dialect;
   const std::vector<const Child*>& m_children;
   std::vector<std::pair<std::string, std::size_t>> m_directives;  // by KeyOf
-  std::unordered_map<std::string, Positions> m_named;
+  using ByName = std::unordered_map<std::string, Positions>;
+  mutable std::optional<ByName> m_named;  // none: nobody has asked yet
   std::unordered_map<std::string_view, Positions> m_comments;
 };
 
