@@ -25,18 +25,17 @@ Blocks Candidates::Fitting(const Evidence& evidence, const std::string* name, Bl
   const TemplateLine& opening = *evidence.opening;
   for (const auto* const beginning : {&opening.beginning, &opening.new_beginning}) {
     if (!*beginning) continue;
+    const auto fits = [&](const Texts& head) { return BeginsWith(m_dialect, head, **beginning); };
     Blocks fitting =
-        Those(name == nullptr ? m_heads.BeginningWith(scope, **beginning) : named,
-              [&](const Texts& head) { return BeginsWith(m_dialect, head, **beginning); });
+        name == nullptr ? m_heads.BeginningWith(scope, **beginning) : Those(named, fits);
     if (!fitting.empty()) return fitting;
   }
   if (opening.beginning) return {};
   for (const Phase phase : kPhases) {
     const WrittenPtr& written = opening.*phase;
     if (!written) continue;
-    Blocks fitting =
-        Those(name == nullptr ? m_heads.Like(scope, written->words) : named,
-              [&](const Texts& head) { return SameHead(m_dialect, head, written->words); });
+    const auto fits = [&](const Texts& head) { return SameHead(m_dialect, head, written->words); };
+    Blocks fitting = name == nullptr ? m_heads.Like(scope, written->words) : Those(named, fits);
     if (!fitting.empty()) return fitting;
   }
   return {};

@@ -41,52 +41,82 @@ bool MayBeLeftOut(Dialect dialect, const Texts& head, BlockId scope) {
 }
 
 std::vector<BlockId> HeadIndex::Like(BlockId scope, const Texts& head) {
+  const Dialect dialect = m_contents.dialect();
   std::vector<BlockId> found;
   if (head.empty()) return found;
-  const std::vector<Entry>& entries = EntriesFor(scope);
+  const auto add = [&](BlockId id, const Texts& other) {
+    if (SameHead(dialect, other, head)) found.push_back(id);
+  };
+  const Entries* const entries = EntriesFor(scope);
+  if (entries == nullptr) {
+    ForEachIn(scope, add);
+    return found;
+  }
+  std::vector<BlockId> similar;
   const BlockId end = m_contents.document().blocks()[scope].next;
-  for (const std::string& key : KeysOf(m_contents.dialect(), head)) {
-    auto entry = std::lower_bound(entries.begin(), entries.end(), Entry{key, scope + 1});
-    for (; entry != entries.end() && entry->key == key && entry->block < end; ++entry) {
-      found.push_back(entry->block);
+  for (const std::string& key : KeysOf(dialect, head)) {
+    auto entry = std::lower_bound(entries->begin(), entries->end(), Entry{key, scope + 1});
+    for (; entry != entries->end() && entry->key == key && entry->block < end; ++entry) {
+      similar.push_back(entry->block);
     }
   }
-  SortWithoutRepetition(found);
+  SortWithoutRepetition(similar);
+  for (const BlockId id : similar) add(id, m_contents.HeadOf(id));
   return found;
 }
 
 std::vector<BlockId> HeadIndex::BeginningWith(BlockId scope, const Beginning& beginning) {
   const Dialect dialect = m_contents.dialect();
+  std::vector<BlockId> found;
+  const auto add = [&](BlockId id, const Texts& head) {
+    if (BeginsWith(dialect, head, beginning)) found.push_back(id);
+  };
+  const Entries* const entries = EntriesFor(scope);
+  if (entries == nullptr) {
+    ForEachIn(scope, add);
+    return found;
+  }
   const bool by_address =
       !beginning.words.empty() && IsVirtualHost(dialect, beginning.words.front());
   const std::string key =
       by_address ? KeyOf(dialect, Texts{beginning.words.front()}) : KeyOf(dialect, beginning);
-  std::vector<BlockId> found;
-  const std::vector<Entry>& entries = EntriesFor(scope);
+  std::vector<BlockId> similar;
   const BlockId end = m_contents.document().blocks()[scope].next;
-  auto entry = std::lower_bound(entries.begin(), entries.end(), Entry{key, kWholeText});
-  for (; entry != entries.end() && entry->key.compare(0, key.size(), key) == 0; ++entry) {
-    if (entry->block > scope && entry->block < end) found.push_back(entry->block);
+  auto entry = std::lower_bound(entries->begin(), entries->end(), Entry{key, kWholeText});
+  for (; entry != entries->end() && entry->key.compare(0, key.size(), key) == 0; ++entry) {
+    if (entry->block > scope && entry->block < end) similar.push_back(entry->block);
   }
-  SortWithoutRepetition(found);
+  SortWithoutRepetition(similar);
+  for (const BlockId id : similar) add(id, m_contents.HeadOf(id));
   return found;
 }
 
-const std::vector<HeadIndex::Entry>& HeadIndex::EntriesFor(BlockId scope) {
+// Null the first time: to look at each block once takes less than to sort them.
+const HeadIndex::Entries* HeadIndex::EntriesFor(BlockId scope) {
   const BlockId root = RootOf(scope);
   const auto [known, is_new] = m_entries.try_emplace(root);
-  std::vector<Entry>& entries = known->second;
-  if (!is_new) return entries;
-  const auto& blocks = m_contents.document().blocks();
-  for (BlockId id = root + 1; id < blocks[root].next;) {
-    const Texts head = m_contents.HeadOf(id);
+  std::optional<Entries>& entries = known->second;
+  if (is_new) return nullptr;
+  if (entries) return &*entries;
+  entries.emplace();
+  ForEachIn(root, [&](BlockId id, const Texts& head) {
     for (std::string& key : KeysOf(m_contents.dialect(), head)) {
-      entries.push_back({std::move(key), id});
+      entries->push_back({std::move(key), id});
     }
-    id = MayBeLeftOut(m_contents.dialect(), head, root) ? id + 1 : blocks[id].next;
+  });
+  std::sort(entries->begin(), entries->end());
+  return &*entries;
+}
+
+// In the order of the text.
+template <class Use>
+void HeadIndex::ForEachIn(BlockId scope, const Use& use) const {
+  const auto& blocks = m_contents.document().blocks();
+  for (BlockId id = scope + 1; id < blocks[scope].next;) {
+    const Texts head = m_contents.HeadOf(id);
+    use(id, head);
+    id = MayBeLeftOut(m_contents.dialect(), head, scope) ? id + 1 : blocks[id].next;
   }
-  std::sort(entries.begin(), entries.end());
-  return entries;
 }
 
 // The block around `scope` that no condition is, which has all that `scope` has: conditions may

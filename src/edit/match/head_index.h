@@ -3,6 +3,7 @@
 // Blocks by their opening lines, for a template that looks for many of them.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -25,9 +26,9 @@ class HeadIndex {
   // `contents` must outlive it.
   explicit HeadIndex(const Contents& contents) : m_contents(contents) {}
 
-  // The blocks in `scope` that may have this head, or one that begins so, in the order of the text.
-  // None that has is missing; a few that have not may be among them. Cost: logarithmic, and a step
-  // for each of them; the first time one for each block in `scope`.
+  // The blocks in `scope` that have this head (SameHead), or one that begins so (BeginsWith), in
+  // the order of the text. Cost: the first two times one step for each block in `scope`, then a
+  // logarithmic one, and one for each block that is found.
   std::vector<BlockId> Like(BlockId scope, const Texts& head);
   std::vector<BlockId> BeginningWith(BlockId scope, const Beginning& beginning);
 
@@ -41,11 +42,18 @@ class HeadIndex {
     }
   };
 
-  const std::vector<Entry>& EntriesFor(BlockId scope);
+  using Entries = std::vector<Entry>;
+
+  const Entries* EntriesFor(BlockId scope);
   BlockId RootOf(BlockId scope);
 
+  template <class Use>
+  void ForEachIn(BlockId scope, const Use& use) const;
+
   const Contents& m_contents;
-  std::unordered_map<BlockId, std::vector<Entry>> m_entries;  // by the block in which they stand
+
+  // By the block in which they stand; none: something has been looked for in there once.
+  std::unordered_map<BlockId, std::optional<Entries>> m_entries;
   std::unordered_map<BlockId, BlockId> m_roots;
 };
 
