@@ -63,32 +63,28 @@ class Editor {
   }
 
   Result Run(EditReport* report) {
-    Findings findings;
-    const TemplateTree tree = ReadTemplate(m_request, findings);
+    const PreparedTemplate prepared(m_request);
     std::optional<NamesSought> names;
-    if (m_request.skip_missing) names.emplace(tree, m_request.dialect);
-    return Run(tree, findings, names ? &*names : nullptr, report);
+    if (m_request.skip_missing) {
+      names.emplace(prepared.tree, prepared.evidence, m_request.dialect);
+    }
+    return Run(prepared, names ? &*names : nullptr, report);
   }
 
-  // `findings` are those of the template. `names` are its own, for a text that may be skipped;
+  // `prepared` is the request's template. `names` are its own, for a text that may be skipped;
   // null: that is not asked for.
-  Result Run(const TemplateTree& tree, const Findings& findings, const NamesSought* names,
-             EditReport* report) {
+  Result Run(const PreparedTemplate& prepared, const NamesSought* names, EditReport* report) {
     CheckSize(m_text, m_name, false);
+    const Findings& findings = prepared.findings;
     const bool reads = ReadsOldValues(m_request);
     const bool is_fit = m_findings.refusals.empty() && findings.refusals.empty();
     if (is_fit && !reads && names != nullptr && !names->MayBeIn(m_text)) {
       m_findings.warnings = findings.warnings;
-      return Skip(tree, report);
+      return Skip(prepared.tree, report);
     }
-    if (!IsOfOtherDialect() && !reads) {  // else each line would be wrong, or is not known yet
-      const auto append = [](std::vector<Finding>& all, const std::vector<Finding>& more) {
-        all.insert(all.end(), more.begin(), more.end());
-      };
-      append(m_findings.refusals, findings.refusals);
-      append(m_findings.warnings, findings.warnings);
-    }
-    return Run(tree, report);
+    // Else each line would be wrong, or is not known yet.
+    if (!IsOfOtherDialect(prepared) && !reads) Add(findings);
+    return reads ? RunWithOldValues(prepared.tree, report) : RunAsIs(prepared, report);
   }
 
   PartsResult RunOnParts(EditReport* report) {
@@ -110,27 +106,34 @@ class Editor {
     return Finish(std::string(m_text));
   }
 
-  bool IsOfOtherDialect() { return m_findings.refusals.empty() && RefuseOtherDialect(); }
+  bool IsOfOtherDialect(const PreparedTemplate& prepared) {
+    return m_findings.refusals.empty() && RefuseOtherDialect(prepared);
+  }
 
-  Result Run(const TemplateTree& tree, EditReport* report) {
-    return ReadsOldValues(m_request) ? RunWithOldValues(tree, report) : RunAsIs(tree, report);
+  void Add(const Findings& more) {
+    const auto append = [](std::vector<Finding>& all, const std::vector<Finding>& added) {
+      all.insert(all.end(), added.begin(), added.end());
+    };
+    append(m_findings.refusals, more.refusals);
+    append(m_findings.warnings, more.warnings);
   }
 
   // All old values are known.
   Result RunAsIs(EditReport* report) {
-    Findings unsaid = {};
-    const TemplateTree tree = ReadTemplate(m_request, IsOfOtherDialect() ? unsaid : m_findings);
-    return RunAsIs(tree, report);
+    const PreparedTemplate prepared(m_request);
+    if (!IsOfOtherDialect(prepared)) Add(prepared.findings);
+    return RunAsIs(prepared, report);
   }
 
-  Result RunAsIs(const TemplateTree& tree, EditReport* report) {
+  Result RunAsIs(const PreparedTemplate& prepared, EditReport* report) {
+    const TemplateTree& tree = prepared.tree;
     if (!m_findings.refusals.empty()) return Refused(tree, report);
     const Document document(m_request.dialect, m_text);
     CheckSyntax(document);
     if (NestsTooDeep(document)) return Refused(tree, report);
     Contents contents = ContentsOf(document);
     const std::vector<Match> matches =
-        FindBlocks(tree, contents, m_name, m_request.all, m_findings);
+        FindBlocks(tree, prepared.evidence, contents, m_name, m_request.all, m_findings);
     m_result.skipped = m_request.skip_missing && HasNoBlock(matches);
     if (!m_result.skipped) CheckMissing(tree, contents, matches);
     Plan plan;
@@ -319,8 +322,13 @@ class Editor {
   }
 
   // Whether it did.
-  bool RefuseOtherDialect() {
-    std::optional<Finding> other = OtherDialect(m_request, m_text, m_name);
+  bool RefuseOtherDialect(const PreparedTemplate& prepared) {
+    std::optional<Finding> other = OtherDialect(m_text, m_request.dialect);
+    if (other) {
+      other->config_places.push_back({m_name});
+    } else {
+      other = prepared.other_dialect;
+    }
     if (other) Refuse(std::move(*other));
     return !m_findings.refusals.empty();
   }
@@ -484,19 +492,25 @@ Result Edit(const Request& request, std::string_view text, const std::string& na
   return Editor(request, text, name).Run(nullptr);
 }
 
+PreparedTemplate::PreparedTemplate(const Request& request)
+    : tree(ReadTemplate(request, findings)),
+      evidence(tree, request.dialect),
+      other_dialect(OtherDialect(request)) {}
+
 PreparedEdit::PreparedEdit(Request request)
     : m_request(std::move(request)),
-      m_tree(ReadTemplate(m_request, m_findings)),
-      m_names(m_tree, m_request.dialect) {}
+      m_template(m_request),
+      m_names(m_template.tree, m_template.evidence, m_request.dialect) {}
 
 Result PreparedEdit::On(std::string_view text, const std::string& name) const {
   if (ReadsOldValues(m_request)) return Edit(m_request, text, name);
-  return Editor(m_request, text, name).Run(m_tree, m_findings, NamesToSkipBy(), nullptr);
+  return Editor(m_request, text, name).Run(m_template, NamesToSkipBy(), nullptr);
 }
 
 bool PreparedEdit::Skips(std::string_view text) const {
-  const bool is_fit = m_findings.refusals.empty() && !ReadsOldValues(m_request);
-  return is_fit && m_findings.warnings.empty() && text.size() <= kLargestText &&
+  const Findings& findings = m_template.findings;
+  const bool is_fit = findings.refusals.empty() && !ReadsOldValues(m_request);
+  return is_fit && findings.warnings.empty() && text.size() <= kLargestText &&
          NamesToSkipBy() != nullptr && !NamesToSkipBy()->MayBeIn(text);
 }
 

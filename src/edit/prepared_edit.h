@@ -3,9 +3,11 @@
 // One edit of many texts.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
+#include "edit/address/evidence.h"
 #include "edit/address/names_sought.h"
 #include "edit/edit.h"
 #include "edit/finding.h"
@@ -13,6 +15,19 @@
 #include "edit/tree/template_tree.h"
 
 namespace tov_edit {
+
+// The template of a request, read.
+struct PreparedTemplate {
+  // Throws what the request's importer throws.
+  explicit PreparedTemplate(const Request& request);
+  PreparedTemplate(const PreparedTemplate&) = delete;
+  PreparedTemplate& operator=(const PreparedTemplate&) = delete;
+
+  Findings findings;  // about it
+  const TemplateTree tree;
+  const AllEvidence evidence;
+  const std::optional<Finding> other_dialect;  // none: it is written in the request's
+};
 
 // Edit for many texts: the template is read once. Any number of threads may use it at a time.
 class PreparedEdit {
@@ -30,8 +45,7 @@ class PreparedEdit {
   const NamesSought* NamesToSkipBy() const;
 
   Request m_request;
-  Findings m_findings;  // about the template
-  TemplateTree m_tree;
+  PreparedTemplate m_template;
   NamesSought m_names;
 };
 

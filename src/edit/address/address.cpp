@@ -9,7 +9,6 @@
 #include "document/meaning.h"
 #include "edit/address/best_matches.h"
 #include "edit/address/candidates.h"
-#include "edit/address/evidence.h"
 #include "edit/address/holdings.h"
 #include "edit/address/shown_blocks.h"
 #include "edit/address/telling_apart.h"
@@ -22,15 +21,6 @@ namespace {
 using tov_document::kWholeText;
 using Kind = TemplateLine::Kind;
 
-// By blocks of the template; of the whole text there is none.
-std::vector<Evidence> AllEvidence(const TemplateTree& tree, Dialect dialect, Findings& findings) {
-  std::vector<Evidence> all(1);
-  for (std::size_t i = 1; i < tree.blocks.size(); ++i) {
-    all.push_back(ReadEvidence(tree, dialect, i, findings));
-  }
-  return all;
-}
-
 bool HasManyNames(const std::vector<Evidence>& all) {
   const auto named = std::count_if(all.begin(), all.end(),
                                    [](const Evidence& evidence) { return evidence.HasName(); });
@@ -40,19 +30,23 @@ bool HasManyNames(const std::vector<Evidence>& all) {
 
 class Finder {
  public:
-  Finder(const TemplateTree& tree, Contents& contents, const std::string& config_name, bool all,
-         Findings& findings)
+  Finder(const TemplateTree& tree, const AllEvidence& evidence, Contents& contents,
+         const std::string& config_name, bool all, Findings& findings)
       : m_tree(tree),
         m_contents(contents),
         m_dialect(contents.dialect()),
         m_config_name(config_name),
         m_all(all),
         m_findings(findings),
-        m_evidence(AllEvidence(tree, m_dialect, findings)),
+        m_evidence(evidence.blocks),
         m_candidates(contents, HasManyNames(m_evidence)),
-        m_holdings(contents) {}
+        m_holdings(contents) {
+    const std::vector<Finding>& refusals = evidence.findings.refusals;
+    findings.refusals.insert(findings.refusals.end(), refusals.begin(), refusals.end());
+  }
 
   std::vector<Match> Find() {
+    m_matches.reserve(m_tree.blocks.size());
     m_matches.push_back({0, kWholeText, 0});
     for (std::size_t i = 0; i < m_matches.size(); ++i) {
       const Match match = m_matches[i];
@@ -334,7 +328,7 @@ class Finder {
   const std::string& m_config_name;
   const bool m_all;
   Findings& m_findings;
-  const std::vector<Evidence> m_evidence;  // by blocks of the template
+  const std::vector<Evidence>& m_evidence;  // by blocks of the template
   Candidates m_candidates;
   Holdings m_holdings;
   std::vector<Match> m_matches;
@@ -342,9 +336,10 @@ class Finder {
 
 }  // namespace
 
-std::vector<Match> FindBlocks(const TemplateTree& tree, Contents& contents,
-                              const std::string& config_name, bool all, Findings& findings) {
-  return Finder(tree, contents, config_name, all, findings).Find();
+std::vector<Match> FindBlocks(const TemplateTree& tree, const AllEvidence& evidence,
+                              Contents& contents, const std::string& config_name, bool all,
+                              Findings& findings) {
+  return Finder(tree, evidence, contents, config_name, all, findings).Find();
 }
 
 bool SaysRenamed(const TemplateTree& tree, Dialect dialect, std::size_t block) {

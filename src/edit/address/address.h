@@ -23,6 +23,7 @@
 #include <string>
 #include <vector>
 
+#include "edit/address/evidence.h"
 #include "edit/finding.h"
 #include "edit/match/contents.h"
 #include "edit/tree/template_tree.h"
@@ -43,12 +44,14 @@ struct Match {
 // values that differ from the new ones, those blocks are left out that have none of that, neither
 // the old nor the new, when others have; where the old values are the new ones, those that have not
 // all of these lines, when others have. And what stands in one of the blocks around is not missed
-// in the others. Two blocks of the template are never one of the configuration.
+// in the others. Two blocks of the template are never one of the configuration. `evidence` is that
+// of the tree.
 //
 // Cost: where a name is known, one step for each directive of the text that names a server; else
 // one for each block around.
-std::vector<Match> FindBlocks(const TemplateTree& tree, Contents& contents,
-                              const std::string& config_name, bool all, Findings& findings);
+std::vector<Match> FindBlocks(const TemplateTree& tree, const AllEvidence& evidence,
+                              Contents& contents, const std::string& config_name, bool all,
+                              Findings& findings);
 
 // Whether the template says that the block was called otherwise: its opening line, its name or its
 // addresses had an old value.

@@ -153,6 +153,13 @@ Evidence ReadEvidence(const TemplateTree& tree, Dialect dialect, std::size_t num
   return EvidenceReader(tree, dialect, findings).Read(number);
 }
 
+AllEvidence::AllEvidence(const TemplateTree& tree, Dialect dialect) : blocks(1) {
+  blocks.reserve(tree.blocks.size());
+  for (std::size_t i = 1; i < tree.blocks.size(); ++i) {
+    blocks.push_back(ReadEvidence(tree, dialect, i, findings));
+  }
+}
+
 bool IsTlsState(std::string_view name) {
   return name == "ssl" || name == "ssl_prefer_server_ciphers";
 }

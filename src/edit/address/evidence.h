@@ -55,6 +55,14 @@ struct Evidence {
 Evidence ReadEvidence(const TemplateTree& tree, Dialect dialect, std::size_t number,
                       Findings& findings);
 
+// The same of all blocks of a tree.
+struct AllEvidence {
+  AllEvidence(const TemplateTree& tree, Dialect dialect);
+
+  std::vector<Evidence> blocks;  // by their numbers; of the whole template there is none
+  Findings findings;
+};
+
 // Whether a directive of this name only says whether a server speaks TLS, which is no evidence.
 bool IsTlsState(std::string_view name);
 

@@ -5,7 +5,6 @@
 #include <algorithm>
 
 #include "document/ascii.h"
-#include "edit/address/evidence.h"
 
 namespace tov_edit {
 namespace {
@@ -43,12 +42,11 @@ bool NamesSought::Name::IsIn(std::string_view text) const {
   return false;
 }
 
-NamesSought::NamesSought(const TemplateTree& tree, Dialect dialect) : m_dialect(dialect) {
-  Findings unsaid;
+NamesSought::NamesSought(const TemplateTree& tree, const AllEvidence& evidence, Dialect dialect)
+    : m_dialect(dialect) {
   for (std::size_t block = 1; block < tree.blocks.size(); ++block) {
     if (tree.blocks[block].parent != 0) continue;
-    const Evidence evidence = ReadEvidence(tree, dialect, block, unsaid);
-    for (const std::string* const name : evidence.Names()) {
+    for (const std::string* const name : evidence.blocks[block].Names()) {
       if (name == nullptr || !IsPlain(*name)) return;
       m_names.emplace_back(*name);
     }

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "edit/address/evidence.h"
 #include "edit/tree/template_tree.h"
 
 namespace tov_edit {
@@ -16,7 +17,7 @@ namespace tov_edit {
 // these names to have any of them.
 class NamesSought {
  public:
-  NamesSought(const TemplateTree& tree, Dialect dialect);
+  NamesSought(const TemplateTree& tree, const AllEvidence& evidence, Dialect dialect);
 
   // Whether one of the blocks may be in `text`; false: none is. Cost: a pass over the text for each
   // name.

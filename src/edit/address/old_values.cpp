@@ -77,7 +77,8 @@ class ValueReader {
     m_matches.clear();
     if (std::any_of(findings.refusals.begin(), findings.refusals.end(), is_other)) return false;
     findings = {};
-    m_matches = FindBlocks(m_tree, m_contents, m_config_name, m_request.all, findings);
+    m_matches =
+        FindBlocks(m_tree, {m_tree, m_dialect}, m_contents, m_config_name, m_request.all, findings);
     for (Finding& finding : findings.refusals) {
       if (is_other(finding)) Refuse(std::move(finding));
     }
@@ -266,7 +267,9 @@ class ValueReader {
     }
     Findings findings;
     const TemplateTree tree = ReadTemplate(request, unknown, findings);
-    for (const Match& match : FindBlocks(tree, m_contents, m_config_name, request.all, findings)) {
+    const std::vector<Match> matches =
+        FindBlocks(tree, {tree, m_dialect}, m_contents, m_config_name, request.all, findings);
+    for (const Match& match : matches) {
       if (match.block == block && match.at) return match.at;
     }
     return std::nullopt;

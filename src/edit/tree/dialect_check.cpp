@@ -15,14 +15,8 @@ std::optional<Finding> OtherDialect(std::string_view text, Dialect dialect) {
                  "Correct the dialect, or name the right file"};
 }
 
-std::optional<Finding> OtherDialect(const Request& request, std::string_view text,
-                                    const std::string& name) {
-  std::optional<Finding> found = OtherDialect(text, request.dialect);
-  if (found) {
-    found->config_places.push_back({name});
-    return found;
-  }
-  found = OtherDialect(request.template_text, request.dialect);
+std::optional<Finding> OtherDialect(const Request& request) {
+  std::optional<Finding> found = OtherDialect(request.template_text, request.dialect);
   if (found) found->template_place.file = request.template_name;
   return found;
 }

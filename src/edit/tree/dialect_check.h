@@ -15,8 +15,7 @@ namespace tov_edit {
 // is not, or that cannot be told.
 std::optional<Finding> OtherDialect(std::string_view text, Dialect dialect);
 
-// The same of an edit of the text `name`: that text's, or else the template's.
-std::optional<Finding> OtherDialect(const Request& request, std::string_view text,
-                                    const std::string& name);
+// The same of a request's template.
+std::optional<Finding> OtherDialect(const Request& request);
 
 }  // namespace tov_edit
