@@ -258,7 +258,9 @@ std::string NormalAddress(Dialect dialect, std::string_view written) {
 
 std::string ListenAddress(const std::vector<std::string>& words) {
   if (words.size() < 2) return std::string();
-  return NormalAddress(Dialect::kNginx, words[1]) + (TransportIn(words).empty() ? "" : kNoStream);
+  std::string address = NormalAddress(Dialect::kNginx, words[1]);
+  if (!TransportIn(words).empty()) address += kNoStream;
+  return address;
 }
 
 std::string TransportIn(const std::vector<std::string>& words) {
