@@ -6,11 +6,10 @@ import json
 import os
 import pickle
 import subprocess
-import sys
-import threading
 from concurrent.futures import ThreadPoolExecutor
 
 import pytest
+from turns import others_run_during
 
 import qeltemplate
 
@@ -518,29 +517,9 @@ def test_threads_share_a_server(folder):
 
 
 def test_python_goes_on_while_a_server_is_read(tmp_path):
-    """With a switch interval of hours only a thread that gives the GIL away lets another one run."""
     names = {f"sites/{i}": MAIL.replace("mail", f"mail{i}") for i in range(200)}
     made(tmp_path, {"nginx.conf": MAIN, **names})
     server = server_in(tmp_path)
     request = request_of(("/srv/mail7", "/srv/new"), name="mail7.example")
     for work in (lambda: server_in(tmp_path), lambda: server.edit(request)):
-        turns = []
-        working = threading.Event()
-
-        def count():
-            working.wait()
-            turns.append("ran")
-
-        counter = threading.Thread(target=count)
-        counter.start()
-        interval = sys.getswitchinterval()
-        sys.setswitchinterval(3600)
-        try:
-            working.set()
-            for _ in range(20):
-                work()
-            seen = list(turns)
-        finally:
-            sys.setswitchinterval(interval)
-            counter.join()
-        assert seen == ["ran"]
+        assert others_run_during(work)

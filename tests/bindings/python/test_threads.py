@@ -2,12 +2,12 @@
 
 """Several threads at once."""
 
-import sys
 import threading
 from concurrent.futures import ThreadPoolExecutor
 
 from qeltemplate import engine
 from qeltemplate.engine import Parser
+from turns import others_run_during
 
 TEMPLATE = "server {\nserver_name {% $name %};\n}"
 
@@ -61,28 +61,8 @@ def test_one_parser_in_many_threads_is_either_busy_or_right():
 
 
 def test_python_goes_on_while_the_library_works():
-    """With a switch interval of hours only a thread that gives the GIL away lets another one run."""
     config = config_of(2000)
-    interval = sys.getswitchinterval()
-    turns = []
-    working = threading.Event()
-
-    def count():
-        working.wait()
-        turns.append("ran")
-
-    counter = threading.Thread(target=count)
-    counter.start()
-    sys.setswitchinterval(3600)
-    try:
-        working.set()
-        for _ in range(20):
-            Parser(config, "Nginx")
-        seen = list(turns)
-    finally:
-        sys.setswitchinterval(interval)
-        counter.join()
-    assert seen == ["ran"]
+    assert others_run_during(lambda: Parser(config, "Nginx"))
 
 
 def test_the_log_handler_may_change_meanwhile():
