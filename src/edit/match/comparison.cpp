@@ -179,6 +179,12 @@ std::string KeyOf(Dialect dialect, const Beginning& beginning) {
   return JoinedKey(dialect, one.words) + one.next;
 }
 
+std::string AllOf(const Texts& words) {
+  std::string all;
+  for (const std::string& word : words) (all += word) += '\0';
+  return all;
+}
+
 bool IsVirtualHost(Dialect dialect, std::string_view name) {
   return dialect == Dialect::kApache && tov_document::IsServer(dialect, name);
 }

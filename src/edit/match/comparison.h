@@ -44,6 +44,9 @@ std::string NameKey(Dialect dialect, const std::string& name);
 std::string KeyOf(Dialect dialect, const Texts& words);
 std::string KeyOf(Dialect dialect, const Beginning& beginning);
 
+// One text for all words, which no others have.
+std::string AllOf(const Texts& words);
+
 // Whether the heads are those of one block: two of <VirtualHost> are when they share an address.
 bool SameHead(Dialect dialect, const Texts& a, const Texts& b);
 

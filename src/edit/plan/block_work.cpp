@@ -92,9 +92,7 @@ Positions BlockWork::FreeOf(Positions children) const {
 }
 
 BlockWork::Alike& BlockWork::AlikeOf(const Texts& words) {
-  std::string key;
-  for (const std::string& word : words) (key += word) += '\0';
-  const auto [known, is_new] = m_alike.try_emplace(std::move(key));
+  const auto [known, is_new] = m_alike.try_emplace(AllOf(words));
   Alike& alike = known->second;
   if (is_new) alike.children = m_index.Like(words);
   const Positions& all = alike.children;

@@ -92,12 +92,6 @@ std::string NamedAddress(const Texts& words, const std::string& address) {
   return words.front() + ' ' + address;
 }
 
-std::string AllOf(const Texts& words) {
-  std::string all;
-  for (const std::string& word : words) (all += word) += '\0';
-  return all;
-}
-
 }  // namespace
 
 Words WordsOf(const Written& written) {
