@@ -161,5 +161,22 @@ TEST(AMeantTree, KnowsTheCommentsThatGoWithTheirLine) {
   EXPECT_TRUE(differs("# two\nc d;\n"));
 }
 
+TEST(AMeantTree, TakesALineEndForNoPartOfAComment) {
+  const std::string config = "# one\r\na b;\r\nc d;";
+  const Document document(Dialect::kNginx, config);
+  Contents contents(document);
+  MeantTree meant(document);
+  meant.Remove(contents.Of(0).at(1));
+  meant.Remove(contents.Of(0).at(2));
+  const auto differs = [&](const std::string& after) {
+    return meant.DifferenceFrom(Document(Dialect::kNginx, after)).has_value();
+  };
+  EXPECT_FALSE(differs("# one"));
+  EXPECT_FALSE(differs("# one\r\n"));
+  EXPECT_FALSE(differs("# one\n"));
+  EXPECT_TRUE(differs("# one "));
+  EXPECT_TRUE(differs("# on"));
+}
+
 }  // namespace
 }  // namespace tov_edit

@@ -31,6 +31,12 @@ std::string_view CommentIn(const Document& document, Span bytes) {
   return text.substr(0, text.find_last_not_of(" \t\r\n\v\f") + 1);
 }
 
+// A comment whose line ends with "\r\n" holds the first of them, unless it is the end of the text.
+std::string_view WithoutLineEnd(std::string_view comment) {
+  if (!comment.empty() && comment.back() == '\r') comment.remove_suffix(1);
+  return comment;
+}
+
 // Of nodes that are no blocks.
 bool SameLeaves(const Document& a, const Node& x, const Document& b, const Node& y) {
   if (x.kind != y.kind) return false;
@@ -238,7 +244,11 @@ class MeantTree::Comparison {
 
   bool IsAsMeant(const Node& node, const Change* change, const Node& after) {
     if (node.kind == NodeKind::kBlock) return IsBlockAsMeant(node, change, after);
-    if (change == nullptr) return SameBytes(node.bytes, after.bytes);
+    if (change == nullptr) {
+      return node.kind == NodeKind::kComment ? WithoutLineEnd(m_before.Bytes(node.bytes)) ==
+                                                   WithoutLineEnd(m_after.Bytes(after.bytes))
+                                             : SameBytes(node.bytes, after.bytes);
+    }
     if (change->words) return AreWords(*change->words, m_after.Values(m_after.Words(after)));
     return CommentIn(m_after, after.bytes) == *change->text;
   }
