@@ -93,6 +93,9 @@ PidFile FOLDER/pid
 ErrorLog FOLDER/error.log
 TypesConfig /dev/null
 StartServers 1
+ThreadsPerChild 4
+MinSpareThreads 1
+MaxRequestWorkers 4
 Listen 127.0.0.1:PORT_HTTP
 Listen 127.0.0.1:PORT_TLS
 <Directory FOLDER/www>
@@ -195,6 +198,7 @@ class Server:
         subprocess.run(self.filled(command).split(), check=True, capture_output=True)
 
     def workers(self):
+        """Its processes. There is one for each configuration: a new process serves by the new one."""
         process = self.run.pid
         return set(Path(f"/proc/{process}/task/{process}/children").read_text(encoding="ascii").split())
 
