@@ -44,14 +44,14 @@ Blocks Candidates::Fitting(const Evidence& evidence, const std::string* name, Bl
 Blocks Candidates::FittingByAddress(const Evidence& evidence, BlockId scope) {
   constexpr std::size_t kFew = 4;
   const TemplateLine& opening = *evidence.opening;
-  const bool one_head = !opening.was || !opening.now || opening.was->words == opening.now->words;
+  const WrittenPtr& written = opening.now ? opening.now : opening.was;
+  const bool one_head = written && (!opening.was || opening.was->words == written->words);
   if (!evidence.is_nginx_server || opening.beginning || opening.new_beginning || !one_head) {
     return {};
   }
   if (++m_sought_by_address <= kFew) return {};
   if (m_by_address.empty()) IndexAddresses();
-  const Texts& words = opening.now ? opening.now->words : opening.was->words;
-  const auto fits = [&](const Texts& head) { return SameHead(m_dialect, head, words); };
+  const auto fits = [&](const Texts& head) { return SameHead(m_dialect, head, written->words); };
   for (const Texts* const addresses : {&evidence.old_addresses, &evidence.new_addresses}) {
     Blocks fitting = Those(AllListening(*addresses, scope), fits);
     if (!fitting.empty()) return fitting;
