@@ -158,6 +158,7 @@ TEST(HeadIndex, LeavesOutApachesConditions) {
                   {2, {"Directory", "/a"}, {3, 5}},
                   {2, {"Directory", "/..."}, {3, 5}},
                   {2, {"IfModule", "m"}, {}},
+                  {2, {"IfModule", "..."}, {}},  // itself is not in it
                   {4, {"Directory", "/a"}, {5}},
                   {4, {"Location", "/l"}, {6}},
                   {9, {"Directory", "/a"}, {}},
