@@ -75,15 +75,13 @@ class Editor {
   // null: that is not asked for.
   Result Run(const PreparedTemplate& prepared, const NamesSought* names, EditReport* report) {
     CheckSize(m_text, m_name, false);
-    const Findings& findings = prepared.findings;
     const bool reads = ReadsOldValues(m_request);
-    const bool is_fit = m_findings.refusals.empty() && findings.refusals.empty();
+    const bool is_fit = m_findings.refusals.empty() && prepared.findings.refusals.empty();
     if (is_fit && !reads && names != nullptr && !names->MayBeIn(m_text)) {
-      m_findings.warnings = findings.warnings;
       return Skip(prepared.tree, report);
     }
     // Else each line would be wrong, or is not known yet.
-    if (!IsOfOtherDialect(prepared) && !reads) Add(findings);
+    if (!IsOfOtherDialect(prepared) && !reads) RefuseTemplate(prepared);
     return reads ? RunWithOldValues(prepared.tree, report) : RunAsIs(prepared, report);
   }
 
@@ -110,18 +108,16 @@ class Editor {
     return m_findings.refusals.empty() && RefuseOtherDialect(prepared);
   }
 
-  void Add(const Findings& more) {
-    const auto append = [](std::vector<Finding>& all, const std::vector<Finding>& added) {
-      all.insert(all.end(), added.begin(), added.end());
-    };
-    append(m_findings.refusals, more.refusals);
-    append(m_findings.warnings, more.warnings);
+  // For what is wrong with it; reading it warns of nothing.
+  void RefuseTemplate(const PreparedTemplate& prepared) {
+    const std::vector<Finding>& refusals = prepared.findings.refusals;
+    m_findings.refusals.insert(m_findings.refusals.end(), refusals.begin(), refusals.end());
   }
 
   // All old values are known.
   Result RunAsIs(EditReport* report) {
     const PreparedTemplate prepared(m_request);
-    if (!IsOfOtherDialect(prepared)) Add(prepared.findings);
+    if (!IsOfOtherDialect(prepared)) RefuseTemplate(prepared);
     return RunAsIs(prepared, report);
   }
 
@@ -508,10 +504,9 @@ Result PreparedEdit::On(std::string_view text, const std::string& name) const {
 }
 
 bool PreparedEdit::Skips(std::string_view text) const {
-  const Findings& findings = m_template.findings;
-  const bool is_fit = findings.refusals.empty() && !ReadsOldValues(m_request);
-  return is_fit && findings.warnings.empty() && text.size() <= kLargestText &&
-         NamesToSkipBy() != nullptr && !NamesToSkipBy()->MayBeIn(text);
+  const bool is_fit = m_template.findings.refusals.empty() && !ReadsOldValues(m_request);
+  return is_fit && text.size() <= kLargestText && NamesToSkipBy() != nullptr &&
+         !NamesToSkipBy()->MayBeIn(text);
 }
 
 const NamesSought* PreparedEdit::NamesToSkipBy() const {
@@ -556,7 +551,6 @@ Result Prototype(const Request& request) {
   result.text = Prototype(request, findings);
   if (!findings.refusals.empty()) result.text.clear();
   result.refusals = std::move(findings.refusals);
-  result.warnings = std::move(findings.warnings);
   return result;
 }
 
