@@ -499,7 +499,6 @@ PreparedEdit::PreparedEdit(Request request)
       m_names(m_template.tree, m_template.evidence, m_request.dialect) {}
 
 Result PreparedEdit::On(std::string_view text, const std::string& name) const {
-  if (ReadsOldValues(m_request)) return Edit(m_request, text, name);
   return Editor(m_request, text, name).Run(m_template, NamesToSkipBy(), nullptr);
 }
 

@@ -175,6 +175,22 @@ TEST(ReadOldValue, IsReadOfOpeningsInWhatMayBeLeftOut) {
                                   ReadAll}});
 }
 
+// Without it, and without a new one, the block could not be found.
+TEST(ReadOldValue, IsReadOfTheOpeningOfABlockThatGoes) {
+  const auto edited = [](Dialect dialect, const std::string& text, const std::string& config) {
+    Case c = {"", config, "{% if $no %}\n" + text + "{% endif %}\n", {{"v", kNone, kNone}},
+              "", ReadAll};
+    return EditedText(RequestOf(dialect, c), config);
+  };
+  EXPECT_EQ(edited(Dialect::kApache, "<VirtualHost {% $v %}:80>\nServerName a\n</VirtualHost>\n",
+                   "<VirtualHost 1.1.1.1:80>\n  ServerName b\n</VirtualHost>\n"
+                   "<VirtualHost 1.1.1.2:80>\n  ServerName a\n</VirtualHost>\n"),
+            "<VirtualHost 1.1.1.1:80>\n  ServerName b\n</VirtualHost>\n");
+  EXPECT_EQ(edited(Dialect::kNginx, "location {% $v %} {\nreturn 404;\n}\n",
+                   "upstream u {\n  server x;\n}\nlocation /x {\n  return 404;\n}\n"),
+            "upstream u {\n  server x;\n}\n");
+}
+
 TEST(ReadOldValue, IsReadOfAConditionWhereTheBlockItselfDoesNotSayIt) {
   const std::string text =
       "<VirtualHost *:80>\nServerName a\nDocumentRoot {% $root %}\n</VirtualHost>\n";

@@ -49,7 +49,7 @@ PARTS = {
         "edit_meant_tree_test", "edit_collisions_test", "edit_file_importer_test",
         "edit_lint_test", "edit_report_test", "edit_quoting_test", "edit_layout_test",
         "edit_placement_test", "edit_edit_test", "edit_inspect_test", "server_collisions_test",
-        "edit_template_tree_test",
+        "edit_template_tree_test", "edit_prepared_edit_test",
         "edit_everyday_test", "edit_hazards_test", "edit_address_test", "edit_old_values_test",
         "edit_text_search_test", "edit_server_address_test", "edit_plan_test", "edit_subjects_test",
         "server_edit_test", "edit_interface_test", "edit_laws_test", "cli_warnings_test",

@@ -428,6 +428,17 @@ TEST(AFile, ThatTheServerRefusesIsSaid) {
             (Texts{{"sites/a", "server {\n  server_name a;\n  root /a;\n}\n"}}));
 }
 
+// The site may be the one that cannot be read.
+TEST(AFile, ThatTheServerRefusesIsSaidWhereMissingBlocksAreSkippedToo) {
+  const ServerFiles server = ServerOf(
+      Dialect::kNginx, {{"nginx.conf", kMain}, {"sites/b", "server {\n  server_name b;\n"}});
+  Request request = Nginx("server {\n  server_name a;\n  root /a;\n}\n");
+  request.skip_missing = true;
+  EXPECT_THAT(Refused(request, server), HasSubstr("[syntax] /s/sites/b:1:1: "));
+  request.forced.insert("syntax");
+  EXPECT_TRUE(EditServer(request, server, {}).skipped);
+}
+
 TEST(AFile, WhoseBlockEndsInTheNextOneIsRefused) {
   const ServerFiles server =
       ServerOf(Dialect::kNginx, {{"nginx.conf", "http {\n  include a;\n  include b;\n}\n"},
