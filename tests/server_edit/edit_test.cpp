@@ -435,6 +435,7 @@ TEST(AFile, ThatTheServerRefusesIsSaidWhereMissingBlocksAreSkippedToo) {
   Request request = Nginx("server {\n  server_name a;\n  root /a;\n}\n");
   request.skip_missing = true;
   EXPECT_THAT(Refused(request, server), HasSubstr("[syntax] /s/sites/b:1:1: "));
+  EXPECT_FALSE(EditServer(request, server, {}).skipped);
   request.forced.insert("syntax");
   EXPECT_TRUE(EditServer(request, server, {}).skipped);
 }
