@@ -52,6 +52,15 @@ Finding SyntaxFinding(const Contents& contents, const std::string& name) {
   return finding;
 }
 
+// Whether the text has none of the names without which none of the blocks is in it: it need not be
+// read. `names` may be null: false. With old values to be read, and of a template with a mistake,
+// that is not known.
+bool LacksNames(const Request& request, const PreparedTemplate& prepared, const NamesSought* names,
+                std::string_view text) {
+  return names != nullptr && prepared.findings.refusals.empty() && !ReadsOldValues(request) &&
+         !names->MayBeIn(text);
+}
+
 class Editor {
  public:
   Editor(const Request& request, std::string_view text, const std::string& name)
@@ -75,11 +84,10 @@ class Editor {
   // null: that is not asked for.
   Result Run(const PreparedTemplate& prepared, const NamesSought* names, EditReport* report) {
     CheckSize(m_text, m_name, false);
-    const bool reads = ReadsOldValues(m_request);
-    const bool is_fit = m_findings.refusals.empty() && prepared.findings.refusals.empty();
-    if (is_fit && !reads && names != nullptr && !names->MayBeIn(m_text)) {
+    if (m_findings.refusals.empty() && LacksNames(m_request, prepared, names, m_text)) {
       return Skip(prepared.tree, report);
     }
+    const bool reads = ReadsOldValues(m_request);
     // Else each line would be wrong, or is not known yet.
     if (!IsOfOtherDialect(prepared) && !reads) RefuseTemplate(prepared);
     return reads ? RunWithOldValues(prepared.tree, report) : RunAsIs(prepared, report);
@@ -503,9 +511,7 @@ Result PreparedEdit::On(std::string_view text, const std::string& name) const {
 }
 
 bool PreparedEdit::Skips(std::string_view text) const {
-  const bool is_fit = m_template.findings.refusals.empty() && !ReadsOldValues(m_request);
-  return is_fit && text.size() <= kLargestText && NamesToSkipBy() != nullptr &&
-         !NamesToSkipBy()->MayBeIn(text);
+  return text.size() <= kLargestText && LacksNames(m_request, m_template, NamesToSkipBy(), text);
 }
 
 const NamesSought* PreparedEdit::NamesToSkipBy() const {

@@ -35,6 +35,7 @@ class PreparedEdit {
   // Throws what the request's importer throws.
   explicit PreparedEdit(Request request);
 
+  // What Edit does with the text, and throws.
   Result On(std::string_view text, const std::string& name) const;
 
   // Whether On would skip the text, without a word. False where that takes a closer look. Cost:

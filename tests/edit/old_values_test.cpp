@@ -178,8 +178,8 @@ TEST(ReadOldValue, IsReadOfOpeningsInWhatMayBeLeftOut) {
 // Without it, and without a new one, the block could not be found.
 TEST(ReadOldValue, IsReadOfTheOpeningOfABlockThatGoes) {
   const auto edited = [](Dialect dialect, const std::string& text, const std::string& config) {
-    Case c = {"", config, "{% if $no %}\n" + text + "{% endif %}\n", {{"v", kNone, kNone}},
-              "", ReadAll};
+    const Case c = {"", config, "{% if $no %}\n" + text + "{% endif %}\n", {{"v", kNone, kNone}},
+                    "", ReadAll};
     return EditedText(RequestOf(dialect, c), config);
   };
   EXPECT_EQ(edited(Dialect::kApache, "<VirtualHost {% $v %}:80>\nServerName a\n</VirtualHost>\n",
